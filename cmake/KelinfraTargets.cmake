@@ -1,0 +1,34 @@
+# What every target of the project is compiled with.
+
+set(KELINFRA_COMPILE_OPTIONS
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wold-style-cast -Wcast-qual -Wformat=2 -Wundef -Wdouble-promotion -Wnull-dereference
+    # The library calls its own functions directly; nobody is meant to replace them by preloading.
+    -fno-semantic-interposition
+    # No path of the building machine in what is shipped; messages record base names anyway.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(KELINFRA_WARNINGS_AS_ERRORS)
+  list(APPEND KELINFRA_COMPILE_OPTIONS -Werror)
+endif()
+
+set(KELINFRA_LINK_OPTIONS "")
+if(KELINFRA_SANITIZE)
+  list(APPEND KELINFRA_COMPILE_OPTIONS -fsanitize=${KELINFRA_SANITIZE} -fno-sanitize-recover=all
+       -fno-omit-frame-pointer)
+  list(APPEND KELINFRA_LINK_OPTIONS -fsanitize=${KELINFRA_SANITIZE})
+endif()
+if(KELINFRA_COVERAGE)
+  list(APPEND KELINFRA_COMPILE_OPTIONS --coverage -fprofile-update=atomic)
+  list(APPEND KELINFRA_LINK_OPTIONS --coverage)
+endif()
+
+# kelinfra_configure(TARGET [STANDARD])
+function(kelinfra_configure target)
+  set(standard 20)
+  if(ARGC GREATER 1)
+    set(standard ${ARGV1})
+  endif()
+  set_target_properties(${target} PROPERTIES CXX_STANDARD ${standard} CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE ${KELINFRA_COMPILE_OPTIONS})
+  target_link_options(${target} PRIVATE ${KELINFRA_LINK_OPTIONS})
+endfunction()

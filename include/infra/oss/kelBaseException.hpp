@@ -1,0 +1,50 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelMessageList.hpp"
+
+#include <exception>
+
+namespace tarvo::oss {
+
+/// What every failure of the library is thrown as, by value: an exception that carries its messages.
+///
+///     try {
+///       socket.connect(host, port, Socket::NullAddrInfoExternal, &timeout);
+///     } catch (const BaseException& error) {
+///       error.getErrorMessage().getMessageID();   // "ERR_SOCKET_TIMEOUT"
+///       error.getErrorMessage().getMessageArgs(); // host, port
+///     }
+///
+/// The subclasses `NLSException`, `IOException`, `SocketException` (here), `PropertiesException` and
+/// `Base64Exception` (tarvo::util) differ in type and name only. Copies are deep and independent of one
+/// another, so an exception may be handed to another thread; one object is used by one thread at a time.
+class KELINFRA_API BaseException : public std::exception {
+ public:
+  /// An exception with one message of level `LEVEL_ERROR` and no arguments yet.
+  ///   fileName   plain ASCII, copied; null is the empty name
+  BaseException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  BaseException(const BaseException& other);
+  ~BaseException() override;
+
+  BaseException& operator=(const BaseException& other) = delete;
+
+  /// `name()` of the most derived class: a static string.
+  const char* what() const noexcept override;
+  /// "oss::BaseException"; each subclass has its own. Only some names carry a namespace; programs print them.
+  virtual const char* name() const;
+
+  /// Appends a copy of `m`.
+  void addMessage(Message& m);
+  /// The messages themselves, for reading, iterating and adding; lives as long as the exception.
+  MessageList& getMessages();
+  /// The first message.
+  ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the messages were cleared
+  Message& getErrorMessage();
+  const Message& getErrorMessage() const;
+
+ private:
+  MessageList messages_;
+};
+
+}  // namespace tarvo::oss

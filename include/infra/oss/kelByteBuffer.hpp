@@ -1,0 +1,70 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelDefaultAlternateBuffer.hpp"
+
+#include <unicode/unistr.h>
+
+namespace tarvo::oss {
+
+/// A growable byte array with an explicit length that always stands before a NUL: raw data that may hold
+/// zeros.
+///
+///     ByteBuffer payload(4096);
+///     payload.append(chunk, chunkLength);
+///     socket.writeMessage(payload.get(), 0, payload.length());
+///
+/// Capacities are powers of two, from 4 to 2^30, terminator included; `clear` and `set` keep the capacity.
+/// Lengths are bytes. One thread at a time. The only failure is std::bad_alloc: no memory, a length whose sum
+/// wraps, or a need above 2^30 bytes. `append` then leaves the buffer as it was; `set` and `operator=` leave
+/// it empty without storage (`get()` null, length 0), ready for use. Source ranges may lie in the buffer
+/// itself.
+class KELINFRA_API ByteBuffer {
+ public:
+  /// An empty buffer with room for `size` bytes.
+  explicit ByteBuffer(unsigned long long size);
+  /// A buffer of `length` bytes copied from `data`. With null data the bytes are not initialised: the caller
+  /// fills nothing in, but the terminator stands.
+  ByteBuffer(const char* const data, unsigned long long length);
+  /// The text in the code page `codepage`, an ICU converter name; null is ICU's default converter. Empty when
+  /// the code page is unknown.
+  ByteBuffer(const icu::UnicodeString& text, const char* codepage);
+  ByteBuffer(const ByteBuffer& other);
+  virtual ~ByteBuffer();
+
+  // --- ask
+  // ---------------------------------------------------------------------------------------------------
+
+  /// The bytes and their terminator; valid until the next change.
+  const char* get() const;
+  /// Bytes before the terminator.
+  unsigned long long length() const;
+  /// The same as `length`.
+  unsigned long long getSize() const;
+  /// Bytes allocated, the terminator's included.
+  unsigned long long capacity() const;
+  /// Whether the buffer holds exactly these bytes; false for null.
+  bool compare(const char* const data, unsigned long long length) const;
+  bool operator==(const ByteBuffer& other) const;
+
+  // --- change
+  // ------------------------------------------------------------------------------------------------
+
+  /// Appends a copy of `length` bytes. Null data or a length of 0 changes nothing.
+  void append(const char* const data, unsigned long long length);
+  /// Replaces the contents. Null data changes nothing; a length of 0 empties the buffer.
+  void set(const char* const data, unsigned long long length);
+  /// Length 0; the capacity stays.
+  void clear();
+  /// Replaces the contents by the other's. Assigning a buffer to itself changes nothing.
+  ByteBuffer& operator=(const ByteBuffer& other);
+
+ private:
+  using Storage = DefaultAlternateBuffer<char>;
+
+  KELINFRA_LOCAL void assign(const char* data, unsigned long long length);
+
+  Storage* storage_;
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+namespace tarvo::oss {
+
+/// Raw storage that grows by powers of two and never shrinks: the storage under `ByteBuffer` and
+/// `SizeableBuffer`.
+///
+/// `resize` follows one rule. Sizes count elements, the terminator of the user's text included.
+///   1  need <= capacity: only the used size changes, storage and contents stay.
+///   2  a maximum size is set and the need is above it: the storage is released; data null, both sizes 0.
+///   3  need <= alternate size: the alternate block becomes the storage.
+///   4  otherwise a new block of the smallest power of two, at least 4, that holds the need.
+/// In 3 and 4 the contents are lost. A need above 2^30 raises std::bad_alloc before anything is asked of the
+/// allocator: larger buffers are not supported. After a failed allocation data is null and both sizes are 0;
+/// the object can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate block nor a
+/// maximum.
+///
+/// One thread at a time. The pointer from `data` lives until the next `resize` that moves the storage.
+template <class T>
+class DefaultAlternateBuffer {
+ public:
+  DefaultAlternateBuffer() = default;
+  DefaultAlternateBuffer(const DefaultAlternateBuffer&) = delete;
+  DefaultAlternateBuffer& operator=(const DefaultAlternateBuffer&) = delete;
+  virtual ~DefaultAlternateBuffer() {
+    release();
+    delete[] alternateBlock_;
+  }
+
+  /// The storage; null when there is none.
+  T* data() const { return data_; }
+  /// Elements allocated at `data()`.
+  unsigned long long capacity() const { return capacity_; }
+  /// The size last asked for; 0 without storage.
+  unsigned long long usedSize() const { return usedSize_; }
+
+  /// Makes room for `need` elements, discarding the contents unless they fit where they are.
+  ///   raises   std::bad_alloc: need above 2^30, or no memory
+  void resize(unsigned long long need) {
+    if (need <= capacity_) {
+      usedSize_ = need;
+    } else {
+      replaceStorage(need);
+    }
+  }
+
+  /// The greatest need that `resize` meets.
+  static constexpr unsigned long long largestSize = 1ULL << 30;
+
+ protected:
+  /// Takes over `block`, made by array-new, as the alternate block of `size` elements.
+  void setAlternateBlock(T* block, unsigned long long size) {
+    alternateBlock_ = block;
+    alternateSize_ = size;
+  }
+  /// Sets the upper limit of a need; 0 means none.
+  void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
+
+ private:
+  void replaceStorage(unsigned long long need) {
+    release();
+    if (maximumSize_ != 0 && need > maximumSize_) return;
+    if (need <= alternateSize_) {
+      data_ = alternateBlock_;
+      capacity_ = alternateSize_;
+      usedSize_ = alternateBlock_ == nullptr ? 0 : need;
+      return;
+    }
+    if (need > largestSize) throw std::bad_alloc();
+    unsigned long long newCapacity = 4;
+    while (newCapacity < need) newCapacity *= 2;
+    data_ = new T[static_cast<std::size_t>(newCapacity)];
+    capacity_ = newCapacity;
+    usedSize_ = need;
+  }
+
+  void release() {
+    if (data_ != alternateBlock_) delete[] data_;
+    data_ = nullptr;
+    capacity_ = 0;
+    usedSize_ = 0;
+  }
+
+  T* data_ = nullptr;
+  T* alternateBlock_ = nullptr;
+  unsigned long long alternateSize_ = 0;
+  unsigned long long maximumSize_ = 0;
+  unsigned long long capacity_ = 0;
+  unsigned long long usedSize_ = 0;
+};
+
+}  // namespace tarvo::oss

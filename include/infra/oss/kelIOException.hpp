@@ -1,0 +1,20 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelBaseException.hpp"
+
+namespace tarvo::oss {
+
+/// Raised by `ByteArrayOutputStream`.
+/// Everything but the type and `name()` is `BaseException`'s.
+class KELINFRA_API IOException : public oss::BaseException {
+ public:
+  IOException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  IOException(const IOException& other);
+  ~IOException() override;
+
+  /// "IOException"
+  const char* name() const override;
+};
+
+}  // namespace tarvo::oss

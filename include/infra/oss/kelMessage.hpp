@@ -1,0 +1,111 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <unicode/unistr.h>
+
+#include <list>
+
+namespace tarvo::oss {
+
+/// One diagnostic record: an identifier into the calling program's message catalogue, ordered text arguments
+/// for the catalogue's text, a level, and the source file and line that raised it.
+///
+///     Message message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120);
+///     message.addArgument(volume);
+///     message.addArgument(512);
+///     icu::UnicodeString line;
+///     message.toString(line);            // ERR_DISK_FULL: [] - [C:] [512]
+///
+/// A value class, used by one thread at a time. Returned references live until the message's next change.
+/// No member raises an error of the library's own; exhausted memory is the standard allocation failure.
+class KELINFRA_API Message {
+ public:
+  /// Severity: one bit each.
+  enum Level : int { LEVEL_INFO = 1, LEVEL_WARNING = 2, LEVEL_ERROR = 4, LEVEL_SEVERE = 8 };
+
+  /// Identifier, text and file name empty (not bogus), `LEVEL_ERROR`, line 0, no arguments.
+  Message();
+  Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
+  /// `fileName` is plain ASCII and copied; null is the empty name.
+  Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);
+  /// A deep copy; a bogus string stays bogus.
+  Message(const Message& other);
+  ~Message();
+
+  /// Assignment is spelled `setMessage`.
+  Message& operator=(const Message& other) = delete;
+
+  // --- ask
+  // ---------------------------------------------------------------------------------------------------
+
+  const icu::UnicodeString& getMessageID() const;
+  /// The same field as `getMessageID`.
+  const icu::UnicodeString& getMessageCode() const;
+  /// The text exactly as set; nothing is formatted into it.
+  const icu::UnicodeString& getFormattedMessage() const;
+  Level getMessageLevel() const;
+  const icu::UnicodeString& getFileName() const;
+  unsigned int getLineNumber() const;
+  int getMessageArgsCount() const;
+  const std::list<icu::UnicodeString>& getMessageArgs() const;
+
+  /// Writes the message on one line, "ID: [text]" or "ID: [text] - [first] [second]", into `out`, whose
+  /// former contents are dropped, and returns `out`. File, line and level are not part of it.
+  const icu::UnicodeString& toString(icu::UnicodeString& out) const;
+
+  // --- change one field
+  // --------------------------------------------------------------------------------------
+
+  void setMessageID(const icu::UnicodeString& id);
+  void setMessageText(const icu::UnicodeString& text);
+  void setMessageLevel(Level level);
+  /// Plain ASCII, copied; null is the empty name.
+  void setFileName(const char* fileName);
+  void setLineNumber(unsigned int lineNumber);
+
+  /// Appends an argument, an empty text included.
+  void addArgument(const icu::UnicodeString& value);
+  /// Appends `value` converted from `codepage`: an ICU converter name, "" for plain ASCII, null for ICU's
+  /// default converter. A null or empty `value` adds nothing; an unknown code page adds one empty argument.
+  void addArgument(const char* value, const char* codepage);
+  /// Append the signed 32-bit decimal text of the value's low 32 bits, whatever its type: 4294967295u adds
+  /// "-1" and 5000000000 adds "705032704". That is what the catalogues expect; pass text for more.
+  void addArgument(unsigned char value);
+  void addArgument(unsigned short value);
+  void addArgument(unsigned int value);
+  void addArgument(unsigned long value);
+  void addArgument(unsigned long long value);
+  void addArgument(signed char value);
+  void addArgument(short value);
+  void addArgument(int value);
+  void addArgument(long value);
+  void addArgument(long long value);
+
+  // --- change the whole
+  // --------------------------------------------------------------------------------------
+
+  /// Resets the message: identifier, text and file name become bogus (`isBogus()`, which renders as nothing),
+  /// `LEVEL_ERROR`, line 0, no arguments.
+  void clear();
+
+  /// Each resets the message as `clear` does and then sets what it is given; fields that it does not take
+  /// stay reset. The arguments may be the message's own fields. A message set to itself stays as it is.
+  void setMessage(const Message& other);
+  void setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
+  void setMessage(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);
+
+ private:
+  template <class Integer>
+  void addLow32Bits(Integer value);
+  static constexpr int bitCodedSeverity(Level level);
+
+  icu::UnicodeString id_;
+  icu::UnicodeString text_;
+  Level level_ = LEVEL_ERROR;
+  icu::UnicodeString fileName_;
+  unsigned int lineNumber_ = 0;
+  std::list<icu::UnicodeString> arguments_;
+};
+
+}  // namespace tarvo::oss

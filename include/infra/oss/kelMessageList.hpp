@@ -1,0 +1,71 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelMessage.hpp"
+
+namespace tarvo::oss {
+
+/// The ordered messages that an exception carries. Owns copies of what is put into it.
+///
+///     for (const Message* m = list.getFirstMsg(); m != nullptr; m = list.getNextMsg()) print(*m);
+///
+/// One thread at a time, the cursor included. Returned references and pointers live until `clear` or the
+/// list's destruction; adding messages keeps them. Exhausted memory while adding is the standard allocation
+/// failure and leaves the list without the message that did not fit; messages added before it stay.
+class KELINFRA_API MessageList {
+ public:
+  /// An empty list.
+  MessageList();
+  /// A list of one copy of `m`.
+  MessageList(const Message& m);  // NOLINT(google-explicit-constructor): callers pass a message for a list
+  /// A deep copy of every message; the cursor is not copied, it starts at null.
+  MessageList(const MessageList& other);
+  ~MessageList();
+
+  MessageList& operator=(const MessageList& other) = delete;
+
+  // --- ask
+  // ---------------------------------------------------------------------------------------------------
+
+  int count() const;
+  bool isEmpty() const;
+
+  /// The first message; through the non-const form a caller may change it in place.
+  ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the list is empty
+  Message& getFirstMessage();
+  const Message& getFirstMessage() const;
+
+  // --- iterate: one cursor a list
+  // ----------------------------------------------------------------------------
+
+  /// The first message, the cursor then stands at the second; null for an empty list, the cursor stays.
+  const Message* getFirstMsg();
+  /// The message at the cursor, which moves on; null when it was never set or has passed the last message. A
+  /// message appended while the cursor stands at one is still reached.
+  const Message* getNextMsg();
+  /// Whether the next `getNextMsg` gives a message.
+  bool hasMoreMsgs() const;
+
+  // --- change; the cursor stays, but for `clear`
+  // -------------------------------------------------------------
+
+  /// Appends a copy of `m`, which may be a message of this list.
+  void addMessage(const Message& m);
+  /// Puts a copy of `m` in front.
+  void insertMessage(const Message& m);
+  /// Appends copies of the messages that `other` holds now; a list joined to itself doubles.
+  void join(const MessageList& other);
+  /// Removes every message and sets the cursor to null.
+  void clear();
+
+ private:
+  struct Node;
+  KELINFRA_LOCAL void removeAll() noexcept;
+
+  Node* first_ = nullptr;
+  Node* last_ = nullptr;
+  Node* cursor_ = nullptr;
+  int count_ = 0;
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelBaseException.hpp"
+
+namespace tarvo::oss {
+
+/// Raised for text, code pages, number formats, UTF-8, message lists and `DataBuffer`.
+/// Everything but the type and `name()` is `BaseException`'s.
+class KELINFRA_API NLSException : public oss::BaseException {
+ public:
+  NLSException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  NLSException(const NLSException& other);
+  ~NLSException() override;
+
+  /// "NLSException"
+  const char* name() const override;
+};
+
+}  // namespace tarvo::oss

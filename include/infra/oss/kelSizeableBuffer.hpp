@@ -1,0 +1,69 @@
+#pragma once
+
+#include "infra/oss/kelDefaultAlternateBuffer.hpp"
+
+#include <cstddef>
+
+namespace tarvo::oss {
+
+/// A scratch array with room for N elements inside the object and heap storage when more is asked for. Meant
+/// for the stack, one thread at a time.
+///
+///     SizeableBuffer<char, 512> bytes;
+///     std::size_t count = text.extract(0, text.length(), bytes.data(), bytes.capacity(), codePage);
+///     if (count > bytes.capacity()) {
+///       bytes.resize(count);
+///       text.extract(0, text.length(), bytes.data(), bytes.capacity(), codePage);
+///     }
+///
+/// The contents are not initialised, and a resize that moves to the heap or within it does not keep them. The
+/// pointer from `data` lives until the next `resize`.
+template <class T, std::size_t N>
+class SizeableBuffer {
+ public:
+  // NOLINTNEXTLINE(modernize-use-equals-default,cppcoreguidelines-pro-type-member-init): the store stays raw
+  SizeableBuffer() : data_(inlineStore_) {}
+  SizeableBuffer(const SizeableBuffer&) = delete;
+  SizeableBuffer& operator=(const SizeableBuffer&) = delete;
+  virtual ~SizeableBuffer() = default;
+
+  /// The inline store or the heap storage; writable up to `capacity()`.
+  T* data() { return data_; }
+  const T* data() const { return data_; }
+  /// The size last asked for; N at first.
+  unsigned long long size() const { return size_; }
+  /// N while the inline store is in use, then the heap storage's capacity: a power of two.
+  unsigned long long capacity() const { return capacity_; }
+
+  /// Makes room for `n` elements. Up to N the inline store stays while it is in use; once on the heap, the
+  /// buffer stays there and grows as `DefaultAlternateBuffer` does.
+  ///   raises   std::bad_alloc: n above 2^30, or no memory; data is then null and both sizes are 0
+  void resize(unsigned long long n) {
+    if (data_ == inlineStore_ && n <= N) {
+      size_ = n;
+      return;
+    }
+    if (maximumSize_ != 0 && n > maximumSize_) return;
+    data_ = nullptr;
+    size_ = 0;
+    capacity_ = 0;
+    heap_.resize(n);
+    data_ = heap_.data();
+    size_ = n;
+    capacity_ = heap_.capacity();
+  }
+
+ protected:
+  /// Sets the upper limit of a size, above which `resize` changes nothing; 0 means none.
+  void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
+
+ private:
+  unsigned long long maximumSize_ = 0;
+  unsigned long long capacity_ = N;
+  unsigned long long size_ = N;
+  T* data_;
+  T inlineStore_[N];
+  DefaultAlternateBuffer<T> heap_;
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelBaseException.hpp"
+
+namespace tarvo::oss {
+
+/// Raised by `Socket` and `SocketServer`.
+/// Everything but the type and `name()` is `BaseException`'s.
+class KELINFRA_API SocketException : public oss::BaseException {
+ public:
+  SocketException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  SocketException(const SocketException& other);
+  ~SocketException() override;
+
+  /// "oss::SocketException"
+  const char* name() const override;
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <cstdint>
+
+/// The host program's trace facility, as the library calls it.
+///
+/// Public operations of the buffer, conversion, tokenizer, formatter, message-list and networking classes
+/// report their entry and exit to the installed facility, each with the 32-bit probe number of the function.
+/// Without an installed facility a built-in one is in place whose flags are all clear; then nothing is
+/// called.
+///
+///     std::uint32_t flags[256] = {};
+///     tarvo::trace::Facility facility;
+///     facility.componentTraceFlags = flags;
+///     facility.traceEntry = [](std::uint32_t probe) { std::printf("> %u\n", probe); };
+///     tarvo::trace::install(facility);
+///     flags[tarvo::trace::componentIndex] = 0x1;   // entries only, from the next test on
+namespace tarvo::trace {
+
+/// The library's element of `Facility::componentTraceFlags`.
+constexpr unsigned int componentIndex = 155;
+
+/// What a host installs. Every function may be called from any thread that uses the library, and must return
+/// normally. A null function is taken for an empty one, a null flag array for one that is all zero.
+///
+/// Bits of the library's flag word:
+///   0x40000   diagDispatchEntry at entry, diagDispatchExit at exit
+///   0x20001   traceEntry at entry                      (either bit)
+///   0x20002   traceExit at exit, return code always 0  (either bit)
+///   0x80      traceFlightRecord at exit, further arguments always 0, 0, 0
+/// At entry diagDispatchEntry comes before traceEntry; at exit diagDispatchExit, traceExit,
+/// traceFlightRecord. An operation that ends with an exception reports its entry and no exit. Constructors,
+/// destructors and cursor steps report their exit only.
+struct Facility {
+  /// Array of flag words, one a component of the host; element 155 is read afresh before every test, as a
+  /// plain load without a lock. The host may change it at any time and from any thread, a hook included; it
+  /// keeps the array alive until `uninstall` or another `install`.
+  const volatile std::uint32_t* componentTraceFlags = nullptr;
+  void (*diagDispatchEntry)(std::uint32_t probe) = nullptr;
+  void (*diagDispatchExit)(std::uint32_t probe) = nullptr;
+  void (*traceEntry)(std::uint32_t probe) = nullptr;
+  void (*traceExit)(std::uint32_t probe, int returnCode) = nullptr;
+  void (*traceFlightRecord)(std::uint32_t probe, int, int, int) = nullptr;
+};
+
+/// Puts a copy of `facility` in place of the present one. Call it before traced calls run in other threads:
+/// the exchange itself is not synchronised with them. Raises nothing.
+KELINFRA_API void install(const Facility& facility) noexcept;
+
+/// Puts the built-in facility back, under the same rule.
+KELINFRA_API void uninstall() noexcept;
+
+}  // namespace tarvo::trace

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelBaseException.hpp"
+
+namespace tarvo::util {
+
+/// Raised by `Base64`.
+/// Everything but the type and `name()` is `BaseException`'s.
+class KELINFRA_API Base64Exception : public oss::BaseException {
+ public:
+  Base64Exception(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  Base64Exception(const Base64Exception& other);
+  ~Base64Exception() override;
+
+  /// "Base64Exception"
+  const char* name() const override;
+};
+
+}  // namespace tarvo::util

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelBaseException.hpp"
+
+namespace tarvo::util {
+
+/// Raised by `ExtendedProperties`: the map and its text format.
+/// Everything but the type and `name()` is `BaseException`'s.
+class KELINFRA_API PropertiesException : public oss::BaseException {
+ public:
+  PropertiesException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
+  PropertiesException(const PropertiesException& other);
+  ~PropertiesException() override;
+
+  /// "PropertiesException"
+  const char* name() const override;
+};
+
+}  // namespace tarvo::util

@@ -1,0 +1,188 @@
+#include "oss/kelAddrInfo.hpp"
+
+#include "infra/oss/kelConverter.hpp"
+
+#include "oss/kelSocketError.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <optional>
+#include <string>
+
+namespace tarvo::oss {
+namespace {
+
+using platform::ResolvedAddress;
+using Record = Socket::_AddrInfoExternal;
+
+constexpr std::size_t usedFieldSize = sizeof(std::uint16_t);
+constexpr std::size_t usedMost = sizeof(Record) - usedFieldSize;
+constexpr std::size_t hostMost = 1024;
+/// The 26 bytes of an entry's fixed fields and an IPv4 address. What is left behind the last entry and
+/// shorter than this is no entry.
+constexpr std::size_t smallestEntry = 42;
+
+/// The host name in UTF-8, which is what the resolvers take for international names, too.
+std::string narrowHost(const icu::UnicodeString& host) {
+  SizeableBuffer<char, 1026> bytes;
+  const std::size_t count = Converter::convertToBytes(host, "UTF-8", bytes);
+  return {bytes.data(), count};
+}
+
+/// Appends fields to a record's used area until one does not fit.
+class RecordWriter {
+ public:
+  template <class Value>
+  RecordWriter& value(Value number) {
+    return bytes(&number, sizeof number);
+  }
+
+  RecordWriter& bytes(const void* source, std::size_t count) {
+    fits_ = fits_ && count <= usedMost - used_;
+    if (fits_ && count > 0) {
+      std::memcpy(record_.bytes + usedFieldSize + used_, source, count);
+      used_ += count;
+    }
+    return *this;
+  }
+
+  bool finish(Record& record) {
+    if (!fits_) return false;
+    const auto used = static_cast<std::uint16_t>(used_);
+    std::memcpy(record_.bytes, &used, sizeof used);
+    record = record_;
+    return true;
+  }
+
+ private:
+  Record record_{};
+  std::size_t used_ = 0;
+  bool fits_ = true;
+};
+
+/// Takes fields from a record's used area until one is not there.
+class RecordReader {
+ public:
+  RecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) {}
+
+  std::size_t left() const { return left_; }
+
+  const unsigned char* bytes(std::uint64_t count) {
+    if (count > left_) return nullptr;
+    const unsigned char* const taken = next_;
+    next_ += count;
+    left_ -= static_cast<std::size_t>(count);
+    return taken;
+  }
+
+  template <class Value>
+  bool value(Value& number) {
+    const unsigned char* const taken = bytes(sizeof number);
+    if (taken != nullptr) std::memcpy(&number, taken, sizeof number);
+    return taken != nullptr;
+  }
+
+  bool skipText(std::size_t most) {
+    const unsigned char* const end = next_ + std::min(left_, most + 1);
+    const unsigned char* const terminator = std::find(next_, end, '\0');
+    return terminator != end && bytes(static_cast<std::uint64_t>(terminator - next_) + 1) != nullptr;
+  }
+
+ private:
+  const unsigned char* next_;
+  std::size_t left_;
+};
+
+/// An IPv4 or IPv6 entry whose address is of another size cannot be meant; other families are for `socket` to
+/// pass.
+bool lengthSuits(int family, std::uint64_t length) {
+  if (family == platform::familyInet) return length == platform::inetAddressSize;
+  if (family == platform::familyInet6) return length == platform::inet6AddressSize;
+  return true;
+}
+
+std::optional<ResolvedAddress> readEntry(RecordReader& reader) {
+  ResolvedAddress entry;
+  std::uint64_t addressLength = 0;
+  std::uint16_t nameLength = 0;
+  if (!reader.value(entry.flags) || !reader.value(entry.family) || !reader.value(entry.socketType) ||
+      !reader.value(entry.protocol) || !reader.value(addressLength) ||
+      !lengthSuits(entry.family, addressLength)) {
+    return std::nullopt;
+  }
+  const unsigned char* const address = reader.bytes(addressLength);
+  if (address == nullptr || !reader.value(nameLength)) return std::nullopt;
+  const unsigned char* const name = reader.bytes(nameLength);
+  if (name == nullptr) return std::nullopt;
+  entry.address.assign(address, address + addressLength);
+  entry.canonicalName.assign(name, name + nameLength);
+  return entry;
+}
+
+std::uint16_t usedBytes(const Record& record) {
+  std::uint16_t used = 0;
+  std::memcpy(&used, record.bytes, sizeof used);
+  return used;
+}
+
+/// The entries of a record; empty when it cannot be read.
+AddressList readEntries(const Record& record) {
+  const std::uint16_t used = usedBytes(record);
+  if (used > usedMost) return {};
+  RecordReader reader(record.bytes + usedFieldSize, used);
+  std::uint16_t port = 0;
+  if (!reader.skipText(hostMost) || !reader.value(port)) return {};
+  AddressList list;
+  while (reader.left() >= smallestEntry) {
+    std::optional<ResolvedAddress> entry = readEntry(reader);
+    if (!entry) return {};
+    list.push_back(std::move(*entry));
+  }
+  return list;
+}
+
+}  // namespace
+
+int resolve(const icu::UnicodeString& host, unsigned int port, AddressList& list) {
+  constexpr platform::AddressHints hints = {0, platform::familyUnspecified, platform::typeStream, 0};
+  const std::string name = narrowHost(host);
+  // The resolver would end the name at a NUL and find another host.
+  if (name.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
+  const int code = platform::winsock().getaddrinfo(name.c_str(), serviceText(port).c_str(), hints, list);
+  return code == 0 && list.empty() ? platform::wsa::hostNotFound : code;
+}
+
+bool encodeAddrInfo(const icu::UnicodeString& host, unsigned short port, const AddressList& list,
+                    Record& record) {
+  const std::string name = narrowHost(host);
+  if (name.size() > hostMost) return false;
+  RecordWriter writer;
+  writer.bytes(name.c_str(), name.size() + 1).value(port);
+  for (const ResolvedAddress& entry : list) {
+    writer.value(entry.flags).value(entry.family).value(entry.socketType).value(entry.protocol);
+    writer.value(std::uint64_t{entry.address.size()}).bytes(entry.address.data(), entry.address.size());
+    writer.value(static_cast<std::uint16_t>(entry.canonicalName.size()));
+    writer.bytes(entry.canonicalName.data(), entry.canonicalName.size());
+  }
+  return writer.finish(record);
+}
+
+bool holdsAddresses(const Record& record) {
+  return usedBytes(record) != 0;
+}
+
+AddressList decodeAddrInfo(const Record& record) {
+  return trace::traced<trace::probe("Socket::decodeAddrInfo")>([&] {
+    AddressList list = readEntries(record);
+    if (list.empty()) {
+      platform::winsock().WSASetLastError(platform::wsa::invalidArgument);
+      raiseLastError({});
+    }
+    return list;
+  });
+}
+
+}  // namespace tarvo::oss

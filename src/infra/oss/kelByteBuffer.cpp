@@ -1,0 +1,139 @@
+#include "infra/oss/kelByteBuffer.hpp"
+
+#include "trace/kelTrace.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace tarvo::oss {
+
+using trace::probe;
+using trace::traced;
+using trace::tracedExit;
+
+namespace {
+
+using Storage = DefaultAlternateBuffer<char>;
+
+/// What a content of `length` bytes needs with its terminator. A sum that wraps becomes a need that no
+/// storage meets.
+constexpr unsigned long long withTerminator(unsigned long long length) {
+  return std::max(length + 1, length);
+}
+
+/// Resizes for `length` bytes and writes the terminator behind them.
+void makeRoom(Storage& storage, unsigned long long length) {
+  storage.resize(withTerminator(length));
+  storage.data()[length] = '\0';
+}
+
+}  // namespace
+
+ByteBuffer::ByteBuffer(unsigned long long size) {
+  tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
+    auto storage = std::make_unique<Storage>();
+    makeRoom(*storage, size);
+    std::memset(storage->data(), 0, size);
+    storage->resize(1);
+    storage_ = storage.release();
+  });
+}
+
+ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
+  tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
+    auto storage = std::make_unique<Storage>();
+    makeRoom(*storage, length);
+    if (data != nullptr) std::memcpy(storage->data(), data, length);
+    storage_ = storage.release();
+  });
+}
+
+ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
+  tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
+    auto storage = std::make_unique<Storage>();
+    const std::int32_t size = text.isEmpty() ? 0 : text.extract(0, text.length(), nullptr, 0U, codepage);
+    const auto length = static_cast<std::uint32_t>(std::max(size, 0));
+    makeRoom(*storage, length);
+    if (length > 0) text.extract(0, text.length(), storage->data(), length, codepage);
+    storage_ = storage.release();
+  });
+}
+
+ByteBuffer::ByteBuffer(const ByteBuffer& other) : ByteBuffer(other.get(), other.length()) {}
+
+ByteBuffer::~ByteBuffer() {
+  tracedExit<probe("ByteBuffer::clear")>([&] { delete storage_; });
+}
+
+const char* ByteBuffer::get() const {
+  return storage_->data();
+}
+
+unsigned long long ByteBuffer::length() const {
+  return storage_->usedSize() == 0 ? 0 : storage_->usedSize() - 1;
+}
+
+unsigned long long ByteBuffer::getSize() const {
+  return length();
+}
+
+unsigned long long ByteBuffer::capacity() const {
+  return storage_->capacity();
+}
+
+bool ByteBuffer::compare(const char* const data, unsigned long long length) const {
+  return data != nullptr && length == this->length() &&
+         (length == 0 || std::memcmp(get(), data, length) == 0);
+}
+
+bool ByteBuffer::operator==(const ByteBuffer& other) const {
+  return compare(other.get(), other.length());
+}
+
+void ByteBuffer::append(const char* const data, unsigned long long length) {
+  if (data == nullptr || length == 0) return;
+  traced<probe("ByteBuffer::append")>([&] {
+    const unsigned long long before = this->length();
+    const unsigned long long after = before + length;
+    if (after < length) throw std::bad_alloc();
+    if (withTerminator(after) <= storage_->capacity()) {
+      std::memmove(storage_->data() + before, data, length);
+      makeRoom(*storage_, after);
+      return;
+    }
+    auto grown = std::make_unique<Storage>();
+    makeRoom(*grown, after);
+    if (before > 0) std::memcpy(grown->data(), storage_->data(), before);
+    std::memcpy(grown->data() + before, data, length);
+    delete storage_;
+    storage_ = grown.release();
+  });
+}
+
+void ByteBuffer::set(const char* const data, unsigned long long length) {
+  if (data == nullptr) return;
+  traced<probe("ByteBuffer::set")>([&] { assign(data, length); });
+}
+
+void ByteBuffer::clear() {
+  traced<probe("ByteBuffer::clear")>([&] { makeRoom(*storage_, 0); });
+}
+
+ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
+  if (other.get() == nullptr) return *this;
+  return traced<probe("ByteBuffer::operator=")>([&]() -> ByteBuffer& {
+    assign(other.get(), other.length());
+    return *this;
+  });
+}
+
+// Moves, since the data may be a piece of this buffer; it then fits where it is and nothing is reallocated.
+void ByteBuffer::assign(const char* data, unsigned long long length) {
+  storage_->resize(withTerminator(length));
+  std::memmove(storage_->data(), data, length);
+  storage_->data()[length] = '\0';
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <unicode/unistr.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace tarvo::oss {
+
+/// The library's own ASCII texts as Unicode, by ICU's invariant conversion. Null is the empty string.
+inline icu::UnicodeString invariantText(std::string_view ascii) {
+  return icu::UnicodeString(ascii.data(), static_cast<std::int32_t>(ascii.size()), US_INV);
+}
+
+inline icu::UnicodeString invariantText(const char* ascii) {
+  return ascii == nullptr ? icu::UnicodeString() : invariantText(std::string_view(ascii));
+}
+
+}  // namespace tarvo::oss

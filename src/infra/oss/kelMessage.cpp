@@ -1,0 +1,185 @@
+#include "infra/oss/kelMessage.hpp"
+
+#include "oss/kelInvariant.hpp"
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <string_view>
+
+namespace tarvo::oss {
+
+/// A second, bit-coded severity.
+constexpr int Message::bitCodedSeverity(Level level) {
+  switch (level) {
+    case LEVEL_INFO:
+      return 2;
+    case LEVEL_ERROR:
+      return 8;
+    case LEVEL_SEVERE:
+      return 16;
+    default:
+      return 4;
+  }
+}
+
+Message::Message() {
+  static_assert(bitCodedSeverity(LEVEL_INFO) == 2 && bitCodedSeverity(LEVEL_WARNING) == 4 &&
+                bitCodedSeverity(LEVEL_ERROR) == 8 && bitCodedSeverity(LEVEL_SEVERE) == 16);
+}
+
+Message::Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level)
+    : id_(id), text_(text), level_(level) {}
+
+Message::Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber)
+    : id_(id), level_(level), fileName_(invariantText(fileName)), lineNumber_(lineNumber) {}
+
+Message::Message(const Message& other) = default;
+
+Message::~Message() = default;
+
+const icu::UnicodeString& Message::getMessageID() const {
+  return id_;
+}
+const icu::UnicodeString& Message::getMessageCode() const {
+  return id_;
+}
+const icu::UnicodeString& Message::getFormattedMessage() const {
+  return text_;
+}
+Message::Level Message::getMessageLevel() const {
+  return level_;
+}
+const icu::UnicodeString& Message::getFileName() const {
+  return fileName_;
+}
+unsigned int Message::getLineNumber() const {
+  return lineNumber_;
+}
+int Message::getMessageArgsCount() const {
+  return static_cast<int>(arguments_.size());
+}
+const std::list<icu::UnicodeString>& Message::getMessageArgs() const {
+  return arguments_;
+}
+
+const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
+  out.remove();  // makes a bogus string valid, too
+  out.append(id_).append(u": [", 3).append(text_);
+  out.append(arguments_.empty() ? u"]" : u"] -", -1);
+  for (const icu::UnicodeString& argument : arguments_) {
+    out.append(u" [", 2).append(argument).append(u']');
+  }
+  return out;
+}
+
+void Message::setMessageID(const icu::UnicodeString& id) {
+  id_ = id;
+}
+void Message::setMessageText(const icu::UnicodeString& text) {
+  text_ = text;
+}
+void Message::setMessageLevel(Level level) {
+  level_ = level;
+}
+void Message::setFileName(const char* fileName) {
+  fileName_ = invariantText(fileName);
+}
+void Message::setLineNumber(unsigned int lineNumber) {
+  lineNumber_ = lineNumber;
+}
+
+void Message::addArgument(const icu::UnicodeString& value) {
+  arguments_.push_back(value);
+}
+
+void Message::addArgument(const char* value, const char* codepage) {
+  if (value == nullptr || *value == '\0') return;
+  icu::UnicodeString text(value, codepage);
+  if (text.isBogus())
+    text.remove();  // an unknown code page: an empty argument keeps the others in their places
+  arguments_.push_back(text);
+}
+
+// Signed 32 bits at every width is wanted: the catalogues of the calling programs count on it.
+template <class Integer>
+void Message::addLow32Bits(Integer value) {
+  std::array<char, sizeof "-2147483648"> digits;
+  const auto end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<std::int32_t>(value)).ptr;
+  arguments_.push_back(
+      invariantText(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data()))));
+}
+
+void Message::addArgument(unsigned char value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(unsigned short value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(unsigned int value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(unsigned long value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(unsigned long long value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(signed char value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(short value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(int value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(long value) {
+  addLow32Bits(value);
+}
+void Message::addArgument(long long value) {
+  addLow32Bits(value);
+}
+
+void Message::clear() {
+  id_.setToBogus();
+  text_.setToBogus();
+  fileName_.setToBogus();
+  level_ = LEVEL_ERROR;
+  lineNumber_ = 0;
+  arguments_.clear();
+}
+
+void Message::setMessage(const Message& other) {
+  if (&other == this) return;
+  id_ = other.id_;
+  text_ = other.text_;
+  level_ = other.level_;
+  fileName_ = other.fileName_;
+  lineNumber_ = other.lineNumber_;
+  arguments_ = other.arguments_;
+}
+
+// The given strings may be fields of this message, so they are copied before the reset.
+void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
+  const icu::UnicodeString newId(id);
+  const icu::UnicodeString newText(text);
+  clear();
+  id_ = newId;
+  text_ = newText;
+  level_ = level;
+}
+
+void Message::setMessage(const icu::UnicodeString& id, Level level, const char* fileName,
+                         unsigned int lineNumber) {
+  const icu::UnicodeString newId(id);
+  clear();
+  id_ = newId;
+  level_ = level;
+  setFileName(fileName);
+  lineNumber_ = lineNumber;
+}
+
+}  // namespace tarvo::oss

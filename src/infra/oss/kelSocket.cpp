@@ -1,0 +1,419 @@
+#include "infra/oss/kelSocket.hpp"
+
+#include "oss/kelAddrInfo.hpp"
+#include "oss/kelHandleGuard.hpp"
+#include "oss/kelSocketError.hpp"
+#include "platform/kelWinsock.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace tarvo::oss {
+
+using platform::invalidSocket;
+using platform::socketError;
+using platform::SocketHandle;
+using platform::winsock;
+using trace::probe;
+using trace::traced;
+using trace::tracedExit;
+namespace wsa = platform::wsa;
+
+namespace {
+
+/// Returns 0 or the code, which is read before the host's exit hooks can overwrite it.
+int switchNonBlocking(SocketHandle handle, bool on) {
+  return traced<probe("Socket::setNonBlocking")>([&] {
+    return winsock().ioctlsocketNonBlocking(handle, on ? 1 : 0) == 0 ? 0 : winsock().WSAGetLastError();
+  });
+}
+
+int pendingError(SocketHandle handle, const Peer& peer) {
+  return traced<probe("Socket::getSocketError")>([&] {
+    int value = 0;
+    if (winsock().getsockopt(handle, platform::levelSocket, platform::optionError, value) != 0)
+      raiseLastError(peer);
+    return value;
+  });
+}
+
+/// The address buffer + offset of a range. The sum is made in integers: a wild one is an error here and
+/// must not be undefined before.
+char* startOf(const char* buffer, unsigned long long offset, unsigned long long length, const Peer& peer) {
+  const auto base = reinterpret_cast<std::uintptr_t>(buffer);
+  const std::uintptr_t room = std::numeric_limits<std::uintptr_t>::max() - base;
+  if ((buffer == nullptr && length > 0) || offset > room || length > room - offset)
+    raiseMapped(wsa::badAddress, peer);
+  return reinterpret_cast<char*>(base + offset);
+}
+
+/// What one call can be asked to transfer.
+int cappedCount(unsigned long long count) {
+  return static_cast<int>(std::min<unsigned long long>(count, std::numeric_limits<int>::max()));
+}
+
+void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, const Peer& peer) {
+  for (unsigned long long sent = 0; sent < length;) {
+    const int count = winsock().send(handle, bytes + sent, cappedCount(length - sent));
+    if (count < 0) raiseLastError(peer);
+    sent += static_cast<unsigned long long>(count);
+  }
+}
+
+// --- frames
+// --------------------------------------------------------------------------------------------------
+
+constexpr std::size_t lengthWordSize = 4;
+constexpr std::size_t drainChunk = 1024;
+/// How much of a payload travels with its length word.
+constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
+
+void putLengthWord(char* word, unsigned long long length) {
+  for (std::size_t i = 0; i < lengthWordSize; ++i) {
+    word[i] = static_cast<char>(static_cast<unsigned char>(length >> (8 * (lengthWordSize - 1 - i))));
+  }
+}
+
+unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
+  unsigned long long length = 0;
+  for (const char byte : word) length = length << 8 | static_cast<unsigned char>(byte);
+  return length;
+}
+
+// --- select
+// --------------------------------------------------------------------------------------------------
+
+using SocketList = std::list<Socket>;
+
+platform::SocketSet setOf(const SocketList& list) {
+  platform::SocketSet set;
+  for (const Socket& socket : list) set.add(socket.handle());
+  return set;
+}
+
+void keepReady(SocketList& list, const platform::SocketSet& ready) {
+  list.remove_if([&](const Socket& socket) { return !ready.contains(socket.handle()); });
+}
+
+platform::TimeValue timeValueOf(unsigned long long milliseconds) {
+  constexpr unsigned long long most = std::numeric_limits<std::int32_t>::max();
+  return {static_cast<std::int32_t>(std::min(milliseconds / 1000, most)),
+          static_cast<std::int32_t>(milliseconds % 1000 * 1000)};
+}
+
+}  // namespace
+
+constinit const Socket::_AddrInfoExternal Socket::NullAddrInfoExternal = {};
+
+Socket::Socket() : handle_(invalidSocket) {
+  tracedExit<probe("Socket::Socket")>([&] { startWinsock(); });
+}
+
+Socket::Socket(const Socket& other) : Socket(other.handle_, other.host_, other.port_) {}
+
+Socket::Socket(unsigned long long handle, const icu::UnicodeString& host, unsigned int port)
+    : handle_(handle), host_(host), port_(port) {
+  tracedExit<probe("Socket::Socket")>([&] { startWinsock(); });
+}
+
+Socket::~Socket() {
+  tracedExit<probe("Socket::~Socket")>([&] {
+    close();
+    winsock().WSACleanup();
+  });
+}
+
+void Socket::startWinsock() {
+  traced<probe("Socket::startWinsock")>([&] {
+    platform::StartupData data;
+    if (winsock().WSAStartup(platform::winsockVersion, data) != 0) {
+      raise<SocketException>("ERR_WSASTARTUP_FAILED", host_, port_);
+    }
+    if (data.version != platform::winsockVersion) {
+      winsock().WSACleanup();
+      raise<SocketException>("ERR_INVALID_SOCKET_VERSION", host_, port_);
+    }
+  });
+}
+
+// --- connect and close
+// ---------------------------------------------------------------------------------------
+
+namespace {
+
+/// Waits for the attempt on `handle`, which is in progress, and says whether it failed.
+bool waitForConnect(const Socket& attempt, const Peer& peer, const unsigned long long* timeout) {
+  SocketList read;
+  SocketList write(1, attempt);
+  SocketList error(1, attempt);
+  if (Socket::select(read, write, error, timeout) == 0) {
+    raise<SocketException>("ERR_SOCKET_TIMEOUT", *peer.host, peer.port);
+  }
+  return !error.empty();
+}
+
+enum class Attempt { connected, inProgress, failed };
+
+/// Starts to connect without waiting.
+Attempt beginConnect(SocketHandle handle, const platform::ResolvedAddress& address) {
+  if (switchNonBlocking(handle, true) != 0) return Attempt::failed;
+  if (winsock().connect(handle, address.address.data(), address.address.size()) == 0)
+    return Attempt::connected;
+  return winsock().WSAGetLastError() == wsa::wouldBlock ? Attempt::inProgress : Attempt::failed;
+}
+
+}  // namespace
+
+void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
+                     const unsigned long long* timeout) {
+  traced<probe("Socket::connect")>([&] {
+    if (handle_ != invalidSocket) raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
+    host_ = host;
+    port_ = port;
+    AddressList list;
+    if (holdsAddresses(addrInfo)) {
+      list = decodeAddrInfo(addrInfo);
+    } else if (const int code = resolve(host_, port_, list); code != 0) {
+      raiseResolverError(code, {&host_, port_});
+    }
+    for (const platform::ResolvedAddress& address : list) {
+      if (connectTo(address, timeout)) break;
+    }
+    finishConnect();
+  });
+}
+
+bool Socket::connectTo(const platform::ResolvedAddress& address, const unsigned long long* timeout) {
+  const Peer peer = {&host_, port_};
+  HandleGuard handle(winsock().socket(address.family, address.socketType, address.protocol));
+  if (!handle.valid()) return false;
+  const Attempt attempt = beginConnect(handle.get(), address);
+  if (attempt == Attempt::failed) return false;
+  const bool failed =
+      attempt == Attempt::inProgress && waitForConnect(Socket(handle.get(), host_, port_), peer, timeout);
+  if (const int code = switchNonBlocking(handle.get(), false); code != 0) raiseMapped(code, peer);
+  const int pending = pendingError(handle.get(), peer);
+  if (failed || pending != 0) raiseMapped(pending, peer);
+  adopt(handle.release());
+  return true;
+}
+
+// Without a handle, that is when every address failed at once, setNoDelay raises what callers then see.
+void Socket::finishConnect() {
+  try {
+    setNoDelay(true);
+  } catch (...) {
+    const HandleGuard closed(std::exchange(handle_, invalidSocket));
+    ownsHandle_ = false;
+    throw;
+  }
+}
+
+void Socket::adopt(unsigned long long handle) {
+  handle_ = handle;
+  ownsHandle_ = true;
+}
+
+void Socket::close() {
+  if (!ownsHandle_ || handle_ == invalidSocket) return;
+  traced<probe("Socket::close")>([&] {
+    ownsHandle_ = false;
+    winsock().closesocket(std::exchange(handle_, invalidSocket));
+    host_.remove();
+    port_ = 0;
+  });
+}
+
+void Socket::shutdownBoth() {
+  traced<probe("Socket::shutdownBoth")>([&] { shutdown(platform::shutdownBoth); });
+}
+
+void Socket::shutdownReceive() {
+  traced<probe("Socket::shutdownReceive")>([&] { shutdown(platform::shutdownReceive); });
+}
+
+void Socket::shutdownSend() {
+  traced<probe("Socket::shutdownSend")>([&] { shutdown(platform::shutdownSend); });
+}
+
+void Socket::shutdown(int how) {
+  if (handle_ == invalidSocket) return;
+  if (winsock().shutdown(handle_, how) != 0) raiseLastError({&host_, port_});
+}
+
+// --- ask
+// -----------------------------------------------------------------------------------------------------
+
+unsigned long long Socket::handle() const {
+  return handle_;
+}
+
+const icu::UnicodeString& Socket::getHost() const {
+  return host_;
+}
+
+unsigned int Socket::getPort() const {
+  return port_;
+}
+
+// --- data
+// ----------------------------------------------------------------------------------------------------
+
+void Socket::requireHandle() const {
+  if (handle_ == invalidSocket) raise<SocketException>("ERR_SOCKET_NOT_CONNECTED", host_, port_);
+}
+
+/// One receive.
+unsigned long long Socket::receive(char* buffer, unsigned long long length) {
+  const int count = winsock().recv(handle_, buffer, cappedCount(length));
+  if (count < 0) raiseLastError({&host_, port_});
+  return static_cast<unsigned long long>(count);
+}
+
+unsigned long long Socket::readOnce(char* buffer, unsigned long long offset, unsigned long long length) {
+  return traced<probe("Socket::readOnce")>([&]() -> unsigned long long {
+    requireHandle();
+    return receive(startOf(buffer, offset, length, {&host_, port_}), length);
+  });
+}
+
+unsigned long long Socket::read(char* buffer, unsigned long long offset, unsigned long long length) {
+  return traced<probe("Socket::read")>([&]() -> unsigned long long {
+    requireHandle();
+    if (length == 0) return 0;
+    char* const start = startOf(buffer, offset, length, {&host_, port_});
+    unsigned long long total = 0;
+    while (total < length) {
+      const unsigned long long count = receive(start + total, length - total);
+      if (count == 0) break;
+      total += count;
+    }
+    return total;
+  });
+}
+
+void Socket::write(const char* buffer, unsigned long long offset, unsigned long long length) {
+  traced<probe("Socket::write")>([&] {
+    requireHandle();
+    const Peer peer = {&host_, port_};
+    sendAll(handle_, startOf(buffer, offset, length, peer), length, peer);
+  });
+}
+
+unsigned long long Socket::readMessage(char* buffer, unsigned long long* frameLength,
+                                       unsigned long long offset, unsigned long long capacity,
+                                       bool drainTooLarge) {
+  return traced<probe("Socket::readMessage")>([&] {
+    requireHandle();
+    std::array<char, lengthWordSize> word{};
+    if (read(word.data(), 0, word.size()) == 0) raise<SocketException>("ERR_SOCKET_CLOSED", host_, port_);
+    const unsigned long long length = getLengthWord(word);
+    if (frameLength != nullptr) *frameLength = length;
+    if (capacity < length) {
+      if (drainTooLarge) drain(length);
+      raise<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", capacity, length);
+    }
+    return read(buffer, offset, length);
+  });
+}
+
+/// Drops `length` bytes of the stream, or what is left of it.
+void Socket::drain(unsigned long long length) {
+  std::array<char, drainChunk> scratch;
+  while (length > 0) {
+    const unsigned long long wanted = std::min<unsigned long long>(length, scratch.size());
+    const unsigned long long count = read(scratch.data(), 0, wanted);
+    if (count < wanted) return;
+    length -= count;
+  }
+}
+
+// The length word and the payload's beginning leave in one send: apart, the second would often wait for the
+// first one's acknowledgement. To the host's trace they are the two writes that the frame consists of.
+void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigned long long length) {
+  traced<probe("Socket::writeMessage")>([&] {
+    requireHandle();
+    const Peer peer = {&host_, port_};
+    const char* const payload = startOf(buffer, offset, length, peer);
+    const auto joined = static_cast<std::size_t>(std::min<unsigned long long>(length, joinedPayload));
+    traced<probe("Socket::write")>([&] {
+      std::array<char, lengthWordSize + joinedPayload> head;
+      putLengthWord(head.data(), length);
+      if (joined > 0) std::memcpy(head.data() + lengthWordSize, payload, joined);
+      sendAll(handle_, head.data(), lengthWordSize + joined, peer);
+    });
+    traced<probe("Socket::write")>([&] {
+      if (length > joined) sendAll(handle_, payload + joined, length - joined, peer);
+    });
+  });
+}
+
+// --- options
+// -------------------------------------------------------------------------------------------------
+
+void Socket::setNonBlocking(bool on) {
+  traced<probe("Socket::setNonBlocking")>([&] {
+    requireHandle();
+    if (winsock().ioctlsocketNonBlocking(handle_, on ? 1 : 0) != 0) raiseLastError({&host_, port_});
+  });
+}
+
+void Socket::setOption(int level, int option, int value) {
+  if (winsock().setsockopt(handle_, level, option, value) != 0) raiseLastError({&host_, port_});
+}
+
+void Socket::setNoDelay(bool on) {
+  traced<probe("Socket::setNoDelay")>([&] {
+    requireHandle();
+    setOption(platform::levelTcp, platform::optionNoDelay, on ? 1 : 0);
+  });
+}
+
+void Socket::setTimeout(unsigned int milliseconds) {
+  traced<probe("Socket::setTimeout")>([&] {
+    requireHandle();
+    setOption(platform::levelSocket, platform::optionReceiveTimeout, static_cast<int>(milliseconds));
+    setOption(platform::levelSocket, platform::optionSendTimeout, static_cast<int>(milliseconds));
+  });
+}
+
+// --- static
+// --------------------------------------------------------------------------------------------------
+
+unsigned long long Socket::select(std::list<Socket>& readList, std::list<Socket>& writeList,
+                                  std::list<Socket>& errorList, const unsigned long long* timeout) {
+  if (readList.empty() && writeList.empty() && errorList.empty()) return 0;
+  return traced<probe("Socket::select")>([&] {
+    platform::SocketSet read = setOf(readList);
+    platform::SocketSet write = setOf(writeList);
+    platform::SocketSet error = setOf(errorList);
+    const platform::TimeValue limit = timeValueOf(timeout == nullptr ? 0 : *timeout);
+    const int count = winsock().select(read, write, error, timeout == nullptr ? nullptr : &limit);
+    if (count == socketError) {
+      const Socket& first = (!readList.empty()    ? readList
+                             : !writeList.empty() ? writeList
+                                                  : errorList)
+                                .front();
+      raiseLastError({&first.host_, first.port_});
+    }
+    keepReady(readList, read);
+    keepReady(writeList, write);
+    keepReady(errorList, error);
+    return static_cast<unsigned long long>(count);
+  });
+}
+
+int Socket::resolveAddrInfo(const icu::UnicodeString& host, unsigned short port, _AddrInfoExternal& record) {
+  return traced<probe("Socket::resolveAddrInfo")>([&] {
+    AddressList list;
+    if (const int code = resolve(host, port, list); code != 0) return code;
+    return encodeAddrInfo(host, port, list, record) ? 0 : wsa::noBuffers;
+  });
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,196 @@
+#include "infra/oss/kelSocketServer.hpp"
+
+#include "oss/kelHandleGuard.hpp"
+#include "oss/kelSocketError.hpp"
+#include "platform/kelWinsock.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace tarvo::oss {
+
+using platform::invalidSocket;
+using platform::SocketHandle;
+using platform::winsock;
+using trace::probe;
+using trace::traced;
+using trace::tracedExit;
+namespace wsa = platform::wsa;
+
+/// A stay in `accept`: as long as it lasts, `close` leaves the handle open.
+class SocketServer::Waiter {
+ public:
+  explicit Waiter(SocketServer& server) : server_(server) {
+    const std::lock_guard<std::mutex> lock(server_.mutex_);
+    handle_ = server_.listeningSocket_.handle();
+    ++server_.waiters_;
+  }
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+  ~Waiter() {
+    const std::lock_guard<std::mutex> lock(server_.mutex_);
+    if (--server_.waiters_ == 0) server_.waiterLeft_.notify_all();
+  }
+
+  SocketHandle handle() const { return handle_; }
+
+ private:
+  SocketServer& server_;
+  SocketHandle handle_ = invalidSocket;
+};
+
+SocketServer::SocketServer() : hostText_(u"localhost", -1) {
+  tracedExit<probe("SocketServer::SocketServer")>([] {});
+}
+
+SocketServer::~SocketServer() {
+  tracedExit<probe("SocketServer::~SocketServer")>([&] { stopListening(); });
+}
+
+// --- listen
+// --------------------------------------------------------------------------------------------------
+
+void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
+  traced<probe("SocketServer::listen")>([&] {
+    if (listeningSocket_.handle() != invalidSocket) {
+      raise<SocketException>("ERR_SOCKET_LISTENING", hostText_, port_.load());
+    }
+    bindFirst(port, reuseAddress);
+    if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port_});
+    listening_ = true;
+    port_ = port == 0 ? queryPort() : port;
+  });
+}
+
+void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
+  constexpr platform::AddressHints hints = {platform::passiveFlag, platform::familyUnspecified,
+                                            platform::typeStream, 0};
+  std::vector<platform::ResolvedAddress> list;
+  const int code = winsock().getaddrinfo(nullptr, serviceText(port).c_str(), hints, list);
+  if (code != 0) raiseResolverError(code, {&hostText_, port_});
+  int lastFailure = winsock().WSAGetLastError();
+  for (const platform::ResolvedAddress& entry : list) {
+    HandleGuard handle(winsock().socket(entry.family, entry.socketType, entry.protocol));
+    if (handle.valid()) {
+      if (reuseAddress) setOption(handle.get(), platform::optionReuseAddress, 1);
+      if (winsock().bind(handle.get(), entry.address.data(), entry.address.size()) == 0) {
+        listeningSocket_.adopt(handle.release());
+        return;
+      }
+    }
+    lastFailure = winsock().WSAGetLastError();
+  }
+  raiseMapped(lastFailure, {&hostText_, port_});
+}
+
+// --- accept
+// --------------------------------------------------------------------------------------------------
+
+void SocketServer::accept(Socket& client, const unsigned long long* timeout) {
+  traced<probe("SocketServer::accept")>([&] {
+    const Waiter waiter(*this);
+    if (waiter.handle() == invalidSocket) {
+      raise<SocketException>("ERR_SOCKET_NOT_LISTENING", hostText_, port_.load());
+    }
+    waitForConnection(waiter, timeout);
+    const SocketHandle accepted = winsock().accept(waiter.handle());
+    if (accepted == invalidSocket) {
+      const int code = winsock().WSAGetLastError();
+      raiseMapped(listening_ ? code : wsa::invalidArgument, {&hostText_, port_});
+    }
+    client.adopt(accepted);
+  });
+}
+
+/// Returns when a connection is pending.
+void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long long* timeout) {
+  constexpr unsigned long long slice = 10'000'000;
+  std::list<Socket> readList;
+  std::list<Socket> nothing;
+  for (;;) {
+    if (readList.empty()) readList.push_back(Socket(waiter.handle(), hostText_, port_));
+    if (selectListening(readList, nothing, timeout == nullptr ? slice : *timeout)) return;
+    if (timeout != nullptr) raise<SocketException>("ERR_SOCKET_TIMEOUT", hostText_, port_.load());
+  }
+}
+
+/// One wait. Whatever it says, a server that was closed meanwhile says so.
+bool SocketServer::selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,
+                                   unsigned long long limit) {
+  unsigned long long ready = 0;
+  try {
+    ready = Socket::select(readList, nothing, nothing, &limit);
+  } catch (const SocketException&) {
+    if (listening_) throw;
+  }
+  if (!listening_) raiseMapped(wsa::invalidArgument, {&hostText_, port_});
+  return ready != 0;
+}
+
+void SocketServer::close() {
+  traced<probe("SocketServer::close")>([&] { stopListening(); });
+}
+
+void SocketServer::stopListening() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  listening_ = false;
+  if (waiters_ > 0) {
+    winsock().wakeAccept(listeningSocket_.handle());
+    waiterLeft_.wait(lock, [&] { return waiters_ == 0; });
+  }
+  listeningSocket_.close();
+  port_ = 0;
+}
+
+// --- ask and set
+// ---------------------------------------------------------------------------------------------
+
+unsigned int SocketServer::getPort() const {
+  return port_;
+}
+
+unsigned int SocketServer::queryPort() const {
+  return traced<probe("SocketServer::queryPort")>([&]() -> unsigned int {
+    constexpr std::size_t portOffset = 2;
+    unsigned char address[128] = {};
+    std::size_t length = sizeof address;
+    if (winsock().getsockname(listeningSocket_.handle(), address, length) != 0) {
+      raiseLastError({&hostText_, port_});
+    }
+    std::uint16_t family = 0;
+    std::memcpy(&family, address, sizeof family);
+    if (family != platform::familyInet && family != platform::familyInet6) return 0;
+    return static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]);
+  });
+}
+
+void SocketServer::setReceiveBufferSize(int bytes) {
+  traced<probe("SocketServer::setReceiveBufferSize")>(
+      [&] { setBufferSize(platform::optionReceiveBuffer, bytes); });
+}
+
+void SocketServer::setSendBufferSize(int bytes) {
+  traced<probe("SocketServer::setSendBufferSize")>([&] { setBufferSize(platform::optionSendBuffer, bytes); });
+}
+
+void SocketServer::setReuseAddress(bool on) {
+  traced<probe("SocketServer::setReuseAddress")>(
+      [&] { setOption(listeningSocket_.handle(), platform::optionReuseAddress, on ? 1 : 0); });
+}
+
+void SocketServer::setBufferSize(int option, int bytes) {
+  if (listeningSocket_.handle() == invalidSocket) {
+    raise<SocketException>("ERR_SOCKET_NOT_LISTENING", hostText_, port_.load());
+  }
+  setOption(listeningSocket_.handle(), option, bytes);
+}
+
+void SocketServer::setOption(unsigned long long handle, int option, int value) {
+  if (winsock().setsockopt(handle, platform::levelSocket, option, value) != 0)
+    raiseLastError({&hostText_, port_});
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,187 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// The seam between the networking classes and the system: Winsock's functions, numbers and answers, whatever
+/// the platform. One source file a platform implements `systemWinsock`; tests put a failing one in its place.
+///
+/// Unless a function says otherwise: 0 or a count is success, `socketError` (-1) a failure whose code
+/// `WSAGetLastError` then gives, in the calling thread, until the next call. A descriptor that is closed or
+/// no socket is `wsa::notASocket`, everywhere. A signal neither ends a call nor lengthens it. No call raises
+/// SIGPIPE.
+namespace tarvo::platform {
+
+using SocketHandle = unsigned long long;
+
+inline constexpr SocketHandle invalidSocket = ~0ULL;
+inline constexpr int socketError = -1;
+
+/// Winsock's error codes, as far as the library or its platforms name them.
+namespace wsa {
+inline constexpr int notEnoughMemory = 8;
+inline constexpr int interrupted = 10004;
+inline constexpr int accessDenied = 10013;
+inline constexpr int badAddress = 10014;
+inline constexpr int invalidArgument = 10022;
+inline constexpr int tooManyOpen = 10024;
+inline constexpr int wouldBlock = 10035;
+inline constexpr int notASocket = 10038;
+inline constexpr int noProtocolOption = 10042;
+inline constexpr int socketTypeNotSupported = 10044;
+inline constexpr int familyNotSupported = 10047;
+inline constexpr int addressInUse = 10048;
+inline constexpr int connectionReset = 10054;
+inline constexpr int noBuffers = 10055;
+inline constexpr int notConnected = 10057;
+inline constexpr int shutDown = 10058;
+inline constexpr int timedOut = 10060;
+inline constexpr int connectionRefused = 10061;
+inline constexpr int systemCallFailure = 10107;
+inline constexpr int typeNotFound = 10109;
+inline constexpr int hostNotFound = 11001;
+inline constexpr int tryAgain = 11002;
+inline constexpr int noRecovery = 11003;
+}  // namespace wsa
+
+/// Winsock's numbers for what is passed to the functions below. Never those of the platform's own headers.
+inline constexpr int familyUnspecified = 0;
+inline constexpr int familyInet = 2;
+inline constexpr int familyInet6 = 23;
+inline constexpr int typeStream = 1;
+inline constexpr int passiveFlag = 1;
+inline constexpr int levelSocket = 0xFFFF;
+inline constexpr int levelTcp = 6;
+inline constexpr int optionReuseAddress = 0x0004;
+inline constexpr int optionSendBuffer = 0x1001;
+inline constexpr int optionReceiveBuffer = 0x1002;
+inline constexpr int optionSendTimeout = 0x1005;
+inline constexpr int optionReceiveTimeout = 0x1006;
+inline constexpr int optionError = 0x1007;
+inline constexpr int optionNoDelay = 0x0001;
+inline constexpr int shutdownReceive = 0;
+inline constexpr int shutdownSend = 1;
+inline constexpr int shutdownBoth = 2;
+
+/// Sizes of Winsock's socket addresses.
+inline constexpr std::size_t inetAddressSize = 16;
+inline constexpr std::size_t inet6AddressSize = 28;
+
+inline constexpr std::uint16_t winsockVersion = 0x0202;
+
+struct StartupData {
+  std::uint16_t version = 0;
+};
+
+/// Winsock's fd_set, member for member.
+struct SocketSet {
+  static constexpr unsigned int most = 64;
+
+  unsigned int count = 0;
+  SocketHandle handles[most];
+
+  /// As FD_SET: a handle that is in the set already, or finds it full, is left out.
+  void add(SocketHandle handle) noexcept {
+    if (count < most && !contains(handle)) handles[count++] = handle;
+  }
+
+  bool contains(SocketHandle handle) const noexcept {
+    for (unsigned int i = 0; i < count; ++i) {
+      if (handles[i] == handle) return true;
+    }
+    return false;
+  }
+};
+
+/// Winsock's timeval, whose members have 32 bits.
+struct TimeValue {
+  std::int32_t seconds;
+  std::int32_t microseconds;
+};
+
+struct AddressHints {
+  int flags;
+  int family;
+  int socketType;
+  int protocol;
+};
+
+/// One answer of the resolver.
+struct ResolvedAddress {
+  int flags = 0;
+  int family = 0;
+  int socketType = 0;
+  int protocol = 0;
+  std::vector<unsigned char> address;  ///< a Winsock socket address
+  std::string canonicalName;           ///< empty: none
+};
+
+// Not owned or destroyed through the base, so that the real one can be constant-initialised.
+class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see above
+ public:
+  /// Returns 0, or the code itself; `data.version` is the version that was started. Counted by the system.
+  virtual int WSAStartup(std::uint16_t version, StartupData& data) = 0;
+  virtual int WSACleanup() = 0;
+  virtual int WSAGetLastError() = 0;
+  virtual void WSASetLastError(int code) = 0;
+
+  /// A new socket, not inherited by child processes. `familyNotSupported` for any family but IPv4 and IPv6,
+  /// `socketTypeNotSupported` for a type that is none of Winsock's five.
+  virtual SocketHandle socket(int family, int type, int protocol) = 0;
+  /// `wouldBlock` for a non-blocking attempt in progress. The address is Winsock's; one whose own family is
+  /// neither IPv4 nor IPv6 is `familyNotSupported`, one that is cut short `badAddress`.
+  virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
+  virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
+  virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
+  /// The accepted socket is blocking and not inherited by child processes. Waits as long as nothing is
+  /// pending; `invalidArgument` once `wakeAccept` was called.
+  virtual SocketHandle accept(SocketHandle listening) = 0;
+  /// Makes `listening` readable for every `select` and ends every `accept` on it, now and later, without
+  /// closing it: whoever waits leaves before the number can mean another socket.
+  virtual void wakeAccept(SocketHandle listening) = 0;
+  virtual int closesocket(SocketHandle handle) = 0;
+
+  /// Waits until a socket is ready and leaves in each set the ready ones, in order; returns how many, over
+  /// the three sets. Null `timeout` waits without limit. A reset or closed connection is readable; a failed
+  /// connect is in the error set, not in the write set, and its pending error stays.
+  virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
+
+  /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one past its time-out;
+  /// `shutDown` after the direction was shut down here, `connectionReset` on every call after a reset.
+  virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
+  virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
+  virtual int shutdown(SocketHandle handle, int how) = 0;
+
+  /// FIONBIO: `mode` 1 for non-blocking.
+  virtual int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) = 0;
+  /// All options have a 4-byte value. Time-outs are milliseconds.
+  virtual int setsockopt(SocketHandle handle, int level, int option, int value) = 0;
+  virtual int getsockopt(SocketHandle handle, int level, int option, int& value) = 0;
+  /// Writes at most `length` bytes of the handle's own Winsock address and sets `length` to their number.
+  virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
+
+  /// Returns 0 and fills `list` in the resolver's order, or returns the code: `hostNotFound`, `tryAgain`, ...
+  /// Null `node` stands for this machine.
+  virtual int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
+                          std::vector<ResolvedAddress>& list) = 0;
+  /// FormatMessageA for a resolver's code: the system's own words, one line, at most 1023 bytes; may be
+  /// empty.
+  virtual std::string systemText(int code) = 0;
+
+ protected:
+  ~Winsock() = default;
+};
+
+/// The platform's own.
+Winsock& systemWinsock() noexcept;
+
+/// The one that the library uses: the platform's, unless a test has put another in its place.
+extern constinit Winsock* currentWinsock;
+
+inline Winsock& winsock() noexcept {
+  return *currentWinsock;
+}
+
+}  // namespace tarvo::platform

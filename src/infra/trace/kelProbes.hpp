@@ -1,0 +1,190 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// Every probe of the library in one table: the number by which the host's trace facility knows a function.
+///
+/// All probes share the high half 0x1CD8; the low half is the function number. The constructors of a class
+/// share one number, and so do the overloads of a name. Each class owns a block of numbers; the blocks are
+/// settled with the host and never move. `probe("Class::function")` looks a number up while compiling: a name
+/// that is not in the table does not compile, nor does a table whose numbers leave their class's block.
+namespace tarvo::trace {
+
+using Probe = std::uint32_t;
+
+inline constexpr Probe probeBase = 0x1CD80000;
+
+struct ProbeBlock {
+  std::string_view className;
+  std::uint16_t first;
+  std::uint16_t last;
+};
+
+struct ProbeEntry {
+  std::string_view function;  ///< "Class::function"
+  std::uint16_t number;
+
+  constexpr std::string_view className() const { return function.substr(0, function.find("::")); }
+};
+
+inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
+    {"ByteArrayOutputStream", 0x5E6, 0x5E7},
+    {"ByteBuffer", 0x5E8, 0x5EC},
+    {"Converter", 0x5ED, 0x5F0},
+    {"DataBuffer", 0x5F1, 0x5FE},
+    {"UTF8Iterator", 0x5FF, 0x603},
+    {"StringTokenizer", 0x604, 0x60A},
+    {"SocketServer", 0x60B, 0x613},
+    {"Socket", 0x614, 0x630},
+    {"(unassigned)", 0x631, 0x635},
+    {"MessageList", 0x636, 0x63E},
+    {"Formatter", 0x63F, 0x645},
+}};
+
+/// A hole inside the `Socket` block.
+inline constexpr std::uint16_t unassignedSocketNumber = 0x623;
+
+inline constexpr auto probeTable = std::to_array<ProbeEntry>({
+    {"ByteArrayOutputStream::ByteArrayOutputStream", 0x5E6},
+    {"ByteArrayOutputStream::write", 0x5E7},
+
+    {"ByteBuffer::ByteBuffer", 0x5E8},
+    {"ByteBuffer::append", 0x5E9},
+    {"ByteBuffer::set", 0x5EA},
+    {"ByteBuffer::clear", 0x5EB},  // the destructor shares it
+    {"ByteBuffer::operator=", 0x5EC},
+
+    {"Converter::convert", 0x5ED},
+    {"Converter::convertData", 0x5EE},  // the implementation that both byte overloads share
+    {"Converter::setDebug", 0x5EF},
+    {"Converter::convertToBytes", 0x5F0},
+
+    {"DataBuffer::DataBuffer", 0x5F1},
+    {"DataBuffer::~DataBuffer", 0x5F2},
+    {"DataBuffer::appendString", 0x5F3},
+    {"DataBuffer::insertString", 0x5F4},
+    {"DataBuffer::appendNumber", 0x5F5},
+    {"DataBuffer::appendBinary", 0x5F6},
+    {"DataBuffer::decodeBinary", 0x5F7},
+    {"DataBuffer::clear", 0x5F8},
+
+    {"UTF8Iterator::UTF8Iterator", 0x5FF},
+    {"UTF8Iterator::~UTF8Iterator", 0x600},
+    {"UTF8Iterator::takeText", 0x601},
+    {"UTF8Iterator::getFirstChar", 0x602},
+    {"UTF8Iterator::getNextChar", 0x603},
+
+    {"StringTokenizer::StringTokenizer", 0x604},
+    {"StringTokenizer::~StringTokenizer", 0x605},
+    {"StringTokenizer::tokenize", 0x606},
+    {"StringTokenizer::getFirstToken", 0x607},
+    {"StringTokenizer::getNextToken", 0x608},
+    {"StringTokenizer::getFirstTokenString", 0x609},
+    {"StringTokenizer::getNextTokenString", 0x60A},
+
+    {"SocketServer::SocketServer", 0x60B},
+    {"SocketServer::~SocketServer", 0x60C},
+    {"SocketServer::listen", 0x60D},
+    {"SocketServer::accept", 0x60E},
+    {"SocketServer::close", 0x60F},
+    {"SocketServer::queryPort", 0x610},
+    {"SocketServer::setReceiveBufferSize", 0x611},
+    {"SocketServer::setSendBufferSize", 0x612},
+    {"SocketServer::setReuseAddress", 0x613},
+
+    {"Socket::Socket", 0x614},
+    {"Socket::~Socket", 0x615},
+    {"Socket::connect", 0x616},
+    {"Socket::close", 0x617},
+    {"Socket::select", 0x618},
+    {"Socket::readOnce", 0x619},
+    {"Socket::read", 0x61A},
+    {"Socket::write", 0x61B},
+    {"Socket::readMessage", 0x61C},
+    {"Socket::writeMessage", 0x61D},
+    {"Socket::setNonBlocking", 0x61E},
+    {"Socket::setNoDelay", 0x61F},
+    {"Socket::setTimeout", 0x620},
+    {"Socket::shutdownBoth", 0x621},
+    {"Socket::shutdownReceive", 0x622},
+    {"Socket::shutdownSend", 0x624},
+    {"Socket::getSocketError", 0x625},
+    {"Socket::startWinsock", 0x626},
+    {"Socket::socketError", 0x627},  // the mapping of a Winsock code to an exception
+    {"Socket::resolveAddrInfo", 0x628},
+    {"Socket::decodeAddrInfo", 0x629},
+
+    {"MessageList::MessageList", 0x636},
+    {"MessageList::addMessage", 0x638},
+    {"MessageList::insertMessage", 0x639},
+    {"MessageList::join", 0x63A},
+    {"MessageList::getFirstMsg", 0x63C},
+    {"MessageList::getNextMsg", 0x63D},
+    {"MessageList::clear", 0x63E},  // the destructor shares it
+
+    {"Formatter::numberToString", 0x63F},   // the four integer-to-text functions
+    {"Formatter::stringToInteger", 0x640},  // the four text-to-integer functions
+    {"Formatter::stringToDouble", 0x641},
+    {"Formatter::int64ToHexLiteral", 0x642},
+    {"Formatter::setSettings", 0x643},
+    {"Formatter::localeCode", 0x644},
+    {"Formatter::consoleCodePageName", 0x645},
+});
+
+consteval Probe probe(std::string_view function) {
+  for (const ProbeEntry& entry : probeTable) {
+    if (entry.function == function) return probeBase + entry.number;
+  }
+  throw "no such probe";  // reached while compiling only: an unknown name is a compile error
+}
+
+namespace detail {
+
+constexpr bool blocksFollowOneAnother() {
+  for (std::size_t i = 1; i < probeBlocks.size(); ++i) {
+    if (probeBlocks[i].first != probeBlocks[i - 1].last + 1) return false;
+  }
+  return probeBlocks.front().first == 0x5E6 && probeBlocks.back().last == 0x645;
+}
+
+constexpr bool liesInItsBlock(const ProbeEntry& entry) {
+  for (const ProbeBlock& block : probeBlocks) {
+    if (block.className == entry.className())
+      return block.first <= entry.number && entry.number <= block.last;
+  }
+  return false;
+}
+
+constexpr bool everyProbeLiesInItsBlock() {
+  for (const ProbeEntry& entry : probeTable) {
+    if (!liesInItsBlock(entry) || entry.number == unassignedSocketNumber) return false;
+  }
+  return true;
+}
+
+constexpr bool numbersRise() {
+  for (std::size_t i = 1; i < probeTable.size(); ++i) {
+    if (probeTable[i].number <= probeTable[i - 1].number) return false;
+  }
+  return true;
+}
+
+static_assert(blocksFollowOneAnother());
+static_assert(everyProbeLiesInItsBlock());
+static_assert(numbersRise());
+
+static_assert(probe("ByteArrayOutputStream::ByteArrayOutputStream") == 483919334);
+static_assert(probe("ByteArrayOutputStream::write") == 483919335);
+static_assert(probe("MessageList::MessageList") == 483919414);
+static_assert(probe("MessageList::addMessage") == 483919416);
+static_assert(probe("MessageList::insertMessage") == 483919417);
+static_assert(probe("MessageList::join") == 483919418);
+static_assert(probe("MessageList::getFirstMsg") == 483919420);
+static_assert(probe("MessageList::getNextMsg") == 483919421);
+static_assert(probe("MessageList::clear") == 483919422);
+
+}  // namespace detail
+}  // namespace tarvo::trace

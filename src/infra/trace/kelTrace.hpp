@@ -1,0 +1,80 @@
+#pragma once
+
+#include "infra/trace/kelTraceFacility.hpp"
+
+#include "trace/kelProbes.hpp"
+
+#include <type_traits>
+#include <utility>
+
+/// The one wrapper through which every traced function reports to the host's facility.
+///
+///     void MessageList::clear() {
+///       trace::traced<trace::probe("MessageList::clear")>([&] { ... });
+///     }
+///
+/// The exit is reported behind the body, on its normal return only: an exception passes by without it. With
+/// all flags clear each test is a load and a bit test that is not taken; nothing is called, locked or
+/// allocated.
+namespace tarvo::trace {
+
+/// The installed facility: constant-initialised, no function null.
+extern constinit Facility installedFacility;
+
+namespace detail {
+
+constexpr std::uint32_t dispatchBit = 0x40000;
+constexpr std::uint32_t traceEntryBits = 0x20001;
+constexpr std::uint32_t traceExitBits = 0x20002;
+constexpr std::uint32_t flightRecordBit = 0x80;
+constexpr std::uint32_t anyExitBits = traceExitBits | flightRecordBit;
+
+/// Read afresh at every test, since a hook or another thread may have changed it. The load is relaxed: on the
+/// supported processors a plain one, and no data race with a host that stores atomically.
+inline bool flagged(std::uint32_t bits) noexcept {
+  return (__atomic_load_n(installedFacility.componentTraceFlags + componentIndex, __ATOMIC_RELAXED) & bits) !=
+         0;
+}
+
+[[gnu::cold, gnu::noinline]] void callDispatchEntry(Probe probe);
+[[gnu::cold, gnu::noinline]] void callDispatchExit(Probe probe);
+[[gnu::cold, gnu::noinline]] void callTraceEntry(Probe probe);
+[[gnu::cold, gnu::noinline]] void callTraceExits(Probe probe);
+
+inline void reportEntry(Probe probe) {
+  if (flagged(dispatchBit)) [[unlikely]]
+    callDispatchEntry(probe);
+  if (flagged(traceEntryBits)) [[unlikely]]
+    callTraceEntry(probe);
+}
+
+inline void reportExit(Probe probe) {
+  if (flagged(dispatchBit)) [[unlikely]]
+    callDispatchExit(probe);
+  if (flagged(anyExitBits)) [[unlikely]]
+    callTraceExits(probe);
+}
+
+}  // namespace detail
+
+/// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
+template <Probe P, class Body>
+inline decltype(auto) tracedExit(Body&& body) {
+  if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
+    std::forward<Body>(body)();
+    detail::reportExit(P);
+  } else {
+    decltype(auto) result = std::forward<Body>(body)();
+    detail::reportExit(P);
+    return result;
+  }
+}
+
+/// Reports the entry, runs `body`, reports the exit.
+template <Probe P, class Body>
+inline decltype(auto) traced(Body&& body) {
+  detail::reportEntry(P);
+  return tracedExit<P>(std::forward<Body>(body));
+}
+
+}  // namespace tarvo::trace

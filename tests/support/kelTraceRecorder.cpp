@@ -1,0 +1,77 @@
+#include "support/kelTraceRecorder.hpp"
+
+#include <cstdio>
+
+namespace tarvo::test {
+namespace {
+
+TraceRecorder* active = nullptr;
+
+std::string render(const char* hook, std::uint32_t probe, const std::string& further = "") {
+  char number[16];
+  const std::uint32_t shown = probe >> 16 == 0x1CD8 ? probe & 0xFFFF : probe;
+  std::snprintf(number, sizeof number, " %X", shown);
+  return hook + std::string(number) + further;
+}
+
+std::string words(int a, int b, int c) {
+  return " " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c);
+}
+
+}  // namespace
+
+struct TraceHooks {
+  static void diagDispatchEntry(std::uint32_t probe) { active->note(render("diagDispatchEntry", probe)); }
+  static void diagDispatchExit(std::uint32_t probe) { active->note(render("diagDispatchExit", probe)); }
+  static void traceEntry(std::uint32_t probe) { active->note(render("traceEntry", probe)); }
+  static void traceExit(std::uint32_t probe, int code) {
+    active->note(render("traceExit", probe, " " + std::to_string(code)));
+  }
+  static void traceFlightRecord(std::uint32_t probe, int a, int b, int c) {
+    active->note(render("traceFlightRecord", probe, words(a, b, c)));
+  }
+};
+
+TraceRecorder::TraceRecorder(std::uint32_t flags) {
+  flags_[trace::componentIndex] = flags;
+  active = this;
+  trace::Facility facility;
+  facility.componentTraceFlags = flags_;
+  facility.diagDispatchEntry = &TraceHooks::diagDispatchEntry;
+  facility.diagDispatchExit = &TraceHooks::diagDispatchExit;
+  facility.traceEntry = &TraceHooks::traceEntry;
+  facility.traceExit = &TraceHooks::traceExit;
+  facility.traceFlightRecord = &TraceHooks::traceFlightRecord;
+  trace::install(facility);
+}
+
+TraceRecorder::~TraceRecorder() {
+  trace::uninstall();
+  active = nullptr;
+}
+
+std::vector<std::string> TraceRecorder::calls() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return calls_;
+}
+
+std::vector<std::string> TraceRecorder::take() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return std::exchange(calls_, {});
+}
+
+void TraceRecorder::setFlags(std::uint32_t flags) {
+  __atomic_store_n(&flags_[trace::componentIndex], flags, __ATOMIC_RELAXED);
+}
+
+void TraceRecorder::switchFlagsAt(std::string call, std::uint32_t flags) {
+  switch_ = {std::move(call), flags};
+}
+
+void TraceRecorder::note(std::string call) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!switch_.first.empty() && call == switch_.first) setFlags(switch_.second);
+  calls_.push_back(std::move(call));
+}
+
+}  // namespace tarvo::test
