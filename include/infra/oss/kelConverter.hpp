@@ -9,6 +9,17 @@
 
 namespace tarvo::oss {
 
+namespace detail {
+
+template <std::size_t N>
+char* growBuffer(void* buffer, std::size_t size) {
+  auto& grown = *static_cast<SizeableBuffer<char, N>*>(buffer);
+  grown.resize(size);
+  return grown.data();
+}
+
+}  // namespace detail
+
 /// Code-page conversion over ICU's converters. All members are static and may be called from any thread.
 /// Code pages are ICU converter names, NUL-terminated; null is ICU's default converter.
 class KELINFRA_API Converter {
@@ -25,14 +36,7 @@ class KELINFRA_API Converter {
   template <std::size_t N>
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage,
                                     SizeableBuffer<char, N>& bytes) {
-    return convertToBytes(
-        text, codePage, bytes.data(), N,
-        [](void* buffer, std::size_t size) {
-          auto& grown = *static_cast<SizeableBuffer<char, N>*>(buffer);
-          grown.resize(size);
-          return grown.data();
-        },
-        &bytes);
+    return convertToBytes(text, codePage, bytes.data(), N, &detail::growBuffer<N>, &bytes);
   }
 
   /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` gives room for `size` bytes

@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
+# inspect.sh list-exports LIBRARY      prints that list
+# inspect.sh initialisers LIBRARY      nothing is constructed when the library is loaded
+# inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file
+# inspect.sh traced-call OBJECT        the hot path of a traced call: four tests of at most four instructions
+set -euo pipefail
+export LC_ALL=C
+
+fail() {
+  printf '%s\n' "$*" >&2
+  exit 1
+}
+
+# Demangled, so that the list reads well and does not depend on which of a constructor's symbols a compiler emits.
+list_exports() {
+  nm -D --defined-only --format=just-symbols "$1" | sed 's/@.*//' | grep -v '^KELINFRA_[0-9]*$' | c++filt | sort -u
+}
+
+case ${1:-} in
+  list-exports) list_exports "$2" ;;
+  exports)
+    difference=$(diff <(list_exports "$2") <(sort -u "$3")) ||
+      fail "< is exported and not listed, > is listed and not exported (scripts/exports writes the list anew):
+$difference"
+    ;;
+  initialisers)
+    # One entry is the compiler's own start-up code.
+    size=$(readelf -SW "$2" | awk '{ for (i = 1; i <= NF; ++i) if ($i == ".init_array") print $(i + 4) }')
+    entries=$((16#$size / 8))
+    constructors=$(nm -C "$2" | grep -E '_GLOBAL__sub_I_|__static_initialization' || true)
+    [ "$entries" = 1 ] && [ -z "$constructors" ] ||
+      fail "$entries entries in .init_array; constructors: ${constructors:-none by name}"
+    ;;
+  imports)
+    found=$(nm -D --undefined-only --format=just-symbols "$2" | sed 's/@.*//' |
+      grep -xE '(secure_)?getenv|environ|fopen(64)?|open(64|at)?|freopen|std::.*filebuf.*' || true)
+    [ -z "$found" ] || fail "calls $found"
+    ;;
+  traced-call)
+    code=$(objdump -d --no-show-raw-insn --disassemble=tracedCall "$2" | sed -n '/<tracedCall>:/,/ret/p' | grep -E '^ +[0-9a-f]+:')
+    count=$(printf '%s\n' "$code" | grep -vcE '\<(ret|endbr64|nop[lw]?|xchg)\>')
+    printf '%s\n' "$code"
+    [ "$count" -gt 0 ] && [ "$count" -le 16 ] || fail "$count instructions before the return; 16 are allowed"
+    if printf '%s\n' "$code" | grep -qE '\<(call|push|lock)\>'; then fail "the hot path calls, spills or locks"; fi
+    ;;
+  *) fail "usage: see the head of $0" ;;
+esac

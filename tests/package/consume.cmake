@@ -1,0 +1,62 @@
+# Builds and runs the README's program outside the tree.
+#   MODE  find_package, pkg-config or add_subdirectory
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGN}\nfailed (${result}):\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR})
+
+# The program is the README's first C++ block.
+file(READ ${SOURCE_DIR}/README.md readme)
+string(REGEX MATCH "```cpp\n([^`]*)```" block "${readme}")
+if(NOT block)
+  message(FATAL_ERROR "the README has no C++ block")
+endif()
+file(WRITE ${WORK_DIR}/program.cpp "${CMAKE_MATCH_1}")
+
+set(prefix ${WORK_DIR}/prefix)
+if(NOT MODE STREQUAL "add_subdirectory")
+  run(${CMAKE_COMMAND} --install ${BINARY_DIR} --prefix ${prefix})
+endif()
+
+if(MODE STREQUAL "pkg-config")
+  file(GLOB_RECURSE pc ${prefix}/*.pc)
+  get_filename_component(pc_dir ${pc} DIRECTORY)
+  set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+  # The installation was moved to the prefix after it was configured.
+  execute_process(COMMAND pkg-config --define-variable=prefix=${prefix} --cflags --libs KELINFRA
+                  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  separate_arguments(flags UNIX_COMMAND "${flags}")
+  get_filename_component(lib_dir ${pc_dir} DIRECTORY)
+  run(${COMPILER} -std=c++${STANDARD} ${WORK_DIR}/program.cpp -o ${WORK_DIR}/program ${flags} -Wl,-rpath,${lib_dir})
+  run(${WORK_DIR}/program)
+else()
+  set(find "find_package(KELINFRA 5 REQUIRED)")
+  if(MODE STREQUAL "add_subdirectory")
+    set(find "add_subdirectory(${SOURCE_DIR} kelinfra)")
+  endif()
+  file(WRITE ${WORK_DIR}/CMakeLists.txt "
+cmake_minimum_required(VERSION 3.22)
+project(consumer LANGUAGES CXX)
+${find}
+add_executable(program program.cpp)
+set_target_properties(program PROPERTIES CXX_STANDARD ${STANDARD} CXX_STANDARD_REQUIRED ON)
+target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
+")
+  run(${CMAKE_COMMAND} -S ${WORK_DIR} -B ${WORK_DIR}/build -D CMAKE_PREFIX_PATH=${prefix}
+      -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug)
+  run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+  run(${WORK_DIR}/build/program)
+endif()
+
+# The program connects to a port where nothing listens and says so.
+if(NOT output MATCHES "^QN_ERR_SOCKET_CONNECTION_REFUSED: \\[\\] - \\[localhost\\] \\[1\\]")
+  message(FATAL_ERROR "the program said:\n${output}")
+endif()
+message(STATUS "${output}")
