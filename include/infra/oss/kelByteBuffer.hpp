@@ -32,8 +32,7 @@ class KELINFRA_API ByteBuffer {
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();
 
-  // --- ask
-  // ---------------------------------------------------------------------------------------------------
+  // --- ask --------------------------------------------------------------------------------------------
 
   /// The bytes and their terminator; valid until the next change.
   const char* get() const;
@@ -47,8 +46,7 @@ class KELINFRA_API ByteBuffer {
   bool compare(const char* const data, unsigned long long length) const;
   bool operator==(const ByteBuffer& other) const;
 
-  // --- change
-  // ------------------------------------------------------------------------------------------------
+  // --- change -----------------------------------------------------------------------------------------
 
   /// Appends a copy of `length` bytes. Null data or a length of 0 changes nothing.
   void append(const char* const data, unsigned long long length);

@@ -31,8 +31,7 @@ class KELINFRA_API Converter {
   /// fill the store. What the code page cannot hold becomes its substitution byte; an unknown code page gives
   /// 0 bytes.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, or more than
-  ///   2^30
-  ///            bytes
+  ///            2^30 bytes
   template <std::size_t N>
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage,
                                     SizeableBuffer<char, N>& bytes) {

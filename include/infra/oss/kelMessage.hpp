@@ -36,8 +36,7 @@ class KELINFRA_API Message {
   /// Assignment is spelled `setMessage`.
   Message& operator=(const Message& other) = delete;
 
-  // --- ask
-  // ---------------------------------------------------------------------------------------------------
+  // --- ask --------------------------------------------------------------------------------------------
 
   const icu::UnicodeString& getMessageID() const;
   /// The same field as `getMessageID`.
@@ -54,8 +53,7 @@ class KELINFRA_API Message {
   /// former contents are dropped, and returns `out`. File, line and level are not part of it.
   const icu::UnicodeString& toString(icu::UnicodeString& out) const;
 
-  // --- change one field
-  // --------------------------------------------------------------------------------------
+  // --- change one field -------------------------------------------------------------------------------
 
   void setMessageID(const icu::UnicodeString& id);
   void setMessageText(const icu::UnicodeString& text);
@@ -82,8 +80,7 @@ class KELINFRA_API Message {
   void addArgument(long value);
   void addArgument(long long value);
 
-  // --- change the whole
-  // --------------------------------------------------------------------------------------
+  // --- change the whole -------------------------------------------------------------------------------
 
   /// Resets the message: identifier, text and file name become bogus (`isBogus()`, which renders as nothing),
   /// `LEVEL_ERROR`, line 0, no arguments.

@@ -24,8 +24,7 @@ class KELINFRA_API MessageList {
 
   MessageList& operator=(const MessageList& other) = delete;
 
-  // --- ask
-  // ---------------------------------------------------------------------------------------------------
+  // --- ask --------------------------------------------------------------------------------------------
 
   int count() const;
   bool isEmpty() const;
@@ -35,8 +34,7 @@ class KELINFRA_API MessageList {
   Message& getFirstMessage();
   const Message& getFirstMessage() const;
 
-  // --- iterate: one cursor a list
-  // ----------------------------------------------------------------------------
+  // --- iterate: one cursor a list ---------------------------------------------------------------------
 
   /// The first message, the cursor then stands at the second; null for an empty list, the cursor stays.
   const Message* getFirstMsg();
@@ -46,8 +44,7 @@ class KELINFRA_API MessageList {
   /// Whether the next `getNextMsg` gives a message.
   bool hasMoreMsgs() const;
 
-  // --- change; the cursor stays, but for `clear`
-  // -------------------------------------------------------------
+  // --- change; the cursor stays, but for `clear` ------------------------------------------------------
 
   /// Appends a copy of `m`, which may be a message of this list.
   void addMessage(const Message& m);

@@ -75,15 +75,13 @@ class KELINFRA_API Socket {
 
   Socket& operator=(const Socket& other) = delete;
 
-  // --- connect and close
-  // -------------------------------------------------------------------------------------
+  // --- connect and close ------------------------------------------------------------------------------
 
   /// Connects to `host`, a name or an address literal of IPv4 or IPv6, and sets TCP_NODELAY on the
   /// connection.
   ///   addrInfo   a list resolved earlier, or NullAddrInfoExternal
   ///   timeout    for the attempt on one address; null waits until the system gives up. The name's resolution
-  ///   is
-  ///              not under it.
+  ///              is not under it.
   /// The addresses are tried in order as long as each fails at once. An attempt that is in progress is waited
   /// for, and its failure ends the call: later addresses are not tried. (A closed port on this machine, too,
   /// answers "in progress" first, so a name that stands for ::1 and 127.0.0.1 is only tried at the first of
@@ -91,7 +89,8 @@ class KELINFRA_API Socket {
   /// new values. A host name that holds a NUL is unknown.
   ///   raises   ERR_SOCKET_CONNECTED (host, port, the current ones): there is a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
-  ///            not resolve; 11001 is an unknown name ERR_SOCKET_TIMEOUT (host, port)
+  ///            not resolve; 11001 is an unknown name
+  ///            ERR_SOCKET_TIMEOUT (host, port)
   ///            ERR_SOCKET_NOT_CONNECTED (host, port): every address failed at once
   ///            the mapped error (host, port): an attempt failed later, 10061 for a refused one
   ///            the mapped error 10022, without host and port: `addrInfo` cannot be read; nothing was tried
@@ -109,8 +108,7 @@ class KELINFRA_API Socket {
   void shutdownReceive();
   void shutdownSend();
 
-  // --- ask
-  // ---------------------------------------------------------------------------------------------------
+  // --- ask --------------------------------------------------------------------------------------------
 
   /// The system's handle; all bits set when there is none.
   unsigned long long handle() const;
@@ -118,8 +116,7 @@ class KELINFRA_API Socket {
   const icu::UnicodeString& getHost() const;
   unsigned int getPort() const;
 
-  // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle
-  // -----------------------
+  // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
   /// One receive of up to `length` bytes; a length of 0 is handed to the system, too, which may wait.
   ///   returns  bytes received; 0 when the peer has closed the connection
@@ -142,11 +139,10 @@ class KELINFRA_API Socket {
   ///   capacity        bytes that the caller's buffer can take from offset on
   ///   drainTooLarge   reads a payload that does not fit and drops it, so that the next frame can be read
   ///   returns         payload bytes placed; fewer than the frame's length only when the peer closed first. A
-  ///   length
-  ///                   word that the peer cut short counts its missing bytes as 0.
+  ///                   length word that the peer cut short counts its missing bytes as 0.
   ///   raises          ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
-  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): also when a drained payload ends
-  ///                   early the mapped error
+  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): also when a drained payload ends early
+  ///                   the mapped error
   unsigned long long readMessage(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                                  unsigned long long capacity, bool drainTooLarge);
 
@@ -154,8 +150,7 @@ class KELINFRA_API Socket {
   ///   raises   the mapped error
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
 
-  // --- options; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the mapped
-  // error
+  // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the mapped error ---
 
   /// Whether operations that would wait fail with 10035 instead. Connections start blocking.
   void setNonBlocking(bool on);
@@ -165,8 +160,7 @@ class KELINFRA_API Socket {
   /// without limit, as does a new connection.
   void setTimeout(unsigned int milliseconds);
 
-  // --- static
-  // ------------------------------------------------------------------------------------------------
+  // --- static -----------------------------------------------------------------------------------------
 
   /// Waits until a socket of the first list can be read, one of the second written, or one of the third has
   /// an exceptional condition (a failed connect, out-of-band data), then erases from each list what is not
@@ -176,15 +170,13 @@ class KELINFRA_API Socket {
   ///             empty. Three empty lists return 0 at once. Beyond 64 different handles a list is not
   ///             watched: the rest is erased.
   ///   raises    the mapped error, with host and port of the first socket of the first list that is not
-  ///   empty; the
-  ///             lists are left as they were. 10038: a list holds a handle that is no open socket.
+  ///             empty; the lists are left as they were. 10038: a list holds a handle that is no open socket.
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 
   /// Resolves `host` as `connect` does and fills `record` for a later `connect`, in this process or another.
   ///   returns  0; otherwise `record` is untouched and the value is the resolver's Winsock code (11001:
-  ///   unknown
-  ///            name), or 10055 when the list does not fit into the record
+  ///            unknown name), or 10055 when the list does not fit into the record
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   static int resolveAddrInfo(const icu::UnicodeString& host, unsigned short port, _AddrInfoExternal& record);
 

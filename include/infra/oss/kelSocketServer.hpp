@@ -23,9 +23,9 @@ namespace tarvo::oss {
 /// One thread at a time, but `close` may be called from any thread while another waits in `accept`: the
 /// waiter leaves at once, and `close` returns when it has.
 ///
-/// Errors: every failure is a SocketException whose first message carries file "kelSocketServer.cpp", the
-/// host text "localhost" and the stored port; failed system calls are raised as *the mapped error* (see
-/// `Socket`).
+/// Errors: every failure is a SocketException whose first message carries the host text "localhost" and the
+/// stored port, and file "kelSocketServer.cpp" ("kelSocket.cpp" when the wait itself failed); failed system
+/// calls are raised as *the mapped error* (see `Socket`).
 class KELINFRA_API SocketServer {
  public:
   /// A server that does not listen.

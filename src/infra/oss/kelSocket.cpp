@@ -65,8 +65,7 @@ void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, 
   }
 }
 
-// --- frames
-// --------------------------------------------------------------------------------------------------
+// --- frames -------------------------------------------------------------------------------------------
 
 constexpr std::size_t lengthWordSize = 4;
 constexpr std::size_t drainChunk = 1024;
@@ -85,8 +84,7 @@ unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
   return length;
 }
 
-// --- select
-// --------------------------------------------------------------------------------------------------
+// --- select -------------------------------------------------------------------------------------------
 
 using SocketList = std::list<Socket>;
 
@@ -141,8 +139,7 @@ void Socket::startWinsock() {
   });
 }
 
-// --- connect and close
-// ---------------------------------------------------------------------------------------
+// --- connect and close --------------------------------------------------------------------------------
 
 namespace {
 
@@ -246,8 +243,7 @@ void Socket::shutdown(int how) {
   if (winsock().shutdown(handle_, how) != 0) raiseLastError({&host_, port_});
 }
 
-// --- ask
-// -----------------------------------------------------------------------------------------------------
+// --- ask ----------------------------------------------------------------------------------------------
 
 unsigned long long Socket::handle() const {
   return handle_;
@@ -261,8 +257,7 @@ unsigned int Socket::getPort() const {
   return port_;
 }
 
-// --- data
-// ----------------------------------------------------------------------------------------------------
+// --- data ---------------------------------------------------------------------------------------------
 
 void Socket::requireHandle() const {
   if (handle_ == invalidSocket) raise<SocketException>("ERR_SOCKET_NOT_CONNECTED", host_, port_);
@@ -353,8 +348,7 @@ void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigne
   });
 }
 
-// --- options
-// -------------------------------------------------------------------------------------------------
+// --- options ------------------------------------------------------------------------------------------
 
 void Socket::setNonBlocking(bool on) {
   traced<probe("Socket::setNonBlocking")>([&] {
@@ -382,8 +376,7 @@ void Socket::setTimeout(unsigned int milliseconds) {
   });
 }
 
-// --- static
-// --------------------------------------------------------------------------------------------------
+// --- static -------------------------------------------------------------------------------------------
 
 unsigned long long Socket::select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                   std::list<Socket>& errorList, const unsigned long long* timeout) {

@@ -50,8 +50,7 @@ SocketServer::~SocketServer() {
   tracedExit<probe("SocketServer::~SocketServer")>([&] { stopListening(); });
 }
 
-// --- listen
-// --------------------------------------------------------------------------------------------------
+// --- listen -------------------------------------------------------------------------------------------
 
 void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
   traced<probe("SocketServer::listen")>([&] {
@@ -86,8 +85,7 @@ void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
   raiseMapped(lastFailure, {&hostText_, port_});
 }
 
-// --- accept
-// --------------------------------------------------------------------------------------------------
+// --- accept -------------------------------------------------------------------------------------------
 
 void SocketServer::accept(Socket& client, const unsigned long long* timeout) {
   traced<probe("SocketServer::accept")>([&] {
@@ -145,8 +143,7 @@ void SocketServer::stopListening() {
   port_ = 0;
 }
 
-// --- ask and set
-// ---------------------------------------------------------------------------------------------
+// --- ask and set --------------------------------------------------------------------------------------
 
 unsigned int SocketServer::getPort() const {
   return port_;

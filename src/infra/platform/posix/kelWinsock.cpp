@@ -116,8 +116,7 @@ bool isNonBlocking(int descriptor) noexcept {
   return (::fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
 }
 
-// --- time
-// ----------------------------------------------------------------------------------------------------
+// --- time ---------------------------------------------------------------------------------------------
 
 constexpr long long nanosecondsPerSecond = 1'000'000'000;
 
@@ -158,8 +157,7 @@ int pollUntil(pollfd* entries, nfds_t count, const Deadline& deadline) noexcept 
   }
 }
 
-// --- data
-// ----------------------------------------------------------------------------------------------------
+// --- data ---------------------------------------------------------------------------------------------
 
 /// A transfer in one direction.
 struct Direction {
@@ -206,8 +204,7 @@ int transfer(int descriptor, const Direction& direction, Call call) noexcept {
   return answer(result);
 }
 
-// --- addresses
-// -----------------------------------------------------------------------------------------------
+// --- addresses ----------------------------------------------------------------------------------------
 
 /// A socket address in the system's own numbers.
 struct NativeAddress {
@@ -264,8 +261,7 @@ ResolvedAddress toResolved(const addrinfo& entry) {
   return resolved;
 }
 
-// --- options
-// -------------------------------------------------------------------------------------------------
+// --- options ------------------------------------------------------------------------------------------
 
 struct Option {
   int level;
@@ -305,8 +301,7 @@ int toMilliseconds(const timeval& value) noexcept {
   return static_cast<int>(value.tv_sec * 1000 + value.tv_usec / 1000);
 }
 
-// --- select
-// --------------------------------------------------------------------------------------------------
+// --- select -------------------------------------------------------------------------------------------
 
 /// One select: an entry for every handle of the three sets.
 class Selection {
