@@ -95,6 +95,8 @@ class KELINFRA_API Message {
  private:
   template <class Integer>
   void addLow32Bits(Integer value);
+  template <class Take>
+  void render(Take take) const;
   static constexpr int bitCodedSeverity(Level level);
 
   icu::UnicodeString id_;

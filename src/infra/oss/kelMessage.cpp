@@ -2,10 +2,12 @@
 
 #include "oss/kelInvariant.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <iterator>
+#include <limits>
+#include <new>
 #include <string_view>
 
 namespace tarvo::oss {
@@ -64,13 +66,34 @@ const std::list<icu::UnicodeString>& Message::getMessageArgs() const {
   return arguments_;
 }
 
-const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
-  out.remove();  // makes a bogus string valid, too
-  out.append(id_).append(u": [", 3).append(text_);
-  out.append(arguments_.empty() ? u"]" : u"] -", -1);
+/// Hands the pieces of the one-line rendering to `take`, in order.
+template <class Take>
+void Message::render(Take take) const {
+  const auto view = [](const icu::UnicodeString& text) {
+    return std::u16string_view(text.getBuffer(),
+                               text.isBogus() ? 0 : static_cast<std::size_t>(text.length()));
+  };
+  take(view(id_));
+  take(u": [");
+  take(view(text_));
+  take(arguments_.empty() ? u"]" : u"] -");
   for (const icu::UnicodeString& argument : arguments_) {
-    out.append(u" [", 2).append(argument).append(u']');
+    take(u" [");
+    take(view(argument));
+    take(u"]");
   }
+}
+
+const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
+  std::size_t length = 0;
+  render([&](std::u16string_view piece) { length += piece.size(); });
+  out.remove();  // makes a bogus string valid, too
+  char16_t* next = length <= std::numeric_limits<std::int32_t>::max()
+                       ? out.getBuffer(static_cast<std::int32_t>(length))
+                       : nullptr;
+  if (next == nullptr) throw std::bad_alloc();
+  render([&](std::u16string_view piece) { next = std::copy(piece.begin(), piece.end(), next); });
+  out.releaseBuffer(static_cast<std::int32_t>(length));
   return out;
 }
 

@@ -130,12 +130,13 @@ long long now(clockid_t clock) noexcept {
 class Deadline {
  public:
   static Deadline never() noexcept { return Deadline(false, 0); }
+  static Deadline passed() noexcept { return at(0); }
   static Deadline at(long long nanoseconds) noexcept { return Deadline(true, nanoseconds); }
 
   /// What is left, for ppoll; null for no limit.
   const timespec* remaining(timespec& store) const noexcept {
     if (!limited_) return nullptr;
-    const long long left = std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
+    const long long left = at_ == 0 ? 0 : std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
     store.tv_sec = left / nanosecondsPerSecond;
     store.tv_nsec = left % nanosecondsPerSecond;
     return &store;
@@ -308,13 +309,21 @@ class Selection {
  public:
   Selection(SocketSet& read, SocketSet& write, SocketSet& error) noexcept : sets_{&read, &write, &error} {}
 
-  int wait(const Deadline& deadline) noexcept {
-    if (!build()) return fail(wsa::notASocket);
+  /// Looks first and only then waits. To the system's poll a descriptor that has become something else than a socket
+  /// is as good as any; asking costs as much as polling, so it is asked of what is ready, and of all before a wait.
+  int wait(const TimeValue* timeout) noexcept {
+    build();
+    if (const int looked = pollUntil(entries_.data(), count_, Deadline::passed()); looked < 0)
+      return answer(looked);
+    if (invalid()) return fail(wsa::notASocket);
+    if (markReady()) return keepReady();
+    if (!allSockets()) return fail(wsa::notASocket);
+    const Deadline deadline = deadlineIn(timeout);
     for (;;) {
       const int reported = pollUntil(entries_.data(), count_, deadline);
       if (reported < 0) return answer(reported);
       if (reported == 0) return keepReady();
-      if (findInvalid()) return fail(wsa::notASocket);
+      if (invalid()) return fail(wsa::notASocket);
       if (markReady()) return keepReady();
     }
   }
@@ -322,20 +331,34 @@ class Selection {
  private:
   static constexpr std::array<short, 3> events = {POLLIN, POLLOUT, POLLPRI};
 
-  bool build() noexcept {
+  static Deadline deadlineIn(const TimeValue* timeout) noexcept {
+    if (timeout == nullptr) return Deadline::never();
+    if (timeout->seconds == 0 && timeout->microseconds == 0) return Deadline::passed();
+    return Deadline::at(now(CLOCK_MONOTONIC) + timeout->seconds * nanosecondsPerSecond +
+                        timeout->microseconds * 1000LL);
+  }
+
+  void build() noexcept {
     for (std::size_t kind = 0; kind < sets_.size(); ++kind) {
       for (unsigned int i = 0; i < sets_[kind]->count; ++i) {
         const int descriptor = descriptorOf(sets_[kind]->handles[i]);
-        if (!isSocket(descriptor)) return false;
+        handleMissing_ = handleMissing_ || descriptor < 0;
         entries_[count_++] = {descriptor, events[kind], 0};
       }
     }
-    return true;
   }
 
-  bool findInvalid() const noexcept {
-    return std::any_of(entries_.begin(), entries_.begin() + count_,
-                       [](const pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
+  /// Whether an entry is no open descriptor, or one that is ready no socket.
+  bool invalid() const noexcept {
+    return handleMissing_ ||
+           std::any_of(entries_.begin(), entries_.begin() + count_, [](const pollfd& entry) {
+             return (entry.revents & POLLNVAL) != 0 || (entry.revents != 0 && !isSocket(entry.fd));
+           });
+  }
+
+  bool allSockets() const noexcept {
+    return std::all_of(entries_.begin(), entries_.begin() + count_,
+                       [](const pollfd& entry) { return entry.fd < 0 || isSocket(entry.fd); });
   }
 
   static bool isReady(const pollfd& entry) noexcept {
@@ -345,8 +368,8 @@ class Selection {
     return (entry.revents & POLLPRI) != 0 || failed;
   }
 
-  /// Notes what is ready. What is reported without being ready (a lost connection in the error set) would be
-  /// reported again at once, so the wait goes on without it.
+  /// Notes what is ready. What is reported without being ready (a lost connection in the error set) would be reported
+  /// again at once, so the wait goes on without it.
   bool markReady() noexcept {
     bool any = false;
     for (std::size_t i = 0; i < count_; ++i) {
@@ -376,6 +399,7 @@ class Selection {
   std::array<pollfd, 3 * SocketSet::most> entries_;
   std::array<bool, 3 * SocketSet::most> ready_{};
   std::size_t count_ = 0;
+  bool handleMissing_ = false;
 };
 
 class PosixWinsock final : public Winsock {
@@ -434,11 +458,7 @@ class PosixWinsock final : public Winsock {
   }
 
   int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) override {
-    const Deadline deadline =
-        timeout == nullptr ? Deadline::never()
-                           : Deadline::at(now(CLOCK_MONOTONIC) + timeout->seconds * nanosecondsPerSecond +
-                                          timeout->microseconds * 1000LL);
-    return Selection(read, write, error).wait(deadline);
+    return Selection(read, write, error).wait(timeout);
   }
 
   int send(SocketHandle handle, const char* bytes, int length) override {

@@ -1,0 +1,289 @@
+// Sockets beside the bare system calls, over loopback, both ends on the core that the whole program is pinned to.
+// Names are "class/task/candidate"; the candidate KELINFRA is compared with the others of its task.
+#include "infra/oss/kelSocket.hpp"
+#include "infra/oss/kelSocketServer.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using tarvo::oss::Socket;
+using tarvo::oss::SocketServer;
+
+const icu::UnicodeString loopback(u"127.0.0.1");
+
+void check(bool holds, const char* what) {
+  if (!holds) {
+    std::perror(what);
+    std::abort();
+  }
+}
+
+/// A connection: one end for either candidate, and its descriptor for the bare calls.
+struct Connection {
+  Connection() {
+    SocketServer server;
+    server.listen(0, 1, true);
+    client.connect(loopback, server.getPort(), Socket::NullAddrInfoExternal, nullptr);
+    server.accept(accepted, nullptr);
+    const int on = 1;
+    check(setsockopt(acceptedDescriptor(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0, "TCP_NODELAY");
+  }
+
+  int clientDescriptor() const { return static_cast<int>(client.handle()); }
+  int acceptedDescriptor() const { return static_cast<int>(accepted.handle()); }
+
+  Socket client;
+  Socket accepted;
+};
+
+void sendAll(int descriptor, const char* bytes, std::size_t length) {
+  for (std::size_t sent = 0; sent < length;) {
+    const ssize_t count = send(descriptor, bytes + sent, length - sent, MSG_NOSIGNAL);
+    check(count > 0, "send");
+    sent += static_cast<std::size_t>(count);
+  }
+}
+
+bool receiveAll(int descriptor, char* bytes, std::size_t length) {
+  for (std::size_t got = 0; got < length;) {
+    const ssize_t count = recv(descriptor, bytes + got, length - got, 0);
+    if (count <= 0) return false;
+    got += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+/// The peer of every round trip, the same bare echo for both candidates.
+class Echo {
+ public:
+  Echo(Connection& connection, std::size_t size)
+      : connection_(connection), thread_([this, size] {
+          std::vector<char> bytes(size);
+          const int descriptor = connection_.acceptedDescriptor();
+          while (receiveAll(descriptor, bytes.data(), size)) sendAll(descriptor, bytes.data(), size);
+        }) {}
+  Echo(const Echo&) = delete;
+  Echo& operator=(const Echo&) = delete;
+  ~Echo() {
+    connection_.client.shutdownSend();
+    thread_.join();
+  }
+
+ private:
+  Connection& connection_;
+  std::thread thread_;
+};
+
+void roundTripOurs(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  Connection connection;
+  const Echo echo(connection, size);
+  std::vector<char> bytes(size, 'x');
+  for (auto _ : state) {
+    connection.client.write(bytes.data(), 0, size);
+    check(connection.client.read(bytes.data(), 0, size) == size, "read");
+  }
+}
+
+void roundTripPosix(benchmark::State& state) {
+  const auto size = static_cast<std::size_t>(state.range(0));
+  Connection connection;
+  const Echo echo(connection, size);
+  std::vector<char> bytes(size, 'x');
+  for (auto _ : state) {
+    sendAll(connection.clientDescriptor(), bytes.data(), size);
+    check(receiveAll(connection.clientDescriptor(), bytes.data(), size), "recv");
+  }
+}
+
+constexpr std::size_t frameSize = 128;
+
+void frameOurs(benchmark::State& state) {
+  Connection connection;
+  const Echo echo(connection, frameSize + 4);
+  std::array<char, frameSize> bytes{};
+  for (auto _ : state) {
+    unsigned long long length = 0;
+    connection.client.writeMessage(bytes.data(), 0, bytes.size());
+    check(connection.client.readMessage(bytes.data(), &length, 0, bytes.size(), false) == frameSize, "frame");
+  }
+}
+
+std::size_t receiveFrame(int descriptor, std::array<char, frameSize>& bytes) {
+  std::uint32_t word = 0;
+  check(receiveAll(descriptor, reinterpret_cast<char*>(&word), sizeof word), "recv");
+  const std::size_t length = ntohl(word);
+  check(length <= bytes.size() && receiveAll(descriptor, bytes.data(), length), "recv");
+  return length;
+}
+
+void framePosixOneSend(benchmark::State& state) {
+  Connection connection;
+  const Echo echo(connection, frameSize + 4);
+  std::array<char, frameSize> bytes{};
+  for (auto _ : state) {
+    std::array<char, frameSize + 4> frame;
+    const std::uint32_t word = htonl(frameSize);
+    std::memcpy(frame.data(), &word, sizeof word);
+    std::memcpy(frame.data() + sizeof word, bytes.data(), bytes.size());
+    sendAll(connection.clientDescriptor(), frame.data(), frame.size());
+    check(receiveFrame(connection.clientDescriptor(), bytes) == frameSize, "frame");
+  }
+}
+
+void framePosixTwoSends(benchmark::State& state) {
+  Connection connection;
+  const Echo echo(connection, frameSize + 4);
+  std::array<char, frameSize> bytes{};
+  for (auto _ : state) {
+    const std::uint32_t word = htonl(frameSize);
+    sendAll(connection.clientDescriptor(), reinterpret_cast<const char*>(&word), sizeof word);
+    sendAll(connection.clientDescriptor(), bytes.data(), bytes.size());
+    check(receiveFrame(connection.clientDescriptor(), bytes) == frameSize, "frame");
+  }
+}
+
+void connectOurs(benchmark::State& state) {
+  SocketServer server;
+  server.listen(0, 16, true);
+  const unsigned long long timeout = 10000;
+  for (auto _ : state) {
+    Socket client;
+    Socket accepted;
+    client.connect(loopback, server.getPort(), Socket::NullAddrInfoExternal, &timeout);
+    server.accept(accepted, &timeout);
+  }
+}
+
+/// A listening descriptor and its port, as service text.
+struct BareServer {
+  BareServer() : descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    socklen_t size = sizeof address;
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    check(bind(descriptor, get(), size) == 0 && listen(descriptor, 16) == 0, "listen");
+    check(getsockname(descriptor, get(), &size) == 0, "getsockname");
+    service = std::to_string(ntohs(address.sin_port));
+  }
+  BareServer(const BareServer&) = delete;
+  BareServer& operator=(const BareServer&) = delete;
+  ~BareServer() { close(descriptor); }
+
+  sockaddr* get() { return reinterpret_cast<sockaddr*>(&address); }
+
+  int descriptor;
+  sockaddr_in address{};
+  std::string service;
+};
+
+bool isReady(int descriptor, short event) {
+  pollfd entry = {descriptor, event, 0};
+  return poll(&entry, 1, 10000) == 1;
+}
+
+/// The steps that `connect` and `accept` take, by hand: resolve, connect without blocking, wait, ask for the error.
+void connectPosixSameSteps(benchmark::State& state) {
+  BareServer server;
+  for (auto _ : state) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    check(getaddrinfo("127.0.0.1", server.service.c_str(), &hints, &list) == 0, "getaddrinfo");
+    const int client = socket(list->ai_family, list->ai_socktype | SOCK_CLOEXEC, list->ai_protocol);
+    const int flags = fcntl(client, F_GETFL);
+    fcntl(client, F_SETFL, flags | O_NONBLOCK);
+    if (connect(client, list->ai_addr, list->ai_addrlen) != 0) check(isReady(client, POLLOUT), "connect");
+    freeaddrinfo(list);
+    fcntl(client, F_SETFL, flags);
+    int value = 0;
+    socklen_t size = sizeof value;
+    check(getsockopt(client, SOL_SOCKET, SO_ERROR, &value, &size) == 0 && value == 0, "SO_ERROR");
+    value = 1;
+    check(setsockopt(client, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0, "TCP_NODELAY");
+    check(isReady(server.descriptor, POLLIN), "poll");
+    const int accepted = accept4(server.descriptor, nullptr, nullptr, SOCK_CLOEXEC);
+    check(accepted >= 0, "accept");
+    close(accepted);
+    close(client);
+  }
+}
+
+void connectPosixLeast(benchmark::State& state) {
+  BareServer server;
+  for (auto _ : state) {
+    const int client = socket(AF_INET, SOCK_STREAM, 0);
+    check(connect(client, server.get(), sizeof server.address) == 0, "connect");
+    const int accepted = accept(server.descriptor, nullptr, nullptr);
+    check(accepted >= 0, "accept");
+    close(accepted);
+    close(client);
+  }
+}
+
+/// Idle connections, of which the first has something to read.
+std::vector<std::unique_ptr<Connection>> idleConnections(std::int64_t count) {
+  std::vector<std::unique_ptr<Connection>> connections;
+  for (std::int64_t i = 0; i < count; ++i) connections.push_back(std::make_unique<Connection>());
+  connections.front()->client.write("x", 0, 1);
+  check(isReady(connections.front()->acceptedDescriptor(), POLLIN), "poll");
+  return connections;
+}
+
+/// Each wait needs its list anew, since it comes back with the ready ones only.
+void selectOurs(benchmark::State& state) {
+  const auto connections = idleConnections(state.range(0));
+  const unsigned long long timeout = 0;
+  for (auto _ : state) {
+    std::list<Socket> read;
+    std::list<Socket> none;
+    for (const auto& connection : connections) read.push_back(connection->accepted);
+    check(Socket::select(read, none, none, &timeout) == 1 && read.size() == 1, "select");
+  }
+}
+
+void selectPoll(benchmark::State& state) {
+  const auto connections = idleConnections(state.range(0));
+  for (auto _ : state) {
+    std::vector<pollfd> entries;
+    for (const auto& connection : connections)
+      entries.push_back({connection->acceptedDescriptor(), POLLIN, 0});
+    check(poll(entries.data(), entries.size(), 0) == 1, "poll");
+  }
+}
+
+BENCHMARK(roundTripOurs)->Name("Socket/round trip of 64 B/KELINFRA")->Arg(64)->UseRealTime();
+BENCHMARK(roundTripPosix)->Name("Socket/round trip of 64 B/send and recv")->Arg(64)->UseRealTime();
+BENCHMARK(roundTripOurs)->Name("Socket/round trip of 64 KiB/KELINFRA")->Arg(65536)->UseRealTime();
+BENCHMARK(roundTripPosix)->Name("Socket/round trip of 64 KiB/send and recv")->Arg(65536)->UseRealTime();
+BENCHMARK(frameOurs)->Name("Socket/frame of 128 B there and back/KELINFRA")->UseRealTime();
+BENCHMARK(framePosixOneSend)->Name("Socket/frame of 128 B there and back/one send")->UseRealTime();
+BENCHMARK(framePosixTwoSends)->Name("Socket/frame of 128 B there and back/two sends")->UseRealTime();
+BENCHMARK(connectOurs)->Name("Socket/connect, accept, close/KELINFRA")->UseRealTime();
+BENCHMARK(connectPosixSameSteps)->Name("Socket/connect, accept, close/the same steps")->UseRealTime();
+BENCHMARK(connectPosixLeast)->Name("Socket/connect, accept, close/the fewest steps")->UseRealTime();
+BENCHMARK(selectOurs)->Name("Socket/select over 60/KELINFRA")->Arg(60);
+BENCHMARK(selectPoll)->Name("Socket/select over 60/poll")->Arg(60);
+BENCHMARK(selectOurs)->Name("Socket/select over 1/KELINFRA")->Arg(1);
+BENCHMARK(selectPoll)->Name("Socket/select over 1/poll")->Arg(1);
+
+}  // namespace
