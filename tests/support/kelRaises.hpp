@@ -49,9 +49,9 @@ class RaisesMatcher {
   RaisesMatcher(std::string identifier, std::vector<std::string> arguments)
       : identifier_(std::move(identifier)), arguments_(std::move(arguments)) {}
 
-  RaisesMatcher from(std::string fileName) const {
+  RaisesMatcher from(const std::string& fileName) const {
     RaisesMatcher copy(*this);
-    copy.fileName_ = std::move(fileName);
+    copy.fileName_ = fileName;
     return copy;
   }
 

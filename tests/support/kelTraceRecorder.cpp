@@ -1,6 +1,6 @@
 #include "support/kelTraceRecorder.hpp"
 
-#include <cstdio>
+#include <sstream>
 
 namespace tarvo::test {
 namespace {
@@ -8,10 +8,9 @@ namespace {
 TraceRecorder* active = nullptr;
 
 std::string render(const char* hook, std::uint32_t probe, const std::string& further = "") {
-  char number[16];
-  const std::uint32_t shown = probe >> 16 == 0x1CD8 ? probe & 0xFFFF : probe;
-  std::snprintf(number, sizeof number, " %X", shown);
-  return hook + std::string(number) + further;
+  std::ostringstream number;
+  number << ' ' << std::hex << std::uppercase << (probe >> 16 == 0x1CD8 ? probe & 0xFFFF : probe);
+  return hook + number.str() + further;
 }
 
 std::string words(int a, int b, int c) {

@@ -12,8 +12,7 @@ SocketException mappedError(int code, const Peer& peer, SourcePlace place) {
     const auto* const named = std::find_if(socketErrorNames.begin(), socketErrorNames.end(),
                                            [&](const SocketErrorName& name) { return name.code == code; });
     const bool generic = named == socketErrorNames.end();
-    SocketException error =
-        makeError<SocketException>({generic ? "QN_ERR_SOCKET_ERROR" : named->identifier, place});
+    auto error = makeError<SocketException>({generic ? "QN_ERR_SOCKET_ERROR" : named->identifier, place});
     Message& message = error.getErrorMessage();
     if (generic) message.addArgument(code);
     if (peer.host != nullptr) {

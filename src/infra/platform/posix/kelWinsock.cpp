@@ -10,7 +10,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +18,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <utility>
 
@@ -59,23 +59,25 @@ class EndedDirections {
   static constexpr unsigned char send = 2;
 
   void add(int descriptor, unsigned char directions) noexcept {
-    if (covers(descriptor)) ended_[index(descriptor)].fetch_or(directions, std::memory_order_relaxed);
+    if (covers(descriptor)) entry(descriptor).fetch_or(directions, std::memory_order_relaxed);
   }
   void forget(int descriptor) noexcept {
-    if (covers(descriptor)) ended_[index(descriptor)].store(0, std::memory_order_relaxed);
+    if (covers(descriptor)) entry(descriptor).store(0, std::memory_order_relaxed);
   }
-  bool has(int descriptor, unsigned char direction) const noexcept {
-    return covers(descriptor) && (ended_[index(descriptor)].load(std::memory_order_relaxed) & direction) != 0;
+  bool has(int descriptor, unsigned char direction) noexcept {
+    return covers(descriptor) && (entry(descriptor).load(std::memory_order_relaxed) & direction) != 0;
   }
 
  private:
-  static constexpr std::size_t most = 1U
-                                      << 20;  // the system's own default limit; untouched pages cost nothing
+  static constexpr int most = 1 << 20;  // the system's own default limit; untouched pages cost nothing
 
-  static std::size_t index(int descriptor) noexcept { return static_cast<std::size_t>(descriptor); }
-  static bool covers(int descriptor) noexcept { return descriptor >= 0 && index(descriptor) < most; }
+  static bool covers(int descriptor) noexcept { return descriptor >= 0 && descriptor < most; }
 
-  std::array<std::atomic<unsigned char>, most> ended_{};
+  std::atomic_ref<unsigned char> entry(int descriptor) noexcept {
+    return std::atomic_ref<unsigned char>(ended_[descriptor]);
+  }
+
+  unsigned char ended_[most] = {};
 };
 
 constinit EndedDirections endedDirections;
@@ -329,6 +331,7 @@ class Selection {
   }
 
  private:
+  static constexpr std::size_t most = std::size_t{3} * SocketSet::most;
   static constexpr std::array<short, 3> events = {POLLIN, POLLOUT, POLLPRI};
 
   static Deadline deadlineIn(const TimeValue* timeout) noexcept {
@@ -396,12 +399,13 @@ class Selection {
   }
 
   std::array<SocketSet*, 3> sets_;
-  std::array<pollfd, 3 * SocketSet::most> entries_;
-  std::array<bool, 3 * SocketSet::most> ready_{};
+  std::array<pollfd, most> entries_;
+  std::array<bool, most> ready_{};
   std::size_t count_ = 0;
   bool handleMissing_ = false;
 };
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): one object, never deleted, constant-initialised
 class PosixWinsock final : public Winsock {
  public:
   int WSAStartup(std::uint16_t version, StartupData& data) override {
