@@ -265,6 +265,7 @@ void selectPoll(benchmark::State& state) {
   const auto connections = idleConnections(state.range(0));
   for (auto _ : state) {
     std::vector<pollfd> entries;
+    entries.reserve(connections.size());
     for (const auto& connection : connections)
       entries.push_back({connection->acceptedDescriptor(), POLLIN, 0});
     check(poll(entries.data(), entries.size(), 0) == 1, "poll");

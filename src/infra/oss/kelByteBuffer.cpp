@@ -121,12 +121,11 @@ void ByteBuffer::clear() {
   traced<probe("ByteBuffer::clear")>([&] { makeRoom(*storage_, 0); });
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign moves its bytes, onto themselves if need be
 ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   if (other.get() == nullptr) return *this;
-  return traced<probe("ByteBuffer::operator=")>([&]() -> ByteBuffer& {
-    assign(other.get(), other.length());
-    return *this;
-  });
+  traced<probe("ByteBuffer::operator=")>([&] { assign(other.get(), other.length()); });
+  return *this;
 }
 
 // Moves, since the data may be a piece of this buffer; it then fits where it is and nothing is reallocated.

@@ -129,7 +129,7 @@ void Message::addArgument(const char* value, const char* codepage) {
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
   std::array<char, sizeof "-2147483648"> digits;
-  const auto end =
+  const auto* const end =
       std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<std::int32_t>(value)).ptr;
   arguments_.push_back(
       invariantText(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data()))));
@@ -186,6 +186,7 @@ void Message::setMessage(const Message& other) {
 }
 
 // The given strings may be fields of this message, so they are copied before the reset.
+// NOLINTBEGIN(performance-unnecessary-copy-initialization): see above
 void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
   const icu::UnicodeString newId(id);
   const icu::UnicodeString newText(text);
@@ -204,5 +205,6 @@ void Message::setMessage(const icu::UnicodeString& id, Level level, const char* 
   setFileName(fileName);
   lineNumber_ = lineNumber;
 }
+// NOLINTEND(performance-unnecessary-copy-initialization)
 
 }  // namespace tarvo::oss
