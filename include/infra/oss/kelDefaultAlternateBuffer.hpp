@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 namespace tarvo::oss {
 
@@ -45,6 +46,16 @@ class DefaultAlternateBuffer {
     } else {
       replaceStorage(need);
     }
+  }
+
+  /// Exchanges everything with `other`, settings included; the blocks stay where they are.
+  void swap(DefaultAlternateBuffer& other) noexcept {
+    std::swap(data_, other.data_);
+    std::swap(alternateBlock_, other.alternateBlock_);
+    std::swap(alternateSize_, other.alternateSize_);
+    std::swap(maximumSize_, other.maximumSize_);
+    std::swap(capacity_, other.capacity_);
+    std::swap(usedSize_, other.usedSize_);
   }
 
   /// The greatest need that `resize` meets.

@@ -128,8 +128,11 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   return *this;
 }
 
-// Moves, since the data may be a piece of this buffer; it then fits where it is and nothing is reallocated.
+// Moves, since the data may be a piece of this buffer. It then fits where it is, unless it is the whole
+// block, which must outlive the copy.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
+  Storage wholeBlock;
+  if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);
   storage_->resize(withTerminator(length));
   std::memmove(storage_->data(), data, length);
   storage_->data()[length] = '\0';
