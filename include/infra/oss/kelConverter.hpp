@@ -6,6 +6,7 @@
 #include <unicode/unistr.h>
 
 #include <cstddef>
+#include <new>
 
 namespace tarvo::oss {
 
@@ -15,6 +16,7 @@ template <std::size_t N>
 char* growBuffer(void* buffer, std::size_t size) {
   auto& grown = *static_cast<SizeableBuffer<char, N>*>(buffer);
   grown.resize(size);
+  if (grown.capacity() < size) throw std::bad_alloc();
   return grown.data();
 }
 
@@ -30,12 +32,13 @@ class KELINFRA_API Converter {
   /// store; for more it grows to a power of two. No terminator is counted, and none is written when the bytes
   /// fill the store. What the code page cannot hold becomes its substitution byte; an unknown code page gives
   /// 0 bytes.
-  ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, or more than
-  ///            2^30 bytes
+  ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, more than 2^30
+  ///            bytes, or more than the buffer's maximum
   template <std::size_t N>
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage,
                                     SizeableBuffer<char, N>& bytes) {
-    return convertToBytes(text, codePage, bytes.data(), N, &detail::growBuffer<N>, &bytes);
+    return convertToBytes(text, codePage, bytes.data(), static_cast<std::size_t>(bytes.capacity()),
+                          &detail::growBuffer<N>, &bytes);
   }
 
   /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` gives room for `size` bytes

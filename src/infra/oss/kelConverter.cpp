@@ -17,11 +17,13 @@ using trace::traced;
 
 namespace {
 
+// ICU answers a capacity of 0 with the size only when the target is null.
 std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* target,
                     std::size_t capacity) {
   constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
   const auto room = static_cast<std::uint32_t>(std::min(capacity, most));
-  return static_cast<std::size_t>(std::max(text.extract(0, text.length(), target, room, codePage), 0));
+  char* const start = room == 0 ? nullptr : target;
+  return static_cast<std::size_t>(std::max(text.extract(0, text.length(), start, room, codePage), 0));
 }
 
 }  // namespace
