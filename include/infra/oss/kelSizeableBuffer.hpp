@@ -39,11 +39,11 @@ class SizeableBuffer {
   /// buffer stays there and grows as `DefaultAlternateBuffer` does.
   ///   raises   std::bad_alloc: n above 2^30, or no memory; data is then null and both sizes are 0
   void resize(unsigned long long n) {
+    if (maximumSize_ != 0 && n > maximumSize_) return;
     if (data_ == inlineStore_ && n <= N) {
       size_ = n;
       return;
     }
-    if (maximumSize_ != 0 && n > maximumSize_) return;
     data_ = nullptr;
     size_ = 0;
     capacity_ = 0;
