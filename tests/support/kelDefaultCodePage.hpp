@@ -1,0 +1,24 @@
+#pragma once
+
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
+
+#include <memory>
+#include <string>
+
+namespace tarvo::test {
+
+/// The bytes of `text` by ICU's default converter, asked for through ICU's C interface. Which converter that
+/// is differs from system to system, and some builds of ICU do not let it be changed.
+inline std::string inDefaultCodePage(const icu::UnicodeString& text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<UConverter, void (*)(UConverter*)> converter(ucnv_open(nullptr, &status),
+                                                                     &ucnv_close);
+  std::string bytes(static_cast<std::size_t>(text.length()) * 8, '\0');
+  const int count = ucnv_fromUChars(converter.get(), bytes.data(), static_cast<int>(bytes.size()),
+                                    text.getBuffer(), text.length(), &status);
+  bytes.resize(U_SUCCESS(status) ? static_cast<std::size_t>(count) : 0);
+  return bytes;
+}
+
+}  // namespace tarvo::test
