@@ -18,6 +18,9 @@ inline std::string utf8(const icu::UnicodeString& text) {
   return text.toUTF8String(bytes);
 }
 
+inline std::string argumentText(const char* text) {
+  return text;
+}
 inline std::string argumentText(const std::string& text) {
   return text;
 }

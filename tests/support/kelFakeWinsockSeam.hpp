@@ -1,0 +1,171 @@
+#pragma once
+
+#include "platform/kelWinsock.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace tarvo::test {
+
+/// A system in the platform's place, from its construction to the end of its scope, when the former one is
+/// put back. It hands every call on to the platform's own, writes it down, and fails or answers by itself
+/// what it is told to. Calls may come from any thread; what it is told comes before them.
+///
+///     FakeWinsock fake;
+///     fake.failing("connect", 2).with(10061);             // the second connect from now on
+///     fake.on.recv = [](auto, char*, int length) { return length; };
+///     ...
+///     EXPECT_THAT(fake.steps(), ElementsAre("getaddrinfo(\"h\", \"80\", 0, 0, 1, 0)", "socket(2, 1, 6)", ...
+///
+/// Handles are written as #1, #2, ... in the order in which they were opened, `none` for the invalid one,
+/// and as plain numbers when they were never opened here.
+class FakeWinsock final : public platform::Winsock {
+ public:
+  using SocketHandle = platform::SocketHandle;
+  using SocketSet = platform::SocketSet;
+
+  /// Called instead of the system when set. Each fails with `return fake.fails(code)`.
+  struct Replacements {
+    std::function<int(std::uint16_t, platform::StartupData&)> WSAStartup;
+    std::function<int()> WSACleanup;
+    std::function<SocketHandle(int, int, int)> socket;
+    std::function<int(SocketHandle, const unsigned char*, std::size_t)> connect;
+    std::function<int(SocketHandle, const unsigned char*, std::size_t)> bind;
+    std::function<int(SocketHandle, unsigned int)> listen;
+    std::function<SocketHandle(SocketHandle)> accept;
+    std::function<void(SocketHandle)> wakeAccept;
+    std::function<int(SocketHandle)> closesocket;
+    std::function<int(SocketSet&, SocketSet&, SocketSet&, const platform::TimeValue*)> select;
+    std::function<int(SocketHandle, const char*, int)> send;
+    std::function<int(SocketHandle, char*, int)> recv;
+    std::function<int(SocketHandle, int)> shutdown;
+    std::function<int(SocketHandle, unsigned long)> ioctlsocketNonBlocking;
+    std::function<int(SocketHandle, int, int, int)> setsockopt;
+    std::function<int(SocketHandle, int, int, int&)> getsockopt;
+    std::function<int(SocketHandle, unsigned char*, std::size_t&)> getsockname;
+    std::function<int(const char*, const char*, const platform::AddressHints&,
+                      std::vector<platform::ResolvedAddress>&)>
+        getaddrinfo;
+    std::function<std::string(int)> systemText;
+  };
+  Replacements on;
+
+  FakeWinsock();
+  FakeWinsock(const FakeWinsock&) = delete;
+  FakeWinsock& operator=(const FakeWinsock&) = delete;
+  /// Fails the running test when a failure that it was told of has not come about.
+  ~FakeWinsock();
+
+  /// Fails the `nth` call of `function` from now on, once; the system does not see that call.
+  class Failing {
+   public:
+    void with(int code) { fake_.arrange(function_, nth_, code); }
+
+   private:
+    friend class FakeWinsock;
+    Failing(FakeWinsock& fake, std::string_view function, int nth)
+        : fake_(fake), function_(function), nth_(nth) {}
+
+    FakeWinsock& fake_;
+    std::string function_;
+    int nth_;
+  };
+  Failing failing(std::string_view function, int nth = 1) { return {*this, function, nth}; }
+
+  /// For replacements: sets the last error and returns what a failing call returns.
+  int fails(int code);
+  SocketHandle opensNothing(int code);
+  /// From now on every call that succeeds leaves this last error behind, as a system may.
+  void successSets(int code) { successCode_ = code; }
+  /// From now on sockets are numbers counted up from `first`, and every call on them succeeds: no network.
+  void inventsHandles(SocketHandle first);
+
+  /// Every call so far, in order, as function(arguments), without WSAGetLastError and WSASetLastError.
+  std::vector<std::string> calls() const;
+  /// The calls so far without start-up and clean-up.
+  std::vector<std::string> steps() const;
+  /// How often `function` was called so far, failed calls included.
+  int countOf(std::string_view function) const;
+  /// Forgets the calls so far, and counts handles from #1 again if none is open.
+  void forget();
+
+  /// The balance so far: of calls that succeeded.
+  int starts() const;
+  int cleanups() const;
+  std::vector<SocketHandle> openHandles() const;
+
+  int WSAStartup(std::uint16_t version, platform::StartupData& data) override;
+  int WSACleanup() override;
+  int WSAGetLastError() override;
+  void WSASetLastError(int code) override;
+  SocketHandle socket(int family, int type, int protocol) override;
+  int connect(SocketHandle handle, const unsigned char* address, std::size_t length) override;
+  int bind(SocketHandle handle, const unsigned char* address, std::size_t length) override;
+  int listen(SocketHandle handle, unsigned int backlog) override;
+  SocketHandle accept(SocketHandle listening) override;
+  void wakeAccept(SocketHandle listening) override;
+  int closesocket(SocketHandle handle) override;
+  int select(SocketSet& read, SocketSet& write, SocketSet& error,
+             const platform::TimeValue* timeout) override;
+  int send(SocketHandle handle, const char* bytes, int length) override;
+  int recv(SocketHandle handle, char* bytes, int length) override;
+  int shutdown(SocketHandle handle, int how) override;
+  int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) override;
+  int setsockopt(SocketHandle handle, int level, int option, int value) override;
+  int getsockopt(SocketHandle handle, int level, int option, int& value) override;
+  int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) override;
+  int getaddrinfo(const char* node, const char* service, const platform::AddressHints& hints,
+                  std::vector<platform::ResolvedAddress>& list) override;
+  std::string systemText(int code) override;
+
+ private:
+  struct Call {
+    std::string function;
+    std::string arguments;
+  };
+  struct Arranged {
+    int atCall;
+    int code;
+  };
+
+  void arrange(const std::string& function, int nth, int code);
+  /// Writes the call down; the code when it is to fail.
+  std::optional<int> note(const std::string& function, std::string arguments);
+  template <class Result, class... Parameters, class... Arguments>
+  Result answer(const char* function, std::string arguments,
+                const std::function<Result(Parameters...)>& replacement,
+                Result (Winsock::*real)(Parameters...), Arguments&&... given);
+  void spoilLastError();
+  void opened(SocketHandle handle);
+  void closed(SocketHandle handle);
+  std::string label(SocketHandle handle) const;
+  std::string label(const SocketSet& set) const;
+  std::vector<std::string> written(bool withStarts) const;
+
+  platform::Winsock* former_;
+  std::optional<int> successCode_;
+  mutable std::mutex mutex_;
+  std::vector<Call> calls_;
+  std::map<std::string, int> counts_;
+  std::multimap<std::string, Arranged> arranged_;
+  std::map<SocketHandle, int> labels_;
+  std::vector<SocketHandle> open_;
+  int lastLabel_ = 0;
+  int starts_ = 0;
+  int cleanups_ = 0;
+};
+
+/// A resolver's answer for an IPv4 address, given as "127.0.0.1".
+platform::ResolvedAddress inetAddress(const char* text, unsigned int port);
+/// One for an IPv6 address, given as its 16 bytes.
+platform::ResolvedAddress inet6Address(const std::vector<unsigned char>& bytes, unsigned int port);
+
+}  // namespace tarvo::test
