@@ -174,12 +174,12 @@ bool holdsAddresses(const Record& record) {
   return usedBytes(record) != 0;
 }
 
-AddressList decodeAddrInfo(const Record& record) {
+AddressList decodeAddrInfo(const Record& record, SourcePlace place) {
   return trace::traced<trace::probe("Socket::decodeAddrInfo")>([&] {
     AddressList list = readEntries(record);
     if (list.empty()) {
       platform::winsock().WSASetLastError(platform::wsa::invalidArgument);
-      raiseLastError({});
+      raiseLastError({}, place);
     }
     return list;
   });

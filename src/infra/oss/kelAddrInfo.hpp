@@ -2,6 +2,7 @@
 
 #include "infra/oss/kelSocket.hpp"
 
+#include "oss/kelRaise.hpp"
 #include "platform/kelWinsock.hpp"
 
 #include <unicode/unistr.h>
@@ -25,7 +26,8 @@ bool encodeAddrInfo(const icu::UnicodeString& host, unsigned short port, const A
 bool holdsAddresses(const Socket::_AddrInfoExternal& record);
 
 /// Reads the list of a record, which may come from a stranger: nothing outside it is read. Raises the mapped
-/// error 10022, without host and port, for one that cannot be read.
-AddressList decodeAddrInfo(const Socket::_AddrInfoExternal& record);
+/// error 10022, without host and port, for one that cannot be read; the place is the caller's.
+AddressList decodeAddrInfo(const Socket::_AddrInfoExternal& record,
+                           SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
 }  // namespace tarvo::oss
