@@ -227,19 +227,21 @@ void Socket::close() {
 }
 
 void Socket::shutdownBoth() {
+  if (handle_ == invalidSocket) return;
   traced<probe("Socket::shutdownBoth")>([&] { shutdown(platform::shutdownBoth); });
 }
 
 void Socket::shutdownReceive() {
+  if (handle_ == invalidSocket) return;
   traced<probe("Socket::shutdownReceive")>([&] { shutdown(platform::shutdownReceive); });
 }
 
 void Socket::shutdownSend() {
+  if (handle_ == invalidSocket) return;
   traced<probe("Socket::shutdownSend")>([&] { shutdown(platform::shutdownSend); });
 }
 
 void Socket::shutdown(int how) {
-  if (handle_ == invalidSocket) return;
   if (winsock().shutdown(handle_, how) != 0) raiseLastError({&host_, port_});
 }
 
