@@ -25,13 +25,6 @@ constexpr std::size_t hostMost = 1024;
 /// shorter than this is no entry.
 constexpr std::size_t smallestEntry = 42;
 
-/// The host name in UTF-8, which is what the resolvers take for international names, too.
-std::string narrowHost(const icu::UnicodeString& host) {
-  SizeableBuffer<char, 1026> bytes;
-  const std::size_t count = Converter::convertToBytes(host, "UTF-8", bytes);
-  return {bytes.data(), count};
-}
-
 /// Appends fields to a record's used area until one does not fit.
 class RecordWriter {
  public:
@@ -146,21 +139,24 @@ AddressList readEntries(const Record& record) {
 
 }  // namespace
 
-int resolve(const icu::UnicodeString& host, unsigned int port, AddressList& list) {
+std::string narrowHost(const icu::UnicodeString& host) {
+  SizeableBuffer<char, 1026> bytes;
+  const std::size_t count = Converter::convertToBytes(host, "UTF-8", bytes);
+  return {bytes.data(), count};
+}
+
+int resolve(const std::string& host, unsigned int port, AddressList& list) {
   constexpr platform::AddressHints hints = {0, platform::familyUnspecified, platform::typeStream, 0};
-  const std::string name = narrowHost(host);
   // The resolver would end the name at a NUL and find another host.
-  if (name.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
-  const int code = platform::winsock().getaddrinfo(name.c_str(), serviceText(port).c_str(), hints, list);
+  if (host.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
+  const int code = platform::winsock().getaddrinfo(host.c_str(), serviceText(port).c_str(), hints, list);
   return code == 0 && list.empty() ? platform::wsa::hostNotFound : code;
 }
 
-bool encodeAddrInfo(const icu::UnicodeString& host, unsigned short port, const AddressList& list,
-                    Record& record) {
-  const std::string name = narrowHost(host);
-  if (name.size() > hostMost) return false;
+bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressList& list, Record& record) {
+  if (host.size() > hostMost) return false;
   RecordWriter writer;
-  writer.bytes(name.c_str(), name.size() + 1).value(port);
+  writer.bytes(host.c_str(), host.size() + 1).value(port);
   for (const ResolvedAddress& entry : list) {
     writer.value(entry.flags).value(entry.family).value(entry.socketType).value(entry.protocol);
     writer.value(std::uint64_t{entry.address.size()}).bytes(entry.address.data(), entry.address.size());

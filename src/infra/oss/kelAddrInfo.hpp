@@ -7,6 +7,7 @@
 
 #include <unicode/unistr.h>
 
+#include <string>
 #include <vector>
 
 /// Name resolution and the flat record of a resolved address list.
@@ -14,12 +15,15 @@ namespace tarvo::oss {
 
 using AddressList = std::vector<platform::ResolvedAddress>;
 
+/// The host name in UTF-8, which is what the resolvers take for international names, too.
+std::string narrowHost(const icu::UnicodeString& host);
+
 /// The addresses of `host` for a stream connection, as the resolver orders them. Returns 0 or the resolver's
 /// code; an empty list is `wsa::hostNotFound`.
-int resolve(const icu::UnicodeString& host, unsigned int port, AddressList& list);
+int resolve(const std::string& host, unsigned int port, AddressList& list);
 
 /// Writes the list into a record. False, and the record untouched, when it does not fit.
-bool encodeAddrInfo(const icu::UnicodeString& host, unsigned short port, const AddressList& list,
+bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressList& list,
                     Socket::_AddrInfoExternal& record);
 
 /// Whether the record holds an address list at all.

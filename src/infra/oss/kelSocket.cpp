@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <utility>
 
 namespace tarvo::oss {
@@ -172,10 +173,11 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _A
     if (handle_ != invalidSocket) raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
     host_ = host;
     port_ = port;
+    const std::string name = narrowHost(host_);
     AddressList list;
     if (holdsAddresses(addrInfo)) {
       list = decodeAddrInfo(addrInfo);
-    } else if (const int code = resolve(host_, port_, list); code != 0) {
+    } else if (const int code = resolve(name, port_, list); code != 0) {
       raiseResolverError(code, {&host_, port_});
     }
     for (const platform::ResolvedAddress& address : list) {
@@ -405,9 +407,10 @@ unsigned long long Socket::select(std::list<Socket>& readList, std::list<Socket>
 
 int Socket::resolveAddrInfo(const icu::UnicodeString& host, unsigned short port, _AddrInfoExternal& record) {
   return traced<probe("Socket::resolveAddrInfo")>([&] {
+    const std::string name = narrowHost(host);
     AddressList list;
-    if (const int code = resolve(host, port, list); code != 0) return code;
-    return encodeAddrInfo(host, port, list, record) ? 0 : wsa::noBuffers;
+    if (const int code = resolve(name, port, list); code != 0) return code;
+    return encodeAddrInfo(name, port, list, record) ? 0 : wsa::noBuffers;
   });
 }
 
