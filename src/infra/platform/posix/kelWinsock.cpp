@@ -51,21 +51,22 @@ SocketHandle handleOf(int descriptor) noexcept {
   return static_cast<SocketHandle>(descriptor);
 }
 
-/// Directions that were shut down from this end, by descriptor. The system forgets the difference between
+/// What has ended a connection or a direction of it, by descriptor. The system forgets the difference between
 /// "ended here" and "reset by the peer" once a connection is gone, and Winsock does not.
-class EndedDirections {
+class KnownEnds {
  public:
-  static constexpr unsigned char receive = 1;
-  static constexpr unsigned char send = 2;
+  static constexpr unsigned char receive = 1;  ///< shut down from this end
+  static constexpr unsigned char send = 2;     ///< shut down from this end
+  static constexpr unsigned char reset = 4;    ///< a transfer was told so
 
-  void add(int descriptor, unsigned char directions) noexcept {
-    if (covers(descriptor)) entry(descriptor).fetch_or(directions, std::memory_order_relaxed);
+  void add(int descriptor, unsigned char ends) noexcept {
+    if (covers(descriptor)) entry(descriptor).fetch_or(ends, std::memory_order_relaxed);
   }
   void forget(int descriptor) noexcept {
     if (covers(descriptor)) entry(descriptor).store(0, std::memory_order_relaxed);
   }
-  bool has(int descriptor, unsigned char direction) noexcept {
-    return covers(descriptor) && (entry(descriptor).load(std::memory_order_relaxed) & direction) != 0;
+  bool has(int descriptor, unsigned char end) noexcept {
+    return covers(descriptor) && (entry(descriptor).load(std::memory_order_relaxed) & end) != 0;
   }
 
  private:
@@ -80,7 +81,7 @@ class EndedDirections {
   unsigned char ended_[most] = {};
 };
 
-constinit EndedDirections endedDirections;
+constinit KnownEnds knownEnds;
 
 bool tcpInfo(int descriptor, tcp_info& info) noexcept {
   socklen_t size = sizeof info;
@@ -94,12 +95,13 @@ bool everEstablished(const tcp_info& info) noexcept {
   return info.tcpi_rtt != 0 || info.tcpi_bytes_acked != 0 || info.tcpi_bytes_received != 0;
 }
 
-/// Whether a connection that has reached its end was reset: it is gone although this end never closed its
-/// half.
+/// Whether a connection that has reached its end was reset: a transfer was told so before, or it is gone
+/// although this end never closed its half.
 bool wasReset(int descriptor) noexcept {
+  if (knownEnds.has(descriptor, KnownEnds::reset)) return true;
   tcp_info info;
   return tcpInfo(descriptor, info) && info.tcpi_state == tcpStateClosed && everEstablished(info) &&
-         !endedDirections.has(descriptor, EndedDirections::send);
+         !knownEnds.has(descriptor, KnownEnds::send);
 }
 
 /// Whether a socket with a pending error failed to connect, as against having lost its connection.
@@ -169,8 +171,8 @@ struct Direction {
   unsigned char ended;
 };
 
-constexpr Direction receiving = {SO_RCVTIMEO, POLLIN, EndedDirections::receive};
-constexpr Direction sending = {SO_SNDTIMEO, POLLOUT, EndedDirections::send};
+constexpr Direction receiving = {SO_RCVTIMEO, POLLIN, KnownEnds::receive};
+constexpr Direction sending = {SO_SNDTIMEO, POLLOUT, KnownEnds::send};
 
 Deadline deadlineOf(int descriptor, const Direction& direction, long long started) noexcept {
   timeval limit{};
@@ -199,11 +201,19 @@ long resumed(int descriptor, const Direction& direction, Call call) noexcept {
   return result;
 }
 
+/// A transfer found no connection any more, or none at all, which the system does not tell apart.
+int failWithoutConnection(int descriptor) noexcept {
+  if (failedToConnect(descriptor)) return fail(wsa::notConnected);
+  knownEnds.add(descriptor, KnownEnds::reset);
+  return fail(wsa::connectionReset);
+}
+
 template <class Call>
 int transfer(int descriptor, const Direction& direction, Call call) noexcept {
-  if (endedDirections.has(descriptor, direction.ended)) return fail(wsa::shutDown);
+  if (knownEnds.has(descriptor, direction.ended)) return fail(wsa::shutDown);
   const long result = resumed(descriptor, direction, call);
   if (result < 0 && errno == EAGAIN && !isNonBlocking(descriptor)) return fail(wsa::timedOut);
+  if (result < 0 && (errno == EPIPE || errno == ECONNRESET)) return failWithoutConnection(descriptor);
   return answer(result);
 }
 
@@ -456,7 +466,7 @@ class PosixWinsock final : public Winsock {
   int closesocket(SocketHandle handle) override {
     const int descriptor = descriptorOf(handle);
     if (!isSocket(descriptor)) return answer(-1);
-    endedDirections.forget(descriptor);
+    knownEnds.forget(descriptor);
     ::close(descriptor);  // what it answers does not matter: the descriptor is gone in any case
     return 0;
   }
@@ -484,15 +494,15 @@ class PosixWinsock final : public Winsock {
 
   int shutdown(SocketHandle handle, int how) override {
     constexpr std::array<std::pair<int, unsigned char>, 3> directions = {{
-        {SHUT_RD, EndedDirections::receive},
-        {SHUT_WR, EndedDirections::send},
-        {SHUT_RDWR, EndedDirections::receive | EndedDirections::send},
+        {SHUT_RD, KnownEnds::receive},
+        {SHUT_WR, KnownEnds::send},
+        {SHUT_RDWR, KnownEnds::receive | KnownEnds::send},
     }};
     if (how < shutdownReceive || how > shutdownBoth) return fail(wsa::invalidArgument);
     const auto [native, ended] = directions[static_cast<std::size_t>(how)];
     const int descriptor = descriptorOf(handle);
     const int result = answer(::shutdown(descriptor, native));
-    if (result == 0) endedDirections.add(descriptor, ended);
+    if (result == 0) knownEnds.add(descriptor, ended);
     return result;
   }
 
@@ -567,7 +577,7 @@ class PosixWinsock final : public Winsock {
   /// A new descriptor as a handle. What was known of an earlier socket of that number is forgotten.
   static SocketHandle fresh(int descriptor) noexcept {
     if (answer(descriptor) < 0) return invalidSocket;
-    endedDirections.forget(descriptor);
+    knownEnds.forget(descriptor);
     return handleOf(descriptor);
   }
 
