@@ -1,0 +1,801 @@
+#include "infra/oss/kelSocket.hpp"
+#include "infra/oss/kelSocketException.hpp"
+
+#include "support/kelConnection.hpp"
+#include "support/kelHandles.hpp"
+#include "support/kelRaises.hpp"
+#include "support/kelSignals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tarvo::test {
+namespace {
+
+using oss::Socket;
+using oss::SocketException;
+
+constexpr const char* source = "kelSocket.cpp";
+constexpr unsigned long long largest = ~0ULL;
+
+/// A connected socket, its peer, and a buffer whose untouched bytes are '-'.
+class SocketData : public testing::Test {
+ protected:
+  Connection connection;
+  Socket& socket = connection.socket;
+  Peer& peer = connection.peer;
+  char buffer[100];
+
+  SocketData() { clear(); }
+
+  void clear() { std::fill(std::begin(buffer), std::end(buffer), '-'); }
+  std::string seen(std::size_t count) const { return {buffer, count}; }
+
+  RaisesMatcher<SocketException> raises(const std::string& identifier) const {
+    return Raises<SocketException>(identifier, connection.host(), connection.port()).from(source);
+  }
+  RaisesMatcher<SocketException> raisesCode(int code) const {
+    return Raises<SocketException>("QN_ERR_SOCKET_ERROR", code, connection.host(), connection.port())
+        .from(source);
+  }
+
+  void resetByThePeer() {
+    peer.resets();
+    awaitReset(socket.handle());
+  }
+
+  /// Writes to a peer that does not read until the system takes no more.
+  void fillTheWay() {
+    const std::string block(1 << 16, 'f');
+    socket.setNonBlocking(true);
+    EXPECT_THAT(
+        [&] {
+          for (;;) socket.write(block.data(), 0, block.size());
+        },
+        raisesCode(10035));
+    socket.setNonBlocking(false);
+  }
+};
+
+using SocketRead = SocketData;
+using SocketReadOnce = SocketData;
+using SocketWrite = SocketData;
+using SocketFrame = SocketData;
+using SocketOption = SocketData;
+using SocketShutdown = SocketData;
+using SocketReset = SocketData;
+
+// --- without a handle
+
+struct Operation {
+  const char* name;
+  std::function<void(Socket&)> run;
+};
+
+char scratch[16];
+
+const std::vector<Operation>& operationsThatNeedAHandle() {
+  static const std::vector<Operation> all = {
+      {"readOnce", [](Socket& socket) { socket.readOnce(scratch, 0, 1); }},
+      {"readOnce of nothing", [](Socket& socket) { socket.readOnce(scratch, 0, 0); }},
+      {"read", [](Socket& socket) { socket.read(scratch, 0, 1); }},
+      {"read of nothing", [](Socket& socket) { socket.read(scratch, 0, 0); }},
+      {"read into null", [](Socket& socket) { socket.read(nullptr, 0, 1); }},
+      {"write", [](Socket& socket) { socket.write("x", 0, 1); }},
+      {"write of nothing", [](Socket& socket) { socket.write("x", 0, 0); }},
+      {"write from null", [](Socket& socket) { socket.write(nullptr, 0, 1); }},
+      {"readMessage", [](Socket& socket) { socket.readMessage(scratch, nullptr, 0, 1, false); }},
+      {"writeMessage", [](Socket& socket) { socket.writeMessage("x", 0, 1); }},
+      {"setNonBlocking", [](Socket& socket) { socket.setNonBlocking(true); }},
+      {"setNoDelay", [](Socket& socket) { socket.setNoDelay(true); }},
+      {"setTimeout", [](Socket& socket) { socket.setTimeout(1); }},
+  };
+  return all;
+}
+
+TEST(SocketWithoutAHandle, SaysNotConnected) {
+  const ClosedPort closed;
+  Socket fresh;
+  Socket failed;
+  EXPECT_THAT(
+      [&] { failed.connect("127.0.0.1", closed.port(), Socket::NullAddrInfoExternal, nullptr); },
+      Raises<SocketException>("QN_ERR_SOCKET_CONNECTION_REFUSED", "127.0.0.1", closed.port()).from(source));
+  Connection connection;
+  Socket& wasConnected = connection.socket;
+  wasConnected.close();
+  for (const Operation& operation : operationsThatNeedAHandle()) {
+    SCOPED_TRACE(operation.name);
+    EXPECT_THAT([&] { operation.run(fresh); },
+                Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "", 0).from(source));
+    EXPECT_THAT([&] { operation.run(wasConnected); },
+                Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "", 0).from(source));
+    EXPECT_THAT([&] { operation.run(failed); },
+                Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "127.0.0.1", closed.port()).from(source));
+  }
+}
+
+TEST(SocketWithoutAHandle, ShutsNothingDown) {
+  Socket socket;
+  socket.shutdownBoth();
+  socket.shutdownReceive();
+  socket.shutdownSend();
+  EXPECT_EQ(socket.handle(), noHandle);
+}
+
+TEST(SocketWithoutAHandle, LeavesTheFrameLengthAlone) {
+  Socket socket;
+  unsigned long long frameLength = 7;
+  EXPECT_THAT([&] { socket.readMessage(scratch, &frameLength, 0, 1, true); },
+              Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "", 0).from(source));
+  EXPECT_EQ(frameLength, 7U);
+}
+
+TEST(SocketWithAHandleThatIsGone, SaysThatItIsNoSocket) {
+  Connection connection;
+  closeBehindItsBack(connection.handle());
+  const std::vector<Operation> shutdowns = {
+      {"shutdownBoth", [](Socket& socket) { socket.shutdownBoth(); }},
+      {"shutdownReceive", [](Socket& socket) { socket.shutdownReceive(); }},
+      {"shutdownSend", [](Socket& socket) { socket.shutdownSend(); }},
+  };
+  const auto expect = [&](const Operation& operation) {
+    SCOPED_TRACE(operation.name);
+    EXPECT_THAT([&] { operation.run(connection.socket); },
+                Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, connection.host(), connection.port())
+                    .from(source));
+  };
+  for (const Operation& operation : operationsThatNeedAHandle()) {
+    const std::string name = operation.name;
+    // No system call is made for these, or the range is at fault first.
+    if (name == "read of nothing" || name == "write of nothing" || name.find("null") != std::string::npos)
+      continue;
+    expect(operation);
+  }
+  for (const Operation& operation : shutdowns) expect(operation);
+}
+
+// --- readOnce
+
+TEST_F(SocketReadOnce, TakesWhatIsThere) {
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  EXPECT_EQ(socket.readOnce(buffer, 10, 80), 40U);
+  EXPECT_EQ(seen(100), std::string(10, '-') + pattern(0, 40) + std::string(50, '-'));
+}
+
+TEST_F(SocketReadOnce, TakesNoMoreThanItsLength) {
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 30), 30U);
+  EXPECT_EQ(socket.readOnce(buffer, 30, 70), 10U);
+  EXPECT_EQ(seen(40), pattern(0, 40));
+  EXPECT_EQ(buffer[40], '-');
+}
+
+TEST_F(SocketReadOnce, WaitsForTheFirstBytes) {
+  const ThreadView reader;
+  std::thread sender([&] {
+    reader.awaitWaiting();
+    peer.says("late");
+  });
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 4U);
+  EXPECT_EQ(seen(5), "late-");
+  sender.join();
+}
+
+TEST_F(SocketReadOnce, GivesZeroAgainAndAgainAfterThePeerClosed) {
+  peer.sends(3).closes();
+  EXPECT_EQ(socket.read(buffer, 0, 3), 3U);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
+  EXPECT_EQ(seen(4), pattern(0, 3) + "-");
+}
+
+TEST_F(SocketReadOnce, GivesZeroAfterThePeerStoppedSending) {
+  peer.shutsDownSending();
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
+  socket.write("still", 0, 5);
+  EXPECT_EQ(peer.receives(5), "still");
+}
+
+TEST_F(SocketReadOnce, OfLengthZeroTakesNothing) {
+  peer.sends(1);
+  awaitBytes(socket.handle(), 1);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 0), 0U);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 1U);
+}
+
+TEST_F(SocketReadOnce, TakesALengthAboveTheLargestInt) {
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  // 2^32 and 2^32 + 5 would be 0 and 5 in 32 bits, 2^31 negative.
+  EXPECT_EQ(socket.readOnce(buffer, 0, (1ULL << 32) + 5), 40U);
+  peer.sends(2);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 1ULL << 31), 2U);
+  peer.sends(2);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 1ULL << 32), 2U);
+}
+
+// --- read
+
+TEST_F(SocketRead, PlacesItsLength) {
+  peer.sends(60);
+  EXPECT_EQ(socket.read(buffer, 5, 40), 40U);
+  EXPECT_EQ(seen(50), std::string(5, '-') + pattern(0, 40) + std::string(5, '-'));
+  EXPECT_EQ(socket.read(buffer, 0, 20), 20U);
+  EXPECT_EQ(seen(20), pattern(40, 20));
+}
+
+TEST_F(SocketRead, CollectsWhatComesInPieces) {
+  const ThreadView reader;
+  std::thread sender([&] {
+    for (int i = 0; i < 5; ++i) {
+      reader.awaitWaiting();
+      peer.sends(20);
+    }
+  });
+  EXPECT_EQ(socket.read(buffer, 0, 100), 100U);
+  EXPECT_EQ(seen(100), pattern(0, 100));
+  sender.join();
+}
+
+TEST_F(SocketRead, ReturnsTheShortCountWhenThePeerClosesEarly) {
+  peer.sends(40).closes();
+  EXPECT_EQ(socket.read(buffer, 0, 100), 40U);
+  EXPECT_EQ(seen(41), pattern(0, 40) + "-");
+  EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
+  EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
+}
+
+TEST_F(SocketRead, OfLengthZeroReturnsAtOnce) {
+  EXPECT_EQ(socket.read(buffer, 0, 0), 0U);
+  EXPECT_EQ(socket.read(nullptr, 0, 0), 0U);
+  peer.resets();
+  awaitReset(socket.handle());
+  EXPECT_EQ(socket.read(buffer, 0, 0), 0U);
+}
+
+TEST_F(SocketRead, BeforeAResetKeepsWhatCame) {
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  resetByThePeer();
+  EXPECT_THAT([&] { socket.read(buffer, 0, 100); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  EXPECT_EQ(seen(41), pattern(0, 40) + "-");
+}
+
+TEST_F(SocketRead, ThroughACopyReadsTheSameStream) {
+  Socket copy(socket);
+  peer.sends(20);
+  EXPECT_EQ(copy.read(buffer, 0, 10), 10U);
+  EXPECT_EQ(socket.read(buffer, 10, 10), 10U);
+  EXPECT_EQ(seen(20), pattern(0, 20));
+}
+
+struct BadRange {
+  const char* why;
+  bool null;
+  unsigned long long offset;
+  unsigned long long length;
+};
+
+const BadRange badRanges[] = {
+    {"null", true, 0, 1},
+    {"null with an offset", true, 5, 1},
+    {"the address wraps in the offset", false, largest, 10},
+    {"the address wraps in the length", false, 0, largest},
+    {"offset and length wrap", false, 1, largest},
+    {"both largest", false, largest, largest},
+    {"half and half", false, 1ULL << 63, 1ULL << 63},
+};
+
+TEST_F(SocketRead, OfABadRangeTakesNothing) {
+  peer.sends(10);
+  awaitBytes(socket.handle(), 10);
+  for (const BadRange& row : badRanges) {
+    SCOPED_TRACE(row.why);
+    char* start = row.null ? nullptr : buffer;
+    EXPECT_THAT([&] { socket.read(start, row.offset, row.length); }, raisesCode(10014));
+    EXPECT_THAT([&] { socket.readOnce(start, row.offset, row.length); }, raisesCode(10014));
+  }
+  EXPECT_EQ(socket.read(buffer, 0, 10), 10U);
+  EXPECT_EQ(seen(11), pattern(0, 10) + "-");
+}
+
+// --- write
+
+TEST_F(SocketWrite, SendsItsRange) {
+  const std::string text = pattern(0, 50);
+  socket.write(text.data(), 10, 30);
+  socket.write(text.data(), 0, 0);
+  socket.write(nullptr, 0, 0);
+  socket.write(text.data(), 40, 10);
+  socket.close();
+  EXPECT_EQ(peer.receivesAll(), text.substr(10));
+}
+
+TEST_F(SocketWrite, OfABadRangeSendsNothing) {
+  for (const BadRange& row : badRanges) {
+    SCOPED_TRACE(row.why);
+    const char* start = row.null ? nullptr : buffer;
+    EXPECT_THAT([&] { socket.write(start, row.offset, row.length); }, raisesCode(10014));
+    EXPECT_THAT([&] { socket.writeMessage(start, row.offset, row.length); }, raisesCode(10014));
+  }
+  socket.close();
+  EXPECT_EQ(peer.receivesAll(), "");
+}
+
+TEST_F(SocketWrite, OfMoreThanTheSystemBuffersReachesASlowReader) {
+  const std::string text = pattern(0, 24 << 20);
+  const ThreadView writer;
+  std::string received;
+  std::thread reader([&] {
+    writer.awaitWaiting();
+    for (std::size_t step = 1; received.size() < text.size(); step = step * 3 % 100'003)
+      received += peer.receives(std::min(step, text.size() - received.size()));
+  });
+  socket.write(text.data(), 0, text.size());
+  reader.join();
+  EXPECT_TRUE(received == text);
+}
+
+TEST_F(SocketWrite, AfterThePeerClosedEndsInAReset) {
+  const BrokenPipeWatch signals;
+  peer.closes();
+  awaitEnd(socket.handle());
+  socket.write("x", 0, 1);  // the system takes it and learns of the end by it
+  awaitReset(socket.handle());
+  for (int i = 0; i < 3; ++i)
+    EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  EXPECT_EQ(signals.count(), 0);
+}
+
+// --- after a reset
+
+TEST_F(SocketReset, IsWhatEveryReadAndWriteSaysFromThenOn) {
+  const BrokenPipeWatch signals;
+  resetByThePeer();
+  for (int i = 0; i < 3; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+    EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+    EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  }
+  EXPECT_EQ(signals.count(), 0);
+}
+
+TEST_F(SocketReset, IsWhatEveryWriteAndReadSaysFromThenOn) {
+  const BrokenPipeWatch signals;
+  resetByThePeer();
+  for (int i = 0; i < 3; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+    EXPECT_THAT([&] { socket.writeMessage("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+    EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); },
+                raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  }
+  EXPECT_EQ(signals.count(), 0);
+}
+
+TEST_F(SocketReset, StaysAResetForReadsAfterOnesOwnShutdownOfSending) {
+  socket.shutdownSend();
+  resetByThePeer();
+  for (int i = 0; i < 3; ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+    EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  }
+}
+
+TEST_F(SocketReset, IsForgottenByTheNextConnection) {
+  Peer next;
+  resetByThePeer();
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  socket.close();
+  socket.connect(next.host(), next.port(), Socket::NullAddrInfoExternal, nullptr);
+  next.accepts().sends(3).closes();
+  EXPECT_EQ(socket.read(buffer, 0, 100), 3U);
+  EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
+}
+
+TEST_F(SocketReset, LeavesTheHandleForItsOwnerToClose) {
+  const Handle handle = socket.handle();
+  resetByThePeer();
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  EXPECT_EQ(socket.handle(), handle);
+  EXPECT_EQ(socket.getPort(), connection.port());
+  socket.close();
+  EXPECT_EQ(socket.handle(), noHandle);
+}
+
+TEST_F(SocketReset, WakesAReaderThatWaits) {
+  const ThreadView reader;
+  std::thread breaker([&] {
+    reader.awaitWaiting();
+    peer.resets();
+  });
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  breaker.join();
+}
+
+TEST_F(SocketReset, WakesAWriterThatWaits) {
+  const BrokenPipeWatch signals;
+  const std::string text(64 << 20, 'x');
+  const ThreadView writer;
+  std::thread breaker([&] {
+    writer.awaitWaiting();
+    peer.resets();
+  });
+  EXPECT_THAT([&] { socket.write(text.data(), 0, text.size()); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  breaker.join();
+  EXPECT_EQ(signals.count(), 0);
+}
+
+// --- shutdown
+
+TEST_F(SocketShutdown, OfSendingEndsTheStreamForThePeerAndKeepsReceiving) {
+  const BrokenPipeWatch signals;
+  socket.write("x", 0, 1);
+  socket.shutdownSend();
+  EXPECT_EQ(peer.receivesAll(), "x");
+  for (int i = 0; i < 2; ++i) EXPECT_THAT([&] { socket.write("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  EXPECT_THAT([&] { socket.writeMessage("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  peer.sends(5);
+  EXPECT_EQ(socket.read(buffer, 0, 5), 5U);
+  EXPECT_EQ(signals.count(), 0);
+}
+
+TEST_F(SocketShutdown, OfSendingStaysTheReasonAfterThePeerHasClosed) {
+  socket.shutdownSend();
+  peer.closes();
+  awaitEnd(socket.handle());
+  EXPECT_THAT([&] { socket.write("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  EXPECT_EQ(socket.readOnce(buffer, 0, 1), 0U);
+}
+
+TEST_F(SocketShutdown, OfReceivingRefusesReadsAndKeepsSending) {
+  socket.shutdownReceive();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+    EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  }
+  EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  socket.write("still", 0, 5);
+  EXPECT_EQ(peer.receives(5), "still");
+}
+
+TEST_F(SocketShutdown, OfBothDirectionsRefusesBoth) {
+  const BrokenPipeWatch signals;
+  socket.shutdownBoth();
+  EXPECT_EQ(peer.receivesAll(), "");
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  EXPECT_EQ(signals.count(), 0);
+}
+
+TEST_F(SocketShutdown, ChangesNoFieldAndClosesNoHandle) {
+  const Handle handle = socket.handle();
+  const std::size_t before = openDescriptors();
+  socket.shutdownReceive();
+  socket.shutdownSend();
+  socket.shutdownBoth();
+  EXPECT_EQ(socket.handle(), handle);
+  EXPECT_EQ(utf8(socket.getHost()), connection.host());
+  EXPECT_EQ(socket.getPort(), connection.port());
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(SocketShutdown, IsForgottenByTheNextConnection) {
+  Peer next;
+  socket.shutdownBoth();
+  socket.close();
+  socket.connect(next.host(), next.port(), Socket::NullAddrInfoExternal, nullptr);
+  socket.write("x", 0, 1);
+  EXPECT_EQ(next.accepts().sends(3).receives(1), "x");
+  next.closes();
+  EXPECT_EQ(socket.read(buffer, 0, 100), 3U);
+  EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
+}
+
+TEST_F(SocketShutdown, ThroughACopyActsOnTheConnection) {
+  Socket copy(socket);
+  copy.shutdownSend();
+  EXPECT_EQ(peer.receivesAll(), "");
+}
+
+// --- options
+
+TEST_F(SocketOption, NoDelayIsSwitchedBothWays) {
+  Socket copy(socket);
+  socket.setNoDelay(false);
+  EXPECT_FALSE(noDelay(socket.handle()));
+  copy.setNoDelay(true);
+  EXPECT_TRUE(noDelay(socket.handle()));
+}
+
+TEST_F(SocketOption, NonBlockingIsSwitchedBothWays) {
+  socket.setNonBlocking(true);
+  EXPECT_FALSE(isBlocking(socket.handle()));
+  socket.setNonBlocking(false);
+  EXPECT_TRUE(isBlocking(socket.handle()));
+}
+
+TEST_F(SocketOption, NonBlockingReadsThatWouldWaitFailWith10035) {
+  socket.setNonBlocking(true);
+  EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raisesCode(10035));
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raisesCode(10035));
+  EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); }, raisesCode(10035));
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  EXPECT_THAT([&] { socket.read(buffer, 0, 100); }, raisesCode(10035));
+  EXPECT_EQ(seen(41), pattern(0, 40) + "-");
+}
+
+TEST_F(SocketOption, NonBlockingReadsThatNeedNotWaitSucceed) {
+  socket.setNonBlocking(true);
+  peer.sends(40).closes();
+  awaitBytes(socket.handle(), 40);
+  awaitEnd(socket.handle());
+  EXPECT_EQ(socket.read(buffer, 0, 100), 40U);
+  EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
+}
+
+TEST_F(SocketOption, NonBlockingWritesThatWouldWaitFailWith10035) {
+  fillTheWay();
+}
+
+TEST_F(SocketOption, NonBlockingStaysNonBlockingUnderATimeout) {
+  socket.setTimeout(3'600'000);
+  socket.setNonBlocking(true);
+  EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raisesCode(10035));
+}
+
+TEST_F(SocketOption, TimeoutIsSetInMillisecondsForBothDirections) {
+  for (const unsigned int timeout : {1U, 50U, 1500U, 86'400'123U, 4'294'967'295U, 0U}) {
+    SCOPED_TRACE(timeout);
+    socket.setTimeout(timeout);
+    // The system counts in ticks of its own, of up to 10 ms, and never takes less than what was asked.
+    for (const unsigned long long set : {receiveTimeout(socket.handle()), sendTimeout(socket.handle())}) {
+      EXPECT_GE(set, timeout);
+      EXPECT_LE(set - timeout, timeout == 0 ? 0U : 10U);
+    }
+  }
+}
+
+TEST_F(SocketOption, TimeoutEndsAReadThatWaits) {
+  using Clock = std::chrono::steady_clock;
+  socket.setTimeout(60);
+  const Clock::time_point start = Clock::now();
+  EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(50));  // the system's tick is up to 10 ms
+  EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+  EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+}
+
+TEST_F(SocketOption, TimeoutInTheMiddleOfAReadKeepsWhatCame) {
+  peer.sends(40);
+  awaitBytes(socket.handle(), 40);
+  socket.setTimeout(20);
+  EXPECT_THAT([&] { socket.read(buffer, 0, 100); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+  EXPECT_EQ(seen(41), pattern(0, 40) + "-");
+}
+
+TEST_F(SocketOption, TimeoutEndsAWriteThatWaits) {
+  fillTheWay();
+  socket.setTimeout(20);
+  const std::string block(1 << 16, 'x');
+  EXPECT_THAT(
+      [&] {
+        for (;;) socket.write(block.data(), 0, block.size());
+      },
+      raises("QN_ERR_SOCKET_TIMEOUT"));
+}
+
+TEST_F(SocketOption, TimeoutLeavesTheConnectionUsable) {
+  socket.setTimeout(10);
+  EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+  peer.sends(3);
+  awaitBytes(socket.handle(), 3);
+  EXPECT_EQ(socket.read(buffer, 0, 3), 3U);
+  socket.write("x", 0, 1);
+  EXPECT_EQ(peer.receives(1), "x");
+}
+
+TEST_F(SocketOption, TimeoutOfZeroWaitsAgain) {
+  socket.setTimeout(10);
+  EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
+  socket.setTimeout(0);
+  const ThreadView reader;
+  std::thread sender([&] {
+    reader.awaitWaiting();
+    peer.sends(1);
+  });
+  EXPECT_EQ(socket.readOnce(buffer, 0, 1), 1U);
+  sender.join();
+}
+
+// --- frames
+
+std::string word(unsigned long long length) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(length >> shift & 0xFF);
+  return bytes;
+}
+
+TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
+  const std::string text = pattern(0, 0x10203);
+  socket.writeMessage(text.data(), 3, 5);
+  socket.writeMessage(text.data(), 0, 0);
+  socket.writeMessage(nullptr, 0, 0);
+  EXPECT_EQ(peer.receives(9 + 4 + 4), std::string("\0\0\0\5", 4) + text.substr(3, 5) + std::string(8, '\0'));
+  std::thread writer([&] { socket.writeMessage(text.data(), 0, text.size()); });
+  EXPECT_EQ(peer.receives(4), std::string("\0\1\2\3", 4));
+  EXPECT_TRUE(peer.receives(text.size()) == text);
+  writer.join();
+}
+
+TEST_F(SocketFrame, IsReadIntoTheRange) {
+  peer.says(word(5)).sends(5);
+  unsigned long long frameLength = 77;
+  EXPECT_EQ(socket.readMessage(buffer, &frameLength, 10, 90, false), 5U);
+  EXPECT_EQ(frameLength, 5U);
+  EXPECT_EQ(seen(20), std::string(10, '-') + pattern(0, 5) + std::string(5, '-'));
+}
+
+TEST_F(SocketFrame, OfExactlyTheCapacityFits) {
+  peer.says(word(20)).sends(20);
+  EXPECT_EQ(socket.readMessage(buffer, nullptr, 0, 20, false), 20U);
+  EXPECT_EQ(seen(21), pattern(0, 20) + "-");
+}
+
+TEST_F(SocketFrame, WithoutPayloadNeedsNoCapacity) {
+  peer.says(word(0) + word(0) + word(0));
+  unsigned long long frameLength = 77;
+  EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 100, true), 0U);
+  EXPECT_EQ(frameLength, 0U);
+  EXPECT_EQ(socket.readMessage(buffer, nullptr, 0, 0, true), 0U);
+  EXPECT_EQ(socket.readMessage(nullptr, nullptr, 0, 0, false), 0U);
+  EXPECT_EQ(buffer[0], '-');
+}
+
+TEST_F(SocketFrame, AboveTheCapacityLeavesItsPayloadWhenNotDrained) {
+  peer.says(word(21)).sends(21);
+  unsigned long long frameLength = 77;
+  EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 20, false); },
+              Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 20, 21).from(source));
+  EXPECT_EQ(frameLength, 21U);
+  EXPECT_EQ(buffer[0], '-');
+  EXPECT_EQ(socket.read(buffer, 0, 21), 21U);
+  EXPECT_EQ(seen(21), pattern(0, 21));
+}
+
+TEST_F(SocketFrame, AboveTheCapacityIsDrainedSoThatTheNextOneIsRead) {
+  // Around the drain's chunk, and more than one of it.
+  for (const std::size_t length : {1U, 21U, 1023U, 1024U, 1025U, 2048U, 2500U, 50'000U}) {
+    SCOPED_TRACE(length);
+    clear();
+    std::thread sender([&] { peer.says(word(length) + std::string(length, 'd') + word(4) + "next"); });
+    unsigned long long frameLength = 77;
+    // An offset beyond the scratch space must not matter, nor a buffer that is not there.
+    EXPECT_THAT([&] { socket.readMessage(nullptr, &frameLength, 100'000, 0, true); },
+                Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 0, length).from(source));
+    EXPECT_EQ(frameLength, length);
+    EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 100, true), 4U);
+    EXPECT_EQ(seen(5), "next-");
+    sender.join();
+  }
+}
+
+TEST_F(SocketFrame, DrainEndsWhenThePeerDoes) {
+  peer.says(word(5000)).sends(1500).closes();
+  EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 100, true); },
+              Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 100, 5000).from(source));
+  EXPECT_EQ(socket.readOnce(buffer, 0, 1), 0U);
+}
+
+TEST_F(SocketFrame, DrainThatRunsIntoAResetSaysSo) {
+  peer.says(word(5000)).sends(1500);
+  awaitBytes(socket.handle(), 1504);
+  resetByThePeer();
+  unsigned long long frameLength = 77;
+  EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, true); },
+              raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  EXPECT_EQ(frameLength, 5000U);
+}
+
+TEST_F(SocketFrame, CapacityAndLengthAreSigned32BitArguments) {
+  peer.says(word(0xFFFFFFFF) + word(0x80000001));
+  unsigned long long frameLength = 0;
+  EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 0x80000000, false); },
+              Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", "-2147483648", "-1").from(source));
+  EXPECT_EQ(frameLength, 0xFFFFFFFFU);
+  EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, false); },
+              Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 100, "-2147483647").from(source));
+  EXPECT_EQ(frameLength, 0x80000001U);
+}
+
+TEST_F(SocketFrame, CapacityIsComparedIn64Bits) {
+  peer.says(word(5)).sends(5);
+  EXPECT_EQ(socket.readMessage(buffer, nullptr, 0, 1ULL << 32, false), 5U);
+  EXPECT_EQ(seen(6), pattern(0, 5) + "-");
+}
+
+TEST_F(SocketFrame, ThatNeverBeginsSaysClosed) {
+  peer.closes();
+  unsigned long long frameLength = 77;
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, true); }, raises("ERR_SOCKET_CLOSED"));
+  }
+  EXPECT_EQ(frameLength, 77U);
+}
+
+TEST_F(SocketFrame, LengthCutShortCountsItsMissingBytesAsZero) {
+  peer.says(std::string("\0\0\1", 3)).closes();
+  unsigned long long frameLength = 77;
+  EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 256, false), 0U);
+  EXPECT_EQ(frameLength, 256U);
+}
+
+TEST_F(SocketFrame, LengthCutAfterOneByteCanBeTooLarge) {
+  peer.says("\1").closes();
+  unsigned long long frameLength = 77;
+  EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, true); },
+              Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 100, 0x1000000).from(source));
+  EXPECT_EQ(frameLength, 0x1000000U);
+}
+
+TEST_F(SocketFrame, CutInItsPayloadGivesTheShortCount) {
+  peer.says(word(50)).sends(20).closes();
+  unsigned long long frameLength = 77;
+  EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 100, false), 20U);
+  EXPECT_EQ(frameLength, 50U);
+  EXPECT_EQ(seen(21), pattern(0, 20) + "-");
+}
+
+TEST_F(SocketFrame, IntoABadRangeSaysSoOnceTheLengthIsKnown) {
+  peer.says(word(5)).sends(5);
+  unsigned long long frameLength = 77;
+  EXPECT_THAT([&] { socket.readMessage(nullptr, &frameLength, 0, 100, false); }, raisesCode(10014));
+  EXPECT_EQ(frameLength, 5U);
+  EXPECT_EQ(socket.read(buffer, 0, 5), 5U);
+}
+
+TEST_F(SocketFrame, OfOneSocketIsReadByAnother) {
+  // The peer only passes the bytes on, so that both halves of the format come from the library.
+  Connection other;
+  const std::string text = pattern(0, 60);
+  for (const std::size_t length : {0U, 1U, 60U}) {
+    socket.writeMessage(text.data(), 0, length);
+    other.peer.says(peer.receives(4 + length));
+    EXPECT_EQ(other.socket.readMessage(buffer, nullptr, 0, 100, false), length);
+    EXPECT_EQ(seen(length), text.substr(0, length));
+  }
+}
+
+// --- two threads on one connection
+
+TEST(SocketThreads, OneReaderAndOneWriterShareAConnection) {
+  Connection connection;
+  Socket view(connection.socket);
+  constexpr std::size_t total = 4 << 20;
+  const std::string text = pattern(0, total);
+  std::string received(total, '-');
+  std::string echoed;
+  std::thread writer([&] { view.write(text.data(), 0, text.size()); });
+  std::thread sender([&] { connection.peer.sends(total); });
+  std::thread reader([&] { EXPECT_EQ(connection.socket.read(received.data(), 0, total), total); });
+  echoed = connection.peer.receives(total);
+  writer.join();
+  sender.join();
+  reader.join();
+  EXPECT_TRUE(received == text);
+  EXPECT_TRUE(echoed == text);
+}
+
+}  // namespace
+}  // namespace tarvo::test

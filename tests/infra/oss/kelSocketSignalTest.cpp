@@ -1,0 +1,188 @@
+#include "infra/oss/kelSocket.hpp"
+#include "infra/oss/kelSocketException.hpp"
+#include "infra/oss/kelSocketServer.hpp"
+
+#include "support/kelConnection.hpp"
+#include "support/kelHandles.hpp"
+#include "support/kelRaises.hpp"
+#include "support/kelSignals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <list>
+#include <string>
+#include <thread>
+
+namespace tarvo::test {
+namespace {
+
+using oss::Socket;
+using oss::SocketException;
+using oss::SocketServer;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* source = "kelSocket.cpp";
+constexpr std::size_t many = 2000;
+
+// Signals come far closer together than the time-outs here, so a wait that began anew after each of them
+// would never be over.
+
+TEST(SocketUnderSignals, SelectKeepsItsTimeout) {
+  Connection connection;
+  const SignalStorm storm;
+  for (const unsigned long long timeout : {50ULL, 150ULL}) {
+    SCOPED_TRACE(timeout);
+    std::list<Socket> read = {connection.socket};
+    std::list<Socket> none;
+    const std::size_t before = storm.count();
+    const Clock::time_point start = Clock::now();
+    EXPECT_EQ(Socket::select(read, none, none, &timeout), 0U);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(timeout));
+    EXPECT_GT(storm.count(), before);
+    EXPECT_TRUE(read.empty());
+  }
+}
+
+TEST(SocketUnderSignals, SelectWithoutLimitWaitsOn) {
+  Connection connection;
+  SignalStorm storm;
+  std::thread sender([&] {
+    storm.interrupts(many);
+    connection.peer.says("x");
+  });
+  std::list<Socket> read = {connection.socket};
+  std::list<Socket> none;
+  EXPECT_EQ(Socket::select(read, none, none, nullptr), 1U);
+  EXPECT_EQ(read.size(), 1U);
+  sender.join();
+}
+
+TEST(SocketUnderSignals, ReadOnceWaitsOn) {
+  Connection connection;
+  SignalStorm storm;
+  std::thread sender([&] {
+    storm.interrupts(many);
+    connection.peer.says("x");
+  });
+  char byte = 0;
+  EXPECT_EQ(connection.socket.readOnce(&byte, 0, 1), 1U);
+  EXPECT_EQ(byte, 'x');
+  sender.join();
+}
+
+TEST(SocketUnderSignals, ReadCollectsEverything) {
+  Connection connection;
+  SignalStorm storm;
+  std::thread sender([&] {
+    for (int i = 0; i < 20; ++i) {
+      storm.interrupts(many / 20);
+      connection.peer.sends(1000);
+    }
+  });
+  std::string received(20'000, '-');
+  EXPECT_EQ(connection.socket.read(received.data(), 0, received.size()), received.size());
+  EXPECT_TRUE(received == pattern(0, received.size()));
+  sender.join();
+}
+
+TEST(SocketUnderSignals, WriteSendsEverything) {
+  Connection connection;
+  const std::string text = pattern(0, 16 << 20);
+  std::string received;
+  SignalStorm storm;
+  std::thread reader([&] {
+    while (received.size() < text.size()) {
+      storm.interrupts(20);
+      received += connection.peer.receives(std::min<std::size_t>(1 << 18, text.size() - received.size()));
+    }
+  });
+  connection.socket.write(text.data(), 0, text.size());
+  reader.join();
+  EXPECT_TRUE(received == text);
+}
+
+TEST(SocketUnderSignals, ReadsAndWritesKeepTheTimeoutThatWasSet) {
+  Connection connection;
+  connection.socket.setTimeout(60);
+  const auto timeout =
+      Raises<SocketException>("QN_ERR_SOCKET_TIMEOUT", connection.host(), connection.port()).from(source);
+  const SignalStorm storm;
+  char byte = 0;
+  const Clock::time_point start = Clock::now();
+  EXPECT_THAT([&] { connection.socket.readOnce(&byte, 0, 1); }, timeout);
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(50));  // the system's tick is up to 10 ms
+  EXPECT_THAT([&] { connection.socket.read(&byte, 0, 1); }, timeout);
+  const std::string block(1 << 20, 'x');
+  EXPECT_THAT(
+      [&] {
+        for (;;) connection.socket.write(block.data(), 0, block.size());
+      },
+      timeout);
+}
+
+TEST(SocketUnderSignals, NonBlockingOperationsAnswerAtOnce) {
+  Connection connection;
+  connection.socket.setNonBlocking(true);
+  const SignalStorm storm;
+  char byte = 0;
+  EXPECT_THAT([&] { connection.socket.readOnce(&byte, 0, 1); },
+              Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10035, connection.host(), connection.port())
+                  .from(source));
+}
+
+TEST(SocketUnderSignals, ConnectKeepsItsTimeout) {
+  const FullPort full;
+  const SignalStorm storm;
+  const unsigned long long timeout = 60;
+  Socket socket;
+  const Clock::time_point start = Clock::now();
+  EXPECT_THAT([&] { socket.connect("127.0.0.1", full.port(), Socket::NullAddrInfoExternal, &timeout); },
+              Raises<SocketException>("ERR_SOCKET_TIMEOUT", "127.0.0.1", full.port()).from(source));
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(timeout));
+}
+
+TEST(SocketUnderSignals, ConnectsAgainAndAgain) {
+  const SignalStorm storm;
+  for (int i = 0; i < 50; ++i) {
+    Connection connection;
+    connection.socket.write("x", 0, 1);
+    EXPECT_EQ(connection.peer.receives(1), "x");
+  }
+}
+
+TEST(SocketUnderSignals, AcceptKeepsItsTimeout) {
+  SocketServer server;
+  server.listen(0, 1, false);
+  const SignalStorm storm;
+  for (const unsigned long long timeout : {0ULL, 60ULL}) {
+    SCOPED_TRACE(timeout);
+    Socket client;
+    const Clock::time_point start = Clock::now();
+    EXPECT_THAT([&] { server.accept(client, &timeout); },
+                Raises<SocketException>("ERR_SOCKET_TIMEOUT", "localhost", server.getPort())
+                    .from("kelSocketServer.cpp"));
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(timeout));
+  }
+}
+
+TEST(SocketUnderSignals, AcceptWaitsOn) {
+  SocketServer server;
+  server.listen(0, 1, false);
+  Socket near;
+  SignalStorm storm;
+  std::thread connector([&] {
+    storm.interrupts(many);
+    near.connect("127.0.0.1", server.getPort(), Socket::NullAddrInfoExternal, nullptr);
+    near.write("x", 0, 1);
+  });
+  Socket client;
+  server.accept(client, nullptr);
+  connector.join();
+  char byte = 0;
+  EXPECT_EQ(client.read(&byte, 0, 1), 1U);
+  EXPECT_EQ(byte, 'x');
+}
+
+}  // namespace
+}  // namespace tarvo::test
