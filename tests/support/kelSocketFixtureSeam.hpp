@@ -4,8 +4,8 @@
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/trace/kelTraceFacility.hpp"
 
-#include "support/kelDescriptorCountSeam.hpp"
 #include "support/kelFakeWinsockSeam.hpp"
+#include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
 
 #include <gtest/gtest.h>

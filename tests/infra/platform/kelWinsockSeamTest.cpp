@@ -2,7 +2,7 @@
 
 #include "platform/kelWinsock.hpp"
 #include "platform/posix/kelWinsockCodes.hpp"
-#include "support/kelDescriptorCountSeam.hpp"
+#include "support/kelHandles.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
