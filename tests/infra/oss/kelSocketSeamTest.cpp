@@ -1103,6 +1103,7 @@ TEST_F(SocketFrame, DrainEndsWhenThePeerDoes) {
   EXPECT_THAT([&] { socket().readMessage(scratch, nullptr, 0, 10, true); },
               Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 10, static_cast<std::int32_t>(0x80000001U))
                   .from(file));
+  EXPECT_EQ(fake.countOf("recv"), 1 + 4 + 2) << "the word, four whole chunks, a part, the end";
 }
 
 TEST_F(SocketFrame, DrainThatFailsGivesTheReceivesError) {

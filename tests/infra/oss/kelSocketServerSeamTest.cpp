@@ -301,6 +301,14 @@ TEST_F(ServerListen, AfterAFailedListenAcceptSaysInvalid) {
   EXPECT_EQ(client.handle(), invalidSocket);
 }
 
+TEST_F(ServerListen, ThatOnlyCannotTellItsPortListensAllTheSame) {
+  fake.failing("getsockname").with(10055);
+  EXPECT_THAT([&] { server().listen(0, 1, false); }, RaisesMapped(10055, host, 0).from(file));
+  Socket client;
+  server().accept(client, nullptr);
+  EXPECT_EQ(client.handle(), 9000U);
+}
+
 TEST_F(ServerListen, WhileListeningIsRefusedAndTouchesNothing) {
   listening(4711);
   EXPECT_THAT([&] { server().listen(81, 1, true); },
@@ -348,6 +356,13 @@ TEST_F(ServerClose, ThatFailsRaisesNothing) {
 class ServerAccept : public ServerFixture {
  protected:
   void accept(const unsigned long long* timeout = nullptr) { server().accept(client, timeout); }
+  /// Closes the server in another thread and returns when that has woken the waiter. Once only: a matcher that
+  /// does not match makes its call again.
+  void closeMeanwhile(std::thread& closer, std::promise<void>& woken) {
+    if (closer.joinable()) return;
+    closer = std::thread([this] { server().close(); });
+    woken.get_future().wait();
+  }
   void SetUp() override {
     ServerFixture::SetUp();
     listening(4711);
@@ -497,8 +512,7 @@ TEST_F(ServerAccept, ClosedDuringTheWaitSaysInvalidWhateverTheWaitSaid) {
       std::thread closer;
       fake.on.wakeAccept = [&](SocketHandle) { woken.set_value(); };
       fake.on.select = [&](auto& read, auto&, auto&, auto) {
-        closer = std::thread([&] { server().close(); });
-        woken.get_future().wait();
+        closeMeanwhile(closer, woken);
         return row.answer(fake, read);
       };
       fake.forget();
@@ -519,8 +533,7 @@ TEST_F(ServerAccept, ClosedInTheMiddleOfAcceptSaysInvalidToo) {
   std::thread closer;
   fake.on.wakeAccept = [&](SocketHandle) { woken.set_value(); };
   fake.on.accept = [&](SocketHandle) {
-    closer = std::thread([&] { server().close(); });
-    woken.get_future().wait();
+    closeMeanwhile(closer, woken);
     return fake.opensNothing(10004);
   };
   EXPECT_THAT([&] { accept(); }, RaisesMapped(10022, host, 4711).from(file));

@@ -289,16 +289,16 @@ std::vector<Function> functionsOfAHandle() {
 TEST_F(PosixWinsock, HandlesThatAreNoSocketsSaySoEverywhere) {
   std::array<int, 2> pipe{};
   ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+  const SocketHandle open = tcpSocket();
   const SocketHandle closed = tcpSocket();
   system().closesocket(closed);
-  const auto first = static_cast<SocketHandle>(pipe[0]);
   const std::vector<std::pair<const char*, SocketHandle>> handles = {
       {"closed", closed},
-      {"a pipe", first},
+      {"a pipe", static_cast<SocketHandle>(pipe[0])},
       {"a pipe's other end", static_cast<SocketHandle>(pipe[1])},
       {"none", invalidSocket},
       {"beyond any descriptor", 2000000000ULL},
-      {"beyond int, but a pipe in its low half", (1ULL << 32U) + first},
+      {"beyond int, an open socket in its low half", (1ULL << 32U) + open},
       {"the sign bit", 1ULL << 63U}};
   for (const auto& [what, handle] : handles) {
     for (const Function& function : functionsOfAHandle()) {
@@ -308,6 +308,7 @@ TEST_F(PosixWinsock, HandlesThatAreNoSocketsSaySoEverywhere) {
       EXPECT_EQ(lastError(), 10038);
     }
   }
+  EXPECT_EQ(system().closesocket(open), 0);
   EXPECT_EQ(::fcntl(pipe[0], F_GETFD), FD_CLOEXEC) << "still open: it was not the seam's to close";
   ::close(pipe[0]);
   ::close(pipe[1]);
