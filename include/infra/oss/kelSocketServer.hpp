@@ -37,9 +37,10 @@ class KELINFRA_API SocketServer {
   virtual ~SocketServer();
 
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
-  ///   port           0 lets the system choose; `getPort` then tells which
+  ///   port           0 lets the system choose; `getPort` then tells which. One above 65535 does not resolve.
   ///   backlog        connections that may wait to be accepted; the system caps it
-  ///   reuseAddress   binds a port that old connections still linger on
+  ///   reuseAddress   binds a port that old connections still linger on; on POSIX their server, too, must
+  ///                  have listened with it
   /// The system here lists IPv4 first, so IPv4 is what is listened on. After an error behind the binding the
   /// server holds the port until `close`.
   ///   raises   ERR_SOCKET_LISTENING (host text, port): it listens already
@@ -52,7 +53,8 @@ class KELINFRA_API SocketServer {
   ///   timeout   null waits without limit, 0 only looks
   ///   raises    ERR_SOCKET_NOT_LISTENING (host text, port)
   ///             ERR_SOCKET_TIMEOUT (host text, port)
-  ///             QN_ERR_SOCKET_ERROR (10022, host text, port): closed while waiting
+  ///             QN_ERR_SOCKET_ERROR (10022, host text, port): closed while waiting; the port is the one that
+  ///             was listened on
   ///             the mapped error
   void accept(Socket& client, const unsigned long long* timeout);
 
@@ -78,6 +80,7 @@ class KELINFRA_API SocketServer {
   class Waiter;
 
   KELINFRA_LOCAL void bindFirst(unsigned int port, bool reuseAddress);
+  KELINFRA_LOCAL unsigned int boundPort() const;
   KELINFRA_LOCAL void waitForConnection(const Waiter& waiter, const unsigned long long* timeout);
   KELINFRA_LOCAL bool selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,
                                       unsigned long long limit);

@@ -60,7 +60,7 @@ void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAdd
     bindFirst(port, reuseAddress);
     if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port_});
     listening_ = true;
-    port_ = port == 0 ? queryPort() : port;
+    port_ = port == 0 ? boundPort() : port;
   });
 }
 
@@ -106,11 +106,13 @@ void SocketServer::accept(Socket& client, const unsigned long long* timeout) {
 /// Returns when a connection is pending.
 void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long long* timeout) {
   constexpr unsigned long long slice = 10'000'000;
-  std::list<Socket> readList;
+  const Socket listening(waiter.handle(), hostText_, port_);
+  std::list<Socket> readList(1, listening);
   std::list<Socket> nothing;
   for (;;) {
-    if (readList.empty()) readList.push_back(Socket(waiter.handle(), hostText_, port_));
-    if (selectListening(readList, nothing, timeout == nullptr ? slice : *timeout)) return;
+    const bool ready = selectListening(readList, nothing, timeout == nullptr ? slice : *timeout);
+    if (readList.empty()) readList.push_back(listening);
+    if (ready) return;
     if (timeout != nullptr) raise<SocketException>("ERR_SOCKET_TIMEOUT", hostText_, port_.load());
   }
 }
@@ -150,18 +152,20 @@ unsigned int SocketServer::getPort() const {
 }
 
 unsigned int SocketServer::queryPort() const {
-  return traced<probe("SocketServer::queryPort")>([&]() -> unsigned int {
-    constexpr std::size_t portOffset = 2;
-    unsigned char address[128] = {};
-    std::size_t length = sizeof address;
-    if (winsock().getsockname(listeningSocket_.handle(), address, length) != 0) {
-      raiseLastError({&hostText_, port_});
-    }
-    std::uint16_t family = 0;
-    std::memcpy(&family, address, sizeof family);
-    if (family != platform::familyInet && family != platform::familyInet6) return 0;
-    return static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]);
-  });
+  return traced<probe("SocketServer::queryPort")>([&] { return boundPort(); });
+}
+
+unsigned int SocketServer::boundPort() const {
+  constexpr std::size_t portOffset = 2;
+  unsigned char address[128] = {};
+  std::size_t length = sizeof address;
+  if (winsock().getsockname(listeningSocket_.handle(), address, length) != 0) {
+    raiseLastError({&hostText_, port_});
+  }
+  std::uint16_t family = 0;
+  std::memcpy(&family, address, sizeof family);
+  if (family != platform::familyInet && family != platform::familyInet6) return 0;
+  return static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]);
 }
 
 void SocketServer::setReceiveBufferSize(int bytes) {

@@ -163,7 +163,7 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
   /// Returns 0 and fills `list` in the resolver's order, or returns the code: `hostNotFound`, `tryAgain`, ...
-  /// Null `node` stands for this machine.
+  /// Null `node` stands for this machine. A `service` that is a number above 65535 is `typeNotFound`.
   virtual int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                           std::vector<ResolvedAddress>& list) = 0;
   /// FormatMessageA for a resolver's code: the system's own words, one line, at most 1023 bytes; may be

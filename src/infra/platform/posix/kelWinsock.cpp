@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -548,6 +549,7 @@ class PosixWinsock final : public Winsock {
 
   int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                   std::vector<ResolvedAddress>& list) override {
+    if (isBeyondPorts(service)) return wsa::typeNotFound;
     addrinfo wanted{};
     wanted.ai_flags = (hints.flags & passiveFlag) != 0 ? AI_PASSIVE : 0;
     wanted.ai_family = hints.family == familyInet6 ? AF_INET6 : hints.family;
@@ -569,6 +571,13 @@ class PosixWinsock final : public Winsock {
   }
 
  private:
+  /// Whether `service` is a number that no port has. The system's resolver would take it modulo 65536.
+  static bool isBeyondPorts(const char* service) noexcept {
+    constexpr unsigned long mostPort = 65535;
+    char* end = nullptr;
+    return service != nullptr && std::strtoul(service, &end, 10) > mostPort && *end == '\0';
+  }
+
   static SocketHandle refuse(int code) noexcept {
     lastError = code;
     return invalidSocket;
