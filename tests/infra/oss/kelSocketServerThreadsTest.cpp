@@ -1,0 +1,463 @@
+#include "infra/oss/kelSocketException.hpp"
+#include "infra/oss/kelSocketServer.hpp"
+#include "infra/trace/kelTraceFacility.hpp"
+
+#include "support/kelRaises.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <limits>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+namespace tarvo::test {
+namespace {
+
+using oss::BaseException;
+using oss::Socket;
+using oss::SocketException;
+using oss::SocketServer;
+using testing::AnyOf;
+
+constexpr const char* loopback = "127.0.0.1";
+constexpr unsigned long long noHandle = ~0ULL;
+constexpr const char* accepted = "accepted";
+
+/// How a call ended: "accepted", or the error as "IDENTIFIER argument argument".
+template <class Call>
+std::string outcomeOf(const Call& call) {
+  try {
+    call();
+  } catch (BaseException& error) {
+    std::string text = utf8(error.getErrorMessage().getMessageID());
+    for (const std::string& argument : argumentsOf(error.getErrorMessage())) text += " " + argument;
+    return text;
+  }
+  return accepted;
+}
+
+// `close` lets waiters leave before it forgets the port, so the port in their errors is the one that was
+// listened on; an accept that starts later finds none.
+std::string closedWhileWaiting(unsigned int port) {
+  return "QN_ERR_SOCKET_ERROR 10022 localhost " + std::to_string(port);
+}
+std::string notListening(unsigned int port) {
+  return "ERR_SOCKET_NOT_LISTENING localhost " + std::to_string(port);
+}
+
+thread_local bool isWaiter = false;
+
+/// A host's facility that tells how many waits have begun in `Waiter` threads: an accept that got there has
+/// found the server listening and is about to hand its handle to the system.
+class WaitWatch {
+ public:
+  WaitWatch() {
+    begun = 0;
+    flags_[trace::componentIndex] = 0x1;
+    trace::Facility facility;
+    facility.componentTraceFlags = flags_;
+    facility.traceEntry = [](std::uint32_t probe) {
+      if (!isWaiter || probe != 0x1CD80618) return;
+      ++begun;
+      begun.notify_all();
+    };
+    trace::install(facility);
+  }
+  WaitWatch(const WaitWatch&) = delete;
+  WaitWatch& operator=(const WaitWatch&) = delete;
+  ~WaitWatch() { trace::uninstall(); }
+
+  static void awaitNext() {
+    begun.wait(0);
+    begun = 0;
+  }
+
+ private:
+  inline static std::atomic<unsigned int> begun = 0;
+  std::uint32_t flags_[trace::componentIndex + 1] = {};
+};
+
+/// One accept in a thread of its own.
+class Waiter {
+ public:
+  explicit Waiter(SocketServer& server, const unsigned long long* timeout = nullptr)
+      : thread_([this, &server, timeout] {
+          isWaiter = true;
+          started_ = true;
+          started_.notify_all();
+          outcome_ = outcomeOf([&] { server.accept(client, timeout); });
+        }) {}
+  Waiter(const Waiter&) = delete;
+  Waiter& operator=(const Waiter&) = delete;
+  ~Waiter() {
+    if (thread_.joinable()) thread_.join();
+  }
+
+  /// Returns when the thread is about to call accept.
+  void awaitStart() const { started_.wait(false); }
+  const std::string& outcome() {
+    if (thread_.joinable()) thread_.join();
+    return outcome_;
+  }
+
+  Socket client;
+
+ private:
+  std::atomic<bool> started_ = false;
+  std::string outcome_;
+  std::thread thread_;
+};
+
+/// Lets the threads' steps meet at ever other places. The choices follow from the seed; where the threads
+/// then meet is the scheduler's business.
+class Jitter {
+ public:
+  explicit Jitter(unsigned int seed) : random_(seed) {}
+
+  void operator()() {
+    const auto steps = random_() % 400;
+    const auto yields = random_() % 4;
+    for (auto i = steps; i > 0; --i) spun_.fetch_add(1, std::memory_order_relaxed);
+    for (auto i = yields; i > 0; --i) std::this_thread::yield();
+  }
+
+ private:
+  std::mt19937 random_;
+  std::atomic<unsigned int> spun_ = 0;
+};
+
+constexpr unsigned int seed = 20240817;
+
+void dial(Socket& client, unsigned int port) {
+  client.connect(loopback, port, Socket::NullAddrInfoExternal, nullptr);
+}
+
+void sendFrame(Socket& socket, const std::string& text) {
+  socket.writeMessage(text.data(), 0, text.size());
+}
+std::string receiveFrame(Socket& socket) {
+  char bytes[64];
+  const unsigned long long length = socket.readMessage(bytes, nullptr, 0, sizeof bytes, false);
+  return {bytes, bytes + length};
+}
+
+/// Ends a connection by a reset, which leaves no lingering port behind, however often it is done.
+void dropByReset(Socket& near, Socket& far) {
+  far.write("xy", 0, 2);
+  char one = 0;
+  near.read(&one, 0, 1);
+  near.close();
+  far.close();
+}
+
+const std::optional<unsigned long long> longTimeouts[] = {std::nullopt, 3'600'000, 1ULL << 33,
+                                                          std::numeric_limits<unsigned long long>::max()};
+
+std::string nameOf(const std::optional<unsigned long long>& timeout) {
+  return timeout ? std::to_string(*timeout) + " ms" : "no limit";
+}
+
+// --- one thread waits, another closes
+// -----------------------------------------------------------------------
+
+TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
+  const WaitWatch watch;
+  for (const std::optional<unsigned long long>& timeout : longTimeouts) {
+    SCOPED_TRACE(nameOf(timeout));
+    SocketServer server;
+    for (int round = 0; round < 500; ++round) {
+      SCOPED_TRACE(round);
+      server.listen(0, 4, false);
+      const unsigned int port = server.getPort();
+      Waiter waiter(server, timeout ? &*timeout : nullptr);
+      WaitWatch::awaitNext();
+      server.close();
+      ASSERT_EQ(server.getPort(), 0U);
+      ASSERT_EQ(waiter.outcome(), closedWhileWaiting(port));
+      ASSERT_EQ(waiter.client.handle(), noHandle);
+    }
+  }
+}
+
+TEST(SocketServerThreads, AConnectionEndsTheWaitHoweverLongItWouldBe) {
+  const WaitWatch watch;
+  for (const std::optional<unsigned long long>& timeout : longTimeouts) {
+    SCOPED_TRACE(nameOf(timeout));
+    SocketServer server;
+    server.listen(0, 4, false);
+    Waiter waiter(server, timeout ? &*timeout : nullptr);
+    WaitWatch::awaitNext();
+    Socket near;
+    dial(near, server.getPort());
+    sendFrame(near, "hello");
+    ASSERT_EQ(waiter.outcome(), accepted);
+    EXPECT_EQ(receiveFrame(waiter.client), "hello");
+  }
+}
+
+TEST(SocketServerThreads, ACloseBeforeTheWaitMeansNotListening) {
+  SocketServer server;
+  server.listen(0, 4, false);
+  std::thread([&] { server.close(); }).join();
+  Waiter waiter(server);
+  EXPECT_EQ(waiter.outcome(), notListening(0));
+}
+
+TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Jitter jitter(seed);
+  SocketServer server;
+  for (int round = 0; round < 3000; ++round) {
+    SCOPED_TRACE(round);
+    server.listen(0, 4, false);
+    const unsigned int port = server.getPort();
+    Waiter waiter(server);
+    waiter.awaitStart();
+    jitter();
+    server.close();
+    ASSERT_THAT(waiter.outcome(), AnyOf(closedWhileWaiting(port), notListening(0)));
+    ASSERT_EQ(waiter.client.handle(), noHandle);
+  }
+}
+
+TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
+  const WaitWatch watch;
+  SocketServer server;
+  for (int round = 0; round < 500; ++round) {
+    SCOPED_TRACE(round);
+    server.listen(0, 4, false);
+    const unsigned int port = server.getPort();
+    Waiter waiter(server);
+    WaitWatch::awaitNext();
+    std::list<std::thread> closers;
+    for (int i = 0; i < 3; ++i) closers.emplace_back([&] { server.close(); });
+    server.close();
+    for (std::thread& closer : closers) closer.join();
+    ASSERT_EQ(waiter.outcome(), closedWhileWaiting(port));
+    ASSERT_EQ(server.getPort(), 0U);
+  }
+}
+
+// What the thread that closed opens next often gets the very descriptor that the waiter watched.
+TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWaiter) {
+  const WaitWatch watch;
+  SocketServer server;
+  server.listen(0, 4, true);
+  const unsigned int port = server.getPort();
+  for (int round = 0; round < 1000; ++round) {
+    SCOPED_TRACE(round);
+    Waiter old(server);
+    WaitWatch::awaitNext();
+    server.close();
+    server.listen(port, 4, true);
+    Socket near;
+    dial(near, port);
+    Socket far;
+    server.accept(far, nullptr);
+    ASSERT_EQ(old.outcome(), closedWhileWaiting(port));
+    ASSERT_EQ(old.client.handle(), noHandle);
+    dropByReset(near, far);
+  }
+}
+
+// --- while descriptors change hands
+// -------------------------------------------------------------------------
+
+/// Threads that open and close listening ports and connections whenever they are stirred, each talking to
+/// itself alone, so that a descriptor which is given up means something else at once: often a port at which a
+/// connection waits.
+class Strangers {
+ public:
+  explicit Strangers(int count) {
+    for (int i = 0; i < count; ++i)
+      threads_.emplace_back([this, i] { run("stranger " + std::to_string(i)); });
+  }
+  Strangers(const Strangers&) = delete;
+  Strangers& operator=(const Strangers&) = delete;
+  ~Strangers() { stop(); }
+
+  /// Each thread has another conversation, from now on.
+  void stir() {
+    ++turn_;
+    turn_.notify_all();
+  }
+
+  void stop() {
+    stopped_ = true;
+    stir();
+    for (std::thread& thread : threads_) {
+      if (thread.joinable()) thread.join();
+    }
+  }
+
+  /// What went wrong in them; empty when nothing did.
+  std::string trouble() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return trouble_;
+  }
+  unsigned int conversations() const { return conversations_; }
+
+ private:
+  void run(const std::string& name) {
+    const std::string outcome = outcomeOf([&] {
+      while (!stopped_) {
+        const unsigned int turn = turn_;
+        converse(name);
+        if (!stopped_) turn_.wait(turn);
+      }
+    });
+    if (outcome != accepted) report(name + ": " + outcome);
+  }
+
+  void converse(const std::string& name) {
+    SocketServer mine;
+    mine.listen(0, 4, false);
+    Socket near;
+    dial(near, mine.getPort());
+    sendFrame(near, name);
+    Socket far;
+    if (!acceptUnlessStopped(mine, far)) return;
+    const std::string got = receiveFrame(far);
+    if (got != name) report(name + " received '" + got + "'");
+    dropByReset(near, far);
+    ++conversations_;
+  }
+
+  // Looks again and again: a connection that somebody else has taken never comes.
+  bool acceptUnlessStopped(SocketServer& mine, Socket& far) const {
+    const unsigned long long aWhile = 20;
+    while (!stopped_) {
+      const std::string outcome = outcomeOf([&] { mine.accept(far, &aWhile); });
+      if (outcome == accepted) return true;
+      if (outcome.rfind("ERR_SOCKET_TIMEOUT", 0) != 0) throw SocketException(outcome.c_str(), "", 0);
+    }
+    return false;
+  }
+
+  void report(const std::string& what) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    trouble_ += what + "\n";
+  }
+
+  std::atomic<bool> stopped_ = false;
+  std::atomic<unsigned int> turn_ = 0;
+  std::atomic<unsigned int> conversations_ = 0;
+  mutable std::mutex mutex_;
+  std::string trouble_;
+  std::list<std::thread> threads_;
+};
+
+/// One server, one accept, one client and as many closes as asked for, all at once.
+struct Meeting {
+  std::string accepting;
+  std::string received;
+  std::string dialling;
+};
+
+Meeting meet(SocketServer& server, const std::string& greeting, Jitter& jitter, int closers,
+             Strangers* strangers) {
+  Meeting meeting;
+  Socket near;
+  const unsigned int port = server.getPort();
+  Waiter waiter(server);
+  waiter.awaitStart();
+  jitter();
+  if (strangers != nullptr) strangers->stir();
+  std::thread client([&] {
+    meeting.dialling = outcomeOf([&] {
+      dial(near, port);
+      sendFrame(near, greeting);
+    });
+  });
+  jitter();
+  std::list<std::thread> others;
+  for (int i = 1; i < closers; ++i) others.emplace_back([&] { server.close(); });
+  server.close();
+  for (std::thread& other : others) other.join();
+  meeting.accepting = waiter.outcome();
+  if (meeting.accepting == accepted) meeting.received = receiveFrame(waiter.client);
+  client.join();
+  if (meeting.received == greeting) dropByReset(near, waiter.client);
+  return meeting;
+}
+
+/// Meets `rounds` times; what was accepted must be the meeting's own client.
+void meetOften(int rounds, int closers, Strangers* strangers) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Jitter jitter(seed);
+  SocketServer server;
+  int taken = 0;
+  int turnedAway = 0;
+  for (int round = 0; round < rounds; ++round) {
+    SCOPED_TRACE(round);
+    server.listen(0, 4, false);
+    const unsigned int port = server.getPort();
+    const std::string greeting = "round " + std::to_string(round);
+    const Meeting meeting = meet(server, greeting, jitter, closers, strangers);
+    ASSERT_EQ(server.getPort(), 0U);
+    if (meeting.accepting == accepted) {
+      ASSERT_EQ(meeting.received, greeting);
+      ASSERT_EQ(meeting.dialling, accepted);
+    } else {
+      ASSERT_THAT(meeting.accepting, AnyOf(closedWhileWaiting(port), notListening(0)));
+    }
+    ++(meeting.accepting == accepted ? taken : turnedAway);
+    ASSERT_EQ(strangers == nullptr ? "" : strangers->trouble(), "");
+  }
+  testing::Test::RecordProperty("accepted", taken);
+  testing::Test::RecordProperty("closed", turnedAway);
+}
+
+TEST(SocketServerThreads, ACloseThatMeetsAConnectionGivesTheOneOrTheOther) {
+  meetOften(2000, 1, nullptr);
+}
+
+TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatMeansSomethingElse) {
+  Strangers strangers(2);
+  meetOften(3000, 1, &strangers);
+  strangers.stop();
+  EXPECT_EQ(strangers.trouble(), "");
+  EXPECT_GT(strangers.conversations(), 0U);
+}
+
+TEST(SocketServerThreads, ManyClosesCloseNothingOfAnybodyElse) {
+  Strangers strangers(2);
+  meetOften(1000, 3, &strangers);
+  strangers.stop();
+  EXPECT_EQ(strangers.trouble(), "");
+  EXPECT_GT(strangers.conversations(), 0U);
+}
+
+// The same without a client, from waits that have surely begun.
+TEST(SocketServerThreads, LeavesAWaitBeforeItsDescriptorMeansSomethingElse) {
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Jitter jitter(seed);
+  const WaitWatch watch;
+  Strangers strangers(2);
+  SocketServer server;
+  for (int round = 0; round < 3000; ++round) {
+    SCOPED_TRACE(round);
+    server.listen(0, 4, false);
+    const unsigned int port = server.getPort();
+    Waiter waiter(server);
+    WaitWatch::awaitNext();
+    strangers.stir();
+    jitter();
+    server.close();
+    ASSERT_EQ(waiter.outcome(), closedWhileWaiting(port));
+    ASSERT_EQ(strangers.trouble(), "");
+  }
+  strangers.stop();
+  EXPECT_EQ(strangers.trouble(), "");
+  EXPECT_GT(strangers.conversations(), 0U);
+}
+
+}  // namespace
+}  // namespace tarvo::test
