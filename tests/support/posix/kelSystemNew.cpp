@@ -1,0 +1,49 @@
+#include "support/kelSystemNew.hpp"
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace tarvo::test {
+namespace {
+
+// The names under which the x86-64 ABI links the operators.
+constexpr const char* newName = "_Znwm";
+constexpr const char* newArrayName = "_Znam";
+constexpr const char* deleteName = "_ZdlPv";
+constexpr const char* deleteArrayName = "_ZdaPv";
+
+template <class Function>
+Function* nextAfterTheProgram(const char* name) {
+  void* found = dlsym(RTLD_NEXT, name);
+  if (found == nullptr) {
+    std::fputs("no further operator new or delete behind the program's own\n", stderr);
+    std::abort();
+  }
+  return reinterpret_cast<Function*>(found);
+}
+
+}  // namespace
+
+void* systemNew(std::size_t size) {
+  static auto* const next = nextAfterTheProgram<void*(std::size_t)>(newName);
+  return next(size);
+}
+
+void* systemNewArray(std::size_t size) {
+  static auto* const next = nextAfterTheProgram<void*(std::size_t)>(newArrayName);
+  return next(size);
+}
+
+void systemDelete(void* block) noexcept {
+  static auto* const next = nextAfterTheProgram<void(void*)>(deleteName);
+  next(block);
+}
+
+void systemDeleteArray(void* block) noexcept {
+  static auto* const next = nextAfterTheProgram<void(void*)>(deleteArrayName);
+  next(block);
+}
+
+}  // namespace tarvo::test
