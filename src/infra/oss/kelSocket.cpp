@@ -48,7 +48,7 @@ int pendingError(SocketHandle handle, const Peer& peer) {
 char* startOf(const char* buffer, unsigned long long offset, unsigned long long length, const Peer& peer) {
   const auto base = reinterpret_cast<std::uintptr_t>(buffer);
   const std::uintptr_t room = std::numeric_limits<std::uintptr_t>::max() - base;
-  if ((buffer == nullptr && length > 0) || offset > room || length > room - offset)
+  if (length > 0 && (buffer == nullptr || offset > room || length > room - offset))
     raiseMapped(wsa::badAddress, peer);
   return reinterpret_cast<char*>(base + offset);
 }
