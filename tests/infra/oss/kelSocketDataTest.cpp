@@ -255,8 +255,8 @@ TEST_F(SocketRead, ReturnsTheShortCountWhenThePeerClosesEarly) {
 TEST_F(SocketRead, OfLengthZeroReturnsAtOnce) {
   EXPECT_EQ(socket.read(buffer, 0, 0), 0U);
   EXPECT_EQ(socket.read(nullptr, 0, 0), 0U);
-  peer.resets();
-  awaitReset(socket.handle());
+  EXPECT_EQ(socket.read(buffer, largest, 0), 0U);
+  resetByThePeer();
   EXPECT_EQ(socket.read(buffer, 0, 0), 0U);
 }
 
@@ -313,6 +313,7 @@ TEST_F(SocketWrite, SendsItsRange) {
   socket.write(text.data(), 10, 30);
   socket.write(text.data(), 0, 0);
   socket.write(nullptr, 0, 0);
+  socket.write(text.data(), largest, 0);
   socket.write(text.data(), 40, 10);
   socket.close();
   EXPECT_EQ(peer.receivesAll(), text.substr(10));
@@ -502,6 +503,17 @@ TEST_F(SocketShutdown, IsForgottenByTheNextConnection) {
   EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
 }
 
+TEST_F(SocketShutdown, IsForgottenWhenTheNumberOfALostHandleReturns) {
+  Peer next;
+  socket.shutdownBoth();
+  closeBehindItsBack(socket.handle());
+  Socket other;
+  other.connect(next.host(), next.port(), Socket::NullAddrInfoExternal, nullptr);
+  other.write("x", 0, 1);
+  EXPECT_EQ(next.accepts().sends(1).receives(1), "x");
+  EXPECT_EQ(other.read(buffer, 0, 1), 1U);
+}
+
 TEST_F(SocketShutdown, ThroughACopyActsOnTheConnection) {
   Socket copy(socket);
   copy.shutdownSend();
@@ -637,6 +649,20 @@ TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
   EXPECT_EQ(peer.receives(4), std::string("\0\1\2\3", 4));
   EXPECT_TRUE(peer.receives(text.size()) == text);
   writer.join();
+}
+
+TEST_F(SocketFrame, OfEachLengthAroundABlockIsWhole) {
+  for (const std::size_t block : {1024U, 1460U, 2048U, 4096U}) {
+    for (std::size_t length = block - 8; length <= block + 8; ++length) {
+      SCOPED_TRACE(length);
+      const std::string text = pattern(length, length);
+      socket.writeMessage(text.data(), 0, length);
+      EXPECT_EQ(peer.receives(4), word(length));
+      EXPECT_TRUE(peer.receives(length) == text);
+    }
+  }
+  socket.close();
+  EXPECT_EQ(peer.receivesAll(), "");
 }
 
 TEST_F(SocketFrame, IsReadIntoTheRange) {
