@@ -4,6 +4,7 @@
 #include <sched.h>
 #include <semaphore.h>
 #include <signal.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -23,6 +24,17 @@ void take(int) {
   const int error = errno;
   ::sem_post(&taken);
   errno = error;
+}
+
+bool takenSoon() {
+  constexpr long patience = 10'000'000;
+  constexpr long second = 1'000'000'000;
+  timespec until = {};
+  ::clock_gettime(CLOCK_MONOTONIC, &until);
+  until.tv_nsec += patience;
+  until.tv_sec += until.tv_nsec / second;
+  until.tv_nsec %= second;
+  return ::sem_clockwait(&taken, CLOCK_MONOTONIC, &until) == 0;
 }
 
 std::atomic<int> brokenPipes{0};
@@ -58,9 +70,11 @@ void SignalStorm::blow(std::uintptr_t target) {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (over_) return;
     }
-    ::pthread_kill(target, stormSignal);
-    while (::sem_wait(&taken) != 0) {
-    }
+    // Sent again when it is not taken for a while: a sanitizer can put a handler off until the call that the
+    // signal came just before is over.
+    do {
+      ::pthread_kill(target, stormSignal);
+    } while (!takenSoon());
     const std::lock_guard<std::mutex> lock(mutex_);
     ++count_;
     advanced_.notify_all();
