@@ -60,6 +60,7 @@ class KELINFRA_API ByteBuffer {
  private:
   using Storage = DefaultAlternateBuffer<char>;
 
+  KELINFRA_LOCAL void appendAny(const char* data, unsigned long long length);
   KELINFRA_LOCAL void assign(const char* data, unsigned long long length);
 
   Storage* storage_;

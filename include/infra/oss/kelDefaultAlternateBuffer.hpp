@@ -71,7 +71,8 @@ class DefaultAlternateBuffer {
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:
-  void replaceStorage(unsigned long long need) {
+  // Not inlined, so that a resize within the capacity costs its users a comparison and a store.
+  [[gnu::noinline]] void replaceStorage(unsigned long long need) {
     release();
     if (maximumSize_ != 0 && need > maximumSize_) return;
     if (need <= alternateSize_) {

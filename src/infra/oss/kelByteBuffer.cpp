@@ -3,6 +3,9 @@
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -27,6 +30,35 @@ constexpr unsigned long long withTerminator(unsigned long long length) {
 void makeRoom(Storage& storage, unsigned long long length) {
   storage.resize(withTerminator(length));
   storage.data()[length] = '\0';
+}
+
+/// Copies the first and the last `Piece` of a range that is no longer than two. Both are read before one is
+/// written, so that the ranges may overlap.
+template <class Piece>
+void moveBothEnds(char* target, const char* source, std::size_t length) {
+  Piece first;
+  Piece last;
+  std::memcpy(&first, source, sizeof first);
+  std::memcpy(&last, source + length - sizeof last, sizeof last);
+  std::memcpy(target, &first, sizeof first);
+  std::memcpy(target + length - sizeof last, &last, sizeof last);
+}
+
+constexpr unsigned long long shortPiece = 32;
+
+/// std::memmove of 1 to `shortPiece` bytes, without the call.
+void moveShort(char* target, const char* source, std::size_t length) {
+  if (length >= 16) {
+    moveBothEnds<std::array<char, 16>>(target, source, length);
+  } else if (length >= 8) {
+    moveBothEnds<std::uint64_t>(target, source, length);
+  } else if (length >= 4) {
+    moveBothEnds<std::uint32_t>(target, source, length);
+  } else if (length >= 2) {
+    moveBothEnds<std::uint16_t>(target, source, length);
+  } else {
+    *target = *source;
+  }
 }
 
 }  // namespace
@@ -92,8 +124,23 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
   return compare(other.get(), other.length());
 }
 
+// The short piece that fits, untraced, has a path of its own: it calls nothing and saves no register.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
+  Storage& storage = *storage_;
+  const unsigned long long used = storage.usedSize();
+  if (trace::entryIsTraced() || length > shortPiece || length > storage.capacity() - used) {
+    return appendAny(data, length);
+  }
+  tracedExit<probe("ByteBuffer::append")>([&] {
+    char* const end = storage.data() + used - 1;
+    moveShort(end, data, length);
+    end[length] = '\0';
+    storage.resize(used + length);
+  });
+}
+
+[[gnu::noinline]] void ByteBuffer::appendAny(const char* data, unsigned long long length) {
   traced<probe("ByteBuffer::append")>([&] {
     const unsigned long long before = this->length();
     const unsigned long long after = before + length;
@@ -103,12 +150,11 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
       makeRoom(*storage_, after);
       return;
     }
-    auto grown = std::make_unique<Storage>();
-    makeRoom(*grown, after);
-    if (before > 0) std::memcpy(grown->data(), storage_->data(), before);
-    std::memcpy(grown->data() + before, data, length);
-    delete storage_;
-    storage_ = grown.release();
+    Storage grown;
+    makeRoom(grown, after);
+    if (before > 0) std::memcpy(grown.data(), storage_->data(), before);
+    std::memcpy(grown.data() + before, data, length);
+    storage_->swap(grown);
   });
 }
 

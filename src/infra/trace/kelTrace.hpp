@@ -57,6 +57,12 @@ inline void reportExit(Probe probe) {
 
 }  // namespace detail
 
+/// Whether a function that is entered now has an entry to report, for one that keeps a short path apart from
+/// its `traced` one: the path of no entry ends in `tracedExit`, and saves no register for hooks.
+inline bool entryIsTraced() noexcept {
+  return detail::flagged(detail::dispatchBit) || detail::flagged(detail::traceEntryBits);
+}
+
 /// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
