@@ -65,24 +65,24 @@ class Model {
 };
 
 TEST(ByteBufferModel, IsItselfRight) {
-  EXPECT_EQ(Model().capacity(), 4u);
-  EXPECT_EQ(Model(3).capacity(), 4u);
-  EXPECT_EQ(Model(4).capacity(), 8u);
-  EXPECT_EQ(Model(100).capacity(), 128u);
+  EXPECT_EQ(Model().capacity(), 4U);
+  EXPECT_EQ(Model(3).capacity(), 4U);
+  EXPECT_EQ(Model(4).capacity(), 8U);
+  EXPECT_EQ(Model(100).capacity(), 128U);
   Model model;
   model.append("abcde");
   EXPECT_EQ(model.bytes(), "abcde");
-  EXPECT_EQ(model.capacity(), 8u);
+  EXPECT_EQ(model.capacity(), 8U);
   model.append("fg");
-  EXPECT_EQ(model.capacity(), 8u);
+  EXPECT_EQ(model.capacity(), 8U);
   model.append("h");
-  EXPECT_EQ(model.capacity(), 16u);
+  EXPECT_EQ(model.capacity(), 16U);
   model.clear();
   EXPECT_EQ(model.bytes(), "");
-  EXPECT_EQ(model.capacity(), 16u);
+  EXPECT_EQ(model.capacity(), 16U);
   EXPECT_TRUE(model.equals(Model()));
   model.loseStorage();
-  EXPECT_EQ(model.capacity(), 0u);
+  EXPECT_EQ(model.capacity(), 0U);
   EXPECT_FALSE(Model().equals(model));
 }
 

@@ -54,9 +54,9 @@ void expectHolds(const ByteBuffer& buffer, std::string_view bytes, unsigned long
 
 void expectNoStorage(const ByteBuffer& buffer) {
   EXPECT_EQ(buffer.get(), nullptr);
-  EXPECT_EQ(buffer.length(), 0u);
-  EXPECT_EQ(buffer.getSize(), 0u);
-  EXPECT_EQ(buffer.capacity(), 0u);
+  EXPECT_EQ(buffer.length(), 0U);
+  EXPECT_EQ(buffer.getSize(), 0U);
+  EXPECT_EQ(buffer.capacity(), 0U);
 }
 
 /// A buffer whose storage was lost to a request that could not be met.
@@ -297,7 +297,7 @@ TEST(ByteBuffer, AppendToABufferWithoutStorageStartsAnew) {
 }
 
 TEST(ByteBuffer, AppendsAnyPieceOfItselfWithAndWithoutRoom) {
-  const std::string bytes = "0123456";
+  const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyzABCDE";
   const std::string stored = bytes + '\0';
   for (const unsigned long long room : {7ULL, 100ULL}) {
     for (std::size_t start = 0; start <= bytes.size(); ++start) {
@@ -578,7 +578,7 @@ std::vector<TraceRow> traceRows(const ByteBuffer& other, const ByteBuffer& lost)
        [&](ByteBuffer& b) {
          EXPECT_NE(b.get(), nullptr);
          EXPECT_EQ(b.length(), b.getSize());
-         EXPECT_EQ(b.capacity(), 4u);
+         EXPECT_EQ(b.capacity(), 4U);
          EXPECT_FALSE(b.compare("x", 1));
          EXPECT_FALSE(b == other);
        },
@@ -604,6 +604,24 @@ TEST(ByteBufferTrace, ReportsNothingOfAConstructorThatFails) {
   EXPECT_THROW(ByteBuffer{GiB}, std::bad_alloc);
   EXPECT_THROW(ByteBuffer("x", greatest), std::bad_alloc);
   EXPECT_THAT(trace.calls(), IsEmpty());
+}
+
+TEST(ByteBufferTrace, ReportsTheExitOfAnAppendWithoutItsEntry) {
+  const std::string bytes(100, 'x');
+  for (const std::size_t length : std::vector<std::size_t>{1, 16, 32, 33, 100}) {
+    SCOPED_TRACE(length);
+    ByteBuffer buffer(200);
+    TraceRecorder trace(0x82);
+    buffer.append(bytes.data(), length);
+    EXPECT_THAT(trace.take(), ElementsAre("traceExit 5E9 0", "traceFlightRecord 5E9 0 0 0"));
+    trace.setFlags(0x1);
+    buffer.append(bytes.data(), length);
+    EXPECT_THAT(trace.take(), ElementsAre("traceEntry 5E9"));
+    trace.setFlags(0);
+    buffer.append(bytes.data(), length);
+    EXPECT_THAT(trace.take(), IsEmpty());
+    EXPECT_EQ(buffer.length(), 3 * length);
+  }
 }
 
 TEST(ByteBufferTrace, CallsEveryHookInOrder) {

@@ -213,7 +213,7 @@ struct Growth {
 
 TEST(ConvertToBytes, WritesNoTerminatorBehindAFullStore) {
   char store[] = "?????????";
-  EXPECT_EQ(Converter::convertToBytes(u"abcd", "UTF-8", store, 4, &mustNotGrow, nullptr), 4u);
+  EXPECT_EQ(Converter::convertToBytes(u"abcd", "UTF-8", store, 4, &mustNotGrow, nullptr), 4U);
   EXPECT_STREQ(store, "abcd?????");
 }
 
@@ -223,9 +223,9 @@ TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
     std::string store(9, '?');
     Growth growth;
     EXPECT_EQ(Converter::convertToBytes(u"\u20ACxy", "UTF-8", store.data(), capacity, &Growth::grow, &growth),
-              5u);
+              5U);
     EXPECT_EQ(store.substr(capacity), std::string(9 - capacity, '?'));
-    EXPECT_THAT(growth.asked, ElementsAre(5u));
+    EXPECT_THAT(growth.asked, ElementsAre(5U));
     EXPECT_EQ(growth.room, "\xE2\x82\xACxy");
   }
 }
@@ -235,11 +235,11 @@ TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
   for (char* const target : {static_cast<char*>(nullptr), store}) {
     SCOPED_TRACE(target == nullptr ? "null" : "no room");
     Growth growth;
-    EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", target, 0, &Growth::grow, &growth), 3u);
-    EXPECT_THAT(growth.asked, ElementsAre(3u));
+    EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", target, 0, &Growth::grow, &growth), 3U);
+    EXPECT_THAT(growth.asked, ElementsAre(3U));
     EXPECT_EQ(growth.room, "abc");
-    EXPECT_EQ(Converter::convertToBytes(u"", "UTF-8", target, 0, &mustNotGrow, nullptr), 0u);
-    EXPECT_EQ(Converter::convertToBytes(u"abc", "no such page", target, 0, &mustNotGrow, nullptr), 0u);
+    EXPECT_EQ(Converter::convertToBytes(u"", "UTF-8", target, 0, &mustNotGrow, nullptr), 0U);
+    EXPECT_EQ(Converter::convertToBytes(u"abc", "no such page", target, 0, &mustNotGrow, nullptr), 0U);
   }
   EXPECT_STREQ(store, "?");
 }
@@ -249,7 +249,7 @@ TEST(ConvertToBytes, DoesNotCutTheStoresCapacity) {
                                      std::numeric_limits<std::size_t>::max()}) {
     SCOPED_TRACE(capacity);
     char store[16] = {};
-    EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", store, capacity, &mustNotGrow, nullptr), 3u);
+    EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", store, capacity, &mustNotGrow, nullptr), 3U);
     EXPECT_STREQ(store, "abc");
   }
 }
@@ -268,11 +268,11 @@ class Limited : public SizeableBuffer<char, 4> {
 
 TEST(ConvertToBytes, RaisesOutOfMemoryAboveTheBuffersMaximum) {
   Limited bytes(8);
-  EXPECT_EQ(Converter::convertToBytes(u"12345678", "UTF-8", bytes), 8u);
+  EXPECT_EQ(Converter::convertToBytes(u"12345678", "UTF-8", bytes), 8U);
   EXPECT_THAT(
       [&] { Converter::convertToBytes(u"123456789", "UTF-8", bytes); },
       Raises<NLSException>("QN_ERR_OUT_OF_MEMORY", "Converter::convertToBytes()"s).from("kelConverter.cpp"));
-  EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", bytes), 3u);
+  EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", bytes), 3U);
 }
 
 // --- trace hooks
@@ -301,7 +301,7 @@ TEST(ConvertToBytesTrace, ReportsNoExitWhenItRaises) {
 TEST(ConvertToBytesTrace, CallsNothingWithAllFlagsClear) {
   SizeableBuffer<char, 2> bytes;
   TraceRecorder trace(0);
-  EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", bytes), 3u);
+  EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", bytes), 3U);
   EXPECT_THAT(trace.calls(), IsEmpty());
 }
 

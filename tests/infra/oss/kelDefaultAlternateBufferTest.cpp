@@ -40,8 +40,8 @@ class Adjustable : public oss::DefaultAlternateBuffer<T> {
 template <class Buffer>
 void expectEmpty(const Buffer& buffer) {
   EXPECT_EQ(buffer.data(), nullptr);
-  EXPECT_EQ(buffer.capacity(), 0u);
-  EXPECT_EQ(buffer.usedSize(), 0u);
+  EXPECT_EQ(buffer.capacity(), 0U);
+  EXPECT_EQ(buffer.usedSize(), 0U);
 }
 
 template <class Buffer>
@@ -338,7 +338,7 @@ TEST(DefaultAlternateBuffer, UsesNothingOfAnAlternateBlockThatIsNull) {
     buffer.claimAlternateSize(100);
     buffer.resize(10);
     EXPECT_EQ(buffer.data(), nullptr);
-    EXPECT_EQ(buffer.usedSize(), 0u);
+    EXPECT_EQ(buffer.usedSize(), 0U);
     EXPECT_THAT(Cell::asked, IsEmpty());
     buffer.resize(101);
     expectSizes(buffer, 128, 101);

@@ -140,8 +140,8 @@ TEST(SizeableBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
     EXPECT_THROW(buffer.resize(size), std::bad_alloc);
     EXPECT_THAT(Cell::asked, IsEmpty());
     EXPECT_EQ(buffer.data(), nullptr);
-    EXPECT_EQ(buffer.size(), 0u);
-    EXPECT_EQ(buffer.capacity(), 0u);
+    EXPECT_EQ(buffer.size(), 0U);
+    EXPECT_EQ(buffer.capacity(), 0U);
   }
 }
 
@@ -153,8 +153,8 @@ TEST(SizeableBuffer, CanBeUsedAgainAfterTheHeapFailed) {
     Cell::failing = true;
     EXPECT_THROW(buffer.resize(100), std::bad_alloc);
     EXPECT_EQ(buffer.data(), nullptr);
-    EXPECT_EQ(buffer.size(), 0u);
-    EXPECT_EQ(buffer.capacity(), 0u);
+    EXPECT_EQ(buffer.size(), 0U);
+    EXPECT_EQ(buffer.capacity(), 0U);
     EXPECT_EQ(Cell::live, 0);
     Cell::failing = false;
     buffer.resize(100);
