@@ -1,0 +1,38 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelOutputStream.hpp"
+
+#include <cstddef>
+
+namespace tarvo::oss {
+
+/// An `OutputStream` that fills a buffer of the caller's from the front.
+///
+///     char text[512];
+///     ByteArrayOutputStream stream(text, sizeof text);
+///     properties.save(stream, "settings");
+///
+/// The buffer is not owned, nor is it terminated; it must outlive the last write. There is no way back to its
+/// front, and the count of bytes is not told: the caller counts, or clears the buffer first. One thread at a
+/// time.
+class KELINFRA_API ByteArrayOutputStream : public OutputStream {
+ public:
+  /// `capacity` is the bytes that the buffer can take; with 0 it may be null.
+  ByteArrayOutputStream(char* buffer, std::size_t capacity);
+  ~ByteArrayOutputStream() override;
+
+  using OutputStream::write;
+  /// Stores one byte behind those written before. The other `write`s store bytes up to the first that does
+  /// not fit.
+  ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity, the signed decimal of its low 32 bits), file
+  ///            "kelByteArrayOutputStream.cpp": the buffer is full; the byte is lost, the stream unchanged
+  void write(char c) override;
+
+ private:
+  char* buffer_;
+  unsigned long long capacity_;
+  unsigned long long position_ = 0;
+};
+
+}  // namespace tarvo::oss

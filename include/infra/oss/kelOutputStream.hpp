@@ -1,0 +1,40 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <cstddef>
+
+namespace tarvo::oss {
+
+/// A sink of bytes whose only primitive is writing one character. Everything else is made of it.
+///
+///     class CountingStream : public OutputStream {
+///      public:
+///       using OutputStream::write;             // else the other overloads are hidden
+///       void write(char) override { ++count; }
+///       std::size_t count = 0;
+///     };
+///
+/// Errors: none of its own; what `write(char)` raises passes through, and the characters before it stay
+/// written. One stream is used by one thread at a time.
+class KELINFRA_API OutputStream {
+ public:
+  virtual ~OutputStream();
+
+  /// Calls `flush`, each time; the stream can be written to afterwards.
+  virtual void close();
+  /// Does nothing here.
+  virtual void flush();
+
+  virtual void write(char c) = 0;
+  /// The characters of `s` without its terminator, one `write(char)` each. Null writes nothing.
+  virtual void write(const char* s);
+  /// `length` characters, one `write(char)` each, *from the start of the first range that was ever given*:
+  /// the first call in the process, on whatever stream, fixes the start at its buffer + offset, and every
+  /// later call writes from there, whatever buffer and offset it is given. This is wanted, callers rely on
+  /// it: give one and the same range always, and keep it readable as long as anyone may call this. For
+  /// different ranges call `write(char)`.
+  virtual void write(const char* buffer, std::size_t offset, std::size_t length);
+};
+
+}  // namespace tarvo::oss

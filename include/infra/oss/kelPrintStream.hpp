@@ -1,0 +1,41 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+namespace tarvo::oss {
+
+/// Prints to the standard error stream, for programs that have no stream of their own at hand.
+///
+///     ossOut << "retry " << count << " of " << limit << '\n';
+///
+/// Each insertion is `std::cerr`'s own for the type, in its formatting state at that moment (decimal unless
+/// someone changed it), and returns the stream. The three character types print as characters, `bool` as 0 or
+/// 1. A `const char*` is NUL-terminated; a null one is the standard stream's business, as are its error bits:
+/// this class reports nothing.
+///
+/// Threads: no lock of its own; concurrent insertions interleave as those into `std::cerr` do.
+class KELINFRA_API PrintStream {
+ public:
+  virtual ~PrintStream();
+
+  PrintStream& operator<<(signed char value);
+  PrintStream& operator<<(char value);
+  PrintStream& operator<<(unsigned char value);
+  PrintStream& operator<<(short value);
+  PrintStream& operator<<(unsigned short value);
+  PrintStream& operator<<(int value);
+  PrintStream& operator<<(unsigned int value);
+  PrintStream& operator<<(long value);
+  PrintStream& operator<<(unsigned long value);
+  PrintStream& operator<<(long long value);
+  PrintStream& operator<<(unsigned long long value);
+  PrintStream& operator<<(float value);
+  PrintStream& operator<<(double value);
+  PrintStream& operator<<(const char* value);
+};
+
+/// The process-wide stream. It is there as soon as the library is loaded, for static constructors of the
+/// programs and libraries that use it, too, and until the process ends, exit handlers included.
+extern KELINFRA_API PrintStream& ossOut;
+
+}  // namespace tarvo::oss

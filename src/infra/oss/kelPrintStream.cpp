@@ -1,0 +1,83 @@
+#include "infra/oss/kelPrintStream.hpp"
+
+// Also makes sure that std::cerr stands before any static constructor of the library's users runs. The only
+// source that may include it: everywhere else it would be one more static constructor at load.
+#include <iostream>
+#include <new>
+
+namespace tarvo::oss {
+namespace {
+
+template <class Value>
+PrintStream& print(PrintStream& stream, Value value) {
+  std::cerr << value;
+  return stream;
+}
+
+alignas(PrintStream) unsigned char standing[sizeof(PrintStream)];
+
+}  // namespace
+
+// Constructed while the library is loaded, behind std::cerr and before any static constructor of the
+// library's users. Never destroyed, so that exit handlers that run late still print.
+PrintStream& ossOut = *new (standing) PrintStream;
+
+PrintStream::~PrintStream() = default;
+
+PrintStream& PrintStream::operator<<(signed char value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(char value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(unsigned char value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(short value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(unsigned short value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(int value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(unsigned int value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(long value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(unsigned long value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(long long value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(unsigned long long value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(float value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(double value) {
+  return print(*this, value);
+}
+
+PrintStream& PrintStream::operator<<(const char* value) {
+  return print(*this, value);
+}
+
+}  // namespace tarvo::oss
