@@ -1,0 +1,75 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <cstddef>
+
+namespace tarvo::util {
+
+/// Bytes to Base64 text and back, in the two alphabets of RFC 4648: the standard one, which ends in "+/", and
+/// the one that is safe in URLs and file names, which ends in "-_". Both pad with "=".
+///
+///     std::vector<unsigned short> text(Base64::encodeSize(bytes.size()));
+///     Base64::encode(text.data(), text.size(), bytes.data(), bytes.size());
+///
+///     icu::UnicodeString document = ...;                              // Base64 text
+///     std::vector<char> room(Base64::decodeSize(document.length()));
+///     const auto* units = reinterpret_cast<const unsigned short*>(document.getTerminatedBuffer());
+///     room.resize(Base64::decode(room.data(), room.size(), units, document.length()));
+///
+/// Text is UTF-16 code units, bytes are `char`; all sizes count units or bytes. Every buffer is the caller's,
+/// and what is written is exactly the count that is returned: no terminator, no line breaks. Source and
+/// destination must not overlap. An empty source returns 0 and touches nothing, null pointers included.
+///
+/// Threads: no state; any number of threads at once.
+///
+/// Errors: every failure is a Base64Exception with one argument; its message carries the file
+/// "src/infra/oss/../util/kelBase64.cpp". Nothing is allocated but the error.
+class KELINFRA_API Base64 {
+ public:
+  Base64() = delete;
+
+  // --- sizes
+
+  /// The units that encoding `byteCount` bytes gives, padding included: four for each three bytes begun. A
+  /// count that size_t cannot hold is the largest size_t, which is no multiple of four and which no buffer
+  /// reaches. Raises nothing.
+  static std::size_t encodeSize(std::size_t byteCount);
+  /// The most bytes that decoding `unitCount` units can give: three for each four units begun. Padding is not
+  /// subtracted. Never wraps. Raises nothing.
+  static std::size_t decodeSize(std::size_t unitCount);
+
+  // --- encode
+
+  /// Each writes `srcBytes` bytes as padded text and returns the units written, encodeSize(srcBytes).
+  ///   destUnits   units that `dest` can take
+  ///   raises      ERR_BUFFER_SIZE_TOO_SMALL (destUnits): the text does not fit; nothing is written. The
+  ///               argument is the signed decimal of its low 32 bits.
+  static std::size_t encode(unsigned short* dest, std::size_t destUnits, const char* src,
+                            std::size_t srcBytes);
+  static std::size_t encodeSafe(unsigned short* dest, std::size_t destUnits, const char* src,
+                                std::size_t srcBytes);
+
+  // --- decode
+
+  /// Each reads `srcUnits` units of padded text and returns the bytes written. Decoding is strict: neither
+  /// white space nor the other alphabet's two characters are taken, the padding must be there, and its unused
+  /// bits must be zero.
+  ///   destBytes   bytes that `dest` can take; nothing behind them is touched
+  ///   src         must hold a NUL unit at its end or behind it: the argument of misaligned data is read up
+  ///               to the first NUL, whatever `srcUnits` says
+  ///   raises      in the order of the text, and with the bytes before the error left in `dest`:
+  ///               ERR_BUFFER_SIZE_TOO_SMALL (destBytes): there is one more byte than fits; the argument is
+  ///               the signed decimal of its low 32 bits
+  ///               ERR_BASE64_INVALID_DATA (the unit, as a text of length 1): it is neither in the alphabet
+  ///               nor "="
+  ///               ERR_BASE64_MISALIGNED_DATA (the text up to its first NUL): a "=" at the first or second
+  ///               place of a group of four, a single "=" at the third, unused bits before the padding that
+  ///               are not zero, anything behind the padding, or a count of units that is no multiple of 4
+  static std::size_t decode(char* dest, std::size_t destBytes, const unsigned short* src,
+                            std::size_t srcUnits);
+  static std::size_t decodeSafe(char* dest, std::size_t destBytes, const unsigned short* src,
+                                std::size_t srcUnits);
+};
+
+}  // namespace tarvo::util

@@ -1,0 +1,209 @@
+#include "infra/util/kelBase64.hpp"
+
+#include "infra/util/kelBase64Exception.hpp"
+
+#include "oss/kelRaise.hpp"
+
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace tarvo::util {
+
+using oss::raise;
+
+namespace {
+
+constexpr unsigned short pad = u'=';
+
+/// The entry of every unit that is not in the alphabet. Its bit 6 is set, and no value's is.
+constexpr unsigned char notInAlphabet = 127;
+
+/// An alphabet both ways: value to unit, and unit to value.
+struct Alphabet {
+  std::array<unsigned short, 64> units{};
+  std::array<unsigned char, 128> values{};
+
+  consteval explicit Alphabet(const char (&characters)[65]) {
+    values.fill(notInAlphabet);
+    for (unsigned char value = 0; value < 64; ++value) {
+      const auto character = static_cast<unsigned char>(characters[value]);
+      units[value] = character;
+      values[character] = value;
+    }
+  }
+
+  unsigned short unitOf(unsigned int lowSixBits) const { return units[lowSixBits & 63U]; }
+  unsigned int valueOf(unsigned int unit) const {
+    return unit < values.size() ? values[unit] : notInAlphabet;
+  }
+};
+
+constexpr Alphabet standard("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
+constexpr Alphabet safe("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_");
+
+/// Groups of `size` that hold `count`, the last one perhaps in part; does not wrap for any count.
+constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
+  return count / size + (count % size == 0 ? 0 : 1);
+}
+
+// --- encode
+
+/// Encodes whole groups, three bytes to four units each. Code that takes blocks of groups at once goes in
+/// front of it and leaves it the rest.
+template <const Alphabet& alphabet>
+void encodeGroups(unsigned short* dest, const unsigned char* src, std::size_t groups) {
+  for (; groups != 0; --groups, src += 3, dest += 4) {
+    const unsigned int b0 = src[0];
+    const unsigned int b1 = src[1];
+    const unsigned int b2 = src[2];
+    const unsigned int bits = (b0 << 16U) | (b1 << 8U) | b2;
+    dest[0] = alphabet.unitOf(bits >> 18U);
+    dest[1] = alphabet.unitOf(bits >> 12U);
+    dest[2] = alphabet.unitOf(bits >> 6U);
+    dest[3] = alphabet.unitOf(bits);
+  }
+}
+
+/// Encodes the one or two bytes behind the last whole group.
+template <const Alphabet& alphabet>
+void encodeRest(unsigned short* dest, const unsigned char* src, std::size_t bytes) {
+  const unsigned int first = src[0];
+  const unsigned int second = bytes == 2 ? src[1] : 0;
+  dest[0] = alphabet.unitOf(first >> 2U);
+  dest[1] = alphabet.unitOf((first << 4U) | (second >> 4U));
+  dest[2] = bytes == 2 ? alphabet.unitOf(second << 2U) : pad;
+  dest[3] = pad;
+}
+
+template <const Alphabet& alphabet>
+std::size_t encodeIn(unsigned short* dest, std::size_t destUnits, const char* src, std::size_t srcBytes) {
+  // Compared in groups: the count of units may be more than size_t holds.
+  if (destUnits / 4 < groupsOf(srcBytes, 3)) {
+    raise<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(destUnits));
+  }
+  const std::size_t whole = srcBytes / 3;
+  const std::size_t rest = srcBytes % 3;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(src);
+  encodeGroups<alphabet>(dest, bytes, whole);
+  if (rest != 0) encodeRest<alphabet>(dest + whole * 4, bytes + whole * 3, rest);
+  return groupsOf(srcBytes, 3) * 4;
+}
+
+// --- decode
+
+struct Source {
+  const unsigned short* units;
+  std::size_t count;
+};
+
+struct Target {
+  char* bytes;
+  std::size_t capacity;
+  std::size_t position = 0;
+
+  void emit(unsigned int byte) {
+    if (position == capacity) {
+      raise<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(capacity));
+    }
+    bytes[position++] = static_cast<char>(byte);
+  }
+};
+
+[[noreturn]] void raiseMisaligned(const Source& source) {
+  // Up to the first NUL and not up to the count: callers know the text by its terminator.
+  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", icu::UnicodeString(source.units));
+}
+
+/// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns how many
+/// groups it took. It raises nothing: what it does not take is looked at unit by unit. Code that takes blocks
+/// of groups under the same rule goes in front of it.
+template <const Alphabet& alphabet>
+std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
+  for (std::size_t group = 0; group < groups; ++group, src += 4, dest += 3) {
+    const unsigned int v0 = alphabet.valueOf(src[0]);
+    const unsigned int v1 = alphabet.valueOf(src[1]);
+    const unsigned int v2 = alphabet.valueOf(src[2]);
+    const unsigned int v3 = alphabet.valueOf(src[3]);
+    if (((v0 | v1 | v2 | v3) & 64U) != 0) return group;
+    const unsigned int bits = (v0 << 18U) | (v1 << 12U) | (v2 << 6U) | v3;
+    dest[0] = static_cast<char>(bits >> 16U);
+    dest[1] = static_cast<char>(bits >> 8U);
+    dest[2] = static_cast<char>(bits);
+  }
+  return groups;
+}
+
+/// Whether the "=" at `index`, at place `phase` of its group, ends the text as it should. `unused` holds the
+/// bits of the unit before it that no byte took.
+bool endsAligned(const Source& source, std::size_t index, unsigned int phase, unsigned int unused) {
+  if (phase < 2 || unused != 0) return false;
+  const std::size_t padding = 4 - phase;
+  return source.count - index == padding && source.units[source.count - 1] == pad;
+}
+
+/// Decodes from the start of a group, unit by unit, up to the end or the exact error.
+template <const Alphabet& alphabet>
+void decodeUnits(Target& target, const Source& source, std::size_t start) {
+  unsigned int phase = 0;
+  unsigned int partial = 0;  // the bits that wait for the next unit, at the top of a byte
+  for (std::size_t i = start; i < source.count; ++i) {
+    const unsigned short unit = source.units[i];
+    if (unit == pad) {
+      if (!endsAligned(source, i, phase, partial)) raiseMisaligned(source);
+      return;
+    }
+    const unsigned int value = alphabet.valueOf(unit);
+    if (value == notInAlphabet) {
+      raise<Base64Exception>("ERR_BASE64_INVALID_DATA", icu::UnicodeString(static_cast<char16_t>(unit)));
+    }
+    if (phase != 0) target.emit(partial | (value >> (6 - 2 * phase)));
+    partial = (value << (2 + 2 * phase)) & 0xFFU;
+    phase = (phase + 1) % 4;
+  }
+  if (phase != 0) raiseMisaligned(source);
+}
+
+template <const Alphabet& alphabet>
+std::size_t decodeIn(char* dest, std::size_t destBytes, const unsigned short* src, std::size_t srcUnits) {
+  const std::size_t taken = decodeGroups<alphabet>(dest, src, std::min(srcUnits / 4, destBytes / 3));
+  Target target{dest, destBytes, taken * 3};
+  decodeUnits<alphabet>(target, {src, srcUnits}, taken * 4);
+  return target.position;
+}
+
+}  // namespace
+
+std::size_t Base64::encodeSize(std::size_t byteCount) {
+  constexpr std::size_t largest = std::numeric_limits<std::size_t>::max();
+  const std::size_t groups = groupsOf(byteCount, 3);
+  return groups <= largest / 4 ? groups * 4 : largest;
+}
+
+std::size_t Base64::decodeSize(std::size_t unitCount) {
+  return groupsOf(unitCount, 4) * 3;
+}
+
+std::size_t Base64::encode(unsigned short* dest, std::size_t destUnits, const char* src,
+                           std::size_t srcBytes) {
+  return encodeIn<standard>(dest, destUnits, src, srcBytes);
+}
+
+std::size_t Base64::encodeSafe(unsigned short* dest, std::size_t destUnits, const char* src,
+                               std::size_t srcBytes) {
+  return encodeIn<safe>(dest, destUnits, src, srcBytes);
+}
+
+std::size_t Base64::decode(char* dest, std::size_t destBytes, const unsigned short* src,
+                           std::size_t srcUnits) {
+  return decodeIn<standard>(dest, destBytes, src, srcUnits);
+}
+
+std::size_t Base64::decodeSafe(char* dest, std::size_t destBytes, const unsigned short* src,
+                               std::size_t srcUnits) {
+  return decodeIn<safe>(dest, destBytes, src, srcUnits);
+}
+
+}  // namespace tarvo::util
