@@ -1,0 +1,150 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <unicode/unistr.h>
+
+#include <array>
+#include <cstddef>
+
+namespace tarvo::oss {
+
+/// A text builder: a NUL-terminated byte string with 4096 bytes of room inside the object and heap storage
+/// for longer texts.
+///
+///     DataBuffer line("id=");
+///     line.appendNumber(4711);
+///     line.appendString(u" straße", "ISO-8859-1");
+///     line.appendBinary(key, keyLength, true);      // X'0AFF'
+///     puts(line.getString());
+///
+/// It holds text, not bytes at large: a content byte 0 ends the text for everything that measures. Inserting
+/// before such a byte moves only what stands before it, and a text that outgrows its room is cut there.
+///
+/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a piece
+/// of it; it is added as if copied first. A text for which there is no memory, or with which the buffer would
+/// need a capacity above the largest int, changes nothing and is not reported. The constructors raise
+/// std::bad_alloc for want of memory. One thread at a time.
+///
+/// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. What a code
+/// page cannot hold becomes its substitution byte; with an unknown one nothing is added. Members that convert
+/// raise, from "kelDataBuffer.cpp", the buffer unchanged:
+///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): it is exactly "UTF-16" or "UTF-32", or null
+///                                          while the default is; their zero bytes would end the text
+///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
+/// where `encoding` is the default converter's name when none was given.
+class KELINFRA_API DataBuffer {
+ public:
+  /// Empty, with room for `size` bytes; up to 4096, negative ones included, the room inside suffices.
+  explicit DataBuffer(int size);
+  /// A copy of the text up to its terminator; null is the empty text.
+  explicit DataBuffer(const char* text);
+  /// The text in ICU's default code page.
+  explicit DataBuffer(const icu::UnicodeString& text);
+  /// The text in the code page named.
+  DataBuffer(const icu::UnicodeString& text, const char* encoding);
+  /// A copy of text and length. The capacity is the other's when that is above 4096, else 4096. A copy on the
+  /// heap takes the bytes up to the first 0 only.
+  DataBuffer(const DataBuffer& other);
+  virtual ~DataBuffer();
+
+  DataBuffer& operator=(const DataBuffer&) = delete;
+
+  // --- ask
+
+  /// The text, never null; valid until the next change. The bytes up to `capacity()` may be read: those
+  /// behind the text are 0, except where `clear(true)` left older ones.
+  const char* getString() const;
+  int length() const;
+  /// 4096 while the text stands inside the object. A text that does not fit makes it length + count + 4096.
+  int capacity() const;
+
+  /// Decodes the literal X'0aff' that the buffer holds, digits of either case, into `target`.
+  ///   target    room for `capacity` bytes, or null to ask for the size alone
+  ///   returns   the byte count
+  ///   raises    NLSException ERR_DB_INVALID_BINARY_DATA (no arguments): the buffer holds anything else
+  ///             NLSException ERR_BUFFER_SIZE_TOO_SMALL (capacity): fewer bytes than needed; none is written
+  int decodeBinary(char* target, int capacity) const;
+
+  // --- append
+
+  /// Appends the text up to its terminator; null and empty texts change nothing.
+  void appendString(const char* text);
+  /// Appends `count` bytes, bytes 0 included, which nothing checks against the text's own length. A null text
+  /// and a count below 1 change nothing.
+  void appendString(const char* text, int count);
+  /// Appends the text in the code page named.
+  void appendString(const icu::UnicodeString& text, const char* encoding);
+  /// Appends the other's bytes, as many as its length.
+  void appendString(const DataBuffer& other);
+
+  /// Append the number in decimal. Characters are numbers, too: `unsigned char` 200 is "200".
+  void appendNumber(unsigned char value);
+  void appendNumber(unsigned short value);
+  void appendNumber(unsigned int value);
+  void appendNumber(unsigned long value);
+  void appendNumber(unsigned long long value);
+  void appendNumber(signed char value);
+  void appendNumber(short value);
+  void appendNumber(int value);
+  void appendNumber(long value);
+  void appendNumber(long long value);
+  /// Appends fixed notation with a point and six decimals, whatever the locale; "inf", "-inf" or "nan".
+  void appendNumber(double value);
+
+  /// Appends `count` bytes as the literal X'0aff', or X'0AFF' in upper case. Null data and a count below 1
+  /// change nothing.
+  void appendBinary(const char* data, int count, bool upperCase);
+
+  // --- insert: the position is clamped into [0, length()], nothing is overwritten
+
+  /// As the `appendString` of the same arguments.
+  void insertString(int position, const char* text);
+  void insertString(int position, const char* text, int count);
+  void insertString(int position, const icu::UnicodeString& text, const char* encoding);
+  void insertString(int position, const DataBuffer& other);
+
+  // --- empty
+
+  /// Length 0 and capacity 4096; heap storage is given back. With `keepContents` old bytes inside the object
+  /// stay as they are behind a first byte 0, and a later insert moves along what it finds of them behind its
+  /// position; without, all of them are 0. Costs no more than the bytes that were written.
+  void clear(bool keepContents);
+
+ private:
+  static constexpr int inlineCapacity = 4096;
+
+  KELINFRA_LOCAL void insert(int position, const char* text, std::size_t count);
+  KELINFRA_LOCAL void insertCopied(int position, const char* text, int count);
+  KELINFRA_LOCAL void insertForeign(int position, const char* text, int count);
+  KELINFRA_LOCAL void insertFitting(int position, const char* text, int count);
+  KELINFRA_LOCAL void insertGrowing(int position, const char* text, int count);
+  KELINFRA_LOCAL void insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
+  template <class Number>
+  KELINFRA_LOCAL void insertNumber(Number value);
+  KELINFRA_LOCAL bool admits(std::size_t count) const;
+  KELINFRA_LOCAL bool fits(int count) const;
+  KELINFRA_LOCAL bool owns(const char* text) const;
+  KELINFRA_LOCAL bool onHeap() const;
+  KELINFRA_LOCAL std::size_t headLength(int position) const;
+  KELINFRA_LOCAL std::size_t tailLength(int position) const;
+  KELINFRA_LOCAL bool enlarge(std::size_t needed);
+  KELINFRA_LOCAL bool moveToZeroed(std::size_t needed);
+  KELINFRA_LOCAL void leaveInlineStore(char* block);
+  KELINFRA_LOCAL void takeZeroedBlock(int capacity);
+  KELINFRA_LOCAL void release();
+
+  std::array<char, inlineCapacity + 1> inlineStore_{};
+  char* store_ = inlineStore_.data();
+  int capacity_ = inlineCapacity;
+  int length_ = 0;
+
+  // From here to the end of the capacity every byte is 0.
+  int written_ = 0;
+  // No byte before this one is 0.
+  int zeroFree_ = 0;
+  // Bytes of the heap block: more than capacity_ + 1 when it grew ahead of what is asked for.
+  std::size_t blockSize_ = 0;
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
+
+#include <cstdint>
+
+/// Code-page conversion without opening ICU's converter by name on every call.
+///
+/// Each thread keeps a few open converters by the exact name that asked for them and closes them when it
+/// ends. Nothing is shared between threads. Names that ICU does not know are not remembered.
+namespace tarvo::oss {
+
+/// An open converter for the time of a scope: the thread's kept one, or one of its own when the kept one is
+/// in use further out, when the name is longer than any of ICU's, or when the thread is past its end.
+///
+///     const CachedConverter converter("ISO-8859-1");
+///     if (converter.get() == nullptr) ...                 // ICU knows no such name
+///
+/// It starts as a freshly opened one does, but keeps the callbacks that were set on it: set none, or put them
+/// back.
+class CachedConverter {
+ public:
+  /// Null is ICU's default converter, whose name is asked for each time since it can change.
+  explicit CachedConverter(const char* name);
+  CachedConverter(const CachedConverter&) = delete;
+  CachedConverter& operator=(const CachedConverter&) = delete;
+  ~CachedConverter();
+
+  /// Null when the converter cannot be opened. Lives as long as this object.
+  UConverter* get() const { return converter_; }
+
+ private:
+  UConverter* converter_ = nullptr;
+  bool* leased_ = nullptr;  // the kept converter's mark; null when the converter is this object's own
+};
+
+/// What text.extract(0, text.length(), target, capacity, codePage) does and returns, to the bit: the whole
+/// size in the code page, or 0 when that is unknown; negative when the size is above the largest int. At most
+/// `capacity` bytes are written.
+std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
+                         const char* codePage);
+
+/// What icu::UnicodeString(bytes, length, codePage) is, to the bit: bogus when the code page is unknown. A
+/// length of -1 is that of the NUL-terminated text.
+icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage);
+
+}  // namespace tarvo::oss

@@ -1,0 +1,464 @@
+#include "infra/oss/kelDataBuffer.hpp"
+
+#include "infra/oss/kelNLSException.hpp"
+
+#include "oss/kelConverterCache.hpp"
+#include "oss/kelDecimalText.hpp"
+#include "oss/kelInvariant.hpp"
+#include "oss/kelRaise.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <unicode/ucnv.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <new>
+
+namespace tarvo::oss {
+
+using trace::probe;
+using trace::traced;
+using trace::tracedExit;
+
+namespace {
+
+// What a text gets beyond its need when it outgrows its room.
+constexpr int spareCapacity = 4096;
+// So much room behind a text is rather taken from the system as untouched zeros than zeroed: a count may be
+// far above what its text turns out to hold.
+constexpr std::size_t largeSpare = 65536;
+constexpr int largestCapacity = std::numeric_limits<int>::max();
+
+constexpr bool isEmpty(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+/// Bytes for the time of one call, on the stack where they fit. Null when there is no memory.
+class Scratch {
+ public:
+  explicit Scratch(std::size_t size)
+      : bytes_(size <= inline_.size() ? inline_.data() : static_cast<char*>(std::malloc(size))) {}
+  Scratch(const Scratch&) = delete;
+  Scratch& operator=(const Scratch&) = delete;
+  ~Scratch() {
+    if (bytes_ != inline_.data()) std::free(bytes_);
+  }
+
+  static constexpr std::size_t inlineSize = 4096;
+  char* get() { return bytes_; }
+
+ private:
+  std::array<char, inlineSize> inline_;
+  char* bytes_;
+};
+
+std::size_t lengthUpTo(const char* text, std::size_t limit) {
+  const void* const end = std::memchr(text, '\0', limit);
+  return end == nullptr ? limit : static_cast<std::size_t>(static_cast<const char*>(end) - text);
+}
+
+char* allocateZeroed(std::size_t size) {
+  return static_cast<char*>(std::calloc(size, 1));
+}
+
+const char* encodingName(const char* encoding) {
+  return isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
+}
+
+// Only the very names: "utf-16" and "UTF-16LE" pass, and their zero bytes cut the text sooner or later.
+void refuseZeroBytes(const char* encoding) {
+  const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
+  if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
+  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText(effective),
+                      invariantText(encodingName(encoding)));
+}
+
+/// The value of a hexadecimal digit, or -1.
+constexpr int digitValue(char c) {
+  if ('0' <= c && c <= '9') return c - '0';
+  if ('A' <= c && c <= 'F') return c - 'A' + 10;
+  if ('a' <= c && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+constexpr std::size_t literalFrame = 3;  // X''
+
+bool isLiteral(const char* text, std::size_t length) {
+  if (length < literalFrame || (length - literalFrame) % 2 != 0) return false;
+  if (text[0] != 'X' || text[1] != '\'' || text[length - 1] != '\'') return false;
+  return std::all_of(text + 2, text + length - 1, [](char c) { return digitValue(c) >= 0; });
+}
+
+void writeLiteral(char* target, const char* data, std::size_t count, bool upperCase) {
+  const char* const digits = upperCase ? "0123456789ABCDEF" : "0123456789abcdef";
+  *target++ = 'X';
+  *target++ = '\'';
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto byte = static_cast<unsigned char>(data[i]);
+    *target++ = digits[byte >> 4U];
+    *target++ = digits[byte & 15U];
+  }
+  *target = '\'';
+}
+
+}  // namespace
+
+// --- build and tear down
+
+DataBuffer::DataBuffer(int size) {
+  tracedExit<probe("DataBuffer::DataBuffer")>([&] {
+    if (size > inlineCapacity) takeZeroedBlock(size);
+  });
+}
+
+DataBuffer::DataBuffer(const char* text) {
+  tracedExit<probe("DataBuffer::DataBuffer")>([&] {
+    if (!isEmpty(text)) insert(0, text, std::strlen(text));
+  });
+}
+
+DataBuffer::DataBuffer(const icu::UnicodeString& text) : DataBuffer(text, nullptr) {}
+
+DataBuffer::DataBuffer(const icu::UnicodeString& text, const char* encoding) {
+  tracedExit<probe("DataBuffer::DataBuffer")>([&] { insertConverted(0, text, encoding); });
+}
+
+DataBuffer::DataBuffer(const DataBuffer& other) {
+  tracedExit<probe("DataBuffer::DataBuffer")>([&] {
+    if (other.capacity_ <= inlineCapacity) {
+      insert(0, other.store_, static_cast<std::size_t>(other.length_));
+      return;
+    }
+    // The length is taken as it is although the bytes end at the first 0.
+    takeZeroedBlock(other.capacity_);
+    length_ = other.length_;
+    written_ = zeroFree_ = static_cast<int>(other.tailLength(0));
+    std::memcpy(store_, other.store_, static_cast<std::size_t>(written_));
+  });
+}
+
+DataBuffer::~DataBuffer() {
+  tracedExit<probe("DataBuffer::~DataBuffer")>([&] {
+    if (onHeap()) std::free(store_);
+  });
+}
+
+/// For a buffer that is being built.
+void DataBuffer::takeZeroedBlock(int capacity) {
+  const std::size_t size = static_cast<std::size_t>(capacity) + 1;
+  char* const block = allocateZeroed(size);
+  if (block == nullptr) throw std::bad_alloc();
+  store_ = block;
+  blockSize_ = size;
+  capacity_ = capacity;
+}
+
+// --- ask
+
+const char* DataBuffer::getString() const {
+  return store_;
+}
+
+int DataBuffer::length() const {
+  return length_;
+}
+
+int DataBuffer::capacity() const {
+  return capacity_;
+}
+
+int DataBuffer::decodeBinary(char* target, int capacity) const {
+  return traced<probe("DataBuffer::decodeBinary")>([&] {
+    if (!isLiteral(store_, static_cast<std::size_t>(length_)))
+      raise<NLSException>("ERR_DB_INVALID_BINARY_DATA");
+    const int count = (length_ - static_cast<int>(literalFrame)) / 2;
+    if (target == nullptr) return count;
+    if (capacity < count) raise<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", capacity);
+    const char* digit = store_ + 2;
+    for (int i = 0; i < count; ++i, digit += 2) {
+      target[i] = static_cast<char>(digitValue(digit[0]) * 16 + digitValue(digit[1]));
+    }
+    return count;
+  });
+}
+
+// --- append and insert
+
+void DataBuffer::appendString(const char* text) {
+  if (isEmpty(text)) return;
+  traced<probe("DataBuffer::appendString")>([&] { insert(length_, text, std::strlen(text)); });
+}
+
+void DataBuffer::appendString(const char* text, int count) {
+  if (text == nullptr || count < 1) return;
+  traced<probe("DataBuffer::appendString")>([&] { insert(length_, text, static_cast<std::size_t>(count)); });
+}
+
+void DataBuffer::appendString(const icu::UnicodeString& text, const char* encoding) {
+  traced<probe("DataBuffer::appendString")>([&] { insertConverted(length_, text, encoding); });
+}
+
+void DataBuffer::appendString(const DataBuffer& other) {
+  appendString(other.store_, other.length_);
+}
+
+void DataBuffer::insertString(int position, const char* text) {
+  if (isEmpty(text)) return;
+  traced<probe("DataBuffer::insertString")>([&] { insert(position, text, std::strlen(text)); });
+}
+
+void DataBuffer::insertString(int position, const char* text, int count) {
+  if (text == nullptr || count < 1) return;
+  traced<probe("DataBuffer::insertString")>([&] { insert(position, text, static_cast<std::size_t>(count)); });
+}
+
+void DataBuffer::insertString(int position, const icu::UnicodeString& text, const char* encoding) {
+  traced<probe("DataBuffer::insertString")>([&] { insertConverted(position, text, encoding); });
+}
+
+void DataBuffer::insertString(int position, const DataBuffer& other) {
+  insertString(position, other.store_, other.length_);
+}
+
+template <class Number>
+void DataBuffer::insertNumber(Number value) {
+  traced<probe("DataBuffer::appendNumber")>([&] {
+    const DecimalText<Number> text(value);
+    insert(length_, text.view().data(), text.view().size());
+  });
+}
+
+void DataBuffer::appendNumber(unsigned char value) {
+  insertNumber<unsigned int>(value);
+}
+void DataBuffer::appendNumber(unsigned short value) {
+  insertNumber<unsigned int>(value);
+}
+void DataBuffer::appendNumber(unsigned int value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(unsigned long value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(unsigned long long value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(signed char value) {
+  insertNumber<int>(value);
+}
+void DataBuffer::appendNumber(short value) {
+  insertNumber<int>(value);
+}
+void DataBuffer::appendNumber(int value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(long value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(long long value) {
+  insertNumber(value);
+}
+void DataBuffer::appendNumber(double value) {
+  insertNumber(value);
+}
+
+void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
+  if (data == nullptr || count < 1) return;
+  traced<probe("DataBuffer::appendBinary")>([&] {
+    const auto bytes = static_cast<std::size_t>(count);
+    const std::size_t size = 2 * bytes + literalFrame;
+    if (!admits(size)) return;  // before the data is touched
+    Scratch literal(size);
+    if (literal.get() == nullptr) return;
+    writeLiteral(literal.get(), data, bytes, upperCase);
+    insert(length_, literal.get(), size);
+  });
+}
+
+void DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
+  refuseZeroBytes(encoding);
+  const char* const codePage = isEmpty(encoding) ? nullptr : encoding;
+  Scratch room(Scratch::inlineSize);
+  const std::int32_t size = fromUnicode(text, room.get(), Scratch::inlineSize, codePage);
+  if (size < 0) {
+    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"),
+                        invariantText(encodingName(encoding)));
+  }
+  const auto count = static_cast<std::size_t>(size);
+  if (count <= Scratch::inlineSize) return insert(position, room.get(), count);
+  Scratch bytes(count);
+  if (bytes.get() == nullptr) return;
+  fromUnicode(text, bytes.get(), size, codePage);
+  insert(position, bytes.get(), count);
+}
+
+// --- the one insert: everything that adds to the text ends here
+
+/// Inserts `count` bytes, unless they are too many for any capacity.
+void DataBuffer::insert(int position, const char* text, std::size_t count) {
+  if (count < 1 || !admits(count)) return;
+  const int added = static_cast<int>(count);
+  position = std::clamp(position, 0, length_);
+  if (owns(text)) [[unlikely]] {
+    insertCopied(position, text, added);
+  } else {
+    insertForeign(position, text, added);
+  }
+}
+
+/// The text lies in the store that is about to change.
+void DataBuffer::insertCopied(int position, const char* text, int count) {
+  const std::size_t used =
+      fits(count) ? static_cast<std::size_t>(count) : lengthUpTo(text, static_cast<std::size_t>(count));
+  Scratch copy(used + 1);
+  if (copy.get() == nullptr) return;
+  std::memcpy(copy.get(), text, used);
+  copy.get()[used] = '\0';
+  insertForeign(position, copy.get(), count);
+}
+
+void DataBuffer::insertForeign(int position, const char* text, int count) {
+  if (fits(count)) {
+    insertFitting(position, text, count);
+  } else {
+    insertGrowing(position, text, count);
+  }
+}
+
+/// The tail is what stands from the position up to a byte 0, not up to the length, so bytes behind a 0 inside
+/// the text stay where they are, and old bytes left by `clear(true)` move along. The bytes behind the new
+/// text are not touched otherwise. A tail of such old bytes moves only as far as it fits.
+void DataBuffer::insertFitting(int position, const char* text, int count) {
+  char* const gap = store_ + position;
+  const int tail = std::min(static_cast<int>(tailLength(position)), capacity_ - position - count);
+  if (tail > 0) std::memmove(gap + count, gap, static_cast<std::size_t>(tail));
+  std::memcpy(gap, text, static_cast<std::size_t>(count));
+  length_ += count;
+  written_ = std::max(written_, position + count + tail);
+  zeroFree_ = std::min(zeroFree_, position);
+}
+
+/// The text becomes: what stands before the position, the new text, the tail, each up to its first 0; zeros
+/// behind. The capacity is always need + 4096, while the block at least doubles, so that a text built of many
+/// pieces is copied a few times only.
+void DataBuffer::insertGrowing(int position, const char* text, int count) {
+  const int capacity = length_ + count + spareCapacity;
+  const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
+  const std::size_t head = headLength(position);
+  const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
+  const std::size_t tail = tailLength(position);
+  const std::size_t total = head + added + tail;
+  std::size_t unknown = needed;  // behind it every byte that is needed is 0
+  if (needed - total > largeSpare) {
+    if (!moveToZeroed(needed)) return;
+    unknown = std::max(total, static_cast<std::size_t>(written_));
+  } else if (needed > blockSize_ && !enlarge(needed)) {
+    return;
+  }
+  std::memmove(store_ + head + added, store_ + position, tail);
+  std::memcpy(store_ + head, text, added);
+  std::memset(store_ + total, 0, unknown - total);
+  capacity_ = capacity;
+  length_ = written_ = zeroFree_ = static_cast<int>(total);
+}
+
+/// A heap block of twice the size or, where there is none, of the size needed. What was written stays, the
+/// rest is unknown.
+bool DataBuffer::enlarge(std::size_t needed) {
+  char* const old = onHeap() ? store_ : nullptr;
+  const std::size_t doubled = std::min(2 * blockSize_, static_cast<std::size_t>(largestCapacity) + 1);
+  std::size_t size = std::max(needed, doubled);
+  void* block = std::realloc(old, size);
+  if (block == nullptr && size > needed) block = std::realloc(old, size = needed);
+  if (block == nullptr) return false;
+  if (old == nullptr) leaveInlineStore(static_cast<char*>(block));
+  store_ = static_cast<char*>(block);
+  blockSize_ = size;
+  return true;
+}
+
+/// A heap block of the size needed that is 0 behind what was written, without being touched there.
+bool DataBuffer::moveToZeroed(std::size_t needed) {
+  char* const block = allocateZeroed(needed);
+  if (block == nullptr) return false;
+  if (onHeap()) {
+    std::memcpy(block, store_, static_cast<std::size_t>(written_));
+    std::free(store_);
+  } else {
+    leaveInlineStore(block);
+  }
+  store_ = block;
+  blockSize_ = needed;
+  return true;
+}
+
+/// Takes the text out of the inline store, which is all 0 while the heap is in use.
+void DataBuffer::leaveInlineStore(char* block) {
+  std::memcpy(block, inlineStore_.data(), static_cast<std::size_t>(written_));
+  std::memset(inlineStore_.data(), 0, static_cast<std::size_t>(written_));
+}
+
+// --- empty
+
+void DataBuffer::clear(bool keepContents) {
+  traced<probe("DataBuffer::clear")>([&] {
+    if (keepContents && !onHeap()) {
+      store_[0] = '\0';
+      length_ = zeroFree_ = 0;
+    } else {
+      release();
+    }
+  });
+}
+
+/// Back to the inline store, all of it 0. While the heap is in use the inline store is 0 already.
+void DataBuffer::release() {
+  if (onHeap()) {
+    std::free(store_);
+  } else {
+    std::memset(inlineStore_.data(), 0, static_cast<std::size_t>(written_));
+  }
+  store_ = inlineStore_.data();
+  capacity_ = inlineCapacity;
+  length_ = written_ = zeroFree_ = 0;
+  blockSize_ = 0;
+}
+
+// --- what is known of the store
+
+/// Whether the capacity for that many bytes more is still an int.
+bool DataBuffer::admits(std::size_t count) const {
+  const int most = std::max(capacity_ - length_, largestCapacity - spareCapacity - length_);
+  return count <= static_cast<std::size_t>(most);
+}
+
+bool DataBuffer::fits(int count) const {
+  return count <= capacity_ - length_;
+}
+
+bool DataBuffer::onHeap() const {
+  return store_ != inlineStore_.data();
+}
+
+bool DataBuffer::owns(const char* text) const {
+  const std::less<const char*> before;
+  return !before(text, store_) && !before(store_ + capacity_, text);
+}
+
+/// The bytes before the position, or before the first 0 among them.
+std::size_t DataBuffer::headLength(int position) const {
+  const int known = std::min(zeroFree_, position);
+  return static_cast<std::size_t>(known) +
+         lengthUpTo(store_ + known, static_cast<std::size_t>(position - known));
+}
+
+/// The bytes from the position up to the first 0.
+std::size_t DataBuffer::tailLength(int position) const {
+  return position < written_ ? std::strlen(store_ + position) : 0;
+}
+
+}  // namespace tarvo::oss

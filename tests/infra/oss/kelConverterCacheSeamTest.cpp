@@ -1,0 +1,230 @@
+#include "oss/kelConverterCache.hpp"
+#include "support/kelDefaultCodePageSeam.hpp"
+#include "support/kelRaises.hpp"
+
+#include <gtest/gtest.h>
+#include <unicode/ucnv.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tarvo::oss {
+namespace {
+
+using test::DefaultCodePage;
+
+std::string nameOf(const CachedConverter& converter) {
+  UErrorCode status = U_ZERO_ERROR;
+  return converter.get() == nullptr ? "(none)" : ucnv_getName(converter.get(), &status);
+}
+
+/// Every converter that ICU lists, by its own name, and some names that mean the same or nothing.
+std::vector<std::string> codePages() {
+  std::vector<std::string> names;
+  for (std::int32_t i = 0; i < ucnv_countAvailable(); ++i) names.emplace_back(ucnv_getAvailableName(i));
+  for (const char* name : {"latin1", "utf8", "UTF-16,version=1", "ISO-8859-1,swaplfnl", "no-such-page", ""}) {
+    names.emplace_back(name);
+  }
+  return names;
+}
+
+std::vector<icu::UnicodeString> texts() {
+  icu::UnicodeString everyUnit;
+  for (int unit = 0; unit < 0x10000; unit += 13) everyUnit.append(static_cast<char16_t>(unit));
+  return {u"",
+          u"plain",
+          u"\u00E9t\u00E9 \u20AC \u65E5\u672C\u8A9E \u0416",
+          u"half \xD83D",
+          u"\xDE00 half",
+          u"\U0001F600 whole",
+          icu::UnicodeString(u"a\0b", 3),
+          everyUnit};
+}
+
+/// Bytes and size of a conversion into the given room, with a mark behind what may be written.
+template <class Convert>
+std::string into(std::int32_t capacity, Convert convert) {
+  std::string room(static_cast<std::size_t>(capacity) + 1, '#');
+  const std::int32_t size = convert(room.data());
+  return std::to_string(size) + ":" + room;
+}
+
+TEST(ConverterCache, WritesWhatIcuWrites) {
+  for (const std::string& name : codePages()) {
+    for (const icu::UnicodeString& text : texts()) {
+      for (const std::int32_t capacity : {1, 7, 2000, 40000}) {
+        const auto byName = [&](char* room) {
+          return text.extract(0, text.length(), room, static_cast<std::uint32_t>(capacity), name.c_str());
+        };
+        const auto cached = [&](char* room) { return fromUnicode(text, room, capacity, name.c_str()); };
+        const std::string expected = into(capacity, byName);
+        ASSERT_EQ(into(capacity, cached), expected) << name << ", " << text.length() << " units";
+        ASSERT_EQ(into(capacity, cached), expected) << name << ", the second time";
+      }
+    }
+  }
+}
+
+TEST(ConverterCache, ReadsWhatIcuReads) {
+  std::string everyByte;
+  for (int i = 0; i < 1024; ++i) everyByte += static_cast<char>(i * 7 + i / 256);
+  const auto bytes = std::to_array<std::string>(
+      {"", "plain", "\x1B$B$\"\x1B(B", "\xE6\x97\xA5\xE6", "\xFF\xFE\x41\x00", "\x0E\x42\x41", everyByte});
+  for (const std::string& name : codePages()) {
+    for (const std::string& given : bytes) {
+      const auto length = static_cast<std::int32_t>(given.size());
+      const icu::UnicodeString expected(given.data(), length, name.c_str());
+      for (int time = 0; time < 2; ++time) {
+        const icu::UnicodeString found = toUnicode(given.data(), length, name.c_str());
+        ASSERT_EQ(found.isBogus(), expected.isBogus()) << name;
+        ASSERT_EQ(found, expected) << name;
+      }
+      const icu::UnicodeString measured = toUnicode(given.c_str(), -1, name.c_str());
+      const icu::UnicodeString expectedToo(given.c_str(), -1, name.c_str());
+      ASSERT_EQ(measured.isBogus(), expectedToo.isBogus()) << name;
+      ASSERT_EQ(measured, expectedToo) << name;
+    }
+  }
+}
+
+TEST(ConverterCache, TakesANullNameForTheDefault) {
+  const icu::UnicodeString text(u"\u00E9\xD800");
+  const auto byDefault = [&](char* room) { return text.extract(0, text.length(), room, 20U, nullptr); };
+  EXPECT_EQ(into(20, [&](char* room) { return fromUnicode(text, room, 20, nullptr); }), into(20, byDefault));
+  EXPECT_EQ(toUnicode("\xC3\xA9\xFF", 3, nullptr), icu::UnicodeString("\xC3\xA9\xFF", 3, nullptr));
+  EXPECT_EQ(toUnicode(nullptr, 3, "UTF-8"), u"");
+}
+
+TEST(ConverterCache, AsksForTheDefaultNameAfresh) {
+  const auto names = std::to_array<const char*>({"ISO-8859-1", "UTF-8", "ISO-8859-1", "US-ASCII"});
+  for (const char* const name : names) {
+    const DefaultCodePage other(name);
+    EXPECT_EQ(nameOf(CachedConverter(nullptr)), name);
+  }
+}
+
+TEST(ConverterCache, KeepsAnOpenConverter) {
+  const UConverter* first = nullptr;
+  {
+    const CachedConverter converter("windows-1252");
+    first = converter.get();
+  }
+  const CachedConverter again("windows-1252");
+  EXPECT_NE(first, nullptr);
+  EXPECT_EQ(again.get(), first);
+}
+
+TEST(ConverterCache, KeepsNoConverterWhoseNameIsTooLong) {
+  const std::string options = "windows-1252," + std::string(100, 'o');
+  const CachedConverter converter(options.c_str());
+  EXPECT_NE(converter.get(), nullptr);
+  EXPECT_EQ(toUnicode("\x80", 1, options.c_str()), u"\u20AC");
+}
+
+TEST(ConverterCache, TellsNamesApartByTheirBytes) {
+  const CachedConverter one("windows-1251");
+  const CachedConverter other("WINDOWS-1251");
+  EXPECT_NE(one.get(), other.get());
+  EXPECT_EQ(nameOf(one), nameOf(other));
+}
+
+TEST(ConverterCache, StartsAfreshAfterHalfACharacter) {
+  UErrorCode status = U_ZERO_ERROR;
+  std::array<char16_t, 8> units;
+  {
+    const CachedConverter converter("Shift_JIS");
+    const char* source = "\x93";
+    char16_t* target = units.data();
+    ucnv_toUnicode(converter.get(), &target, units.data() + units.size(), &source, source + 1, nullptr, 0,
+                   &status);
+    ASSERT_EQ(target, units.data());
+  }
+  EXPECT_EQ(toUnicode("\x41", 1, "Shift_JIS"), u"A");
+  const CachedConverter converter("Shift_JIS");
+  EXPECT_EQ(ucnv_toUCountPending(converter.get(), &status), 0);
+}
+
+TEST(ConverterCache, GivesASecondOneWhileTheFirstIsInUse) {
+  const CachedConverter outer("ISO-2022-JP");
+  const CachedConverter inner("ISO-2022-JP");
+  ASSERT_NE(outer.get(), nullptr);
+  ASSERT_NE(inner.get(), nullptr);
+  EXPECT_NE(outer.get(), inner.get());
+}
+
+TEST(ConverterCache, ServesMoreNamesThanItKeeps) {
+  const icu::UnicodeString text(u"\u00E9");
+  for (int round = 0; round < 3; ++round) {
+    for (int page = 1; page <= 15; ++page) {
+      if (page == 12) continue;  // there is none
+      const std::string name = "ISO-8859-" + std::to_string(page);
+      std::string found(4, '\0');
+      std::string expected(4, '\0');
+      EXPECT_EQ(fromUnicode(text, found.data(), 4, name.c_str()),
+                text.extract(0, 1, expected.data(), 4U, name.c_str()))
+          << name;
+      EXPECT_EQ(found, expected) << name;
+    }
+  }
+}
+
+TEST(ConverterCache, ServesMoreAtOnceThanItKeeps) {
+  std::vector<std::unique_ptr<CachedConverter>> held;
+  std::vector<const UConverter*> open;
+  for (int page = 1; page <= 11; ++page) {
+    held.push_back(std::make_unique<CachedConverter>(("ISO-8859-" + std::to_string(page)).c_str()));
+    ASSERT_NE(held.back()->get(), nullptr) << page;
+    open.push_back(held.back()->get());
+  }
+  std::sort(open.begin(), open.end());
+  EXPECT_EQ(std::unique(open.begin(), open.end()), open.end());
+  EXPECT_EQ(nameOf(*held.front()), "ISO-8859-1");
+}
+
+TEST(ConverterCache, OpensNothingForUnknownNames) {
+  const std::string overlong(500, 'x');
+  for (const char* const name : {"no-such-page", overlong.c_str()}) {
+    EXPECT_EQ(CachedConverter(name).get(), nullptr);
+    EXPECT_TRUE(toUnicode("a", 1, name).isBogus());
+    EXPECT_EQ(into(3, [&](char* room) { return fromUnicode(u"a", room, 3, name); }),
+              "0:" + std::string("\0###", 4));
+  }
+}
+
+TEST(ConverterCache, SharesNothingBetweenThreads) {
+  const CachedConverter here("KOI8-R");
+  const UConverter* there = here.get();
+  std::thread([&] { there = CachedConverter("KOI8-R").get(); }).join();
+  EXPECT_NE(there, here.get());
+}
+
+/// Converts once more when its thread has closed its converters already.
+struct LateConversion {
+  explicit LateConversion(std::string& result) : result_(&result) {}
+  LateConversion(const LateConversion&) = delete;
+  LateConversion& operator=(const LateConversion&) = delete;
+  ~LateConversion() {
+    std::array<char, 4> bytes{};
+    fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-1");
+    fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-1");
+    *result_ = bytes.data();
+  }
+  std::string* result_;
+};
+
+TEST(ConverterCache, StillServesAThreadPastItsEnd) {
+  std::string result;
+  std::thread([&] {
+    static thread_local LateConversion late(result);  // built first, so destroyed last
+    std::array<char, 4> bytes;
+    fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-1");
+  }).join();
+  EXPECT_EQ(result, "\xE9");
+}
+
+}  // namespace
+}  // namespace tarvo::oss
