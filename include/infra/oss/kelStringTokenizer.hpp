@@ -1,0 +1,75 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelDataBuffer.hpp"
+
+#include <unicode/unistr.h>
+
+#include <array>
+
+namespace tarvo::oss {
+
+/// Splits a text at any of a set of delimiters, once, when it is built, and hands the tokens out one by one.
+///
+///     StringTokenizer words("x, y,z", "UTF-8", ", ");
+///     while (words.hasMoreTokens()) puts(words.getNextToken());       // x  y  z
+///
+/// Delimiters in a row separate once, and at the end of the text they give no token. At its start they do
+/// give one, an empty one: " a b" is "", "a", "b", while "a b " is "a", "b". A text of delimiters alone is
+/// one empty token, an empty text has none. Delimiters are UTF-16 code units; the two halves of a
+/// supplementary character are two delimiters.
+///
+/// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
+/// starts at the first token. One thread at a time.
+class KELINFRA_API StringTokenizer {
+ public:
+  /// Takes text and delimiters in the code page named, an ICU converter name, and hands out bytes in it.
+  ///   text         NUL-terminated; null is the empty text
+  ///   codePage     null or "" is ICU's default converter. One that ICU does not know makes the text empty.
+  ///   Its
+  ///                first 64 bytes are what the tokens are converted with
+  ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
+  StringTokenizer(const char* text, const char* codePage, const char* delimiters);
+  /// Takes plain ASCII delimiters; null or "" is " \r\n\t". Bytes are handed out in ICU's default code page.
+  StringTokenizer(const icu::UnicodeString& text, const char* delimiters);
+  StringTokenizer(const StringTokenizer&) = delete;
+  StringTokenizer& operator=(const StringTokenizer&) = delete;
+  ~StringTokenizer();
+
+  // --- ask
+
+  /// All tokens, those handed out included.
+  int countTokens() const;
+  bool hasMoreTokens() const;
+
+  // --- iterate
+
+  /// The first token and the one at the cursor, as NUL-terminated bytes in the tokenizer's code page; the
+  /// cursor then stands behind it. When there is none, the empty text. Never null; valid until the next call
+  /// of either.
+  ///   raises   as `DataBuffer::appendString(text, encoding)`, the cursor at 0 and where it was respectively
+  const char* getFirstToken();
+  const char* getNextToken();
+
+  /// The same as text. An empty one when there is no token.
+  // NOLINTBEGIN(readability-const-return-type): the signatures are settled
+  const icu::UnicodeString getFirstTokenString();
+  const icu::UnicodeString getNextTokenString();
+  // NOLINTEND(readability-const-return-type)
+
+ private:
+  struct Token;
+
+  KELINFRA_LOCAL void tokenize(const icu::UnicodeString& delimiters);
+  KELINFRA_LOCAL const char* takeBytes();
+  KELINFRA_LOCAL icu::UnicodeString takeText();
+
+  DataBuffer bytes_;
+  std::array<char, 65> codePage_{};
+  int cursor_ = 0;
+  int count_ = 0;
+  icu::UnicodeString text_;
+  Token* tokens_ = nullptr;  // where each stands in the text
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,44 @@
+#include "infra/oss/kelBuildVersion.hpp"
+
+#include "infra/oss/kelStringTokenizer.hpp"
+
+#include "oss/kelInvariant.hpp"
+
+namespace tarvo::oss {
+namespace {
+
+constexpr const char* builtInVersion = "5.2.1.0-1.1-275";
+
+}  // namespace
+
+BuildVersion::BuildVersion() : BuildVersion(invariantText(builtInVersion)) {}
+
+// NOLINTNEXTLINE(modernize-pass-by-value): the signature is settled
+BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion) : buildVersion_(buildVersion) {
+  StringTokenizer parts(buildVersion_, "-");
+  productVersion_ = parts.getNextTokenString();
+  protocolVersion_ = parts.getNextTokenString();
+  buildNumber_ = parts.getNextTokenString();
+}
+
+BuildVersion::BuildVersion(const BuildVersion& other) = default;
+
+BuildVersion::~BuildVersion() = default;
+
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): see the header
+BuildVersion& BuildVersion::operator=(BuildVersion& other) = default;
+
+const icu::UnicodeString& BuildVersion::getBuildVersion() const {
+  return buildVersion_;
+}
+const icu::UnicodeString& BuildVersion::getProtocolVersion() const {
+  return protocolVersion_;
+}
+const icu::UnicodeString& BuildVersion::getProductVersion() const {
+  return productVersion_;
+}
+const icu::UnicodeString& BuildVersion::getBuildNumberString() const {
+  return buildNumber_;
+}
+
+}  // namespace tarvo::oss

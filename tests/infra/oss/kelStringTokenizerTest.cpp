@@ -1,0 +1,471 @@
+#include "infra/oss/kelNLSException.hpp"
+#include "infra/oss/kelStringTokenizer.hpp"
+
+#include "support/kelRaises.hpp"
+#include "support/kelTraceRecorder.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace tarvo::test {
+namespace {
+
+using oss::NLSException;
+using oss::StringTokenizer;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Texts = std::vector<icu::UnicodeString>;
+
+static_assert(!std::is_copy_constructible_v<StringTokenizer> && !std::is_copy_assignable_v<StringTokenizer>);
+static_assert(!std::is_polymorphic_v<StringTokenizer>);
+static_assert(std::is_same_v<decltype(std::declval<StringTokenizer&>().getNextTokenString()),
+                             const icu::UnicodeString>);
+
+// --- the model
+
+bool has(const std::u16string& delimiters, char16_t unit) {
+  return delimiters.find(unit) != std::u16string::npos;
+}
+
+/// The tokens as slots that are filled unit by unit, on a copy whose line ends are folded first.
+std::vector<std::u16string> modelTokens(std::u16string text, const std::u16string& delimiters) {
+  if (text.empty()) return {};
+  if (has(delimiters, u'\n') && has(delimiters, u'\r')) {
+    for (std::size_t at = text.find(u"\r\n"); at != std::u16string::npos; at = text.find(u"\r\n", at + 1)) {
+      text.replace(at, 2, u"\n");
+    }
+  }
+  std::size_t slots = 1;
+  for (const char16_t unit : text) {
+    if (has(delimiters, unit)) ++slots;
+  }
+  std::vector<std::u16string> tokens(slots);
+  std::size_t k = 0;
+  bool delimiterSeen = false;
+  for (const char16_t unit : text) {
+    if (has(delimiters, unit)) {
+      delimiterSeen = true;
+      continue;
+    }
+    if (delimiterSeen && k + 1 < slots) {
+      ++k;
+      delimiterSeen = false;
+    }
+    tokens[k] += unit;
+  }
+  tokens.resize(k + 1);
+  return tokens;
+}
+
+TEST(StringTokenizerModel, KnowsTheAsymmetryOfLeadingDelimiters) {
+  using Tokens = std::vector<std::u16string>;
+  EXPECT_EQ(modelTokens(u"", u","), Tokens{});
+  EXPECT_EQ(modelTokens(u",,,", u","), Tokens{u""});
+  EXPECT_EQ(modelTokens(u",a", u","), (Tokens{u"", u"a"}));
+  EXPECT_EQ(modelTokens(u"a,", u","), Tokens{u"a"});
+  EXPECT_EQ(modelTokens(u"a,,b", u","), (Tokens{u"a", u"b"}));
+  EXPECT_EQ(modelTokens(u"a\r\nb", u"\r\n"), (Tokens{u"a", u"b"}));
+}
+
+icu::UnicodeString unicode(const std::u16string& text) {
+  return {text.data(), static_cast<std::int32_t>(text.size())};
+}
+
+Texts allTokens(StringTokenizer& tokenizer) {
+  Texts tokens;
+  while (tokenizer.hasMoreTokens()) tokens.push_back(tokenizer.getNextTokenString());
+  return tokens;
+}
+
+Texts tokensOf(const icu::UnicodeString& text, const char* delimiters) {
+  StringTokenizer tokenizer(text, delimiters);
+  return allTokens(tokenizer);
+}
+
+// --- splitting
+
+TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
+  struct Row {
+    const char* why;
+    const char16_t* text;
+    const char* delimiters;
+    Texts expected;
+  };
+  const auto rows = std::to_array<Row>({
+      {"empty", u"", ",", {}},
+      {"no delimiter", u"abc", ",", {u"abc"}},
+      {"two in a row", u"a,,b", ",", {u"a", u"b"}},
+      {"different ones in a row", u"a, ;b", ";, ", {u"a", u"b"}},
+      {"at the end: no token", u"a,", ",", {u"a"}},
+      {"at the start: an empty token", u",a", ",", {u"", u"a"}},
+      {"several at the start: one empty token", u",,,a", ",", {u"", u"a"}},
+      {"nothing else: one empty token", u",,,", ",", {u""}},
+      {"one alone", u",", ",", {u""}},
+      {"blank at the start", u" a b", nullptr, {u"", u"a", u"b"}},
+      {"blank at the end", u"a b ", nullptr, {u"a", u"b"}},
+      {"CR LF, both delimiters", u"x\r\ny", nullptr, {u"x", u"y"}},
+      {"CR LF at the start", u"\r\nx", nullptr, {u"", u"x"}},
+      {"CR LF, LF delimits alone", u"x\r\ny", "\n", {u"x\r", u"y"}},
+      {"CR LF, CR delimits alone", u"x\r\ny", "\r", {u"x", u"\ny"}},
+      {"the four defaults", u"a b\rc\nd\te\vf", nullptr, {u"a", u"b", u"c", u"d", u"e\vf"}},
+      {"empty means the defaults", u"a b\rc\nd\te\vf", "", {u"a", u"b", u"c", u"d", u"e\vf"}},
+      {"a delimiter given twice", u"a,b", ",,", {u"a", u"b"}},
+      {"U+FFFF is a unit as any other", u"a\xFFFF,b", ",", {u"a\xFFFF", u"b"}},
+      {"delimiter 127",
+       u"a\x7F"
+       u"b\xFF",
+       "\x7F",
+       {u"a", u"b\xFF"}},
+  });
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    StringTokenizer tokenizer(row.text, row.delimiters);
+    EXPECT_EQ(tokenizer.countTokens(), static_cast<int>(row.expected.size()));
+    EXPECT_EQ(tokenizer.hasMoreTokens(), !row.expected.empty());
+    EXPECT_EQ(allTokens(tokenizer), row.expected);
+    EXPECT_EQ(tokenizer.countTokens(), static_cast<int>(row.expected.size()));
+  }
+}
+
+TEST(StringTokenizer, SplitsEveryShortTextAsTheModelDoes) {
+  const std::u16string alphabet = u"a,\r\n";
+  const auto sets = std::to_array<std::pair<const char*, std::u16string>>({{",", u","},
+                                                                           {"\r\n", u"\r\n"},
+                                                                           {",\n", u",\n"},
+                                                                           {",\r", u",\r"},
+                                                                           {",\n\r", u",\n\r"},
+                                                                           {nullptr, u" \r\n\t"}});
+  std::vector<std::u16string> texts = {u""};
+  for (std::size_t i = 0; i < texts.size() && texts[i].size() < 6; ++i) {
+    for (const char16_t unit : alphabet) texts.push_back(texts[i] + unit);
+  }
+  for (const auto& [delimiters, set] : sets) {
+    for (const std::u16string& text : texts) {
+      Texts expected;
+      for (const std::u16string& token : modelTokens(text, set)) expected.push_back(unicode(token));
+      ASSERT_EQ(tokensOf(unicode(text), delimiters), expected)
+          << utf8(unicode(text)) << " at " << utf8(unicode(set));
+    }
+  }
+}
+
+TEST(StringTokenizer, TellsTheHalvesOfASupplementaryCharacterApart) {
+  // U+1F600 is D83D DE00, U+1F601 is D83D DE01, U+1F300 is D83C DF00.
+  StringTokenizer tokenizer(
+      "a\xF0\x9F\x98\x81"
+      "b\xF0\x9F\x8C\x80"
+      "c",
+      "UTF-8", "\xF0\x9F\x98\x80");
+  EXPECT_EQ(allTokens(tokenizer), (Texts{u"a",
+                                         u"\xDE01"
+                                         u"b\xD83C\xDF00"
+                                         u"c"}));
+}
+
+TEST(StringTokenizer, KeepsItsOwnCopyOfTheText) {
+  icu::UnicodeString text(u"a fairly long first token,second");
+  StringTokenizer tokenizer(text, ",");
+  text.setTo(u"changed,changed,changed");
+  EXPECT_EQ(allTokens(tokenizer), (Texts{u"a fairly long first token", u"second"}));
+}
+
+TEST(StringTokenizer, KeepsItsOwnCopyOfAnAliasedText) {
+  std::u16string units = u"first,second";
+  const icu::UnicodeString alias(static_cast<UBool>(false), units.data(),
+                                 static_cast<std::int32_t>(units.size()));
+  StringTokenizer tokenizer(alias, ",");
+  units.assign(units.size(), u',');
+  EXPECT_EQ(allTokens(tokenizer), (Texts{u"first", u"second"}));
+}
+
+TEST(StringTokenizer, TakesABogusTextAsEmpty) {
+  icu::UnicodeString bogus;
+  bogus.setToBogus();
+  StringTokenizer tokenizer(bogus, ",");
+  EXPECT_EQ(tokenizer.countTokens(), 0);
+  EXPECT_FALSE(tokenizer.getNextTokenString().isBogus());
+}
+
+// --- bytes; NOLINTBEGIN(modernize-raw-string-literal): bytes of a code page, backslashes by chance
+
+TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
+  struct Row {
+    const char* why;
+    const char* text;
+    const char* codePage;
+    const char* delimiters;
+    std::vector<std::string> expected;
+  };
+  const auto rows = std::to_array<Row>({
+      {"null text", nullptr, "UTF-8", ",", {}},
+      {"empty text", "", "UTF-8", ",", {}},
+      {"ASCII", "a,b", "UTF-8", ",", {"a", "b"}},
+      {"default delimiters, null", "a b\r\nc", "UTF-8", nullptr, {"a", "b", "c"}},
+      {"default delimiters, empty", "a\tb", "UTF-8", "", {"a", "b"}},
+      {"UTF-8 delimiter", "x\xC3\x9Fy\xC3\xA9", "UTF-8", "\xC3\x9F", {"x", "y\xC3\xA9"}},
+      {"Latin-1 delimiter", "x\xDFy\xE9", "ISO-8859-1", "\xDF", {"x", "y\xE9"}},
+      {"a trail byte that looks like the delimiter",
+       "\x83\x5C\x5C\x83\x5C",
+       "Shift_JIS",
+       "\x5C",
+       {"\x83\x5C", "\x83\x5C"}},
+      {"EBCDIC text, the default delimiters as ever", "\x81\x40\x82", "IBM037", nullptr, {"\x81", "\x82"}},
+      {"unknown code page", "a,b", "no-such-page", ",", {}},
+      {"null code page", "a,b", nullptr, ",", {"a", "b"}},
+      {"empty code page", "a,b", "", ",", {"a", "b"}},
+  });
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    StringTokenizer tokenizer(row.text, row.codePage, row.delimiters);
+    std::vector<std::string> tokens;
+    while (tokenizer.hasMoreTokens()) tokens.emplace_back(tokenizer.getNextToken());
+    EXPECT_EQ(tokens, row.expected);
+    EXPECT_EQ(tokenizer.countTokens(), static_cast<int>(row.expected.size()));
+  }
+}
+
+TEST(StringTokenizer, GivesBytesOfUnicodeInTheDefaultCodePage) {
+  const icu::UnicodeString word(u"stra\u00DFe");
+  std::string expected(100, '\0');
+  expected.resize(static_cast<std::size_t>(word.extract(0, word.length(), expected.data(), 100U, nullptr)));
+  StringTokenizer tokenizer(word + u",b", ",");
+  EXPECT_EQ(tokenizer.getNextToken(), expected);
+}
+
+/// A name of the length given whose last bytes say that line feed (byte 0x25) and next line (0x15) trade
+/// places. ICU skips options that it does not know, so the filling changes nothing.
+std::string swappingName(std::size_t length) {
+  const std::string last = ",swaplfnl";
+  std::string name = "ibm-1047_P100-1995,";
+  name.resize(length - last.size(), 'o');
+  return name + last;
+}
+
+// Byte 0x15 is read as a line feed. It is written as 0x15 as long as the kept name ends as the given one
+// does.
+TEST(StringTokenizer, WritesWithTheFirst64BytesOfTheCodePageName) {
+  struct Row {
+    std::size_t length;
+    const char* written;
+  };
+  const auto rows = std::to_array<Row>(
+      {{40, "\x15"}, {63, "\x15"}, {64, "\x15"}, {65, "\x25"}, {70, "\x25"}, {5000, "\x25"}});
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.length);
+    StringTokenizer tokenizer("\x15", swappingName(row.length).c_str(), "\x6B");
+    EXPECT_STREQ(tokenizer.getFirstToken(), row.written);
+    EXPECT_EQ(tokenizer.getFirstTokenString(), u"\n");
+  }
+}
+
+// NOLINTEND(modernize-raw-string-literal)
+
+TEST(StringTokenizer, GivesLongTokens) {
+  const std::string longToken(20'000, 'x');
+  StringTokenizer tokenizer((longToken + " b " + longToken).c_str(), "UTF-8", nullptr);
+  EXPECT_EQ(tokenizer.getNextToken(), longToken);
+  EXPECT_STREQ(tokenizer.getNextToken(), "b");
+  EXPECT_EQ(tokenizer.getNextTokenString().length(), 20'000);
+}
+
+TEST(StringTokenizer, LeavesNothingOfATokenBehindTheNext) {
+  StringTokenizer tokenizer("abcdefghij k", "UTF-8", nullptr);
+  tokenizer.getNextToken();
+  const char* const token = tokenizer.getNextToken();
+  EXPECT_EQ(std::string(token, token + 4097), "k" + std::string(4096, '\0'));
+}
+
+// --- the cursor
+
+TEST(StringTokenizer, SharesOneCursorAmongItsForms) {
+  StringTokenizer tokenizer(u"a,b,c,d", ",");
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"a");
+  EXPECT_STREQ(tokenizer.getNextToken(), "b");
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"c");
+  EXPECT_STREQ(tokenizer.getFirstToken(), "a");
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"b");
+  EXPECT_EQ(tokenizer.getFirstTokenString(), u"a");
+  EXPECT_STREQ(tokenizer.getNextToken(), "b");
+}
+
+TEST(StringTokenizer, GivesEmptyTextsAtTheEndAndStartsAgain) {
+  StringTokenizer tokenizer(u"a,b", ",");
+  tokenizer.getNextToken();
+  tokenizer.getNextToken();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_FALSE(tokenizer.hasMoreTokens());
+    EXPECT_STREQ(tokenizer.getNextToken(), "");
+    EXPECT_EQ(tokenizer.getNextTokenString(), u"");
+  }
+  EXPECT_STREQ(tokenizer.getFirstToken(), "a");
+  EXPECT_TRUE(tokenizer.hasMoreTokens());
+}
+
+TEST(StringTokenizer, OfNoTokensGivesEmptyTexts) {
+  StringTokenizer tokenizer(u"", ",");
+  EXPECT_STREQ(tokenizer.getFirstToken(), "");
+  EXPECT_STREQ(tokenizer.getNextToken(), "");
+  EXPECT_EQ(tokenizer.getFirstTokenString(), u"");
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"");
+  EXPECT_FALSE(tokenizer.hasMoreTokens());
+}
+
+TEST(StringTokenizer, OfOneTokenHasNoMoreAfterTheFirst) {
+  StringTokenizer tokenizer(u"a", ",");
+  EXPECT_STREQ(tokenizer.getFirstToken(), "a");
+  EXPECT_FALSE(tokenizer.hasMoreTokens());
+}
+
+// "\xFE\xFF" starts a text of UTF-16 that holds no byte 0 in these letters.
+TEST(StringTokenizer, KeepsItsCursorWhenAConversionFails) {
+  const char* const text = "\xFE\xFF\x4E\x2D\x20\x10\x65\x87\x20\x10\x5B\x57";
+  StringTokenizer tokenizer(text, "UTF-16", "\xFE\xFF\x20\x10");
+  ASSERT_EQ(tokenizer.countTokens(), 3);
+  const auto refused =
+      Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", std::string("UTF-16"), std::string("UTF-16"))
+          .from("kelDataBuffer.cpp");
+  EXPECT_THAT([&] { tokenizer.getNextToken(); }, refused);
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"\u4E2D");
+  EXPECT_THAT([&] { tokenizer.getNextToken(); }, refused);
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"\u6587");
+  EXPECT_THAT([&] { tokenizer.getFirstToken(); }, refused);
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"\u4E2D");
+  EXPECT_TRUE(tokenizer.hasMoreTokens());
+}
+
+TEST(StringTokenizer, RaisesNothingAtTheEndOfARefusedCodePage) {
+  StringTokenizer tokenizer("\xFE\xFF\x4E\x2D", "UTF-16", "\xFE\xFF\x20\x10");
+  EXPECT_EQ(tokenizer.getNextTokenString(), u"\u4E2D");
+  EXPECT_STREQ(tokenizer.getNextToken(), "");
+}
+
+// --- random walks, against the model
+
+/// The seed is the test's parameter, so the run of one seed is repeated by its name.
+class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
+ protected:
+  unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+
+  std::u16string randomUnits(unsigned most, const std::u16string& alphabet) {
+    std::u16string text;
+    for (unsigned i = below(most + 1); i > 0; --i) {
+      text += below(3) == 0 ? u'x' : alphabet[below(static_cast<unsigned>(alphabet.size()))];
+    }
+    return text;
+  }
+
+  /// Any steps in any order, against tokens and a cursor of the test's own.
+  void walk(StringTokenizer& tokenizer, const std::vector<std::u16string>& tokens) {
+    ASSERT_EQ(tokenizer.countTokens(), static_cast<int>(tokens.size()));
+    std::size_t cursor = 0;
+    for (int i = 0; i < 40; ++i) {
+      const bool first = below(8) == 0;
+      if (first) cursor = 0;
+      const std::u16string expected = cursor < tokens.size() ? tokens[cursor++] : std::u16string();
+      if (below(2) == 0) {
+        ASSERT_EQ(first ? tokenizer.getFirstTokenString() : tokenizer.getNextTokenString(),
+                  unicode(expected));
+      } else {
+        const std::string bytes = first ? tokenizer.getFirstToken() : tokenizer.getNextToken();
+        ASSERT_EQ(bytes, utf8(unicode(expected)));
+      }
+      ASSERT_EQ(tokenizer.hasMoreTokens(), cursor < tokens.size());
+    }
+  }
+
+  std::mt19937 random_{GetParam()};
+};
+
+TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {
+  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  const std::u16string alphabet = u"ab,; \r\n\t\u00E9\u4E2D\uFFFD";
+  for (int i = 0; i < 200; ++i) {
+    SCOPED_TRACE("text " + std::to_string(i));
+    const std::u16string text = randomUnits(60, alphabet);
+    const std::u16string set = randomUnits(5, alphabet);
+    StringTokenizer tokenizer(utf8(unicode(text)).c_str(), "UTF-8", utf8(unicode(set)).c_str());
+    walk(tokenizer, modelTokens(text, set.empty() ? u" \r\n\t" : set));
+    if (HasFatalFailure()) return;
+  }
+}
+
+TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
+  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  for (int i = 0; i < 200; ++i) {
+    SCOPED_TRACE("text " + std::to_string(i));
+    const std::u16string text = randomUnits(400, u"ab,; \r\n\t\u00E9\u4E2D\uFFFF");
+    const std::u16string set = randomUnits(4, u"b,; \r\n\t");
+    StringTokenizer tokenizer(unicode(text), utf8(unicode(set)).c_str());
+    Texts expected;
+    for (const std::u16string& token : modelTokens(text, set.empty() ? u" \r\n\t" : set)) {
+      expected.push_back(unicode(token));
+    }
+    ASSERT_EQ(allTokens(tokenizer), expected);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seed, StringTokenizerWalks, ::testing::Range(1U, 17U));
+
+// --- trace hooks
+
+/// The hooks of the tokenizer alone; those of its buffer stand between them.
+std::vector<std::string> tokenizerCalls(TraceRecorder& trace) {
+  std::vector<std::string> calls = trace.take();
+  calls.erase(std::remove_if(calls.begin(), calls.end(),
+                             [](const std::string& call) { return call.find(" 60") == std::string::npos; }),
+              calls.end());
+  return calls;
+}
+
+TEST(StringTokenizer, ReportsTheExitOfWhatBuildsAndMovesTheCursor) {
+  TraceRecorder trace(0x20000);
+  {
+    StringTokenizer tokenizer(u"a", ",");
+    EXPECT_THAT(tokenizerCalls(trace), ElementsAre("traceEntry 606", "traceExit 606 0", "traceExit 604 0"));
+    const StringTokenizer bytes("a", "UTF-8", ",");
+    EXPECT_THAT(tokenizerCalls(trace), ElementsAre("traceEntry 606", "traceExit 606 0", "traceExit 604 0"));
+    const auto rows = std::to_array<std::pair<const char*, std::function<void()>>>({
+        {"traceExit 607 0", [&] { tokenizer.getFirstToken(); }},
+        {"traceExit 608 0", [&] { tokenizer.getNextToken(); }},  // at the end, too
+        {"traceExit 609 0", [&] { static_cast<void>(tokenizer.getFirstTokenString()); }},
+        {"traceExit 60A 0", [&] { static_cast<void>(tokenizer.getNextTokenString()); }},
+    });
+    for (const auto& [expected, step] : rows) {
+      step();
+      EXPECT_THAT(tokenizerCalls(trace), ElementsAre(expected));
+    }
+    tokenizer.countTokens();
+    tokenizer.hasMoreTokens();
+    EXPECT_THAT(tokenizerCalls(trace), IsEmpty());
+  }
+  EXPECT_THAT(tokenizerCalls(trace), ElementsAre("traceExit 605 0", "traceExit 605 0"));
+}
+
+TEST(StringTokenizer, ClosesEveryHookOfItsBuffer) {
+  StringTokenizer tokenizer("a b", "UTF-8", nullptr);
+  TraceRecorder trace(0x20000);
+  tokenizer.getNextToken();
+  EXPECT_THAT(trace.calls(), ElementsAre("traceEntry 5F8", "traceExit 5F8 0", "traceEntry 5F3",
+                                         "traceExit 5F3 0", "traceExit 608 0"));
+}
+
+TEST(StringTokenizer, ThatRaisesReportsNoExit) {
+  StringTokenizer tokenizer("\xFE\xFF\x4E\x2D", "UTF-16", "\xFE\xFF\x20\x10");
+  ASSERT_EQ(tokenizer.countTokens(), 1);
+  TraceRecorder trace(0x20000);
+  EXPECT_THROW(tokenizer.getNextToken(), NLSException);
+  EXPECT_THAT(tokenizerCalls(trace), IsEmpty());
+}
+
+}  // namespace
+}  // namespace tarvo::test
