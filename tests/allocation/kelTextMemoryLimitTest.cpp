@@ -1,0 +1,92 @@
+#include "infra/oss/kelDataBuffer.hpp"
+#include "infra/oss/kelStringTokenizer.hpp"
+
+#include "support/kelAllocationCount.hpp"
+
+#include <gtest/gtest.h>
+#include <unicode/unistr.h>
+
+#include <array>
+#include <functional>
+#include <new>
+#include <string>
+#include <utility>
+
+namespace tarvo::test {
+namespace {
+
+using oss::DataBuffer;
+using oss::StringTokenizer;
+
+TEST(DataBufferWithoutMemory, StaysAsItIs) {
+  const std::string longText(5000, 'x');
+  const icu::UnicodeString longUnicode = icu::UnicodeString::fromUTF8(longText);
+  const DataBuffer longBuffer(longText.c_str());
+  const auto rows = std::to_array<std::pair<const char*, std::function<void(DataBuffer&)>>>({
+      {"append", [&](DataBuffer& b) { b.appendString(longText.c_str()); }},
+      {"insert", [&](DataBuffer& b) { b.insertString(1, longText.c_str()); }},
+      {"append a buffer", [&](DataBuffer& b) { b.appendString(longBuffer); }},
+      {"append Unicode", [&](DataBuffer& b) { b.appendString(longUnicode, "UTF-8"); }},
+      {"append a literal", [&](DataBuffer& b) { b.appendBinary(longText.data(), 5000, false); }},
+      {"append what fits on the stack, but not in the buffer",
+       [&](DataBuffer& b) { b.appendBinary(longText.data(), 2046, false); }},
+  });
+  for (const auto& [what, change] : rows) {
+    SCOPED_TRACE(what);
+    DataBuffer buffer("0123456789");
+    {
+      const AllocationLimit limit(4000);
+      change(buffer);
+    }
+    EXPECT_EQ(buffer.length(), 10);
+    EXPECT_EQ(buffer.capacity(), 4096);
+    EXPECT_EQ(std::string(buffer.getString()), "0123456789");
+    change(buffer);
+    EXPECT_GT(buffer.length(), 4096);
+  }
+}
+
+TEST(DataBufferWithoutMemory, StaysAsItIsWhenItsOwnPieceCannotBeCopied) {
+  DataBuffer buffer(std::string(5000, 'x').c_str());
+  const int capacity = buffer.capacity();
+  {
+    const AllocationLimit limit(4000);
+    buffer.insertString(7, buffer);
+    buffer.insertString(7, buffer.getString(), 4500);
+  }
+  EXPECT_EQ(std::string(buffer.getString()), std::string(5000, 'x'));
+  EXPECT_EQ(buffer.length(), 5000);
+  EXPECT_EQ(buffer.capacity(), capacity);
+}
+
+// Memory taken ahead is a convenience: where there is none, what is needed is enough.
+TEST(DataBufferWithoutMemory, DoesWithWhatItNeeds) {
+  std::string text(100'000, 'a');
+  text.reserve(140'000);
+  DataBuffer buffer(text.c_str());
+  const AllocationLimit limit(150'000);
+  for (int i = 0; i < 4; ++i) {
+    const std::string more(5000, static_cast<char>('b' + i));
+    buffer.appendString(more.c_str());
+    text += more;
+    EXPECT_EQ(buffer.capacity(), static_cast<int>(text.size()) + 4096);
+    EXPECT_EQ(std::string(buffer.getString()), text);
+  }
+}
+
+TEST(DataBufferWithoutMemory, IsNotMade) {
+  const DataBuffer large(100'000);
+  const AllocationLimit limit(5000);
+  EXPECT_THROW(DataBuffer(5000), std::bad_alloc);
+  EXPECT_THROW(DataBuffer copy(large), std::bad_alloc);
+  EXPECT_NO_THROW(DataBuffer(4096));
+}
+
+TEST(StringTokenizerWithoutMemory, IsNotMade) {
+  const icu::UnicodeString text(1000, u'x', 1000);
+  const AllocationLimit limit(1000);
+  EXPECT_THROW(StringTokenizer(text, ","), std::bad_alloc);
+}
+
+}  // namespace
+}  // namespace tarvo::test
