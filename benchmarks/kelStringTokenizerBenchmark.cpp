@@ -1,0 +1,241 @@
+#include "infra/oss/kelStringTokenizer.hpp"
+
+#include <benchmark/benchmark.h>
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
+#include <unicode/ustring.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// StringTokenizer beside the standard library and ICU used by hand, on 64 KiB of five-letter words. Every
+/// case first checks that it finds the library's tokens.
+namespace {
+
+using tarvo::oss::StringTokenizer;
+
+constexpr const char* page = "windows-1252";
+constexpr std::u16string_view delimiters = u" \r\n\t";
+
+std::string wordBytes() {
+  std::string text;
+  while (text.size() < 32'768) text += "alpha bravo delta\r\nhotel\tindia ";
+  return text;
+}
+
+const std::string& bytes() {
+  static const std::string text = wordBytes();
+  return text;
+}
+
+const icu::UnicodeString& units() {
+  static const icu::UnicodeString text = icu::UnicodeString::fromUTF8(bytes());
+  return text;
+}
+
+// --- ways to split: each returns all tokens, glued together with a mark behind each
+
+std::string kelinfraBytes() {
+  std::string all;
+  StringTokenizer tokenizer(units(), nullptr);
+  while (tokenizer.hasMoreTokens()) all.append(tokenizer.getNextToken()).push_back('|');
+  return all;
+}
+
+template <class Take>
+void eachView(Take take) {
+  const std::u16string_view text(units().getBuffer(), static_cast<std::size_t>(units().length()));
+  for (std::size_t start = text.find_first_not_of(delimiters); start != std::u16string_view::npos;) {
+    const std::size_t end = std::min(text.find_first_of(delimiters, start), text.size());
+    take(text.substr(start, end - start));
+    start = text.find_first_not_of(delimiters, end);
+  }
+}
+
+/// A test of each unit by hand, as fast as a bare loop goes.
+template <class Take>
+void eachBareView(Take take) {
+  const char16_t* const text = units().getBuffer();
+  const auto length = static_cast<std::size_t>(units().length());
+  const auto separates = [](char16_t unit) {
+    return unit == u' ' || unit == u'\r' || unit == u'\n' || unit == u'\t';
+  };
+  for (std::size_t at = 0; at < length;) {
+    const std::size_t start = at;
+    while (at < length && !separates(text[at])) ++at;
+    take(std::u16string_view(text + start, at - start));
+    while (at < length && separates(text[at])) ++at;
+  }
+}
+
+icu::UnicodeString unicode(std::u16string_view view) {
+  return {view.data(), static_cast<std::int32_t>(view.size())};
+}
+
+std::string narrowByName(const icu::UnicodeString& token) {
+  std::array<char, 64> room{};
+  const std::int32_t size = token.extract(0, token.length(), room.data(), 64U, page);
+  return {room.data(), static_cast<std::size_t>(size)};
+}
+
+template <class Each>
+std::string glued(Each each) {
+  std::string all;
+  each([&](std::u16string_view view) { all.append(narrowByName(unicode(view))).push_back('|'); });
+  return all;
+}
+
+/// Whether the case may be timed: it finds what the library finds.
+bool agrees(benchmark::State& state, const std::string& tokens) {
+  if (tokens == kelinfraBytes()) return true;
+  state.SkipWithError("the tokens differ");
+  return false;
+}
+
+std::vector<icu::UnicodeString> byStrtok() {
+  std::u16string copy(units().getBuffer(), static_cast<std::size_t>(units().length()));
+  std::vector<icu::UnicodeString> tokens;
+  char16_t* rest = nullptr;
+  for (char16_t* token = u_strtok_r(copy.data(), u" \r\n\t", &rest); token != nullptr;
+       token = u_strtok_r(nullptr, u" \r\n\t", &rest)) {
+    tokens.emplace_back(token);
+  }
+  return tokens;
+}
+
+// --- construction
+
+void construct(benchmark::State& state) {
+  for (auto _ : state) {
+    const StringTokenizer tokenizer(units(), nullptr);
+    benchmark::DoNotOptimize(tokenizer.countTokens());
+  }
+}
+
+template <class Each>
+void collectViews(benchmark::State& state, Each each) {
+  if (!agrees(state, glued(each))) return;
+  for (auto _ : state) {
+    std::vector<std::u16string_view> views;
+    each([&](std::u16string_view view) { views.push_back(view); });
+    benchmark::DoNotOptimize(views.data());
+  }
+}
+
+void constructBareViews(benchmark::State& state) {
+  collectViews(state, [](auto take) { eachBareView(take); });
+}
+
+void constructFindFirstOf(benchmark::State& state) {
+  collectViews(state, [](auto take) { eachView(take); });
+}
+
+BENCHMARK(construct);
+BENCHMARK(constructBareViews);
+BENCHMARK(constructFindFirstOf);
+
+// --- every token as UnicodeString
+
+void everyString(benchmark::State& state) {
+  for (auto _ : state) {
+    StringTokenizer tokenizer(units(), nullptr);
+    while (tokenizer.hasMoreTokens()) benchmark::DoNotOptimize(tokenizer.getNextTokenString());
+  }
+}
+
+void everyStringStrtok(benchmark::State& state) {
+  std::string all;
+  for (const icu::UnicodeString& token : byStrtok()) all.append(narrowByName(token)).push_back('|');
+  if (!agrees(state, all)) return;
+  for (auto _ : state) benchmark::DoNotOptimize(byStrtok().data());
+}
+
+void everyStringViews(benchmark::State& state) {
+  if (!agrees(state, glued([](auto take) { eachView(take); }))) return;
+  for (auto _ : state) {
+    eachView([](std::u16string_view view) { benchmark::DoNotOptimize(unicode(view)); });
+  }
+}
+
+BENCHMARK(everyString);
+BENCHMARK(everyStringStrtok);
+BENCHMARK(everyStringViews);
+
+// --- every token as bytes
+
+void everyToken(benchmark::State& state) {
+  for (auto _ : state) {
+    StringTokenizer tokenizer(bytes().c_str(), page, nullptr);
+    while (tokenizer.hasMoreTokens()) benchmark::DoNotOptimize(tokenizer.getNextToken());
+  }
+}
+
+void everyTokenStream(benchmark::State& state) {
+  std::string all;
+  std::string word;
+  for (std::istringstream words(bytes()); words >> word;) all.append(word).push_back('|');
+  if (!agrees(state, all)) return;
+  for (auto _ : state) {
+    for (std::istringstream words(bytes()); words >> word;) benchmark::DoNotOptimize(word.data());
+  }
+}
+
+void fetchOnly(benchmark::State& state) {
+  StringTokenizer tokenizer(bytes().c_str(), page, nullptr);
+  for (auto _ : state) {
+    for (tokenizer.getFirstToken(); tokenizer.hasMoreTokens();)
+      benchmark::DoNotOptimize(tokenizer.getNextToken());
+  }
+  state.SetItemsProcessed(state.iterations() * tokenizer.countTokens());
+}
+
+/// A store zeroed whole and a converter opened by name for each token.
+void fetchOnlyZeroedByName(benchmark::State& state) {
+  if (!agrees(state, glued([](auto take) { eachBareView(take); }))) return;
+  std::array<char, 4097> store{};
+  std::int64_t tokens = 0;
+  for (auto _ : state) {
+    eachBareView([&](std::u16string_view view) {
+      std::memset(store.data(), 0, store.size());
+      const icu::UnicodeString alias(static_cast<UBool>(false), view.data(),
+                                     static_cast<std::int32_t>(view.size()));
+      alias.extract(0, alias.length(), store.data(), 4096U, page);
+      benchmark::DoNotOptimize(store.data());
+      ++tokens;
+    });
+  }
+  state.SetItemsProcessed(tokens);
+}
+
+/// One converter kept open by hand, the token converted in place.
+void fetchOnlyCachedIcu(benchmark::State& state) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open(page, &status), &ucnv_close);
+  if (!agrees(state, glued([](auto take) { eachBareView(take); }))) return;
+  std::array<char, 4097> store{};
+  std::int64_t tokens = 0;
+  for (auto _ : state) {
+    eachBareView([&](std::u16string_view view) {
+      const icu::UnicodeString alias(static_cast<UBool>(false), view.data(),
+                                     static_cast<std::int32_t>(view.size()));
+      alias.extract(store.data(), 4096, converter.get(), status);
+      benchmark::DoNotOptimize(store.data());
+      ++tokens;
+    });
+  }
+  state.SetItemsProcessed(tokens);
+}
+
+BENCHMARK(everyToken);
+BENCHMARK(everyTokenStream);
+BENCHMARK(fetchOnly);
+BENCHMARK(fetchOnlyZeroedByName);
+BENCHMARK(fetchOnlyCachedIcu);
+
+}  // namespace
