@@ -142,8 +142,8 @@ TEST(ConverterCache, StartsAfreshAfterHalfACharacter) {
     ucnv_toUnicode(converter.get(), &target, units.data() + units.size(), &source, source + 1, nullptr, 0,
                    &status);
     ASSERT_EQ(target, units.data());
+    ASSERT_EQ(ucnv_toUCountPending(converter.get(), &status), 1);
   }
-  EXPECT_EQ(toUnicode("\x41", 1, "Shift_JIS"), u"A");
   const CachedConverter converter("Shift_JIS");
   EXPECT_EQ(ucnv_toUCountPending(converter.get(), &status), 0);
 }
