@@ -82,16 +82,20 @@ class StdString {
 
 class Printf : public StdString {
  public:
-  void addNumber(int number) { print("%d", number); }
-  void addNumber(double number) { print("%f", number); }
+  void addNumber(int number) {
+    held().append(digits_.data(), written(std::snprintf(room(), size, "%d", number)));
+  }
+  void addNumber(double number) {
+    held().append(digits_.data(), written(std::snprintf(room(), size, "%f", number)));
+  }
 
  private:
-  template <class Number>
-  void print(const char* format, Number number) {
-    std::array<char, 400> digits;
-    std::snprintf(digits.data(), digits.size(), format, number);
-    held() += digits.data();
-  }
+  static constexpr std::size_t size = 400;
+
+  char* room() { return digits_.data(); }
+  static std::size_t written(int count) { return static_cast<std::size_t>(count); }
+
+  std::array<char, size> digits_;
 };
 
 /// One open ICU converter.
