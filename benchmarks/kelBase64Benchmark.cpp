@@ -125,13 +125,14 @@ void copiesText(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->Arg(64)->Arg(4 << 10)->Arg(1 << 20);
+  benchmark->ArgName("bytes")->Arg(64)->Arg(4 << 10)->Arg(1 << 20);
 }
 
-BENCHMARK(encodes<&Base64::encode>)->Name("Base64/encode/library")->Apply(sizes);
-BENCHMARK(encodes<&plainEncode>)->Name("Base64/encode/plainLoop")->Apply(sizes);
-BENCHMARK(decodes<&Base64::decode>)->Name("Base64/decode/library")->Apply(sizes);
-BENCHMARK(decodes<&plainDecode>)->Name("Base64/decode/plainLoop")->Apply(sizes);
-BENCHMARK(copiesText)->Name("Base64/memcpyOfTheText")->Apply(sizes);
+BENCHMARK(encodes<&Base64::encode>)->Name("Base64/encode/KELINFRA")->Apply(sizes);
+BENCHMARK(encodes<&plainEncode>)->Name("Base64/encode/a plain loop")->Apply(sizes);
+BENCHMARK(decodes<&Base64::decode>)->Name("Base64/decode/KELINFRA")->Apply(sizes);
+BENCHMARK(decodes<&plainDecode>)->Name("Base64/decode/a plain loop")->Apply(sizes);
+BENCHMARK(copiesText)->Name("Base64/encode/memcpy of the text")->Apply(sizes);
+BENCHMARK(copiesText)->Name("Base64/decode/memcpy of the text")->Apply(sizes);
 
 }  // namespace

@@ -206,22 +206,48 @@ void unicodeArguments(benchmark::internal::Benchmark* cases) {
   }
 }
 
-BENCHMARK(appendText<Kelinfra>)->Apply(appendArguments);
-BENCHMARK(appendText<StdString>)->Apply(appendArguments);
-BENCHMARK(appendText<Stream>)->Apply(appendArguments);
-BENCHMARK(appendInteger<Kelinfra>);
-BENCHMARK(appendInteger<StdString>);
-BENCHMARK(appendInteger<Printf>);
-BENCHMARK(appendInteger<Stream>);
-BENCHMARK(appendDouble<Kelinfra>);
-BENCHMARK(appendDouble<StdString>);
-BENCHMARK(appendDouble<Printf>);
-BENCHMARK(appendDouble<Stream>);
-BENCHMARK(appendBinary<Kelinfra>)->Arg(64)->Arg(4096);
-BENCHMARK(appendBinary<StdString>)->Arg(64)->Arg(4096);
-BENCHMARK(appendUnicode<Kelinfra>)->Apply(unicodeArguments);
-BENCHMARK(appendUnicode<StdString>)->Apply(unicodeArguments);
-BENCHMARK(appendUnicode<CachedIcu>)->Apply(unicodeArguments);
+BENCHMARK(appendText<Kelinfra>)
+    ->Name("DataBuffer/append 10-byte strings/KELINFRA")
+    ->ArgName("bytes")
+    ->Apply(appendArguments);
+BENCHMARK(appendText<StdString>)
+    ->Name("DataBuffer/append 10-byte strings/std::string")
+    ->ArgName("bytes")
+    ->Apply(appendArguments);
+BENCHMARK(appendText<Stream>)
+    ->Name("DataBuffer/append 10-byte strings/std::ostringstream")
+    ->ArgName("bytes")
+    ->Apply(appendArguments);
+BENCHMARK(appendInteger<Kelinfra>)->Name("DataBuffer/append 100,000 integers/KELINFRA");
+BENCHMARK(appendInteger<StdString>)->Name("DataBuffer/append 100,000 integers/std::string");
+BENCHMARK(appendInteger<Printf>)->Name("DataBuffer/append 100,000 integers/snprintf");
+BENCHMARK(appendInteger<Stream>)->Name("DataBuffer/append 100,000 integers/std::ostringstream");
+BENCHMARK(appendDouble<Kelinfra>)->Name("DataBuffer/append 10,000 doubles/KELINFRA");
+BENCHMARK(appendDouble<StdString>)->Name("DataBuffer/append 10,000 doubles/std::string");
+BENCHMARK(appendDouble<Printf>)->Name("DataBuffer/append 10,000 doubles/snprintf");
+BENCHMARK(appendDouble<Stream>)->Name("DataBuffer/append 10,000 doubles/std::ostringstream");
+BENCHMARK(appendBinary<Kelinfra>)
+    ->Name("DataBuffer/append a binary literal/KELINFRA")
+    ->ArgName("bytes")
+    ->Arg(64)
+    ->Arg(4096);
+BENCHMARK(appendBinary<StdString>)
+    ->Name("DataBuffer/append a binary literal/std::string")
+    ->ArgName("bytes")
+    ->Arg(64)
+    ->Arg(4096);
+BENCHMARK(appendUnicode<Kelinfra>)
+    ->Name("DataBuffer/100 converted texts/KELINFRA")
+    ->ArgNames({"page", "units"})
+    ->Apply(unicodeArguments);
+BENCHMARK(appendUnicode<StdString>)
+    ->Name("DataBuffer/100 converted texts/std::string")
+    ->ArgNames({"page", "units"})
+    ->Apply(unicodeArguments);
+BENCHMARK(appendUnicode<CachedIcu>)
+    ->Name("DataBuffer/100 converted texts/an open ICU converter")
+    ->ArgNames({"page", "units"})
+    ->Apply(unicodeArguments);
 
 // --- short lives and clears
 
@@ -249,9 +275,9 @@ void makeShortStdString(benchmark::State& state) {
   }
 }
 
-BENCHMARK(makeShort);
-BENCHMARK(makeShortZeroedStore);
-BENCHMARK(makeShortStdString);
+BENCHMARK(makeShort)->Name("DataBuffer/construct, append 10, destroy/KELINFRA");
+BENCHMARK(makeShortZeroedStore)->Name("DataBuffer/construct, append 10, destroy/a zeroed 4 KiB store");
+BENCHMARK(makeShortStdString)->Name("DataBuffer/construct, append 10, destroy/std::string");
 
 template <class Builder>
 void clearAndAppend(benchmark::State& state) {
@@ -264,7 +290,17 @@ void clearAndAppend(benchmark::State& state) {
   }
 }
 
-BENCHMARK(clearAndAppend<Kelinfra>)->Arg(5)->Arg(100)->Arg(4096);
-BENCHMARK(clearAndAppend<StdString>)->Arg(5)->Arg(100)->Arg(4096);
+BENCHMARK(clearAndAppend<Kelinfra>)
+    ->Name("DataBuffer/clear and append/KELINFRA")
+    ->ArgName("bytes")
+    ->Arg(5)
+    ->Arg(100)
+    ->Arg(4096);
+BENCHMARK(clearAndAppend<StdString>)
+    ->Name("DataBuffer/clear and append/std::string")
+    ->ArgName("bytes")
+    ->Arg(5)
+    ->Arg(100)
+    ->Arg(4096);
 
 }  // namespace

@@ -136,9 +136,9 @@ void constructFindFirstOf(benchmark::State& state) {
   collectViews(state, [](auto take) { eachView(take); });
 }
 
-BENCHMARK(construct);
-BENCHMARK(constructBareViews);
-BENCHMARK(constructFindFirstOf);
+BENCHMARK(construct)->Name("StringTokenizer/construct/KELINFRA");
+BENCHMARK(constructBareViews)->Name("StringTokenizer/construct/a bare scan to views");
+BENCHMARK(constructFindFirstOf)->Name("StringTokenizer/construct/find_first_of");
 
 // --- every token as UnicodeString
 
@@ -163,9 +163,9 @@ void everyStringViews(benchmark::State& state) {
   }
 }
 
-BENCHMARK(everyString);
-BENCHMARK(everyStringStrtok);
-BENCHMARK(everyStringViews);
+BENCHMARK(everyString)->Name("StringTokenizer/construct and fetch every token/KELINFRA");
+BENCHMARK(everyStringStrtok)->Name("StringTokenizer/construct and fetch every token/u_strtok_r");
+BENCHMARK(everyStringViews)->Name("StringTokenizer/construct and fetch every token/views made into strings");
 
 // --- every token as bytes
 
@@ -232,10 +232,12 @@ void fetchOnlyCachedIcu(benchmark::State& state) {
   state.SetItemsProcessed(tokens);
 }
 
-BENCHMARK(everyToken);
-BENCHMARK(everyTokenStream);
-BENCHMARK(fetchOnly);
-BENCHMARK(fetchOnlyZeroedByName);
-BENCHMARK(fetchOnlyCachedIcu);
+BENCHMARK(everyToken)->Name("StringTokenizer/construct and fetch every token as bytes/KELINFRA");
+BENCHMARK(everyTokenStream)
+    ->Name("StringTokenizer/construct and fetch every token as bytes/std::istringstream");
+BENCHMARK(fetchOnly)->Name("StringTokenizer/the fetches as bytes alone/KELINFRA");
+BENCHMARK(fetchOnlyZeroedByName)
+    ->Name("StringTokenizer/the fetches as bytes alone/zeroed store, converter by name");
+BENCHMARK(fetchOnlyCachedIcu)->Name("StringTokenizer/the fetches as bytes alone/an open ICU converter");
 
 }  // namespace

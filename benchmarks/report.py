@@ -2,6 +2,7 @@
 """Turns Google Benchmark's JSON into docs/benchmarks.md: report.py RESULTS.json GOALS.json OUTPUT.md
 
 Benchmarks are named "class/task/candidate[/arguments]"; in each task the candidate KELINFRA is set beside the others.
+Named arguments are part of the task.
 """
 import json
 import re
@@ -24,7 +25,8 @@ def medians(results):
     for run in results["benchmarks"]:
         if run.get("aggregate_name") != "median":
             continue
-        task, candidate = re.match(r"([^/]+/[^/]+)/([^/]+)", run["run_name"]).groups()
+        task, candidate, arguments = re.match(r"([^/]+/[^/]+)/([^/]+)(.*)", run["run_name"]).groups()
+        task += "".join(f", {argument}" for argument in re.findall(r"/(\w+:\d+)", arguments))
         real = run["run_name"].endswith("/real_time")
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[run["time_unit"]]
         times[task, candidate] = run["real_time" if real else "cpu_time"] * scale

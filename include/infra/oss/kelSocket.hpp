@@ -142,6 +142,7 @@ class KELINFRA_API Socket {
   ///                   length word that the peer cut short counts its missing bytes as 0.
   ///   raises          ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
   ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): also when a drained payload ends early
+  ///                   the mapped error 10014 for a bad range, once the length word has been read
   ///                   the mapped error
   unsigned long long readMessage(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                                  unsigned long long capacity, bool drainTooLarge);

@@ -21,7 +21,8 @@ namespace tarvo::oss {
 ///     server.accept(connection, nullptr);
 ///
 /// One thread at a time, but `close` may be called from any thread while another waits in `accept`: the
-/// waiter leaves at once, and `close` returns when it has.
+/// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not
+/// close the server: it would wait for itself.
 ///
 /// Errors: every failure is a SocketException whose first message carries the host text "localhost" and the
 /// stored port, and file "kelSocketServer.cpp" ("kelSocket.cpp" when the wait itself failed); failed system
