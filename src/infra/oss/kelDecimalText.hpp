@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <limits>
 #include <string_view>
 

@@ -1,10 +1,9 @@
 #include "infra/oss/kelMessage.hpp"
 
+#include "oss/kelDecimalText.hpp"
 #include "oss/kelInvariant.hpp"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -128,11 +127,7 @@ void Message::addArgument(const char* value, const char* codepage) {
 // Signed 32 bits at every width is wanted: the catalogues of the calling programs count on it.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
-  std::array<char, sizeof "-2147483648"> digits;
-  const auto* const end =
-      std::to_chars(digits.data(), digits.data() + digits.size(), static_cast<std::int32_t>(value)).ptr;
-  arguments_.push_back(
-      invariantText(std::string_view(digits.data(), static_cast<std::size_t>(end - digits.data()))));
+  arguments_.push_back(invariantText(DecimalText(static_cast<std::int32_t>(value)).view()));
 }
 
 void Message::addArgument(unsigned char value) {
