@@ -47,7 +47,7 @@ def rows(times, goals):
     if unknown:
         sys.exit(f"goals without a benchmark: {sorted(unknown)}")
     tables = defaultdict(list)
-    for (task, candidate), other in times.items():
+    for (task, candidate), other in sorted(times.items()):
         if candidate == OURS:
             continue
         ours = times[task, OURS]
@@ -71,7 +71,8 @@ def main():
         for name in sorted(tables):
             out.write(f"\n## {name}\n\n| task | {OURS} | alternative | its time | ratio | goal |\n|---|---|---|---|---|---|\n")
             out.write("\n".join(tables[name]) + "\n")
-        out.write(open(output_file.replace(".md", ".notes.md"), encoding="utf-8").read())
+        with open(output_file.replace(".md", ".notes.md"), encoding="utf-8") as notes:
+            out.write(notes.read())
 
 
 main()

@@ -445,7 +445,7 @@ bool DataBuffer::onHeap() const {
 }
 
 bool DataBuffer::owns(const char* text) const {
-  const std::less<const char*> before;
+  const std::less<> before;
   return !before(text, store_) && !before(store_ + capacity_, text);
 }
 
