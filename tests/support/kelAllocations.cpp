@@ -93,7 +93,8 @@ FailingAllocation::~FailingAllocation() {
   state.armed = false;
 }
 
-bool FailingAllocation::happened() const noexcept {  // NOLINT(readability-convert-member-functions-to-static)
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): asked of an object
+bool FailingAllocation::happened() const noexcept {
   return state.refused;
 }
 
