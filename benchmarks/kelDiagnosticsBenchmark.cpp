@@ -116,7 +116,8 @@ void renderStandard(benchmark::State& state) {
   const std::string text;
   const std::string arguments[] = {"10022", "db.example", "4711"};
   for (auto _ : state) {
-    std::string line = id + ": [" + text + "] -";
+    std::string line(id);
+    line.append(": [").append(text).append("] -");
     for (const std::string& argument : arguments) line.append(" [").append(argument).append("]");
     benchmark::DoNotOptimize(line.data());
   }
