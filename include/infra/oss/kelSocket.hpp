@@ -172,8 +172,6 @@ class KELINFRA_API Socket {
   ///             watched: the rest is erased.
   ///   raises    the mapped error, with host and port of the first socket of the first list that is not
   ///             empty; the lists are left as they were. 10038: a list holds a handle that is no open socket.
-  ///             A handle that was closed behind the library's back and has become something else, not ready itself, is
-  ///             noticed once no other is ready.
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 

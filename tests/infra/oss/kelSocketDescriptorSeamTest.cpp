@@ -83,8 +83,7 @@ TEST(SocketSelectOfDescriptors, RefusesWhatIsNoSocket) {
   EXPECT_EQ(read.size(), 2U);
 }
 
-// Asking every descriptor would cost several times what the wait itself costs.
-TEST(SocketSelectOfDescriptors, NoticesWhatIsNoSocketAndNotReadyOnceNoOtherIsReady) {
+TEST(SocketSelectOfDescriptors, RefusesWhatIsNoSocketAlthoughAnotherIsReady) {
   Connection connection;
   Connection good;
   int ends[2];
@@ -92,13 +91,9 @@ TEST(SocketSelectOfDescriptors, NoticesWhatIsNoSocketAndNotReadyOnceNoOtherIsRea
   replace(connection.handle(), ends[0]);
   std::list<Socket> none;
   std::list<Socket> write = {good.socket, connection.socket};
-  EXPECT_EQ(Socket::select(none, write, none, nullptr), 1U);
-  EXPECT_EQ(write.size(), 1U);
-  const unsigned long long look = 0;
-  std::list<Socket> rest = {connection.socket};
-  EXPECT_THAT([&] { Socket::select(none, rest, none, &look); },
-              Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, connection.host(), connection.port())
-                  .from(source));
+  EXPECT_THAT([&] { Socket::select(none, write, none, nullptr); },
+              Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, good.host(), good.port()).from(source));
+  EXPECT_EQ(write.size(), 2U);
   ::close(ends[1]);
 }
 

@@ -322,21 +322,14 @@ class Selection {
  public:
   Selection(SocketSet& read, SocketSet& write, SocketSet& error) noexcept : sets_{&read, &write, &error} {}
 
-  /// Looks first and only then waits. To the system's poll a descriptor that has become something else than a socket
-  /// is as good as any; asking costs as much as polling, so it is asked of what is ready, and of all before a wait.
   int wait(const TimeValue* timeout) noexcept {
-    build();
-    if (const int looked = pollUntil(entries_.data(), count_, Deadline::passed()); looked < 0)
-      return answer(looked);
-    if (invalid()) return fail(wsa::notASocket);
-    if (markReady()) return keepReady();
-    if (!allSockets()) return fail(wsa::notASocket);
     const Deadline deadline = deadlineIn(timeout);
+    if (!build()) return fail(wsa::notASocket);
     for (;;) {
       const int reported = pollUntil(entries_.data(), count_, deadline);
       if (reported < 0) return answer(reported);
       if (reported == 0) return keepReady();
-      if (invalid()) return fail(wsa::notASocket);
+      if (closedMeanwhile()) return fail(wsa::notASocket);
       if (markReady()) return keepReady();
     }
   }
@@ -352,27 +345,22 @@ class Selection {
                         timeout->microseconds * 1000LL);
   }
 
-  void build() noexcept {
+  /// False for a descriptor that is closed or no socket. To the system's poll one that has become something else is as
+  /// good as any, so each is asked, though that costs more than the wait.
+  bool build() noexcept {
     for (std::size_t kind = 0; kind < sets_.size(); ++kind) {
       for (unsigned int i = 0; i < sets_[kind]->count; ++i) {
         const int descriptor = descriptorOf(sets_[kind]->handles[i]);
-        handleMissing_ = handleMissing_ || descriptor < 0;
+        if (!isSocket(descriptor)) return false;
         entries_[count_++] = {descriptor, events[kind], 0};
       }
     }
+    return true;
   }
 
-  /// Whether an entry is no open descriptor, or one that is ready no socket.
-  bool invalid() const noexcept {
-    return handleMissing_ ||
-           std::any_of(entries_.begin(), entries_.begin() + count_, [](const pollfd& entry) {
-             return (entry.revents & POLLNVAL) != 0 || (entry.revents != 0 && !isSocket(entry.fd));
-           });
-  }
-
-  bool allSockets() const noexcept {
-    return std::all_of(entries_.begin(), entries_.begin() + count_,
-                       [](const pollfd& entry) { return entry.fd < 0 || isSocket(entry.fd); });
+  bool closedMeanwhile() const noexcept {
+    return std::any_of(entries_.begin(), entries_.begin() + count_,
+                       [](const pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
   }
 
   static bool isReady(const pollfd& entry) noexcept {
@@ -413,7 +401,6 @@ class Selection {
   std::array<pollfd, most> entries_;
   std::array<bool, most> ready_{};
   std::size_t count_ = 0;
-  bool handleMissing_ = false;
 };
 
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): one object, never deleted, constant-initialised
