@@ -1,0 +1,225 @@
+#include "infra/oss/kelFormatter.hpp"
+
+#include "infra/oss/kelNLSException.hpp"
+#include "infra/oss/kelSizeableBuffer.hpp"
+
+#include "oss/kelDecimalText.hpp"
+#include "oss/kelInvariant.hpp"
+#include "oss/kelRaise.hpp"
+#include "platform/kelRuntimeLocale.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <unicode/uchar.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace tarvo::oss {
+
+using trace::probe;
+using trace::traced;
+
+namespace {
+
+using Units = std::u16string_view;
+
+Units unitsOf(const icu::UnicodeString& text) {
+  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
+// --- trimming
+
+template <class Unit>
+constexpr bool isVisible(Unit unit) {
+  return '!' <= unit && unit <= '~';
+}
+
+/// Nothing to trim, as nearly always. The empty text has its ends nowhere.
+template <class Text>
+constexpr bool endsVisible(const Text& text) {
+  return !text.empty() && isVisible(text.front()) && isVisible(text.back());
+}
+
+/// As icu::UnicodeString::trim, which also goes by single units: all white space is in the first plane.
+Units trimmed(Units text) {
+  if (endsVisible(text)) return text;
+  while (!text.empty() && u_isWhitespace(text.back())) text.remove_suffix(1);
+  while (!text.empty() && u_isWhitespace(text.front())) text.remove_prefix(1);
+  return text;
+}
+
+// --- errors
+
+icu::UnicodeString fromUtf8(std::string_view bytes) {
+  constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
+  return icu::UnicodeString::fromUTF8(
+      {bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))});
+}
+
+/// As an error records it: through UTF-8, which has no halves of surrogate pairs.
+icu::UnicodeString recorded(Units text) {
+  std::string bytes;
+  icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size())).toUTF8String(bytes);
+  return fromUtf8(bytes);
+}
+
+[[noreturn, gnu::cold]] void raiseNoNumber(const char* type, const icu::UnicodeString& text) {
+  raise<NLSException>("ERR_STR_TO_NUM_CONV_ERR", invariantText(type), text);
+}
+
+// --- integers
+
+template <class Integer>
+constexpr const char* typeWord = nullptr;
+template <>
+constexpr const char* typeWord<int> = "int32_t";
+template <>
+constexpr const char* typeWord<unsigned int> = "uint32_t";
+template <>
+constexpr const char* typeWord<std::int64_t> = "int64_t";
+template <>
+constexpr const char* typeWord<std::uint64_t> = "uint64_t";
+
+/// As many as the largest value has.
+template <class Integer>
+constexpr std::size_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
+
+/// Whether the trimmed text is an integer, which `value` then is. It is reduced modulo 2 to the power of the
+/// width, and that is wanted: only the number of digits is limited.
+template <class Integer>
+bool readInteger(Units text, Integer& value) {
+  bool negative = false;
+  if constexpr (std::is_signed_v<Integer>) {
+    if (!text.empty() && (text.front() == u'-' || text.front() == u'+')) {
+      negative = text.front() == u'-';
+      text.remove_prefix(1);
+    }
+  }
+  if (text.empty() || text.size() > mostDigits<Integer>) return false;
+  std::make_unsigned_t<Integer> sum = 0;
+  for (const char16_t unit : text) {
+    const unsigned int digit = static_cast<unsigned int>(unit) - u'0';
+    if (digit > 9) return false;
+    sum = sum * 10 + digit;
+  }
+  value = static_cast<Integer>(negative ? 0 - sum : sum);
+  return true;
+}
+
+template <class Integer>
+Integer toInteger(const icu::UnicodeString& text) {
+  return traced<probe("Formatter::stringToInteger")>([&] {
+    const Units number = trimmed(unitsOf(text));
+    Integer value = 0;
+    if (!readInteger(number, value)) [[unlikely]]
+      raiseNoNumber(typeWord<Integer>, recorded(number));
+    return value;
+  });
+}
+
+// --- text of numbers
+
+void setAscii(icu::UnicodeString& out, std::string_view ascii) {
+  char16_t units[32];
+  std::copy(ascii.begin(), ascii.end(), units);
+  out.setTo(units, static_cast<std::int32_t>(ascii.size()));
+}
+
+template <class Integer>
+void toText(icu::UnicodeString& out, Integer value) {
+  traced<probe("Formatter::numberToString")>([&] { setAscii(out, DecimalText(value).view()); });
+}
+
+// --- floating-point numbers
+
+/// Rounds to nearest, as std::from_chars always does and strtod only does in this mode.
+bool roundsToNearest() {
+  const volatile float tiny = FLT_MIN;
+  return tiny + 1.0F == 1.0F - tiny;
+}
+
+/// Whether `strtod` takes the whole text, and its value. The text is not empty, has no white space at its ends
+/// and a NUL behind it.
+bool readDouble(std::string_view text, double& value) {
+  const platform::EnglishRuntimeLocale english;
+  const char* const end = text.data() + text.size();
+  // A finite value of a text that it takes whole is strtod's; the rest is for strtod to say.
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error == std::errc() && stop == end && std::isfinite(value) && roundsToNearest()) [[likely]]
+    return true;
+  char* last = nullptr;
+  value = std::strtod(text.data(), &last);
+  return last == end;
+}
+
+constexpr bool isAscii(char16_t unit) {
+  return unit < 0x80;
+}
+
+double toDouble(Units text) {
+  const Units number = trimmed(text);
+  double value = 0;
+  SizeableBuffer<char, 256> narrow;
+  // No number is written with anything but ASCII.
+  if (!number.empty() && std::all_of(number.begin(), number.end(), isAscii)) [[likely]] {
+    narrow.resize(number.size() + 1);
+    std::transform(number.begin(), number.end(), narrow.data(),
+                   [](char16_t unit) { return static_cast<char>(unit); });
+    narrow.data()[number.size()] = '\0';
+    if (readDouble({narrow.data(), number.size()}, value)) [[likely]]
+      return value;
+  }
+  raiseNoNumber("double", recorded(number));
+}
+
+}  // namespace
+
+void Formatter::int32ToString(icu::UnicodeString& out, int value) {
+  toText(out, value);
+}
+void Formatter::uint32ToString(icu::UnicodeString& out, unsigned int value) {
+  toText(out, value);
+}
+void Formatter::int64ToString(icu::UnicodeString& out, std::int64_t value) {
+  toText(out, value);
+}
+void Formatter::uint64ToString(icu::UnicodeString& out, std::uint64_t value) {
+  toText(out, value);
+}
+
+int Formatter::stringToInt32(const icu::UnicodeString& text) {
+  return toInteger<int>(text);
+}
+unsigned int Formatter::stringToUint32(const icu::UnicodeString& text) {
+  return toInteger<unsigned int>(text);
+}
+std::int64_t Formatter::stringToInt64(const icu::UnicodeString& text) {
+  return toInteger<std::int64_t>(text);
+}
+std::uint64_t Formatter::stringToUint64(const icu::UnicodeString& text) {
+  return toInteger<std::uint64_t>(text);
+}
+
+double Formatter::stringToDouble(const icu::UnicodeString& text) {
+  return traced<probe("Formatter::stringToDouble")>([&] { return toDouble(unitsOf(text)); });
+}
+
+double Formatter::stringToDouble(const char* text) {
+  return traced<probe("Formatter::stringToDouble")>([&] {
+    if (text == nullptr) raiseNoNumber("double", invariantText("NULL"));
+    const std::string_view bytes(text);
+    double value = 0;
+    if (endsVisible(bytes) && readDouble(bytes, value)) [[likely]]
+      return value;
+    return toDouble(unitsOf(fromUtf8(bytes)));
+  });
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,30 @@
+#include "platform/kelRuntimeLocale.hpp"
+
+#include <locale.h>
+
+#include <clocale>
+#include <new>
+#include <type_traits>
+
+namespace tarvo::platform {
+namespace {
+
+static_assert(std::is_pointer_v<locale_t>);
+
+/// The system has no locale of that name; its "C" locale has the same numeric rules. Kept for good: a thread
+/// may still be using it when the library's other objects go.
+locale_t englishNumbers() {
+  static const locale_t made = newlocale(LC_ALL_MASK, "C", nullptr);
+  if (made == nullptr) throw std::bad_alloc();
+  return made;
+}
+
+}  // namespace
+
+EnglishRuntimeLocale::EnglishRuntimeLocale() : former_(uselocale(englishNumbers())) {}
+
+EnglishRuntimeLocale::~EnglishRuntimeLocale() {
+  uselocale(static_cast<locale_t>(former_));
+}
+
+}  // namespace tarvo::platform
