@@ -22,11 +22,48 @@ char* growBuffer(void* buffer, std::size_t size) {
 
 }  // namespace detail
 
-/// Code-page conversion over ICU's converters. All members are static and may be called from any thread.
-/// Code pages are ICU converter names, NUL-terminated; null is ICU's default converter.
+/// Code-page conversion over ICU's converters.
+///
+///     char latin[64];
+///     const int size = Converter::convert(latin, sizeof latin, "UTF-8", "Gr\xC3\xBC\xC3\x9F""e", "ISO-8859-1");
+///     fwrite(latin, 1, size - 1, file);                                   // 5 bytes and a NUL
+///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", text);       // ask for the size first
+///
+/// Code pages are ICU converter names, NUL-terminated; null is ICU's default converter. Lengths, capacities
+/// and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has in its
+/// place, characters that a code page cannot hold its substitution byte. Converters are kept open, for each
+/// thread its own. All members are static and may be called from any thread.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
+
+  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`; with a
+  /// null destination tells the size that it takes.
+  ///
+  ///   destination        receives at most `destinationLength` bytes; of a conversion that fails it may hold
+  ///                      the beginning
+  ///   fromCodePage,      null or "" is ICU's default converter. Between two names that are equal byte for
+  ///   toCodePage         byte the data is copied as it is, whatever it holds and whether ICU knows the name
+  ///                      or not; two names of one converter lead to a conversion
+  ///   returns            the size of the result with a terminating NUL counted, which is written, too. Null
+  ///                      `data` is 0, and nothing is written. Empty data, and a length below 0, is 1, the
+  ///                      NUL, which is written where there is room for it; no code page is looked at then
+  ///
+  ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page, or nothing
+  ///            is left of the data, or the size is above the largest int. The names are those given, the
+  ///            default converter's for null, "" and Unicode text
+  ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size is above it; so every
+  ///            destination of length 0 or below is too small, and nothing is written
+  static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
+                     const char* toCodePage);
+  static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
+                     int length, const char* toCodePage);
+  static int convert(char* destination, int destinationLength, const char* toCodePage,
+                     const icu::UnicodeString& data);
+
+  /// Turns the debug lines on or off, for the whole process: `convert` then prints its parameters and what it
+  /// does about them on standard output, the data among them. They are off at first.
+  static void setDebug(bool on);
 
   /// Converts `text` into `bytes` and returns the byte count. Up to N bytes stay in the buffer's inline
   /// store; for more it grows to a power of two. No terminator is counted, and none is written when the bytes

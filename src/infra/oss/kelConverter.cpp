@@ -2,13 +2,24 @@
 
 #include "infra/oss/kelNLSException.hpp"
 
+#include "oss/kelConvertData.hpp"
+#include "oss/kelConverterCache.hpp"
+#include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
 #include "trace/kelTrace.hpp"
 
+#include <unicode/ucnv.h>
+
 #include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <limits>
 #include <new>
+#include <string>
 
 namespace tarvo::oss {
 
@@ -17,16 +28,269 @@ using trace::traced;
 
 namespace {
 
-// ICU answers a capacity of 0 with the size only when the target is null.
+constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
+
+constexpr bool isEmpty(const char* name) {
+  return name == nullptr || *name == '\0';
+}
+
+const char* nameOf(const char* codePage) {
+  return isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
+}
+
+const char* nullIfEmpty(const char* codePage) {
+  return isEmpty(codePage) ? nullptr : codePage;
+}
+
+/// By their bytes: two names of one converter are two code pages.
+bool sameCodePage(const char* one, const char* other) {
+  if (isEmpty(one) || isEmpty(other)) return isEmpty(one) && isEmpty(other);
+  return std::strcmp(one, other) == 0;
+}
+
+// --- debug lines: some of them end without a line end, and are wanted so
+
+constinit std::atomic<bool> debugging = false;
+
+/// The name of a code page, asked for only when it is printed.
+struct CodePage {
+  const char* codePage;
+};
+
+/// Bytes up to a NUL among them.
+struct Shown {
+  const char* bytes;
+  std::int64_t count;
+};
+
+void addTo(std::string& line, const char* text) {
+  line += text == nullptr ? "(null)" : text;
+}
+void addTo(std::string& line, CodePage name) {
+  line += nameOf(name.codePage);
+}
+void addTo(std::string& line, Shown shown) {
+  line.append(shown.bytes, std::find(shown.bytes, shown.bytes + shown.count, '\0'));
+}
+void addTo(std::string& line, std::int64_t number) {
+  line += std::to_string(number);
+}
+
+template <class... Pieces>
+[[gnu::cold, gnu::noinline]] void printLine(const Pieces&... pieces) {
+  std::string line("DEBUG: ");
+  (addTo(line, pieces), ...);
+  std::fputs(line.c_str(), stdout);
+}
+
+template <class... Pieces>
+void debug(const Pieces&... pieces) {
+  if (debugging.load(std::memory_order_relaxed)) printLine(pieces...);
+}
+
+void debugParameters(const ByteConversion& conversion) {
+  debug("convert parameters - FromCP: [", CodePage{conversion.fromCodePage}, "] ToCP: [",
+        CodePage{conversion.toCodePage}, "]\n");
+  debug("Destination length: [", conversion.destinationLength, "]\n");
+  if (conversion.text) {
+    debug("Data length: [", conversion.length, "] Data size: [", conversion.length, "]\n");
+    debug("Data: [", conversion.data, "]\n");
+  } else {
+    debug("Data length: [", conversion.length, "] Data is binary\n");
+  }
+  debug(conversion.destination == nullptr ? "Getting the size" : "Converting data", "\n");
+}
+
+// --- the steps
+
+/// Where a conversion goes to, and what it says when it fails.
+struct Target {
+  char* bytes;  // null: only the size is asked for
+  int length;
+  const char* fromCodePage;
+  const char* toCodePage;
+  bool text;
+  bool terminating;
+
+  std::int64_t sizeOf(std::int64_t count) const { return count + (terminating ? 1 : 0); }
+};
+
+[[noreturn]] void raiseConversionError(const Target& target) {
+  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText(nameOf(target.toCodePage)),
+                      invariantText(nameOf(target.fromCodePage)));
+}
+
+[[noreturn]] void raiseTooSmall(const Target& target) {
+  raise<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", target.length);
+}
+
+/// A size that was asked for: there is none above the largest int.
+int answer(std::int64_t size, const Target& target) {
+  if (size > largestSize) raiseConversionError(target);
+  return static_cast<int>(size);
+}
+
+int convertNothing(const Target& target) {
+  debug("No data was passed");
+  if (!target.terminating) return 0;
+  if (target.bytes != nullptr && target.length > 0) *target.bytes = '\0';
+  return 1;
+}
+
+int sizeUnchanged(std::int64_t length, const Target& target) {
+  const int size = answer(target.sizeOf(length), target);
+  debug("Returning just the size with both code pages the same - size: ", size, "\n");
+  return size;
+}
+
+/// When nothing terminates, the NUL is stored all the same, one byte past the room that was asked for.
+int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
+  const std::int64_t size = target.sizeOf(length);
+  if (size > target.length) {
+    debug("Could not convert data because the destination buffer was too small - size: ", size,
+          " destLength: ", target.length, ".\n");
+    raiseTooSmall(target);
+  }
+  std::memmove(target.bytes, data, static_cast<std::size_t>(length));
+  target.bytes[length] = '\0';
+  debug("Returning the passed data string - size: ", size, ".\n");
+  return static_cast<int>(size);
+}
+
+/// Tells ICU's size, and answers with the terminator's place added.
+int sizeConverted(const icu::UnicodeString& text, const Target& target) {
+  const std::int32_t size = fromUnicode(text, nullptr, 0, nullIfEmpty(target.toCodePage));
+  const CodePage name{target.toCodePage};
+  if (size < 1) {
+    debug("Call to extract to get size failed - errno: ", errno, " size: ", size, " toCodePage: ", name,
+          ".\n");
+    raiseConversionError(target);
+  }
+  debug("Called extract to get size - errno: ", errno, " size: ", size, " toCodePage: ", name, ".\n");
+  return answer(target.sizeOf(size), target);
+}
+
+/// ICU is not given a destination without room: what it answers then is no size.
+int convertInto(const icu::UnicodeString& text, const Target& target) {
+  const std::int32_t room = std::max(target.length, 0);
+  const std::int32_t count =
+      fromUnicode(text, room == 0 ? nullptr : target.bytes, room, nullIfEmpty(target.toCodePage));
+  const CodePage name{target.toCodePage};
+  if (count < 1) {
+    debug("Call to extract to convert data failed - errno: ", errno, " size: ", count,
+          " destLength: ", target.length, " toCodePage: ", name, ".\n");
+    raiseConversionError(target);
+  }
+  const std::int64_t size = target.sizeOf(count);
+  if (size > target.length) {
+    debug("Call to extract to convert data failed because the destination buffer was too small - size: ",
+          size, " destLength: ", target.length, ".\n");
+    raiseTooSmall(target);
+  }
+  debug("Called extract to convert data - errno: ", errno, " size: ", size, " destLength: ", target.length,
+        " toCodePage: ", name, ".\n");
+  if (target.text) {
+    debug("converted data: [", Shown{target.bytes, count}, "]\n");
+  } else {
+    debug("converted data is binary");
+  }
+  return static_cast<int>(size);
+}
+
+int convertUnicode(const icu::UnicodeString& text, const Target& target) {
+  return target.bytes == nullptr ? sizeConverted(text, target) : convertInto(text, target);
+}
+
+/// Texts of up to so many bytes become Unicode on the stack.
+constexpr std::int32_t stackUnits = 1024;
+
+int convertBytes(const char* data, std::int64_t length, const Target& target) {
+  if (length > largestSize) raiseConversionError(target);  // more than ICU can be told
+  std::array<char16_t, stackUnits> units;
+  const icu::UnicodeString text = toUnicode(data, static_cast<std::int32_t>(length),
+                                            nullIfEmpty(target.fromCodePage), units.data(), stackUnits);
+  debug("Called String constructor - errno: ", errno, "\n");
+  return convertUnicode(text, target);
+}
+
+/// ICU answers a capacity of 0 with the size only when the target is null.
 std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* target,
                     std::size_t capacity) {
-  constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
-  const auto room = static_cast<std::uint32_t>(std::min(capacity, most));
-  char* const start = room == 0 ? nullptr : target;
-  return static_cast<std::size_t>(std::max(text.extract(0, text.length(), start, room, codePage), 0));
+  const auto room = static_cast<std::int32_t>(std::min<std::size_t>(capacity, largestSize));
+  const std::int32_t size = fromUnicode(text, room == 0 ? nullptr : target, room, codePage);
+  return static_cast<std::size_t>(std::max(size, 0));
 }
 
 }  // namespace
+
+int convertData(const ByteConversion& conversion) {
+  return traced<probe("Converter::convertData")>([&] {
+    debugParameters(conversion);
+    if (conversion.data == nullptr) {
+      debug("No data buffer was passed");
+      return 0;
+    }
+    const Target target{.bytes = conversion.destination,
+                        .length = conversion.destinationLength,
+                        .fromCodePage = conversion.fromCodePage,
+                        .toCodePage = conversion.toCodePage,
+                        .text = conversion.text,
+                        .terminating = conversion.terminating};
+    if (conversion.length < 1) return convertNothing(target);
+    if (!sameCodePage(conversion.fromCodePage, conversion.toCodePage))
+      return convertBytes(conversion.data, conversion.length, target);
+    return target.bytes == nullptr ? sizeUnchanged(conversion.length, target)
+                                   : copyUnchanged(conversion.data, conversion.length, target);
+  });
+}
+
+int Converter::convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
+                       const char* toCodePage) {
+  return traced<probe("Converter::convert")>([&] {
+    const std::size_t length = data == nullptr ? 0 : std::strlen(data);
+    return convertData({.destination = destination,
+                        .destinationLength = destinationLength,
+                        .fromCodePage = fromCodePage,
+                        .data = data,
+                        .length = static_cast<std::int64_t>(length),
+                        .toCodePage = toCodePage,
+                        .text = true,
+                        .terminating = true});
+  });
+}
+
+int Converter::convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
+                       int length, const char* toCodePage) {
+  return traced<probe("Converter::convert")>([&] {
+    return convertData({.destination = destination,
+                        .destinationLength = destinationLength,
+                        .fromCodePage = fromCodePage,
+                        .data = data,
+                        .length = length,
+                        .toCodePage = toCodePage,
+                        .text = false,
+                        .terminating = true});
+  });
+}
+
+int Converter::convert(char* destination, int destinationLength, const char* toCodePage,
+                       const icu::UnicodeString& data) {
+  return traced<probe("Converter::convert")>([&] {
+    debug("convert parameters - ToCP: [", CodePage{toCodePage}, "] Data is String object\n");
+    debug("Destination length: [", destinationLength, "] Data size: [", data.length(), "]\n");
+    const Target target{.bytes = destination,
+                        .length = destinationLength,
+                        .fromCodePage = nullptr,
+                        .toCodePage = toCodePage,
+                        .text = true,
+                        .terminating = true};
+    return data.isEmpty() ? convertNothing(target) : convertUnicode(data, target);
+  });
+}
+
+void Converter::setDebug(bool on) {
+  traced<probe("Converter::setDebug")>([&] { debugging.store(on, std::memory_order_relaxed); });
+}
 
 std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char* codePage, char* target,
                                       std::size_t capacity, char* (*grow)(void* buffer, std::size_t size),

@@ -142,4 +142,15 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
   return {bytes, length, converter.get(), status};
 }
 
+icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
+                             std::int32_t capacity) {
+  if (bytes != nullptr && !needsNoConverter(codePage) && length > 0 && length <= capacity) {
+    const CachedConverter converter(codePage);
+    UErrorCode status = converter.get() == nullptr ? U_UNSUPPORTED_ERROR : U_ZERO_ERROR;
+    const std::int32_t count = ucnv_toUChars(converter.get(), units, capacity, bytes, length, &status);
+    if (U_SUCCESS(status)) return {static_cast<UBool>(false), units, count};
+  }
+  return toUnicode(bytes, length, codePage);
+}
+
 }  // namespace tarvo::oss

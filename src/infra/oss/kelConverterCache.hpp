@@ -45,4 +45,9 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
 /// length of -1 is that of the NUL-terminated text.
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage);
 
+/// The same text, which stands in the caller's `capacity` units, and not on the heap, where they suffice. It
+/// is not to outlive them.
+icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
+                             std::int32_t capacity);
+
 }  // namespace tarvo::oss
