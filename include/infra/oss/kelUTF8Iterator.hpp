@@ -1,0 +1,81 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelUTF8String.hpp"
+
+#include <unicode/unistr.h>
+
+#include <array>
+#include <cstddef>
+
+namespace tarvo::oss {
+
+/// Walks a UTF-8 text character by character.
+///
+///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
+///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // G r ü ß
+///
+/// It takes one text in its lifetime, copies it, up to 4096 bytes into the object itself, and checks it
+/// strictly before the first character is handed out: well-formed byte sequences of the Unicode Standard, no
+/// overlong forms, no surrogates, nothing above U+10FFFF, nothing cut short. One thread at a time.
+///
+/// Without memory for its copy, and for a text above the largest int, an iterator holds no text: nothing is
+/// raised, and `isEmpty` tells. That is not what an iterator over the empty text is.
+class KELINFRA_API UTF8Iterator {
+ public:
+  /// Take the text up to its terminator, Unicode in UTF-8; null is the empty text.
+  ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): it is not well-formed
+  ///            NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the Unicode text's size is above
+  ///            the largest int
+  explicit UTF8Iterator(const char* text);
+  explicit UTF8Iterator(const icu::UnicodeString& text);
+  explicit UTF8Iterator(const UTF8String& text);
+  UTF8Iterator(const UTF8Iterator&) = delete;
+  UTF8Iterator& operator=(const UTF8Iterator&) = delete;
+  ~UTF8Iterator();
+
+  // --- ask
+
+  /// Whether there is no text at all. The empty text is one: ask `hasMoreChars` or `length` for that.
+  bool isEmpty() const;
+  bool hasMoreChars() const;
+  /// The iterator's copy, null when it holds no text; valid as long as the iterator.
+  const char* getString() const;
+  /// Bytes, not characters.
+  int length() const;
+  /// Characters.
+  int numChars() const;
+
+  // --- iterate
+
+  /// The bytes of the first character and of the one at the cursor, NUL-terminated, 1 to 4 of them; the
+  /// cursor then stands behind it. Null when there is none. Valid until the next call of either.
+  const char* getFirstChar();
+  const char* getNextChar();
+
+  // --- change
+
+  /// Gives a text to an iterator that holds none, as the constructor does. False, and nothing changes, when
+  /// it holds one already, be it the empty one, or when there is no memory.
+  ///   raises   as the constructor, nothing changed
+  bool takeText(const char* text);
+
+ private:
+  static constexpr std::size_t inlineCapacity = 4096;
+  // Both the store and the current character are read and written eight bytes at a time.
+  static constexpr std::size_t inlineSize = inlineCapacity + 8;
+
+  KELINFRA_LOCAL void takeConverted(const icu::UnicodeString& text);
+  KELINFRA_LOCAL char* roomFor(std::size_t length);
+  KELINFRA_LOCAL void giveBack(char* copy, std::size_t length);
+  KELINFRA_LOCAL const char* step();
+
+  std::array<char, inlineSize> inlineStore_{};
+  char* text_ = nullptr;
+  alignas(8) std::array<char, 8> current_{};
+  int position_ = 0;
+  int count_ = 0;
+  int length_ = 0;
+};
+
+}  // namespace tarvo::oss

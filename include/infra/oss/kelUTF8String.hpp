@@ -1,0 +1,80 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelDataBuffer.hpp"
+
+#include <unicode/unistr.h>
+
+namespace tarvo::oss {
+
+/// A text builder for UTF-8: a `DataBuffer` that converts to and from Unicode, compares and counts.
+///
+///     UTF8String name(u"Grüße");
+///     name.appendString(", ");
+///     name.insertString(0, u"» ");
+///     name.numChars();                         // 9, in 13 bytes
+///     name.compare("z");                       // -1: "z" comes before "»"
+///
+/// The text is UTF-8 by convention; bytes are taken as they are, and only `numChars` looks at them.
+/// `UTF8Iterator` checks a text. Storage, growth, want of memory and bytes 0 in the text are as in
+/// `DataBuffer`, and so are positions: byte offsets, which may split a character. One thread at a time.
+///
+/// Members that convert raise, from "kelDataBuffer.cpp", the string unchanged, or empty by assignment:
+///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the converted size is above the largest int
+class KELINFRA_API UTF8String : public DataBuffer {
+ public:
+  /// Empty, with room for `size` bytes.
+  explicit UTF8String(int size);
+  /// A copy of the bytes up to the terminator; null is the empty text.
+  explicit UTF8String(const char* text);
+  /// The text in UTF-8; half of a surrogate pair becomes U+FFFD.
+  explicit UTF8String(const icu::UnicodeString& text);
+  /// As the copy of a `DataBuffer`.
+  UTF8String(const UTF8String& other);
+  ~UTF8String() override;
+
+  UTF8String& operator=(const UTF8String&) = delete;
+
+  // --- ask
+
+  /// The bytes, never null; valid until the next change.
+  const char* getString() const;
+  /// Appends the text, up to its terminator, to `text`, which keeps what it held. Bytes that are not
+  /// well-formed become U+FFFD.
+  void getString(icu::UnicodeString& text) const;
+  /// Converts the text, up to its terminator, into another code page.
+  ///   target, capacity, codepage, returns   as `Converter::convert` has them: a null target asks for the size
+  ///   raises   as `Converter::convert`, from code page "UTF-8", from "kelConverter.cpp"
+  int getString(char* target, int capacity, const char* codepage) const;
+
+  /// Compares the argument with this string, by unsigned bytes up to the terminator, which is the order of
+  /// code points. Mind the direction, the reverse of the usual: -1 when the argument comes before this
+  /// string, 0 when they are equal, 1 when it comes behind it. Null is -1.
+  signed char compare(const char* text) const;
+  signed char compare(const UTF8String& other) const;
+
+  /// The number of characters in all of `length()`, told from lead bytes alone: what follows a lead byte is
+  /// skipped unseen, overlong forms and surrogates count, and so does a character that the end cuts short.
+  ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): a character starts with 80 to BF or F8
+  ///            to FF
+  int numChars() const;
+
+  // --- change
+
+  /// The text becomes this one in UTF-8, storage as after `clear(false)`.
+  UTF8String& operator=(const icu::UnicodeString& text);
+
+  /// Append bytes as `DataBuffer` does, Unicode text in UTF-8, and the other's text up to its terminator.
+  void appendString(const char* text);
+  void appendString(const char* text, int count);
+  void appendString(const icu::UnicodeString& text);
+  void appendString(const UTF8String& other);
+
+  /// Insert the same at a byte position, which is clamped into [0, length()].
+  void insertString(int position, const char* text);
+  void insertString(int position, const char* text, int count);
+  void insertString(int position, const icu::UnicodeString& text);
+  void insertString(int position, const UTF8String& other);
+};
+
+}  // namespace tarvo::oss

@@ -1,0 +1,146 @@
+#include "infra/oss/kelUTF8Iterator.hpp"
+
+#include "infra/oss/kelNLSException.hpp"
+
+#include "oss/kelConverterCache.hpp"
+#include "oss/kelInvariant.hpp"
+#include "oss/kelRaise.hpp"
+#include "oss/kelUTF8Text.hpp"
+#include "trace/kelTrace.hpp"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace tarvo::oss {
+
+using trace::probe;
+using trace::traced;
+using trace::tracedExit;
+
+// --- build and tear down
+
+UTF8Iterator::UTF8Iterator(const char* text) {
+  tracedExit<probe("UTF8Iterator::UTF8Iterator")>([&] { takeText(text); });
+}
+
+UTF8Iterator::UTF8Iterator(const icu::UnicodeString& text) {
+  tracedExit<probe("UTF8Iterator::UTF8Iterator")>([&] { takeConverted(text); });
+}
+
+UTF8Iterator::UTF8Iterator(const UTF8String& text) {
+  tracedExit<probe("UTF8Iterator::UTF8Iterator")>([&] { takeText(text.getString()); });
+}
+
+UTF8Iterator::~UTF8Iterator() {
+  tracedExit<probe("UTF8Iterator::~UTF8Iterator")>([&] {
+    if (text_ != inlineStore_.data()) std::free(text_);
+  });
+}
+
+// --- take a text
+
+bool UTF8Iterator::takeText(const char* text) {
+  if (text_ != nullptr) return false;
+  return traced<probe("UTF8Iterator::takeText")>([&] {
+    const std::size_t length = text == nullptr ? 0 : std::strlen(text);
+    char* const copy = roomFor(length);
+    if (copy == nullptr) return false;
+    if (length > 0) std::memcpy(copy, text, length);
+    const std::ptrdiff_t count = countWellFormed(copy, length);
+    if (count < 0) {
+      giveBack(copy, length);
+      raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
+    }
+    text_ = copy;
+    length_ = static_cast<int>(length);
+    count_ = static_cast<int>(count);
+    return true;
+  });
+}
+
+void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
+  std::array<char, inlineCapacity + 1> room;
+  const std::int32_t size = fromUnicode(text, room.data(), inlineCapacity, "UTF-8");
+  if (size < 0)
+    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"), invariantText("UTF-8"));
+  const auto count = static_cast<std::size_t>(size);
+  if (count <= inlineCapacity) {
+    room[count] = '\0';
+    takeText(room.data());
+    return;
+  }
+  const std::unique_ptr<char[]> bytes(new (std::nothrow) char[count + 1]);
+  if (bytes == nullptr) return;
+  fromUnicode(text, bytes.get(), size, "UTF-8");
+  bytes[count] = '\0';
+  takeText(bytes.get());
+}
+
+/// Zeros behind a text of that length, as many as are looked at. Null when there is no memory.
+char* UTF8Iterator::roomFor(std::size_t length) {
+  static_assert(inlineSize >= inlineCapacity + wordSlack);
+  if (length <= inlineCapacity) return inlineStore_.data();
+  if (length > static_cast<std::size_t>(std::numeric_limits<int>::max())) return nullptr;
+  char* const block = static_cast<char*>(std::malloc(length + wordSlack));
+  if (block != nullptr) std::memset(block + length, 0, wordSlack);
+  return block;
+}
+
+void UTF8Iterator::giveBack(char* copy, std::size_t length) {
+  if (copy == inlineStore_.data()) {
+    std::memset(copy, 0, length);
+  } else {
+    std::free(copy);
+  }
+}
+
+// --- ask
+
+bool UTF8Iterator::isEmpty() const {
+  return text_ == nullptr;
+}
+
+bool UTF8Iterator::hasMoreChars() const {
+  return position_ < length_;  // without a text both are 0
+}
+
+const char* UTF8Iterator::getString() const {
+  return text_;
+}
+
+int UTF8Iterator::length() const {
+  return length_;
+}
+
+int UTF8Iterator::numChars() const {
+  return count_;
+}
+
+// --- iterate
+
+const char* UTF8Iterator::getFirstChar() {
+  position_ = 0;
+  if (!hasMoreChars()) return nullptr;
+  return tracedExit<probe("UTF8Iterator::getFirstChar")>([&] { return step(); });
+}
+
+const char* UTF8Iterator::getNextChar() {
+  if (!hasMoreChars()) return nullptr;
+  return tracedExit<probe("UTF8Iterator::getNextChar")>([&] { return step(); });
+}
+
+/// The character and the zeros behind it in one store. No lead byte of a text that was checked has size 0.
+const char* UTF8Iterator::step() {
+  const std::uint64_t word = wordAt(text_ + position_);
+  const std::size_t size = characterSize(static_cast<unsigned char>(word));
+  const std::uint64_t character = word & ((std::uint64_t{1} << (8 * size)) - 1);
+  std::memcpy(current_.data(), &character, current_.size());
+  position_ += static_cast<int>(size);
+  return current_.data();
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,106 @@
+#include "infra/oss/kelUTF8String.hpp"
+
+#include "infra/oss/kelConverter.hpp"
+#include "infra/oss/kelNLSException.hpp"
+
+#include "oss/kelConverterCache.hpp"
+#include "oss/kelRaise.hpp"
+#include "oss/kelUTF8Text.hpp"
+
+#include <cstddef>
+#include <cstring>
+
+namespace tarvo::oss {
+
+namespace {
+
+constexpr const char* utf8 = "UTF-8";
+
+}  // namespace
+
+// --- build and tear down
+
+UTF8String::UTF8String(int size) : DataBuffer(size) {}
+
+UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
+
+UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
+  appendString(text);
+}
+
+UTF8String::UTF8String(const UTF8String& other) = default;
+
+UTF8String::~UTF8String() = default;
+
+// --- ask
+
+const char* UTF8String::getString() const {
+  return DataBuffer::getString();
+}
+
+void UTF8String::getString(icu::UnicodeString& text) const {
+  text.append(toUnicode(getString(), -1, utf8));
+}
+
+int UTF8String::getString(char* target, int capacity, const char* codepage) const {
+  return Converter::convert(target, capacity, utf8, getString(), codepage);
+}
+
+/// The argument stands on the left: the result is the reverse of what a comparison with it would give.
+signed char UTF8String::compare(const char* text) const {
+  if (text == nullptr) return -1;
+  const int difference = std::strcmp(text, getString());
+  return static_cast<signed char>((difference > 0) - (difference < 0));
+}
+
+signed char UTF8String::compare(const UTF8String& other) const {
+  return compare(other.getString());
+}
+
+int UTF8String::numChars() const {
+  const std::ptrdiff_t count = countLeniently(getString(), static_cast<std::size_t>(length()));
+  if (count < 0) raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
+  return static_cast<int>(count);
+}
+
+// --- change
+
+UTF8String& UTF8String::operator=(const icu::UnicodeString& text) {
+  clear(false);
+  appendString(text);
+  return *this;
+}
+
+void UTF8String::appendString(const char* text) {
+  DataBuffer::appendString(text);
+}
+
+void UTF8String::appendString(const char* text, int count) {
+  DataBuffer::appendString(text, count);
+}
+
+void UTF8String::appendString(const icu::UnicodeString& text) {
+  DataBuffer::appendString(text, utf8);
+}
+
+void UTF8String::appendString(const UTF8String& other) {
+  DataBuffer::appendString(other.getString());
+}
+
+void UTF8String::insertString(int position, const char* text) {
+  DataBuffer::insertString(position, text);
+}
+
+void UTF8String::insertString(int position, const char* text, int count) {
+  DataBuffer::insertString(position, text, count);
+}
+
+void UTF8String::insertString(int position, const icu::UnicodeString& text) {
+  DataBuffer::insertString(position, text, utf8);
+}
+
+void UTF8String::insertString(int position, const UTF8String& other) {
+  DataBuffer::insertString(position, other.getString());
+}
+
+}  // namespace tarvo::oss

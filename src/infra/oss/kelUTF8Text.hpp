@@ -1,0 +1,40 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+/// What the bytes of a UTF-8 text say, eight of them at a time.
+namespace tarvo::oss {
+
+/// As many bytes more must be readable behind a text that is looked at through `wordAt`.
+constexpr std::size_t wordSlack = sizeof(std::uint64_t) - 1;
+
+/// The eight bytes at `text`, the first one lowest.
+inline std::uint64_t wordAt(const char* text) {
+  static_assert(std::endian::native == std::endian::little);
+  std::uint64_t word = 0;
+  std::memcpy(&word, text, sizeof word);
+  return word;
+}
+
+/// The bits that tell a byte above 7F.
+constexpr std::uint64_t foreignBits = 0x8080808080808080;
+
+/// The bytes of a character by its lead byte alone: 1 to 4, or 0 for 80 to BF and F8 to FF, which lead none.
+constexpr std::size_t characterSize(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  const int ones = std::countl_one(lead);
+  return ones == 1 || ones > 4 ? 0 : static_cast<std::size_t>(ones);
+}
+
+/// The characters of a well-formed text, or -1, by the Unicode Standard's table of well-formed byte
+/// sequences. Behind `length` bytes stand `wordSlack` bytes 0.
+std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
+
+/// The characters by their lead bytes alone, whatever follows them, or -1 where `characterSize` is 0. One
+/// that the end cuts short counts.
+std::ptrdiff_t countLeniently(const char* text, std::size_t length);
+
+}  // namespace tarvo::oss
