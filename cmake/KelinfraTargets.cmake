@@ -12,6 +12,17 @@ if(KELINFRA_WARNINGS_AS_ERRORS)
 endif()
 
 set(KELINFRA_LINK_OPTIONS "")
+
+# Hardening; the sanitizers bring checks of their own.
+if(NOT WIN32 AND NOT KELINFRA_SANITIZE)
+  list(APPEND KELINFRA_COMPILE_OPTIONS -fstack-protector-strong -fstack-clash-protection
+       # The C library's checked functions exist for optimised code only.
+       $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    list(APPEND KELINFRA_COMPILE_OPTIONS -fcf-protection=full)
+  endif()
+endif()
+
 if(KELINFRA_SANITIZE)
   list(APPEND KELINFRA_COMPILE_OPTIONS -fsanitize=${KELINFRA_SANITIZE} -fno-sanitize-recover=all
        -fno-omit-frame-pointer)
