@@ -1,0 +1,268 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/oss/kelOutputStream.hpp"
+
+#include <unicode/unistr.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <list>
+#include <map>
+#include <string_view>
+#include <type_traits>
+
+namespace tarvo::util {
+
+/// Configuration: an ordered map from text keys to text values, read and written as typed values, with a text
+/// format of lines and references between properties.
+///
+///     ExtendedProperties settings;
+///     settings.load(bytes.data(), bytes.size());          // host=db1 \n port=4711 \n url=tcp:%host%
+///     const unsigned int port = settings.getPropertyAsUInt32("port", 4711);
+///     const icu::UnicodeString& url = settings.requireProperty("url");     // "tcp:db1"
+///     for (const auto& [key, value] : settings) ...
+///     settings.save(stream);
+///
+/// Keys and values are kept exactly as passed: nothing is trimmed, folded or normalised. Keys are ordered by
+/// their UTF-16 code units, case counts, and a key stands before those that it begins. A bogus key is the
+/// empty key.
+///
+/// References and iterators: one to a stored value or key stays good until that entry is removed, cleared by
+/// `copy`, or the object ends; a change of the value shows through it. Other entries may come and go.
+///
+/// Threads: one thread at a time, or any number that only read.
+///
+/// Errors: PropertiesException from "src/infra/oss/../util/kelExtendedProperties.cpp", and where said
+/// otherwise. An argument that is an empty text is recorded as an empty argument. No error changes the map,
+/// but for `resolveReferences`. Exhausted memory is std::bad_alloc, and so is a text above 2^31 - 1 units.
+class KELINFRA_API ExtendedProperties {
+  struct KeyOrder {
+    using is_transparent = void;
+
+    static std::u16string_view units(const icu::UnicodeString& text) {
+      return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+    }
+    static std::u16string_view units(std::u16string_view text) { return text; }
+
+    template <class Left, class Right>
+    bool operator()(const Left& left, const Right& right) const {
+      return units(left) < units(right);
+    }
+  };
+  using Map = std::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
+
+  /// The same type, or integers of the same size and sign: int64_t is `long` here and `long long` there.
+  template <class Left, class Right>
+  static constexpr bool alike() {
+    if constexpr (std::is_integral_v<Left> && std::is_integral_v<Right>) {
+      return sizeof(Left) == sizeof(Right) && std::is_signed_v<Left> == std::is_signed_v<Right> &&
+             std::is_same_v<Left, bool> == std::is_same_v<Right, bool>;
+    } else {
+      return std::is_same_v<Left, Right>;
+    }
+  }
+  /// Pointers to a default, and `nullptr`. A literal 0 is neither: it is a number.
+  template <class Pointer, class Value>
+  static constexpr bool pointsTo() {
+    return std::is_null_pointer_v<Pointer> ||
+           (std::is_pointer_v<Pointer> && alike<std::remove_cv_t<std::remove_pointer_t<Pointer>>, Value>());
+  }
+  template <class Pointer, class Value>
+  using DefaultPointer = std::enable_if_t<pointsTo<Pointer, Value>(), int>;
+
+ public:
+  /// Over pairs of a constant key, `first`, and a value, `second`, in key order.
+  using iterator = Map::const_iterator;
+  using const_iterator = iterator;
+
+  /// No properties, no includes.
+  ExtendedProperties();
+  /// As `copy`.
+  ExtendedProperties(const ExtendedProperties& other);
+  virtual ~ExtendedProperties();
+
+  /// As `copy`.
+  ExtendedProperties& operator=(const ExtendedProperties& other);
+
+  /// Replaces properties and includes by the other's. A copy of the object onto itself changes nothing.
+  void copy(const ExtendedProperties& other);
+
+  // --- ask for texts
+
+  /// The stored value itself, untrimmed, or `defaultValue` itself when there is none: do not keep the result
+  /// beyond a temporary default.
+  const icu::UnicodeString& getProperty(const icu::UnicodeString& key,
+                                        const icu::UnicodeString& defaultValue) const;
+  /// The stored value itself.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is none
+  const icu::UnicodeString& requireProperty(const icu::UnicodeString& key) const;
+
+  // --- ask for typed values
+  //
+  // All read the stored text anew, without its leading and trailing white space (ICU's). Boolean: exactly one
+  // of "true", "yes", "on", "1", or "false", "no", "off", "0". Numbers: the text that the function of
+  // `Formatter` for the type takes.
+  //   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value. The type
+  //            word is "boolean", "integer", "int64" or "double". For uint32 it is "uint32" when the text
+  //            reads as int32 (as a negative number does), else "integer"; for uint64 it is "uint64" when it
+  //            reads as int64, else "longint".
+
+  /// The value, or `defaultValue` when there is no such property.
+  bool getPropertyAsBoolean(const icu::UnicodeString& key, bool defaultValue) const;
+  std::int32_t getPropertyAsInt32(const icu::UnicodeString& key, std::int32_t defaultValue) const;
+  unsigned int getPropertyAsUInt32(const icu::UnicodeString& key, unsigned int defaultValue) const;
+  std::int64_t getPropertyAsInt64(const icu::UnicodeString& key, std::int64_t defaultValue) const;
+  std::uint64_t getPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t defaultValue) const;
+  double getPropertyAsDouble(const icu::UnicodeString& key, double defaultValue) const;
+
+  /// The value.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is none
+  bool requirePropertyAsBoolean(const icu::UnicodeString& key) const;
+  std::int32_t requirePropertyAsInt32(const icu::UnicodeString& key) const;
+  unsigned int requirePropertyAsUInt32(const icu::UnicodeString& key) const;
+  std::int64_t requirePropertyAsInt64(const icu::UnicodeString& key) const;
+  std::uint64_t requirePropertyAsUint64(const icu::UnicodeString& key) const;
+  double requirePropertyAsDouble(const icu::UnicodeString& key) const;
+
+  /// The same with the default by pointer, `const X*`: the value, or `*defaultValue` when there is no such
+  /// property. A null pointer makes it required. A literal 0 is the number and not a null pointer.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is none, and the pointer is null
+  template <class Pointer, DefaultPointer<Pointer, bool> = 0>
+  bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsBoolean(key)
+                                   : getPropertyAsBoolean(key, valueAt<bool>(defaultValue));
+  }
+  template <class Pointer, DefaultPointer<Pointer, std::int32_t> = 0>
+  std::int32_t getPropertyAsInt32(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsInt32(key)
+                                   : getPropertyAsInt32(key, valueAt<std::int32_t>(defaultValue));
+  }
+  template <class Pointer, DefaultPointer<Pointer, unsigned int> = 0>
+  unsigned int getPropertyAsUInt32(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsUInt32(key)
+                                   : getPropertyAsUInt32(key, valueAt<unsigned int>(defaultValue));
+  }
+  template <class Pointer, DefaultPointer<Pointer, std::int64_t> = 0>
+  std::int64_t getPropertyAsInt64(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsInt64(key)
+                                   : getPropertyAsInt64(key, valueAt<std::int64_t>(defaultValue));
+  }
+  template <class Pointer, DefaultPointer<Pointer, std::uint64_t> = 0>
+  std::uint64_t getPropertyAsUint64(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsUint64(key)
+                                   : getPropertyAsUint64(key, valueAt<std::uint64_t>(defaultValue));
+  }
+  template <class Pointer, DefaultPointer<Pointer, double> = 0>
+  double getPropertyAsDouble(const icu::UnicodeString& key, Pointer defaultValue) const {
+    return defaultValue == nullptr ? requirePropertyAsDouble(key)
+                                   : getPropertyAsDouble(key, valueAt<double>(defaultValue));
+  }
+
+  // --- change
+
+  /// Stores the value under the key; a former value is replaced in its place. Key and value may be the
+  /// object's own.
+  void putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
+  /// Store the number's plain decimal text: "-" before negatives, no other sign, no grouping.
+  void putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value);
+  void putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value);
+  void putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value);
+  void putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value);
+  /// Removes the property and returns how many there were: 0 or 1. The key may be the object's own.
+  std::int32_t removeProperty(const icu::UnicodeString& key);
+  /// Appends a name to those that `save` writes as "#include " lines. The name is written as it is, so a
+  /// line end in it ends the line. `load` takes such a line for a comment: nothing else fills the list.
+  void addInclude(const icu::UnicodeString& name);
+
+  // --- iterate
+
+  iterator begin() const;
+  iterator end() const;
+  /// The key at `it`, which is not `end()`.
+  const icu::UnicodeString& get(const iterator& it) const;
+
+  // --- the text format: load
+  //
+  // Bytes; each byte is the character of the same number (ISO-8859-1), NUL as any other. White space is TAB
+  // and SPACE. Lines end in LF, CR or CR LF, the last one at the end of the data.
+  //   - A line of white space alone is empty. One whose first other byte is "#" or "!" is a comment to its
+  //     end, whatever stands before that.
+  //   - The key ends at ":", "=", white space or the line's end. Then white space, one ":" or "=", and white
+  //     space are skipped; all of the rest is the value, trailing white space and further "=" included.
+  //   - A backslash and a line end continue the line: both and the white space that begins the next line are
+  //     skipped, also between lines, and there a comment or an empty line can follow. Comments are not
+  //     continued.
+  //   - In keys and values \n, \r, \t are LF, CR, TAB; \uXXXX, hexadecimal digits of either case, is that
+  //     character; a backslash before any other byte is that byte; as the last byte of the data it is nothing.
+  //   - \uXXXX is taken when at least one more byte follows it, and it names neither a surrogate nor U+FDD0
+  //     to U+FDEF, U+FFFE or U+FFFF. Else it is the letter "u" and what follows is read as it stands. End
+  //     the data with a line end.
+  // Every sequence of bytes yields some map, the last line with a key wins, and nothing is raised but what
+  // `resolveReferences` raises. Properties that are already there stay unless a line replaces them. Null
+  // data are no data, whatever the length.
+
+  /// Reads all lines and, if asked to, then resolves references.
+  void load(const char* data, std::size_t length, bool resolveReferences);
+  /// Reads all lines, then resolves references.
+  void load(const char* data, std::size_t length);
+  /// The same of a text, which is first converted to ISO-8859-1; what that cannot hold becomes its
+  /// substitution byte, 26.
+  ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"), from "kelConverter.cpp"
+  void load(const icu::UnicodeString& text);
+  /// Reads one line, continuations included, from `position`, stores its property if it has one, and moves
+  /// `position` behind it. Returns false, and does nothing, when `position` is at the end or beyond. A rest
+  /// of white space and continuations alone is a line without a property.
+  bool parseLine(std::size_t& position, const char* data, std::size_t length);
+
+  /// Replaces in every value, in key order, each "%name%" by the value of the property of that name, in
+  /// which references are replaced first, and stored so. In a value the first "%" pairs with the next one,
+  /// and after each replacement the search begins anew: a "%" that came with a replacement pairs with the
+  /// next one behind it. A "%" left without a partner stays. "%%" refers to the property of the empty key.
+  ///
+  /// References may be nested to any depth. The time is that of reading all values and writing the text
+  /// produced; but that text can be exponential in the size of a file, when lines refer twice to the line
+  /// before. With files from strangers load without resolving, and limit the number and nesting of
+  /// references, or refuse "%".
+  ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of this property leads back to it
+  ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a name that there is
+  ///            no property of
+  ///            Either leaves all that was replaced before it, also in the values under way.
+  void resolveReferences();
+
+  // --- the text format: save
+
+  /// Writes, in lines that end in CR LF: "#saved by ExtendedProperties on ", nothing behind the blank; an
+  /// "#include " line for each include; "key=value" for each property in key order; then flushes.
+  ///
+  /// In keys and values CR, LF, TAB, "!", "#", ":", "=" and backslash are escaped, in keys SPACE too; on all
+  /// lines characters above 127 are written as \uXXXX. What does not read back: a character beyond U+FFFF,
+  /// which is written as two escapes, each of the low 16 bits of its number; characters that \uXXXX is not
+  /// taken for; blanks that begin a value; and a "%" that is resolved on loading.
+  ///   raises   what the stream raises; the bytes before it are written
+  void save(oss::OutputStream& out) const;
+
+  /// Writes "-- listing properties --" and a line "key=value" for each property in key order, for people to
+  /// read: not escaped, in ICU's default code page, each line flushed.
+  void list(std::ostream& out) const;
+
+ private:
+  template <class Value, class Pointer>
+  static Value valueAt(Pointer pointer) {
+    if constexpr (std::is_null_pointer_v<Pointer>) {
+      return Value();  // never asked for
+    } else {
+      return static_cast<Value>(*pointer);
+    }
+  }
+
+  KELINFRA_LOCAL const icu::UnicodeString* findProperty(const icu::UnicodeString& key,
+                                                        const icu::UnicodeString* defaultValue,
+                                                        bool required) const;
+
+  Map properties_;
+  std::list<icu::UnicodeString> includes_;
+};
+
+}  // namespace tarvo::util
