@@ -257,9 +257,13 @@ class KELINFRA_API ExtendedProperties {
     }
   }
 
+  class KELINFRA_LOCAL Resolver;
+
   KELINFRA_LOCAL const icu::UnicodeString* findProperty(const icu::UnicodeString& key,
                                                         const icu::UnicodeString* defaultValue,
                                                         bool required) const;
+  KELINFRA_LOCAL void store(icu::UnicodeString key, icu::UnicodeString value);
+  KELINFRA_LOCAL void storeLines(const char* data, std::size_t length);
 
   Map properties_;
   std::list<icu::UnicodeString> includes_;

@@ -1,0 +1,455 @@
+#include "infra/util/kelExtendedProperties.hpp"
+
+#include "infra/oss/kelBaseException.hpp"
+#include "infra/oss/kelConverter.hpp"
+#include "infra/oss/kelFormatter.hpp"
+#include "infra/oss/kelSizeableBuffer.hpp"
+#include "infra/util/kelPropertiesException.hpp"
+
+#include "oss/kelDecimalText.hpp"
+#include "oss/kelInvariant.hpp"
+#include "oss/kelRaise.hpp"
+#include "util/kelPropertiesText.hpp"
+
+#include <unicode/ustream.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace tarvo::util {
+
+using oss::Formatter;
+using oss::invariantText;
+using oss::raise;
+
+namespace {
+
+std::u16string_view unitsOf(const icu::UnicodeString& text) {
+  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
+/// ICU answers a want of memory with a bogus string; nothing stored is to be lost by one.
+icu::UnicodeString textOf(std::u16string_view units) {
+  if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
+    throw std::bad_alloc();
+  }
+  icu::UnicodeString text(units.data(), static_cast<std::int32_t>(units.size()));
+  if (text.isBogus()) throw std::bad_alloc();
+  return text;
+}
+
+template <class Number>
+icu::UnicodeString decimalText(Number value) {
+  return invariantText(oss::DecimalText<Number>(value).view());
+}
+
+// --- typed values
+
+/// What the function reads, or nothing when it raises an error: the error itself is of no interest.
+template <class Number>
+std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const icu::UnicodeString& text) {
+  try {
+    return read(text);
+  } catch (const oss::BaseException&) {
+    return std::nullopt;
+  }
+}
+
+// How each type reads a trimmed text, and the word for it when the text is refused.
+
+struct Boolean {
+  static std::optional<bool> read(const icu::UnicodeString& text) {
+    constexpr std::array<std::u16string_view, 4> yes = {u"true", u"yes", u"on", u"1"};
+    constexpr std::array<std::u16string_view, 4> no = {u"false", u"no", u"off", u"0"};
+    const std::u16string_view word = unitsOf(text);
+    if (std::find(yes.begin(), yes.end(), word) != yes.end()) return true;
+    if (std::find(no.begin(), no.end(), word) != no.end()) return false;
+    return std::nullopt;
+  }
+  static const char* wordFor(const icu::UnicodeString& /*text*/) { return "boolean"; }
+};
+
+struct Int32 {
+  static auto read(const icu::UnicodeString& text) { return attempt(&Formatter::stringToInt32, text); }
+  static const char* wordFor(const icu::UnicodeString& /*text*/) { return "integer"; }
+};
+
+struct Int64 {
+  static auto read(const icu::UnicodeString& text) { return attempt(&Formatter::stringToInt64, text); }
+  static const char* wordFor(const icu::UnicodeString& /*text*/) { return "int64"; }
+};
+
+// The unsigned types tell a number that only the signed type takes from what is no number.
+
+struct UInt32 {
+  static auto read(const icu::UnicodeString& text) { return attempt(&Formatter::stringToUint32, text); }
+  static const char* wordFor(const icu::UnicodeString& text) {
+    return Int32::read(text) ? "uint32" : "integer";
+  }
+};
+
+struct UInt64 {
+  static auto read(const icu::UnicodeString& text) { return attempt(&Formatter::stringToUint64, text); }
+  static const char* wordFor(const icu::UnicodeString& text) {
+    return Int64::read(text) ? "uint64" : "longint";
+  }
+};
+
+struct Double {
+  static auto read(const icu::UnicodeString& text) {
+    return attempt<double>(&Formatter::stringToDouble, text);
+  }
+  static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
+};
+
+template <class Type>
+auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored) {
+  icu::UnicodeString text(stored);
+  text.trim();
+  const auto value = Type::read(text);
+  if (!value) {
+    raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text, invariantText(Type::wordFor(text)));
+  }
+  return *value;
+}
+
+template <class Type, class Value>
+Value typedValueOr(const icu::UnicodeString& key, const icu::UnicodeString* stored, Value defaultValue) {
+  return stored == nullptr ? defaultValue : static_cast<Value>(typedValue<Type>(key, *stored));
+}
+
+}  // namespace
+
+// --- construct
+
+ExtendedProperties::ExtendedProperties() = default;
+ExtendedProperties::ExtendedProperties(const ExtendedProperties& other) = default;
+ExtendedProperties::~ExtendedProperties() = default;
+
+ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& other) {
+  copy(other);
+  return *this;
+}
+
+// Copied first: a copy that fails changes nothing.
+void ExtendedProperties::copy(const ExtendedProperties& other) {
+  if (this == &other) return;
+  Map properties = other.properties_;
+  std::list<icu::UnicodeString> includes = other.includes_;
+  properties_.swap(properties);
+  includes_.swap(includes);
+}
+
+// --- ask
+
+const icu::UnicodeString* ExtendedProperties::findProperty(const icu::UnicodeString& key,
+                                                           const icu::UnicodeString* defaultValue,
+                                                           bool required) const {
+  const auto found = properties_.find(key);
+  if (found != properties_.end()) return &found->second;
+  if (required) raise<PropertiesException>("ERR_PROPERTY_MISSING", key);
+  return defaultValue;
+}
+
+const icu::UnicodeString& ExtendedProperties::getProperty(const icu::UnicodeString& key,
+                                                          const icu::UnicodeString& defaultValue) const {
+  return *findProperty(key, &defaultValue, false);
+}
+
+const icu::UnicodeString& ExtendedProperties::requireProperty(const icu::UnicodeString& key) const {
+  return *findProperty(key, nullptr, true);
+}
+
+bool ExtendedProperties::getPropertyAsBoolean(const icu::UnicodeString& key, bool defaultValue) const {
+  return typedValueOr<Boolean>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::int32_t ExtendedProperties::getPropertyAsInt32(const icu::UnicodeString& key,
+                                                    std::int32_t defaultValue) const {
+  return typedValueOr<Int32>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+unsigned int ExtendedProperties::getPropertyAsUInt32(const icu::UnicodeString& key,
+                                                     unsigned int defaultValue) const {
+  return typedValueOr<UInt32>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::int64_t ExtendedProperties::getPropertyAsInt64(const icu::UnicodeString& key,
+                                                    std::int64_t defaultValue) const {
+  return typedValueOr<Int64>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::uint64_t ExtendedProperties::getPropertyAsUint64(const icu::UnicodeString& key,
+                                                      std::uint64_t defaultValue) const {
+  return typedValueOr<UInt64>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+double ExtendedProperties::getPropertyAsDouble(const icu::UnicodeString& key, double defaultValue) const {
+  return typedValueOr<Double>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+bool ExtendedProperties::requirePropertyAsBoolean(const icu::UnicodeString& key) const {
+  return typedValue<Boolean>(key, requireProperty(key));
+}
+
+std::int32_t ExtendedProperties::requirePropertyAsInt32(const icu::UnicodeString& key) const {
+  return typedValue<Int32>(key, requireProperty(key));
+}
+
+unsigned int ExtendedProperties::requirePropertyAsUInt32(const icu::UnicodeString& key) const {
+  return typedValue<UInt32>(key, requireProperty(key));
+}
+
+std::int64_t ExtendedProperties::requirePropertyAsInt64(const icu::UnicodeString& key) const {
+  return typedValue<Int64>(key, requireProperty(key));
+}
+
+std::uint64_t ExtendedProperties::requirePropertyAsUint64(const icu::UnicodeString& key) const {
+  return typedValue<UInt64>(key, requireProperty(key));
+}
+
+double ExtendedProperties::requirePropertyAsDouble(const icu::UnicodeString& key) const {
+  return typedValue<Double>(key, requireProperty(key));
+}
+
+// --- change
+
+/// By value: what is passed may be the map's own. The end is tried first, which makes keys that come in order
+/// cheap.
+void ExtendedProperties::store(icu::UnicodeString key, icu::UnicodeString value) {
+  properties_.insert_or_assign(properties_.cend(), std::move(key), std::move(value));
+}
+
+void ExtendedProperties::putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
+  store(key, value);
+}
+
+void ExtendedProperties::putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value) {
+  store(key, decimalText(value));
+}
+
+void ExtendedProperties::putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value) {
+  store(key, decimalText(value));
+}
+
+void ExtendedProperties::putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value) {
+  store(key, decimalText(value));
+}
+
+void ExtendedProperties::putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value) {
+  store(key, decimalText(value));
+}
+
+std::int32_t ExtendedProperties::removeProperty(const icu::UnicodeString& key) {
+  const auto found = properties_.find(key);
+  if (found == properties_.end()) return 0;
+  properties_.erase(found);
+  return 1;
+}
+
+void ExtendedProperties::addInclude(const icu::UnicodeString& name) {
+  includes_.push_back(name);
+}
+
+// --- iterate
+
+ExtendedProperties::iterator ExtendedProperties::begin() const {
+  return properties_.begin();
+}
+
+ExtendedProperties::iterator ExtendedProperties::end() const {
+  return properties_.end();
+}
+
+const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
+  return it->first;
+}
+
+// --- load
+
+void ExtendedProperties::storeLines(const char* data, std::size_t length) {
+  PropertiesReader reader(data, data == nullptr ? 0 : length, 0);
+  while (reader.readLine()) {
+    if (reader.hasProperty()) store(textOf(reader.key()), textOf(reader.value()));
+  }
+}
+
+void ExtendedProperties::load(const char* data, std::size_t length, bool resolveReferences) {
+  storeLines(data, length);
+  if (resolveReferences) this->resolveReferences();
+}
+
+void ExtendedProperties::load(const char* data, std::size_t length) {
+  load(data, length, true);
+}
+
+void ExtendedProperties::load(const icu::UnicodeString& text) {
+  oss::SizeableBuffer<char, 512> bytes;
+  const std::size_t count = oss::Converter::convertToBytes(text, "ISO8859_1", bytes);
+  load(bytes.data(), count, true);
+}
+
+bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std::size_t length) {
+  PropertiesReader reader(data, data == nullptr ? 0 : length, position);
+  if (!reader.readLine()) return false;
+  if (reader.hasProperty()) store(textOf(reader.key()), textOf(reader.value()));
+  position = reader.position();
+  return true;
+}
+
+// --- references
+
+/// Replaces references one by one, as if each value were searched from its start after every replacement, but
+/// looks at each unit once: what stands before the first "%" cannot change any more.
+///
+/// A value in which references remain is under way: it waits, on a stack of its own and not the program's,
+/// for the values that it refers to. Its stored text stays as it was until it is done.
+class ExtendedProperties::Resolver {
+ public:
+  explicit Resolver(Map& properties) : properties_(properties) {}
+
+  void resolveAll() {
+    try {
+      for (Property& property : properties_) resolve(property);
+    } catch (...) {
+      storeProgress();
+      throw;
+    }
+  }
+
+ private:
+  using Property = Map::value_type;
+  static constexpr std::size_t none = std::u16string_view::npos;
+
+  struct Work {
+    explicit Work(Property& which) : property(&which) {}
+
+    std::u16string_view stored() const { return unitsOf(property->second); }
+
+    Property* property;
+    std::u16string done;      ///< the value as far as it was looked at, with what was replaced in it
+    std::size_t rest = 0;     ///< where in the stored value the rest begins
+    std::size_t open = none;  ///< the first "%" of `done`, whose partner is to be found
+  };
+
+  static bool hasReference(const Property& property) {
+    const std::u16string_view value = unitsOf(property.second);
+    const std::size_t first = value.find(u'%');
+    return first != none && value.find(u'%', first + 1) != none;
+  }
+
+  void resolve(Property& property) {
+    if (!hasReference(property)) return;
+    begin(property);
+    while (!underWay_.empty()) step();
+  }
+
+  /// Replaces one reference of the innermost value, or turns to the value that it refers to.
+  void step() {
+    Work& work = underWay_.back();
+    if (!findReference(work)) {
+      finish(work);
+      return;
+    }
+    Property& target = referenced(work);
+    if (hasReference(target)) {
+      begin(target);
+    } else {
+      replace(work, unitsOf(target.second));
+    }
+  }
+
+  void begin(Property& property) {
+    // Only a value that has references still can be under way.
+    if (!keysUnderWay_.insert(&property).second) {
+      raise<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", property.first);
+    }
+    underWay_.emplace_back(property);
+  }
+
+  void finish(const Work& work) {
+    work.property->second = textOf(work.done);
+    keysUnderWay_.erase(work.property);
+    underWay_.pop_back();
+  }
+
+  /// Moves on to the "%" that closes a reference, where the rest begins then; false, and on to the end, when
+  /// there is none. Asked again, it finds the same.
+  static bool findReference(Work& work) {
+    return (work.open != none || takeUpTo(work, true)) && takeUpTo(work, false);
+  }
+
+  static bool takeUpTo(Work& work, bool opens) {
+    const std::u16string_view stored = work.stored();
+    const std::size_t percent = std::min(stored.find(u'%', work.rest), stored.size());
+    work.done.append(stored, work.rest, percent - work.rest);
+    work.rest = percent;
+    if (percent == stored.size()) return false;
+    if (opens) {
+      work.open = work.done.size();
+      work.done += u'%';
+      ++work.rest;
+    }
+    return true;
+  }
+
+  Property& referenced(const Work& work) const {
+    const std::u16string_view name = std::u16string_view(work.done).substr(work.open + 1);
+    const auto found = properties_.find(name);
+    if (found == properties_.end()) {
+      raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", work.property->first, textOf(name));
+    }
+    return *found;
+  }
+
+  /// A "%" that comes with the value opens the next reference. It has one at most, or had been resolved.
+  static void replace(Work& work, std::u16string_view value) {
+    const std::size_t percent = value.find(u'%');
+    work.done.replace(work.open, none, value);
+    work.open = percent == none ? none : work.open + percent;
+    ++work.rest;
+  }
+
+  /// What was replaced before an error stays replaced.
+  void storeProgress() {
+    for (Work& work : underWay_) {
+      work.done.append(work.stored(), work.rest);
+      work.property->second = textOf(work.done);
+    }
+  }
+
+  Map& properties_;
+  std::vector<Work> underWay_;
+  std::unordered_set<const Property*> keysUnderWay_;
+};
+
+void ExtendedProperties::resolveReferences() {
+  Resolver(properties_).resolveAll();
+}
+
+// --- save
+
+void ExtendedProperties::save(oss::OutputStream& out) const {
+  PropertiesWriter writer(out);
+  writer.writeHeader();
+  for (const icu::UnicodeString& name : includes_) writer.writeInclude(name);
+  for (const auto& [key, value] : properties_) writer.writeProperty(key, value);
+  out.flush();
+}
+
+void ExtendedProperties::list(std::ostream& out) const {
+  out << "-- listing properties --" << std::endl;
+  for (const auto& [key, value] : properties_) out << key << '=' << value << std::endl;
+}
+
+}  // namespace tarvo::util

@@ -1,0 +1,239 @@
+#include "util/kelPropertiesText.hpp"
+
+#include "oss/kelInvariant.hpp"
+
+#include <array>
+#include <cstdint>
+
+namespace tarvo::util {
+
+// --- reading
+
+namespace {
+
+// What a byte can be, as bits.
+constexpr unsigned char lineEnd = 1;
+constexpr unsigned char blank = 2;
+constexpr unsigned char separator = 4;
+constexpr unsigned char commentMark = 8;
+constexpr unsigned char backslash = 16;
+
+constexpr auto kindOf = [] {
+  std::array<unsigned char, 256> kinds{};
+  kinds['\r'] = kinds['\n'] = lineEnd;
+  kinds['\t'] = kinds[' '] = blank;
+  kinds[':'] = kinds['='] = separator;
+  kinds['#'] = kinds['!'] = commentMark;
+  kinds['\\'] = backslash;
+  return kinds;
+}();
+
+constexpr unsigned int noDigit = 16;
+
+unsigned int hexDigit(unsigned char byte) {
+  if (byte >= '0' && byte <= '9') return byte - static_cast<unsigned int>('0');
+  if (byte >= 'A' && byte <= 'F') return byte - static_cast<unsigned int>('A') + 10;
+  if (byte >= 'a' && byte <= 'f') return byte - static_cast<unsigned int>('a') + 10;
+  return noDigit;
+}
+
+/// Surrogates and those that are never characters are not taken from an escape.
+bool isCharacter(unsigned int unit) {
+  return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
+}
+
+void appendBytes(std::u16string& text, const unsigned char* bytes, std::size_t count) {
+  const std::size_t start = text.size();
+  text.resize(start + count);
+  char16_t* const target = text.data() + start;
+  for (std::size_t i = 0; i < count; ++i) target[i] = bytes[i];
+}
+
+}  // namespace
+
+bool PropertiesReader::readLine() {
+  hasProperty_ = false;
+  if (atEnd()) return false;
+  skipBlanks();
+  if (atEnd() || takeLineEnd()) return true;
+  if (at(commentMark)) {
+    skipComment();
+    return true;
+  }
+  readText(key_, separator | blank | lineEnd);
+  skipBlanks();
+  if (at(separator)) {
+    ++position_;
+    skipBlanks();
+  }
+  readText(value_, lineEnd);
+  takeLineEnd();
+  hasProperty_ = true;
+  return true;
+}
+
+bool PropertiesReader::at(unsigned char kinds) const {
+  return !atEnd() && (kindOf[data_[position_]] & kinds) != 0;
+}
+
+void PropertiesReader::skip(unsigned char kinds) {
+  while (at(kinds)) ++position_;
+}
+
+bool PropertiesReader::takeLineEnd() {
+  if (!at(lineEnd)) return false;
+  const bool carriageReturn = data_[position_++] == '\r';
+  if (carriageReturn && !atEnd() && data_[position_] == '\n') ++position_;
+  return true;
+}
+
+bool PropertiesReader::takeContinuation() {
+  if (!at(backslash)) return false;
+  ++position_;
+  if (takeLineEnd()) return true;
+  --position_;
+  return false;
+}
+
+void PropertiesReader::skipBlanks() {
+  do {
+    skip(blank);
+  } while (takeContinuation());
+}
+
+void PropertiesReader::skipComment() {
+  while (!atEnd() && !at(lineEnd)) ++position_;
+  takeLineEnd();
+}
+
+/// Reads up to a byte of one of the kinds that end the text.
+void PropertiesReader::readText(std::u16string& text, unsigned char ends) {
+  text.clear();
+  const unsigned int stops = ends | backslash;
+  for (;;) {
+    const std::size_t start = position_;
+    while (!atEnd() && (kindOf[data_[position_]] & stops) == 0) ++position_;
+    appendBytes(text, data_ + start, position_ - start);
+    if (!at(backslash)) return;
+    readEscape(text);
+  }
+}
+
+void PropertiesReader::readEscape(std::u16string& text) {
+  if (takeContinuation()) {
+    skipBlanks();
+    return;
+  }
+  ++position_;
+  if (atEnd()) return;
+  const unsigned char byte = data_[position_++];
+  switch (byte) {
+    case 'n':
+      text += u'\n';
+      break;
+    case 'r':
+      text += u'\r';
+      break;
+    case 't':
+      text += u'\t';
+      break;
+    case 'u':
+      readUnicodeEscape(text);
+      break;
+    default:
+      text += static_cast<char16_t>(byte);
+  }
+}
+
+/// Behind the "u". One byte more than the digits has to be there: an escape that ends the data is none.
+void PropertiesReader::readUnicodeEscape(std::u16string& text) {
+  unsigned int unit = 0;
+  bool whole = length_ - position_ > 4;
+  for (std::size_t i = 0; whole && i < 4; ++i) {
+    const unsigned int digit = hexDigit(data_[position_ + i]);
+    whole = digit != noDigit;
+    unit = unit << 4U | digit;
+  }
+  if (!whole || !isCharacter(unit)) {
+    text += u'u';
+    return;
+  }
+  text += static_cast<char16_t>(unit);
+  position_ += 4;
+}
+
+// --- writing
+
+/// For each ASCII character what stands behind the backslash that it is written with; 0 for those that are
+/// written as they are.
+struct PropertiesWriter::Escapes {
+  std::array<char, 128> letters{};
+
+  consteval Escapes(std::string_view escapedByThemselves, bool lineEndsAndTabs) {
+    for (const char character : escapedByThemselves) {
+      letters[static_cast<unsigned char>(character)] = character;
+    }
+    if (!lineEndsAndTabs) return;
+    letters['\r'] = 'r';
+    letters['\n'] = 'n';
+    letters['\t'] = 't';
+  }
+
+  static const Escapes ofComment;
+  static const Escapes ofKey;
+  static const Escapes ofValue;
+};
+
+constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofComment("", false);
+constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", true);
+constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
+
+void PropertiesWriter::writeHeader() {
+  // The blank at its end is wanted, with nothing behind it.
+  write(oss::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
+  endLine();
+}
+
+void PropertiesWriter::writeInclude(const icu::UnicodeString& name) {
+  write(oss::invariantText("#include "), Escapes::ofComment);
+  write(name, Escapes::ofComment);
+  endLine();
+}
+
+void PropertiesWriter::writeProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
+  write(key, Escapes::ofKey);
+  out_.write('=');
+  write(value, Escapes::ofValue);
+  endLine();
+}
+
+void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& escapes) {
+  const char16_t* const units = text.getBuffer();
+  const std::int32_t length = text.length();
+  for (std::int32_t i = 0; i < length; ++i) {
+    const char16_t unit = units[i];
+    if (unit > 127) {
+      // At either half of a pair this is the whole character, so it is written twice. This is wanted.
+      writeUnicodeEscape(static_cast<char32_t>(text.char32At(i)));
+      continue;
+    }
+    const char letter = escapes.letters[unit];
+    if (letter != 0) out_.write('\\');
+    out_.write(letter != 0 ? letter : static_cast<char>(unit));
+  }
+}
+
+void PropertiesWriter::writeUnicodeEscape(char32_t character) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  out_.write('\\');
+  out_.write('u');
+  for (int shift = 12; shift >= 0; shift -= 4) {
+    out_.write(digits[(character >> static_cast<unsigned int>(shift)) & 15U]);
+  }
+}
+
+void PropertiesWriter::endLine() {
+  out_.write("\r\n");
+}
+
+}  // namespace tarvo::util

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "infra/oss/kelOutputStream.hpp"
+
+#include <unicode/unistr.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// The text format of properties, line by line; `ExtendedProperties` says what it looks like.
+namespace tarvo::util {
+
+/// Reads lines, continuations included, out of bytes. Any bytes make lines.
+class PropertiesReader {
+ public:
+  /// `position` may lie behind the end.
+  PropertiesReader(const char* data, std::size_t length, std::size_t position)
+      : data_(reinterpret_cast<const unsigned char*>(data)), length_(length), position_(position) {}
+
+  /// Takes the next line; false when there is none.
+  bool readLine();
+
+  /// Behind the lines taken.
+  std::size_t position() const { return position_; }
+  /// Whether the line last taken has a property. Key and value live until the next line is taken.
+  bool hasProperty() const { return hasProperty_; }
+  std::u16string_view key() const { return key_; }
+  std::u16string_view value() const { return value_; }
+
+ private:
+  bool atEnd() const { return position_ >= length_; }
+  bool at(unsigned char kinds) const;
+  void skip(unsigned char kinds);
+  bool takeLineEnd();
+  bool takeContinuation();
+  void skipBlanks();
+  void skipComment();
+  void readText(std::u16string& text, unsigned char ends);
+  void readEscape(std::u16string& text);
+  void readUnicodeEscape(std::u16string& text);
+
+  const unsigned char* data_;
+  std::size_t length_;
+  std::size_t position_;
+  bool hasProperty_ = false;
+  std::u16string key_;
+  std::u16string value_;
+};
+
+/// Writes the lines that the reader reads, one `write(char)` for each character of a text.
+class PropertiesWriter {
+ public:
+  explicit PropertiesWriter(oss::OutputStream& out) : out_(out) {}
+
+  void writeHeader();
+  void writeInclude(const icu::UnicodeString& name);
+  void writeProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
+
+ private:
+  struct Escapes;
+
+  void write(const icu::UnicodeString& text, const Escapes& escapes);
+  void writeUnicodeEscape(char32_t character);
+  void endLine();
+
+  oss::OutputStream& out_;
+};
+
+}  // namespace tarvo::util
