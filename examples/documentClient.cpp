@@ -1,136 +1,206 @@
-// Sends files to the document server and checks what it answers.
+// Sends documents to the document server and prints what it answers.
 
-#include "infra/oss/kelSocketException.hpp"
+#include "infra/oss/kelConstants.hpp"
+#include "infra/oss/kelMessage.hpp"
+#include "infra/util/kelBase64.hpp"
 
 #include "documentService.hpp"
 
-#include <array>
-#include <chrono>
 #include <cstddef>
-#include <exception>
-#include <fstream>
 #include <iomanip>
 #include <iostream>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
 
-using documents::Summary;
-using tarvo::oss::BaseException;
+using documents::ExitStatus;
+using tarvo::oss::Constants;
+using tarvo::oss::Message;
 using tarvo::oss::Socket;
+using tarvo::util::Base64;
+using tarvo::util::ExtendedProperties;
 
 const char* const usage =
-    "Usage: documentClient [--timeout MS] HOST PORT FILE...\n"
-    "Sends each file to the document server at HOST and PORT, and checks the answers against its own "
-    "counts.\n"
+    "Usage: documentClient HOST PORT [OPTION | FILE]...\n"
+    "Sends each file to the document server at HOST and PORT, and prints the answers.\n"
     "\n"
-    "  --timeout MS   for the connection and for each wait on it; 10000 by default\n"
-    "  --help         prints this text\n"
+    "  --timeout MS      for the connection and for each wait on it; 10000 by default\n"
+    "  --help            prints this text\n"
+    "\n"
+    "For the files behind them:\n"
+    "\n"
+    "  --codepage NAME   the code page that they are written in; without it, the one that the server "
+    "assumes\n"
+    "  --words, --lines  what counts as a token; words by default\n"
+    "  --top N           how many of the most frequent terms to tell; the server's own number by default\n"
+    "  --document        they are documents; the default\n"
+    "  --request         they are whole requests in properties text and are sent as they are\n"
     "\n";
 
-constexpr unsigned long long mostFrame = std::numeric_limits<unsigned int>::max();
-
-struct Document {
+/// A file to send, and how.
+struct Item {
   std::string name;
   std::string bytes;
+  bool wholeRequest = false;
+  const char* constructor = "words";
+  std::string codePage;
+  std::optional<unsigned long long> top;
 };
 
-/// Why a file cannot be sent; empty when it can.
-std::string load(Document& document) {
-  std::ifstream file(document.name, std::ios::binary);
-  if (!file) return "it cannot be opened";
-  std::array<char, 65536> chunk;
-  while (file.read(chunk.data(), chunk.size()) || file.gcount() > 0) {
-    document.bytes.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+struct Options {
+  std::string host;
+  unsigned int port = 0;
+  unsigned long long timeout = 10'000;
+  std::vector<Item> items;
+};
+
+std::string base64Of(const std::string& bytes) {
+  std::vector<unsigned short> units(Base64::encodeSize(bytes.size()));
+  Base64::encode(units.data(), units.size(), bytes.data(), bytes.size());
+  return {units.begin(), units.end()};
+}
+
+std::string requestText(const Item& item) {
+  if (item.wholeRequest) return item.bytes;
+  ExtendedProperties config;
+  if (!item.codePage.empty()) config.putProperty("codepage", item.codePage.c_str());
+  if (item.top) config.putPropertyAsUint64("top", *item.top);
+  ExtendedProperties request;
+  request.putProperty(Constants::DOCUMENT_CONSTRUCTOR_NAME, item.constructor);
+  request.putProperty(Constants::DOCUMENT_CONSTRUCTOR_CONFIG, documents::textOf(config).c_str());
+  request.putProperty(Constants::DOCUMENT_CONSTRUCTOR_DATA, base64Of(item.bytes).c_str());
+  return documents::textOf(request);
+}
+
+void printAnswer(const Item& item, const ExtendedProperties& answer) {
+  std::cout << item.name << '\n'
+            << "    " << answer.requirePropertyAsUInt32("characters") << " characters, "
+            << answer.requirePropertyAsUInt32("tokens") << " tokens, "
+            << answer.requirePropertyAsUInt32("terms") << " terms; counted by build "
+            << documents::utf8(answer.requireProperty("build")) << '\n';
+  const icu::UnicodeString none;
+  for (int number = 1;; ++number) {
+    const std::string suffix = "." + std::to_string(number);
+    const unsigned int count = answer.getPropertyAsUInt32(("count" + suffix).c_str(), 0U);
+    if (count == 0) return;
+    std::cout << std::setw(8) << count << "  "
+              << documents::fromWire(answer.getProperty(("term" + suffix).c_str(), none)) << '\n';
   }
-  if (file.bad()) return "it cannot be read";
-  if (document.bytes.size() > mostFrame) return "it is larger than a frame can be";
-  return {};
 }
 
-void printHead() {
-  std::cout << std::setw(12) << "bytes" << std::setw(10) << "lines"
-            << "  CRC-32  " << std::setw(10) << "ms"
-            << "  answer    file\n";
+/// Sends one item, prints what comes back, and tells how it ended.
+ExitStatus submit(Socket& socket, const Item& item, documents::FrameBuffer& buffer) {
+  documents::sendFrame(socket, requestText(item));
+  const std::string_view text = documents::receiveFrame(socket, buffer);
+  ExtendedProperties answer;
+  answer.load(text.data(), text.size(), false);
+  const std::optional<Message> refusal = documents::refusalOf(answer);
+  if (!refusal) {
+    printAnswer(item, answer);
+    return documents::statusOk;
+  }
+  std::cout << item.name << "\n    refused: ";
+  documents::explain(std::cout, *refusal);
+  return documents::statusOf(*refusal);
 }
 
-void printRow(const Summary& summary, double milliseconds, std::string_view answer, const std::string& name) {
-  std::cout << std::setw(12) << summary.bytes << std::setw(10) << summary.lines << "  "
-            << documents::hexadecimal(summary.crc) << std::setw(10) << std::fixed << std::setprecision(2)
-            << milliseconds << "  " << std::left << std::setw(8) << answer << std::right << "  " << name
-            << std::endl;
-}
-
-/// Sends one document, prints its row, and tells how the answer fits it.
-documents::ExitStatus submit(Socket& socket, const Document& document) {
-  constexpr std::size_t longestAnswer = 1024;
-  documents::FrameBuffer buffer(longestAnswer);
-  const auto start = std::chrono::steady_clock::now();
-  documents::sendFrame(socket, document.bytes);
-  const std::string_view answer = documents::receiveFrame(socket, buffer);
-  const std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
-
-  const Summary own = documents::summarise(document.bytes);
-  const bool refused = answer.substr(0, documents::refusalPrefix.size()) == documents::refusalPrefix;
-  const bool fits = answer == documents::answerText(own);
-  printRow(own, elapsed.count(), fits ? "ok" : refused ? "refused" : "wrong", document.name);
-  if (fits) return documents::statusOk;
-  std::cerr << document.name << ": the server answered: " << answer << '\n';
-  return refused ? documents::statusFrameTooLarge : documents::statusOther;
-}
-
-int submitAll(const std::string& host, unsigned int port, unsigned long long timeout,
-              const std::vector<Document>& files) {
+ExitStatus submitAll(const Options& options) {
+  constexpr std::size_t longestAnswer = 1 << 20;
   Socket socket;
-  socket.connect(icu::UnicodeString::fromUTF8(host), port, Socket::NullAddrInfoExternal, &timeout);
-  socket.setTimeout(static_cast<unsigned int>(timeout));
-  printHead();
-  documents::ExitStatus worst = documents::statusOk;
-  for (const Document& file : files) {
-    const documents::ExitStatus status = submit(socket, file);
-    if (worst == documents::statusOk) worst = status;
+  socket.connect(icu::UnicodeString::fromUTF8(options.host), options.port, Socket::NullAddrInfoExternal,
+                 &options.timeout);
+  socket.setTimeout(static_cast<unsigned int>(options.timeout));
+  documents::FrameBuffer buffer(longestAnswer);
+  ExitStatus first = documents::statusOk;
+  for (const Item& item : options.items) {
+    const ExitStatus status = submit(socket, item, buffer);
+    if (first == documents::statusOk) first = status;
   }
-  return worst;
+  std::cout.flush();
+  return first;
 }
+
+/// Walks the command line behind HOST and PORT; false when it is wrong.
+class Walk {
+ public:
+  Walk(const std::vector<std::string>& arguments, Options& options)
+      : next_(arguments.begin() + 2), end_(arguments.end()), options_(options) {}
+
+  bool run() {
+    while (next_ != end_) {
+      if (!take(*next_++)) return false;
+    }
+    return true;
+  }
+
+ private:
+  bool take(const std::string& word) {
+    if (word == "--timeout") {
+      const auto number = value(std::numeric_limits<int>::max());
+      if (number) options_.timeout = *number;
+      return number.has_value();
+    }
+    if (word == "--top") return (current_.top = value(std::numeric_limits<unsigned int>::max())).has_value();
+    if (word == "--codepage") {
+      if (next_ == end_) return false;
+      current_.codePage = *next_++;
+      return true;
+    }
+    if (word == "--words" || word == "--lines") {
+      current_.constructor = word == "--words" ? "words" : "lines";
+      return true;
+    }
+    if (word == "--document" || word == "--request") {
+      current_.wholeRequest = word == "--request";
+      return true;
+    }
+    return word.rfind("--", 0) != 0 && takeFile(word);
+  }
+
+  std::optional<unsigned long long> value(unsigned long long most) {
+    return next_ == end_ ? std::nullopt : documents::parseNumber(*next_++, 0, most);
+  }
+
+  bool takeFile(const std::string& name) {
+    auto bytes = documents::readFile(name);
+    if (!bytes) {
+      std::cerr << name << ": it cannot be read\n";
+      return false;
+    }
+    current_.name = name;
+    options_.items.push_back(current_);
+    options_.items.back().bytes = std::move(*bytes);
+    return true;
+  }
+
+  std::vector<std::string>::const_iterator next_;
+  std::vector<std::string>::const_iterator end_;
+  Options& options_;
+  Item current_;
+};
 
 int run(const std::vector<std::string>& arguments) {
   if (arguments == std::vector<std::string>{"--help"}) {
     std::cout << usage << documents::exitStatusHelp;
     return documents::statusOk;
   }
-  unsigned long long timeout = 10'000;
-  const auto plain =
-      documents::parseArguments(arguments, {{"--timeout", &timeout, 1, std::numeric_limits<int>::max()}});
-  const auto port =
-      plain && plain->size() >= 3 ? documents::parseNumber((*plain)[1], 1, 65535) : std::nullopt;
-  if (!port) {
+  Options options;
+  const auto port = arguments.size() >= 3 ? documents::parseNumber(arguments[1], 1, 65535) : std::nullopt;
+  if (!port || !Walk(arguments, options).run()) {
     std::cerr << usage << documents::exitStatusHelp;
     return documents::statusUsage;
   }
-  std::vector<Document> files;
-  for (auto name = plain->begin() + 2; name != plain->end(); ++name) {
-    files.push_back({*name, {}});
-    if (const std::string reason = load(files.back()); !reason.empty()) {
-      std::cerr << *name << ": " << reason << '\n';
-      return documents::statusUsage;
-    }
-  }
-  return submitAll(plain->front(), static_cast<unsigned int>(*port), timeout, files);
+  options.host = arguments.front();
+  options.port = static_cast<unsigned int>(*port);
+  return submitAll(options);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run({argv + 1, argv + argc});
-  } catch (const BaseException& error) {
-    documents::explain(std::cerr, error);
-    return documents::meaningOf(error).status;
-  } catch (const std::exception& error) {
-    std::cerr << error.what() << '\n';
-    return documents::statusOther;
-  }
+  return documents::guarded(run, argc, argv);
 }

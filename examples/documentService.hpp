@@ -2,22 +2,28 @@
 
 #include "infra/oss/kelBaseException.hpp"
 #include "infra/oss/kelSocket.hpp"
+#include "infra/util/kelExtendedProperties.hpp"
 
 #include <cstddef>
-#include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 /// What the programs of the document service share. A client sends documents, the server answers each with
-/// what it counted. Both travel as frames of `Socket::writeMessage`:
+/// what it counted. Both travel as properties text in frames of `Socket::writeMessage`:
 ///
-///     a document   its bytes, as they are
-///     an answer    "bytes 1234\nlines 56\ncrc32 CBF43926\n"
-///     a refusal    "refused ERR_DEST_BUFFER_TOO_SMALL: [] - [1024] [2000]": the server's error, rendered
+///     a request    ctor.name      what builds the tokens: "words" or "lines"
+///                  ctor.config    its configuration, properties text again: codepage, top
+///                  ctor.doc.data  the document's bytes in Base64
+///     an answer    characters, tokens, terms, build; term.1, count.1, term.2, ... the most frequent terms
+///     a refusal    error.id, error.arguments, error.argument.1, ...: the error that the request met
+///
+/// Properties text has no way for characters above U+FFFF and skips blanks that begin a value, so terms and
+/// arguments travel as their UTF-8 bytes, a character each, in quotes.
 namespace documents {
 
 /// How the programs end.
@@ -29,28 +35,25 @@ enum ExitStatus : int {
   statusFrameTooLarge = 4,
   statusTimeOut = 5,
   statusUnknownHost = 6,
-  statusOther = 7
+  statusOther = 7,
+  statusBadRequest = 8
 };
 
 /// One line for each status, for --help.
 extern const char* const exitStatusHelp;
 
-// --- documents
-// ----------------------------------------------------------------------------------------------
+// --- texts
 
-struct Summary {
-  unsigned long long bytes = 0;
-  unsigned long long lines = 0;  ///< line ends: a last line without one does not count
-  std::uint32_t crc = 0;         ///< CRC-32 of IEEE 802.3
-};
+std::string utf8(const icu::UnicodeString& text);
 
-Summary summarise(std::string_view document);
-std::string hexadecimal(std::uint32_t crc);
-std::string answerText(const Summary& summary);
-constexpr std::string_view refusalPrefix = "refused ";
+/// A text of UTF-8 bytes as it travels, and back.
+icu::UnicodeString toWire(std::string_view utf8);
+std::string fromWire(const icu::UnicodeString& text);
+
+/// The whole file; nothing when it cannot be read.
+std::optional<std::string> readFile(const std::string& name);
 
 // --- frames
-// -------------------------------------------------------------------------------------------------
 
 /// Room for one frame.
 class FrameBuffer {
@@ -74,25 +77,35 @@ void sendFrame(tarvo::oss::Socket& socket, std::string_view payload);
 ///            in the middle of the frame
 std::string_view receiveFrame(tarvo::oss::Socket& socket, FrameBuffer& buffer);
 
+/// The properties as text.
+std::string textOf(const tarvo::util::ExtendedProperties& properties);
+
 // --- failures
-// -----------------------------------------------------------------------------------------------
 
-std::string utf8(const icu::UnicodeString& text);
-std::string identifierOf(const tarvo::oss::BaseException& error);
-std::string messageLine(const tarvo::oss::BaseException& error);
+/// Raises an error of these programs' own, as the library raises its own.
+template <class Exception, class... Arguments>
+[[noreturn]] void fail(const char* identifier, const char* file, unsigned int line,
+                       const Arguments&... arguments) {
+  Exception error(identifier, file, line);
+  (error.getErrorMessage().addArgument(arguments), ...);
+  throw Exception(error);
+}
 
-/// The programs' message catalogue: what an error means to a person, and how a program ends because of it.
-struct Meaning {
-  const char* heading;
-  ExitStatus status;
-};
-Meaning meaningOf(const tarvo::oss::BaseException& error);
+/// A sentence for people, made from the message's identifier and arguments by the programs' catalogue. The
+/// library knows no texts; this is where a program keeps its own, in whatever language its users read.
+std::string sentenceOf(const tarvo::oss::Message& message);
 
-/// Prints the heading, the message and where it was raised.
-void explain(std::ostream& out, const tarvo::oss::BaseException& error);
+/// How a program ends because of the message.
+ExitStatus statusOf(const tarvo::oss::Message& message);
+
+/// Prints the sentence, the message and, when it is known, where it was raised.
+void explain(std::ostream& out, const tarvo::oss::Message& message);
+
+/// The refusal that tells a client of an error, and the error's message read back from it.
+std::string refusalText(const tarvo::oss::Message& message);
+std::optional<tarvo::oss::Message> refusalOf(const tarvo::util::ExtendedProperties& answer);
 
 // --- command lines
-// ------------------------------------------------------------------------------------------
 
 /// An option "--name NUMBER".
 struct NumberOption {
@@ -110,5 +123,8 @@ std::optional<unsigned long long> parseNumber(std::string_view text, unsigned lo
 /// after saying so on the error stream.
 std::optional<std::vector<std::string>> parseArguments(const std::vector<std::string>& arguments,
                                                        const std::vector<NumberOption>& options);
+
+/// Runs a program, explains the error that leaves it, and gives the status to end with.
+int guarded(int (*run)(const std::vector<std::string>& arguments), int argc, char** argv);
 
 }  // namespace documents

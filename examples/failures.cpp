@@ -6,7 +6,6 @@
 #include "documentService.hpp"
 
 #include <algorithm>
-#include <exception>
 #include <iostream>
 #include <iterator>
 #include <list>
@@ -125,9 +124,9 @@ int show(const Failure& failure) {
   try {
     failure.provoke();
     std::cout << "Nothing failed.\n";
-  } catch (const BaseException& error) {
-    documents::explain(std::cout, error);
-    status = documents::meaningOf(error).status;
+  } catch (BaseException& error) {
+    documents::explain(std::cout, error.getErrorMessage());
+    status = documents::statusOf(error.getErrorMessage());
   }
   std::cout << "    status   " << status
             << (status == failure.status ? ", as documented" : ", NOT AS DOCUMENTED") << '\n'
@@ -175,13 +174,5 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return run({argv + 1, argv + argc});
-  } catch (const BaseException& error) {
-    documents::explain(std::cerr, error);
-    return documents::statusOther;
-  } catch (const std::exception& error) {
-    std::cerr << error.what() << '\n';
-    return documents::statusOther;
-  }
+  return documents::guarded(run, argc, argv);
 }
