@@ -64,7 +64,10 @@ need_toolchain() {
   [ "${version%%.*}" -ge 12 ] || die "g++ $version is too old: C++20 as used here needs GCC 12 or later"
 }
 
-need_test_tools() { need_toolchain && need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config python3; }
+need_test_tools() {
+  need_toolchain
+  need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config icu-devtools python3
+}
 
 # build PRESET [CMAKE OPTION...]: configures and builds.
 build() {

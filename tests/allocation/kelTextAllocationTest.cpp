@@ -1,18 +1,25 @@
+#include "infra/oss/kelConverter.hpp"
 #include "infra/oss/kelDataBuffer.hpp"
 #include "infra/oss/kelStringTokenizer.hpp"
+#include "infra/oss/kelUTF8Iterator.hpp"
+#include "infra/oss/kelUTF8String.hpp"
 
 #include "support/kelAllocationCount.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
 
+#include <array>
 #include <string>
 
 namespace tarvo::test {
 namespace {
 
+using oss::Converter;
 using oss::DataBuffer;
 using oss::StringTokenizer;
+using oss::UTF8Iterator;
+using oss::UTF8String;
 
 TEST(AllocationCount, SeesEveryAllocation) {
   const AllocationCount count;
@@ -107,6 +114,65 @@ TEST(StringTokenizerAllocation, IsNotNeededToFetchWords) {
   }
   EXPECT_EQ(fetched, 2 * 9'999);
   EXPECT_EQ(count.calls(), 0U);
+}
+
+/// Calls of the allocator while a text of that many bytes is taken and walked.
+std::size_t allocationsToWalk(std::size_t size) {
+  const std::string text(size, 'x');
+  const AllocationCount count;
+  UTF8Iterator iterator(text.c_str());
+  int characters = 0;
+  while (iterator.hasMoreChars()) characters += static_cast<int>(*iterator.getNextChar() == 'x');
+  EXPECT_EQ(characters, static_cast<int>(size));
+  return count.calls();
+}
+
+TEST(UTF8IteratorAllocation, IsNoneUpTo4096BytesAndOneAbove) {
+  EXPECT_EQ(allocationsToWalk(0), 0U);
+  EXPECT_EQ(allocationsToWalk(4096), 0U);
+  EXPECT_EQ(allocationsToWalk(4097), 1U);
+  EXPECT_EQ(allocationsToWalk(1'000'000), 1U);
+}
+
+TEST(UTF8IteratorAllocation, IsNoneForUnicodeUpTo4096Bytes) {
+  const icu::UnicodeString text(4096, u'x', 4096);
+  static_cast<void>(UTF8Iterator(text));  // the code page is known from here on
+  const AllocationCount count;
+  const UTF8Iterator iterator(text);
+  EXPECT_EQ(iterator.length(), 4096);
+  EXPECT_EQ(count.calls(), 0U);
+}
+
+TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
+  const icu::UnicodeString text(4000, u'x', 4000);
+  static_cast<void>(UTF8String(text));
+  const AllocationCount count;
+  UTF8String string(text);
+  string.insertString(4, "more");
+  string.appendString(UTF8String("text"));
+  EXPECT_EQ(string.numChars(), 4008);
+  EXPECT_EQ(string.compare(string), 0);
+  string = text;
+  EXPECT_EQ(count.calls(), 0U);
+}
+
+TEST(ConverterAllocation, IsNoneUpTo1024BytesOnceThePagesAreKnown) {
+  const std::string bytes(1024, '\xE4');
+  const icu::UnicodeString text(512, u'\u00E4', 512);
+  std::array<char, 8192> room;
+  const auto convert = [&](const char* from, const char* to) {
+    Converter::convert(nullptr, 0, from, bytes.c_str(), to);
+    Converter::convert(room.data(), 8192, from, bytes.c_str(), to);
+    Converter::convert(nullptr, 0, to, text);
+    Converter::convert(room.data(), 8192, to, text);
+  };
+  for (const char* const to : {"UTF-8", "windows-1252", "GB18030", "ISO-8859-1"}) {
+    SCOPED_TRACE(to);
+    convert("ISO-8859-1", to);
+    const AllocationCount count;
+    convert("ISO-8859-1", to);
+    EXPECT_EQ(count.calls(), 0U);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "infra/oss/kelDataBuffer.hpp"
+#include "infra/oss/kelNLSException.hpp"
 #include "infra/oss/kelStringTokenizer.hpp"
+#include "infra/oss/kelUTF8Iterator.hpp"
 
 #include "support/kelAllocationCount.hpp"
 
@@ -9,6 +11,7 @@
 #include <array>
 #include <functional>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -16,7 +19,9 @@ namespace tarvo::test {
 namespace {
 
 using oss::DataBuffer;
+using oss::NLSException;
 using oss::StringTokenizer;
+using oss::UTF8Iterator;
 
 TEST(DataBufferWithoutMemory, StaysAsItIs) {
   const std::string longText(5000, 'x');
@@ -86,6 +91,56 @@ TEST(StringTokenizerWithoutMemory, IsNotMade) {
   const icu::UnicodeString text(1000, u'x', 1000);
   const AllocationLimit limit(1000);
   EXPECT_THROW(StringTokenizer(text, ","), std::bad_alloc);
+}
+
+/// Holds no text, which is not the empty one, and raises nothing.
+void expectWithoutText(UTF8Iterator& iterator) {
+  EXPECT_TRUE(iterator.isEmpty());
+  EXPECT_FALSE(iterator.hasMoreChars());
+  EXPECT_EQ(iterator.getString(), nullptr);
+  EXPECT_EQ(iterator.getFirstChar(), nullptr);
+  EXPECT_EQ(iterator.getNextChar(), nullptr);
+  EXPECT_EQ(iterator.length(), 0);
+  EXPECT_EQ(iterator.numChars(), 0);
+}
+
+TEST(UTF8IteratorWithoutMemory, HoldsNoText) {
+  const std::string text(5000, 'x');
+  const icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(text);
+  const oss::UTF8String bytes(text.c_str());
+  static_cast<void>(UTF8Iterator(icu::UnicodeString(u"x")));  // the code page is known from here on
+  const AllocationLimit limit(4000);
+  UTF8Iterator ofText(text.c_str());
+  UTF8Iterator ofUnicode(unicode);
+  UTF8Iterator ofBytes(bytes);
+  expectWithoutText(ofText);
+  expectWithoutText(ofUnicode);
+  expectWithoutText(ofBytes);
+}
+
+TEST(UTF8IteratorWithoutMemory, HoldsNoTextThatIsConvertedAndCannotBeCopied) {
+  const icu::UnicodeString text(6000, u'x', 6000);
+  const AllocationLimit limit(6002);  // the converted text takes 6001 bytes, the copy some more
+  UTF8Iterator iterator(text);
+  expectWithoutText(iterator);
+}
+
+TEST(UTF8IteratorWithoutMemory, TakesATextLater) {
+  const std::string text(5000, 'x');
+  std::optional<UTF8Iterator> iterator;
+  {
+    const AllocationLimit limit(4000);
+    iterator.emplace(text.c_str());
+    EXPECT_FALSE(iterator->takeText(text.c_str()));
+  }
+  expectWithoutText(*iterator);
+  EXPECT_THROW(iterator->takeText("\xFF"), NLSException);
+  expectWithoutText(*iterator);
+  EXPECT_TRUE(iterator->takeText("ab"));
+  EXPECT_EQ(std::string(iterator->getString(), 4), std::string("ab\0\0", 4));
+  EXPECT_EQ(iterator->numChars(), 2);
+  EXPECT_STREQ(iterator->getNextChar(), "a");
+  EXPECT_FALSE(iterator->takeText("c"));
 }
 
 }  // namespace

@@ -83,6 +83,13 @@ TEST(ConverterCache, ReadsWhatIcuReads) {
         ASSERT_EQ(found.isBogus(), expected.isBogus()) << name;
         ASSERT_EQ(found, expected) << name;
       }
+      for (const std::int32_t capacity : {0, 5, 30, 1024}) {
+        std::vector<char16_t> units(static_cast<std::size_t>(capacity));
+        const icu::UnicodeString found =
+            toUnicode(given.data(), length, name.c_str(), units.data(), capacity);
+        ASSERT_EQ(found.isBogus(), expected.isBogus()) << name << ", " << capacity;
+        ASSERT_EQ(found, expected) << name << ", " << capacity;
+      }
       const icu::UnicodeString measured = toUnicode(given.c_str(), -1, name.c_str());
       const icu::UnicodeString expectedToo(given.c_str(), -1, name.c_str());
       ASSERT_EQ(measured.isBogus(), expectedToo.isBogus()) << name;

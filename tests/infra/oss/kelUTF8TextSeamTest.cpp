@@ -1,0 +1,119 @@
+#include "oss/kelUTF8Text.hpp"
+#include "support/kelUtf8Model.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <random>
+#include <string>
+
+namespace tarvo::oss {
+namespace {
+
+using test::modelCount;
+
+/// A sequence with the zeros behind it that a check may look at.
+template <std::size_t Size>
+class Sequence {
+ public:
+  char& operator[](std::size_t place) { return bytes_[place]; }
+
+  bool agreesWithModel() const {
+    const auto expected = modelCount(bytes_.data(), Size);
+    return countWellFormed(bytes_.data(), Size) == (expected ? static_cast<std::ptrdiff_t>(*expected) : -1);
+  }
+  std::string bytes() const { return testing::PrintToString(std::string(bytes_.data(), Size)); }
+
+ private:
+  std::array<char, Size + wordSlack> bytes_{};
+};
+
+TEST(Utf8Text, KnowsEveryTextOfThreeBytes) {
+  Sequence<3> text;
+  for (int first = 0; first < 256; ++first) {
+    text[0] = static_cast<char>(first);
+    for (int second = 0; second < 256; ++second) {
+      text[1] = static_cast<char>(second);
+      for (int third = 0; third < 256; ++third) {
+        text[2] = static_cast<char>(third);
+        if (!text.agreesWithModel()) FAIL() << text.bytes();
+      }
+    }
+  }
+}
+
+// Every first and second byte; behind them both sides of each boundary.
+TEST(Utf8Text, KnowsTextsOfFourBytes) {
+  const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xFF});
+  Sequence<4> text;
+  for (int first = 0; first < 256; ++first) {
+    text[0] = static_cast<char>(first);
+    for (int second = 0; second < 256; ++second) {
+      text[1] = static_cast<char>(second);
+      for (const unsigned char third : edges) {
+        text[2] = static_cast<char>(third);
+        for (const unsigned char fourth : edges) {
+          text[3] = static_cast<char>(fourth);
+          if (!text.agreesWithModel()) FAIL() << text.bytes();
+        }
+      }
+    }
+  }
+}
+
+// Each of these sequences at each place of the eight bytes that are looked at together, and cut by the end.
+TEST(Utf8Text, KnowsThemWhereverTheyStand) {
+  const auto sequences = std::to_array<std::string>({"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80",
+                                                     "\xC1\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF",
+                                                     "\xC3", "\xE2\x82", "\xF0\x9F\x98"});
+  for (std::size_t before = 0; before <= 24; ++before) {
+    for (std::size_t behind = 0; behind <= 9; ++behind) {
+      for (const std::string& sequence : sequences) {
+        const std::string text = std::string(before, 'x') + sequence + std::string(behind, 'y');
+        const std::string padded = text + std::string(wordSlack, '\0');
+        const auto expected = modelCount(text.data(), text.size());
+        ASSERT_EQ(countWellFormed(padded.data(), text.size()),
+                  expected ? static_cast<std::ptrdiff_t>(*expected) : -1)
+            << testing::PrintToString(text);
+      }
+    }
+  }
+}
+
+// Only characters from lead bytes count, so a text may end in the middle of what is skipped.
+TEST(Utf8Text, CountsLenientlyAsTheModelDoes) {
+  const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xF7, 0xF8});
+  std::string text(3, '\0');
+  for (int first = 0; first < 256; ++first) {
+    text[0] = static_cast<char>(first);
+    for (int second = 0; second < 256; ++second) {
+      text[1] = static_cast<char>(second);
+      for (const unsigned char third : edges) {
+        text[2] = static_cast<char>(third);
+        for (std::size_t length = 0; length <= 3; ++length) {
+          ASSERT_EQ(countLeniently(text.data(), length),
+                    test::modelLenientCount(text.substr(0, length)).value_or(-1))
+              << testing::PrintToString(text) << " of " << length;
+        }
+      }
+    }
+  }
+}
+
+TEST(Utf8Text, CountsMixedTextsAsTheModelDoes) {
+  for (unsigned int seed = 0; seed < 2000; ++seed) {
+    std::mt19937 engine(seed);
+    const std::string text = test::randomUtf8(engine, engine() % 60, seed % 2 == 0 ? 0 : 3);
+    const std::string padded = text + std::string(wordSlack, '\0');
+    const auto expected = modelCount(text.data(), text.size());
+    EXPECT_EQ(countWellFormed(padded.data(), text.size()),
+              expected ? static_cast<std::ptrdiff_t>(*expected) : -1)
+        << "seed " << seed;
+    EXPECT_EQ(countLeniently(text.data(), text.size()), test::modelLenientCount(text).value_or(-1))
+        << "seed " << seed;
+  }
+}
+
+}  // namespace
+}  // namespace tarvo::oss
