@@ -66,7 +66,7 @@ need_toolchain() {
 
 need_test_tools() {
   need_toolchain
-  need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config icu-devtools python3
+  need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config icu-devtools locales python3
 }
 
 # build PRESET [CMAKE OPTION...]: configures and builds.

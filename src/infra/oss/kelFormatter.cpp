@@ -4,14 +4,19 @@
 #include "infra/oss/kelSizeableBuffer.hpp"
 
 #include "oss/kelDecimalText.hpp"
+#include "oss/kelFormatSettings.hpp"
 #include "oss/kelInvariant.hpp"
+#include "oss/kelLocaleCodes.hpp"
 #include "oss/kelRaise.hpp"
+#include "platform/kelConsole.hpp"
 #include "platform/kelRuntimeLocale.hpp"
 #include "trace/kelTrace.hpp"
 
+#include <unicode/locid.h>
 #include <unicode/uchar.h>
 
 #include <algorithm>
+#include <array>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
@@ -20,6 +25,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace tarvo::oss {
 
@@ -137,6 +143,19 @@ void toText(icu::UnicodeString& out, Integer value) {
   traced<probe("Formatter::numberToString")>([&] { setAscii(out, DecimalText(value).view()); });
 }
 
+constexpr char upperCaseOf(char digit) {
+  return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
+}
+
+/// The digits of all 64 bits as they would be printed: those of a negative value are its two's complement.
+void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) {
+  char literal[20] = {'X', '\''};  // as long as the longest, and a NUL
+  char* end = std::to_chars(literal + 2, literal + 18, static_cast<std::uint64_t>(value), 16).ptr;
+  if (upperCase) std::transform(literal + 2, end, literal + 2, upperCaseOf);
+  *end++ = '\'';
+  setAscii(out, {literal, static_cast<std::size_t>(end - literal)});
+}
+
 // --- floating-point numbers
 
 /// Rounds to nearest, as std::from_chars always does and strtod only does in this mode.
@@ -179,6 +198,45 @@ double toDouble(Units text) {
   raiseNoNumber("double", recorded(number));
 }
 
+// --- locale
+
+/// An OEM code page that goes by another page's converter.
+struct StandIn {
+  unsigned int codePage;
+  unsigned int ibmPage;
+};
+
+constexpr StandIn standIns[] = {{720, 864}, {737, 869}, {775, 901}, {855, 855}, {858, 858}};
+
+/// ICU's name for the converter of an OEM code page.
+std::array<char, 64> converterName(unsigned int codePage) {
+  std::string_view prefix = "windows-";
+  for (const StandIn& row : standIns) {
+    if (row.codePage != codePage) continue;
+    prefix = "ibm-";
+    codePage = row.ibmPage;
+    break;
+  }
+  std::array<char, 64> name{};
+  char* const number = std::copy(prefix.begin(), prefix.end(), name.data());
+  std::to_chars(number, name.data() + name.size() - 1, codePage);
+  return name;
+}
+
+FormatSettings settingsFor(const icu::Locale& locale) {
+  const FormatFactories& make = formatFactories;
+  FormatSettings settings{locale, nullptr, nullptr, nullptr, nullptr};
+  settings.number.reset(make.number(locale));
+  settings.date.reset(make.date(locale));
+  settings.time.reset(make.time(locale));
+  settings.dateAndTime.reset(make.dateAndTime(locale));
+  return settings;
+}
+
+bool isComplete(const FormatSettings& settings) {
+  return settings.number && settings.date && settings.time && settings.dateAndTime;
+}
+
 }  // namespace
 
 void Formatter::int32ToString(icu::UnicodeString& out, int value) {
@@ -192,6 +250,10 @@ void Formatter::int64ToString(icu::UnicodeString& out, std::int64_t value) {
 }
 void Formatter::uint64ToString(icu::UnicodeString& out, std::uint64_t value) {
   toText(out, value);
+}
+
+void Formatter::int64ToHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) {
+  traced<probe("Formatter::int64ToHexLiteral")>([&] { setHexLiteral(out, value, upperCase); });
 }
 
 int Formatter::stringToInt32(const icu::UnicodeString& text) {
@@ -219,6 +281,37 @@ double Formatter::stringToDouble(const char* text) {
     if (endsVisible(bytes) && readDouble(bytes, value)) [[likely]]
       return value;
     return toDouble(unitsOf(fromUtf8(bytes)));
+  });
+}
+
+// --- locale
+
+const char* Formatter::localeCode() {
+  return traced<probe("Formatter::localeCode")>(
+      [] { return localeCodeOf(icu::Locale::getDefault().getName()); });
+}
+
+TextList Formatter::supportedLocaleCodes() {
+  return {supportedLocales().data(), supportedLocales().size()};
+}
+
+const char* Formatter::consoleCodePageName() {
+  return traced<probe("Formatter::consoleCodePageName")>([] {
+    static const std::array<char, 64> name = converterName(platform::currentOemCodePage());
+    return name.data();
+  });
+}
+
+void Formatter::setSettings() {
+  traced<probe("Formatter::setSettings")>([] {
+    // Language and territory, two letters each.
+    const std::string_view code = localeCode();
+    FormatSettings built =
+        settingsFor(icu::Locale(std::string(code.substr(0, 2)).c_str(), std::string(code.substr(2)).c_str()));
+    if (!isComplete(built)) {
+      raise<NLSException>("ERR_OUT_OF_MEMORY", NarrowArgument{"Formatter::setSettings()", nullptr});
+    }
+    formatSettings() = std::move(built);
   });
 }
 

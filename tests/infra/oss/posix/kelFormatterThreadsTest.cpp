@@ -1,0 +1,65 @@
+#include "infra/oss/kelFormatter.hpp"
+#include "infra/oss/kelNLSException.hpp"
+
+#include "support/kelCommaLocale.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// Here the switch of the locale is the calling thread's, so nobody else sees it.
+namespace tarvo::test {
+namespace {
+
+using oss::Formatter;
+using oss::NLSException;
+
+/// Whether the calling thread writes and reads with a comma.
+bool seesComma() {
+  char text[16];
+  std::snprintf(text, sizeof text, "%.1f", 0.5);
+  return text == std::string("0,5") && std::strtod("1,5", nullptr) == 1.5 &&
+         *std::localeconv()->decimal_point == ',';
+}
+
+class OthersUnderAComma : public testing::TestWithParam<CommaLocale::For> {};
+
+TEST_P(OthersUnderAComma, SeeNothingOfTheSwitchWhileNumbersAreRead) {
+  const CommaLocale comma(GetParam());
+  std::atomic<bool> started{false};
+  std::atomic<bool> done{false};
+  std::thread reader([&] {
+    started = true;
+    for (int i = 0; i < 20'000; ++i) {
+      Formatter::stringToDouble("+1.5");
+      if (i % 20 == 0) {
+        EXPECT_THROW(Formatter::stringToDouble("1,5"), NLSException);
+      }
+    }
+    done = true;
+  });
+  while (!started) std::this_thread::yield();
+  int looks = 0;
+  int points = 0;
+  do {
+    ++looks;
+    points += seesComma() ? 0 : 1;
+  } while (!done);
+  reader.join();
+  EXPECT_EQ(points, 0) << "of " << looks;
+}
+
+INSTANTIATE_TEST_SUITE_P(Locale, OthersUnderAComma,
+                         testing::Values(CommaLocale::For::process, CommaLocale::For::thread),
+                         [](const auto& row) {
+                           return row.param == CommaLocale::For::process ? "OfTheProcess" : "OfTheThread";
+                         });
+
+}  // namespace
+}  // namespace tarvo::test

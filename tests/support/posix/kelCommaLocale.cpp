@@ -1,0 +1,77 @@
+#include "support/kelCommaLocale.hpp"
+
+#include "support/kelProcess.hpp"
+
+#include <locale.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+namespace tarvo::test {
+namespace {
+
+constexpr const char* localeName = "de_DE.UTF-8";
+
+/// A folder with the locale compiled by the system's tool; goes with the process.
+class LocaleFolder {
+ public:
+  LocaleFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "kelinfra-locale-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
+    path_ = name;
+    const ProcessResult result = runProcess(
+        {"localedef", "--no-archive", "-i", "de_DE", "-f", "UTF-8", (path_ / localeName).string()});
+    if (result.status != 0) throw std::runtime_error("localedef: " + result.err);
+  }
+  LocaleFolder(const LocaleFolder&) = delete;
+  LocaleFolder& operator=(const LocaleFolder&) = delete;
+  ~LocaleFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+
+  const char* path() const { return path_.c_str(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Never freed: a thread may be in it until the very end.
+locale_t commaLocale() {
+  static const LocaleFolder folder;
+  static const locale_t made = [] {
+    setenv("LOCPATH", folder.path(), 1);
+    return newlocale(LC_ALL_MASK, localeName, nullptr);
+  }();
+  if (made == nullptr) throw std::runtime_error("the locale made by localedef cannot be loaded");
+  return made;
+}
+
+}  // namespace
+
+CommaLocale::CommaLocale(For whom) : whom_(whom), former_(nullptr) {
+  const locale_t comma = commaLocale();
+  if (whom_ == For::thread) {
+    former_ = uselocale(comma);
+  } else {
+    former_ = new std::string(std::setlocale(LC_ALL, nullptr));
+    if (std::setlocale(LC_ALL, localeName) == nullptr)
+      throw std::runtime_error("setlocale refuses the locale");
+  }
+}
+
+CommaLocale::~CommaLocale() {
+  if (whom_ == For::thread) {
+    uselocale(static_cast<locale_t>(former_));
+  } else {
+    auto* const name = static_cast<std::string*>(former_);
+    std::setlocale(LC_ALL, name->c_str());
+    delete name;
+  }
+}
+
+}  // namespace tarvo::test
