@@ -69,6 +69,7 @@ class KELINFRA_API UTF8Iterator {
   KELINFRA_LOCAL char* roomFor(std::size_t length);
   KELINFRA_LOCAL void giveBack(char* copy, std::size_t length);
   KELINFRA_LOCAL const char* step();
+  KELINFRA_LOCAL const char* leaveTraced() const;
 
   std::array<char, inlineSize> inlineStore_{};
   char* text_ = nullptr;

@@ -130,11 +130,16 @@ const char* UTF8Iterator::getFirstChar() {
 
 const char* UTF8Iterator::getNextChar() {
   if (!hasMoreChars()) return nullptr;
-  return tracedExit<probe("UTF8Iterator::getNextChar")>([&] { return step(); });
+  const char* const character = step();
+  return trace::exitIsTraced() ? leaveTraced() : character;
+}
+
+[[gnu::cold, gnu::noinline]] const char* UTF8Iterator::leaveTraced() const {
+  return tracedExit<probe("UTF8Iterator::getNextChar")>([&] { return current_.data(); });
 }
 
 /// The character and the zeros behind it in one store. No lead byte of a text that was checked has size 0.
-const char* UTF8Iterator::step() {
+inline const char* UTF8Iterator::step() {
   const std::uint64_t word = wordAt(text_ + position_);
   const std::size_t size = characterSize(static_cast<unsigned char>(word));
   const std::uint64_t character = word & ((std::uint64_t{1} << (8 * size)) - 1);

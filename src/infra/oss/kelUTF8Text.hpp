@@ -25,8 +25,10 @@ constexpr std::uint64_t foreignBits = 0x8080808080808080;
 /// The bytes of a character by its lead byte alone: 1 to 4, or 0 for 80 to BF and F8 to FF, which lead none.
 constexpr std::size_t characterSize(unsigned char lead) {
   if (lead < 0x80) return 1;
-  const int ones = std::countl_one(lead);
-  return ones == 1 || ones > 4 ? 0 : static_cast<std::size_t>(ones);
+  if (lead < 0xC0) return 0;
+  if (lead < 0xE0) return 2;
+  if (lead < 0xF0) return 3;
+  return lead < 0xF8 ? 4 : 0;
 }
 
 /// The characters of a well-formed text, or -1, by the Unicode Standard's table of well-formed byte

@@ -63,6 +63,12 @@ inline bool entryIsTraced() noexcept {
   return detail::flagged(detail::dispatchBit) || detail::flagged(detail::traceEntryBits);
 }
 
+/// Whether a function that is left now has an exit to report, for one whose result would have to be kept in a
+/// register over the hooks: with nothing to report it returns at once, and saves none.
+inline bool exitIsTraced() noexcept {
+  return detail::flagged(detail::dispatchBit) || detail::flagged(detail::anyExitBits);
+}
+
 /// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {

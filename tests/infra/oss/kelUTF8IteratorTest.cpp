@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -317,12 +318,35 @@ TEST(UTF8IteratorTrace, ReportsNoExitOfATextThatIsRefused) {
 }
 
 TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
-  UTF8Iterator iterator("ab");
-  TraceRecorder trace(0x40000);
-  iterator.getNextChar();
-  EXPECT_THAT(trace.take(), ElementsAre("diagDispatchExit 603"));
-  iterator.getFirstChar();
-  EXPECT_THAT(trace.take(), ElementsAre("diagDispatchExit 602"));
+  struct Row {
+    std::uint32_t flags;
+    std::vector<std::string> calls;
+  };
+  const auto rows =
+      std::to_array<Row>({{0x40000, {"diagDispatchExit 60"}},
+                          {0x20000, {"traceExit 60"}},
+                          {0x2, {"traceExit 60"}},
+                          {0x80, {"traceFlightRecord 60"}},
+                          {0x40082, {"diagDispatchExit 60", "traceExit 60", "traceFlightRecord 60"}},
+                          {0x1, {}},
+                          {0, {}}});
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.flags);
+    UTF8Iterator iterator("ab");
+    TraceRecorder trace(row.flags);
+    EXPECT_STREQ(iterator.getNextChar(), "a");
+    EXPECT_STREQ(iterator.getNextChar(), "b");
+    const std::vector<std::string> next = trace.take();
+    EXPECT_STREQ(iterator.getFirstChar(), "a");
+    const std::vector<std::string> first = trace.take();
+    ASSERT_EQ(next.size(), 2 * row.calls.size());
+    ASSERT_EQ(first.size(), row.calls.size());
+    for (std::size_t i = 0; i < row.calls.size(); ++i) {
+      EXPECT_THAT(next[i], ::testing::StartsWith(row.calls[i] + "3"));
+      EXPECT_EQ(next[i + row.calls.size()], next[i]);
+      EXPECT_THAT(first[i], ::testing::StartsWith(row.calls[i] + "2"));
+    }
+  }
 }
 
 TEST(UTF8IteratorTrace, ReportsNothingWhereNothingIsDone) {
