@@ -67,6 +67,7 @@ need_toolchain() {
 need_test_tools() {
   need_toolchain
   need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config icu-devtools locales python3
+  need openjdk-17-jdk-headless
 }
 
 # build PRESET [CMAKE OPTION...]: configures and builds.
