@@ -271,6 +271,7 @@ ExtendedProperties::iterator ExtendedProperties::end() const {
   return properties_.end();
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the signature is settled
 const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
   return it->first;
 }
