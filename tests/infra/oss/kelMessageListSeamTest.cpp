@@ -1,6 +1,6 @@
 #include "infra/oss/kelMessageList.hpp"
 
-#include "support/kelAllocations.hpp"
+#include "support/kelAllocationsSeam.hpp"
 #include "support/kelRaises.hpp"
 
 #include <gmock/gmock.h>

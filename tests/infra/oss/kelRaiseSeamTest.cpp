@@ -7,7 +7,7 @@
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "oss/kelRaise.hpp"
-#include "support/kelAllocations.hpp"
+#include "support/kelAllocationsSeam.hpp"
 #include "support/kelRaises.hpp"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #include "infra/oss/kelMessageList.hpp"
 
-#include "support/kelAllocations.hpp"
+#include "support/kelAllocationsSeam.hpp"
 #include "support/kelTraceRecorder.hpp"
 #include "trace/kelTrace.hpp"
 

@@ -1,7 +1,10 @@
-#include "support/kelAllocations.hpp"
+#include "support/kelAllocationsSeam.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
 
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <new>
@@ -34,6 +37,41 @@ TEST(Allocations, CountEveryForm) {
   EXPECT_EQ(made, 5U);
   EXPECT_EQ(released, 5U);
   EXPECT_EQ(count.outstanding(), 0);
+}
+
+TEST(Allocations, CountTheFormsOfC) {
+  const AllocationCount count;
+  std::free(kept(std::malloc(5)));
+  std::free(kept(std::realloc(kept(std::calloc(2, 10)), 100)));
+  std::free(nullptr);
+  const std::size_t made = count.made();
+  EXPECT_EQ(made, 3U);
+  EXPECT_EQ(count.bytes(), 125U);
+  EXPECT_EQ(count.outstanding(), 0);
+}
+
+TEST(Allocations, CountWhatIcuTakes) {
+  const AllocationCount count;
+  {
+    const icu::UnicodeString text(1000, u'x', 1000);
+    EXPECT_EQ(count.made(), 1U);
+    EXPECT_GE(count.bytes(), 2000U);
+  }
+  EXPECT_EQ(count.outstanding(), 0);
+}
+
+TEST(Allocations, OfIcuAreGivenBackWhenItStartsAfresh) {
+  restartIcu();
+  const std::ptrdiff_t before = blocksHeld();
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_close(ucnv_open("Shift_JIS", &status));
+  EXPECT_TRUE(U_SUCCESS(status));
+  EXPECT_GT(blocksHeld(), before);
+  restartIcu();
+  EXPECT_EQ(blocksHeld(), before);
+  const AllocationCount count;
+  ucnv_close(ucnv_open("Shift_JIS", &status));
+  EXPECT_GT(count.made(), 0U) << "it still asks here";
 }
 
 TEST(Allocations, TellWhatIsStillHeld) {
@@ -88,6 +126,51 @@ TEST(Allocations, FailTheArrayFormAndTheNothrowFormsToo) {
   };
   EXPECT_EQ(first([] { return kept(new (std::nothrow) char(1)); }), nullptr);
   EXPECT_EQ(first([] { return kept(new (std::nothrow) char[8]); }), nullptr);
+}
+
+TEST(Allocations, FailInCAndInIcu) {
+  std::vector<void*> blocks(3);
+  bool bogus = false;
+  std::size_t requests = 0;
+  {
+    const FailingAllocation all(1, Shortage::fromThenOn);
+    blocks[0] = kept(std::malloc(1));
+    blocks[1] = kept(std::calloc(1, 1));
+    blocks[2] = kept(std::realloc(nullptr, 1));
+    bogus = icu::UnicodeString(1000, u'x', 1000).isBogus();
+    requests = all.requests();
+  }
+  EXPECT_EQ(blocks, std::vector<void*>(3));
+  EXPECT_TRUE(bogus);
+  EXPECT_EQ(requests, 4U);
+}
+
+TEST(Allocations, FailFromTheOneNamedOn) {
+  std::vector<bool> refused(4);
+  {
+    const FailingAllocation second(2, Shortage::fromThenOn);
+    for (std::size_t i = 0; i < 4; ++i) {
+      try {
+        takeAndGiveBack();
+      } catch (const std::bad_alloc&) {
+        refused[i] = true;
+      }
+    }
+  }
+  EXPECT_EQ(refused, std::vector<bool>({false, true, true, true}));
+}
+
+TEST(Allocations, FailFromASizeOn) {
+  void* small = nullptr;
+  void* large = nullptr;
+  {
+    const AllocationLimit limit(100);
+    small = kept(std::malloc(99));
+    large = kept(std::malloc(100));
+  }
+  EXPECT_NE(small, nullptr);
+  EXPECT_EQ(large, nullptr);
+  std::free(small);
 }
 
 TEST(Allocations, AreGrantedAgainWhenTheFailureGoes) {

@@ -1,6 +1,6 @@
 #include "infra/oss/kelFormatter.hpp"
 
-#include "support/kelAllocationCount.hpp"
+#include "support/kelAllocationsSeam.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -28,7 +28,7 @@ TEST(FormatterAllocation, IsNotNeededToWriteIntegers) {
     Formatter::uint64ToString(*out, std::numeric_limits<std::uint64_t>::max());
     Formatter::int64ToHexLiteral(*out, -1, true);
   }
-  EXPECT_EQ(count.calls(), 0U);
+  EXPECT_EQ(count.made(), 0U);
 }
 
 TEST(FormatterAllocation, IsNotNeededToReadIntegers) {
@@ -41,7 +41,7 @@ TEST(FormatterAllocation, IsNotNeededToReadIntegers) {
     EXPECT_EQ(Formatter::stringToInt64(*text), 1'234'567'890);
     EXPECT_EQ(Formatter::stringToUint64(*text), 1'234'567'890U);
   }
-  EXPECT_EQ(count.calls(), 0U);
+  EXPECT_EQ(count.made(), 0U);
 }
 
 TEST(FormatterAllocation, IsNotNeededToReadFloatingPointNumbers) {
@@ -54,7 +54,7 @@ TEST(FormatterAllocation, IsNotNeededToReadFloatingPointNumbers) {
   }
   EXPECT_EQ(Formatter::stringToDouble(digits.c_str()), 1.0);
   EXPECT_EQ(Formatter::stringToDouble(wideDigits), 1.0);
-  EXPECT_EQ(count.calls(), 0U);
+  EXPECT_EQ(count.made(), 0U);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include "infra/oss/kelStringTokenizer.hpp"
 #include "infra/oss/kelUTF8Iterator.hpp"
 
-#include "support/kelAllocationCount.hpp"
+#include "support/kelAllocationsSeam.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
