@@ -1,5 +1,6 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
+#include "oss/kelConverterCache.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -85,10 +86,10 @@ ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
 ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    const std::int32_t size = text.isEmpty() ? 0 : text.extract(0, text.length(), nullptr, 0U, codepage);
+    const std::int32_t size = text.isEmpty() ? 0 : fromUnicode(text, nullptr, 0, codepage);
     const auto length = static_cast<std::uint32_t>(std::max(size, 0));
     makeRoom(*storage, length);
-    if (length > 0) text.extract(0, text.length(), storage->data(), length, codepage);
+    if (length > 0) fromUnicode(text, storage->data(), size, codepage);
     storage_ = storage.release();
   });
 }

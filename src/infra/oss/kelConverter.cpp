@@ -296,14 +296,13 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
                                       std::size_t capacity, char* (*grow)(void* buffer, std::size_t size),
                                       void* buffer) {
   return traced<probe("Converter::convertToBytes")>([&] {
-    const std::size_t needed = extract(text, codePage, target, capacity);
-    if (needed <= capacity) return needed;
     try {
-      target = grow(buffer, needed);
+      const std::size_t needed = extract(text, codePage, target, capacity);
+      if (needed <= capacity) return needed;
+      return extract(text, codePage, grow(buffer, needed), needed);
     } catch (const std::bad_alloc&) {
       raise<NLSException>("QN_ERR_OUT_OF_MEMORY", NarrowArgument{"Converter::convertToBytes()", nullptr});
     }
-    return extract(text, codePage, target, needed);
   });
 }
 

@@ -1,9 +1,12 @@
 #include "oss/kelConverterCache.hpp"
 
+#include "oss/kelMemory.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace tarvo::oss {
 namespace {
@@ -61,10 +64,19 @@ KeptConverter* makePlace() {
   return nullptr;
 }
 
+/// Whether ICU has its table of names. When there is no memory as it first looks, it goes without for good.
+bool namesAreKnown() {
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_countAliases("UTF-8", &status);
+  return U_SUCCESS(status);
+}
+
 UConverter* open(const char* name) {
   UErrorCode status = U_ZERO_ERROR;
   UConverter* const converter = ucnv_open(name, &status);
-  return U_SUCCESS(status) ? converter : nullptr;
+  if (U_SUCCESS(status)) return converter;
+  if (status == U_MEMORY_ALLOCATION_ERROR || !namesAreKnown()) throw std::bad_alloc();
+  return nullptr;
 }
 
 /// ICU's compound text goes on where the last text left off, in spite of a reset.
@@ -72,10 +84,9 @@ bool startsAfresh(UConverter* converter) {
   return ucnv_getType(converter) != UCNV_COMPOUND_TEXT;
 }
 
-/// Whether ICU converts without a converter: for its default one, which it keeps open itself, and for "", its
-/// invariant characters.
+/// Whether ICU converts without a converter: for "", its invariant characters, and where its default one is UTF-8.
 bool needsNoConverter(const char* codePage) {
-  return codePage == nullptr || *codePage == '\0';
+  return codePage == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *codePage == '\0';
 }
 
 }  // namespace
@@ -128,9 +139,8 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage) {
-  if (bytes == nullptr || needsNoConverter(codePage) || length == 0 || length < -1 ||
-      (length == -1 && *bytes == '\0')) {
-    return {bytes, length, codePage};
+  if (bytes == nullptr || length == 0 || length < -1 || needsNoConverter(codePage)) {
+    return made(icu::UnicodeString(bytes, length, codePage));
   }
   const CachedConverter converter(codePage);
   icu::UnicodeString text;
@@ -139,7 +149,9 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
     text.setToBogus();
     return text;
   }
-  return {bytes, length, converter.get(), status};
+  text = icu::UnicodeString(bytes, length, converter.get(), status);
+  if (text.isBogus() && (U_SUCCESS(status) || status == U_MEMORY_ALLOCATION_ERROR)) throw std::bad_alloc();
+  return text;
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,

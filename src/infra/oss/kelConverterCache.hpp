@@ -8,7 +8,9 @@
 /// Code-page conversion without opening ICU's converter by name on every call.
 ///
 /// Each thread keeps a few open converters by the exact name that asked for them and closes them when it
-/// ends. Nothing is shared between threads. Names that ICU does not know are not remembered.
+/// ends. Nothing is shared between threads. Names that ICU does not know are not remembered. Where ICU has no
+/// memory for a converter or a text, std::bad_alloc is raised: that is never taken for an unknown name. ICU
+/// that had none for its table of names, at its first use, stays without it, and the same is raised from then on.
 namespace tarvo::oss {
 
 /// An open converter for the time of a scope: the thread's kept one, or one of its own when the kept one is

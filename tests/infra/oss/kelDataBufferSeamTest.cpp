@@ -35,7 +35,10 @@ TEST(DataBuffer, DoesNotRefuseAnEmptyName) {
   const DefaultCodePage wide("UTF-16");
   DataBuffer buffer("xyz");
   buffer.appendString(u"a", "");
-  EXPECT_STREQ(buffer.getString(), "xyza");
+  EXPECT_STREQ(buffer.getString(),
+               "xyz\xFF\xFE"
+               "a")
+      << "up to the zero byte";
 }
 
 }  // namespace

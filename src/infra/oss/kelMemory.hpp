@@ -1,0 +1,24 @@
+#pragma once
+
+#include <unicode/unistr.h>
+
+#include <new>
+
+/// ICU raises nothing: a string that there was no memory for is bogus. Here that is std::bad_alloc, so that no
+/// text is lost unnoticed.
+namespace tarvo::oss {
+
+/// A string just made of a valid text.
+inline icu::UnicodeString made(icu::UnicodeString text) {
+  if (text.isBogus()) throw std::bad_alloc();
+  return text;
+}
+
+/// A copy, bogus if the string given is. It owns its text, so that copies of the copy take no memory.
+inline icu::UnicodeString copied(const icu::UnicodeString& text) {
+  icu::UnicodeString copy(text);
+  if (copy.isBogus() && !text.isBogus()) throw std::bad_alloc();
+  return copy;
+}
+
+}  // namespace tarvo::oss
