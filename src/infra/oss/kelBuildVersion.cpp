@@ -3,6 +3,7 @@
 #include "infra/oss/kelStringTokenizer.hpp"
 
 #include "oss/kelInvariant.hpp"
+#include "oss/kelMemory.hpp"
 
 namespace tarvo::oss {
 namespace {
@@ -14,7 +15,7 @@ constexpr const char* builtInVersion = "5.2.1.0-1.1-275";
 BuildVersion::BuildVersion() : BuildVersion(invariantText(builtInVersion)) {}
 
 // NOLINTNEXTLINE(modernize-pass-by-value): the signature is settled
-BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion) : buildVersion_(buildVersion) {
+BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion) : buildVersion_(copied(buildVersion)) {
   StringTokenizer parts(buildVersion_, "-");
   productVersion_ = parts.getNextTokenString();
   protocolVersion_ = parts.getNextTokenString();

@@ -7,6 +7,7 @@
 #include "oss/kelFormatSettings.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelLocaleCodes.hpp"
+#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 #include "platform/kelConsole.hpp"
 #include "platform/kelRuntimeLocale.hpp"
@@ -65,14 +66,14 @@ Units trimmed(Units text) {
 
 icu::UnicodeString fromUtf8(std::string_view bytes) {
   constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
-  return icu::UnicodeString::fromUTF8(
-      {bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))});
+  return made(
+      icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))}));
 }
 
 /// As an error records it: through UTF-8, which has no halves of surrogate pairs.
 icu::UnicodeString recorded(Units text) {
   std::string bytes;
-  icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size())).toUTF8String(bytes);
+  made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
   return fromUtf8(bytes);
 }
 

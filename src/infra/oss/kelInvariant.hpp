@@ -1,5 +1,7 @@
 #pragma once
 
+#include "oss/kelMemory.hpp"
+
 #include <unicode/unistr.h>
 
 #include <cstdint>
@@ -10,7 +12,7 @@ namespace tarvo::oss {
 
 /// The library's own ASCII texts as Unicode, by ICU's invariant conversion. Null is the empty string.
 inline icu::UnicodeString invariantText(std::string_view ascii) {
-  return icu::UnicodeString(ascii.data(), static_cast<std::int32_t>(ascii.size()), US_INV);
+  return made(icu::UnicodeString(ascii.data(), static_cast<std::int32_t>(ascii.size()), US_INV));
 }
 
 inline icu::UnicodeString invariantText(const char* ascii) {

@@ -1,13 +1,16 @@
 #include "infra/oss/kelMessage.hpp"
 
+#include "oss/kelConverterCache.hpp"
 #include "oss/kelDecimalText.hpp"
 #include "oss/kelInvariant.hpp"
+#include "oss/kelMemory.hpp"
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <new>
 #include <string_view>
+#include <utility>
 
 namespace tarvo::oss {
 
@@ -31,10 +34,10 @@ Message::Message() {
 }
 
 Message::Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level)
-    : id_(id), text_(text), level_(level) {}
+    : id_(copied(id)), text_(copied(text)), level_(level) {}
 
 Message::Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber)
-    : id_(id), level_(level), fileName_(invariantText(fileName)), lineNumber_(lineNumber) {}
+    : id_(copied(id)), level_(level), fileName_(invariantText(fileName)), lineNumber_(lineNumber) {}
 
 Message::Message(const Message& other) = default;
 
@@ -97,10 +100,10 @@ const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
 }
 
 void Message::setMessageID(const icu::UnicodeString& id) {
-  id_ = id;
+  id_ = copied(id);
 }
 void Message::setMessageText(const icu::UnicodeString& text) {
-  text_ = text;
+  text_ = copied(text);
 }
 void Message::setMessageLevel(Level level) {
   level_ = level;
@@ -113,15 +116,15 @@ void Message::setLineNumber(unsigned int lineNumber) {
 }
 
 void Message::addArgument(const icu::UnicodeString& value) {
-  arguments_.push_back(value);
+  arguments_.push_back(copied(value));
 }
 
 void Message::addArgument(const char* value, const char* codepage) {
   if (value == nullptr || *value == '\0') return;
-  icu::UnicodeString text(value, codepage);
+  icu::UnicodeString text = toUnicode(value, -1, codepage);
   if (text.isBogus())
     text.remove();  // an unknown code page: an empty argument keeps the others in their places
-  arguments_.push_back(text);
+  arguments_.push_back(std::move(text));
 }
 
 // Signed 32 bits at every width is wanted: the catalogues of the calling programs count on it.
@@ -180,26 +183,25 @@ void Message::setMessage(const Message& other) {
   arguments_ = other.arguments_;
 }
 
-// The given strings may be fields of this message, so they are copied before the reset.
-// NOLINTBEGIN(performance-unnecessary-copy-initialization): see above
+// The given strings may be fields of this message, and a copy may find no memory: all are made before the reset.
 void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
-  const icu::UnicodeString newId(id);
-  const icu::UnicodeString newText(text);
+  icu::UnicodeString newId = copied(id);
+  icu::UnicodeString newText = copied(text);
   clear();
-  id_ = newId;
-  text_ = newText;
+  id_ = std::move(newId);
+  text_ = std::move(newText);
   level_ = level;
 }
 
 void Message::setMessage(const icu::UnicodeString& id, Level level, const char* fileName,
                          unsigned int lineNumber) {
-  const icu::UnicodeString newId(id);
+  icu::UnicodeString newId = copied(id);
+  icu::UnicodeString newFileName = invariantText(fileName);
   clear();
-  id_ = newId;
+  id_ = std::move(newId);
   level_ = level;
-  setFileName(fileName);
+  fileName_ = std::move(newFileName);
   lineNumber_ = lineNumber;
 }
-// NOLINTEND(performance-unnecessary-copy-initialization)
 
 }  // namespace tarvo::oss

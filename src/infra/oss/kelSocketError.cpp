@@ -1,5 +1,6 @@
 #include "oss/kelSocketError.hpp"
 
+#include "oss/kelConverterCache.hpp"
 #include "platform/kelWinsock.hpp"
 #include "trace/kelTrace.hpp"
 
@@ -33,7 +34,7 @@ void raiseLastError(const Peer& peer, SourcePlace place) {
 
 void raiseResolverError(int code, const Peer& peer, SourcePlace place) {
   // The text may be empty; as a string it is an argument all the same.
-  const icu::UnicodeString text(platform::winsock().systemText(code).c_str(), nullptr);
+  const icu::UnicodeString text = toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
   raise<SocketException>({"ERR_SOCKET_GETADDRINFO_ERROR", place}, *peer.host, peer.port, code, text);
 }
 

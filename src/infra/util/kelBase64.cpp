@@ -2,6 +2,7 @@
 
 #include "infra/util/kelBase64Exception.hpp"
 
+#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 
 #include <unicode/unistr.h>
@@ -114,7 +115,7 @@ struct Target {
 
 [[noreturn]] void raiseMisaligned(const Source& source) {
   // Up to the first NUL and not up to the count: callers know the text by its terminator.
-  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", icu::UnicodeString(source.units));
+  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", oss::made(icu::UnicodeString(source.units)));
 }
 
 /// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns how many

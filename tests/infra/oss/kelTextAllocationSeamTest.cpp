@@ -124,7 +124,7 @@ std::size_t allocationsToWalk(std::size_t size) {
   int characters = 0;
   while (iterator.hasMoreChars()) characters += static_cast<int>(*iterator.getNextChar() == 'x');
   EXPECT_EQ(characters, static_cast<int>(size));
-  return count.calls();
+  return count.made();
 }
 
 TEST(UTF8IteratorAllocation, IsNoneUpTo4096BytesAndOneAbove) {
@@ -140,7 +140,7 @@ TEST(UTF8IteratorAllocation, IsNoneForUnicodeUpTo4096Bytes) {
   const AllocationCount count;
   const UTF8Iterator iterator(text);
   EXPECT_EQ(iterator.length(), 4096);
-  EXPECT_EQ(count.calls(), 0U);
+  EXPECT_EQ(count.made(), 0U);
 }
 
 TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
@@ -153,7 +153,7 @@ TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
   EXPECT_EQ(string.numChars(), 4008);
   EXPECT_EQ(string.compare(string), 0);
   string = text;
-  EXPECT_EQ(count.calls(), 0U);
+  EXPECT_EQ(count.made(), 0U);
 }
 
 TEST(ConverterAllocation, IsNoneUpTo1024BytesOnceThePagesAreKnown) {
@@ -171,7 +171,7 @@ TEST(ConverterAllocation, IsNoneUpTo1024BytesOnceThePagesAreKnown) {
     convert("ISO-8859-1", to);
     const AllocationCount count;
     convert("ISO-8859-1", to);
-    EXPECT_EQ(count.calls(), 0U);
+    EXPECT_EQ(count.made(), 0U);
   }
 }
 
