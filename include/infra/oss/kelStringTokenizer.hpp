@@ -47,7 +47,8 @@ class KELINFRA_API StringTokenizer {
   /// The first token and the one at the cursor, as NUL-terminated bytes in the tokenizer's code page; the
   /// cursor then stands behind it. When there is none, the empty text. Never null; valid until the next call
   /// of either.
-  ///   raises   as `DataBuffer::appendString(text, encoding)`, the cursor at 0 and where it was respectively
+  ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc where there is no memory for
+  ///            the token; the cursor then is at 0 and where it was respectively
   const char* getFirstToken();
   const char* getNextToken();
 

@@ -2,6 +2,7 @@
 
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelInvariant.hpp"
+#include "oss/kelMemory.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -98,7 +99,7 @@ StringTokenizer::StringTokenizer(const char* text, const char* codePage, const c
 
 // NOLINTNEXTLINE(modernize-pass-by-value): the signature is settled
 StringTokenizer::StringTokenizer(const icu::UnicodeString& text, const char* delimiters)
-    : bytes_(nullptr), text_(text) {
+    : bytes_(nullptr), text_(copied(text)) {
   tracedExit<probe("StringTokenizer::StringTokenizer")>([&] { tokenize(delimitersFrom(delimiters)); });
 }
 
@@ -157,12 +158,16 @@ const icu::UnicodeString StringTokenizer::getNextTokenString() {
 }
 // NOLINTEND(readability-const-return-type)
 
-// The cursor moves last: a conversion that raises leaves it where it was.
+// The cursor moves last: what raises leaves it where it was.
 const char* StringTokenizer::takeBytes() {
   bytes_.clear(false);
   if (hasMoreTokens()) {
     const Token& token = tokens_[cursor_];
-    bytes_.appendString(text_.tempSubString(token.start, token.length), codePage_.data());
+    const icu::UnicodeString text = text_.tempSubString(token.start, token.length);
+    bytes_.appendString(text, codePage_.data());
+    // The buffer keeps to itself that it had no memory; a token is not to be lost so.
+    if (bytes_.length() == 0 && fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
+      throw std::bad_alloc();
     ++cursor_;
   }
   return bytes_.getString();
@@ -171,8 +176,9 @@ const char* StringTokenizer::takeBytes() {
 icu::UnicodeString StringTokenizer::takeText() {
   if (!hasMoreTokens()) return {};
   const Token& token = tokens_[cursor_];
+  icu::UnicodeString text = made(icu::UnicodeString(text_.getBuffer() + token.start, token.length));
   ++cursor_;
-  return {text_.getBuffer() + token.start, token.length};
+  return text;
 }
 
 }  // namespace tarvo::oss
