@@ -23,8 +23,9 @@ namespace tarvo::oss {
 ///
 /// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a piece
 /// of it; it is added as if copied first. A text for which there is no memory, or with which the buffer would
-/// need a capacity above the largest int, changes nothing and is not reported. The constructors raise
-/// std::bad_alloc for want of memory. One thread at a time.
+/// need a capacity above the largest int, changes nothing and is not reported; the constructors raise
+/// std::bad_alloc instead. What ICU has no memory for, a converter for a code page that is used for the first
+/// time, raises std::bad_alloc everywhere. One thread at a time.
 ///
 /// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. What a code
 /// page cannot hold becomes its substitution byte; with an unknown one nothing is added. Members that convert
@@ -114,12 +115,12 @@ class KELINFRA_API DataBuffer {
  private:
   static constexpr int inlineCapacity = 4096;
 
-  KELINFRA_LOCAL void insert(int position, const char* text, std::size_t count);
-  KELINFRA_LOCAL void insertCopied(int position, const char* text, int count);
-  KELINFRA_LOCAL void insertForeign(int position, const char* text, int count);
+  KELINFRA_LOCAL bool insert(int position, const char* text, std::size_t count);
+  KELINFRA_LOCAL bool insertCopied(int position, const char* text, int count);
+  KELINFRA_LOCAL bool insertForeign(int position, const char* text, int count);
   KELINFRA_LOCAL void insertFitting(int position, const char* text, int count);
-  KELINFRA_LOCAL void insertGrowing(int position, const char* text, int count);
-  KELINFRA_LOCAL void insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
+  KELINFRA_LOCAL bool insertGrowing(int position, const char* text, int count);
+  KELINFRA_LOCAL bool insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
   template <class Number>
   KELINFRA_LOCAL void insertNumber(Number value);
   KELINFRA_LOCAL bool admits(std::size_t count) const;

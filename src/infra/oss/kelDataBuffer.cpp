@@ -61,6 +61,11 @@ std::size_t lengthUpTo(const char* text, std::size_t limit) {
   return end == nullptr ? limit : static_cast<std::size_t>(static_cast<const char*>(end) - text);
 }
 
+/// A constructor says what the others keep to themselves: that there is no memory.
+void require(bool inserted) {
+  if (!inserted) throw std::bad_alloc();
+}
+
 char* allocateZeroed(std::size_t size) {
   return static_cast<char*>(std::calloc(size, 1));
 }
@@ -117,14 +122,14 @@ DataBuffer::DataBuffer(int size) {
 
 DataBuffer::DataBuffer(const char* text) {
   tracedExit<probe("DataBuffer::DataBuffer")>([&] {
-    if (!isEmpty(text)) insert(0, text, std::strlen(text));
+    if (!isEmpty(text)) require(insert(0, text, std::strlen(text)));
   });
 }
 
 DataBuffer::DataBuffer(const icu::UnicodeString& text) : DataBuffer(text, nullptr) {}
 
 DataBuffer::DataBuffer(const icu::UnicodeString& text, const char* encoding) {
-  tracedExit<probe("DataBuffer::DataBuffer")>([&] { insertConverted(0, text, encoding); });
+  tracedExit<probe("DataBuffer::DataBuffer")>([&] { require(insertConverted(0, text, encoding)); });
 }
 
 DataBuffer::DataBuffer(const DataBuffer& other) {
@@ -279,7 +284,7 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
   });
 }
 
-void DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
+bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
   refuseZeroBytes(encoding);
   const char* const codePage = isEmpty(encoding) ? nullptr : encoding;
   Scratch room(Scratch::inlineSize);
@@ -291,42 +296,37 @@ void DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
   const auto count = static_cast<std::size_t>(size);
   if (count <= Scratch::inlineSize) return insert(position, room.get(), count);
   Scratch bytes(count);
-  if (bytes.get() == nullptr) return;
+  if (bytes.get() == nullptr) return false;
   fromUnicode(text, bytes.get(), size, codePage);
-  insert(position, bytes.get(), count);
+  return insert(position, bytes.get(), count);
 }
 
 // --- the one insert: everything that adds to the text ends here
 
 /// Inserts `count` bytes, unless they are too many for any capacity.
-void DataBuffer::insert(int position, const char* text, std::size_t count) {
-  if (count < 1 || !admits(count)) return;
+bool DataBuffer::insert(int position, const char* text, std::size_t count) {
+  if (count < 1) return true;
+  if (!admits(count)) return false;
   const int added = static_cast<int>(count);
   position = std::clamp(position, 0, length_);
-  if (owns(text)) [[unlikely]] {
-    insertCopied(position, text, added);
-  } else {
-    insertForeign(position, text, added);
-  }
+  return owns(text) ? insertCopied(position, text, added) : insertForeign(position, text, added);
 }
 
 /// The text lies in the store that is about to change.
-void DataBuffer::insertCopied(int position, const char* text, int count) {
+bool DataBuffer::insertCopied(int position, const char* text, int count) {
   const std::size_t used =
       fits(count) ? static_cast<std::size_t>(count) : lengthUpTo(text, static_cast<std::size_t>(count));
   Scratch copy(used + 1);
-  if (copy.get() == nullptr) return;
+  if (copy.get() == nullptr) return false;
   std::memcpy(copy.get(), text, used);
   copy.get()[used] = '\0';
-  insertForeign(position, copy.get(), count);
+  return insertForeign(position, copy.get(), count);
 }
 
-void DataBuffer::insertForeign(int position, const char* text, int count) {
-  if (fits(count)) {
-    insertFitting(position, text, count);
-  } else {
-    insertGrowing(position, text, count);
-  }
+bool DataBuffer::insertForeign(int position, const char* text, int count) {
+  if (!fits(count)) return insertGrowing(position, text, count);
+  insertFitting(position, text, count);
+  return true;
 }
 
 /// The tail is what stands from the position up to a byte 0, not up to the length, so bytes behind a 0 inside
@@ -345,7 +345,7 @@ void DataBuffer::insertFitting(int position, const char* text, int count) {
 /// The text becomes: what stands before the position, the new text, the tail, each up to its first 0; zeros
 /// behind. The capacity is always need + 4096, while the block at least doubles, so that a text built of many
 /// pieces is copied a few times only.
-void DataBuffer::insertGrowing(int position, const char* text, int count) {
+bool DataBuffer::insertGrowing(int position, const char* text, int count) {
   const int capacity = length_ + count + spareCapacity;
   const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
   const std::size_t head = headLength(position);
@@ -354,16 +354,17 @@ void DataBuffer::insertGrowing(int position, const char* text, int count) {
   const std::size_t total = head + added + tail;
   std::size_t unknown = needed;  // behind it every byte that is needed is 0
   if (needed - total > largeSpare) {
-    if (!moveToZeroed(needed)) return;
+    if (!moveToZeroed(needed)) return false;
     unknown = std::max(total, static_cast<std::size_t>(written_));
   } else if (needed > blockSize_ && !enlarge(needed)) {
-    return;
+    return false;
   }
   std::memmove(store_ + head + added, store_ + position, tail);
   std::memcpy(store_ + head, text, added);
   std::memset(store_ + total, 0, unknown - total);
   capacity_ = capacity;
   length_ = written_ = zeroFree_ = static_cast<int>(total);
+  return true;
 }
 
 /// A heap block of twice the size or, where there is none, of the size needed. What was written stays, the

@@ -4,17 +4,36 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "oss/kelConverterCache.hpp"
+#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 #include "oss/kelUTF8Text.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
 
 namespace tarvo::oss {
 
 namespace {
 
 constexpr const char* utf8 = "UTF-8";
+
+/// Without memory the text stays as it is: where it has no room, ICU's own append would lose it.
+void appendTo(icu::UnicodeString& text, const icu::UnicodeString& more) {
+  constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+  const std::int64_t length = std::int64_t{text.length()} + more.length();
+  if (length > most) throw std::bad_alloc();
+  if (length <= text.getCapacity() && !text.isBogus()) {
+    text.append(more);
+    return;
+  }
+  icu::UnicodeString grown(static_cast<std::int32_t>(std::min(length + length / 4, most)), 0, 0);
+  text = made(std::move(grown.append(text).append(more)));
+}
 
 }  // namespace
 
@@ -26,6 +45,7 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
+  if (length() == 0 && !text.isEmpty()) throw std::bad_alloc();  // an append does not report that
 }
 
 UTF8String::UTF8String(const UTF8String& other) = default;
@@ -39,7 +59,7 @@ const char* UTF8String::getString() const {
 }
 
 void UTF8String::getString(icu::UnicodeString& text) const {
-  text.append(toUnicode(getString(), -1, utf8));
+  appendTo(text, toUnicode(getString(), -1, utf8));
 }
 
 int UTF8String::getString(char* target, int capacity, const char* codepage) const {
