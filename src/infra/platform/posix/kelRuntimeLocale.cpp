@@ -11,12 +11,17 @@ namespace {
 
 static_assert(std::is_pointer_v<locale_t>);
 
-/// The system has no locale of that name; its "C" locale has the same numeric rules. Kept for good: a thread
-/// may still be using it when the library's other objects go.
-locale_t englishNumbers() {
-  static const locale_t made = newlocale(LC_ALL_MASK, "C", nullptr);
+locale_t makeEnglishNumbers() {
+  const locale_t made = newlocale(LC_ALL_MASK, "C", nullptr);
   if (made == nullptr) throw std::bad_alloc();
   return made;
+}
+
+/// The system has no locale of that name; its "C" locale has the same numeric rules. Kept for good, once it could be
+/// made: a thread may still be using it when the library's other objects go.
+locale_t englishNumbers() {
+  static const locale_t kept = makeEnglishNumbers();
+  return kept;
 }
 
 }  // namespace
