@@ -1,7 +1,6 @@
 #include "infra/oss/kelFormatter.hpp"
 
 #include "infra/oss/kelNLSException.hpp"
-#include "infra/oss/kelSizeableBuffer.hpp"
 
 #include "oss/kelDecimalText.hpp"
 #include "oss/kelFormatSettings.hpp"
@@ -133,10 +132,14 @@ Integer toInteger(const icu::UnicodeString& text) {
 
 // --- text of numbers
 
+/// Into the text's own store, which has room for any number: less work than a replacement, and no allocation.
 void setAscii(icu::UnicodeString& out, std::string_view ascii) {
-  char16_t units[32];
+  const auto length = static_cast<std::int32_t>(ascii.size());
+  out.remove();  // a bogus text becomes one
+  char16_t* const units = out.getBuffer(length);
+  if (units == nullptr) return;  // the caller holds its buffer open
   std::copy(ascii.begin(), ascii.end(), units);
-  out.setTo(units, static_cast<std::int32_t>(ascii.size()));
+  out.releaseBuffer(length);
 }
 
 template <class Integer>
@@ -179,24 +182,35 @@ bool readDouble(std::string_view text, double& value) {
   return last == end;
 }
 
-constexpr bool isAscii(char16_t unit) {
-  return unit < 0x80;
+/// Writes the text as bytes with a NUL behind it. False, and the bytes are of no use, unless it is all ASCII.
+bool narrowed(Units text, char* bytes) {
+  unsigned int seen = 0;
+  for (const char16_t unit : text) {
+    seen |= unit;
+    *bytes++ = static_cast<char>(unit);
+  }
+  *bytes = '\0';
+  return seen < 0x80;
+}
+
+/// A trimmed text. No number is written with anything but ASCII.
+bool readDouble(Units text, double& value) {
+  constexpr std::size_t usual = 128;
+  if (text.empty()) return false;
+  if (text.size() < usual) [[likely]] {
+    char bytes[usual];
+    return narrowed(text, bytes) && readDouble(std::string_view(bytes, text.size()), value);
+  }
+  std::string bytes(text.size(), '\0');
+  return narrowed(text, bytes.data()) && readDouble(std::string_view(bytes), value);
 }
 
 double toDouble(Units text) {
   const Units number = trimmed(text);
   double value = 0;
-  SizeableBuffer<char, 256> narrow;
-  // No number is written with anything but ASCII.
-  if (!number.empty() && std::all_of(number.begin(), number.end(), isAscii)) [[likely]] {
-    narrow.resize(number.size() + 1);
-    std::transform(number.begin(), number.end(), narrow.data(),
-                   [](char16_t unit) { return static_cast<char>(unit); });
-    narrow.data()[number.size()] = '\0';
-    if (readDouble({narrow.data(), number.size()}, value)) [[likely]]
-      return value;
-  }
-  raiseNoNumber("double", recorded(number));
+  if (!readDouble(number, value)) [[unlikely]]
+    raiseNoNumber("double", recorded(number));
+  return value;
 }
 
 // --- locale

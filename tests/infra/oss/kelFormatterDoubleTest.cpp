@@ -187,6 +187,15 @@ TEST(FormatterDouble, RecordsWhatIsNoTextAsReplacementCharacters) {
               refuses("1\xEF\xBF\xBD"));
 }
 
+TEST(FormatterDouble, RecordsWellFormedTextOnly) {
+  try {
+    Formatter::stringToDouble(icu::UnicodeString(u" 1").append(u'\xD800').append(u'2'));
+    FAIL() << "takes half a surrogate pair";
+  } catch (const NLSException& error) {
+    EXPECT_EQ(error.getErrorMessage().getMessageArgs().back(), icu::UnicodeString(u"1\uFFFD2"));
+  }
+}
+
 // --- beside strtod
 
 TEST(FormatterDouble, TakesWhatStrtodTakesAndRefusesTheRest) {
@@ -307,7 +316,8 @@ TEST(FormatterDouble, FollowsTheRoundingModeAsStrtodDoes) {
 }
 
 TEST(FormatterDouble, ReadsTextsLongerThanAnyBuffer) {
-  for (const std::size_t length : {254U, 255U, 256U, 257U, 511U, 512U, 513U, 4096U, 100'000U}) {
+  for (const std::size_t length :
+       {126U, 127U, 128U, 129U, 255U, 256U, 257U, 511U, 512U, 513U, 4096U, 100'000U}) {
     const std::string digits = "1." + std::string(length - 3, '0') + "1";
     EXPECT_EQ(Formatter::stringToDouble(wide(digits)), 1.0) << length;
     EXPECT_EQ(Formatter::stringToDouble(digits.c_str()), 1.0) << length;

@@ -40,14 +40,24 @@ class LocaleFolder {
   std::filesystem::path path_;
 };
 
-/// Never freed: a thread may be in it until the very end.
+void setProcessLocale(const char* name) {
+  if (std::setlocale(LC_ALL, name) == nullptr)
+    throw std::runtime_error(std::string("setlocale refuses ") + name);
+}
+
+/// Taken from the process's, since newlocale loses memory when it is told where to look. Never freed: a thread
+/// may be in it until the very end.
 locale_t commaLocale() {
   static const LocaleFolder folder;
   static const locale_t made = [] {
     setenv("LOCPATH", folder.path(), 1);
-    return newlocale(LC_ALL_MASK, localeName, nullptr);
+    const std::string former = std::setlocale(LC_ALL, nullptr);
+    setProcessLocale(localeName);
+    const locale_t copy = duplocale(LC_GLOBAL_LOCALE);
+    setProcessLocale(former.c_str());
+    return copy;
   }();
-  if (made == nullptr) throw std::runtime_error("the locale made by localedef cannot be loaded");
+  if (made == nullptr) throw std::runtime_error("duplocale fails");
   return made;
 }
 
@@ -58,9 +68,9 @@ CommaLocale::CommaLocale(For whom) : whom_(whom), former_(nullptr) {
   if (whom_ == For::thread) {
     former_ = uselocale(comma);
   } else {
-    former_ = new std::string(std::setlocale(LC_ALL, nullptr));
-    if (std::setlocale(LC_ALL, localeName) == nullptr)
-      throw std::runtime_error("setlocale refuses the locale");
+    const std::string former = std::setlocale(LC_ALL, nullptr);
+    setProcessLocale(localeName);
+    former_ = new std::string(former);
   }
 }
 

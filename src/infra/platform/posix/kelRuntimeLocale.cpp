@@ -1,8 +1,7 @@
 #include "platform/kelRuntimeLocale.hpp"
 
-#include <locale.h>
+#include <locale.h>  // NOLINT(modernize-deprecated-headers): the system's own, with locales for threads
 
-#include <clocale>
 #include <new>
 #include <type_traits>
 
