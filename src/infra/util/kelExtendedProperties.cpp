@@ -11,8 +11,6 @@
 #include "oss/kelRaise.hpp"
 #include "util/kelPropertiesText.hpp"
 
-#include <unicode/ustream.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -25,6 +23,14 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+U_NAMESPACE_BEGIN
+
+// As ICU's header for streams has it; but that one includes <iostream>, which constructs the standard streams
+// when the library is loaded.
+U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
+
+U_NAMESPACE_END
 
 namespace tarvo::util {
 
