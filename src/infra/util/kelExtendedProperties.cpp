@@ -8,6 +8,7 @@
 
 #include "oss/kelDecimalText.hpp"
 #include "oss/kelInvariant.hpp"
+#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 #include "util/kelPropertiesText.hpp"
 
@@ -49,9 +50,7 @@ icu::UnicodeString textOf(std::u16string_view units) {
   if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
     throw std::bad_alloc();
   }
-  icu::UnicodeString text(units.data(), static_cast<std::int32_t>(units.size()));
-  if (text.isBogus()) throw std::bad_alloc();
-  return text;
+  return oss::made(icu::UnicodeString(units.data(), static_cast<std::int32_t>(units.size())));
 }
 
 template <class Number>
@@ -121,7 +120,7 @@ struct Double {
 template <class Type>
 auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored) {
   icu::UnicodeString text(stored);
-  text.trim();
+  if (text.trim().isBogus() && !stored.isBogus()) throw std::bad_alloc();
   const auto value = Type::read(text);
   if (!value) {
     raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text, invariantText(Type::wordFor(text)));
@@ -237,23 +236,23 @@ void ExtendedProperties::store(icu::UnicodeString key, icu::UnicodeString value)
 }
 
 void ExtendedProperties::putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
-  store(key, value);
+  store(oss::copied(key), oss::copied(value));
 }
 
 void ExtendedProperties::putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value) {
-  store(key, decimalText(value));
+  store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value) {
-  store(key, decimalText(value));
+  store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value) {
-  store(key, decimalText(value));
+  store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value) {
-  store(key, decimalText(value));
+  store(oss::copied(key), decimalText(value));
 }
 
 std::int32_t ExtendedProperties::removeProperty(const icu::UnicodeString& key) {
@@ -264,7 +263,7 @@ std::int32_t ExtendedProperties::removeProperty(const icu::UnicodeString& key) {
 }
 
 void ExtendedProperties::addInclude(const icu::UnicodeString& name) {
-  includes_.push_back(name);
+  includes_.push_back(oss::copied(name));
 }
 
 // --- iterate

@@ -1,0 +1,178 @@
+#include "infra/oss/kelByteArrayOutputStream.hpp"
+#include "infra/oss/kelIOException.hpp"
+#include "infra/oss/kelNLSException.hpp"
+#include "infra/util/kelExtendedProperties.hpp"
+#include "infra/util/kelPropertiesException.hpp"
+
+#include "torture/kelFaultRun.hpp"
+
+#include <gtest/gtest.h>
+#include <unicode/unistr.h>
+
+#include <optional>
+#include <sstream>
+#include <string>
+
+namespace tarvo::test {
+namespace {
+
+using util::ExtendedProperties;
+using util::PropertiesException;
+
+constexpr const char* file = "src/infra/oss/../util/kelExtendedProperties.cpp";
+const std::string longWords = "more than the 27 units that ICU keeps in a string itself";
+
+/// A string that refers to its text, so that every copy takes memory.
+icu::UnicodeString longText() {
+  return {true, u"more than the 27 units that ICU keeps in a string itself", -1};
+}
+
+std::string shown(const ExtendedProperties& properties) {
+  std::string text;
+  for (const auto& [key, value] : properties) text += utf8(key) + "=" + utf8(value) + ";";
+  return text;
+}
+
+void fill(ExtendedProperties& properties) {
+  properties.putProperty(u"a", u"1");
+  properties.putProperty(u"b", longText());
+  properties.addInclude(longText());
+}
+
+const std::string filled = "a=1;b=" + longWords + ";";
+
+TEST(MemoryTorture, PropertiesAreChanged) {
+  sweepMemory("ExtendedProperties: changes", [](FaultRun& run) {
+    ExtendedProperties properties;
+    fill(properties);
+    std::string wanted = filled;
+    if (run.completes([&] { properties.putProperty(u"c", longText()); })) {
+      wanted += "c=" + longWords + ";";
+    }
+    EXPECT_EQ(shown(properties), wanted);
+    if (run.completes([&] { properties.putPropertyAsInt64(u"d", -7); })) {
+      wanted += "d=-7;";
+    }
+    EXPECT_EQ(shown(properties), wanted);
+    if (run.completes([&] { properties.putProperty(longText(), u"e"); })) {
+      wanted += longWords + "=e;";
+    }
+    EXPECT_EQ(shown(properties), wanted);
+    if (run.completes([&] { properties.putProperty(u"a", longText()); })) {
+      wanted.replace(0, 4, "a=" + longWords + ";");
+    }
+    EXPECT_EQ(shown(properties), wanted);
+    std::optional<ExtendedProperties> copy;
+    if (run.completes([&] { copy.emplace(properties); })) {
+      EXPECT_EQ(shown(*copy), wanted);
+    }
+    ExtendedProperties assigned;
+    assigned.putProperty(u"was", u"there");
+    const bool done = run.completes([&] { assigned = properties; });
+    EXPECT_EQ(shown(assigned), done ? wanted : "was=there;");
+    run.completes([&] { properties.addInclude(longText()); });
+    EXPECT_TRUE(run.completes([&] { properties.removeProperty(u"b"); }));
+    EXPECT_EQ(shown(properties).find("b="), std::string::npos);
+  });
+}
+
+TEST(MemoryTorture, PropertiesAreAsked) {
+  sweepMemory("ExtendedProperties: values", [](FaultRun& run) {
+    ExtendedProperties properties;
+    fill(properties);
+    properties.putProperty(u"n", u"  -12 \t");
+    properties.putProperty(u"d", u"    0.50000000000000000000000000000000  ");
+    EXPECT_TRUE(run.completes([&] { properties.getProperty(u"a", u""); }));
+    int number = 0;
+    if (run.completes([&] { number = properties.requirePropertyAsInt32(u"n"); })) {
+      EXPECT_EQ(number, -12);
+    }
+    double fraction = 0;
+    if (run.completes([&] { fraction = properties.getPropertyAsDouble(u"d", 7); })) {
+      EXPECT_EQ(fraction, 0.5);
+    }
+    bool yes = false;
+    if (run.completes([&] { yes = properties.getPropertyAsBoolean(u"a", false); })) {
+      EXPECT_TRUE(yes);
+    }
+    run.raises([&] { properties.requireProperty(longText()); },
+               Raises<PropertiesException>("ERR_PROPERTY_MISSING", longWords).from(file));
+    run.raises([&] { properties.getPropertyAsInt64(u"b", 1); },
+               Raises<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", "b", longWords, "int64").from(file));
+    run.raises([&] { properties.getPropertyAsUInt32(u"n", 1); },
+               Raises<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", "n", "-12", "uint32").from(file));
+    run.raises([&] { properties.getPropertyAsBoolean(u"d", true); },
+               Raises<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", "d",
+                                           "0.50000000000000000000000000000000", "boolean")
+                   .from(file));
+    EXPECT_EQ(shown(properties), filled + "d=    0.50000000000000000000000000000000  ;n=  -12 \t;");
+  });
+}
+
+TEST(MemoryTorture, PropertiesAreLoaded) {
+  sweepMemory("ExtendedProperties: load", [](FaultRun& run) {
+    const std::string lines = "k = " + longWords + "\nr: %k%, %s%\ns=%k%\\\n  more\n#comment\n";
+    const std::string raw = "k=" + longWords + ";r=%k%, %s%;s=%k%more;";
+    const std::string resolved =
+        "k=" + longWords + ";r=" + longWords + ", " + longWords + "more;s=" + longWords + "more;";
+    ExtendedProperties properties;
+    if (run.completes([&] { properties.load(lines.data(), lines.size(), false); })) {
+      EXPECT_EQ(shown(properties), raw);
+    } else {
+      EXPECT_EQ(raw.find(shown(properties)), 0U) << "whole lines";
+      properties.load(lines.data(), lines.size(), false);
+    }
+    if (run.completes([&] { properties.resolveReferences(); })) {
+      EXPECT_EQ(shown(properties), resolved);
+    } else {
+      // What was replaced stays; the rest is still to be.
+      properties.resolveReferences();
+      EXPECT_EQ(shown(properties), resolved);
+    }
+    ExtendedProperties byText;
+    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(lines + std::string(600, '\n'));
+    const auto noMemory = Raises<oss::NLSException>("QN_ERR_OUT_OF_MEMORY", "Converter::convertToBytes()")
+                              .from("kelConverter.cpp");
+    if (run.completes([&] { byText.load(text); }, noMemory, FaultRun::Saying::inPart)) {
+      EXPECT_EQ(shown(byText), resolved);
+    }
+    std::size_t position = 0;
+    ExtendedProperties byLine;
+    if (run.completes([&] { byLine.parseLine(position, lines.data(), lines.size()); })) {
+      EXPECT_EQ(shown(byLine), "k=" + longWords + ";");
+      EXPECT_GT(position, 0U);
+    } else {
+      EXPECT_EQ(shown(byLine), "");
+      EXPECT_EQ(position, 0U);
+    }
+    ExtendedProperties cyclic;
+    cyclic.putProperty(longText(), u"%b%");
+    cyclic.putProperty(u"b", u"%" + longText() + u"%");
+    run.raises([&] { cyclic.resolveReferences(); },
+               Raises<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", "b").from(file));
+    ExtendedProperties bad;
+    bad.putProperty(u"a", u"%" + longText() + u"%");
+    run.raises([&] { bad.resolveReferences(); },
+               Raises<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", "a", longWords).from(file));
+  });
+}
+
+TEST(MemoryTorture, PropertiesAreSaved) {
+  sweepMemory("ExtendedProperties: save", [](FaultRun& run) {
+    ExtendedProperties properties;
+    fill(properties);
+    std::string bytes(1000, '\0');
+    oss::ByteArrayOutputStream stream(bytes.data(), bytes.size());
+    if (run.completes([&] { properties.save(stream); })) {
+      EXPECT_NE(bytes.find("\r\nb=" + longWords + "\r\n"), std::string::npos);
+    }
+    oss::ByteArrayOutputStream small(bytes.data(), 40);
+    run.raises(
+        [&] { properties.save(small); },
+        Raises<oss::IOException>("ERR_BUFFER_SIZE_TOO_SMALL", 40).from("kelByteArrayOutputStream.cpp"));
+    EXPECT_EQ(shown(properties), filled);
+  });
+}
+
+}  // namespace
+}  // namespace tarvo::test
