@@ -273,7 +273,8 @@ TEST(FormatterDouble, AgreesWithStrtodOnDenormalsAndHalfWays) {
     const std::uint64_t bits = (engine() >> (i % 2 == 0 ? 12U : 2U)) & 0x7FE0'0000'0000'0000U;
     const std::uint64_t fraction = engine() & 0x000F'FFFF'FFFF'FFFFU;
     const auto value = std::bit_cast<double>(i % 2 == 0 ? fraction : bits | fraction);
-    const long double between = (static_cast<long double>(value) + std::nextafter(value, HUGE_VAL)) / 2;
+    const auto next = static_cast<long double>(std::nextafter(value, HUGE_VAL));
+    const long double between = (static_cast<long double>(value) + next) / 2;
     char text[1400];
     const int length = std::snprintf(text, sizeof text, "%.1100Le", between);
     ASSERT_LT(length, static_cast<int>(sizeof text));
