@@ -1,6 +1,8 @@
 #include "infra/oss/kelConverter.hpp"
 #include "infra/oss/kelSizeableBuffer.hpp"
 
+#include "kelRegister.hpp"
+
 #include <benchmark/benchmark.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
@@ -20,6 +22,7 @@
 /// candidate first has to give the library's bytes.
 namespace {
 
+using tarvo::benchmarks::registerBenchmark;
 using tarvo::oss::Converter;
 using tarvo::oss::SizeableBuffer;
 
@@ -63,9 +66,10 @@ struct Candidate {
 /// The first candidate is the library's.
 void compare(const std::string& task, const std::vector<Candidate>& candidates) {
   for (const Candidate& candidate : candidates) {
-    benchmark::RegisterBenchmark(("Converter/" + task + "/" + candidate.name).c_str(),
-                                 [=, task = candidate.task, own = candidates.front().task](
-                                     benchmark::State& state) { run(state, task, own); });
+    registerBenchmark("Converter/" + task + "/" + candidate.name,
+                      [task = candidate.task, own = candidates.front().task](benchmark::State& state) {
+                        run(state, task, own);
+                      });
   }
 }
 
@@ -83,7 +87,7 @@ int convertByIconv(iconv_t converter, const void* data, std::size_t bytes, std::
 
 int convertByIconvOnce(const char* to, const char* from, const void* data, std::size_t bytes,
                        std::vector<char>& room) {
-  iconv_t const converter = iconv_open(to, from);
+  iconv_t converter = iconv_open(to, from);
   const int size = convertByIconv(converter, data, bytes, room);
   iconv_close(converter);
   return size;

@@ -1,6 +1,8 @@
 #include "infra/oss/kelUTF8Iterator.hpp"
 #include "infra/oss/kelUTF8String.hpp"
 
+#include "kelRegister.hpp"
+
 #include <benchmark/benchmark.h>
 #include <unicode/unistr.h>
 #include <unicode/utext.h>
@@ -18,6 +20,7 @@
 /// candidate first has to give the library's answer.
 namespace {
 
+using tarvo::benchmarks::registerBenchmark;
 using tarvo::oss::UTF8Iterator;
 using tarvo::oss::UTF8String;
 
@@ -32,12 +35,11 @@ struct Candidate {
 /// The first candidate is the library's.
 void compare(const std::string& task, const std::vector<Candidate>& candidates) {
   for (const Candidate& candidate : candidates) {
-    benchmark::RegisterBenchmark(
-        (task + "/" + candidate.name).c_str(),
-        [task = candidate.task, own = candidates.front().task](benchmark::State& state) {
-          if (task() != own()) return state.SkipWithError("the answers differ");
-          for (auto _ : state) benchmark::DoNotOptimize(task());
-        });
+    registerBenchmark(task + "/" + candidate.name,
+                      [task = candidate.task, own = candidates.front().task](benchmark::State& state) {
+                        if (task() != own()) return state.SkipWithError("the answers differ");
+                        for (auto _ : state) benchmark::DoNotOptimize(task());
+                      });
   }
 }
 

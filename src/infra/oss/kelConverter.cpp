@@ -80,7 +80,7 @@ template <class... Pieces>
 [[gnu::cold, gnu::noinline]] void printLine(const Pieces&... pieces) {
   std::string line("DEBUG: ");
   (addTo(line, pieces), ...);
-  std::fputs(line.c_str(), stdout);
+  static_cast<void>(std::fputs(line.c_str(), stdout));
 }
 
 template <class... Pieces>
@@ -273,6 +273,7 @@ int Converter::convert(char* destination, int destinationLength, const char* fro
   });
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): it is written through, in a copy of the pointer
 int Converter::convert(char* destination, int destinationLength, const char* toCodePage,
                        const icu::UnicodeString& data) {
   return traced<probe("Converter::convert")>([&] {

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+
+/// Benchmarks whose names are put together when the program starts.
+namespace tarvo::benchmarks {
+
+class NamedBenchmark : public benchmark::internal::Benchmark {
+ public:
+  using Body = std::function<void(benchmark::State&)>;
+
+  NamedBenchmark(const std::string& name, Body body) : Benchmark(name.c_str()), body_(std::move(body)) {}
+  void Run(benchmark::State& state) override { body_(state); }
+
+ private:
+  Body body_;
+};
+
+inline void registerBenchmark(const std::string& name, NamedBenchmark::Body body) {
+  benchmark::internal::RegisterBenchmarkInternal(new NamedBenchmark(name, std::move(body)));
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): it is Google Benchmark's now
+}
+
+}  // namespace tarvo::benchmarks
