@@ -21,6 +21,7 @@ struct ThreadState {
   std::size_t limit = SIZE_MAX;
   Shortage shortage = Shortage::once;
   bool refused = false;
+  bool granted = false;
   bool inside = false;
 };
 
@@ -39,6 +40,7 @@ class Inside {
 };
 
 bool refuses(std::size_t size) noexcept {
+  if (state.granted) return false;
   if (size >= state.limit) return true;
   if (state.failsAt == 0) return false;
   ++state.requests;
@@ -151,6 +153,14 @@ AllocationLimit::AllocationLimit(std::size_t size) noexcept {
 
 AllocationLimit::~AllocationLimit() {
   state.limit = SIZE_MAX;
+}
+
+AllocationsGranted::AllocationsGranted() noexcept : before_(state.granted) {
+  state.granted = true;
+}
+
+AllocationsGranted::~AllocationsGranted() {
+  state.granted = before_;
 }
 
 void restartIcu() {

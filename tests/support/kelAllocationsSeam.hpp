@@ -70,6 +70,18 @@ class AllocationLimit {
   ~AllocationLimit();
 };
 
+/// While it lives, the calling thread's requests are granted whatever is to fail, and not numbered.
+class AllocationsGranted {
+ public:
+  AllocationsGranted() noexcept;
+  AllocationsGranted(const AllocationsGranted&) = delete;
+  AllocationsGranted& operator=(const AllocationsGranted&) = delete;
+  ~AllocationsGranted();
+
+ private:
+  bool before_;
+};
+
 /// Has ICU give back all that it keeps and forget all that it knows, as in a program that has just started.
 /// Nothing of ICU's may be in use in any thread, no converter that a thread keeps either.
 void restartIcu();

@@ -15,9 +15,11 @@
 #include "infra/util/kelBase64.hpp"
 #include "infra/util/kelBase64Exception.hpp"
 
+#include "oss/kelFormatSettings.hpp"
 #include "torture/kelFaultRun.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/locid.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
 
@@ -399,6 +401,62 @@ TEST(MemoryTorture, Formatter) {
                Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "double", words).from("kelFormatter.cpp"));
     run.raises([&] { Formatter::stringToDouble(static_cast<const char*>(nullptr)); },
                Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "double", "NULL").from("kelFormatter.cpp"));
+  });
+}
+
+/// ICU's own makers of formats, with memory for all that they do: without, this ICU writes through null pointers. The
+/// library's settings are empty again behind it.
+class FormatsGranted {
+ public:
+  FormatsGranted() {
+    oss::formatFactories = {
+        [](const icu::Locale& locale) { return granted(own.number, locale); },
+        [](const icu::Locale& locale) { return granted(own.date, locale); },
+        [](const icu::Locale& locale) { return granted(own.time, locale); },
+        [](const icu::Locale& locale) { return granted(own.dateAndTime, locale); },
+    };
+  }
+  FormatsGranted(const FormatsGranted&) = delete;
+  FormatsGranted& operator=(const FormatsGranted&) = delete;
+  ~FormatsGranted() {
+    oss::formatFactories = own;
+    oss::formatSettings() = oss::FormatSettings();
+  }
+
+ private:
+  template <class Format>
+  static Format* granted(Format* (*make)(const icu::Locale&), const icu::Locale& locale) {
+    const AllocationsGranted all;
+    return make(locale);
+  }
+
+  static inline const oss::FormatFactories own = oss::formatFactories;
+};
+
+TEST(MemoryTorture, FormatterSettings) {
+  sweepMemory("Formatter::setSettings", [](FaultRun& run) {
+    const FormatsGranted formats;
+    const auto noMemory =
+        Raises<NLSException>("ERR_OUT_OF_MEMORY", "Formatter::setSettings()").from("kelFormatter.cpp");
+    icu::Locale::getDefault();  // which ICU settles for good, too
+    std::string code;
+    if (run.completes([&] { code = Formatter::localeCode(); })) {
+      EXPECT_EQ(code.size(), 4U);
+    }
+    if (run.completes([] { Formatter::setSettings(); }, noMemory, FaultRun::Saying::inPart)) {
+      EXPECT_NE(oss::formatSettings().number, nullptr);
+      EXPECT_NE(oss::formatSettings().dateAndTime, nullptr);
+    } else {
+      EXPECT_EQ(oss::formatSettings().number, nullptr);
+    }
+    oss::formatFactories.date = [](const icu::Locale&) -> icu::DateFormat* { return nullptr; };
+    run.raises([] { Formatter::setSettings(); }, noMemory);
+    icu::UnicodeString literal;
+    EXPECT_TRUE(run.completes([&] { Formatter::int64ToHexLiteral(literal, 31, true); }));
+    EXPECT_EQ(utf8(literal), "X'1F'");
+    const char* name = nullptr;
+    EXPECT_TRUE(run.completes([&] { name = Formatter::consoleCodePageName(); }));
+    EXPECT_STREQ(name, "windows-437");
   });
 }
 

@@ -160,6 +160,26 @@ TEST(Allocations, FailFromTheOneNamedOn) {
   EXPECT_EQ(refused, std::vector<bool>({false, true, true, true}));
 }
 
+TEST(Allocations, AreGrantedInBetween) {
+  bool granted = false;
+  bool failed = false;
+  {
+    const FailingAllocation first(1);
+    {
+      const AllocationsGranted meanwhile;
+      takeAndGiveBack();
+      granted = !first.happened();
+    }
+    try {
+      takeAndGiveBack();
+    } catch (const std::bad_alloc&) {
+      failed = true;
+    }
+  }
+  EXPECT_TRUE(granted);
+  EXPECT_TRUE(failed);
+}
+
 TEST(Allocations, FailFromASizeOn) {
   void* small = nullptr;
   void* large = nullptr;
