@@ -17,8 +17,8 @@ const char* loopback(Family family);
 /// doubled or misplaced shows.
 std::string pattern(std::size_t from, std::size_t count);
 
-/// The other end of a connection, on the bare system: listens on a free loopback port, takes one connection,
-/// and does what it is told.
+/// The other end of a connection, on the bare system: listens on a free loopback port and takes one connection,
+/// or connects to a server of this machine; then it does what it is told.
 ///
 ///     Peer peer;
 ///     socket.connect(peer.host(), peer.port(), Socket::NullAddrInfoExternal, nullptr);
@@ -29,13 +29,20 @@ std::string pattern(std::size_t from, std::size_t count);
 /// it. A verb that the system refuses throws std::system_error.
 class Peer {
  public:
+  struct Server {
+    unsigned int port;
+  };
+
   explicit Peer(Family family = Family::ipv4);
+  /// Connects to 127.0.0.1. A `window` other than 0 is how many bytes the system is asked to hold for it, each way.
+  explicit Peer(Server server, int window = 0);
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
   ~Peer();
 
   const char* host() const { return loopback(family_); }
   unsigned int port() const { return port_; }
+  Handle handle() const { return connection_; }
 
   /// Takes the connection and listens no longer.
   Peer& accepts();
@@ -43,6 +50,8 @@ class Peer {
   /// Sends the next `count` bytes of the pattern; the first call starts it at 0.
   Peer& sends(std::size_t count);
   Peer& says(std::string_view bytes);
+  /// A segment a byte.
+  Peer& saysByteByByte(std::string_view bytes);
   Peer& saysUrgently(char byte);
 
   /// Waits for `count` bytes; fewer when the stream ends first.

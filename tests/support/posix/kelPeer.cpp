@@ -1,6 +1,7 @@
 #include "support/kelPeer.hpp"
 
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -59,6 +60,10 @@ Handle bound(Family family, unsigned int& port) {
   return static_cast<Handle>(fd);
 }
 
+void set(Handle handle, int level, int option, int value, const char* what) {
+  checked(::setsockopt(descriptor(handle), level, option, &value, sizeof value), what);
+}
+
 void drop(Handle& handle) {
   if (handle != none) ::close(descriptor(handle));
   handle = none;
@@ -91,6 +96,17 @@ Peer::Peer(Family family) : family_(family), listener_(bound(family, port_)), co
   checked(::listen(descriptor(listener_), 1), "listen");
 }
 
+Peer::Peer(Server server, int window) : family_(Family::ipv4), port_(server.port), listener_(none) {
+  connection_ = static_cast<Handle>(checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
+  if (window != 0) {
+    set(connection_, SOL_SOCKET, SO_RCVBUF, window, "receive buffer");
+    set(connection_, SOL_SOCKET, SO_SNDBUF, window, "send buffer");
+  }
+  Address address = loopbackAddress(Family::ipv4);
+  address.ipv4.sin_port = htons(static_cast<std::uint16_t>(port_));
+  checked(::connect(descriptor(connection_), &address.any, sizeOf(Family::ipv4)), "connect");
+}
+
 Peer::~Peer() {
   drop(listener_);
   drop(connection_);
@@ -115,6 +131,12 @@ Peer& Peer::says(std::string_view bytes) {
         checked(::send(descriptor(connection_), bytes.data(), bytes.size(), MSG_NOSIGNAL), "send");
     bytes.remove_prefix(static_cast<std::size_t>(taken));
   }
+  return *this;
+}
+
+Peer& Peer::saysByteByByte(std::string_view bytes) {
+  set(connection_, IPPROTO_TCP, TCP_NODELAY, 1, "no delay");
+  for (std::size_t i = 0; i < bytes.size(); ++i) says(bytes.substr(i, 1));
   return *this;
 }
 
