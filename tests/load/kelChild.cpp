@@ -28,7 +28,8 @@ struct Pipe {
 
 }  // namespace
 
-Child::Child(const std::vector<std::string>& command) : name_(command.front()) {
+Child::Child(const std::vector<std::string>& command) {
+  for (const std::string& word : command) name_ += (name_.empty() ? "" : " ") + word;
   const Pipe to;
   const Pipe from;
   posix_spawn_file_actions_t actions;
