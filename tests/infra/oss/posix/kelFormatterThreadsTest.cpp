@@ -61,5 +61,33 @@ INSTANTIATE_TEST_SUITE_P(Locale, OthersUnderAComma,
                            return row.param == CommaLocale::For::process ? "OfTheProcess" : "OfTheThread";
                          });
 
+/// Readers and printers, several of each: no reader sees the comma, no printer the point.
+TEST(FormatterThreads, ReadNumbersWhileOthersPrintWithAComma) {
+  constexpr int readers = 3;
+  constexpr int printers = 3;
+  const CommaLocale comma(CommaLocale::For::process);
+  std::atomic<int> reading{readers};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int reader = 0; reader < readers; ++reader) {
+    threads.emplace_back([&, reader] {
+      const std::string text = std::to_string(reader) + ".25";
+      for (int i = 0; i < 5'000; ++i)
+        wrong += Formatter::stringToDouble(text.c_str()) == reader + 0.25 ? 0 : 1;
+      --reading;
+    });
+  }
+  for (int printer = 0; printer < printers; ++printer) {
+    threads.emplace_back([&] {
+      do {
+        wrong += seesComma() ? 0 : 1;
+      } while (reading > 0);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_TRUE(seesComma());
+}
+
 }  // namespace
 }  // namespace tarvo::test
