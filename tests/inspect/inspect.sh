@@ -4,6 +4,8 @@
 # inspect.sh initialisers LIBRARY      ossOut, and nothing else, is constructed when the library is loaded
 # inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file
 # inspect.sh traced-call OBJECT        the hot path of a traced call: four tests of at most four instructions
+# inspect.sh hardening LIBRARY         what the compiler and the linker have to harden a library with is in it
+# inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
 set -euo pipefail
 export LC_ALL=C
 
@@ -45,6 +47,26 @@ $difference"
     printf '%s\n' "$code"
     [ "$count" -gt 0 ] && [ "$count" -le 16 ] || fail "$count instructions before the return; 16 are allowed"
     if printf '%s\n' "$code" | grep -qE '\<(call|lock)\>'; then fail "the hot path calls or locks"; fi
+    ;;
+  hardening)
+    segments=$(readelf -lW "$2")
+    dynamic=$(readelf -dW "$2")
+    imports=$(nm -D --undefined-only --format=just-symbols "$2" | sed 's/@.*//')
+    grep -q 'BIND_NOW' <<<"$dynamic" || fail "functions are bound when they are called first, not at load"
+    if grep -q 'TEXTREL' <<<"$dynamic"; then fail "code is changed at load"; fi
+    grep -q 'GNU_RELRO' <<<"$segments" || fail "the tables of addresses stay writable"
+    grep -qE 'GNU_STACK .* RW ' <<<"$segments" || fail "the stack is executable"
+    if grep -qE 'LOAD .* RWE ' <<<"$segments"; then fail "a segment is writable and executable"; fi
+    grep -qx '__stack_chk_fail' <<<"$imports" || fail "no function guards its stack"
+    grep -qE '^__.*_chk$' <<<"$imports" || fail "no call of the C library is checked"
+    ;;
+  control-flow)
+    shift
+    [ $# -gt 0 ] || fail "no objects"
+    for object in "$@"; do
+      notes=$(readelf -nW "$object")
+      grep -q 'x86 feature: IBT, SHSTK' <<<"$notes" || fail "$object is not marked"
+    done
     ;;
   *) fail "usage: see the head of $0" ;;
 esac
