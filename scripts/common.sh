@@ -58,7 +58,7 @@ need() {
 }
 
 need_toolchain() {
-  need g++ cmake ninja-build libicu-dev
+  need g++ cmake ninja-build libicu-dev libhwy-dev
   local version
   version=$(g++ -dumpversion)
   [ "${version%%.*}" -ge 12 ] || die "g++ $version is too old: C++20 as used here needs GCC 12 or later"

@@ -4,6 +4,8 @@
 
 #include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
+#include "simd/kelBase64Characters.hpp"
+#include "simd/kelKernelChoice.hpp"
 
 #include <unicode/unistr.h>
 
@@ -24,10 +26,11 @@ constexpr unsigned char notInAlphabet = 127;
 
 /// An alphabet both ways: value to unit, and unit to value.
 struct Alphabet {
+  simd::Base64Alphabet name;
   std::array<unsigned short, 64> units{};
   std::array<unsigned char, 128> values{};
 
-  consteval explicit Alphabet(const char (&characters)[65]) {
+  consteval Alphabet(simd::Base64Alphabet its, const simd::Base64Characters& characters) : name(its) {
     values.fill(notInAlphabet);
     for (unsigned char value = 0; value < 64; ++value) {
       const auto character = static_cast<unsigned char>(characters[value]);
@@ -42,8 +45,8 @@ struct Alphabet {
   }
 };
 
-constexpr Alphabet standard("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
-constexpr Alphabet safe("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_");
+constexpr Alphabet standard(simd::standardAlphabet, simd::standardCharacters);
+constexpr Alphabet safe(simd::safeAlphabet, simd::safeCharacters);
 
 /// Groups of `size` that hold `count`, the last one perhaps in part; does not wrap for any count.
 constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
@@ -52,11 +55,13 @@ constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
 
 // --- encode
 
-/// Encodes whole groups, three bytes to four units each. Code that takes blocks of groups at once goes in
-/// front of it and leaves it the rest.
+/// Encodes whole groups, three bytes to four units each: many at once where the processor can, the rest singly.
 template <const Alphabet& alphabet>
-void encodeGroups(unsigned short* dest, const unsigned char* src, std::size_t groups) {
-  for (; groups != 0; --groups, src += 3, dest += 4) {
+void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
+  const std::size_t taken = simd::kernels().encodeGroups[alphabet.name](dest, bytes, groups);
+  const auto* src = reinterpret_cast<const unsigned char*>(bytes) + taken * 3;
+  dest += taken * 4;
+  for (groups -= taken; groups != 0; --groups, src += 3, dest += 4) {
     const unsigned int b0 = src[0];
     const unsigned int b1 = src[1];
     const unsigned int b2 = src[2];
@@ -70,9 +75,9 @@ void encodeGroups(unsigned short* dest, const unsigned char* src, std::size_t gr
 
 /// Encodes the one or two bytes behind the last whole group.
 template <const Alphabet& alphabet>
-void encodeRest(unsigned short* dest, const unsigned char* src, std::size_t bytes) {
-  const unsigned int first = src[0];
-  const unsigned int second = bytes == 2 ? src[1] : 0;
+void encodeRest(unsigned short* dest, const char* src, std::size_t bytes) {
+  const unsigned int first = static_cast<unsigned char>(src[0]);
+  const unsigned int second = bytes == 2 ? static_cast<unsigned char>(src[1]) : 0;
   dest[0] = alphabet.unitOf(first >> 2U);
   dest[1] = alphabet.unitOf((first << 4U) | (second >> 4U));
   dest[2] = bytes == 2 ? alphabet.unitOf(second << 2U) : pad;
@@ -87,9 +92,8 @@ std::size_t encodeIn(unsigned short* dest, std::size_t destUnits, const char* sr
   }
   const std::size_t whole = srcBytes / 3;
   const std::size_t rest = srcBytes % 3;
-  const auto* bytes = reinterpret_cast<const unsigned char*>(src);
-  encodeGroups<alphabet>(dest, bytes, whole);
-  if (rest != 0) encodeRest<alphabet>(dest + whole * 4, bytes + whole * 3, rest);
+  encodeGroups<alphabet>(dest, src, whole);
+  if (rest != 0) encodeRest<alphabet>(dest + whole * 4, src + whole * 3, rest);
   return groupsOf(srcBytes, 3) * 4;
 }
 
@@ -119,11 +123,14 @@ struct Target {
 }
 
 /// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns how many
-/// groups it took. It raises nothing: what it does not take is looked at unit by unit. Code that takes blocks
-/// of groups under the same rule goes in front of it.
+/// groups it took. It raises nothing: what it does not take is looked at unit by unit. Many at once where the
+/// processor can, the rest singly.
 template <const Alphabet& alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
-  for (std::size_t group = 0; group < groups; ++group, src += 4, dest += 3) {
+  std::size_t group = simd::kernels().decodeGroups[alphabet.name](dest, src, groups);
+  src += group * 4;
+  dest += group * 3;
+  for (; group < groups; ++group, src += 4, dest += 3) {
     const unsigned int v0 = alphabet.valueOf(src[0]);
     const unsigned int v1 = alphabet.valueOf(src[1]);
     const unsigned int v2 = alphabet.valueOf(src[2]);

@@ -1,0 +1,13 @@
+#include "simd/kelBase64Kernel.hpp"
+#include "simd/kelKernels.hpp"
+#include "simd/kelUtf8Kernel.hpp"
+
+namespace tarvo::simd {
+
+const Kernels avx2Kernels = {"avx2",
+                             {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
+                             {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
+                             countWellFormed,
+                             copyWellFormed};
+
+}  // namespace tarvo::simd

@@ -1,0 +1,13 @@
+#include "simd/kelBase64VbmiKernel.hpp"
+#include "simd/kelKernels.hpp"
+#include "simd/kelUtf8Kernel.hpp"
+
+namespace tarvo::simd {
+
+const Kernels avx512Kernels = {"avx512",
+                             {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
+                             {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
+                             countWellFormed,
+                             copyWellFormed};
+
+}  // namespace tarvo::simd

@@ -1,0 +1,232 @@
+#pragma once
+
+#include "simd/kelBase64Characters.hpp"
+#include "simd/kelKernels.hpp"
+#include "simd/kelVectors.hpp"
+
+/// Base64 for vectors of 16 and of 32 bytes, whose look-ups choose among the 16 bytes of a block.
+namespace tarvo::simd {
+
+namespace {
+
+// --- encode
+
+/// What is added to a value to make its character: a row for each of the runs A..Z (13), a..z (0) and 0..9 (1 to 10),
+/// and one for each of the last two values.
+struct alignas(16) EncodeTable {
+  Byte toAdd[16] = {};
+
+  consteval explicit EncodeTable(const Base64Characters& characters) {
+    toAdd[13] = difference(characters, 0);
+    toAdd[0] = difference(characters, 26);
+    for (unsigned row = 1; row <= 12; ++row) toAdd[row] = difference(characters, 51 + row);
+  }
+
+  static consteval Byte difference(const Base64Characters& characters, unsigned value) {
+    return static_cast<Byte>(static_cast<unsigned char>(characters[value]) - value);
+  }
+};
+
+constexpr EncodeTable encodeTables[] = {EncodeTable(standardCharacters), EncodeTable(safeCharacters)};
+
+/// Where the bytes of eight groups are in two blocks. Of each group its second, first, third and second byte: so the
+/// first two values are in one 16-bit lane and the last two in the next.
+struct alignas(32) GroupOrder {
+  Byte places[32] = {};
+
+  consteval GroupOrder(unsigned first, unsigned third, unsigned fifth, unsigned seventh) {
+    put(0, first);
+    put(8, third);
+    put(16, fifth);
+    put(24, seventh);
+  }
+
+  consteval void put(unsigned at, unsigned group) {
+    for (const unsigned end = at + 8; at < end; at += 4, group += 3) {
+      places[at] = static_cast<Byte>(group + 1);
+      places[at + 1] = static_cast<Byte>(group);
+      places[at + 2] = static_cast<Byte>(group + 2);
+      places[at + 3] = static_cast<Byte>(group + 1);
+    }
+  }
+};
+
+constexpr GroupOrder fromStart(0, 6, 0, 6);
+constexpr GroupOrder upToEnd(4, 10, 4, 10);
+constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
+
+/// The bytes of four groups of which the first starts, or the last ends, where the 16 bytes read do.
+HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
+  return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
+}
+
+#if HWY_MAX_BYTES >= 32
+/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. Widening takes half
+/// of each block at a time, which then puts them in order.
+HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const GroupOrder& order) {
+  alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 3, 4, 1, 2, 4, 5};
+  const hn::Full256<std::uint32_t> d32;
+  const auto bytes = hn::BitCast(d32, hn::LoadU(d, src));
+  const auto spread = hn::TableLookupLanes(bytes, hn::SetTableIndices(d32, quarters));
+  return hn::TableLookupBytes(hn::BitCast(d, spread), hn::Load(d, order.places));
+}
+#endif
+
+/// The characters of groups that lie as GroupOrder says. Multiplying shifts each lane of 16 bits by its own count.
+template <class D, class V>
+HWY_INLINE V charactersOf(D d, V groups, V toAdd) {
+  const hn::Repartition<std::uint16_t, D> d16;
+  const hn::Repartition<std::uint32_t, D> d32;
+  const hn::Repartition<std::int8_t, D> signedBytes;
+  const auto lanes = hn::BitCast(d16, groups);
+  const auto first = hn::And(lanes, hn::BitCast(d16, hn::Set(d32, 0x0FC0FC00)));
+  const auto second = hn::And(lanes, hn::BitCast(d16, hn::Set(d32, 0x003F03F0)));
+  const auto values = hn::BitCast(d, hn::Or(hn::MulHigh(first, hn::BitCast(d16, hn::Set(d32, 0x04000040))),
+                                            second * hn::BitCast(d16, hn::Set(d32, 0x01000010))));
+  const auto isCapital = hn::Lt(hn::BitCast(signedBytes, values), hn::Set(signedBytes, 26));
+  const auto capital = hn::And(hn::BitCast(d, hn::VecFromMask(signedBytes, isCapital)), hn::Set(d, 13));
+  const auto row = hn::Or(hn::SaturatedSub(values, hn::Set(d, 51)), capital);
+  return values + hn::TableLookupBytes(toAdd, row);
+}
+
+/// As many units as the vector has bytes.
+template <class D>
+HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order, const EncodeTable& table) {
+  const auto characters = charactersOf(d, groupsAt(d, src, order), hn::LoadDup128(d, table.toAdd));
+  Byte* const units = reinterpret_cast<Byte*>(dest);
+  hn::StoreU(hn::InterleaveLower(d, characters, hn::Zero(d)), d, units);
+  hn::StoreU(hn::InterleaveUpper(d, characters, hn::Zero(d)), d, units + hn::Lanes(d));
+}
+
+/// Four groups more than are left are none too many: the last step takes those again that end the text.
+template <Base64Alphabet alphabet>
+std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t groups) {
+  const Widest widest;
+  const Narrow narrow;
+  constexpr EncodeTable const& table = encodeTables[alphabet];
+  const Byte* const bytes = bytesOf(src);
+  const std::size_t size = groups * 3;
+  if (size < hn::Lanes(narrow)) return 0;
+  std::size_t at = 0;
+  if constexpr (hn::MaxLanes(widest) > hn::MaxLanes(narrow)) {
+    for (; size - at >= hn::Lanes(widest); at += hn::Lanes(widest) / 4 * 3)
+      encodeAt(widest, dest + at / 3 * 4, bytes + at, acrossBlocks, table);
+  }
+  for (; size - at >= hn::Lanes(narrow); at += hn::Lanes(narrow) / 4 * 3)
+    encodeAt(narrow, dest + at / 3 * 4, bytes + at, fromStart, table);
+  if (at != size) encodeAt(narrow, dest + (groups - 4) * 4, bytes + size - hn::Lanes(narrow), upToEnd, table);
+  return groups;
+}
+
+// --- decode
+
+/// A character is looked up by its two halves. In the row of its low half a bit stands for each high half with which
+/// it is in the alphabet. What is added to it to make its value depends on the high half alone, but for one character,
+/// which has a row of its own eight further down.
+struct alignas(16) DecodeTable {
+  Byte highHalves[16] = {};
+  Byte toAdd[16] = {};
+  Byte ownRow = 0;
+
+  consteval explicit DecodeTable(const Base64Characters& characters) {
+    for (unsigned value = 0; value < 64; ++value) {
+      const auto character = static_cast<unsigned char>(characters[value]);
+      highHalves[character % 16] |= static_cast<Byte>(1U << (character / 16U));
+      const unsigned row = value == 63 ? character / 16U + 8 : character / 16U;
+      const auto difference = static_cast<Byte>(value - character);
+      if (toAdd[row] != 0 && toAdd[row] != difference) throw "one row, two differences";
+      toAdd[row] = difference;
+    }
+    ownRow = static_cast<Byte>(characters[63]);
+  }
+};
+
+constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
+
+/// The bit of each high half; none for those of 80 to FF.
+alignas(16) constexpr Byte bitOfHighHalf[16] = {1, 2, 4, 8, 16, 32, 64, 128};
+
+/// For each group of four, its three bytes from the right.
+alignas(16) constexpr Byte groupsToBytes[16] = {2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80};
+
+/// As many units as there are bytes in a vector, each as a byte that no unit above 127 shares with one below.
+HWY_INLINE hn::Vec128<Byte> narrowed(Narrow, const unsigned short* src) {
+  const hn::Full128<std::uint16_t> d16;
+  return packedBlocks(hn::LoadU(d16, src), hn::LoadU(d16, src + 8));
+}
+
+/// The first 12 bytes.
+HWY_INLINE void storeBytes(Narrow d, hn::Vec128<Byte> bytes, Byte* dest) {
+  const hn::Full64<Byte> half;
+  const hn::Full128<std::uint32_t> d32;
+  hn::StoreU(hn::LowerHalf(half, bytes), half, dest);
+  const std::uint32_t rest = hn::ExtractLane(hn::BitCast(d32, bytes), 2);
+  __builtin_memcpy(dest + 8, &rest, sizeof rest);
+  (void)d;
+}
+
+#if HWY_MAX_BYTES >= 32
+/// Each half of the text is loaded on its own, so that packing within blocks leaves it in order.
+HWY_INLINE hn::Vec256<Byte> narrowed(hn::Full256<Byte>, const unsigned short* src) {
+  const hn::Full128<std::uint16_t> half;
+  const hn::Full256<std::uint16_t> d16;
+  return packedBlocks(hn::Combine(d16, hn::LoadU(half, src + 16), hn::LoadU(half, src)),
+                      hn::Combine(d16, hn::LoadU(half, src + 24), hn::LoadU(half, src + 8)));
+}
+
+/// The first 12 bytes of each block.
+HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* dest) {
+  alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 2, 4, 5, 6, 3, 7};
+  const hn::Full256<std::uint32_t> d32;
+  const hn::Full128<Byte> low;
+  const hn::Full64<Byte> half;
+  const auto closed = hn::BitCast(
+      d, hn::TableLookupLanes(hn::BitCast(d32, bytes), hn::SetTableIndices(d32, quarters)));
+  hn::StoreU(hn::LowerHalf(low, closed), low, dest);
+  hn::StoreU(hn::LowerHalf(half, hn::UpperHalf(low, closed)), half, dest + 16);
+}
+#endif
+
+/// As many units as the vector has bytes, or nothing when one of them is not in the alphabet.
+template <class D>
+HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src, const DecodeTable& table) {
+  const hn::Repartition<std::uint16_t, D> d16;
+  const hn::Repartition<std::uint32_t, D> d32;
+  const auto characters = narrowed(d, src);
+  const auto high = hn::ShiftRight<4>(characters);
+  // Of an index above 127 this instruction makes 0, of one below it takes the low half.
+  const auto known = hn::And(hn::TableLookupBytes(hn::LoadDup128(d, table.highHalves), characters),
+                             hn::TableLookupBytes(hn::LoadDup128(d, bitOfHighHalf), high));
+  if (!hn::AllFalse(d, hn::Eq(known, hn::Zero(d)))) return false;
+  const auto own = hn::VecFromMask(d, hn::Eq(characters, hn::Set(d, table.ownRow)));
+  const auto row = hn::Or(high, hn::And(own, hn::Set(d, 8)));
+  const auto values = characters + hn::TableLookupBytes(hn::LoadDup128(d, table.toAdd), row);
+  const auto pairs = sumsOfProducts(values, hn::BitCast(d, hn::Set(d16, 0x0140)));
+  const auto groups = hn::BitCast(d, sumsOfProducts(pairs, hn::BitCast(d16, hn::Set(d32, 0x00011000))));
+  storeBytes(d, hn::TableLookupBytes(groups, hn::LoadDup128(d, groupsToBytes)), bytesOf(dest));
+  return true;
+}
+
+template <Base64Alphabet alphabet>
+std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
+  const Widest widest;
+  const Narrow narrow;
+  constexpr DecodeTable const& table = decodeTables[alphabet];
+  constexpr std::size_t wideGroups = hn::MaxLanes(widest) / 4;
+  constexpr std::size_t narrowGroups = hn::MaxLanes(narrow) / 4;
+  std::size_t taken = 0;
+  for (; groups - taken >= wideGroups; taken += wideGroups) {
+    if (!decodeAt(widest, dest + taken * 3, src + taken * 4, table)) return taken;
+  }
+  if (groups < narrowGroups) return 0;
+  for (; groups - taken >= narrowGroups; taken += narrowGroups) {
+    if (!decodeAt(narrow, dest + taken * 3, src + taken * 4, table)) return taken;
+  }
+  // Those again that end the text.
+  const std::size_t last = groups - narrowGroups;
+  return last == taken || decodeAt(narrow, dest + last * 3, src + last * 4, table) ? groups : taken;
+}
+
+}  // namespace
+
+}  // namespace tarvo::simd

@@ -1,0 +1,155 @@
+#pragma once
+
+#include "simd/kelBase64Characters.hpp"
+#include "simd/kelKernels.hpp"
+
+#include <immintrin.h>
+
+#include <cstddef>
+
+/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet. Highway has
+/// no names for these instructions.
+namespace tarvo::simd {
+
+namespace {
+
+using Vector = __m512i;
+
+/// The first `count` bits.
+__attribute__((always_inline)) inline __mmask64 firstBits(std::size_t count) {
+  return count == 0 ? 0 : ~0ULL >> (64 - count);
+}
+
+struct alignas(64) ByteTable {
+  unsigned char at[64] = {};
+};
+
+__attribute__((always_inline)) inline Vector load(const ByteTable& table) {
+  return _mm512_load_si512(table.at);
+}
+
+// --- encode
+
+constexpr std::size_t blockGroups = 16;
+
+consteval ByteTable tableOf(const Base64Characters& characters) {
+  ByteTable table;
+  for (unsigned value = 0; value < 64; ++value) table.at[value] = static_cast<unsigned char>(characters[value]);
+  return table;
+}
+
+constexpr ByteTable encodeTables[] = {tableOf(standardCharacters), tableOf(safeCharacters)};
+
+/// Each lane of eight bytes gets two groups, each from its last byte: the lane's own group k lowest, and above it
+/// group k + 8.
+consteval ByteTable groupsInLanes() {
+  ByteTable table;
+  for (unsigned lane = 0; lane < 8; ++lane) {
+    for (unsigned byte = 0; byte < 3; ++byte) {
+      table.at[lane * 8 + byte] = static_cast<unsigned char>(lane * 3 + 2 - byte);
+      table.at[lane * 8 + 3 + byte] = static_cast<unsigned char>((lane + 8) * 3 + 2 - byte);
+    }
+  }
+  return table;
+}
+
+constexpr ByteTable laneOrder = groupsInLanes();
+
+/// Where the four values of a lane's group start, one for each unit.
+constexpr long long lowValues = 0x0000'0006'000C'0012;
+constexpr long long highValues = 0x0018'001E'0024'002A;
+
+/// Units of the group at those places. A look-up takes the low six bits of each byte and leaves out every other one.
+__attribute__((always_inline)) inline Vector unitsOf(Vector lanes, long long places, Vector table) {
+  return _mm512_maskz_permutexvar_epi8(0x5555'5555'5555'5555,
+                                       _mm512_multishift_epi64_epi8(_mm512_set1_epi64(places), lanes), table);
+}
+
+template <Base64Alphabet alphabet>
+std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t groups) {
+  const Vector table = load(encodeTables[alphabet]);
+  const Vector order = load(laneOrder);
+  std::size_t left = groups;
+  for (; left >= blockGroups; left -= blockGroups, src += blockGroups * 3, dest += blockGroups * 4) {
+    const Vector lanes = _mm512_permutexvar_epi8(order, _mm512_maskz_loadu_epi8(firstBits(48), src));
+    _mm512_storeu_si512(dest, unitsOf(lanes, lowValues, table));
+    _mm512_storeu_si512(dest + 32, unitsOf(lanes, highValues, table));
+  }
+  if (left > 0) {
+    const Vector lanes = _mm512_permutexvar_epi8(order, _mm512_maskz_loadu_epi8(firstBits(left * 3), src));
+    const __mmask64 units = firstBits(left * 4);
+    _mm512_mask_storeu_epi16(dest, static_cast<__mmask32>(units), unitsOf(lanes, lowValues, table));
+    _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(units >> 32U), unitsOf(lanes, highValues, table));
+  }
+  return groups;
+}
+
+// --- decode
+
+/// The value of each of 128 characters; 80 for those that are not in the alphabet.
+struct DecodeTable {
+  ByteTable half[2];
+
+  consteval explicit DecodeTable(const Base64Characters& characters) {
+    for (ByteTable& table : half) {
+      for (unsigned char& value : table.at) value = 0x80;
+    }
+    for (unsigned value = 0; value < 64; ++value) {
+      const auto character = static_cast<unsigned char>(characters[value]);
+      half[character / 64].at[character % 64] = static_cast<unsigned char>(value);
+    }
+  }
+};
+
+constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
+
+/// The bytes of 16 groups of four bytes, each from its third one. Packing has put half blocks of the first and of the
+/// second 32 units side by side.
+consteval ByteTable bytesOfGroups() {
+  ByteTable table;
+  for (unsigned group = 0; group < 16; ++group) {
+    const unsigned place = group % 8 / 2 * 4 + group / 8 * 2 + group % 2;
+    for (unsigned byte = 0; byte < 3; ++byte)
+      table.at[group * 3 + byte] = static_cast<unsigned char>(place * 4 + 2 - byte);
+  }
+  return table;
+}
+
+constexpr ByteTable byteOrder = bytesOfGroups();
+
+/// The 48 bytes of 64 units; false when one of them is not in the alphabet. Packing makes 255 of units above it and 0
+/// of those above 32767, which no alphabet holds.
+__attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table, Vector& bytes) {
+  const Vector characters = _mm512_packus_epi16(first, second);
+  const Vector values = _mm512_permutex2var_epi8(load(table.half[0]), characters, load(table.half[1]));
+  if (_mm512_movepi8_mask(_mm512_or_si512(values, characters)) != 0) return false;
+  const Vector pairs = _mm512_maddubs_epi16(values, _mm512_set1_epi16(0x0140));
+  const Vector groups = _mm512_madd_epi16(pairs, _mm512_set1_epi32(0x00011000));
+  bytes = _mm512_permutexvar_epi8(load(byteOrder), groups);
+  return true;
+}
+
+template <Base64Alphabet alphabet>
+std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
+  constexpr const DecodeTable& table = decodeTables[alphabet];
+  std::size_t taken = 0;
+  Vector bytes;
+  for (; groups - taken >= blockGroups; taken += blockGroups, src += blockGroups * 4, dest += blockGroups * 3) {
+    if (!decodeBlock(_mm512_loadu_si512(src), _mm512_loadu_si512(src + 32), table, bytes)) return taken;
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dest), _mm512_castsi512_si256(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dest + 32), _mm512_extracti32x4_epi32(bytes, 2));
+  }
+  const std::size_t left = groups - taken;
+  if (left == 0) return groups;
+  const __mmask64 units = firstBits(left * 4);
+  const Vector fill = _mm512_set1_epi16(u'A');  // value 0 in any alphabet
+  const Vector first = _mm512_mask_loadu_epi16(fill, static_cast<__mmask32>(units), src);
+  const Vector second = _mm512_mask_loadu_epi16(fill, static_cast<__mmask32>(units >> 32U), src + 32);
+  if (!decodeBlock(first, second, table, bytes)) return taken;
+  _mm512_mask_storeu_epi8(dest, firstBits(left * 3), bytes);
+  return groups;
+}
+
+}  // namespace
+
+}  // namespace tarvo::simd

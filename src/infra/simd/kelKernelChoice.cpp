@@ -1,0 +1,29 @@
+#include "simd/kelKernelChoice.hpp"
+
+#include <atomic>
+
+namespace tarvo::simd {
+
+namespace {
+
+/// Null until first asked for: nothing runs when the library is loaded.
+constinit std::atomic<const Kernels*> inUse = nullptr;
+
+const Kernels& choose() {
+  const Kernels* const best = availableKernels().back();
+  inUse.store(best, std::memory_order_relaxed);  // every thread comes to the same, and what it points to is constant
+  return *best;
+}
+
+}  // namespace
+
+const Kernels& kernels() {
+  const Kernels* const chosen = inUse.load(std::memory_order_relaxed);
+  return chosen != nullptr ? *chosen : choose();
+}
+
+void useKernels(const Kernels* chosen) {
+  inUse.store(chosen, std::memory_order_relaxed);
+}
+
+}  // namespace tarvo::simd

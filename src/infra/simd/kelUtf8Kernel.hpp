@@ -1,0 +1,222 @@
+#pragma once
+
+#include "simd/kelKernels.hpp"
+#include "simd/kelUtf8Words.hpp"
+#include "simd/kelVectors.hpp"
+
+/// UTF-8 for vectors of any width. Every byte is judged with the three before it, which are simply loaded again, one,
+/// two and three bytes further left; so any stretch of a text can be judged alone, and one twice.
+namespace tarvo::simd {
+
+namespace {
+
+// --- what two neighbours can be
+
+/// A fault that shows in two bytes: the halves that they then have, bit n for half n.
+struct Fault {
+  unsigned firstHigh;
+  unsigned firstLow;
+  unsigned secondHigh;
+};
+
+constexpr unsigned anyLow = 0xFFFF;
+constexpr unsigned continuations = 0x0F00;  // 8_ to B_
+
+constexpr Fault faults[8] = {
+    {0xF000, anyLow, static_cast<unsigned>(0xFFFF & ~continuations)},  // a lead that nothing continues
+    {0x00FF, anyLow, continuations},                                   // ASCII, continued
+    {1U << 0xCU, 0x0003, continuations},                               // overlong: C0, C1
+    {1U << 0xEU, 1U << 0x0U, 0x0300},                                  // overlong: E0 80 to 9F
+    {1U << 0xEU, 1U << 0xDU, 0x0C00},                                  // surrogates: ED A0 to BF
+    {1U << 0xFU, 0xFFE1, 1U << 8U},                                    // overlong: F0 8_; too large: F5 to FF, 8_
+    {1U << 0xFU, 0xFFF0, 0x0E00},                                      // too large: F4 to FF, 90 to BF
+    {continuations, anyLow, continuations},  // none, if a lead further left asks for both: bit 7
+};
+
+/// For each half the faults that it goes with; what all three have in common is found.
+struct FaultTables {
+  alignas(16) Byte firstHigh[16] = {};
+  alignas(16) Byte firstLow[16] = {};
+  alignas(16) Byte secondHigh[16] = {};
+
+  consteval FaultTables() {
+    for (unsigned half = 0; half < 16; ++half) {
+      for (unsigned fault = 0; fault < 8; ++fault) {
+        firstHigh[half] |= static_cast<Byte>((faults[fault].firstHigh >> half & 1U) << fault);
+        firstLow[half] |= static_cast<Byte>((faults[fault].firstLow >> half & 1U) << fault);
+        secondHigh[half] |= static_cast<Byte>((faults[fault].secondHigh >> half & 1U) << fault);
+      }
+    }
+  }
+};
+
+constexpr FaultTables faultTables;
+
+/// Not 0 where a byte, as far as the three to its left go, cannot stand. `bytes` are those at `text`.
+template <class D, class V>
+HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
+  const auto first = hn::LoadU(d, text - 1);
+  const auto found = hn::And(
+      hn::And(hn::TableLookupBytes(hn::LoadDup128(d, faultTables.firstHigh), hn::ShiftRight<4>(first)),
+              hn::TableLookupBytes(hn::LoadDup128(d, faultTables.firstLow), hn::And(first, hn::Set(d, 0x0F)))),
+      hn::TableLookupBytes(hn::LoadDup128(d, faultTables.secondHigh), hn::ShiftRight<4>(bytes)));
+  // Bit 7 is set where E0 to FF stand two bytes further left, or F0 to FF three.
+  const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), hn::Set(d, 0xE0 - 0x80)),
+                            hn::SaturatedSub(hn::LoadU(d, text - 3), hn::Set(d, 0xF0 - 0x80)));
+  return hn::Xor(found, hn::And(asked, hn::Set(d, 0x80)));
+}
+
+/// FF for each byte that starts a character.
+template <class D, class V>
+HWY_INLINE V startsOf(D d, V bytes) {
+  const hn::Repartition<std::int8_t, D> signedBytes;
+  const auto starts = hn::Gt(hn::BitCast(signedBytes, bytes), hn::Set(signedBytes, static_cast<std::int8_t>(0xBF)));
+  return hn::BitCast(d, hn::VecFromMask(signedBytes, starts));
+}
+
+template <class D, class V>
+HWY_INLINE bool allZero(D d, V bytes) {
+  return hn::AllTrue(d, hn::Eq(bytes, hn::Zero(d)));
+}
+
+template <class D, class V>
+HWY_INLINE bool allAscii(D d, V bytes) {
+  return allZero(d, hn::And(bytes, hn::Set(d, 0x80)));
+}
+
+// --- stretches
+
+/// A text on the way: what stands before `at` is copied, counted and, but for a character that is not at its end
+/// there, found to be well-formed.
+struct Progress {
+  const Byte* text;
+  Byte* dest;  // null: no copy is made
+  std::size_t length;
+  std::size_t at;
+  std::size_t count;
+};
+
+template <bool copies, class D>
+HWY_INLINE auto taken(D d, const Progress& progress, std::size_t at) {
+  const auto bytes = hn::LoadU(d, progress.text + at);
+  if constexpr (copies) hn::StoreU(bytes, d, progress.dest + at);
+  return bytes;
+}
+
+/// Four vectors at a time as long as there are as many. Where all are ASCII only the first can hold a fault, and only
+/// if something else stands to its left.
+template <bool copies, class D>
+HWY_INLINE bool takeFours(D d, Progress& progress) {
+  const hn::Repartition<std::uint64_t, D> d64;
+  const std::size_t size = hn::Lanes(d);
+  if (progress.length - progress.at < 4 * size) return true;
+  auto found = hn::Zero(d);
+  auto sums = hn::Zero(d64);
+  bool asciiBefore = false;
+  std::size_t at = progress.at;
+  for (; progress.length - at >= 4 * size; at += 4 * size) {
+    const Byte* const text = progress.text + at;
+    const auto v0 = taken<copies>(d, progress, at);
+    const auto v1 = taken<copies>(d, progress, at + size);
+    const auto v2 = taken<copies>(d, progress, at + 2 * size);
+    const auto v3 = taken<copies>(d, progress, at + 3 * size);
+    if (allAscii(d, hn::Or(hn::Or(v0, v1), hn::Or(v2, v3)))) {
+      if (!asciiBefore) found = hn::Or(found, faultsAt(d, text, v0));
+      asciiBefore = true;
+      progress.count += 4 * size;
+      continue;
+    }
+    asciiBefore = false;
+    const auto low = hn::Or(faultsAt(d, text, v0), faultsAt(d, text + size, v1));
+    const auto high = hn::Or(faultsAt(d, text + 2 * size, v2), faultsAt(d, text + 3 * size, v3));
+    found = hn::Or(found, hn::Or(low, high));
+    const auto starts = (startsOf(d, v0) + startsOf(d, v1)) + (startsOf(d, v2) + startsOf(d, v3));
+    sums = sums + hn::SumsOf8(hn::Zero(d) - starts);
+  }
+  progress.at = at;
+  progress.count += hn::GetLane(hn::SumOfLanes(d64, sums));
+  return allZero(d, found);
+}
+
+/// One vector at a time.
+template <bool copies, class D>
+HWY_INLINE bool takeOnes(D d, Progress& progress) {
+  const hn::Repartition<std::uint64_t, D> d64;
+  const std::size_t size = hn::Lanes(d);
+  if (progress.length - progress.at < size) return true;
+  auto found = hn::Zero(d);
+  auto sums = hn::Zero(d64);
+  for (; progress.length - progress.at >= size; progress.at += size) {
+    const auto bytes = taken<copies>(d, progress, progress.at);
+    found = hn::Or(found, faultsAt(d, progress.text + progress.at, bytes));
+    sums = sums + hn::SumsOf8(hn::Zero(d) - startsOf(d, bytes));
+  }
+  progress.count += hn::GetLane(hn::SumOfLanes(d64, sums));
+  return allZero(d, found);
+}
+
+/// From `left` before the middle on: zeros for what was counted, then ones for what was not.
+alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                                             1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+
+/// The last bytes, fewer than a vector of 16: those before them are taken once more, but not counted.
+template <bool copies>
+HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
+  const hn::Repartition<std::uint64_t, Narrow> d64;
+  const std::size_t left = progress.length - progress.at;
+  if (left == 0) return true;
+  const std::size_t at = progress.length - hn::Lanes(d);
+  const auto bytes = taken<copies>(d, progress, at);
+  const auto counted = hn::And(startsOf(d, bytes), hn::LoadU(d, countMasks + left));
+  progress.count += hn::GetLane(hn::SumOfLanes(d64, hn::SumsOf8(counted)));
+  return allZero(d, faultsAt(d, progress.text + at, bytes));
+}
+
+/// Whether the last character is all there.
+HWY_INLINE bool endsWhole(const Byte* end) {
+  return end[-1] < 0xC0 && end[-2] < 0xE0 && end[-3] < 0xF0;
+}
+
+// --- texts
+
+/// The first bytes have no three to their left: characters are taken until the next one has.
+HWY_INLINE bool takeFirst(Progress& progress) {
+  const char* const text = reinterpret_cast<const char*>(progress.text);
+  while (progress.at < 3) {
+    const bool ascii = progress.text[progress.at] < 0x80;
+    const std::size_t size = ascii ? 1 : foreignSize(wordAt(text + progress.at));
+    if (size == 0) return false;
+    progress.at += size;
+    ++progress.count;
+  }
+  return true;
+}
+
+/// Where less than a vector and what stands to its left is there, words serve.
+constexpr std::size_t leastLength = 3 + 16;
+
+template <bool copies>
+HWY_INLINE std::ptrdiff_t takeWellFormed(Progress progress) {
+  const Narrow narrow;
+  const Widest widest;
+  if constexpr (copies) hn::StoreU(hn::LoadU(narrow, progress.text), narrow, progress.dest);
+  if (!takeFirst(progress) || !takeFours<copies>(widest, progress)) return -1;
+  if (hn::Lanes(widest) > hn::Lanes(narrow) && !takeOnes<copies>(widest, progress)) return -1;
+  if (!takeOnes<copies>(narrow, progress) || !takeLast<copies>(narrow, progress)) return -1;
+  return endsWhole(progress.text + progress.length) ? static_cast<std::ptrdiff_t>(progress.count) : -1;
+}
+
+std::ptrdiff_t countWellFormed(const char* text, std::size_t length) {
+  if (length < leastLength) return countByWords(text, length);
+  return takeWellFormed<false>({bytesOf(text), nullptr, length, 0, 0});
+}
+
+std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) {
+  if (length >= leastLength) return takeWellFormed<true>({bytesOf(text), bytesOf(dest), length, 0, 0});
+  if (length > 0) std::memcpy(dest, text, length);
+  return countByWords(dest, length);
+}
+
+}  // namespace
+
+}  // namespace tarvo::simd

@@ -1,0 +1,68 @@
+#pragma once
+
+// The vector operations of the target that the including file is compiled for. Highway picks the widest one that the
+// compiler's flags allow; what it would pick only together with instructions that nothing here needs is not asked for.
+#define HWY_DISABLE_PCLMUL_AES
+#define HWY_DISABLE_BMI2_FMA
+#define HWY_DISABLE_F16C
+#include <hwy/highway.h>
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tarvo::simd {
+
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Byte = std::uint8_t;
+using Widest = hn::ScalableTag<Byte>;
+using Narrow = hn::Full128<Byte>;
+
+HWY_INLINE const Byte* bytesOf(const char* text) {
+  return reinterpret_cast<const Byte*>(text);
+}
+
+HWY_INLINE Byte* bytesOf(char* text) {
+  return reinterpret_cast<Byte*>(text);
+}
+
+// --- what Highway 1.0.3 has no name for
+
+/// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767 become 0.
+HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128<std::uint16_t> b) {
+  return hn::Vec128<Byte>{_mm_packus_epi16(a.raw, b.raw)};
+}
+
+/// For each two bytes, the first times the multiplier's first plus the second times its second.
+HWY_INLINE hn::Vec128<std::uint16_t> sumsOfProducts(hn::Vec128<Byte> a, hn::Vec128<Byte> multiplier) {
+  return hn::Vec128<std::uint16_t>{_mm_maddubs_epi16(a.raw, multiplier.raw)};
+}
+
+/// The same for each two units.
+HWY_INLINE hn::Vec128<std::uint32_t> sumsOfProducts(hn::Vec128<std::uint16_t> a,
+                                                hn::Vec128<std::uint16_t> multiplier) {
+  return hn::Vec128<std::uint32_t>{_mm_madd_epi16(a.raw, multiplier.raw)};
+}
+
+#if HWY_MAX_BYTES >= 32
+HWY_INLINE hn::Vec256<Byte> packedBlocks(hn::Vec256<std::uint16_t> a, hn::Vec256<std::uint16_t> b) {
+  return hn::Vec256<Byte>{_mm256_packus_epi16(a.raw, b.raw)};
+}
+
+HWY_INLINE hn::Vec256<std::uint16_t> sumsOfProducts(hn::Vec256<Byte> a, hn::Vec256<Byte> multiplier) {
+  return hn::Vec256<std::uint16_t>{_mm256_maddubs_epi16(a.raw, multiplier.raw)};
+}
+
+HWY_INLINE hn::Vec256<std::uint32_t> sumsOfProducts(hn::Vec256<std::uint16_t> a,
+                                                hn::Vec256<std::uint16_t> multiplier) {
+  return hn::Vec256<std::uint32_t>{_mm256_madd_epi16(a.raw, multiplier.raw)};
+}
+#endif
+
+}  // namespace
+
+}  // namespace tarvo::simd
