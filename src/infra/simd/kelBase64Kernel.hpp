@@ -11,23 +11,18 @@ namespace {
 
 // --- encode
 
-/// What is added to a value to make its character: a row for each of the runs A..Z (13), a..z (0) and 0..9 (1 to 10),
-/// and one for each of the last two values.
-struct alignas(16) EncodeTable {
+/// What is added to a value to make its character: a row for A..Z, one for a..z, ten for 0..9, which are the same, and
+/// one for each of the last two values.
+consteval Blocks encodeTable(const Base64Characters& characters) {
   Byte toAdd[16] = {};
-
-  consteval explicit EncodeTable(const Base64Characters& characters) {
-    toAdd[13] = difference(characters, 0);
-    toAdd[0] = difference(characters, 26);
-    for (unsigned row = 1; row <= 12; ++row) toAdd[row] = difference(characters, 51 + row);
+  for (unsigned row = 0; row < 14; ++row) {
+    const unsigned value = row == 0 ? 0 : 25 * 2 + row - (row == 1 ? 25 : 0);
+    toAdd[row] = static_cast<Byte>(static_cast<unsigned char>(characters[value]) - value);
   }
+  return Blocks(toAdd);
+}
 
-  static consteval Byte difference(const Base64Characters& characters, unsigned value) {
-    return static_cast<Byte>(static_cast<unsigned char>(characters[value]) - value);
-  }
-};
-
-constexpr EncodeTable encodeTables[] = {EncodeTable(standardCharacters), EncodeTable(safeCharacters)};
+constexpr Blocks encodeTables[] = {encodeTable(standardCharacters), encodeTable(safeCharacters)};
 
 /// Where the bytes of eight groups are in two blocks. Of each group its second, first, third and second byte: so the
 /// first two values are in one 16-bit lane and the last two in the next.
@@ -74,47 +69,47 @@ HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const
 
 /// The characters of groups that lie as GroupOrder says. Multiplying shifts each lane of 16 bits by its own count.
 template <class D, class V>
-HWY_INLINE V charactersOf(D d, V groups, V toAdd) {
+HWY_INLINE V charactersOf(D d, V groups, V table) {
   const hn::Repartition<std::uint16_t, D> d16;
-  const hn::Repartition<std::uint32_t, D> d32;
   const hn::Repartition<std::int8_t, D> signedBytes;
   const auto lanes = hn::BitCast(d16, groups);
-  const auto first = hn::And(lanes, hn::BitCast(d16, hn::Set(d32, 0x0FC0FC00)));
-  const auto second = hn::And(lanes, hn::BitCast(d16, hn::Set(d32, 0x003F03F0)));
-  const auto values = hn::BitCast(d, hn::Or(hn::MulHigh(first, hn::BitCast(d16, hn::Set(d32, 0x04000040))),
-                                            second * hn::BitCast(d16, hn::Set(d32, 0x01000010))));
-  const auto isCapital = hn::Lt(hn::BitCast(signedBytes, values), hn::Set(signedBytes, 26));
-  const auto capital = hn::And(hn::BitCast(d, hn::VecFromMask(signedBytes, isCapital)), hn::Set(d, 13));
-  const auto row = hn::Or(hn::SaturatedSub(values, hn::Set(d, 51)), capital);
-  return values + hn::TableLookupBytes(toAdd, row);
+  const auto first = hn::MulHigh(hn::And(lanes, eachFour<0x0FC0FC00>(d16)), eachFour<0x04000040>(d16));
+  const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
+  const auto values = hn::BitCast(d, hn::Or(first, second));
+  // Of those above Z, as a mask is -1, one less.
+  const auto small = hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
+  const auto row = hn::SaturatedSub(values, each<51>(d)) - hn::BitCast(d, small);
+  return values + hn::TableLookupBytes(table, row);
 }
 
 /// As many units as the vector has bytes.
 template <class D>
-HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order, const EncodeTable& table) {
-  const auto characters = charactersOf(d, groupsAt(d, src, order), hn::LoadDup128(d, table.toAdd));
+HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order, const Blocks& table) {
+  const auto characters = charactersOf(d, groupsAt(d, src, order), load(d, table));
   Byte* const units = reinterpret_cast<Byte*>(dest);
   hn::StoreU(hn::InterleaveLower(d, characters, hn::Zero(d)), d, units);
   hn::StoreU(hn::InterleaveUpper(d, characters, hn::Zero(d)), d, units + hn::Lanes(d));
 }
 
-/// Four groups more than are left are none too many: the last step takes those again that end the text.
 template <Base64Alphabet alphabet>
 std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t groups) {
   const Widest widest;
   const Narrow narrow;
-  constexpr EncodeTable const& table = encodeTables[alphabet];
-  const Byte* const bytes = bytesOf(src);
-  const std::size_t size = groups * 3;
-  if (size < hn::Lanes(narrow)) return 0;
-  std::size_t at = 0;
+  constexpr const Blocks& table = encodeTables[alphabet];
+  if (groups * 3 < hn::Lanes(narrow)) return 0;
+  const Byte* bytes = bytesOf(src);
+  const Byte* const end = bytes + groups * 3;
+  const auto left = [&] { return static_cast<std::size_t>(end - bytes); };
   if constexpr (hn::MaxLanes(widest) > hn::MaxLanes(narrow)) {
-    for (; size - at >= hn::Lanes(widest); at += hn::Lanes(widest) / 4 * 3)
-      encodeAt(widest, dest + at / 3 * 4, bytes + at, acrossBlocks, table);
+    for (; left() >= hn::Lanes(widest); bytes += hn::Lanes(widest) / 4 * 3, dest += hn::Lanes(widest))
+      encodeAt(widest, dest, bytes, acrossBlocks, table);
   }
-  for (; size - at >= hn::Lanes(narrow); at += hn::Lanes(narrow) / 4 * 3)
-    encodeAt(narrow, dest + at / 3 * 4, bytes + at, fromStart, table);
-  if (at != size) encodeAt(narrow, dest + (groups - 4) * 4, bytes + size - hn::Lanes(narrow), upToEnd, table);
+  for (; left() >= hn::Lanes(narrow); bytes += hn::Lanes(narrow) / 4 * 3, dest += hn::Lanes(narrow))
+    encodeAt(narrow, dest, bytes, fromStart, table);
+  // The last step takes as many groups as any, be some of them taken already.
+  if (left() > 0) {
+    encodeAt(narrow, dest + left() / 3 * 4 - hn::Lanes(narrow), end - hn::Lanes(narrow), upToEnd, table);
+  }
   return groups;
 }
 
@@ -122,32 +117,33 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 /// A character is looked up by its two halves. In the row of its low half a bit stands for each high half with which
 /// it is in the alphabet. What is added to it to make its value depends on the high half alone, but for one character,
-/// which has a row of its own eight further down.
-struct alignas(16) DecodeTable {
-  Byte highHalves[16] = {};
-  Byte toAdd[16] = {};
-  Byte ownRow = 0;
-
-  consteval explicit DecodeTable(const Base64Characters& characters) {
-    for (unsigned value = 0; value < 64; ++value) {
-      const auto character = static_cast<unsigned char>(characters[value]);
-      highHalves[character % 16] |= static_cast<Byte>(1U << (character / 16U));
-      const unsigned row = value == 63 ? character / 16U + 8 : character / 16U;
-      const auto difference = static_cast<Byte>(value - character);
-      if (toAdd[row] != 0 && toAdd[row] != difference) throw "one row, two differences";
-      toAdd[row] = difference;
-    }
-    ownRow = static_cast<Byte>(characters[63]);
-  }
+/// which gets the row that no other uses.
+struct DecodeTable {
+  Blocks highHalves;
+  Blocks toAdd;
+  Byte own;
 };
 
-constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
+consteval DecodeTable decodeTable(const Base64Characters& characters) {
+  Byte highHalves[16] = {};
+  Byte toAdd[16] = {};
+  for (unsigned value = 0; value < 64; ++value) {
+    const auto character = static_cast<unsigned char>(characters[value]);
+    highHalves[character % 16] |= static_cast<Byte>(1U << (character / 16U));
+    Byte& difference = toAdd[value == 63 ? 0 : character / 16];
+    if (difference != 0 && difference != static_cast<Byte>(value - character)) throw "two in one row";
+    difference = static_cast<Byte>(value - character);
+  }
+  return {Blocks(highHalves), Blocks(toAdd), static_cast<Byte>(characters[63])};
+}
+
+constexpr DecodeTable decodeTables[] = {decodeTable(standardCharacters), decodeTable(safeCharacters)};
 
 /// The bit of each high half; none for those of 80 to FF.
-alignas(16) constexpr Byte bitOfHighHalf[16] = {1, 2, 4, 8, 16, 32, 64, 128};
+constexpr Blocks bitOfHighHalf({1, 2, 4, 8, 16, 32, 64, 128, 0, 0, 0, 0, 0, 0, 0, 0});
 
 /// For each group of four, its three bytes from the right.
-alignas(16) constexpr Byte groupsToBytes[16] = {2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80};
+constexpr Blocks groupsToBytes({2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80});
 
 /// As many units as there are bytes in a vector, each as a byte that no unit above 127 shares with one below.
 HWY_INLINE hn::Vec128<Byte> narrowed(Narrow, const unsigned short* src) {
@@ -156,13 +152,12 @@ HWY_INLINE hn::Vec128<Byte> narrowed(Narrow, const unsigned short* src) {
 }
 
 /// The first 12 bytes.
-HWY_INLINE void storeBytes(Narrow d, hn::Vec128<Byte> bytes, Byte* dest) {
+HWY_INLINE void storeBytes(Narrow, hn::Vec128<Byte> bytes, Byte* dest) {
   const hn::Full64<Byte> half;
   const hn::Full128<std::uint32_t> d32;
   hn::StoreU(hn::LowerHalf(half, bytes), half, dest);
   const std::uint32_t rest = hn::ExtractLane(hn::BitCast(d32, bytes), 2);
   __builtin_memcpy(dest + 8, &rest, sizeof rest);
-  (void)d;
 }
 
 #if HWY_MAX_BYTES >= 32
@@ -188,22 +183,22 @@ HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* de
 #endif
 
 /// As many units as the vector has bytes, or nothing when one of them is not in the alphabet.
-template <class D>
-HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src, const DecodeTable& table) {
+template <Base64Alphabet alphabet, class D>
+HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src) {
+  constexpr const DecodeTable& table = decodeTables[alphabet];
   const hn::Repartition<std::uint16_t, D> d16;
-  const hn::Repartition<std::uint32_t, D> d32;
   const auto characters = narrowed(d, src);
   const auto high = hn::ShiftRight<4>(characters);
   // Of an index above 127 this instruction makes 0, of one below it takes the low half.
-  const auto known = hn::And(hn::TableLookupBytes(hn::LoadDup128(d, table.highHalves), characters),
-                             hn::TableLookupBytes(hn::LoadDup128(d, bitOfHighHalf), high));
+  const auto known = hn::And(hn::TableLookupBytes(load(d, table.highHalves), characters),
+                             hn::TableLookupBytes(load(d, bitOfHighHalf), high));
   if (!hn::AllFalse(d, hn::Eq(known, hn::Zero(d)))) return false;
-  const auto own = hn::VecFromMask(d, hn::Eq(characters, hn::Set(d, table.ownRow)));
-  const auto row = hn::Or(high, hn::And(own, hn::Set(d, 8)));
-  const auto values = characters + hn::TableLookupBytes(hn::LoadDup128(d, table.toAdd), row);
-  const auto pairs = sumsOfProducts(values, hn::BitCast(d, hn::Set(d16, 0x0140)));
-  const auto groups = hn::BitCast(d, sumsOfProducts(pairs, hn::BitCast(d16, hn::Set(d32, 0x00011000))));
-  storeBytes(d, hn::TableLookupBytes(groups, hn::LoadDup128(d, groupsToBytes)), bytesOf(dest));
+  const auto own = hn::VecFromMask(d, hn::Eq(characters, each<table.own>(d)));
+  const auto row = hn::SaturatedSub(high, own);  // 0 for the one that has its own
+  const auto values = characters + hn::TableLookupBytes(load(d, table.toAdd), row);
+  const auto pairs = sumsOfProducts(values, eachFour<0x01400140>(d));
+  const auto groups = hn::BitCast(d, sumsOfProducts(pairs, eachFour<0x00011000>(d16)));
+  storeBytes(d, hn::TableLookupBytes(groups, load(d, groupsToBytes)), bytesOf(dest));
   return true;
 }
 
@@ -211,20 +206,19 @@ template <Base64Alphabet alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
   const Widest widest;
   const Narrow narrow;
-  constexpr DecodeTable const& table = decodeTables[alphabet];
   constexpr std::size_t wideGroups = hn::MaxLanes(widest) / 4;
   constexpr std::size_t narrowGroups = hn::MaxLanes(narrow) / 4;
   std::size_t taken = 0;
   for (; groups - taken >= wideGroups; taken += wideGroups) {
-    if (!decodeAt(widest, dest + taken * 3, src + taken * 4, table)) return taken;
+    if (!decodeAt<alphabet>(widest, dest + taken * 3, src + taken * 4)) return taken;
   }
   if (groups < narrowGroups) return 0;
   for (; groups - taken >= narrowGroups; taken += narrowGroups) {
-    if (!decodeAt(narrow, dest + taken * 3, src + taken * 4, table)) return taken;
+    if (!decodeAt<alphabet>(narrow, dest + taken * 3, src + taken * 4)) return taken;
   }
   // Those again that end the text.
   const std::size_t last = groups - narrowGroups;
-  return last == taken || decodeAt(narrow, dest + last * 3, src + last * 4, table) ? groups : taken;
+  return last == taken || decodeAt<alphabet>(narrow, dest + last * 3, src + last * 4) ? groups : taken;
 }
 
 }  // namespace

@@ -33,44 +33,39 @@ constexpr Fault faults[8] = {
     {continuations, anyLow, continuations},  // none, if a lead further left asks for both: bit 7
 };
 
-/// For each half the faults that it goes with; what all three have in common is found.
-struct FaultTables {
-  alignas(16) Byte firstHigh[16] = {};
-  alignas(16) Byte firstLow[16] = {};
-  alignas(16) Byte secondHigh[16] = {};
-
-  consteval FaultTables() {
-    for (unsigned half = 0; half < 16; ++half) {
-      for (unsigned fault = 0; fault < 8; ++fault) {
-        firstHigh[half] |= static_cast<Byte>((faults[fault].firstHigh >> half & 1U) << fault);
-        firstLow[half] |= static_cast<Byte>((faults[fault].firstLow >> half & 1U) << fault);
-        secondHigh[half] |= static_cast<Byte>((faults[fault].secondHigh >> half & 1U) << fault);
-      }
-    }
+/// For each half the faults that it goes with; what all three halves have in common is found.
+consteval Blocks faultsOf(unsigned Fault::* halves) {
+  Byte with[16] = {};
+  for (unsigned half = 0; half < 16; ++half) {
+    for (unsigned fault = 0; fault < 8; ++fault)
+      with[half] |= static_cast<Byte>((faults[fault].*halves >> half & 1U) << fault);
   }
-};
+  return Blocks(with);
+}
 
-constexpr FaultTables faultTables;
+constexpr Blocks ofFirstHigh = faultsOf(&Fault::firstHigh);
+constexpr Blocks ofFirstLow = faultsOf(&Fault::firstLow);
+constexpr Blocks ofSecondHigh = faultsOf(&Fault::secondHigh);
 
 /// Not 0 where a byte, as far as the three to its left go, cannot stand. `bytes` are those at `text`.
 template <class D, class V>
 HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
   const auto first = hn::LoadU(d, text - 1);
   const auto found = hn::And(
-      hn::And(hn::TableLookupBytes(hn::LoadDup128(d, faultTables.firstHigh), hn::ShiftRight<4>(first)),
-              hn::TableLookupBytes(hn::LoadDup128(d, faultTables.firstLow), hn::And(first, hn::Set(d, 0x0F)))),
-      hn::TableLookupBytes(hn::LoadDup128(d, faultTables.secondHigh), hn::ShiftRight<4>(bytes)));
+      hn::And(hn::TableLookupBytes(load(d, ofFirstHigh), hn::ShiftRight<4>(first)),
+              hn::TableLookupBytes(load(d, ofFirstLow), hn::And(first, each<0x0F>(d)))),
+      hn::TableLookupBytes(load(d, ofSecondHigh), hn::ShiftRight<4>(bytes)));
   // Bit 7 is set where E0 to FF stand two bytes further left, or F0 to FF three.
-  const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), hn::Set(d, 0xE0 - 0x80)),
-                            hn::SaturatedSub(hn::LoadU(d, text - 3), hn::Set(d, 0xF0 - 0x80)));
-  return hn::Xor(found, hn::And(asked, hn::Set(d, 0x80)));
+  const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), each<0xE0 - 0x80>(d)),
+                            hn::SaturatedSub(hn::LoadU(d, text - 3), each<0xF0 - 0x80>(d)));
+  return hn::Xor(found, hn::And(asked, each<0x80>(d)));
 }
 
 /// FF for each byte that starts a character.
 template <class D, class V>
 HWY_INLINE V startsOf(D d, V bytes) {
   const hn::Repartition<std::int8_t, D> signedBytes;
-  const auto starts = hn::Gt(hn::BitCast(signedBytes, bytes), hn::Set(signedBytes, static_cast<std::int8_t>(0xBF)));
+  const auto starts = hn::Gt(hn::BitCast(signedBytes, bytes), each<0xBF>(signedBytes));
   return hn::BitCast(d, hn::VecFromMask(signedBytes, starts));
 }
 
@@ -81,7 +76,7 @@ HWY_INLINE bool allZero(D d, V bytes) {
 
 template <class D, class V>
 HWY_INLINE bool allAscii(D d, V bytes) {
-  return allZero(d, hn::And(bytes, hn::Set(d, 0x80)));
+  return allZero(d, hn::And(bytes, each<0x80>(d)));
 }
 
 // --- stretches

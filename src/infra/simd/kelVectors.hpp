@@ -30,6 +30,39 @@ HWY_INLINE Byte* bytesOf(char* text) {
   return reinterpret_cast<Byte*>(text);
 }
 
+// --- constants
+
+/// Bytes for each block of a vector, as wide as vectors get: GCC 12 makes anything narrower wide within the loop.
+struct alignas(64) Blocks {
+  Byte at[64] = {};
+
+  consteval explicit Blocks(const Byte (&block)[16]) {
+    for (unsigned place = 0; place < 64; ++place) at[place] = block[place % 16];
+  }
+  consteval explicit Blocks(std::uint32_t four) {
+    for (unsigned place = 0; place < 64; ++place) at[place] = static_cast<Byte>(four >> place % 4 * 8);
+  }
+};
+
+template <class D>
+HWY_INLINE hn::Vec<D> load(D d, const Blocks& blocks) {
+  return hn::Load(d, blocks.at);
+}
+
+template <std::uint32_t four>
+constexpr Blocks fours{four};
+
+/// The same four bytes throughout, or the same byte.
+template <std::uint32_t four, class D>
+HWY_INLINE hn::Vec<D> eachFour(D d) {
+  return hn::BitCast(d, load(hn::Repartition<Byte, D>(), fours<four>));
+}
+
+template <Byte byte, class D>
+HWY_INLINE hn::Vec<D> each(D d) {
+  return eachFour<byte * 0x01010101U>(d);
+}
+
 // --- what Highway 1.0.3 has no name for
 
 /// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767 become 0.
