@@ -5,9 +5,9 @@
 namespace tarvo::simd {
 
 const Kernels avx512Kernels = {"avx512",
-                             {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
-                             {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
-                             countWellFormed,
-                             copyWellFormed};
+                               {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
+                               {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
+                               countWellFormed,
+                               copyWellFormed};
 
 }  // namespace tarvo::simd

@@ -77,14 +77,16 @@ HWY_INLINE V charactersOf(D d, V groups, V table) {
   const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
   const auto values = hn::BitCast(d, hn::Or(first, second));
   // Of those above Z, as a mask is -1, one less.
-  const auto small = hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
+  const auto small =
+      hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
   const auto row = hn::SaturatedSub(values, each<51>(d)) - hn::BitCast(d, small);
   return values + hn::TableLookupBytes(table, row);
 }
 
 /// As many units as the vector has bytes.
 template <class D>
-HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order, const Blocks& table) {
+HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order,
+                         const Blocks& table) {
   const auto characters = charactersOf(d, groupsAt(d, src, order), load(d, table));
   Byte* const units = reinterpret_cast<Byte*>(dest);
   hn::StoreU(hn::InterleaveLower(d, characters, hn::Zero(d)), d, units);
@@ -96,19 +98,28 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
   const Widest widest;
   const Narrow narrow;
   constexpr const Blocks& table = encodeTables[alphabet];
-  if (groups * 3 < hn::Lanes(narrow)) return 0;
+  constexpr std::size_t wideGroups = hn::MaxLanes(widest) / 4;
+  constexpr std::size_t narrowGroups = hn::MaxLanes(narrow) / 4;
   const Byte* bytes = bytesOf(src);
-  const Byte* const end = bytes + groups * 3;
-  const auto left = [&] { return static_cast<std::size_t>(end - bytes); };
-  if constexpr (hn::MaxLanes(widest) > hn::MaxLanes(narrow)) {
-    for (; left() >= hn::Lanes(widest); bytes += hn::Lanes(widest) / 4 * 3, dest += hn::Lanes(widest))
+  std::size_t left = groups;
+  const auto pass = [&](std::size_t taken) {
+    bytes += taken * 3;
+    dest += taken * 4;
+    left -= taken;
+  };
+  if (groups * 3 < hn::MaxLanes(narrow)) return 0;
+  if constexpr (wideGroups > narrowGroups) {
+    for (; left * 3 >= hn::MaxLanes(widest); pass(wideGroups))
       encodeAt(widest, dest, bytes, acrossBlocks, table);
   }
-  for (; left() >= hn::Lanes(narrow); bytes += hn::Lanes(narrow) / 4 * 3, dest += hn::Lanes(narrow))
+  if (left == groups) {
     encodeAt(narrow, dest, bytes, fromStart, table);
-  // The last step takes as many groups as any, be some of them taken already.
-  if (left() > 0) {
-    encodeAt(narrow, dest + left() / 3 * 4 - hn::Lanes(narrow), end - hn::Lanes(narrow), upToEnd, table);
+    pass(narrowGroups);
+  }
+  // What is read now ends where the groups do, and what is written too, be some of it written already.
+  while (left > 0) {
+    pass(left < narrowGroups ? left : narrowGroups);
+    encodeAt(narrow, dest - hn::MaxLanes(narrow), bytes - hn::MaxLanes(narrow), upToEnd, table);
   }
   return groups;
 }
@@ -175,8 +186,8 @@ HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* de
   const hn::Full256<std::uint32_t> d32;
   const hn::Full128<Byte> low;
   const hn::Full64<Byte> half;
-  const auto closed = hn::BitCast(
-      d, hn::TableLookupLanes(hn::BitCast(d32, bytes), hn::SetTableIndices(d32, quarters)));
+  const auto closed =
+      hn::BitCast(d, hn::TableLookupLanes(hn::BitCast(d32, bytes), hn::SetTableIndices(d32, quarters)));
   hn::StoreU(hn::LowerHalf(low, closed), low, dest);
   hn::StoreU(hn::LowerHalf(half, hn::UpperHalf(low, closed)), half, dest + 16);
 }

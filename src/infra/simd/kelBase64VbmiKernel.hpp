@@ -34,7 +34,8 @@ constexpr std::size_t blockGroups = 16;
 
 consteval ByteTable tableOf(const Base64Characters& characters) {
   ByteTable table;
-  for (unsigned value = 0; value < 64; ++value) table.at[value] = static_cast<unsigned char>(characters[value]);
+  for (unsigned value = 0; value < 64; ++value)
+    table.at[value] = static_cast<unsigned char>(characters[value]);
   return table;
 }
 
@@ -79,7 +80,8 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
     const Vector lanes = _mm512_permutexvar_epi8(order, _mm512_maskz_loadu_epi8(firstBits(left * 3), src));
     const __mmask64 units = firstBits(left * 4);
     _mm512_mask_storeu_epi16(dest, static_cast<__mmask32>(units), unitsOf(lanes, lowValues, table));
-    _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(units >> 32U), unitsOf(lanes, highValues, table));
+    _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(units >> 32U),
+                             unitsOf(lanes, highValues, table));
   }
   return groups;
 }
@@ -119,7 +121,8 @@ constexpr ByteTable byteOrder = bytesOfGroups();
 
 /// The 48 bytes of 64 units; false when one of them is not in the alphabet. Packing makes 255 of units above it and 0
 /// of those above 32767, which no alphabet holds.
-__attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table, Vector& bytes) {
+__attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table,
+                                                       Vector& bytes) {
   const Vector characters = _mm512_packus_epi16(first, second);
   const Vector values = _mm512_permutex2var_epi8(load(table.half[0]), characters, load(table.half[1]));
   if (_mm512_movepi8_mask(_mm512_or_si512(values, characters)) != 0) return false;
@@ -134,7 +137,8 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   constexpr const DecodeTable& table = decodeTables[alphabet];
   std::size_t taken = 0;
   Vector bytes;
-  for (; groups - taken >= blockGroups; taken += blockGroups, src += blockGroups * 4, dest += blockGroups * 3) {
+  for (; groups - taken >= blockGroups;
+       taken += blockGroups, src += blockGroups * 4, dest += blockGroups * 3) {
     if (!decodeBlock(_mm512_loadu_si512(src), _mm512_loadu_si512(src + 32), table, bytes)) return taken;
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dest), _mm512_castsi512_si256(bytes));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dest + 32), _mm512_extracti32x4_epi32(bytes, 2));

@@ -11,7 +11,8 @@ constinit std::atomic<const Kernels*> inUse = nullptr;
 
 const Kernels& choose() {
   const Kernels* const best = availableKernels().back();
-  inUse.store(best, std::memory_order_relaxed);  // every thread comes to the same, and what it points to is constant
+  inUse.store(
+      best, std::memory_order_relaxed);  // every thread comes to the same, and what it points to is constant
   return *best;
 }
 

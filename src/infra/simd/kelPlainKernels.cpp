@@ -1,5 +1,4 @@
 #include "simd/kelKernels.hpp"
-
 #include "simd/kelUtf8Words.hpp"
 
 // Any processor. Base64 leaves everything to its caller, whose loop of single groups is as good as it gets here.

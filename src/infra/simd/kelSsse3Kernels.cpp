@@ -5,9 +5,9 @@
 namespace tarvo::simd {
 
 const Kernels ssse3Kernels = {"ssse3",
-                             {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
-                             {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
-                             countWellFormed,
-                             copyWellFormed};
+                              {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
+                              {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
+                              countWellFormed,
+                              copyWellFormed};
 
 }  // namespace tarvo::simd

@@ -28,13 +28,13 @@ constexpr Fault faults[8] = {
     {1U << 0xCU, 0x0003, continuations},                               // overlong: C0, C1
     {1U << 0xEU, 1U << 0x0U, 0x0300},                                  // overlong: E0 80 to 9F
     {1U << 0xEU, 1U << 0xDU, 0x0C00},                                  // surrogates: ED A0 to BF
-    {1U << 0xFU, 0xFFE1, 1U << 8U},                                    // overlong: F0 8_; too large: F5 to FF, 8_
-    {1U << 0xFU, 0xFFF0, 0x0E00},                                      // too large: F4 to FF, 90 to BF
+    {1U << 0xFU, 0xFFE1, 1U << 8U},          // overlong: F0 8_; too large: F5 to FF, 8_
+    {1U << 0xFU, 0xFFF0, 0x0E00},            // too large: F4 to FF, 90 to BF
     {continuations, anyLow, continuations},  // none, if a lead further left asks for both: bit 7
 };
 
 /// For each half the faults that it goes with; what all three halves have in common is found.
-consteval Blocks faultsOf(unsigned Fault::* halves) {
+consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {
     for (unsigned fault = 0; fault < 8; ++fault)
@@ -51,10 +51,10 @@ constexpr Blocks ofSecondHigh = faultsOf(&Fault::secondHigh);
 template <class D, class V>
 HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
   const auto first = hn::LoadU(d, text - 1);
-  const auto found = hn::And(
-      hn::And(hn::TableLookupBytes(load(d, ofFirstHigh), hn::ShiftRight<4>(first)),
-              hn::TableLookupBytes(load(d, ofFirstLow), hn::And(first, each<0x0F>(d)))),
-      hn::TableLookupBytes(load(d, ofSecondHigh), hn::ShiftRight<4>(bytes)));
+  const auto found =
+      hn::And(hn::And(hn::TableLookupBytes(load(d, ofFirstHigh), hn::ShiftRight<4>(first)),
+                      hn::TableLookupBytes(load(d, ofFirstLow), hn::And(first, each<0x0F>(d)))),
+              hn::TableLookupBytes(load(d, ofSecondHigh), hn::ShiftRight<4>(bytes)));
   // Bit 7 is set where E0 to FF stand two bytes further left, or F0 to FF three.
   const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), each<0xE0 - 0x80>(d)),
                             hn::SaturatedSub(hn::LoadU(d, text - 3), each<0xF0 - 0x80>(d)));
@@ -81,18 +81,16 @@ HWY_INLINE bool allAscii(D d, V bytes) {
 
 // --- stretches
 
-/// A text on the way: what stands before `at` is copied, counted and, but for a character that is not at its end
-/// there, found to be well-formed.
+/// A text on the way. The last character taken may be malformed in what follows.
 struct Progress {
   const Byte* text;
   Byte* dest;  // null: no copy is made
   std::size_t length;
-  std::size_t at;
-  std::size_t count;
+  Taken taken;
 };
 
 template <bool copies, class D>
-HWY_INLINE auto taken(D d, const Progress& progress, std::size_t at) {
+HWY_INLINE auto bytesAt(D d, const Progress& progress, std::size_t at) {
   const auto bytes = hn::LoadU(d, progress.text + at);
   if constexpr (copies) hn::StoreU(bytes, d, progress.dest + at);
   return bytes;
@@ -104,21 +102,21 @@ template <bool copies, class D>
 HWY_INLINE bool takeFours(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
   const std::size_t size = hn::Lanes(d);
-  if (progress.length - progress.at < 4 * size) return true;
+  if (progress.length - progress.taken.bytes < 4 * size) return true;
   auto found = hn::Zero(d);
   auto sums = hn::Zero(d64);
   bool asciiBefore = false;
-  std::size_t at = progress.at;
+  std::size_t at = progress.taken.bytes;
   for (; progress.length - at >= 4 * size; at += 4 * size) {
     const Byte* const text = progress.text + at;
-    const auto v0 = taken<copies>(d, progress, at);
-    const auto v1 = taken<copies>(d, progress, at + size);
-    const auto v2 = taken<copies>(d, progress, at + 2 * size);
-    const auto v3 = taken<copies>(d, progress, at + 3 * size);
+    const auto v0 = bytesAt<copies>(d, progress, at);
+    const auto v1 = bytesAt<copies>(d, progress, at + size);
+    const auto v2 = bytesAt<copies>(d, progress, at + 2 * size);
+    const auto v3 = bytesAt<copies>(d, progress, at + 3 * size);
     if (allAscii(d, hn::Or(hn::Or(v0, v1), hn::Or(v2, v3)))) {
       if (!asciiBefore) found = hn::Or(found, faultsAt(d, text, v0));
       asciiBefore = true;
-      progress.count += 4 * size;
+      progress.taken.characters += 4 * size;
       continue;
     }
     asciiBefore = false;
@@ -128,8 +126,8 @@ HWY_INLINE bool takeFours(D d, Progress& progress) {
     const auto starts = (startsOf(d, v0) + startsOf(d, v1)) + (startsOf(d, v2) + startsOf(d, v3));
     sums = sums + hn::SumsOf8(hn::Zero(d) - starts);
   }
-  progress.at = at;
-  progress.count += hn::GetLane(hn::SumOfLanes(d64, sums));
+  progress.taken.bytes = at;
+  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, sums));
   return allZero(d, found);
 }
 
@@ -138,15 +136,15 @@ template <bool copies, class D>
 HWY_INLINE bool takeOnes(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
   const std::size_t size = hn::Lanes(d);
-  if (progress.length - progress.at < size) return true;
+  if (progress.length - progress.taken.bytes < size) return true;
   auto found = hn::Zero(d);
   auto sums = hn::Zero(d64);
-  for (; progress.length - progress.at >= size; progress.at += size) {
-    const auto bytes = taken<copies>(d, progress, progress.at);
-    found = hn::Or(found, faultsAt(d, progress.text + progress.at, bytes));
+  for (; progress.length - progress.taken.bytes >= size; progress.taken.bytes += size) {
+    const auto bytes = bytesAt<copies>(d, progress, progress.taken.bytes);
+    found = hn::Or(found, faultsAt(d, progress.text + progress.taken.bytes, bytes));
     sums = sums + hn::SumsOf8(hn::Zero(d) - startsOf(d, bytes));
   }
-  progress.count += hn::GetLane(hn::SumOfLanes(d64, sums));
+  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, sums));
   return allZero(d, found);
 }
 
@@ -158,12 +156,12 @@ alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
 template <bool copies>
 HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const hn::Repartition<std::uint64_t, Narrow> d64;
-  const std::size_t left = progress.length - progress.at;
+  const std::size_t left = progress.length - progress.taken.bytes;
   if (left == 0) return true;
   const std::size_t at = progress.length - hn::Lanes(d);
-  const auto bytes = taken<copies>(d, progress, at);
+  const auto bytes = bytesAt<copies>(d, progress, at);
   const auto counted = hn::And(startsOf(d, bytes), hn::LoadU(d, countMasks + left));
-  progress.count += hn::GetLane(hn::SumOfLanes(d64, hn::SumsOf8(counted)));
+  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, hn::SumsOf8(counted)));
   return allZero(d, faultsAt(d, progress.text + at, bytes));
 }
 
@@ -174,15 +172,11 @@ HWY_INLINE bool endsWhole(const Byte* end) {
 
 // --- texts
 
-/// The first bytes have no three to their left: characters are taken until the next one has.
+/// The first bytes have no three to their left: words are taken until the next one has.
 HWY_INLINE bool takeFirst(Progress& progress) {
   const char* const text = reinterpret_cast<const char*>(progress.text);
-  while (progress.at < 3) {
-    const bool ascii = progress.text[progress.at] < 0x80;
-    const std::size_t size = ascii ? 1 : foreignSize(wordAt(text + progress.at));
-    if (size == 0) return false;
-    progress.at += size;
-    ++progress.count;
+  while (progress.taken.bytes < 3) {
+    if (!takeWord(wordAt(text + progress.taken.bytes), progress.taken)) return false;
   }
   return true;
 }
@@ -198,16 +192,17 @@ HWY_INLINE std::ptrdiff_t takeWellFormed(Progress progress) {
   if (!takeFirst(progress) || !takeFours<copies>(widest, progress)) return -1;
   if (hn::Lanes(widest) > hn::Lanes(narrow) && !takeOnes<copies>(widest, progress)) return -1;
   if (!takeOnes<copies>(narrow, progress) || !takeLast<copies>(narrow, progress)) return -1;
-  return endsWhole(progress.text + progress.length) ? static_cast<std::ptrdiff_t>(progress.count) : -1;
+  return endsWhole(progress.text + progress.length) ? static_cast<std::ptrdiff_t>(progress.taken.characters)
+                                                    : -1;
 }
 
 std::ptrdiff_t countWellFormed(const char* text, std::size_t length) {
   if (length < leastLength) return countByWords(text, length);
-  return takeWellFormed<false>({bytesOf(text), nullptr, length, 0, 0});
+  return takeWellFormed<false>({bytesOf(text), nullptr, length, {}});
 }
 
 std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) {
-  if (length >= leastLength) return takeWellFormed<true>({bytesOf(text), bytesOf(dest), length, 0, 0});
+  if (length >= leastLength) return takeWellFormed<true>({bytesOf(text), bytesOf(dest), length, {}});
   if (length > 0) std::memcpy(dest, text, length);
   return countByWords(dest, length);
 }

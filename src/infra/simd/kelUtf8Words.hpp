@@ -19,38 +19,50 @@ inline std::uint64_t wordAt(const char* text) {
   return word;
 }
 
-/// The size of the well-formed character of two bytes or more at the start of the word, or 0. The masks of each size
-/// hold, from the right: the lead byte, then the continuation bytes.
-inline std::size_t foreignSize(std::uint64_t word) {
-  if ((word & 0xC0E0) == 0x80C0) {
-    return (word & 0x1E) != 0 ? 2 : 0;  // C0 and C1 would be overlong
-  }
-  if ((word & 0xC0C0F0) == 0x8080E0) {
-    const std::uint64_t top = word & 0x200F;  // overlong: E0 80..9F; a surrogate: ED A0..BF
-    return top != 0 && top != 0x200D ? 3 : 0;
-  }
-  if ((word & 0xC0C0C0F8) == 0x808080F0) {
-    const std::uint64_t top = word & 0x3007;  // overlong: F0 80..8F; above U+10FFFF: F4 90..BF, F5..F7
-    return top != 0 && ((top & 0x07) < 4 || top == 4) ? 4 : 0;
-  }
-  return 0;
+// How a character of each size looks in a word, and what its first two bytes must not be.
+
+constexpr bool isOfTwo(std::uint64_t word) {
+  return (word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0;  // C0, C1: overlong
 }
 
-/// Characters from the front while two words can be read: the bytes of those taken are added to `at`, their number
-/// to `count`. False at a malformed one.
-inline bool takeWords(const char* text, std::size_t length, std::size_t& at, std::size_t& count) {
-  while (length - at >= 2 * wordSize) {
-    const std::uint64_t foreign = wordAt(text + at) & 0x8080808080808080;
-    if (foreign == 0) {
-      at += wordSize;
-      count += wordSize;
-      continue;
-    }
+constexpr bool isOfThree(std::uint64_t word) {
+  const std::uint64_t top = word & 0x200F;  // E0 80 to 9F: overlong; ED A0 to BF: surrogates
+  return (word & 0xC0C0F0) == 0x8080E0 && top != 0 && top != 0x200D;
+}
+
+constexpr bool isOfFour(std::uint64_t word) {
+  const std::uint64_t top = word & 0x3007;  // F0 80 to 8F: overlong; F4 90 to BF, F5 to F7: above U+10FFFF
+  return (word & 0xC0C0C0F8) == 0x808080F0 && top != 0 && ((top & 0x07) < 4 || top == 4);
+}
+
+/// Where a text stands: bytes and characters taken.
+struct Taken {
+  std::size_t bytes = 0;
+  std::size_t characters = 0;
+};
+
+/// The word's ASCII characters if it starts with some, else one character; false when that is malformed. Each size is a
+/// branch of its own, so that the next step need not wait for it: texts mostly keep to one.
+__attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& taken) {
+  const std::uint64_t foreign = word & 0x8080808080808080;
+  if (foreign == 0) {
+    taken.bytes += wordSize;
+    taken.characters += wordSize;
+  } else if ((foreign & 0x80) == 0) {
     const auto ascii = static_cast<std::size_t>(__builtin_ctzll(foreign)) / 8;
-    const std::size_t size = foreignSize(wordAt(text + at + ascii));
-    if (size == 0) return false;
-    at += ascii + size;
-    count += ascii + 1;
+    taken.bytes += ascii;
+    taken.characters += ascii;
+  } else if (isOfThree(word)) {
+    taken.bytes += 3;
+    ++taken.characters;
+  } else if (isOfTwo(word)) {
+    taken.bytes += 2;
+    ++taken.characters;
+  } else if (isOfFour(word)) {
+    taken.bytes += 4;
+    ++taken.characters;
+  } else {
+    return false;
   }
   return true;
 }
@@ -58,15 +70,19 @@ inline bool takeWords(const char* text, std::size_t length, std::size_t& at, std
 /// The last bytes are looked at with zeros behind them: a character that the end cuts short runs into a 0, which
 /// continues none.
 inline std::ptrdiff_t countByWords(const char* text, std::size_t length) {
-  std::size_t at = 0;
-  std::size_t count = 0;
-  if (!takeWords(text, length, at, count)) return -1;
-  char rest[4 * wordSize] = {};
-  const std::size_t left = length - at;
-  if (left > 0) std::memcpy(rest, text + at, left);
-  at = 0;
-  if (!takeWords(rest, left + 2 * wordSize - 1, at, count)) return -1;
-  return static_cast<std::ptrdiff_t>(count - (at - left));  // zeros behind the end were counted
+  Taken taken;
+  while (length - taken.bytes >= wordSize) {
+    if (!takeWord(wordAt(text + taken.bytes), taken)) return -1;
+  }
+  char rest[2 * wordSize] = {};
+  const std::size_t left = length - taken.bytes;
+  if (left > 0) std::memcpy(rest, text + taken.bytes, left);
+  Taken last;
+  while (last.bytes < left) {
+    if (!takeWord(wordAt(rest + last.bytes), last)) return -1;
+  }
+  return static_cast<std::ptrdiff_t>(taken.characters + last.characters -
+                                     (last.bytes - left));  // less zeros taken
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
 #include <hwy/highway.h>
-
 #include <immintrin.h>
 
 #include <cstddef>
@@ -77,7 +76,7 @@ HWY_INLINE hn::Vec128<std::uint16_t> sumsOfProducts(hn::Vec128<Byte> a, hn::Vec1
 
 /// The same for each two units.
 HWY_INLINE hn::Vec128<std::uint32_t> sumsOfProducts(hn::Vec128<std::uint16_t> a,
-                                                hn::Vec128<std::uint16_t> multiplier) {
+                                                    hn::Vec128<std::uint16_t> multiplier) {
   return hn::Vec128<std::uint32_t>{_mm_madd_epi16(a.raw, multiplier.raw)};
 }
 
@@ -91,7 +90,7 @@ HWY_INLINE hn::Vec256<std::uint16_t> sumsOfProducts(hn::Vec256<Byte> a, hn::Vec2
 }
 
 HWY_INLINE hn::Vec256<std::uint32_t> sumsOfProducts(hn::Vec256<std::uint16_t> a,
-                                                hn::Vec256<std::uint16_t> multiplier) {
+                                                    hn::Vec256<std::uint16_t> multiplier) {
   return hn::Vec256<std::uint32_t>{_mm256_madd_epi16(a.raw, multiplier.raw)};
 }
 #endif

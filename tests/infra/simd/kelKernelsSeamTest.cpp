@@ -1,0 +1,336 @@
+#include "simd/kelBase64Characters.hpp"
+#include "simd/kelKernelChoice.hpp"
+#include "support/kelBase64Model.hpp"
+#include "support/kelGuardedMemory.hpp"
+#include "support/kelUtf8Model.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Each kernel that this processor has, against the models. Sources and destinations end where memory does, so that a
+// byte read or written too far ends the program; what lies before a destination's end must keep its filling.
+
+namespace tarvo::simd {
+
+/// Where a test fails its kernels print as their name.
+static void PrintTo(const Kernels* kernels, std::ostream* stream) {
+  *stream << kernels->name;
+}
+
+}  // namespace tarvo::simd
+
+namespace tarvo::test {
+
+using simd::Kernels;
+
+namespace {
+
+constexpr std::array alphabets = {simd::standardAlphabet, simd::safeAlphabet};
+constexpr std::size_t longest = 300;
+
+Base64Alphabet modelOf(simd::Base64Alphabet alphabet) {
+  return alphabet == simd::standardAlphabet ? Base64Alphabet::standard : Base64Alphabet::safe;
+}
+
+std::string randomBytes(std::mt19937& engine, std::size_t size) {
+  std::string bytes(size, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(engine());
+  return bytes;
+}
+
+/// A copy of units that ends where memory does, `gap` units further left.
+const unsigned short* placed(const GuardedMemory& memory, const std::u16string& text, std::size_t gap = 0) {
+  const std::size_t size = text.size() * 2;
+  char* const at = memory.back(size + gap * 2);
+  if (size != 0) std::memcpy(at, text.data(), size);
+  return reinterpret_cast<const unsigned short*>(at);
+}
+
+class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
+ protected:
+  const Kernels& kernels() const { return *GetParam(); }
+
+  /// What a kernel takes of the bytes, as text; the rest of the destination is as it was.
+  std::u16string encoded(simd::Base64Alphabet alphabet, const char* bytes, std::size_t groups) {
+    auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(groups * 8));
+    std::fill(dest, dest + groups * 4, filling);
+    const std::size_t taken = kernels().encodeGroups[alphabet](dest, bytes, groups);
+    EXPECT_LE(taken, groups);
+    EXPECT_TRUE(std::all_of(dest + taken * 4, dest + groups * 4, [](auto unit) { return unit == filling; }));
+    return {dest, dest + taken * 4};
+  }
+
+  /// What a kernel takes of the text, as bytes; the rest of the destination is as it was.
+  std::string decoded(simd::Base64Alphabet alphabet, const unsigned short* text, std::size_t groups) {
+    char* const dest = dest_.back(groups * 3);
+    std::fill(dest, dest + groups * 3, '\x5A');
+    const std::size_t taken = kernels().decodeGroups[alphabet](dest, text, groups);
+    EXPECT_LE(taken, groups);
+    EXPECT_TRUE(std::all_of(dest + taken * 3, dest + groups * 3, [](char byte) { return byte == '\x5A'; }));
+    return {dest, dest + taken * 3};
+  }
+
+  /// Both kernels of UTF-8 say what the model says, and the copy is one.
+  void expectCountedAsByTheModel(const char* text, std::size_t length) {
+    const std::optional<std::size_t> count = modelCount(text, length);
+    const std::ptrdiff_t expected = count ? static_cast<std::ptrdiff_t>(*count) : -1;
+    EXPECT_EQ(kernels().countWellFormed(text, length), expected)
+        << testing::PrintToString(std::string(text, length));
+    // Once up to memory's end, once with a byte on either side that must stay.
+    char* const end = dest_.back(length);
+    EXPECT_EQ(kernels().copyWellFormed(end, text, length), expected);
+    char* const front = dest_.front();
+    std::fill(front, front + length + 2, '\x5A');
+    EXPECT_EQ(kernels().copyWellFormed(front + 1, text, length), expected);
+    EXPECT_TRUE(front[0] == '\x5A' && front[length + 1] == '\x5A');
+    if (count) {
+      EXPECT_EQ(std::string(end, length), std::string(text, length));
+      EXPECT_EQ(std::string(front + 1, length), std::string(text, length));
+    }
+  }
+
+  /// The text at either end of memory.
+  void expectCountedAsByTheModel(const std::string& text) {
+    for (char* const at : {source_.front(), source_.back(text.size())}) {
+      if (!text.empty()) std::memcpy(at, text.data(), text.size());
+      expectCountedAsByTheModel(static_cast<const char*>(at), text.size());
+    }
+  }
+
+  static constexpr unsigned short filling = 0xDEAD;
+  std::mt19937 engine_{4648};
+  GuardedMemory source_{16 * longest};
+  GuardedMemory dest_{16 * longest};
+};
+
+INSTANTIATE_TEST_SUITE_P(Simd, KernelsOfThisProcessor, testing::ValuesIn(simd::availableKernels()),
+                         [](const auto& tested) { return std::string(tested.param->name); });
+
+// --- Base64
+
+TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
+  for (const simd::Base64Alphabet alphabet : alphabets) {
+    for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
+      const std::string bytes = randomBytes(engine_, groups * 3);
+      const std::u16string expected = modelEncode(modelOf(alphabet), bytes);
+      for (std::size_t gap = 0; gap < (groups % 8 == 0 ? 64U : 2U); ++gap) {
+        char* const at = source_.back(bytes.size() + gap);
+        std::copy(bytes.begin(), bytes.end(), at);
+        const std::u16string text = encoded(alphabet, at, groups);
+        ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
+      }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, DecodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
+  for (const simd::Base64Alphabet alphabet : alphabets) {
+    for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
+      const std::string bytes = randomBytes(engine_, groups * 3);
+      const std::u16string text = modelEncode(modelOf(alphabet), bytes);
+      for (std::size_t gap = 0; gap < (groups % 8 == 0 ? 32U : 2U); ++gap) {
+        const std::string found = decoded(alphabet, placed(source_, text, gap), groups);
+        ASSERT_EQ(found, bytes.substr(0, found.size())) << groups << " groups, " << gap << " behind";
+      }
+    }
+  }
+}
+
+/// Vector kernels that took nothing would pass all other tests.
+TEST_P(KernelsOfThisProcessor, TakeAllButTheLastFewGroupsUnlessTheyArePlain) {
+  const bool plain = GetParam() == &simd::plainKernels;
+  const std::string bytes = randomBytes(engine_, longest);
+  const std::u16string text = modelEncode(Base64Alphabet::standard, bytes);
+  for (std::size_t groups = 6; groups <= longest / 3; ++groups) {
+    EXPECT_EQ(encoded(simd::standardAlphabet, bytes.data(), groups).size() / 4, plain ? 0 : groups);
+    EXPECT_EQ(decoded(simd::standardAlphabet, placed(source_, text), groups).size() / 3, plain ? 0 : groups);
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAFaultWhereverItStands) {
+  const std::u16string faults =
+      u"=* \n\x7F\x80\xC1\xFF\x0100\x0141\x2B2B\x7FFF\x8000\x8041\xC141\xFF41\xFFFF";
+  for (const simd::Base64Alphabet alphabet : alphabets) {
+    for (const std::size_t groups : {4U, 8U, 15U, 16U, 17U, 33U, 40U, 63U}) {
+      const std::string bytes = randomBytes(engine_, groups * 3);
+      const std::u16string valid = modelEncode(modelOf(alphabet), bytes);
+      for (std::size_t place = 0; place < valid.size(); ++place) {
+        std::u16string text = valid;
+        text[place] =
+            (faults + (alphabet == simd::standardAlphabet ? u"-_" : u"+/"))[engine_() % (faults.size() + 2)];
+        const std::string found = decoded(alphabet, placed(source_, text), groups);
+        ASSERT_LE(found.size() / 3, place / 4);
+        ASSERT_EQ(found, bytes.substr(0, found.size())) << groups << " groups, fault at " << place;
+      }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
+  constexpr std::size_t groups = 16;  // a block of the widest
+  for (const simd::Base64Alphabet alphabet : alphabets) {
+    const std::string characters =
+        alphabet == simd::standardAlphabet ? simd::standardCharacters : simd::safeCharacters;
+    const auto everyPlace = [](unsigned int unit) { return unit < 0x100; };
+    for (unsigned int unit = 0; unit < 0x10000; ++unit) {
+      const bool known =
+          unit < 0x80 && characters.find(static_cast<char>(unit)) != std::string::npos && unit != 0;
+      for (std::size_t place = everyPlace(unit) ? 0 : unit % 64; place < 64;
+           place += everyPlace(unit) ? 1U : 64U) {
+        std::u16string text(groups * 4, u'Z');
+        text[place] = static_cast<char16_t>(unit);
+        const std::string found = decoded(alphabet, placed(source_, text), groups);
+        ASSERT_LE(found.size() / 3, known ? groups : place / 4) << unit << " at " << place;
+        if (known) {
+          const std::string bytes = modelDecode(modelOf(alphabet), text, groups * 3).bytes;
+          ASSERT_EQ(found, bytes.substr(0, found.size())) << unit << " at " << place;
+        }
+      }
+    }
+  }
+}
+
+// --- UTF-8
+
+TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
+  for (std::size_t length = 0; length <= longest; ++length) {
+    expectCountedAsByTheModel(std::string(length, 'a'));
+    for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+      const std::size_t size = character.size();
+      std::string text;
+      while (text.size() + size <= length) text += character;
+      expectCountedAsByTheModel(std::string(length - text.size(), 'x') + text);
+      expectCountedAsByTheModel(text + std::string(length - text.size(), 'x'));
+      expectCountedAsByTheModel(text + character.substr(0, length - text.size()));  // cut short
+    }
+    if (HasFailure()) return;
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentAsTheModelDoes) {
+  const std::string text = randomUtf8(engine_, 200, 0);
+  for (std::size_t at = 0; at < 70; ++at) {
+    std::copy(text.begin(), text.end(), source_.front() + at);
+    expectCountedAsByTheModel(static_cast<const char*>(source_.front() + at), text.size());
+    if (HasFailure()) return;
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, CountZerosAsCharacters) {
+  EXPECT_EQ(kernels().countWellFormed(std::string(longest, '\0').data(), longest),
+            static_cast<std::ptrdiff_t>(longest));
+}
+
+/// The bytes on both sides of each boundary that the table draws.
+constexpr std::array<unsigned char, 26> boundaries = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
+                                                      0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED, 0xEE, 0xEF,
+                                                      0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xF8, 0xFE, 0xFF};
+
+TEST_P(KernelsOfThisProcessor, JudgeEverySequenceOfBoundaryBytesAsTheModelDoes) {
+  // Behind ASCII, at a place that goes through all of a block's.
+  char* const text = source_.front();
+  std::size_t round = 0;
+  for (const unsigned char first : boundaries) {
+    for (const unsigned char second : boundaries) {
+      for (const unsigned char third : boundaries) {
+        for (const unsigned char fourth : boundaries) {
+          const std::size_t length = 80;
+          const std::size_t at = round++ % (length - 3);
+          std::memset(text, 'a', length);
+          const std::array sequence = {first, second, third, fourth};
+          std::memcpy(text + at, sequence.data(), sequence.size());
+          const std::optional<std::size_t> count = modelCount(text, length);
+          ASSERT_EQ(kernels().countWellFormed(text, length), count ? static_cast<std::ptrdiff_t>(*count) : -1)
+              << testing::PrintToString(std::string(text, length));
+        }
+      }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, JudgeEveryPairOfBytesAtEveryPlaceAsTheModelDoes) {
+  for (const std::string neighbour : {"a", "\xE4\xB8\xAD"}) {
+    std::string text;
+    while (text.size() < 270) text += neighbour;
+    for (unsigned int pair = 0; pair < 0x10000; ++pair) {
+      std::string changed = text;
+      const std::size_t at = pair % 67 * 4 / neighbour.size() * neighbour.size() % (text.size() - 1);
+      changed[at] = static_cast<char>(pair >> 8U);
+      changed[at + 1] = static_cast<char>(pair);
+      const std::optional<std::size_t> count = modelCount(changed.data(), changed.size());
+      ASSERT_EQ(kernels().countWellFormed(changed.data(), changed.size()),
+                count ? static_cast<std::ptrdiff_t>(*count) : -1)
+          << testing::PrintToString(changed);
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, FindOneFaultWhereverItStands) {
+  const std::vector<std::string> faults = {
+      "\x80",         "\xC3", "\xC0\x80",     "\xE2\x82", "\xED\xA0\x80", "\xE0\x80\x80", "\xF4\x90\x80\x80",
+      "\xF0\x9F\x98", "\xFF", "\xC3\xA9\xA9", "\xE2",     "\xF0"};
+  for (const std::string& fault : faults) {
+    for (const std::string neighbour : {"a", "\xC3\xA9", "\xF0\x9F\x98\x80"}) {
+      for (std::size_t before = 0; before < 280 / neighbour.size(); ++before) {
+        std::string text;
+        for (std::size_t i = 0; i < before; ++i) text += neighbour;
+        text += fault;
+        while (text.size() < 280) text += neighbour;
+        for (const std::size_t length : {text.size(), before * neighbour.size() + fault.size()})
+          ASSERT_EQ(kernels().countWellFormed(text.data(), length), -1)
+              << testing::PrintToString(fault) << " behind " << before << " of " << neighbour << ", "
+              << length;
+      }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
+  for (unsigned int seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 engine(seed);
+    expectCountedAsByTheModel(randomUtf8(engine, engine() % 400, seed % 4 == 0 ? 1 : 0));
+    if (HasFailure()) return;
+  }
+}
+
+// --- the choice
+
+class KernelChoice : public testing::Test {
+ protected:
+  ~KernelChoice() override { simd::useKernels(nullptr); }
+};
+
+TEST_F(KernelChoice, BeginsWithThePlainOnesAndEndsWithTheBest) {
+  const auto available = simd::availableKernels();
+  EXPECT_EQ(available.front(), &simd::plainKernels);
+  EXPECT_EQ(&simd::kernels(), available.back());
+}
+
+TEST_F(KernelChoice, IsTheTestsIfTheyMakeOne) {
+  for (const Kernels* each : simd::availableKernels()) {
+    simd::useKernels(each);
+    EXPECT_EQ(&simd::kernels(), each);
+  }
+  simd::useKernels(nullptr);
+  EXPECT_EQ(&simd::kernels(), simd::availableKernels().back());
+}
+
+TEST_F(KernelChoice, IsTheSameForEveryThread) {
+  std::array<const Kernels*, 8> chosen{};
+  std::vector<std::thread> threads;
+  for (const Kernels*& mine : chosen) threads.emplace_back([&mine] { mine = &simd::kernels(); });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(chosen, testing::Each(simd::availableKernels().back()));
+}
+
+}  // namespace
+}  // namespace tarvo::test
