@@ -6,6 +6,7 @@
 # inspect.sh traced-call OBJECT        the hot path of a traced call: four tests of at most four instructions
 # inspect.sh hardening LIBRARY         what the compiler and the linker have to harden a library with is in it
 # inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
+# inspect.sh wide OBJECT...             each object defines one table of kernels and nothing else that others could take
 set -euo pipefail
 export LC_ALL=C
 
@@ -66,6 +67,15 @@ $difference"
     for object in "$@"; do
       notes=$(readelf -nW "$object")
       grep -q 'x86 feature: IBT, SHSTK' <<<"$notes" || fail "$object is not marked"
+    done
+    ;;
+  wide)
+    shift
+    [ $# -gt 0 ] || fail "no objects"
+    for object; do
+      # Capital letters are global symbols; u, v and w those that the linker shares between objects.
+      defined=$(nm -C --defined-only "$object" | awk '$2 ~ /^[A-Zuvw]$/ { print $3 }')
+      [[ $defined =~ ^tarvo::simd::[a-z0-9]+Kernels$ ]] || fail "$object defines: $defined"
     done
     ;;
   *) fail "usage: see the head of $0" ;;

@@ -49,9 +49,7 @@ bool UTF8Iterator::takeText(const char* text) {
     const std::size_t length = text == nullptr ? 0 : std::strlen(text);
     char* const copy = roomFor(length);
     if (copy == nullptr) return false;
-    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): there are zeros behind it already
-    if (length > 0) std::memcpy(copy, text, length);
-    const std::ptrdiff_t count = countWellFormed(copy, length);
+    const std::ptrdiff_t count = copyWellFormed(copy, text, length);
     if (count < 0) {
       giveBack(copy, length);
       raise<NLSException>("ERR_MALFORMED_UTF8_STRING");

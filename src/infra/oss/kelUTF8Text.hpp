@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-/// What the bytes of a UTF-8 text say, eight of them at a time.
+/// What the bytes of a UTF-8 text say.
 namespace tarvo::oss {
 
 /// As many bytes more must be readable behind a text that is looked at through `wordAt`.
@@ -31,9 +31,11 @@ constexpr std::size_t characterSize(unsigned char lead) {
   return lead < 0xF8 ? 4 : 0;
 }
 
-/// The characters of a well-formed text, or -1, by the Unicode Standard's table of well-formed byte
-/// sequences. Behind `length` bytes stand `wordSlack` bytes 0.
+/// The characters of a well-formed text, or -1, by the Unicode Standard's table of well-formed byte sequences.
 std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
+
+/// The same, and copies the text; of one that is malformed no one knows how much is copied.
+std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length);
 
 /// The characters by their lead bytes alone, whatever follows them, or -1 where `characterSize` is 0. One
 /// that the end cuts short counts.
