@@ -1,23 +1,17 @@
-#include "infra/util/kelBase64.hpp"
+#include "kelBase64Rivals.hpp"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <random>
 #include <string>
 #include <string_view>
-#include <vector>
 
-/// Base64 on 16-bit units beside what a user would write by hand, and beside memcpy of the larger side, the
-/// limit. Each size is bytes of data; a byte of data is 8/3 bytes of text.
+/// Base64 on 16-bit units beside what a user would write by hand, and beside memcpy of the larger side, the limit.
 namespace {
 
-using tarvo::util::Base64;
-using Units = std::vector<unsigned short>;
+using namespace tarvo::benchmarks::base64;
 
 constexpr std::string_view characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -62,57 +56,6 @@ std::size_t plainDecode(char* dest, std::size_t destBytes, const unsigned short*
   return written;
 }
 
-struct Data {
-  explicit Data(std::size_t size) : bytes(size, '\0'), text(Base64::encodeSize(size)) {
-    std::mt19937 engine(4648);
-    for (char& byte : bytes) byte = static_cast<char>(engine());
-    Base64::encode(text.data(), text.size(), bytes.data(), bytes.size());
-    text.push_back(0);
-  }
-
-  std::size_t units() const { return text.size() - 1; }
-
-  std::string bytes;
-  Units text;
-};
-
-void finish(benchmark::State& state, std::size_t bytesOfData) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
-                          static_cast<std::int64_t>(bytesOfData));
-}
-
-template <auto encode>
-void encodes(benchmark::State& state) {
-  const Data data(static_cast<std::size_t>(state.range(0)));
-  Units dest(data.units());
-  if (encode(dest.data(), dest.size(), data.bytes.data(), data.bytes.size()) != data.units() ||
-      !std::equal(dest.begin(), dest.end(), data.text.begin())) {
-    state.SkipWithError("encodes differently");
-    return;
-  }
-  while (state.KeepRunning()) {
-    benchmark::DoNotOptimize(encode(dest.data(), dest.size(), data.bytes.data(), data.bytes.size()));
-    benchmark::ClobberMemory();
-  }
-  finish(state, data.bytes.size());
-}
-
-template <auto decode>
-void decodes(benchmark::State& state) {
-  const Data data(static_cast<std::size_t>(state.range(0)));
-  std::string dest(data.bytes.size(), '\0');
-  if (decode(dest.data(), dest.size(), data.text.data(), data.units()) != data.bytes.size() ||
-      dest != data.bytes) {
-    state.SkipWithError("decodes differently");
-    return;
-  }
-  while (state.KeepRunning()) {
-    benchmark::DoNotOptimize(decode(dest.data(), dest.size(), data.text.data(), data.units()));
-    benchmark::ClobberMemory();
-  }
-  finish(state, data.bytes.size());
-}
-
 void copiesText(benchmark::State& state) {
   const Data data(static_cast<std::size_t>(state.range(0)));
   Units dest(data.units());
@@ -122,10 +65,6 @@ void copiesText(benchmark::State& state) {
     benchmark::ClobberMemory();
   }
   finish(state, data.bytes.size());
-}
-
-void sizes(benchmark::internal::Benchmark* benchmark) {
-  benchmark->ArgName("bytes")->Arg(64)->Arg(4 << 10)->Arg(1 << 20);
 }
 
 BENCHMARK(encodes<&Base64::encode>)->Name("Base64/encode/KELINFRA")->Apply(sizes);

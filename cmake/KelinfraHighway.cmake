@@ -1,6 +1,6 @@
 # Highway, of which only headers are used, the same for every target. A cross compiler takes them from the building
 # machine, whose other headers must stay out of its sight: they are reached through a folder that holds nothing else.
-find_path(KELINFRA_HIGHWAY_HEADERS hwy/highway.h NO_CMAKE_FIND_ROOT_PATH
+find_path(KELINFRA_HIGHWAY_HEADERS hwy/highway.h PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH
           DOC "The folder that has Highway's headers in its folder hwy")
 if(NOT KELINFRA_HIGHWAY_HEADERS)
   message(FATAL_ERROR "Highway's headers are missing (Debian: libhwy-dev)")

@@ -7,12 +7,13 @@
 /// Base64 for vectors of 16 and of 32 bytes, whose look-ups choose among the 16 bytes of a block.
 namespace tarvo::simd {
 
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
 namespace {
 
 // --- encode
 
-/// What is added to a value to make its character: a row for A..Z, one for a..z, ten for 0..9, which are the same, and
-/// one for each of the last two values.
+/// What is added to a value to make its character: a row for A..Z, one for a..z, ten for 0..9, which are the same,
+/// and one for each of the last two values.
 consteval Blocks encodeTable(const Base64Characters& characters) {
   Byte toAdd[16] = {};
   for (unsigned row = 0; row < 14; ++row) {
@@ -24,8 +25,8 @@ consteval Blocks encodeTable(const Base64Characters& characters) {
 
 constexpr Blocks encodeTables[] = {encodeTable(standardCharacters), encodeTable(safeCharacters)};
 
-/// Where the bytes of eight groups are in two blocks. Of each group its second, first, third and second byte: so the
-/// first two values are in one 16-bit lane and the last two in the next.
+/// Where the bytes of eight groups are in two blocks. Of each group its second, first, third and second byte:
+/// so the first two values are in one 16-bit lane and the last two in the next.
 struct alignas(32) GroupOrder {
   Byte places[32] = {};
 
@@ -56,8 +57,8 @@ HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder
 }
 
 #if HWY_MAX_BYTES >= 32
-/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. Widening takes half
-/// of each block at a time, which then puts them in order.
+/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. Widening takes
+/// half of each block at a time, which then puts them in order.
 HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const GroupOrder& order) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 3, 4, 1, 2, 4, 5};
   const hn::Full256<std::uint32_t> d32;
@@ -117,7 +118,7 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
     pass(narrowGroups);
   }
   // What is read now ends where the groups do, and what is written too, be some of it written already.
-  while (left > 0) {
+  while (left > 0) {  // NOLINT(bugprone-infinite-loop): what passes is no longer left
     pass(left < narrowGroups ? left : narrowGroups);
     encodeAt(narrow, dest - hn::MaxLanes(narrow), bytes - hn::MaxLanes(narrow), upToEnd, table);
   }
@@ -126,9 +127,9 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 // --- decode
 
-/// A character is looked up by its two halves. In the row of its low half a bit stands for each high half with which
-/// it is in the alphabet. What is added to it to make its value depends on the high half alone, but for one character,
-/// which gets the row that no other uses.
+/// A character is looked up by its two halves. In the row of its low half a bit stands for each high half with
+/// which it is in the alphabet. What is added to it to make its value depends on the high half alone, but for
+/// one character, which gets the row that no other uses.
 struct DecodeTable {
   Blocks highHalves;
   Blocks toAdd;
@@ -233,5 +234,6 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
 }
 
 }  // namespace
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd

@@ -7,10 +7,11 @@
 
 #include <cstddef>
 
-/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet. Highway has
-/// no names for these instructions.
+/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet.
+/// Highway has no names for these instructions.
 namespace tarvo::simd {
 
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
 namespace {
 
 using Vector = __m512i;
@@ -60,7 +61,8 @@ constexpr ByteTable laneOrder = groupsInLanes();
 constexpr long long lowValues = 0x0000'0006'000C'0012;
 constexpr long long highValues = 0x0018'001E'0024'002A;
 
-/// Units of the group at those places. A look-up takes the low six bits of each byte and leaves out every other one.
+/// Units of the group at those places. A look-up takes the low six bits of each byte and leaves out every other
+/// one.
 __attribute__((always_inline)) inline Vector unitsOf(Vector lanes, long long places, Vector table) {
   return _mm512_maskz_permutexvar_epi8(0x5555'5555'5555'5555,
                                        _mm512_multishift_epi64_epi8(_mm512_set1_epi64(places), lanes), table);
@@ -105,8 +107,8 @@ struct DecodeTable {
 
 constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
 
-/// The bytes of 16 groups of four bytes, each from its third one. Packing has put half blocks of the first and of the
-/// second 32 units side by side.
+/// The bytes of 16 groups of four bytes, each from its third one. Packing has put half blocks of the first and
+/// of the second 32 units side by side.
 consteval ByteTable bytesOfGroups() {
   ByteTable table;
   for (unsigned group = 0; group < 16; ++group) {
@@ -119,8 +121,8 @@ consteval ByteTable bytesOfGroups() {
 
 constexpr ByteTable byteOrder = bytesOfGroups();
 
-/// The 48 bytes of 64 units; false when one of them is not in the alphabet. Packing makes 255 of units above it and 0
-/// of those above 32767, which no alphabet holds.
+/// The 48 bytes of 64 units; false when one of them is not in the alphabet. Packing makes 255 of units above it
+/// and 0 of those above 32767, which no alphabet holds.
 __attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table,
                                                        Vector& bytes) {
   const Vector characters = _mm512_packus_epi16(first, second);
@@ -155,5 +157,6 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
 }
 
 }  // namespace
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd

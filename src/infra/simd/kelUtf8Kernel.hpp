@@ -8,6 +8,7 @@
 /// two and three bytes further left; so any stretch of a text can be judged alone, and one twice.
 namespace tarvo::simd {
 
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
 namespace {
 
 // --- what two neighbours can be
@@ -208,5 +209,6 @@ std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) 
 }
 
 }  // namespace
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd

@@ -7,6 +7,7 @@
 /// UTF-8 eight bytes at a time, on any processor. Internal linkage: see kelKernels.hpp.
 namespace tarvo::simd {
 
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
 namespace {
 
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
@@ -41,8 +42,8 @@ struct Taken {
   std::size_t characters = 0;
 };
 
-/// The word's ASCII characters if it starts with some, else one character; false when that is malformed. Each size is a
-/// branch of its own, so that the next step need not wait for it: texts mostly keep to one.
+/// The word's ASCII characters if it starts with some, else one character; false when that is malformed. Each
+/// size is a branch of its own, so that the next step need not wait for it: texts mostly keep to one.
 __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& taken) {
   const std::uint64_t foreign = word & 0x8080808080808080;
   if (foreign == 0) {
@@ -86,5 +87,6 @@ inline std::ptrdiff_t countByWords(const char* text, std::size_t length) {
 }
 
 }  // namespace
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd

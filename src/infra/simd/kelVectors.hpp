@@ -1,7 +1,8 @@
 #pragma once
 
-// The vector operations of the target that the including file is compiled for. Highway picks the widest one that the
-// compiler's flags allow; what it would pick only together with instructions that nothing here needs is not asked for.
+// The vector operations of the target that the including file is compiled for. Highway picks the widest one
+// that the compiler's flags allow; what it would pick only together with instructions that nothing here needs
+// is not asked for.
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
@@ -64,7 +65,8 @@ HWY_INLINE hn::Vec<D> each(D d) {
 
 // --- what Highway 1.0.3 has no name for
 
-/// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767 become 0.
+/// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767
+/// become 0.
 HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128<std::uint16_t> b) {
   return hn::Vec128<Byte>{_mm_packus_epi16(a.raw, b.raw)};
 }

@@ -5,8 +5,8 @@
 #include <iostream>
 #include <string>
 
-// The tests of the classes that use kernels, with those named: --kernels=NAME. Where the processor lacks them the program
-// says so by its exit code, which CTest counts as skipped.
+// The tests of the classes that use kernels, with those named: --kernels=NAME. Where the processor lacks them
+// the program says so by its exit code, which CTest counts as skipped.
 
 namespace {
 
