@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+/// Runs of units and bytes that mean each other by the same number, sixteen at a time. The compilers' own vectors
+/// say so for every processor: plain loops stay loops, since a byte that is written may be any object's.
+namespace tarvo::oss {
+
+constexpr std::size_t plainBlock = 16;
+// Eight at a time: no vector is wider than the stack is aligned to.
+using EightBytes [[gnu::vector_size(8)]] = unsigned char;
+using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
+
+inline void widenEight(const char* bytes, char16_t* units) {
+  EightBytes narrow;
+  std::memcpy(&narrow, bytes, sizeof narrow);
+  const EightUnits wide = __builtin_convertvector(narrow, EightUnits);
+  std::memcpy(units, &wide, sizeof wide);
+}
+
+inline void narrowEight(const char16_t* units, char* bytes) {
+  EightUnits wide;
+  std::memcpy(&wide, units, sizeof wide);
+  const EightBytes narrow = __builtin_convertvector(wide, EightBytes);
+  std::memcpy(bytes, &narrow, sizeof narrow);
+}
+
+inline std::uint64_t eightBytesAt(const void* place) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, place, sizeof word);
+  return word;
+}
+
+/// The bits that a number below `plain` (128 or 256) does not have, in each of eight bytes or four units.
+constexpr std::uint64_t bitsAboveBytes(std::size_t plain) {
+  return plain == 256 ? 0 : 0x8080808080808080;
+}
+constexpr std::uint64_t bitsAboveUnits(std::size_t plain) {
+  return plain == 256 ? 0xFF00FF00FF00FF00 : 0xFF80FF80FF80FF80;
+}
+
+/// Widens the leading whole blocks whose bytes are below `plain`, and returns how many bytes these are.
+inline std::size_t widenPlain(const char* bytes, std::size_t count, char16_t* units, std::size_t plain) {
+  std::size_t done = 0;
+  for (; count - done >= plainBlock; done += plainBlock) {
+    const std::uint64_t any = eightBytesAt(bytes + done) | eightBytesAt(bytes + done + 8);
+    if ((any & bitsAboveBytes(plain)) != 0) break;
+    for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, units + done + i);
+  }
+  return done;
+}
+
+/// Narrows the leading whole blocks whose units are below `plain`, and returns how many units these are.
+inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* bytes, std::size_t plain) {
+  std::size_t done = 0;
+  for (; count - done >= plainBlock; done += plainBlock) {
+    const char16_t* const four = units + done;
+    const std::uint64_t any =
+        eightBytesAt(four) | eightBytesAt(four + 4) | eightBytesAt(four + 8) | eightBytesAt(four + 12);
+    if ((any & bitsAboveUnits(plain)) != 0) break;
+    for (std::size_t i = 0; i < plainBlock; i += 8) narrowEight(units + done + i, bytes + done + i);
+  }
+  return done;
+}
+
+}  // namespace tarvo::oss

@@ -1,0 +1,182 @@
+#include "oss/kelSingleByteTable.hpp"
+
+#include "oss/kelPlainRun.hpp"
+
+#include <unicode/utf16.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+namespace tarvo::oss {
+namespace {
+
+/// Every table made so far, the newest first. None is ever taken out.
+constinit std::atomic<SingleByteTable*> newest = nullptr;
+
+bool isSingleByte(const UConverter* converter) {
+  const UConverterType type = ucnv_getType(converter);
+  return type == UCNV_SBCS || type == UCNV_LATIN_1 || type == UCNV_US_ASCII;
+}
+
+constexpr int noSingle = -1;
+
+/// ICU's one byte for a unit, or `noSingle`. Since the text is not said to be at its end, ICU holds back a unit
+/// that may be the beginning of more. What it gives a lone half depends on what it was given before.
+int askForByte(UConverter* converter, char16_t unit) {
+  if (U16_IS_SURROGATE(unit)) return noSingle;
+  std::array<char, 16> bytes;
+  char* target = bytes.data();
+  const char16_t* source = &unit;
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_resetFromUnicode(converter);
+  ucnv_fromUnicode(converter, &target, bytes.data() + bytes.size(), &source, source + 1, nullptr,
+                   static_cast<UBool>(false), &status);
+  const bool single = target == bytes.data() + 1 && ucnv_fromUCountPending(converter, &status) == 0;
+  return single && U_SUCCESS(status) ? static_cast<unsigned char>(bytes.front()) : noSingle;
+}
+
+/// The same for a byte.
+int askForUnit(UConverter* converter, char byte) {
+  std::array<char16_t, 16> units;
+  char16_t* target = units.data();
+  const char* source = &byte;
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_resetToUnicode(converter);
+  ucnv_toUnicode(converter, &target, units.data() + units.size(), &source, source + 1, nullptr,
+                 static_cast<UBool>(false), &status);
+  const bool single = target == units.data() + 1 && ucnv_toUCountPending(converter, &status) == 0;
+  return single && U_SUCCESS(status) ? units.front() : noSingle;
+}
+
+constexpr bool hasZeroByte(std::uint64_t word) {
+  return ((word - 0x0101010101010101) & ~word & 0x8080808080808080) != 0;
+}
+
+}  // namespace
+
+// --- made once
+
+// ICU's text of the name would go with what else ICU knows, should a program have it clean up.
+SingleByteTable::SingleByteTable(const char* name) {
+  std::memcpy(name_.data(), name, std::strlen(name));
+}
+
+SingleByteTable* SingleByteTable::find(SingleByteTable* first, const char* name) {
+  while (first != nullptr && std::strcmp(first->name_.data(), name) != 0) first = first->older_;
+  return first;
+}
+
+// Of two threads that make one table at a time the second throws its own away.
+SingleByteTable* SingleByteTable::of(UConverter* converter) {
+  UErrorCode status = U_ZERO_ERROR;
+  const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;
+  if (name == nullptr || std::strlen(name) >= UCNV_MAX_CONVERTER_NAME_LENGTH) return nullptr;
+  SingleByteTable* first = newest.load(std::memory_order_acquire);
+  if (SingleByteTable* const known = find(first, name)) return known;
+  auto* const table = new (std::nothrow) SingleByteTable(name);
+  if (table == nullptr) return nullptr;
+  SingleByteTable* known = nullptr;
+  const bool filled = table->fill(converter);
+  while (filled && known == nullptr) {
+    table->older_ = first;
+    if (newest.compare_exchange_weak(first, table, std::memory_order_acq_rel)) return table;
+    known = find(first, name);
+  }
+  delete table;
+  return known;
+}
+
+/// False when a byte is more or less than one unit.
+bool SingleByteTable::fill(UConverter* converter) {
+  for (std::size_t byte = 0; byte < units_.size(); ++byte) {
+    const int unit = askForUnit(converter, static_cast<char>(byte));
+    if (unit == noSingle) return false;
+    units_[byte] = static_cast<char16_t>(unit);
+  }
+  zeroIsZero_ = askForByte(converter, u'\0') == 0;
+  for (std::size_t unit = 0; unit < units_.size(); unit += blockSize) {
+    askAround(static_cast<char16_t>(unit), converter);
+  }
+  std::size_t plain = 0;
+  while (plain < units_.size() && isPlain(plain)) ++plain;
+  plain_ = plain == 256 ? 256 : plain >= 128 ? 128 : 0;
+  ucnv_reset(converter);
+  return true;
+}
+
+bool SingleByteTable::isPlain(std::size_t unit) const {
+  return units_[unit] == unit && bytes_[unit] == unit && (unit != 0 || zeroIsZero_);
+}
+
+// --- looked up
+
+void SingleByteTable::toUnicode(const char* bytes, std::size_t count, char16_t* units) const {
+  for (std::size_t at = 0; at < count;) {
+    if (plain_ > 0) at += widenPlain(bytes + at, count - at, units + at, plain_);
+    for (const std::size_t end = std::min(at + plainBlock, count); at < end; ++at) {
+      units[at] = units_[static_cast<unsigned char>(bytes[at])];
+    }
+  }
+}
+
+/// Bytes that are 0 are unknown, not here, or U+0000's. Written out: compilers leave a loop of this a loop.
+[[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
+  static_assert(std::endian::native == std::endian::little);
+  const auto byte = [&](unsigned i) {
+    return std::uint64_t{bytes_[units[i]].load(std::memory_order_relaxed)} << (8 * i);
+  };
+  return ((byte(0) | byte(1)) | (byte(2) | byte(3))) | ((byte(4) | byte(5)) | (byte(6) | byte(7)));
+}
+
+bool SingleByteTable::fromUnicode(const char16_t* units, std::size_t count, char* bytes,
+                                  UConverter* converter) {
+  for (std::size_t at = 0; at < count;) {
+    if (plain_ > 0) at += narrowPlain(units + at, count - at, bytes + at, plain_);
+    const std::size_t end = std::min(at + plainBlock, count);
+    for (; at + 8 <= end; at += 8) {
+      const std::uint64_t word = eightBytesOf(units + at);
+      if (hasZeroByte(word)) break;
+      std::memcpy(bytes + at, &word, sizeof word);
+    }
+    for (; at < end; ++at) {
+      const int byte = byteOf(units[at], converter);
+      if (byte == notHere) return false;
+      bytes[at] = static_cast<char>(byte);
+    }
+  }
+  return true;
+}
+
+bool SingleByteTable::hasAll(const char16_t* units, std::size_t count, UConverter* converter) {
+  for (std::size_t at = 0; at < count;) {
+    const std::size_t end = std::min(at + plainBlock, count);
+    while (at + 8 <= end && !hasZeroByte(eightBytesOf(units + at))) at += 8;
+    for (; at < end; ++at) {
+      if (byteOf(units[at], converter) == notHere) return false;
+    }
+  }
+  return true;
+}
+
+int SingleByteTable::byteOf(char16_t unit, UConverter* converter) {
+  const std::atomic<unsigned char>& byte = bytes_[unit];
+  if (const unsigned char known = byte.load(std::memory_order_relaxed)) return known;
+  if (unit == 0) return zeroIsZero_.load(std::memory_order_relaxed) ? 0 : notHere;
+  if (!asked_[unit / blockSize].load(std::memory_order_acquire)) askAround(unit, converter);
+  const unsigned char known = byte.load(std::memory_order_relaxed);
+  return known == 0 ? notHere : known;
+}
+
+/// Fills in the block of the unit.
+void SingleByteTable::askAround(char16_t unit, UConverter* converter) {
+  const std::size_t first = unit / blockSize * blockSize;
+  for (std::size_t other = first; other < first + blockSize; ++other) {
+    const int byte = askForByte(converter, static_cast<char16_t>(other));
+    if (byte != noSingle) bytes_[other].store(static_cast<unsigned char>(byte), std::memory_order_relaxed);
+  }
+  asked_[unit / blockSize].store(true, std::memory_order_release);
+}
+
+}  // namespace tarvo::oss
