@@ -45,7 +45,8 @@ const char* nullIfEmpty(const char* codePage) {
 /// By their bytes: two names of one converter are two code pages.
 bool sameCodePage(const char* one, const char* other) {
   if (isEmpty(one) || isEmpty(other)) return isEmpty(one) && isEmpty(other);
-  return std::strcmp(one, other) == 0;
+  if (one == other) return true;
+  return *one == *other && std::strcmp(one, other) == 0;  // most pairs differ at once
 }
 
 // --- debug lines: some of them end without a line end, and are wanted so

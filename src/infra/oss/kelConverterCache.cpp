@@ -1,29 +1,38 @@
 #include "oss/kelConverterCache.hpp"
 
 #include "oss/kelMemory.hpp"
+#include "oss/kelSingleByteTable.hpp"
+#include "oss/kelUTF8Conversion.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <new>
 
 namespace tarvo::oss {
-namespace {
 
 constexpr std::size_t longestName = UCNV_MAX_CONVERTER_NAME_LENGTH;
 
 struct KeptConverter {
   std::array<char, longestName> name;
   UConverter* converter;
+  SingleByteTable* table;
+  bool utf8;
   bool leased;
 };
+
+namespace {
+
+using Direction = CachedConverter::Direction;
 
 /// Trivially destructible, so that it can still be looked at when the thread's other objects are gone.
 struct ThreadConverters {
   std::array<KeptConverter, 8> kept;
-  std::size_t oldest;  // where the next one goes
-  bool closed;         // the thread is ending, nothing more is kept
+  std::array<KeptConverter*, 2> last;  // where either direction found its name last
+  std::size_t oldest;                  // where the next one goes
+  bool closed;                         // the thread is ending, nothing more is kept
 };
 
 constinit thread_local ThreadConverters converters{};
@@ -42,12 +51,17 @@ struct ThreadEnd {
   }
 };
 
-KeptConverter* find(const char* name) {
-  auto* const found =
-      std::find_if(converters.kept.begin(), converters.kept.end(), [&](const KeptConverter& kept) {
-        return kept.converter != nullptr && std::strcmp(kept.name.data(), name) == 0;
-      });
-  return found == converters.kept.end() ? nullptr : found;
+bool isOf(const KeptConverter& kept, const char* name) {
+  return std::strcmp(kept.name.data(), name) == 0 && kept.converter != nullptr;
+}
+
+KeptConverter* find(const char* name, Direction direction) {
+  KeptConverter*& last = converters.last[static_cast<std::size_t>(direction)];
+  if (last != nullptr && isOf(*last, name)) return last;
+  for (KeptConverter& kept : converters.kept) {
+    if (isOf(kept, name)) return last = &kept;
+  }
+  return nullptr;
 }
 
 /// The place for a new converter, whose former one is closed; null when every one is in use.
@@ -91,64 +105,159 @@ bool needsNoConverter(const char* codePage) {
 
 }  // namespace
 
-CachedConverter::CachedConverter(const char* name) {
+CachedConverter::CachedConverter(const char* name) : CachedConverter(name, Direction::fromUnicode) {
+  if (kept_ != nullptr) ucnv_reset(converter_);
+}
+
+CachedConverter::CachedConverter(const char* name, Direction direction) {
   if (name == nullptr) name = ucnv_getDefaultName();
-  KeptConverter* kept = find(name);
-  if (kept != nullptr && !kept->leased) {
-    converter_ = kept->converter;
-    leased_ = &kept->leased;
-    *leased_ = true;
-    ucnv_reset(converter_);
-    return;
+  kept_ = find(name, direction);
+  if (kept_ == nullptr || kept_->leased) {
+    openAnew(name);
+  } else {
+    converter_ = kept_->converter;
+    kept_->leased = true;
   }
+}
+
+/// Keeps the new converter unless there is one of that name already, in use further out.
+void CachedConverter::openAnew(const char* name) {
+  const bool inUse = kept_ != nullptr;
+  kept_ = nullptr;
   converter_ = open(name);
   const std::size_t size = std::strlen(name) + 1;
-  if (converter_ == nullptr || kept != nullptr || converters.closed || size > longestName ||
-      !startsAfresh(converter_)) {
+  if (converter_ == nullptr || inUse || converters.closed || size > longestName || !startsAfresh(converter_))
     return;
-  }
-  kept = makePlace();
-  if (kept == nullptr) return;
-  std::memcpy(kept->name.data(), name, size);
-  kept->converter = converter_;
-  leased_ = &kept->leased;
-  *leased_ = true;
+  kept_ = makePlace();
+  if (kept_ == nullptr) return;
+  std::memcpy(kept_->name.data(), name, size);
+  kept_->converter = converter_;
+  kept_->table = SingleByteTable::of(converter_);
+  kept_->utf8 = ucnv_getType(converter_) == UCNV_UTF8;
+  kept_->leased = true;
 }
 
 CachedConverter::~CachedConverter() {
-  if (leased_ != nullptr) {
-    *leased_ = false;
+  if (kept_ != nullptr) {
+    kept_->leased = false;
   } else if (converter_ != nullptr) {
     ucnv_close(converter_);
   }
 }
 
+SingleByteTable* CachedConverter::table() const {
+  return kept_ == nullptr ? nullptr : kept_->table;
+}
+
+bool CachedConverter::isUtf8() const {
+  return kept_ != nullptr && kept_->utf8;
+}
+
+// --- without ICU
+
+namespace {
+
+constexpr std::int32_t icuHasTo = -1;
+constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
+
+/// The size, with a terminator behind the text where there is room, as ICU leaves it.
+std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
+  if (size > largestSize) return icuHasTo;
+  if (size >= 0 && size < room) target[size] = '\0';
+  return static_cast<std::int32_t>(size);
+}
+
+std::int32_t toUtf8(const icu::UnicodeString& text, char* target, std::int32_t room) {
+  const std::int64_t size = utf8FromUtf16(text.getBuffer(), static_cast<std::size_t>(text.length()), target,
+                                          static_cast<std::size_t>(room));
+  return terminated(size, target, room);
+}
+
+/// What ICU does where its default is UTF-8: no character is cut short then, and one that would be is ICU's.
+std::int32_t toDefaultUtf8(const icu::UnicodeString& text, char* target, std::int32_t room) {
+  const std::int64_t size = room == 0 || text.length() <= room / 3 ? 0 : toUtf8(text, nullptr, 0);
+  return size < 0 || size > room ? icuHasTo : toUtf8(text, target, room);
+}
+
+std::int32_t toSingleBytes(const icu::UnicodeString& text, char* target, std::int32_t room,
+                           const CachedConverter& converter) {
+  const char16_t* const units = text.getBuffer();
+  const auto count = static_cast<std::size_t>(text.length());
+  const std::size_t written = std::min(count, static_cast<std::size_t>(room));
+  SingleByteTable& table = *converter.table();
+  const bool complete = table.fromUnicode(units, written, target, converter.get()) &&
+                        table.hasAll(units + written, count - written, converter.get());
+  return complete ? terminated(text.length(), target, room) : icuHasTo;
+}
+
+/// The size of a text in a code page, and as much of it as there is room for, or `icuHasTo`.
+std::int32_t withoutIcu(const icu::UnicodeString& text, char* target, std::int32_t room,
+                        const CachedConverter& converter) {
+  if ((target == nullptr) != (room == 0)) return icuHasTo;
+  if (converter.table() != nullptr) return toSingleBytes(text, target, room, converter);
+  return converter.isUtf8() ? toUtf8(text, target, room) : icuHasTo;
+}
+
+/// The units of a text that are written, at most as many as it has bytes, or `icuHasTo`.
+std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
+                        const CachedConverter& converter) {
+  const auto count = static_cast<std::size_t>(length);
+  if (converter.table() != nullptr) {
+    converter.table()->toUnicode(bytes, count, units);
+    return length;
+  }
+  return converter.isUtf8() ? static_cast<std::int32_t>(utf16FromUtf8(bytes, count, units)) : icuHasTo;
+}
+
+}  // namespace
+
+// --- the conversions
+
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage) {
-  const auto room = static_cast<std::uint32_t>(std::max(capacity, 0));
+  const std::int32_t room = std::max(capacity, 0);
   if (needsNoConverter(codePage) || text.isEmpty()) {
-    return text.extract(0, text.length(), target, room, codePage);
+    const bool utf8 = codePage == nullptr && !text.isEmpty() && (target == nullptr) == (room == 0);
+    const std::int32_t size = utf8 ? toDefaultUtf8(text, target, room) : icuHasTo;
+    if (size != icuHasTo) return size;
+    return text.extract(0, text.length(), target, static_cast<std::uint32_t>(room), codePage);
   }
-  const CachedConverter converter(codePage);
-  UErrorCode status = U_ZERO_ERROR;
+  const CachedConverter converter(codePage, Direction::fromUnicode);
   if (converter.get() == nullptr) {
     if (room > 0) *target = '\0';
     return 0;
   }
-  return text.extract(target, static_cast<std::int32_t>(room), converter.get(), status);
+  const std::int32_t size = withoutIcu(text, target, room, converter);
+  if (size != icuHasTo) return size;
+  UErrorCode status = U_ZERO_ERROR;
+  if (!isWellFormed(text.getBuffer(), static_cast<std::size_t>(text.length()))) {
+    // In spite of a reset ICU's converters keep which substitute they took last, and give it to lone halves.
+    const CachedConverter another(codePage);
+    return text.extract(target, room, another.get(), status);
+  }
+  return text.extract(target, room, converter.get(), status);
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage) {
   if (bytes == nullptr || length == 0 || length < -1 || needsNoConverter(codePage)) {
     return made(icu::UnicodeString(bytes, length, codePage));
   }
-  const CachedConverter converter(codePage);
+  const CachedConverter converter(codePage, Direction::toUnicode);
   icu::UnicodeString text;
-  UErrorCode status = U_ZERO_ERROR;
   if (converter.get() == nullptr) {
     text.setToBogus();
     return text;
   }
+  const std::size_t size = length < 0 ? std::strlen(bytes) : static_cast<std::size_t>(length);
+  if (size <= static_cast<std::size_t>(largestSize) && (converter.table() != nullptr || converter.isUtf8())) {
+    const auto count = static_cast<std::int32_t>(size);
+    char16_t* const units = text.getBuffer(count);
+    if (units == nullptr) throw std::bad_alloc();
+    const std::int32_t written = withoutIcu(bytes, count, units, converter);
+    text.releaseBuffer(std::max(written, 0));
+    if (written != icuHasTo) return text;
+  }
+  UErrorCode status = U_ZERO_ERROR;
   text = icu::UnicodeString(bytes, length, converter.get(), status);
   if (text.isBogus() && (U_SUCCESS(status) || status == U_MEMORY_ALLOCATION_ERROR)) throw std::bad_alloc();
   return text;
@@ -157,7 +266,9 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
                              std::int32_t capacity) {
   if (bytes != nullptr && !needsNoConverter(codePage) && length > 0 && length <= capacity) {
-    const CachedConverter converter(codePage);
+    const CachedConverter converter(codePage, Direction::toUnicode);
+    const std::int32_t written = withoutIcu(bytes, length, units, converter);
+    if (written != icuHasTo) return {static_cast<UBool>(false), units, written};
     UErrorCode status = converter.get() == nullptr ? U_UNSUPPORTED_ERROR : U_ZERO_ERROR;
     const std::int32_t count = ucnv_toUChars(converter.get(), units, capacity, bytes, length, &status);
     if (U_SUCCESS(status)) return {static_cast<UBool>(false), units, count};

@@ -5,13 +5,18 @@
 
 #include <cstdint>
 
-/// Code-page conversion without opening ICU's converter by name on every call.
+/// Code-page conversion without opening ICU's converter by name on every call, and without ICU where its answer
+/// is known: single-byte code pages are looked up (kelSingleByteTable.hpp), valid UTF-8 is written and read at
+/// once (kelUTF8Conversion.hpp). Whatever these do not take whole is ICU's.
 ///
 /// Each thread keeps a few open converters by the exact name that asked for them and closes them when it
-/// ends. Nothing is shared between threads. Names that ICU does not know are not remembered. Where ICU has no
+/// ends. Threads share nothing but the tables. Names that ICU does not know are not remembered. Where ICU has no
 /// memory for a converter or a text, std::bad_alloc is raised: that is never taken for an unknown name. ICU
 /// that had none for its table of names, at its first use, stays without it, and the same is raised from then on.
 namespace tarvo::oss {
+
+class SingleByteTable;
+struct KeptConverter;
 
 /// An open converter for the time of a scope: the thread's kept one, or one of its own when the kept one is
 /// in use further out, when the name is longer than any of ICU's, or when the thread is past its end.
@@ -23,8 +28,15 @@ namespace tarvo::oss {
 /// back.
 class CachedConverter {
  public:
+  /// Each has a place of its own to look at first: texts come in runs, of one code page to another.
+  enum class Direction : std::uint8_t { toUnicode, fromUnicode };
+
   /// Null is ICU's default converter, whose name is asked for each time since it can change.
   explicit CachedConverter(const char* name);
+
+  /// The same as the last use left it, for those of ICU's functions that reset it themselves.
+  CachedConverter(const char* name, Direction direction);
+
   CachedConverter(const CachedConverter&) = delete;
   CachedConverter& operator=(const CachedConverter&) = delete;
   ~CachedConverter();
@@ -32,9 +44,15 @@ class CachedConverter {
   /// Null when the converter cannot be opened. Lives as long as this object.
   UConverter* get() const { return converter_; }
 
+  /// What makes it dispensable, if anything does. Only a kept converter has it.
+  SingleByteTable* table() const;
+  bool isUtf8() const;
+
  private:
+  [[gnu::noinline]] void openAnew(const char* name);
+
   UConverter* converter_ = nullptr;
-  bool* leased_ = nullptr;  // the kept converter's mark; null when the converter is this object's own
+  KeptConverter* kept_ = nullptr;  // null when the converter is this object's own
 };
 
 /// What text.extract(0, text.length(), target, capacity, codePage) does and returns, to the bit: the whole

@@ -1,4 +1,5 @@
 #include "oss/kelConverterCache.hpp"
+#include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
 
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -95,6 +97,143 @@ TEST(ConverterCache, ReadsWhatIcuReads) {
       ASSERT_EQ(measured.isBogus(), expectedToo.isBogus()) << name;
       ASSERT_EQ(measured, expectedToo) << name;
     }
+  }
+}
+
+void expectWritesAsIcu(const icu::UnicodeString& text, std::int32_t capacity, const char* name) {
+  const auto byName = [&](char* room) {
+    return text.extract(0, text.length(), capacity == 0 ? nullptr : room,
+                        static_cast<std::uint32_t>(capacity), name);
+  };
+  const auto cached = [&](char* room) {
+    return fromUnicode(text, capacity == 0 ? nullptr : room, capacity, name);
+  };
+  ASSERT_EQ(into(capacity, cached), into(capacity, byName))
+      << (name == nullptr ? "default" : name) << ", " << capacity << " bytes for "
+      << testing::PrintToString(text);
+}
+
+/// Texts that are looked up or written at once, and texts that are so but for one unit.
+std::vector<icu::UnicodeString> shortTexts() {
+  std::vector<icu::UnicodeString> all;
+  for (const char16_t* const line :
+       {u"plain words, more than a block of them", u"caf\u00E9, gar\u00E7on, \u00FCber",
+        u"\u20AC 5 \u2013 \u201Cfive\u201D", u"\u0421\u044A\u0435\u0448\u044C \u0451\u0449\u0451",
+        u"\u65E5\u672C\u8A9E\u306E\u6587\u5B57\u5217", u"\U0001F600\U00020000x"}) {
+    const icu::UnicodeString text(line);
+    all.push_back(text);
+    for (const char16_t odd : {char16_t{0xD83D}, char16_t{0xDE00}, char16_t{0x00AD}, char16_t{0}}) {
+      all.push_back(icu::UnicodeString(text).append(odd));
+      all.push_back(icu::UnicodeString(odd).append(text));
+      all.push_back(icu::UnicodeString(text).insert(5, odd));
+    }
+  }
+  return all;
+}
+
+TEST(ConverterCache, WritesIntoRoomsOfEverySizeWhatIcuWrites) {
+  for (const std::string& name : codePages()) {
+    for (const icu::UnicodeString& text : shortTexts()) {
+      const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, name.c_str());
+      for (std::int32_t capacity = 0; capacity <= size + 2; ++capacity) {
+        ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, name.c_str()));
+      }
+      ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, 4 * size + 1, name.c_str()));
+    }
+  }
+}
+
+// ICU's own default is UTF-8 in these programs, and it then takes a way of its own.
+TEST(ConverterCache, WritesInTheDefaultCodePageWhatIcuWrites) {
+  for (const icu::UnicodeString& text : shortTexts()) {
+    const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, nullptr);
+    for (std::int32_t capacity = 0; capacity <= 3 * size + 2; ++capacity) {
+      ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, nullptr));
+    }
+  }
+}
+
+// A unit that a code page names a short substitute for makes ICU's converter give such a one to a lone half,
+// reset or not.
+TEST(ConverterCache, ForgetsTheSubstituteOfTheLastText) {
+  for (const std::string& name : codePages()) {
+    for (char16_t before = 0; before < 0x180; ++before) {
+      std::array<char, 8> bytes;
+      fromUnicode(icu::UnicodeString(before), bytes.data(), 8, name.c_str());
+      ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(icu::UnicodeString(char16_t{0xDE00}), 8, name.c_str()));
+    }
+  }
+}
+
+/// Characters of few kinds, so that texts of one kind come up as well, with a stray half or control now and then.
+icu::UnicodeString randomText(std::mt19937& random) {
+  const auto among = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
+  const unsigned kinds = 1 + among(4);
+  icu::UnicodeString text;
+  for (auto left = static_cast<int>(among(120)); left > 0; --left) {
+    const unsigned kind = among(40) == 0 ? 4 + among(3) : among(kinds);
+    switch (kind) {
+      case 0:
+        text.append(static_cast<char16_t>(' ' + among(95)));
+        break;
+      case 1:
+        text.append(static_cast<char16_t>(0xA0 + among(96)));
+        break;
+      case 2:
+        text.append(static_cast<char16_t>(0x0100 + among(0x2600)));
+        break;
+      case 3:
+        text.append(static_cast<char16_t>(0x3000 + among(0x8000)));
+        break;
+      case 4:
+        text.append(static_cast<UChar32>(0x10000 + among(0x100000)));
+        break;
+      case 5:
+        text.append(static_cast<char16_t>(0xD800 + among(0x800)));
+        break;
+      default:
+        text.append(static_cast<char16_t>(among(0x10000)));
+        break;
+    }
+  }
+  return text;
+}
+
+TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
+  constexpr unsigned seed = 20;
+  std::mt19937 random(seed);
+  for (const std::string& name : codePages()) {
+    for (int time = 0; time < 60; ++time) {
+      const icu::UnicodeString text = randomText(random);
+      std::string bytes(1000, '\0');
+      const std::int32_t size = text.extract(0, text.length(), bytes.data(), 1000U, name.c_str());
+      const auto capacity = static_cast<std::int32_t>(random() % (static_cast<unsigned>(size) * 2 + 3));
+      ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, name.c_str())) << "seed " << seed;
+      bytes.resize(static_cast<std::size_t>(size));
+      for (const bool damaged : {false, true}) {
+        if (damaged && !bytes.empty()) bytes[random() % bytes.size()] = static_cast<char>(random());
+        const icu::UnicodeString expected(bytes.data(), size, name.c_str());
+        std::array<char16_t, 1000> units;
+        ASSERT_EQ(toUnicode(bytes.data(), size, name.c_str()), expected) << name << ", seed " << seed;
+        ASSERT_EQ(toUnicode(bytes.data(), size, name.c_str(), units.data(), 1000), expected)
+            << name << ", seed " << seed;
+      }
+    }
+  }
+}
+
+TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
+  const icu::UnicodeString text(512, u'\u00E9', 512);
+  for (const char* const name : {"windows-1252", "ISO-8859-1", "UTF-8", "Shift_JIS"}) {
+    std::array<char, 2048> bytes;
+    std::array<char16_t, 1024> units;
+    fromUnicode(text, bytes.data(), 2048, name);
+    const test::AllocationCount count;
+    const std::int32_t size = fromUnicode(text, bytes.data(), 2048, name);
+    EXPECT_EQ(fromUnicode(text, nullptr, 0, name), size);
+    const std::int32_t read = std::min(size, 1024);
+    EXPECT_FALSE(toUnicode(bytes.data(), read, name, units.data(), 1024).isEmpty());
+    EXPECT_EQ(count.made(), 0U) << name;
   }
 }
 
