@@ -11,11 +11,14 @@
 #include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 #include "util/kelPropertiesText.hpp"
+#include "util/kelPropertyLines.hpp"
+#include "util/kelPropertyMap.hpp"
+#include "util/kelTextUnits.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <limits>
+#include <memory>
 #include <new>
 #include <optional>
 #include <ostream>
@@ -41,21 +44,13 @@ using oss::raise;
 
 namespace {
 
-std::u16string_view unitsOf(const icu::UnicodeString& text) {
-  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
-}
-
-/// ICU answers a want of memory with a bogus string; nothing stored is to be lost by one.
-icu::UnicodeString textOf(std::u16string_view units) {
-  if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-    throw std::bad_alloc();
-  }
-  return oss::made(icu::UnicodeString(units.data(), static_cast<std::int32_t>(units.size())));
-}
-
 template <class Number>
 icu::UnicodeString decimalText(Number value) {
   return invariantText(oss::DecimalText<Number>(value).view());
+}
+
+PropertyLine lineOf(std::u16string_view key, std::u16string_view value) {
+  return {key, value, PropertyIndex::hashOf(key), value.find(u'%') != std::u16string_view::npos};
 }
 
 // --- typed values
@@ -117,10 +112,21 @@ struct Double {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
 };
 
+/// Whether no white space is at either end: then there is nothing to trim, and no copy is needed.
+bool isTrimmed(const icu::UnicodeString& text) {
+  const auto isVisible = [](char16_t unit) { return unit > u' ' && unit < 0x7F; };
+  const std::u16string_view units = unitsOf(text);
+  return !units.empty() && isVisible(units.front()) && isVisible(units.back());
+}
+
 template <class Type>
 auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored) {
-  icu::UnicodeString text(stored);
-  if (text.trim().isBogus() && !stored.isBogus()) throw std::bad_alloc();
+  icu::UnicodeString copy;
+  if (!isTrimmed(stored)) {
+    copy = stored;
+    if (copy.trim().isBogus() && !stored.isBogus()) throw std::bad_alloc();
+  }
+  const icu::UnicodeString& text = isTrimmed(stored) ? stored : copy;
   const auto value = Type::read(text);
   if (!value) {
     raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text, invariantText(Type::wordFor(text)));
@@ -137,8 +143,9 @@ Value typedValueOr(const icu::UnicodeString& key, const icu::UnicodeString* stor
 
 // --- construct
 
-ExtendedProperties::ExtendedProperties() = default;
-ExtendedProperties::ExtendedProperties(const ExtendedProperties& other) = default;
+ExtendedProperties::ExtendedProperties() : properties_(std::make_unique<PropertyMap>()) {}
+ExtendedProperties::ExtendedProperties(const ExtendedProperties& other)
+    : properties_(std::make_unique<PropertyMap>(*other.properties_)), includes_(other.includes_) {}
 ExtendedProperties::~ExtendedProperties() = default;
 
 ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& other) {
@@ -149,7 +156,7 @@ ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& othe
 // Copied first: a copy that fails changes nothing.
 void ExtendedProperties::copy(const ExtendedProperties& other) {
   if (this == &other) return;
-  Map properties = other.properties_;
+  auto properties = std::make_unique<PropertyMap>(*other.properties_);
   std::list<icu::UnicodeString> includes = other.includes_;
   properties_.swap(properties);
   includes_.swap(includes);
@@ -160,8 +167,8 @@ void ExtendedProperties::copy(const ExtendedProperties& other) {
 const icu::UnicodeString* ExtendedProperties::findProperty(const icu::UnicodeString& key,
                                                            const icu::UnicodeString* defaultValue,
                                                            bool required) const {
-  const auto found = properties_.find(key);
-  if (found != properties_.end()) return &found->second;
+  const PropertyMap::Property* const found = std::as_const(*properties_).find(unitsOf(key));
+  if (found != nullptr) return &found->second;
   if (required) raise<PropertiesException>("ERR_PROPERTY_MISSING", key);
   return defaultValue;
 }
@@ -229,37 +236,28 @@ double ExtendedProperties::requirePropertyAsDouble(const icu::UnicodeString& key
 
 // --- change
 
-/// By value: what is passed may be the map's own. The end is tried first, which makes keys that come in order
-/// cheap.
-void ExtendedProperties::store(icu::UnicodeString key, icu::UnicodeString value) {
-  properties_.insert_or_assign(properties_.cend(), std::move(key), std::move(value));
-}
-
 void ExtendedProperties::putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
-  store(oss::copied(key), oss::copied(value));
+  properties_->store(oss::copied(key), oss::copied(value));
 }
 
 void ExtendedProperties::putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value) {
-  store(oss::copied(key), decimalText(value));
+  properties_->store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value) {
-  store(oss::copied(key), decimalText(value));
+  properties_->store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value) {
-  store(oss::copied(key), decimalText(value));
+  properties_->store(oss::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value) {
-  store(oss::copied(key), decimalText(value));
+  properties_->store(oss::copied(key), decimalText(value));
 }
 
 std::int32_t ExtendedProperties::removeProperty(const icu::UnicodeString& key) {
-  const auto found = properties_.find(key);
-  if (found == properties_.end()) return 0;
-  properties_.erase(found);
-  return 1;
+  return properties_->remove(unitsOf(key)) ? 1 : 0;
 }
 
 void ExtendedProperties::addInclude(const icu::UnicodeString& name) {
@@ -269,11 +267,11 @@ void ExtendedProperties::addInclude(const icu::UnicodeString& name) {
 // --- iterate
 
 ExtendedProperties::iterator ExtendedProperties::begin() const {
-  return properties_.begin();
+  return properties_->begin();
 }
 
 ExtendedProperties::iterator ExtendedProperties::end() const {
-  return properties_.end();
+  return properties_->end();
 }
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): the signature is settled
@@ -283,11 +281,16 @@ const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
 
 // --- load
 
+/// Stored in the order of keys, each property comes behind the last one of the tree.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);
+  reader.keepTexts();
+  std::vector<PropertyLine> lines;
   while (reader.readLine()) {
-    if (reader.hasProperty()) store(textOf(reader.key()), textOf(reader.value()));
+    if (reader.hasProperty()) lines.push_back(lineOf(reader.key(), reader.value()));
   }
+  sortByKey(lines);
+  properties_->store(lines);
 }
 
 void ExtendedProperties::load(const char* data, std::size_t length, bool resolveReferences) {
@@ -308,7 +311,7 @@ void ExtendedProperties::load(const icu::UnicodeString& text) {
 bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std::size_t length) {
   PropertiesReader reader(data, data == nullptr ? 0 : length, position);
   if (!reader.readLine()) return false;
-  if (reader.hasProperty()) store(textOf(reader.key()), textOf(reader.value()));
+  if (reader.hasProperty()) properties_->store(textOf(reader.key()), textOf(reader.value()));
   position = reader.position();
   return true;
 }
@@ -322,11 +325,11 @@ bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std:
 /// for the values that it refers to. Its stored text stays as it was until it is done.
 class ExtendedProperties::Resolver {
  public:
-  explicit Resolver(Map& properties) : properties_(properties) {}
+  explicit Resolver(PropertyMap& properties) : properties_(properties) {}
 
   void resolveAll() {
     try {
-      for (Property& property : properties_) resolve(property);
+      for (Property* const property : properties_.referring()) resolve(*property);
     } catch (...) {
       storeProgress();
       throw;
@@ -411,8 +414,8 @@ class ExtendedProperties::Resolver {
 
   Property& referenced(const Work& work) const {
     const std::u16string_view name = std::u16string_view(work.done).substr(work.open + 1);
-    const auto found = properties_.find(name);
-    if (found == properties_.end()) {
+    Property* const found = properties_.find(name);
+    if (found == nullptr) {
       raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", work.property->first, textOf(name));
     }
     return *found;
@@ -434,13 +437,13 @@ class ExtendedProperties::Resolver {
     }
   }
 
-  Map& properties_;
+  PropertyMap& properties_;
   std::vector<Work> underWay_;
   std::unordered_set<const Property*> keysUnderWay_;
 };
 
 void ExtendedProperties::resolveReferences() {
-  Resolver(properties_).resolveAll();
+  Resolver(*properties_).resolveAll();
 }
 
 // --- save
@@ -449,13 +452,13 @@ void ExtendedProperties::save(oss::OutputStream& out) const {
   PropertiesWriter writer(out);
   writer.writeHeader();
   for (const icu::UnicodeString& name : includes_) writer.writeInclude(name);
-  for (const auto& [key, value] : properties_) writer.writeProperty(key, value);
+  for (const auto& [key, value] : *properties_) writer.writeProperty(key, value);
   out.flush();
 }
 
 void ExtendedProperties::list(std::ostream& out) const {
   out << "-- listing properties --" << std::endl;
-  for (const auto& [key, value] : properties_) out << key << '=' << value << std::endl;
+  for (const auto& [key, value] : *properties_) out << key << '=' << value << std::endl;
 }
 
 }  // namespace tarvo::util

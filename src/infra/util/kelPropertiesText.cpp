@@ -2,6 +2,7 @@
 
 #include "oss/kelInvariant.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -42,14 +43,13 @@ bool isCharacter(unsigned int unit) {
   return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
 }
 
-void appendBytes(std::u16string& text, const unsigned char* bytes, std::size_t count) {
-  const std::size_t start = text.size();
-  text.resize(start + count);
-  char16_t* const target = text.data() + start;
-  for (std::size_t i = 0; i < count; ++i) target[i] = bytes[i];
-}
-
 }  // namespace
+
+/// No text has more units than bytes, so that none moves when others come.
+void PropertiesReader::keepTexts() {
+  if (!atEnd()) texts_.reserve(texts_.size() + (length_ - position_));
+  keepsTexts_ = true;
+}
 
 bool PropertiesReader::readLine() {
   hasProperty_ = false;
@@ -60,13 +60,16 @@ bool PropertiesReader::readLine() {
     skipComment();
     return true;
   }
-  readText(key_, separator | blank | lineEnd);
+  if (!keepsTexts_) texts_.clear();
+  keyAt_ = texts_.size();
+  readText(separator | blank | lineEnd);
+  valueAt_ = texts_.size();
   skipBlanks();
   if (at(separator)) {
     ++position_;
     skipBlanks();
   }
-  readText(value_, lineEnd);
+  readText(lineEnd);
   takeLineEnd();
   hasProperty_ = true;
   return true;
@@ -107,19 +110,26 @@ void PropertiesReader::skipComment() {
 }
 
 /// Reads up to a byte of one of the kinds that end the text.
-void PropertiesReader::readText(std::u16string& text, unsigned char ends) {
-  text.clear();
+void PropertiesReader::readText(unsigned char ends) {
   const unsigned int stops = ends | backslash;
   for (;;) {
-    const std::size_t start = position_;
-    while (!atEnd() && (kindOf[data_[position_]] & stops) == 0) ++position_;
-    appendBytes(text, data_ + start, position_ - start);
+    const unsigned char* const start = data_ + position_;
+    const unsigned char* const stop = std::find_if(
+        start, data_ + length_, [stops](unsigned char byte) { return (kindOf[byte] & stops) != 0; });
+    appendBytes(start, static_cast<std::size_t>(stop - start));
+    position_ = static_cast<std::size_t>(stop - data_);
     if (!at(backslash)) return;
-    readEscape(text);
+    readEscape();
   }
 }
 
-void PropertiesReader::readEscape(std::u16string& text) {
+void PropertiesReader::appendBytes(const unsigned char* bytes, std::size_t count) {
+  const std::size_t end = texts_.size();
+  texts_.resize(end + count);
+  std::copy_n(bytes, count, texts_.data() + end);
+}
+
+void PropertiesReader::readEscape() {
   if (takeContinuation()) {
     skipBlanks();
     return;
@@ -129,24 +139,24 @@ void PropertiesReader::readEscape(std::u16string& text) {
   const unsigned char byte = data_[position_++];
   switch (byte) {
     case 'n':
-      text += u'\n';
+      texts_ += u'\n';
       break;
     case 'r':
-      text += u'\r';
+      texts_ += u'\r';
       break;
     case 't':
-      text += u'\t';
+      texts_ += u'\t';
       break;
     case 'u':
-      readUnicodeEscape(text);
+      readUnicodeEscape();
       break;
     default:
-      text += static_cast<char16_t>(byte);
+      texts_ += static_cast<char16_t>(byte);
   }
 }
 
 /// Behind the "u". One byte more than the digits has to be there: an escape that ends the data is none.
-void PropertiesReader::readUnicodeEscape(std::u16string& text) {
+void PropertiesReader::readUnicodeEscape() {
   unsigned int unit = 0;
   bool whole = length_ - position_ > 4;
   for (std::size_t i = 0; whole && i < 4; ++i) {
@@ -155,10 +165,10 @@ void PropertiesReader::readUnicodeEscape(std::u16string& text) {
     unit = unit << 4U | digit;
   }
   if (!whole || !isCharacter(unit)) {
-    text += u'u';
+    texts_ += u'u';
     return;
   }
-  text += static_cast<char16_t>(unit);
+  texts_ += static_cast<char16_t>(unit);
   position_ += 4;
 }
 

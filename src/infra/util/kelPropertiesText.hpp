@@ -18,6 +18,9 @@ class PropertiesReader {
   PropertiesReader(const char* data, std::size_t length, std::size_t position)
       : data_(reinterpret_cast<const unsigned char*>(data)), length_(length), position_(position) {}
 
+  /// From now on keys and values live as long as the reader.
+  void keepTexts();
+
   /// Takes the next line; false when there is none.
   bool readLine();
 
@@ -25,8 +28,8 @@ class PropertiesReader {
   std::size_t position() const { return position_; }
   /// Whether the line last taken has a property. Key and value live until the next line is taken.
   bool hasProperty() const { return hasProperty_; }
-  std::u16string_view key() const { return key_; }
-  std::u16string_view value() const { return value_; }
+  std::u16string_view key() const { return std::u16string_view(texts_).substr(keyAt_, valueAt_ - keyAt_); }
+  std::u16string_view value() const { return std::u16string_view(texts_).substr(valueAt_); }
 
  private:
   bool atEnd() const { return position_ >= length_; }
@@ -36,16 +39,19 @@ class PropertiesReader {
   bool takeContinuation();
   void skipBlanks();
   void skipComment();
-  void readText(std::u16string& text, unsigned char ends);
-  void readEscape(std::u16string& text);
-  void readUnicodeEscape(std::u16string& text);
+  void readText(unsigned char ends);
+  void appendBytes(const unsigned char* bytes, std::size_t count);
+  void readEscape();
+  void readUnicodeEscape();
 
   const unsigned char* data_;
   std::size_t length_;
   std::size_t position_;
   bool hasProperty_ = false;
-  std::u16string key_;
-  std::u16string value_;
+  bool keepsTexts_ = false;
+  std::u16string texts_;  ///< the line's key and its value, behind those of former lines if they are kept
+  std::size_t keyAt_ = 0;
+  std::size_t valueAt_ = 0;
 };
 
 /// Writes the lines that the reader reads, one `write(char)` for each character of a text.

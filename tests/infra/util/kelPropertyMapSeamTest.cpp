@@ -1,0 +1,225 @@
+#include "infra/util/kelExtendedProperties.hpp"
+
+#include "support/kelAllocationsSeam.hpp"
+#include "util/kelPropertyLines.hpp"
+#include "util/kelPropertyMap.hpp"
+#include "util/kelTextUnits.hpp"
+
+#include <gtest/gtest.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <random>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// What properties cost, and the index and the sorting inside of them.
+namespace tarvo::test {
+namespace {
+
+using util::ExtendedProperties;
+using util::PropertyIndex;
+using util::PropertyLine;
+
+icu::UnicodeString unicode(std::u16string_view units) {
+  return util::textOf(units);
+}
+
+std::string numbered(const char* before, std::size_t number, const char* behind = "") {
+  return before + std::to_string(number) + behind;
+}
+
+// --- memory
+
+TEST(PropertiesAllocation, IsOneAnEntryLoaded) {
+  constexpr std::size_t entries = 2000;
+  std::string lines;
+  for (std::size_t i = 0; i < entries; ++i)
+    lines += numbered("a.setting.", i * 7919 % entries, "=27 units of text at most\n");
+  ExtendedProperties properties;
+  const AllocationCount count;
+  properties.load(lines.data(), lines.size(), true);
+  EXPECT_LE(count.made(), entries + 30);
+  EXPECT_EQ(std::distance(properties.begin(), properties.end()), entries);
+}
+
+TEST(PropertiesAllocation, IsNotKeptForLinesLoadedAgain) {
+  const std::string lines = "one=1\ntwo=2\nthree=3\n";
+  ExtendedProperties properties;
+  properties.load(lines.data(), lines.size());
+  const AllocationCount count;
+  properties.load(lines.data(), lines.size());
+  EXPECT_EQ(count.outstanding(), 0);
+}
+
+TEST(PropertiesAllocation, IsNotNeededToAsk) {
+  const icu::UnicodeString longKey(100, u'k', 100);
+  ExtendedProperties properties;
+  properties.putProperty(longKey, u"4711");
+  properties.putProperty(u"blanks", u"  12 ");
+  properties.putProperty(u"yes", u"on");
+  const icu::UnicodeString blanks(u"blanks");
+  const icu::UnicodeString yes(u"yes");
+  const icu::UnicodeString absent(200, u'a', 200);
+  const AllocationCount count;
+  EXPECT_EQ(properties.getPropertyAsInt32(longKey, 0), 4711);
+  EXPECT_EQ(properties.getPropertyAsInt32(blanks, 0), 12);
+  EXPECT_EQ(properties.getPropertyAsUint64(longKey, 0), 4711U);
+  EXPECT_TRUE(properties.getPropertyAsBoolean(yes, false));
+  EXPECT_EQ(properties.getPropertyAsInt32(absent, 7), 7);
+  EXPECT_EQ(&properties.getProperty(absent, absent), &absent);
+  EXPECT_EQ(properties.requireProperty(longKey).length(), 4);
+  EXPECT_EQ(count.made(), 0U);
+}
+
+// --- the index: keys chosen so that they all want the same place
+
+/// So many keys whose hashes name places that lie together, in a table of any size up to some thousands.
+std::vector<std::u16string> crowdedKeys(std::size_t count) {
+  std::vector<std::u16string> keys;
+  for (unsigned int i = 0; keys.size() < count; ++i) {
+    std::u16string key = u"key ";
+    for (const char digit : std::to_string(i)) key += static_cast<char16_t>(digit);
+    if (PropertyIndex::hashOf(key) >> 20U == 0x7A5) keys.push_back(key);
+  }
+  return keys;
+}
+
+TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
+  const std::vector<std::u16string> keys = crowdedKeys(PropertyIndex::reach + 3);
+  std::vector<PropertyIndex::Property> properties;
+  for (const std::u16string& key : keys) properties.emplace_back(unicode(key), u"");
+  PropertyIndex index(keys.size());
+  const auto place = [&](std::size_t i) { return index.find(PropertyIndex::hashOf(keys[i]), keys[i]); };
+  for (std::size_t i = 0; i < PropertyIndex::reach; ++i) {
+    EXPECT_TRUE(place(i).place == nullptr && place(i).certain) << i;
+    index.add(PropertyIndex::hashOf(keys[i]), properties[i], false);
+    ASSERT_NE(place(i).place, nullptr) << i;
+    EXPECT_EQ(place(i).place->property, &properties[i]);
+  }
+  EXPECT_TRUE(index.isComplete());
+  for (std::size_t i = PropertyIndex::reach; i < keys.size(); ++i) {
+    index.add(PropertyIndex::hashOf(keys[i]), properties[i], false);
+    EXPECT_EQ(place(i).place, nullptr) << i;
+    EXPECT_FALSE(place(i).certain) << i;
+  }
+  EXPECT_FALSE(index.isComplete());
+  // A place that became free leads on to those behind it, and is used again.
+  index.remove(*place(0).place);
+  EXPECT_EQ(place(0).place, nullptr);
+  EXPECT_FALSE(place(0).certain);
+  EXPECT_NE(place(PropertyIndex::reach - 1).place, nullptr);
+  index.add(PropertyIndex::hashOf(keys.back()), properties.back(), false);
+  EXPECT_EQ(place(keys.size() - 1).place->property, &properties.back());
+}
+
+TEST(PropertyIndex, IsCertainThatAnEmptyOneHasNothing) {
+  const PropertyIndex none;
+  EXPECT_EQ(none.find(PropertyIndex::hashOf(u""), u"").place, nullptr);
+  EXPECT_TRUE(none.find(PropertyIndex::hashOf(u""), u"").certain);
+  EXPECT_FALSE(none.hasRoom(1));
+  EXPECT_TRUE(PropertyIndex(1000).hasRoom(1000));
+}
+
+TEST(PropertyIndex, HashesEveryUnit) {
+  for (std::size_t length = 1; length < 20; ++length) {
+    const std::u16string key(length, u'x');
+    std::set<PropertyIndex::Hash> hashes = {PropertyIndex::hashOf(key), PropertyIndex::hashOf(key + u'\0')};
+    for (std::size_t i = 0; i < length; ++i) {
+      for (const char16_t unit : {u'y', u'\0', u'\u0178'}) {
+        std::u16string other = key;
+        other[i] = unit;
+        hashes.insert(PropertyIndex::hashOf(other));
+      }
+    }
+    EXPECT_EQ(hashes.size(), 2 + 3 * length) << length;
+  }
+}
+
+TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
+  const std::vector<std::u16string> keys = crowdedKeys(3 * PropertyIndex::reach);
+  ExtendedProperties properties;
+  for (const std::u16string& key : keys) properties.putProperty(unicode(key), unicode(u"%target%" + key));
+  properties.putProperty(u"target", u"to ");
+  properties.putProperty(unicode(keys.back()), u"changed");
+  EXPECT_EQ(properties.removeProperty(unicode(keys.front())), 1);
+  EXPECT_EQ(properties.removeProperty(unicode(keys.front())), 0);
+  properties.resolveReferences();
+  const ExtendedProperties copy(properties);
+  for (const ExtendedProperties* const each : {&std::as_const(properties), &copy}) {
+    const icu::UnicodeString none;
+    EXPECT_EQ(&each->getProperty(unicode(keys.front()), none), &none);
+    for (std::size_t i = 1; i + 1 < keys.size(); ++i) {
+      EXPECT_EQ(each->requireProperty(unicode(keys[i])), unicode(u"to " + keys[i])) << i;
+    }
+    EXPECT_EQ(each->requireProperty(unicode(keys.back())), u"changed");
+  }
+}
+
+/// Few of many are found by the index, more of them in the tree: both have to find the same.
+TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
+  for (const std::size_t referring : {0U, 1U, 10U, 62U, 63U, 64U, 500U}) {
+    ExtendedProperties properties;
+    for (std::size_t i = 0; i < 1000; ++i) {
+      icu::UnicodeString key = unicode(std::u16string(1 + i % 7, u'x'));
+      properties.putProperty(key.append(static_cast<UChar32>(0x100 + i)), u"%");
+    }
+    std::vector<icu::UnicodeString> keys;
+    for (const auto& [key, value] : properties) keys.push_back(key);
+    std::shuffle(keys.begin(), keys.end(), std::mt19937(static_cast<unsigned int>(referring)));
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      properties.putProperty(keys[i], i < referring ? u"%t%" : u"plain");
+    }
+    properties.putProperty(u"t", u"done");
+    properties.resolveReferences();
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      ASSERT_EQ(properties.requireProperty(keys[i]), i < referring ? u"done" : u"plain")
+          << referring << ' ' << i;
+    }
+  }
+}
+
+// --- sorting
+
+TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
+  for (unsigned int seed = 0; seed < 300; ++seed) {
+    std::mt19937 random(seed);
+    const std::u16string common(random() % 11, u'c');
+    std::vector<std::u16string> keys;
+    for (std::size_t i = random() % 200; i > 0; --i) {
+      std::u16string key = common;
+      for (std::size_t rest = random() % 10; rest > 0; --rest)
+        key += u"ab\0\u0100\xD800\xFFFF"[random() % (seed % 6 + 1)];
+      keys.push_back(std::move(key));
+    }
+    std::vector<PropertyLine> lines;
+    for (const std::u16string& key : keys)
+      lines.push_back({key, key, static_cast<std::uint32_t>(lines.size()), false});
+    std::vector<PropertyLine> expected = lines;
+    std::stable_sort(expected.begin(), expected.end(),
+                     [](const auto& left, const auto& right) { return left.key < right.key; });
+    util::sortByKey(lines);
+    ASSERT_EQ(lines.size(), expected.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+      ASSERT_EQ(lines[i].hash, expected[i].hash) << "seed " << seed << ", line " << i;
+    }
+  }
+}
+
+TEST(PropertyLines, OfLongKeysInCommonAreSorted) {
+  std::vector<std::u16string> keys;
+  for (std::size_t length = 2000; length > 0; --length) keys.emplace_back(length, u'k');
+  std::vector<PropertyLine> lines;
+  for (const std::u16string& key : keys) lines.push_back({key, {}, 0, false});
+  util::sortByKey(lines);
+  for (std::size_t i = 0; i < lines.size(); ++i) ASSERT_EQ(lines[i].key.size(), i + 1);
+}
+
+}  // namespace
+}  // namespace tarvo::test
