@@ -18,7 +18,7 @@ class LineSorter {
   }
 
   std::vector<PropertyLine> sorted() {
-    sort(entries_.begin(), entries_.end(), 0);
+    sort(entries_.begin(), entries_.end(), 0, 0);
     std::vector<PropertyLine> result;
     result.reserve(lines_.size());
     for (const Entry& entry : entries_) result.push_back(lines_[entry.line]);
@@ -35,6 +35,9 @@ class LineSorter {
   static constexpr std::size_t wordUnits = 4;
   /// Fewer than that are compared as they are.
   static constexpr std::ptrdiff_t few = 12;
+  /// So are those that are still together behind so many turns, however many they are: keys that were made to
+  /// part one by one, each longer than the last, would use up the stack.
+  static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
   /// Whether the word from `depth` on holds the key's end.
@@ -48,10 +51,10 @@ class LineSorter {
     return word;
   }
 
-  void sort(Iterator first, Iterator last, std::size_t depth) {
+  void sort(Iterator first, Iterator last, std::size_t depth, int turn) {
     if (last - first < 2) return;
     while (!takeWords(first, last, depth)) depth += wordUnits;
-    if (last - first < few) return sortFew(first, last, depth);
+    if (last - first < few || turn == mostTurns) return compareAll(first, last, depth);
     std::sort(first, last, [](const Entry& left, const Entry& right) { return left.word < right.word; });
     while (first != last) {
       const Iterator same =
@@ -62,7 +65,7 @@ class LineSorter {
       std::sort(first, ended, [&](const Entry& left, const Entry& right) {
         return std::pair(keyOf(left).size(), left.line) < std::pair(keyOf(right).size(), right.line);
       });
-      sort(ended, same, depth + wordUnits);
+      sort(ended, same, depth + wordUnits, turn + 1);
       first = same;
     }
   }
@@ -77,7 +80,7 @@ class LineSorter {
     return tellsApart;
   }
 
-  void sortFew(Iterator first, Iterator last, std::size_t depth) {
+  void compareAll(Iterator first, Iterator last, std::size_t depth) {
     std::sort(first, last, [&](const Entry& left, const Entry& right) {
       if (left.word != right.word) return left.word < right.word;
       const int order = keyOf(left).substr(depth).compare(keyOf(right).substr(depth));
