@@ -20,10 +20,14 @@ inline void widenEight(const char* bytes, char16_t* units) {
   std::memcpy(units, &wide, sizeof wide);
 }
 
-inline void narrowEight(const char16_t* units, char* bytes) {
+inline EightUnits eightUnitsAt(const char16_t* units) {
   EightUnits wide;
   std::memcpy(&wide, units, sizeof wide);
-  const EightBytes narrow = __builtin_convertvector(wide, EightBytes);
+  return wide;
+}
+
+inline void narrowEight(const char16_t* units, char* bytes) {
+  const EightBytes narrow = __builtin_convertvector(eightUnitsAt(units), EightBytes);
   std::memcpy(bytes, &narrow, sizeof narrow);
 }
 
