@@ -3,6 +3,18 @@
 
 #include <benchmark/benchmark.h>
 #include <unicode/unistr.h>
+// Rivals that are installed.
+#ifdef KELINFRA_BENCHMARK_POCO
+#include <Poco/AutoPtr.h>
+#include <Poco/MemoryStream.h>
+#include <Poco/Util/PropertyFileConfiguration.h>
+#endif
+#ifdef KELINFRA_BENCHMARK_LOG4CPLUS
+#include <log4cplus/helpers/property.h>
+#endif
+#ifdef KELINFRA_BENCHMARK_GLIB
+#include <glib.h>
+#endif
 
 #include <algorithm>
 #include <charconv>
@@ -14,13 +26,14 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 /// ExtendedProperties beside the standard library's maps used by hand, which read and write plain "key=value"
-/// lines and comments but neither continuations nor escapes. Every case first checks that its rival has the
-/// same properties.
+/// lines and comments but neither continuations nor escapes, and beside other libraries' readers, which keep
+/// bytes. Every case first checks that its rival has the same properties.
 namespace {
 
 using tarvo::oss::OutputStream;
@@ -107,11 +120,102 @@ icu::UnicodeString unicode(const std::string& bytes) {
 }
 
 template <class Properties>
-Map asMap(const Properties& properties) {
+Map asMap(const Properties& properties, const std::string& /*file*/) {
   Map map;
   for (const auto& [key, value] : properties) map.emplace(unicode(key), unicode(value));
   return map;
 }
+
+// --- other libraries
+
+#ifdef KELINFRA_BENCHMARK_POCO
+struct PocoProperties {
+  Poco::AutoPtr<Poco::Util::PropertyFileConfiguration> all = new Poco::Util::PropertyFileConfiguration;
+};
+
+void loadInto(PocoProperties& properties, const std::string& file) {
+  Poco::MemoryInputStream stream(file.data(), static_cast<std::streamsize>(file.size()));
+  properties.all->load(stream);
+}
+
+std::string valueOf(const PocoProperties& properties, const std::string& key) {
+  return properties.all->getRawString(key);
+}
+
+std::int32_t int32Of(const PocoProperties& properties, const std::string& key) {
+  return properties.all->getInt(key, -1);
+}
+
+/// It lists keys by their parts; each is asked for instead, and their number compared where it is known.
+Map asMap(const PocoProperties& properties, const std::string& file) {
+  Map map;
+  eachProperty(file, [&](std::string_view key, std::string_view) {
+    map.emplace(widened(key), widened(valueOf(properties, std::string(key))));
+  });
+  return map;
+}
+#endif
+
+#ifdef KELINFRA_BENCHMARK_LOG4CPLUS
+struct Log4cplusProperties {
+  log4cplus::helpers::Properties all;
+};
+
+/// Reads from a stream that has a copy of the text: the way there is.
+void loadInto(Log4cplusProperties& properties, const std::string& file) {
+  std::istringstream stream(file);
+  properties.all = log4cplus::helpers::Properties(stream);
+}
+
+const std::string& valueOf(const Log4cplusProperties& properties, const std::string& key) {
+  return properties.all.getProperty(key);
+}
+
+std::int32_t int32Of(const Log4cplusProperties& properties, const std::string& key) {
+  int value = -1;
+  properties.all.getInt(value, key);
+  return value;
+}
+
+Map asMap(const Log4cplusProperties& properties, const std::string& /*file*/) {
+  Map map;
+  for (const std::string& key : properties.all.propertyNames()) {
+    map.emplace(widened(key), widened(properties.all.getProperty(key)));
+  }
+  return map;
+}
+#endif
+
+#ifdef KELINFRA_BENCHMARK_GLIB
+struct KeyFile {
+  KeyFile() = default;
+  KeyFile(const KeyFile&) = delete;
+  KeyFile& operator=(const KeyFile&) = delete;
+  ~KeyFile() { g_key_file_free(all); }
+
+  GKeyFile* all = g_key_file_new();
+};
+
+/// Its properties belong to groups.
+void loadInto(KeyFile& properties, const std::string& file) {
+  static std::map<const std::string*, std::string> grouped;
+  std::string& text = grouped[&file];
+  if (text.empty()) text = "[all]\n" + file;
+  g_key_file_load_from_data(properties.all, text.data(), text.size(), G_KEY_FILE_NONE, nullptr);
+}
+
+Map asMap(const KeyFile& properties, const std::string& /*file*/) {
+  Map map;
+  gchar** const keys = g_key_file_get_keys(properties.all, "all", nullptr, nullptr);
+  for (gchar** key = keys; key != nullptr && *key != nullptr; ++key) {
+    gchar* const value = g_key_file_get_value(properties.all, "all", *key, nullptr);
+    map.emplace(widened(*key), widened(value));
+    g_free(value);
+  }
+  g_strfreev(keys);
+  return map;
+}
+#endif
 
 /// The properties of the state's file, if they are those that the library reads.
 template <class Properties>
@@ -119,8 +223,9 @@ bool loaded(benchmark::State& state, Properties& properties) {
   loadInto(properties, fileOf(state));
   ExtendedProperties ours;
   loadInto(ours, fileOf(state));
-  const Map expected = asMap(ours);
-  if (expected.size() == static_cast<std::size_t>(state.range(0)) && asMap(properties) == expected)
+  const Map expected = asMap(ours, fileOf(state));
+  if (expected.size() == static_cast<std::size_t>(state.range(0)) &&
+      asMap(properties, fileOf(state)) == expected)
     return true;
   state.SkipWithError("the properties differ");
   return false;
@@ -147,10 +252,29 @@ const icu::UnicodeString& valueOf(const AnyMap& map, const icu::UnicodeString& k
   return map.find(key)->second;
 }
 
-/// Every key, in an order of its own.
-std::vector<icu::UnicodeString> shuffledKeys(const benchmark::State& state) {
-  std::vector<icu::UnicodeString> keys;
-  eachProperty(fileOf(state), [&](std::string_view key, std::string_view) { keys.push_back(widened(key)); });
+template <class Properties>
+constexpr bool takesUnicode = true;
+#ifdef KELINFRA_BENCHMARK_POCO
+template <>
+constexpr bool takesUnicode<PocoProperties> = false;
+#endif
+#ifdef KELINFRA_BENCHMARK_LOG4CPLUS
+template <>
+constexpr bool takesUnicode<Log4cplusProperties> = false;
+#endif
+
+/// Every key as the candidate takes it, in an order of its own; of numbers alone, if asked for.
+template <class Properties>
+auto shuffledKeys(const benchmark::State& state, bool numbersAlone = false) {
+  std::vector<std::conditional_t<takesUnicode<Properties>, icu::UnicodeString, std::string>> keys;
+  eachProperty(fileOf(state), [&](std::string_view key, std::string_view value) {
+    if (numbersAlone && value.front() == '/') return;
+    if constexpr (takesUnicode<Properties>) {
+      keys.push_back(widened(key));
+    } else {
+      keys.emplace_back(key);
+    }
+  });
   std::shuffle(keys.begin(), keys.end(), std::mt19937(815));
   return keys;
 }
@@ -159,7 +283,7 @@ template <class Properties>
 void lookUp(benchmark::State& state) {
   Properties properties;
   if (!loaded(state, properties)) return;
-  const std::vector<icu::UnicodeString> keys = shuffledKeys(state);
+  const auto keys = shuffledKeys<Properties>(state);
   std::size_t i = 0;
   for (auto _ : state) {
     benchmark::DoNotOptimize(valueOf(properties, keys[i]).length());
@@ -188,12 +312,9 @@ void getInt32(benchmark::State& state) {
   if (!loaded(state, properties)) return;
   ExtendedProperties ours;
   loadInto(ours, fileOf(state));
-  std::vector<icu::UnicodeString> keys = shuffledKeys(state);
-  keys.erase(std::remove_if(keys.begin(), keys.end(),
-                            [&](const auto& key) { return ours.requireProperty(key).charAt(0) == u'/'; }),
-             keys.end());
-  for (const icu::UnicodeString& key : keys) {
-    if (int32Of(properties, key) != int32Of(ours, key)) state.SkipWithError("the numbers differ");
+  const auto keys = shuffledKeys<Properties>(state, true);
+  for (const auto& key : keys) {
+    if (int32Of(properties, key) != int32Of(ours, unicode(key))) state.SkipWithError("the numbers differ");
   }
   std::size_t i = 0;
   for (auto _ : state) {
@@ -290,6 +411,25 @@ void saveStream(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(savedByHand(map).data());
 }
 
+#ifdef KELINFRA_BENCHMARK_POCO
+/// The text is another one, so it is read again to see that it says the same.
+void savePoco(benchmark::State& state) {
+  PocoProperties properties;
+  if (!loaded(state, properties)) return;
+  const auto saved = [&] {
+    std::ostringstream out;
+    properties.all->save(out);
+    return std::move(out).str();
+  };
+  ExtendedProperties ours;
+  loadInto(ours, fileOf(state));
+  ExtendedProperties again;
+  loadInto(again, saved());
+  if (asMap(again, {}) != asMap(ours, {})) state.SkipWithError("the texts differ");
+  for (auto _ : state) benchmark::DoNotOptimize(saved().data());
+}
+#endif
+
 void sizes(benchmark::internal::Benchmark* task) {
   task->ArgName("entries")->Arg(1'000)->Arg(100'000);
 }
@@ -311,6 +451,22 @@ BENCHMARK(searchEveryValue)
     ->Name("ExtendedProperties/resolve ten references/a search of every value")
     ->Apply(sizes);
 BENCHMARK(save)->Name("ExtendedProperties/save/KELINFRA")->Apply(sizes);
+#ifdef KELINFRA_BENCHMARK_POCO
+BENCHMARK(load<PocoProperties>)->Name("ExtendedProperties/load/Poco")->Apply(sizes);
+BENCHMARK(lookUp<PocoProperties>)->Name("ExtendedProperties/look-up/Poco")->Apply(sizes);
+BENCHMARK(getInt32<PocoProperties>)->Name("ExtendedProperties/getPropertyAsInt32/Poco")->Apply(sizes);
+BENCHMARK(savePoco)->Name("ExtendedProperties/save/Poco")->Apply(sizes);
+#endif
+#ifdef KELINFRA_BENCHMARK_LOG4CPLUS
+BENCHMARK(load<Log4cplusProperties>)->Name("ExtendedProperties/load/log4cplus")->Apply(sizes);
+BENCHMARK(lookUp<Log4cplusProperties>)->Name("ExtendedProperties/look-up/log4cplus")->Apply(sizes);
+BENCHMARK(getInt32<Log4cplusProperties>)
+    ->Name("ExtendedProperties/getPropertyAsInt32/log4cplus")
+    ->Apply(sizes);
+#endif
+#ifdef KELINFRA_BENCHMARK_GLIB
+BENCHMARK(load<KeyFile>)->Name("ExtendedProperties/load/GKeyFile")->Apply(sizes);
+#endif
 BENCHMARK(saveStream)->Name("ExtendedProperties/save/std::ostream")->Apply(sizes);
 
 }  // namespace
