@@ -433,7 +433,7 @@ std::string slowWriters() {
 }
 
 std::string timeOuts() {
-  Server server({"--timeout", "200", "--buffers", "8192"});
+  Server server({"--timeout", "1000", "--buffers", "8192"});
   const std::string frame = frameOf(payloadOf(5, 0, 60));
   std::list<Peer> peers;
   for (std::size_t count = 0; count < frame.size(); ++count) {

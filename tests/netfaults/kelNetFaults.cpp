@@ -252,7 +252,7 @@ std::string systemGivesUpConnecting(Network& network) {
 /// left of the answer comes.
 template <class Break, class Mend>
 std::string readInterrupted(Network& network, const Break& breakLink, const Mend& mendLink) {
-  constexpr long timeout = 400;
+  constexpr long timeout = 1500;
   constexpr std::size_t length = 2'000'000;
   Server server(network);
   Client client(network.clientSpace());
@@ -278,7 +278,7 @@ std::string readInterrupted(Network& network, const Break& breakLink, const Mend
 
 std::string writeIntoTheDark(Network& network) {
   constexpr long timeout = 300;
-  Server server(network, {"--timeout", to_string(timeout)});
+  Server server(network, {"--timeout", "3000"});
   Client client(network.clientSpace());
   client.expect("connect " + server.place() + " 60000", "connected");
   client.expect("timeout " + to_string(timeout), "set");
