@@ -65,7 +65,8 @@ PropertyIndex::Answer PropertyIndex::find(Hash hash, std::u16string_view key) co
     if (place->hash != hash || place->property == nullptr) continue;
     const std::u16string_view stored = unitsOf(place->property->first);
     if (stored.size() == key.size() &&
-        std::memcmp(stored.data(), key.data(), key.size() * sizeof(char16_t)) == 0) {
+        (key.empty() ||  // then there may be no units to point to
+         std::memcmp(stored.data(), key.data(), key.size() * sizeof(char16_t)) == 0)) {
       return {place, true};
     }
   }
