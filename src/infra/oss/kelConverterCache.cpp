@@ -3,6 +3,7 @@
 #include "oss/kelMemory.hpp"
 #include "oss/kelSingleByteTable.hpp"
 #include "oss/kelUTF8Conversion.hpp"
+#include "platform/kelThreadBlock.hpp"
 
 #include <algorithm>
 #include <array>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <type_traits>
 
 namespace tarvo::oss {
 
@@ -27,35 +29,31 @@ namespace {
 
 using Direction = CachedConverter::Direction;
 
-/// Trivially destructible, so that it can still be looked at when the thread's other objects are gone.
 struct ThreadConverters {
   std::array<KeptConverter, 8> kept;
   std::array<KeptConverter*, 2> last;  // where either direction found its name last
   std::size_t oldest;                  // where the next one goes
-  bool closed;                         // the thread is ending, nothing more is kept
 };
-
-constinit thread_local ThreadConverters converters{};
+static_assert(sizeof(ThreadConverters) <= platform::threadBlockSize);
+static_assert(std::is_trivial_v<ThreadConverters>, "all zero is none kept");
 
 /// Closes the thread's converters when the thread ends.
-struct ThreadEnd {
-  ThreadEnd() = default;
-  ThreadEnd(const ThreadEnd&) = delete;
-  ThreadEnd& operator=(const ThreadEnd&) = delete;
-  ~ThreadEnd() {
-    for (KeptConverter& kept : converters.kept) {
-      if (kept.converter != nullptr) ucnv_close(kept.converter);
-      kept.converter = nullptr;
-    }
-    converters.closed = true;
+void closeAll(void* block) noexcept {
+  for (const KeptConverter& kept : static_cast<ThreadConverters*>(block)->kept) {
+    if (kept.converter != nullptr) ucnv_close(kept.converter);
   }
-};
+}
+
+/// Null when the thread is ending and nothing more is kept.
+ThreadConverters* converters() {
+  return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
+}
 
 bool isOf(const KeptConverter& kept, const char* name) {
   return std::strcmp(kept.name.data(), name) == 0 && kept.converter != nullptr;
 }
 
-KeptConverter* find(const char* name, Direction direction) {
+KeptConverter* find(ThreadConverters& converters, const char* name, Direction direction) {
   KeptConverter*& last = converters.last[static_cast<std::size_t>(direction)];
   if (last != nullptr && isOf(*last, name)) return last;
   for (KeptConverter& kept : converters.kept) {
@@ -65,8 +63,7 @@ KeptConverter* find(const char* name, Direction direction) {
 }
 
 /// The place for a new converter, whose former one is closed; null when every one is in use.
-KeptConverter* makePlace() {
-  static const thread_local ThreadEnd closesAll;
+KeptConverter* makePlace(ThreadConverters& converters) {
   for (std::size_t tried = 0; tried < converters.kept.size(); ++tried) {
     KeptConverter& place = converters.kept[converters.oldest];
     converters.oldest = (converters.oldest + 1) % converters.kept.size();
@@ -111,7 +108,8 @@ CachedConverter::CachedConverter(const char* name) : CachedConverter(name, Direc
 
 CachedConverter::CachedConverter(const char* name, Direction direction) {
   if (name == nullptr) name = ucnv_getDefaultName();
-  kept_ = find(name, direction);
+  ThreadConverters* const own = converters();
+  kept_ = own == nullptr ? nullptr : find(*own, name, direction);
   if (kept_ == nullptr || kept_->leased) {
     openAnew(name);
   } else {
@@ -126,9 +124,10 @@ void CachedConverter::openAnew(const char* name) {
   kept_ = nullptr;
   converter_ = open(name);
   const std::size_t size = std::strlen(name) + 1;
-  if (converter_ == nullptr || inUse || converters.closed || size > longestName || !startsAfresh(converter_))
+  ThreadConverters* const own = converters();
+  if (converter_ == nullptr || own == nullptr || inUse || size > longestName || !startsAfresh(converter_))
     return;
-  kept_ = makePlace();
+  kept_ = makePlace(*own);
   if (kept_ == nullptr) return;
   std::memcpy(kept_->name.data(), name, size);
   kept_->converter = converter_;
