@@ -7,6 +7,12 @@ set(KELINFRA_COMPILE_OPTIONS
     -fno-semantic-interposition
     # No path of the building machine in what is shipped; messages record base names anyway.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(WIN32)
+  # Sections of the tests' many templates are more than the old object format counts.
+  list(APPEND KELINFRA_COMPILE_OPTIONS -Wa,-mbig-obj)
+  # Programs find the libraries that they are linked with beside themselves.
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+endif()
 if(KELINFRA_WARNINGS_AS_ERRORS)
   list(APPEND KELINFRA_COMPILE_OPTIONS -Werror)
 endif()
@@ -42,4 +48,8 @@ function(kelinfra_configure target)
   set_target_properties(${target} PROPERTIES CXX_STANDARD ${standard} CXX_STANDARD_REQUIRED ON CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE ${KELINFRA_COMPILE_OPTIONS})
   target_link_options(${target} PRIVATE ${KELINFRA_LINK_OPTIONS})
+  if(WIN32)
+    # Of Windows 7 and later. Its min and max are no macros in the project's own sources.
+    target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
+  endif()
 endfunction()

@@ -70,12 +70,78 @@ need_test_tools() {
   need openjdk-17-jdk-headless
 }
 
+mingw=x86_64-w64-mingw32
+
+need_windows_toolchain() {
+  need_test_tools
+  need g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest
+}
+
+# windows_library NAME: where scripts/windows-libraries puts a library, by the versions of its source and of the compiler.
+windows_library() {
+  local package
+  case $1 in
+    icu) package=libicu-dev ;;
+    googletest) package=googletest ;;
+    benchmark) package=libbenchmark-dev ;;
+  esac
+  printf '%s/build/windows-libraries/%s\n' "$root" \
+    "$1-$(dpkg-query -W -f='${source:Version}' "$package")-gcc-$(dpkg-query -W -f='${Version}' gcc-mingw-w64-x86-64-posix)"
+}
+
 # build PRESET [CMAKE OPTION...]: configures and builds.
 build() {
   local preset=$1
   shift
   step "configuring $preset" cmake --preset "$preset" -S "$root" "$@"
   step "building $preset" cmake --build "$root/build/$preset" -j "$jobs"
+}
+
+# build_windows: against the libraries of scripts/windows-libraries.
+build_windows() {
+  build windows \
+    "-DCMAKE_PREFIX_PATH=$(windows_library icu);$(windows_library googletest);$(windows_library benchmark)"
+}
+
+# use_wine: from here on Wine is this build's own: without windows, without a word about itself, and without offering
+# to fetch anything.
+use_wine() {
+  export WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=" LC_ALL=C.UTF-8
+  unset DISPLAY WAYLAND_DISPLAY
+  [ -f "$WINEPREFIX/system.reg" ] || step "preparing Wine" wine wineboot --init
+}
+
+# count_windows_tests LOG: what passed and what failed in a log of ctest in which programs are run whole: each test of
+# theirs that ran to its end, and each other test. Prints two numbers.
+count_windows_tests() {
+  tr -d '\r' <"$1" | awk '
+    /^[0-9]+: \[==========\] Running [0-9]+ tests? from/ { told[$1 + 0] += $4 }
+    /^[0-9]+: \[       OK \] / { good[$1 + 0]++ }
+    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+: / {
+      match($0, /#[0-9]+/)
+      id = substr($0, RSTART + 1, RLENGTH - 1) + 0
+      passes = / Passed +[0-9.]+ sec/
+      passed += id in told ? good[id] : passes
+      failed += id in told ? told[id] - good[id] : !passes
+      # A program that fails although each of its tests passed.
+      if (!passes && id in told && told[id] == good[id]) failed++
+    }
+    END { print passed + 0, failed + 0 }'
+}
+
+# run_windows_tests [CTEST OPTION...]: as run_tests, under Wine.
+run_windows_tests() {
+  local log=$logs/tests-windows.log
+  say "testing windows ..."
+  (cd "$root" && ctest --preset windows -j "$jobs" "$@") >"$log" 2>&1 || true
+  read -r passed failed < <(count_windows_tests "$log")
+  if [ "$passed" = 0 ]; then
+    tail -n 40 "$log" >&2
+    die "the tests of windows did not run"
+  fi
+  if [ "$failed" != 0 ]; then
+    tr -d '\r' <"$log" | grep -vE '^[0-9]+: \[( *OK |-+|=+| RUN +)\]|^[0-9]+: *$|^test [0-9]+$|^ +Start ' | tail -n 200 >&2
+  fi
 }
 
 # run_tests PRESET [CTEST OPTION...]: runs the tests and leaves their counts in $passed and $failed. Tests of kernels that

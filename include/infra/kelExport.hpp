@@ -1,9 +1,12 @@
 #pragma once
 
 /// KELINFRA_API marks what the shared library exports. Everything else stays inside it.
-/// KELINFRA_LOCAL takes a private member of an exported class out of the exports again.
+/// KELINFRA_LOCAL takes a private member of an exported class out of the exports again; Windows exports a class whole.
+/// Programs that are linked with the library's objects, and not with the library, define KELINFRA_STATIC.
 #if defined(_WIN32)
-#if defined(KELINFRA_BUILDING)
+#if defined(KELINFRA_STATIC)
+#define KELINFRA_API
+#elif defined(KELINFRA_BUILDING)
 #define KELINFRA_API __declspec(dllexport)
 #else
 #define KELINFRA_API __declspec(dllimport)

@@ -15,9 +15,45 @@ fail() {
   exit 1
 }
 
+mingw=x86_64-w64-mingw32
+
+# exported LIBRARY: the names of its exports.
+exported() {
+  case $1 in
+    *.dll) "$mingw-objdump" -p "$1" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t*\[ *[0-9]*\].* //p' ;;
+    *) nm -D --defined-only --format=just-symbols "$1" | sed 's/@.*//' | grep -v '^KELINFRA_[0-9]*$' ;;
+  esac
+}
+
+# imported LIBRARY: the names that it takes from other libraries.
+imported() {
+  case $1 in
+    *.dll) "$mingw-objdump" -p "$1" | awk '/^\tvma:.*Member-Name/ { on = 1; next } NF < 3 { on = 0 } on { print $3 }' ;;
+    *) nm -D --undefined-only --format=just-symbols "$1" | sed 's/@.*//' ;;
+  esac
+}
+
+# initialisers LIBRARY: how many functions run when it is loaded.
+initialisers() {
+  case $1 in
+    *.dll)
+      # Between the two words that mark the ends of the list.
+      local start end
+      start=$("$mingw-nm" "$1" | awk '$3 == "__CTOR_LIST__" { print $1 }')
+      end=$("$mingw-nm" "$1" | awk '$3 == "__DTOR_LIST__" { print $1 }')
+      printf '%s\n' $(((16#$end - 16#$start) / 8 - 2))
+      ;;
+    *)
+      local size
+      size=$(readelf -SW "$1" | awk '{ for (i = 1; i <= NF; ++i) if ($i == ".init_array") print $(i + 4) }')
+      printf '%s\n' $((16#$size / 8))
+      ;;
+  esac
+}
+
 # Demangled, so that the list reads well and does not depend on which of a constructor's symbols a compiler emits.
 list_exports() {
-  nm -D --defined-only --format=just-symbols "$1" | sed 's/@.*//' | grep -v '^KELINFRA_[0-9]*$' | c++filt | sort -u
+  exported "$1" | c++filt | sort -u
 }
 
 case ${1:-} in
@@ -29,8 +65,7 @@ $difference"
     ;;
   initialisers)
     # One entry is the compiler's own start-up code, one the print stream's source: ossOut and std::cerr's start.
-    size=$(readelf -SW "$2" | awk '{ for (i = 1; i <= NF; ++i) if ($i == ".init_array") print $(i + 4) }')
-    entries=$((16#$size / 8))
+    entries=$(initialisers "$2")
     constructors=$(nm "$2" | sed -n 's/.* \(_GLOBAL__sub_I_.*\)/\1/p')
     case $constructors in
       _GLOBAL__sub_I_kelPrintStream.cpp | _GLOBAL__sub_I__ZN5tarvo3oss6ossOutE) [ "$entries" = 2 ] && exit ;;
@@ -38,8 +73,8 @@ $difference"
     fail "$entries entries in .init_array; constructors: ${constructors:-none by name}"
     ;;
   imports)
-    found=$(nm -D --undefined-only --format=just-symbols "$2" | sed 's/@.*//' |
-      grep -xE '(secure_)?getenv|environ|fopen(64)?|open(64|at)?|freopen|std::.*filebuf.*' || true)
+    imported "$2" | grep -qx _Unwind_Resume || fail "the list of what the library calls cannot be read"
+    found=$(imported "$2" | grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|GetEnvironment.*|Reg(Open|Query).*' || true)
     [ -z "$found" ] || fail "calls $found"
     ;;
   traced-call)

@@ -2,17 +2,29 @@
 
 #include <unicode/ucnv.h>
 
+#include <memory>
+#include <string>
 #include <utility>
 
 namespace {
 
-const char* defaultName = "UTF-8";
+/// ICU's own default, as long as no other is named.
+const char* defaultName = nullptr;
+
+const char* icusOwn() {
+  static const std::string name = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<UConverter, void (*)(UConverter*)> own(ucnv_open(nullptr, &status), &ucnv_close);
+    return std::string(ucnv_getName(own.get(), &status));
+  }();
+  return name.c_str();
+}
 
 }  // namespace
 
 // Found before ICU's own.
 extern "C" const char* ucnv_getDefaultName(void) {
-  return defaultName;
+  return defaultName == nullptr ? icusOwn() : defaultName;
 }
 
 namespace tarvo::test {

@@ -235,11 +235,18 @@ int FakeWinsock::WSAStartup(std::uint16_t version, platform::StartupData& data) 
       answer("WSAStartup", text(version) + zeroed, on.WSAStartup, &Winsock::WSAStartup, version, data);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (result == 0) ++starts_;
+  if (result == 0 && on.WSAStartup) ++pretendedStarts_;
   return result;
 }
 
+// The system counts start-ups: it is not to hear of the end of one that it was not asked for.
 int FakeWinsock::WSACleanup() {
-  const int result = answer("WSACleanup", "", on.WSACleanup, &Winsock::WSACleanup);
+  std::function<int()> replacement = on.WSACleanup;
+  if (!replacement && pretendedStarts_ > 0) {
+    --pretendedStarts_;
+    replacement = [] { return 0; };
+  }
+  const int result = answer("WSACleanup", "", replacement, &Winsock::WSACleanup);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (result == 0) ++cleanups_;
   return result;

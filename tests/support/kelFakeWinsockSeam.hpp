@@ -2,6 +2,7 @@
 
 #include "platform/kelWinsock.hpp"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -161,6 +162,7 @@ class FakeWinsock final : public platform::Winsock {
   int lastLabel_ = 0;
   int starts_ = 0;
   int cleanups_ = 0;
+  std::atomic<int> pretendedStarts_ = 0;  ///< answered by a replacement, and not ended yet
 };
 
 /// A resolver's answer for an IPv4 address, given as "127.0.0.1".

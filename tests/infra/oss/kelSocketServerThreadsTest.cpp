@@ -2,6 +2,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 #include "infra/trace/kelTraceFacility.hpp"
 
+#include "support/kelAwaited.hpp"
 #include "support/kelRaises.hpp"
 
 #include <gmock/gmock.h>
@@ -59,14 +60,13 @@ thread_local bool isWaiter = false;
 class WaitWatch {
  public:
   WaitWatch() {
-    begun = 0;
+    begun.set(0);
     flags_[trace::componentIndex] = 0x1;
     trace::Facility facility;
     facility.componentTraceFlags = flags_;
     facility.traceEntry = [](std::uint32_t probe) {
       if (!isWaiter || probe != 0x1CD80618) return;
-      ++begun;
-      begun.notify_all();
+      begun.increment();
     };
     trace::install(facility);
   }
@@ -75,12 +75,12 @@ class WaitWatch {
   ~WaitWatch() { trace::uninstall(); }
 
   static void awaitNext() {
-    begun.wait(0);
-    begun = 0;
+    begun.awaitOtherThan(0);
+    begun.set(0);
   }
 
  private:
-  inline static std::atomic<unsigned int> begun = 0;
+  inline static Awaited begun;
   std::uint32_t flags_[trace::componentIndex + 1] = {};
 };
 
@@ -90,8 +90,7 @@ class Waiter {
   explicit Waiter(SocketServer& server, const unsigned long long* timeout = nullptr)
       : thread_([this, &server, timeout] {
           isWaiter = true;
-          started_ = true;
-          started_.notify_all();
+          started_.set(1);
           outcome_ = outcomeOf([&] { server.accept(client, timeout); });
         }) {}
   Waiter(const Waiter&) = delete;
@@ -101,7 +100,7 @@ class Waiter {
   }
 
   /// Returns when the thread is about to call accept.
-  void awaitStart() const { started_.wait(false); }
+  void awaitStart() const { started_.awaitOtherThan(0); }
   const std::string& outcome() {
     if (thread_.joinable()) thread_.join();
     return outcome_;
@@ -110,7 +109,7 @@ class Waiter {
   Socket client;
 
  private:
-  std::atomic<bool> started_ = false;
+  Awaited started_;
   std::string outcome_;
   std::thread thread_;
 };
@@ -284,10 +283,7 @@ class Strangers {
   ~Strangers() { stop(); }
 
   /// Each thread has another conversation, from now on.
-  void stir() {
-    ++turn_;
-    turn_.notify_all();
-  }
+  void stir() { turn_.increment(); }
 
   void stop() {
     stopped_ = true;
@@ -308,9 +304,9 @@ class Strangers {
   void run(const std::string& name) {
     const std::string outcome = outcomeOf([&] {
       while (!stopped_) {
-        const unsigned int turn = turn_;
+        const unsigned int turn = turn_.get();
         converse(name);
-        if (!stopped_) turn_.wait(turn);
+        if (!stopped_) turn_.awaitOtherThan(turn);
       }
     });
     if (outcome != accepted) report(name + ": " + outcome);
@@ -347,7 +343,7 @@ class Strangers {
   }
 
   std::atomic<bool> stopped_ = false;
-  std::atomic<unsigned int> turn_ = 0;
+  Awaited turn_;
   std::atomic<unsigned int> conversations_ = 0;
   mutable std::mutex mutex_;
   std::string trouble_;

@@ -526,9 +526,18 @@ TEST(ExtendedProperties, TakesDefaultsOfEveryNameOfAType) {
   const long long asLongLong = -9;
   unsigned long asUnsignedLong = 8;
   const unsigned long long asUnsignedLongLong = 9;
-  EXPECT_EQ(properties.getPropertyAsInt64(key, &asLong), -8);
+  // A long is of the one width or of the other.
+  const auto byPointer = [&](const auto* value) -> std::int64_t {
+    if constexpr (sizeof *value == 4) return properties.getPropertyAsInt32(key, value);
+    if constexpr (sizeof *value == 8) return properties.getPropertyAsInt64(key, value);
+  };
+  const auto unsignedByPointer = [&](const auto* value) -> std::uint64_t {
+    if constexpr (sizeof *value == 4) return properties.getPropertyAsUInt32(key, value);
+    if constexpr (sizeof *value == 8) return properties.getPropertyAsUint64(key, value);
+  };
+  EXPECT_EQ(byPointer(&asLong), -8);
   EXPECT_EQ(properties.getPropertyAsInt64(key, &asLongLong), -9);
-  EXPECT_EQ(properties.getPropertyAsUint64(key, &asUnsignedLong), 8U);
+  EXPECT_EQ(unsignedByPointer(&asUnsignedLong), 8U);
   EXPECT_EQ(properties.getPropertyAsUint64(key, &asUnsignedLongLong), 9U);
   EXPECT_EQ(properties.getPropertyAsInt64(key, asLong), -8);
   EXPECT_EQ(properties.getPropertyAsInt64(key, asLongLong), -9);

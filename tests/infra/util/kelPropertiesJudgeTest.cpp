@@ -208,7 +208,8 @@ std::vector<Named> files() {
   std::vector<Named> found;
   for (const auto& entry : std::filesystem::directory_iterator(sources + "/data/properties")) {
     std::ifstream file(entry.path(), std::ios::binary);
-    found.push_back({entry.path().filename(), std::string(std::istreambuf_iterator<char>(file), {})});
+    found.push_back(
+        {entry.path().filename().string(), std::string(std::istreambuf_iterator<char>(file), {})});
   }
   return found;
 }

@@ -1,9 +1,10 @@
 #include "platform/kelWinsock.hpp"
 
-// linux/tcp.h and not netinet/tcp.h: only the former's tcp_info tells how much was acknowledged.
+#include "platform/kelWinsockChecks.hpp"
 #include "platform/posix/kelWinsockCodes.hpp"
 
 #include <fcntl.h>
+// And not netinet/tcp.h: only this one's tcp_info tells how much was acknowledged.
 #include <linux/tcp.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -228,15 +229,12 @@ struct NativeAddress {
   const sockaddr* get() const noexcept { return reinterpret_cast<const sockaddr*>(&storage); }
 };
 
-/// Turns Winsock's address into the system's. Only IPv4 and IPv6 pass: what else a stranger's record may hold
-/// could mean something here, "no family" even the end of a connection.
+/// Turns Winsock's address into the system's. Returns 0, or what is wrong with it.
 int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept {
+  if (const int refusal = addressRefusal(address, length); refusal != 0) return refusal;
   std::uint16_t family = 0;
-  if (address == nullptr || length < sizeof family) return wsa::badAddress;
   std::memcpy(&family, address, sizeof family);
-  if (family != familyInet && family != familyInet6) return wsa::familyNotSupported;
   const std::size_t needed = family == familyInet ? inetAddressSize : inet6AddressSize;
-  if (length < needed) return wsa::badAddress;
   native.storage = {};
   std::memcpy(&native.storage, address, needed);
   native.storage.ss_family = family == familyInet ? AF_INET : AF_INET6;
@@ -418,9 +416,7 @@ class PosixWinsock final : public Winsock {
   void WSASetLastError(int code) override { lastError = code; }
 
   SocketHandle socket(int family, int type, int protocol) override {
-    constexpr int lastType = 5;  // further bits are flags to the system, not types
-    if (family != familyInet && family != familyInet6) return refuse(wsa::familyNotSupported);
-    if (type < typeStream || type > lastType) return refuse(wsa::socketTypeNotSupported);
+    if (const int refusal = socketRefusal(family, type); refusal != 0) return refuse(refusal);
     return fresh(::socket(family == familyInet ? AF_INET : AF_INET6, type | SOCK_CLOEXEC, protocol));
   }
 
@@ -558,13 +554,6 @@ class PosixWinsock final : public Winsock {
   }
 
  private:
-  /// Whether `service` is a number that no port has. The system's resolver would take it modulo 65536.
-  static bool isBeyondPorts(const char* service) noexcept {
-    constexpr unsigned long mostPort = 65535;
-    char* end = nullptr;
-    return service != nullptr && std::strtoul(service, &end, 10) > mostPort && *end == '\0';
-  }
-
   static SocketHandle refuse(int code) noexcept {
     lastError = code;
     return invalidSocket;

@@ -14,12 +14,20 @@ namespace {
 /// constructed when the library is loaded.
 constinit SRWLOCK switching = SRWLOCK_INIT;
 
-/// The locale that stands, copied, since the runtime's own text changes with the next switch.
+/// Room for the name of the locale that stood before, as long as any that is not made to be longer. Who holds the lock
+/// uses it.
+constinit char formerName[1024];
+
+/// The name of the locale that stands, copied, since the runtime's own text changes with the next switch.
 char* currentName() {
   const char* const name = std::setlocale(LC_ALL, nullptr);
   const std::size_t size = std::strlen(name) + 1;
-  void* const copy = std::malloc(size);
-  return copy == nullptr ? nullptr : static_cast<char*>(std::memcpy(copy, name, size));
+  void* const room = size <= sizeof formerName ? formerName : std::malloc(size);
+  return room == nullptr ? nullptr : static_cast<char*>(std::memcpy(room, name, size));
+}
+
+void release(void* name) {
+  if (name != formerName) std::free(name);
 }
 
 }  // namespace
@@ -37,7 +45,7 @@ EnglishRuntimeLocale::EnglishRuntimeLocale() {
 
 EnglishRuntimeLocale::~EnglishRuntimeLocale() {
   std::setlocale(LC_ALL, static_cast<const char*>(former_));
-  std::free(former_);
+  release(former_);
   ReleaseSRWLockExclusive(&switching);
 }
 

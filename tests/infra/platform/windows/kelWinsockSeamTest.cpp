@@ -1,0 +1,344 @@
+// The Windows side of the seam, where it is more than the system's own function: the system's headers are at home here.
+
+#include "platform/kelThreadBlock.hpp"
+#include "platform/kelWinsock.hpp"
+#include "support/kelHandles.hpp"
+#include "support/windows/kelWinsockStart.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <future>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tarvo::test {
+namespace {
+
+using platform::invalidSocket;
+using platform::SocketHandle;
+using platform::SocketSet;
+using platform::TimeValue;
+
+using Address = std::vector<unsigned char>;
+
+platform::Winsock& system() {
+  return platform::systemWinsock();
+}
+
+int lastError() {
+  return system().WSAGetLastError();
+}
+
+/// A Winsock address of this machine.
+Address loopbackAddress() {
+  Address address(16);
+  address[0] = 2;
+  address[4] = 127;
+  address[7] = 1;
+  return address;
+}
+
+SocketHandle tcpSocket() {
+  const SocketHandle handle = system().socket(2, 1, 6);
+  EXPECT_NE(handle, invalidSocket);
+  return handle;
+}
+
+bool isInherited(SocketHandle handle) {
+  DWORD flags = 0;
+  EXPECT_NE(::GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags), 0);
+  return (flags & HANDLE_FLAG_INHERIT) != 0;
+}
+
+/// A listener on a port of the system's choice, to which sockets can be connected.
+class Listening {
+ public:
+  Listening() : handle(tcpSocket()), address(16) {
+    EXPECT_EQ(system().bind(handle, loopbackAddress().data(), 16), 0);
+    EXPECT_EQ(system().listen(handle, 5), 0);
+    std::size_t length = address.size();
+    EXPECT_EQ(system().getsockname(handle, address.data(), length), 0);
+  }
+  Listening(const Listening&) = delete;
+  Listening& operator=(const Listening&) = delete;
+  ~Listening() { system().closesocket(handle); }
+
+  SocketHandle connects() const {
+    const SocketHandle client = tcpSocket();
+    EXPECT_EQ(system().connect(client, address.data(), address.size()), 0);
+    return client;
+  }
+
+  SocketHandle handle;
+  Address address;
+};
+
+class WindowsWinsock : public testing::Test {
+ protected:
+  void SetUp() override {
+    winsockStarted();
+    descriptors_ = openDescriptors();
+  }
+  void TearDown() override { EXPECT_EQ(openDescriptors(), descriptors_); }
+
+ private:
+  std::size_t descriptors_ = 0;
+};
+
+TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
+  for (const int code : {11001, 11002, 11003, 10109, 10061}) {
+    char text[1024];
+    const DWORD count =
+        ::FormatMessageA(0x12FF, nullptr, static_cast<DWORD>(code), 0x400, text, sizeof text, nullptr);
+    EXPECT_EQ(system().systemText(code), std::string(text, count)) << code;
+    EXPECT_EQ(system().systemText(code).find_first_of("\r\n"), std::string::npos) << code;
+  }
+  EXPECT_NE(system().systemText(11001), "");
+  EXPECT_EQ(system().systemText(0x2FFFFFFF), "");
+}
+
+TEST_F(WindowsWinsock, HandlesAreWholeNumbersOf64Bits) {
+  const Listening listening;
+  const SocketHandle client = listening.connects();
+  for (const SocketHandle wild : {client | 1ULL << 32, client | 1ULL << 63, client | 0xFFFFFFFF00000000ULL}) {
+    SCOPED_TRACE(wild);
+    char byte = 0;
+    int value = 0;
+    const std::vector<std::function<int()>> calls = {
+        [&] { return system().send(wild, "x", 1); },
+        [&] { return system().recv(wild, &byte, 1); },
+        [&] { return system().shutdown(wild, 2); },
+        [&] { return system().ioctlsocketNonBlocking(wild, 0); },
+        [&] { return system().setsockopt(wild, 6, 1, 1); },
+        [&] { return system().getsockopt(wild, 0xFFFF, 0x1007, value); },
+        [&] { return system().closesocket(wild); },
+        [&] {
+          SocketSet write;
+          write.add(wild);
+          SocketSet none;
+          SocketSet noneEither;
+          return system().select(none, write, noneEither, nullptr);
+        },
+    };
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+      system().WSASetLastError(0);
+      EXPECT_EQ(calls[i](), platform::socketError) << "call " << i;
+      EXPECT_EQ(lastError(), 10038) << "call " << i;
+    }
+  }
+  EXPECT_EQ(system().send(client, "x", 1), 1) << "the socket itself is as it was";
+  system().closesocket(client);
+}
+
+TEST_F(WindowsWinsock, NoSocketIsInherited) {
+  const Listening listening;
+  const SocketHandle client = listening.connects();
+  const SocketHandle server = system().accept(listening.handle);
+  for (const SocketHandle handle : {listening.handle, client, server}) EXPECT_FALSE(isInherited(handle));
+  system().closesocket(client);
+  system().closesocket(server);
+}
+
+TEST_F(WindowsWinsock, AcceptedSocketsBlockWhateverTheListenerDoes) {
+  const Listening listening;
+  for (const unsigned long mode : {0UL, 1UL, 0UL}) {
+    ASSERT_EQ(system().ioctlsocketNonBlocking(listening.handle, mode), 0);
+    if (mode != 0) {
+      EXPECT_EQ(system().accept(listening.handle), invalidSocket);
+      EXPECT_EQ(lastError(), 10035);
+    }
+    const SocketHandle client = listening.connects();
+    const SocketHandle server = system().accept(listening.handle);
+    ASSERT_NE(server, invalidSocket);
+    EXPECT_TRUE(isBlocking(server)) << mode;
+    system().closesocket(client);
+    system().closesocket(server);
+  }
+}
+
+TEST_F(WindowsWinsock, ABlockingAcceptWaits) {
+  const Listening listening;
+  std::promise<void> started;
+  SocketHandle server = invalidSocket;
+  std::thread waiter([&] {
+    started.set_value();
+    server = system().accept(listening.handle);
+  });
+  started.get_future().wait();
+  const SocketHandle client = listening.connects();
+  waiter.join();
+  EXPECT_NE(server, invalidSocket);
+  system().closesocket(client);
+  system().closesocket(server);
+}
+
+TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
+  const Listening listening;
+  std::array<std::promise<void>, 3> started;
+  std::vector<std::thread> waiters;
+  for (int i = 0; i < 2; ++i) {
+    waiters.emplace_back([&, i] {
+      started[static_cast<std::size_t>(i)].set_value();
+      EXPECT_EQ(system().accept(listening.handle), invalidSocket);
+      EXPECT_EQ(lastError(), 10022);
+    });
+  }
+  const auto selects = [&] {
+    SocketSet read;
+    SocketSet none;
+    SocketSet noneEither;
+    read.add(listening.handle);
+    EXPECT_EQ(system().select(read, none, noneEither, nullptr), 1);
+    EXPECT_EQ(read.count, 1U);
+    EXPECT_TRUE(read.contains(listening.handle));
+  };
+  waiters.emplace_back([&] {
+    started[2].set_value();
+    selects();
+  });
+  for (std::promise<void>& promise : started) promise.get_future().wait();
+  system().wakeAccept(listening.handle);
+  system().wakeAccept(listening.handle);
+  for (std::thread& waiter : waiters) waiter.join();
+  selects();
+  EXPECT_EQ(system().accept(listening.handle), invalidSocket);
+  EXPECT_EQ(lastError(), 10022);
+  std::size_t length = 16;
+  Address name(length);
+  EXPECT_EQ(system().getsockname(listening.handle, name.data(), length), 0)
+      << "the number means the same socket";
+  EXPECT_EQ(name, listening.address);
+}
+
+TEST_F(WindowsWinsock, SelectWatchesAFullSetOfListeners) {
+  std::vector<SocketHandle> handles;
+  SocketSet read;
+  for (unsigned int i = 0; i < SocketSet::most; ++i) {
+    handles.push_back(tcpSocket());
+    ASSERT_EQ(system().bind(handles.back(), loopbackAddress().data(), 16), 0);
+    ASSERT_EQ(system().listen(handles.back(), 1), 0);
+    read.add(handles.back());
+  }
+  system().wakeAccept(handles[63]);
+  system().wakeAccept(handles[7]);
+  SocketSet none;
+  SocketSet noneEither;
+  EXPECT_EQ(system().select(read, none, noneEither, nullptr), 2);
+  ASSERT_EQ(read.count, 2U);
+  EXPECT_EQ(read.handles[0], handles[7]);
+  EXPECT_EQ(read.handles[1], handles[63]);
+  for (const SocketHandle handle : handles) EXPECT_EQ(system().closesocket(handle), 0);
+}
+
+TEST_F(WindowsWinsock, ANewSocketOfAWokenListenersNumberKnowsNothingOfIt) {
+  SocketHandle former = invalidSocket;
+  {
+    const Listening listening;
+    system().wakeAccept(listening.handle);
+    former = listening.handle;
+  }
+  const Listening listening;
+  EXPECT_EQ(listening.handle, former) << "the system gives the lowest free number";
+  SocketSet read;
+  SocketSet none;
+  SocketSet noneEither;
+  read.add(listening.handle);
+  const TimeValue now = {0, 0};
+  EXPECT_EQ(system().select(read, none, noneEither, &now), 0);
+}
+
+// Who only resolves has no Socket.
+TEST_F(WindowsWinsock, NamesResolveThoughNobodyHasStartedWinsock) {
+  int starts = 0;
+  while (::WSACleanup() == 0) ++starts;
+  std::vector<platform::ResolvedAddress> list;
+  EXPECT_EQ(system().getaddrinfo("127.0.0.1", "4711", {0, 0, 1, 0}, list), 0);
+  EXPECT_EQ(system().socket(2, 1, 6), invalidSocket) << "it is over again";
+  EXPECT_EQ(lastError(), 10093);
+  WSADATA data;
+  while (starts-- > 0) ASSERT_EQ(::WSAStartup(0x0202, &data), 0);
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list[0].family, 2);
+  EXPECT_EQ(list[0].address, Address({2, 0, 0x12, 0x67, 127, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(WindowsWinsock, ResolverReturnsItsCodeAndLeavesTheList) {
+  std::vector<platform::ResolvedAddress> list;
+  EXPECT_EQ(system().getaddrinfo("no.such.name.invalid.", "80", {0, 0, 1, 0}, list), 11001);
+  EXPECT_EQ(system().getaddrinfo("127.0.0.1", "70000", {0, 0, 1, 0}, list), 10109);
+  EXPECT_TRUE(list.empty());
+}
+
+TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
+  const SocketHandle handle = tcpSocket();
+  for (const int option : {0x1005, 0x1006}) {
+    for (const unsigned int milliseconds : {1000U, 0U, 1U, 1500U, 2147483648U}) {
+      SCOPED_TRACE(testing::Message() << option << " " << milliseconds);
+      EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, static_cast<int>(milliseconds)), 0);
+      EXPECT_EQ(option == 0x1005 ? sendTimeout(handle) : receiveTimeout(handle), milliseconds);
+      int value = -1;
+      EXPECT_EQ(system().getsockopt(handle, 0xFFFF, option, value), 0);
+      EXPECT_EQ(static_cast<unsigned int>(value), milliseconds);
+    }
+  }
+  system().closesocket(handle);
+}
+
+TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
+  const SocketHandle handle = tcpSocket();
+  for (const int value : {1, 0}) {
+    ASSERT_EQ(system().setsockopt(handle, 6, 1, value), 0);
+    int read = -1;
+    EXPECT_EQ(system().getsockopt(handle, 6, 1, read), 0);
+    EXPECT_EQ(read, value);
+  }
+  system().closesocket(handle);
+}
+
+// --- blocks of threads
+
+struct Ended {
+  static inline std::atomic<int> count{0};
+
+  static void note(void* block) noexcept {
+    ++count;
+    EXPECT_EQ(*static_cast<int*>(block), 7);
+    EXPECT_EQ(platform::threadBlock(&note), nullptr) << "the thread has none any more";
+  }
+};
+
+TEST(ThreadBlock, IsTheThreadsOwnUntilItsEnd) {
+  Ended::count = 0;
+  constexpr int threads = 5;
+  for (int i = 0; i < threads; ++i) {
+    std::thread([] {
+      auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
+      ASSERT_NE(block, nullptr);
+      EXPECT_TRUE(std::all_of(block, block + platform::threadBlockSize / sizeof(int),
+                              [](int word) { return word == 0; }));
+      *block = 7;
+      EXPECT_EQ(platform::threadBlock(&Ended::note), block);
+    }).join();
+    EXPECT_EQ(Ended::count, i + 1);
+  }
+}
+
+TEST(ThreadBlock, LeavesTheLastErrorAsItIs) {
+  std::thread([] {
+    for (int again = 0; again < 2; ++again) {
+      ::SetLastError(4711);
+      EXPECT_NE(platform::threadBlock([](void*) noexcept {}), nullptr);
+      EXPECT_EQ(::GetLastError(), 4711U);
+    }
+  }).join();
+}
+
+}  // namespace
+}  // namespace tarvo::test

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+namespace tarvo::test {
+
+/// A number on whose change threads wait. std::atomic's own wait is not for tests that run everywhere: where the standard
+/// library makes it of locks, a notice can be lost.
+class Awaited {
+ public:
+  Awaited() = default;
+  Awaited(const Awaited&) = delete;
+  Awaited& operator=(const Awaited&) = delete;
+  ~Awaited() = default;
+
+  unsigned int get() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return number_;
+  }
+  void set(unsigned int number) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    number_ = number;
+    changed_.notify_all();
+  }
+  void increment() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++number_;
+    changed_.notify_all();
+  }
+  /// Returns when the number is not `number`, or not any more.
+  void awaitOtherThan(unsigned int number) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return number_ != number; });
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
+  unsigned int number_ = 0;
+};
+
+}  // namespace tarvo::test
