@@ -73,8 +73,9 @@ $difference"
     fail "$entries entries in .init_array; constructors: ${constructors:-none by name}"
     ;;
   imports)
-    imported "$2" | grep -qx _Unwind_Resume || fail "the list of what the library calls cannot be read"
-    found=$(imported "$2" | grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|GetEnvironment.*|Reg(Open|Query).*' || true)
+    names=$(imported "$2")
+    grep -qx _Unwind_Resume <<<"$names" || fail "the list of what the library calls cannot be read"
+    found=$(grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|GetEnvironment.*|Reg(Open|Query).*' <<<"$names" || true)
     [ -z "$found" ] || fail "calls $found"
     ;;
   traced-call)
@@ -82,7 +83,7 @@ $difference"
     count=$(printf '%s\n' "$code" | grep -vcE '\<(ret|endbr64|nop[lw]?|xchg)\>')
     printf '%s\n' "$code"
     [ "$count" -gt 0 ] && [ "$count" -le 16 ] || fail "$count instructions before the return; 16 are allowed"
-    if printf '%s\n' "$code" | grep -qE '\<(call|lock)\>'; then fail "the hot path calls or locks"; fi
+    if grep -qE '\<(call|lock)\>' <<<"$code"; then fail "the hot path calls or locks"; fi
     ;;
   hardening)
     segments=$(readelf -lW "$2")
