@@ -81,7 +81,9 @@ class RecordReader {
   bool skipText(std::size_t most) {
     const unsigned char* const end = next_ + std::min(left_, most + 1);
     const unsigned char* const terminator = std::find(next_, end, '\0');
-    return terminator != end && bytes(static_cast<std::uint64_t>(terminator - next_) + 1) != nullptr;
+    if (terminator == end) return false;
+    bytes(static_cast<std::uint64_t>(terminator - next_) + 1);
+    return true;
   }
 
  private:

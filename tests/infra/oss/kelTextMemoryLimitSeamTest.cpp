@@ -35,6 +35,8 @@ TEST(DataBufferWithoutMemory, StaysAsItIs) {
       {"append a literal", [&](DataBuffer& b) { b.appendBinary(longText.data(), 5000, false); }},
       {"append what fits on the stack, but not in the buffer",
        [&](DataBuffer& b) { b.appendBinary(longText.data(), 2046, false); }},
+      {"append with a count far behind the text's end",
+       [&](DataBuffer& b) { b.appendString(longText.c_str(), 200'000); }},
   });
   for (const auto& [what, change] : rows) {
     SCOPED_TRACE(what);

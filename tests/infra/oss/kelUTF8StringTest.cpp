@@ -338,5 +338,28 @@ TEST(UTF8StringTrace, ReportsTheBuffersHooksOnly) {
   EXPECT_THAT(trace.take(), ElementsAre("traceExit 5F2 0"));
 }
 
+TEST(UTF8String, OfNoTextIsEmpty) {
+  EXPECT_EQ(UTF8String(icu::UnicodeString()).length(), 0);
+  icu::UnicodeString bogus;
+  bogus.setToBogus();
+  EXPECT_EQ(UTF8String(bogus).length(), 0);
+}
+
+TEST(UTF8String, GivesItsTextToABogusString) {
+  icu::UnicodeString text;
+  text.setToBogus();
+  UTF8String("abc").getString(text);
+  EXPECT_FALSE(text.isBogus());
+  EXPECT_EQ(text, u"abc");
+}
+
+TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
+  icu::UnicodeString text(100, 0, 0);
+  text.append(u"ab");
+  UTF8String("cd").getString(text);
+  UTF8String("ef").getString(text);
+  EXPECT_EQ(text, u"abcdef");
+}
+
 }  // namespace
 }  // namespace tarvo::test

@@ -559,5 +559,16 @@ TEST(ExtendedProperties, ReportsNothingToTheTraceHooks) {
   EXPECT_THAT(trace.calls(), IsEmpty());
 }
 
+TEST(ExtendedProperties, TakesABogusValueForNoNumber) {
+  icu::UnicodeString bogus;
+  bogus.setToBogus();
+  ExtendedProperties properties;
+  properties.putProperty(u"n", bogus);
+  EXPECT_TRUE(properties.requireProperty(u"n").isBogus());
+  EXPECT_THAT([&] { properties.getPropertyAsInt32(u"n", 1); },
+              Raises<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", "n", "", "integer")
+                  .from("src/infra/oss/../util/kelExtendedProperties.cpp"));
+}
+
 }  // namespace
 }  // namespace tarvo::test

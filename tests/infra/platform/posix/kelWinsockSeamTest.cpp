@@ -818,5 +818,24 @@ TEST(SocketSetTest, AddsAsTheSystemsMacroDoes) {
   EXPECT_FALSE(set.contains(64));
 }
 
+TEST_F(PosixWinsock, TellsThatAHandleWithATimeoutToAskForIsNoSocket) {
+  int value = 7;
+  EXPECT_EQ(
+      system().getsockopt(platform::invalidSocket, platform::levelSocket, platform::optionSendTimeout, value),
+      platform::socketError);
+  EXPECT_EQ(system().WSAGetLastError(), platform::wsa::notASocket);
+  EXPECT_EQ(value, 7);
+}
+
+TEST_F(PosixWinsock, ResolvesWithoutAServiceAndRefusesOneThatIsNoNumber) {
+  const platform::AddressHints hints = {0, 0, platform::typeStream, 0};
+  std::vector<platform::ResolvedAddress> list;
+  EXPECT_EQ(system().getaddrinfo("127.0.0.1", nullptr, hints, list), 0);
+  EXPECT_EQ(list.size(), 1U);
+  EXPECT_NE(system().getaddrinfo("127.0.0.1", "70000x", hints, list), 0);
+  EXPECT_EQ(system().getaddrinfo("127.0.0.1", "70000", hints, list), platform::wsa::typeNotFound);
+  EXPECT_EQ(list.size(), 1U);
+}
+
 }  // namespace
 }  // namespace tarvo::test
