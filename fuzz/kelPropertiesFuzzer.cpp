@@ -1,7 +1,7 @@
 #include "infra/oss/kelOutputStream.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
-#include "infra/util/kelPropertiesException.hpp"
 
+#include "kelFuzz.hpp"
 #include "support/kelPropertiesModel.hpp"
 
 #include <unicode/unistr.h>
@@ -9,32 +9,22 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <string>
 
 /// Any bytes, read, resolved, saved and read again by the library and by the model.
 namespace {
 
+using tarvo::fuzz::errorOf;
+using tarvo::fuzz::expect;
+using tarvo::fuzz::ToldError;
+using tarvo::fuzz::units;
 using tarvo::test::modelLoad;
 using tarvo::test::modelResolve;
 using tarvo::test::modelSave;
 using tarvo::test::PropertiesModel;
 using tarvo::test::PropertiesModelError;
 using tarvo::util::ExtendedProperties;
-using tarvo::util::PropertiesException;
-
-/// Ends the run, which keeps the input, when the library and the model differ.
-void expect(bool agreed, const char* what) {
-  if (agreed) return;
-  std::fprintf(stderr, "the library and the model differ: %s\n", what);
-  std::abort();
-}
-
-std::u16string units(const icu::UnicodeString& text) {
-  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
-}
 
 PropertiesModel contents(const ExtendedProperties& properties) {
   PropertiesModel map;
@@ -42,20 +32,10 @@ PropertiesModel contents(const ExtendedProperties& properties) {
   return map;
 }
 
-template <class Action>
-std::optional<PropertiesModelError> errorOf(Action action) {
-  try {
-    action();
-    return std::nullopt;
-  } catch (PropertiesException& error) {
-    const tarvo::oss::Message& message = error.getErrorMessage();
-    PropertiesModelError told;
-    message.getMessageID().toUTF8String(told.identifier);
-    for (const icu::UnicodeString& argument : message.getMessageArgs()) {
-      told.arguments.push_back(units(argument));
-    }
-    return told;
-  }
+/// The model's error in the fuzzers' terms.
+std::optional<ToldError> told(const std::optional<PropertiesModelError>& error) {
+  if (!error) return std::nullopt;
+  return ToldError{error->identifier, error->arguments};
 }
 
 class StringStream : public tarvo::oss::OutputStream {
@@ -105,7 +85,7 @@ void compare(const std::string& bytes) {
   saveAndReadAgain(properties, model);
   if (!hasFewReferences(model)) return;
 
-  const auto error = modelResolve(model);
+  const auto error = told(modelResolve(model));
   expect(errorOf([&] { properties.resolveReferences(); }) == error, "how resolving ends");
   expect(contents(properties) == model, "resolved");
   saveAndReadAgain(properties, model);
