@@ -365,5 +365,28 @@ TEST(ConverterCache, StillServesAThreadPastItsEnd) {
   EXPECT_EQ(result, "\xE9\xE9");
 }
 
+TEST(ConverterCache, ReadsNothingOfNothing) {
+  std::array<char16_t, 10> units{};
+  for (const char* const name : {"ISO-8859-1", "UTF-8", "no-such-page", ""}) {
+    SCOPED_TRACE(name);
+    for (const std::int32_t length : {0, -2}) {
+      EXPECT_EQ(toUnicode("abc", length, name), icu::UnicodeString("abc", length, name));
+      EXPECT_EQ(toUnicode("abc", length, name, units.data(), 10), icu::UnicodeString("abc", length, name));
+    }
+    EXPECT_EQ(toUnicode(nullptr, 3, name), u"");
+    EXPECT_EQ(toUnicode(nullptr, 3, name, units.data(), 10), u"");
+  }
+  EXPECT_EQ(toUnicode("abc", 3, "ISO-8859-1", units.data(), 2), u"abc") << "the units do not suffice";
+}
+
+TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
+  for (const char* const name : {"ISO-8859-1", "no-such-page"}) {
+    SCOPED_TRACE(name);
+    char mark = '#';
+    EXPECT_EQ(fromUnicode(u"abc", &mark, 0, name), fromUnicode(u"abc", nullptr, 0, name));
+    EXPECT_EQ(mark, '#');
+  }
+}
+
 }  // namespace
 }  // namespace tarvo::oss

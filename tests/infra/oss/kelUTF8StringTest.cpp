@@ -351,6 +351,10 @@ TEST(UTF8String, GivesItsTextToABogusString) {
   UTF8String("abc").getString(text);
   EXPECT_FALSE(text.isBogus());
   EXPECT_EQ(text, u"abc");
+  text.setToBogus();
+  UTF8String("").getString(text);
+  EXPECT_FALSE(text.isBogus());
+  EXPECT_TRUE(text.isEmpty());
 }
 
 TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
