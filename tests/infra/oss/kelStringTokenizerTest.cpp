@@ -2,6 +2,7 @@
 #include "infra/oss/kelStringTokenizer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelTokenizerModel.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -32,40 +33,6 @@ static_assert(std::is_same_v<decltype(std::declval<StringTokenizer&>().getNextTo
                              const icu::UnicodeString>);
 
 // --- the model
-
-bool has(const std::u16string& delimiters, char16_t unit) {
-  return delimiters.find(unit) != std::u16string::npos;
-}
-
-/// The tokens as slots that are filled unit by unit, on a copy whose line ends are folded first.
-std::vector<std::u16string> modelTokens(std::u16string text, const std::u16string& delimiters) {
-  if (text.empty()) return {};
-  if (has(delimiters, u'\n') && has(delimiters, u'\r')) {
-    for (std::size_t at = text.find(u"\r\n"); at != std::u16string::npos; at = text.find(u"\r\n", at + 1)) {
-      text.replace(at, 2, u"\n");
-    }
-  }
-  std::size_t slots = 1;
-  for (const char16_t unit : text) {
-    if (has(delimiters, unit)) ++slots;
-  }
-  std::vector<std::u16string> tokens(slots);
-  std::size_t k = 0;
-  bool delimiterSeen = false;
-  for (const char16_t unit : text) {
-    if (has(delimiters, unit)) {
-      delimiterSeen = true;
-      continue;
-    }
-    if (delimiterSeen && k + 1 < slots) {
-      ++k;
-      delimiterSeen = false;
-    }
-    tokens[k] += unit;
-  }
-  tokens.resize(k + 1);
-  return tokens;
-}
 
 TEST(StringTokenizerModel, KnowsTheAsymmetryOfLeadingDelimiters) {
   using Tokens = std::vector<std::u16string>;
