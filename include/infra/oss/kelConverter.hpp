@@ -29,7 +29,7 @@ char* growBuffer(void* buffer, std::size_t size) {
 ///     fwrite(latin, 1, size - 1, file);                                   // 5 bytes and a NUL
 ///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", text);       // ask for the size first
 ///
-/// Code pages are ICU converter names, NUL-terminated; null is ICU's default converter. Lengths, capacities
+/// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths, capacities
 /// and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has in its
 /// place, characters that a code page cannot hold its substitution byte. Converters are kept open, for each
 /// thread its own. All members are static and may be called from any thread.

@@ -299,9 +299,10 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
                                       void* buffer) {
   return traced<probe("Converter::convertToBytes")>([&] {
     try {
-      const std::size_t needed = extract(text, codePage, target, capacity);
+      const char* const name = nullIfEmpty(codePage);
+      const std::size_t needed = extract(text, name, target, capacity);
       if (needed <= capacity) return needed;
-      return extract(text, codePage, grow(buffer, needed), needed);
+      return extract(text, name, grow(buffer, needed), needed);
     } catch (const std::bad_alloc&) {
       raise<NLSException>("QN_ERR_OUT_OF_MEMORY", NarrowArgument{"Converter::convertToBytes()", nullptr});
     }

@@ -154,11 +154,12 @@ TEST(ConvertToBytes, ConvertsLongTexts) {
   expectConverts<512>(text, "windows-1252", repeated("x\x80", 100000), 262144);
 }
 
-TEST(ConvertToBytes, TakesICUsDefaultConverterForANullCodePage) {
+TEST(ConvertToBytes, TakesICUsDefaultConverterForANullOrEmptyCodePage) {
   const icu::UnicodeString text(u"a\u00E9\u20AC");
   const std::string bytes = inDefaultCodePage(text);
   ASSERT_FALSE(bytes.empty());
   expectConverts<16>(text, nullptr, bytes, 16);
+  expectConverts<16>(text, "", bytes, 16);
 }
 
 TEST(ConvertToBytes, CanRepeatWithTheSameBuffer) {
