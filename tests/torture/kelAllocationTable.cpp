@@ -150,7 +150,7 @@ const std::vector<Row>& rows() {
       {"ByteBuffer", "append and set within the capacity, clear, compare",
        [](Meter& m) {
          ByteBuffer buffer(100);
-         const auto text = bytes(50);
+         const auto text = bytes(100);
          m.count([&] {
            buffer.append(text.data(), 50);
            buffer.set(text.data(), 100);
