@@ -215,6 +215,8 @@ std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage) {
   const std::int32_t room = std::max(capacity, 0);
+  // With a target that has no room ICU takes the size for a distance from it, and answers anything.
+  if (room == 0) target = nullptr;
   if (needsNoConverter(codePage) || text.isEmpty()) {
     const bool utf8 = codePage == nullptr && !text.isEmpty() && (target == nullptr) == (room == 0);
     const std::int32_t size = utf8 ? toDefaultUtf8(text, target, room) : icuHasTo;

@@ -57,7 +57,7 @@ class CachedConverter {
 
 /// What text.extract(0, text.length(), target, capacity, codePage) does and returns, to the bit: the whole
 /// size in the code page, or 0 when that is unknown; negative when the size is above the largest int. At most
-/// `capacity` bytes are written.
+/// `capacity` bytes are written. A target without room is as good as none.
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage);
 
