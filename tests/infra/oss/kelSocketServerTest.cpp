@@ -2,6 +2,8 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelResolverText.hpp"
+#include "support/kelTakenPort.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,8 +26,6 @@ using oss::SocketException;
 using oss::SocketServer;
 using testing::AnyOf;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr unsigned long long noHandle = ~0ULL;
 constexpr const char* source = "kelSocketServer.cpp";
@@ -95,9 +95,8 @@ const IdleRow idleRows[] = {
     {"closed without having listened", [](SocketServer& server) { server.close(); }},
     {"found its port in use",
      [](SocketServer& server) {
-       SocketServer other;
-       listenAnywhere(other);
-       EXPECT_THAT([&] { server.listen(other.getPort(), 1, false); },
+       const TakenPort taken;
+       EXPECT_THAT([&] { server.listen(taken.number(), 1, false); },
                    Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", 0).from(source));
      }},
 };
@@ -194,6 +193,7 @@ TEST_F(SocketServerTest, ListensOnlyOnce) {
 }
 
 TEST_F(SocketServerTest, KeepsItsPortToItself) {
+  const TakenPort taken(server.getPort());
   SocketServer other;
   EXPECT_THAT([&] { other.listen(server.getPort(), 5, false); },
               Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", 0).from(source));
@@ -205,7 +205,7 @@ TEST_F(SocketServerTest, KeepsItsPortToItself) {
 }
 
 // No port is listened on that was not asked for: the number is not taken modulo 65536. The system's own text
-// of the refusal is the last argument.
+// of the refusal is the last argument; there are systems that have none.
 TEST(SocketServer, TakesNoPortAboveTheLargest) {
   for (const unsigned int port : {65536U, 65537U, 70000U, std::numeric_limits<unsigned int>::max()}) {
     SCOPED_TRACE(port);
@@ -219,7 +219,7 @@ TEST(SocketServer, TakesNoPortAboveTheLargest) {
       arguments = argumentsOf(raised.getErrorMessage());
     }
     EXPECT_EQ(error, "ERR_SOCKET_GETADDRINFO_ERROR");
-    EXPECT_THAT(arguments, ElementsAre("localhost", "0", "10109", Not(IsEmpty())));
+    EXPECT_THAT(arguments, ElementsAre("localhost", "0", "10109", textOfAnUnknownService()));
     EXPECT_EQ(server.getPort(), 0U);
   }
 }
@@ -282,33 +282,6 @@ TEST(SocketServer, ListensAgainOnItsPortAtOnce) {
     ASSERT_EQ(server.queryPort(), port);
     server.close();
   }
-}
-
-/// A server's port on which one connection lingers, closed by the server's end first.
-unsigned int lingeringPort() {
-  SocketServer server;
-  server.listen(0, 5, true);
-  Socket near;
-  Socket far;
-  dial(near, server.getPort());
-  server.accept(far, nullptr);
-  far.close();
-  EXPECT_EQ(readsOne(near), 0U);
-  return server.getPort();
-}
-
-TEST(SocketServer, ReusesAPortThatConnectionsLingerOn) {
-  const unsigned int port = lingeringPort();
-  SocketServer server;
-  EXPECT_THAT([&] { server.listen(port, 5, false); },
-              Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", 0).from(source));
-  server.listen(port, 5, true);
-  EXPECT_EQ(server.getPort(), port);
-  Socket near;
-  Socket far;
-  dial(near, port);
-  server.accept(far, nullptr);
-  EXPECT_TRUE(talks(near, far));
 }
 
 TEST(SocketServer, ReusesItsPortBesideAConnectionThatLives) {

@@ -2,6 +2,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelTakenPort.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -196,6 +197,7 @@ TEST_F(SocketServerTrace, ShowsTheEntryAndNoExitOfAListenThatRaises) {
   listen();
   SocketServer other;
   const unsigned int port = server.getPort();
+  const TakenPort taken(port);
   TraceRecorder trace(entryAndExit);
   EXPECT_THAT([&] { server.listen(0, 8, false); },
               Raises<SocketException>("ERR_SOCKET_LISTENING", "localhost", port).from("kelSocketServer.cpp"));
