@@ -96,17 +96,35 @@ ResolvedAddress toResolved(const ADDRINFOW& entry) {
   return resolved;
 }
 
+// Winsock counts who has started it, and not every system's count stands two threads at once: one that goes missing
+// ends all sockets of the process.
+SRWLOCK startLock = SRWLOCK_INIT;
+
+int start(WORD version, WSADATA& data) noexcept {
+  ::AcquireSRWLockExclusive(&startLock);
+  const int code = ::WSAStartup(version, &data);
+  ::ReleaseSRWLockExclusive(&startLock);
+  return code;
+}
+
+int cleanUp() noexcept {
+  ::AcquireSRWLockExclusive(&startLock);
+  const int result = ::WSACleanup();
+  ::ReleaseSRWLockExclusive(&startLock);
+  return result;
+}
+
 /// Winsock, started for a scope.
 class Started {
  public:
   Started() noexcept {
     WSADATA data;
-    code_ = ::WSAStartup(winsockVersion, &data);
+    code_ = start(winsockVersion, data);
   }
   Started(const Started&) = delete;
   Started& operator=(const Started&) = delete;
   ~Started() {
-    if (code_ == 0) ::WSACleanup();
+    if (code_ == 0) cleanUp();
   }
 
   int code() const noexcept { return code_; }
@@ -170,12 +188,12 @@ class SystemWinsock final : public Winsock {
  public:
   int WSAStartup(std::uint16_t version, StartupData& data) override {
     WSADATA answer{};
-    const int code = ::WSAStartup(version, &answer);
+    const int code = start(version, answer);
     data.version = answer.wVersion;
     return code;
   }
 
-  int WSACleanup() override { return ::WSACleanup(); }
+  int WSACleanup() override { return cleanUp(); }
 
   int WSAGetLastError() override { return ::WSAGetLastError(); }
 

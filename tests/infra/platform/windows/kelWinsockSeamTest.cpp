@@ -92,6 +92,24 @@ class WindowsWinsock : public testing::Test {
   std::size_t descriptors_ = 0;
 };
 
+// Were one start lost, the clean-ups would end Winsock for everybody.
+TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([] {
+      for (int round = 0; round < 50'000; ++round) {
+        platform::StartupData data;
+        EXPECT_EQ(system().WSAStartup(0x0202, data), 0);
+        EXPECT_EQ(system().WSACleanup(), 0);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const platform::SocketHandle handle = system().socket(2, 1, 0);
+  EXPECT_NE(handle, platform::invalidSocket) << system().WSAGetLastError();
+  system().closesocket(handle);
+}
+
 TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
   for (const int code : {11001, 11002, 11003, 10109, 10061}) {
     char text[1024];
