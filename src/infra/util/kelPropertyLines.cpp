@@ -57,10 +57,9 @@ class LineSorter {
     if (last - first < few || turn == mostTurns) return compareAll(first, last, depth);
     std::sort(first, last, [](const Entry& left, const Entry& right) { return left.word < right.word; });
     while (first != last) {
-      const Iterator same =
+      const auto same =
           std::find_if(first, last, [&](const Entry& entry) { return entry.word != first->word; });
-      const Iterator ended =
-          std::partition(first, same, [&](const Entry& entry) { return ends(entry, depth); });
+      const auto ended = std::partition(first, same, [&](const Entry& entry) { return ends(entry, depth); });
       // They differ in nothing but NULs at their ends.
       std::sort(first, ended, [&](const Entry& left, const Entry& right) {
         return std::pair(keyOf(left).size(), left.line) < std::pair(keyOf(right).size(), right.line);
@@ -73,7 +72,7 @@ class LineSorter {
   /// False when all keys have the same units from `depth` on and go on behind them.
   bool takeWords(Iterator first, Iterator last, std::size_t depth) {
     bool tellsApart = false;
-    for (Iterator entry = first; entry != last; ++entry) {
+    for (auto entry = first; entry != last; ++entry) {
       entry->word = wordAt(keyOf(*entry), depth);
       tellsApart = tellsApart || entry->word != first->word || ends(*entry, depth);
     }
