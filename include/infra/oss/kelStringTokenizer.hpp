@@ -26,8 +26,7 @@ class KELINFRA_API StringTokenizer {
   /// Takes text and delimiters in the code page named, an ICU converter name, and hands out bytes in it.
   ///   text         NUL-terminated; null is the empty text
   ///   codePage     null or "" is ICU's default converter. One that ICU does not know makes the text empty.
-  ///   Its
-  ///                first 64 bytes are what the tokens are converted with
+  ///                Its first 64 bytes are what the tokens are converted with
   ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
   StringTokenizer(const char* text, const char* codePage, const char* delimiters);
   /// Takes plain ASCII delimiters; null or "" is " \r\n\t". Bytes are handed out in ICU's default code page.
