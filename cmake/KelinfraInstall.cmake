@@ -1,19 +1,33 @@
-# Installation: the library, its headers, a CMake package and a pkg-config file.
+# Installation: the library, its headers, a CMake package and a pkg-config file; on Windows also what programs need of
+# ICU and of the compiler, since no system has it in a place that they would find.
+# What a program needs to run is one component, what is needed to build it the other.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KELINFRA)
 
 install(TARGETS KELINFRA EXPORT KELINFRATargets
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.hpp")
-install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir})
+                COMPONENT kelinfra_runtime NAMELINK_COMPONENT kelinfra_development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT kelinfra_development)
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kelinfra_development
+        FILES_MATCHING PATTERN "*.hpp")
+install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
 configure_package_config_file(cmake/KELINFRAConfig.cmake.in KELINFRAConfig.cmake INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(KELINFRAConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KELINFRAConfig.cmake ${PROJECT_BINARY_DIR}/KELINFRAConfigVersion.cmake
-        DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
-configure_file(cmake/KELINFRA.pc.in KELINFRA.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(WIN32)
+  install(FILES ${KELINFRA_ICU_DLLS} ${KELINFRA_COMPILER_DLLS}
+          DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime)
+  install(FILES ${KELINFRA_ICU_IMPORT_LIBRARIES}
+          DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT kelinfra_development)
+  install(DIRECTORY ${ICU_INCLUDE_DIR}/unicode
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kelinfra_development)
+else()
+  configure_file(cmake/KELINFRA.pc.in KELINFRA.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kelinfra_development)
+endif()

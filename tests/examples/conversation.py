@@ -7,13 +7,15 @@ another program.
 """
 
 import collections
-import contextlib
 import difflib
 import pathlib
 import re
 import shlex
 import subprocess
 import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
+from served import serving  # found by the line above
 
 BUILD = "5.2.1.0-1.1-275"
 DELIMITERS = (
@@ -86,26 +88,9 @@ def requested(name, reply):
     return [name, "    refused: " + reply[0], "    message  " + reply[1]]
 
 
-@contextlib.contextmanager
-def serving(command, examples):
-    server = subprocess.Popen(
-        shlex.split(command) + ["--clients", "3", "server.properties"],
-        cwd=examples, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, encoding="utf-8",
-    )
-    try:
-        line = server.stdout.readline()
-        started = re.fullmatch(r"listening on (\d+)\s*", line)
-        if not started:
-            sys.exit("the server said: " + line + server.stdout.read())
-        yield started[1], server
-    finally:
-        server.kill()
-        server.wait()
-
-
 def converse(client, examples, port, arguments, status, expected):
     process = subprocess.run(
-        shlex.split(client) + ["localhost", port] + arguments,
+        shlex.split(client) + ["127.0.0.1", port] + arguments,
         cwd=examples, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", timeout=240, check=False,
     )
     printed = process.stdout.splitlines()
@@ -121,7 +106,8 @@ def main():
     requests = sorted(path.stem for path in root.glob("requests/*.properties"))
     if requests != sorted(REQUESTS):
         sys.exit(f"there are other requests than expected: {requests}")
-    with serving(server, examples) as (port, process):
+    command = shlex.split(server) + ["--clients", "3", "server.properties"]
+    with serving(command, examples) as (port, process):
         arguments, expected = [], []
         for name, code_page, codec in DOCUMENTS:
             arguments += ["--codepage", code_page, name]

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
 # inspect.sh list-exports LIBRARY      prints that list
+# inspect.sh data LIBRARY NAME...      each name is an exported object, and no function
 # inspect.sh initialisers LIBRARY      ossOut, and nothing else, is constructed when the library is loaded
-# inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file
-# inspect.sh traced-call OBJECT        the hot path of a traced call: four tests of at most four instructions
+# inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file or makes a thread
+# inspect.sh traced-call OBJECT        the hot path of a traced call: two tests of at most four instructions
 # inspect.sh hardening LIBRARY         what the compiler and the linker have to harden a library with is in it
 # inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
 # inspect.sh wide OBJECT...             each object defines one table of kernels and nothing else that others could take
@@ -63,6 +64,17 @@ case ${1:-} in
       fail "< is exported and not listed, > is listed and not exported (scripts/exports writes the list anew):
 $difference"
     ;;
+  data)
+    library=$2
+    shift 2
+    [ $# -gt 0 ] || fail "no names"
+    exports=$(list_exports "$library")
+    kinds=$(nm -C "$library" | sed 's/^[0-9a-f]* //')
+    for name; do
+      grep -qxF "$name" <<<"$exports" || fail "$name is not exported"
+      grep -qxE "[BDGRSV] $name" <<<"$kinds" || fail "$name is no data"
+    done
+    ;;
   initialisers)
     # One entry is the compiler's own start-up code, one the print stream's source: ossOut and std::cerr's start.
     entries=$(initialisers "$2")
@@ -73,16 +85,16 @@ $difference"
     fail "$entries entries in .init_array; constructors: ${constructors:-none by name}"
     ;;
   imports)
-    names=$(imported "$2")
+    names=$(imported "$2" | c++filt)
     grep -qx _Unwind_Resume <<<"$names" || fail "the list of what the library calls cannot be read"
-    found=$(grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|GetEnvironment.*|Reg(Open|Query).*' <<<"$names" || true)
+    found=$(grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|pthread_create|thrd_create|std::thread::.*|CreateThread|_beginthread(ex)?|GetEnvironment.*|Reg(Open|Query).*' <<<"$names" || true)
     [ -z "$found" ] || fail "calls $found"
     ;;
   traced-call)
     code=$(objdump -d --no-show-raw-insn --disassemble=tracedCall "$2" | sed -n '/<tracedCall>:/,/ret/p' | grep -E '^ +[0-9a-f]+:')
     count=$(printf '%s\n' "$code" | grep -vcE '\<(ret|endbr64|nop[lw]?|xchg)\>')
     printf '%s\n' "$code"
-    [ "$count" -gt 0 ] && [ "$count" -le 16 ] || fail "$count instructions before the return; 16 are allowed"
+    [ "$count" -gt 0 ] && [ "$count" -le 10 ] || fail "$count instructions before the return; 10 are allowed"
     if grep -qE '\<(call|lock)\>' <<<"$code"; then fail "the hot path calls or locks"; fi
     ;;
   hardening)
@@ -109,8 +121,9 @@ $difference"
     shift
     [ $# -gt 0 ] || fail "no objects"
     for object; do
-      # Capital letters are global symbols; u, v and w those that the linker shares between objects.
-      defined=$(nm -C --defined-only "$object" | awk '$2 ~ /^[A-Zuvw]$/ { print $3 }')
+      # Capital letters are global symbols, but for N, a section for the debugger; u, v and w those that the linker shares
+      # between objects.
+      defined=$(nm -C --defined-only "$object" | awk '$2 ~ /^[A-MO-Zuvw]$/ { print $3 }')
       [[ $defined =~ ^tarvo::simd::[a-z0-9]+Kernels$ ]] || fail "$object defines: $defined"
     done
     ;;

@@ -1,5 +1,7 @@
 # Builds and runs the README's program outside the tree.
-#   MODE  find_package, pkg-config or add_subdirectory
+#   MODE      find_package, pkg-config or add_subdirectory
+#   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR's installation into a folder of its own
+#   WINE      runs the program, which is cross-built for Windows when this is given
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -20,21 +22,26 @@ if(NOT block)
 endif()
 file(WRITE ${WORK_DIR}/program.cpp "${CMAKE_MATCH_1}")
 
-set(prefix ${WORK_DIR}/prefix)
-if(NOT MODE STREQUAL "add_subdirectory")
+set(prefix ${PACKAGE})
+if(NOT PACKAGE AND NOT MODE STREQUAL "add_subdirectory")
+  set(prefix ${WORK_DIR}/prefix)
   run(${CMAKE_COMMAND} --install ${BINARY_DIR} --prefix ${prefix})
 endif()
 
 if(MODE STREQUAL "pkg-config")
-  file(GLOB_RECURSE pc ${prefix}/*.pc)
-  get_filename_component(pc_dir ${pc} DIRECTORY)
-  set(ENV{PKG_CONFIG_PATH} ${pc_dir})
-  # The installation was moved to the prefix after it was configured.
-  execute_process(COMMAND pkg-config --define-variable=prefix=${prefix} --cflags --libs KELINFRA
+  if(NOT PACKAGE STREQUAL "system")
+    file(GLOB_RECURSE pc ${prefix}/*.pc)
+    get_filename_component(pc_dir ${pc} DIRECTORY)
+    set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+    # The installation was moved to the prefix after it was configured.
+    set(moved --define-variable=prefix=${prefix})
+    get_filename_component(lib_dir ${pc_dir} DIRECTORY)
+    set(run_path -Wl,-rpath,${lib_dir})
+  endif()
+  execute_process(COMMAND pkg-config ${moved} --cflags --libs KELINFRA
                   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   separate_arguments(flags UNIX_COMMAND "${flags}")
-  get_filename_component(lib_dir ${pc_dir} DIRECTORY)
-  run(${COMPILER} -std=c++${STANDARD} ${WORK_DIR}/program.cpp -o ${WORK_DIR}/program ${flags} -Wl,-rpath,${lib_dir})
+  run(${COMPILER} -std=c++${STANDARD} ${WORK_DIR}/program.cpp -o ${WORK_DIR}/program ${flags} ${run_path})
   run(${WORK_DIR}/program)
 else()
   set(find "find_package(KELINFRA 5 REQUIRED)")
@@ -49,10 +56,19 @@ add_executable(program program.cpp)
 set_target_properties(program PROPERTIES CXX_STANDARD ${STANDARD} CXX_STANDARD_REQUIRED ON)
 target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
 ")
-  run(${CMAKE_COMMAND} -S ${WORK_DIR} -B ${WORK_DIR}/build -D CMAKE_PREFIX_PATH=${prefix}
+  if(NOT PACKAGE STREQUAL "system")
+    set(place -D CMAKE_PREFIX_PATH=${prefix})
+  endif()
+  if(WINE)
+    list(APPEND place -D CMAKE_SYSTEM_NAME=Windows -D CMAKE_FIND_ROOT_PATH=${prefix}
+         -D CMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -D CMAKE_FIND_ROOT_PATH_MODE_LIBRARY=ONLY
+         -D CMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -D CMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER)
+    set(suffix .exe)
+  endif()
+  run(${CMAKE_COMMAND} -S ${WORK_DIR} -B ${WORK_DIR}/build ${place}
       -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug)
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
-  run(${WORK_DIR}/build/program)
+  run(${WINE} ${WORK_DIR}/build/program${suffix})
 endif()
 
 # The program connects to a port where nothing listens and says so.

@@ -5,8 +5,8 @@
 
 namespace tarvo::test {
 
-/// A number on whose change threads wait. std::atomic's own wait is not for tests that run everywhere: where the standard
-/// library makes it of locks, a notice can be lost.
+/// A number on whose change threads wait. std::atomic's own wait, and std::barrier above it, are not for tests that run
+/// everywhere: where the standard library makes it of locks, a notice can be lost.
 class Awaited {
  public:
   Awaited() = default;
@@ -27,6 +27,10 @@ class Awaited {
     const std::lock_guard<std::mutex> lock(mutex_);
     ++number_;
     changed_.notify_all();
+  }
+  void awaitAtLeast(unsigned int number) const {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return number_ >= number; });
   }
   /// Returns when the number is not `number`, or not any more.
   void awaitOtherThan(unsigned int number) const {

@@ -16,4 +16,7 @@ struct ProcessResult {
 /// std::runtime_error when it cannot be started: a test that needs a tool fails without it.
 ProcessResult runProcess(const std::vector<std::string>& command, const std::string& input = "");
 
+/// What a line ends with that a program of this platform writes to its standard streams.
+extern const char* const lineEnd;
+
 }  // namespace tarvo::test

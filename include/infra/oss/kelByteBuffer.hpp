@@ -44,6 +44,7 @@ class KELINFRA_API ByteBuffer {
   unsigned long long capacity() const;
   /// Whether the buffer holds exactly these bytes; false for null.
   bool compare(const char* const data, unsigned long long length) const;
+  /// Whether both hold the same bytes; one without storage equals none, not even itself.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------
@@ -54,7 +55,7 @@ class KELINFRA_API ByteBuffer {
   void set(const char* const data, unsigned long long length);
   /// Length 0; the capacity stays.
   void clear();
-  /// Replaces the contents by the other's. Assigning a buffer to itself changes nothing.
+  /// Replaces the contents by the other's. Assigning a buffer to itself, or one without storage, changes nothing.
   ByteBuffer& operator=(const ByteBuffer& other);
 
  private:

@@ -38,7 +38,8 @@ class KELINFRA_API Converter {
   Converter() = delete;
 
   /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`; with a
-  /// null destination tells the size that it takes.
+  /// null destination tells the size that it takes. (For texts in ISCII and LMBCS that is what ICU tells, now and
+  /// then one or two bytes too few: the error then says so, and a larger destination does.)
   ///
   ///   destination        receives at most `destinationLength` bytes; of a conversion that fails it may hold
   ///                      the beginning

@@ -73,13 +73,16 @@ class KELINFRA_API Socket {
   /// Closes an owned handle, then releases the object's start of Winsock.
   virtual ~Socket();
 
+  /// None: what became of an owned handle would have to be guessed. Lists are filled anew with push_back or insert.
   Socket& operator=(const Socket& other) = delete;
 
   // --- connect and close ------------------------------------------------------------------------------
 
   /// Connects to `host`, a name or an address literal of IPv4 or IPv6, and sets TCP_NODELAY on the
   /// connection.
-  ///   addrInfo   a list resolved earlier, or NullAddrInfoExternal
+  ///   port       one above 65535 does not resolve (10109)
+  ///   addrInfo   a list resolved earlier, whose addresses and ports are what is connected to then; host and port
+  ///              stand in errors and getters. Or NullAddrInfoExternal.
   ///   timeout    for the attempt on one address; null waits until the system gives up. The name's resolution
   ///              is not under it.
   /// The addresses are tried in order as long as each fails at once. An attempt that is in progress is waited
@@ -94,6 +97,7 @@ class KELINFRA_API Socket {
   ///            ERR_SOCKET_NOT_CONNECTED (host, port): every address failed at once
   ///            the mapped error (host, port): an attempt failed later, 10061 for a refused one
   ///            the mapped error 10022, without host and port: `addrInfo` cannot be read; nothing was tried
+  ///            as the constructor, with host and port: Winsock does not start for the wait
   ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeout);

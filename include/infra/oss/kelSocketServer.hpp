@@ -24,7 +24,7 @@ namespace tarvo::oss {
 /// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not
 /// close the server: it would wait for itself.
 ///
-/// Errors: every failure is a SocketException whose first message carries the host text "localhost" and the
+/// Errors: every failure but the constructor's is a SocketException whose first message carries the host text "localhost" and the
 /// stored port, and file "kelSocketServer.cpp" ("kelSocket.cpp" when the wait itself failed); failed system
 /// calls are raised as *the mapped error* (see `Socket`).
 class KELINFRA_API SocketServer {
@@ -40,11 +40,12 @@ class KELINFRA_API SocketServer {
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
   ///   port           0 lets the system choose; `getPort` then tells which. One above 65535 does not resolve.
   ///   backlog        connections that may wait to be accepted; the system caps it
-  ///   reuseAddress   binds a port that old connections still linger on; on POSIX their server, too, must
-  ///                  have listened with it
-  /// The system here lists IPv4 first, so IPv4 is what is listened on. After an error behind the binding the
-  /// server holds the port until `close`.
-  ///   raises   ERR_SOCKET_LISTENING (host text, port): it listens already
+  ///   reuseAddress   binds a port that old connections still linger on. (Winsock needs it for none of that; to it, it
+  ///                  means to share a port with those that listen on it now, where the system allows that.)
+  /// The system here lists IPv4 first, so IPv4 is what is listened on: a client that takes "localhost" for ::1 does
+  /// not get here, one that says 127.0.0.1 does. After an error behind the binding the server holds the port until
+  /// `close`: `listen` says ERR_SOCKET_LISTENING then, and `accept` the mapped error 10022.
+  ///   raises   ERR_SOCKET_LISTENING (host text, port): it holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, port, code, the system's text for the code)
   ///            the mapped error: 10048 for a port in use
   void listen(unsigned int port, unsigned int backlog, bool reuseAddress);
@@ -57,6 +58,7 @@ class KELINFRA_API SocketServer {
   ///             QN_ERR_SOCKET_ERROR (10022, host text, port): closed while waiting; the port is the one that
   ///             was listened on
   ///             the mapped error
+  ///             as the constructor of `Socket`, with host text and port: Winsock does not start again
   void accept(Socket& client, const unsigned long long* timeout);
 
   /// Stops listening. Connections handed out are not touched. Harmless when not listening. Raises nothing.

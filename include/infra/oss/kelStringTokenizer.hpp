@@ -20,7 +20,8 @@ namespace tarvo::oss {
 /// supplementary character are two delimiters.
 ///
 /// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
-/// starts at the first token. One thread at a time.
+/// starts at the first token. One thread at a time. Without memory, and for a narrow text above 2^31 - 1 bytes, it
+/// raises std::bad_alloc.
 class KELINFRA_API StringTokenizer {
  public:
   /// Takes text and delimiters in the code page named, an ICU converter name, and hands out bytes in it.

@@ -20,7 +20,8 @@ namespace tarvo::oss {
 /// overlong forms, no surrogates, nothing above U+10FFFF, nothing cut short. One thread at a time.
 ///
 /// Without memory for its copy, and for a text above the largest int, an iterator holds no text: nothing is
-/// raised, and `isEmpty` tells. That is not what an iterator over the empty text is.
+/// raised, and `isEmpty` tells. That is not what an iterator over the empty text is. Only ICU's own need of memory, the
+/// first time that a thread converts Unicode, raises std::bad_alloc.
 class KELINFRA_API UTF8Iterator {
  public:
   /// Take the text up to its terminator, Unicode in UTF-8; null is the empty text.

@@ -12,7 +12,7 @@ namespace tarvo::oss {
 ///     UTF8String name(u"Grüße");
 ///     name.appendString(", ");
 ///     name.insertString(0, u"» ");
-///     name.numChars();                         // 9, in 13 bytes
+///     name.numChars();                         // 9, in 12 bytes
 ///     name.compare("z");                       // -1: "z" comes before "»"
 ///
 /// The text is UTF-8 by convention; bytes are taken as they are, and only `numChars` looks at them.
@@ -39,7 +39,7 @@ class KELINFRA_API UTF8String : public DataBuffer {
 
   /// The bytes, never null; valid until the next change.
   const char* getString() const;
-  /// Appends the text, up to its terminator, to `text`, which keeps what it held. Bytes that are not
+  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid. Bytes that are not
   /// well-formed become U+FFFD.
   void getString(icu::UnicodeString& text) const;
   /// Converts the text, up to its terminator, into another code page.

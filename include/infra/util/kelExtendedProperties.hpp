@@ -227,9 +227,9 @@ class KELINFRA_API ExtendedProperties {
   /// and after each replacement the search begins anew: a "%" that came with a replacement pairs with the
   /// next one behind it. A "%" left without a partner stays. "%%" refers to the property of the empty key.
   ///
-  /// References may be nested to any depth. The time is that of reading all values and writing the text
-  /// produced; but that text can be exponential in the size of a file, when lines refer twice to the line
-  /// before. With files from strangers load without resolving, and limit the number and nesting of
+  /// References may be nested to any depth. The time is that of reading all values and writing what they are
+  /// replaced by, what is replaced again on the way included; that can be exponential in the size of a file, when
+  /// lines refer twice to the line before. A value above 2^31 - 1 units is std::bad_alloc. With files from strangers load without resolving, and limit the number and nesting of
   /// references, or refuse "%".
   ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of this property leads back to it
   ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a name that there is

@@ -86,10 +86,15 @@ ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
 ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    const std::int32_t size = text.isEmpty() ? 0 : fromUnicode(text, nullptr, 0, codepage);
-    const auto length = static_cast<std::uint32_t>(std::max(size, 0));
-    makeRoom(*storage, length);
-    if (length > 0) fromUnicode(text, storage->data(), size, codepage);
+    std::int32_t size = text.isEmpty() ? 0 : fromUnicode(text, nullptr, 0, codepage);
+    // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
+    for (std::int32_t room = 0; size > room;) {
+      room = size;
+      makeRoom(*storage, static_cast<std::uint32_t>(room));
+      size = fromUnicode(text, storage->data(), room, codepage);
+    }
+    if (size < 0) throw std::bad_alloc();  // above the largest int
+    makeRoom(*storage, static_cast<std::uint32_t>(size));
     storage_ = storage.release();
   });
 }

@@ -30,16 +30,8 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-constexpr bool isEmpty(const char* name) {
-  return name == nullptr || *name == '\0';
-}
-
 const char* nameOf(const char* codePage) {
   return isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
-}
-
-const char* nullIfEmpty(const char* codePage) {
-  return isEmpty(codePage) ? nullptr : codePage;
 }
 
 /// By their bytes: two names of one converter are two code pages.
@@ -89,7 +81,7 @@ void debug(const Pieces&... pieces) {
   if (debugging.load(std::memory_order_relaxed)) printLine(pieces...);
 }
 
-void debugParameters(const ByteConversion& conversion) {
+[[gnu::cold, gnu::noinline]] void debugParameters(const ByteConversion& conversion) {
   debug("convert parameters - FromCP: [", CodePage{conversion.fromCodePage}, "] ToCP: [",
         CodePage{conversion.toCodePage}, "]\n");
   debug("Destination length: [", conversion.destinationLength, "]\n");
@@ -226,7 +218,7 @@ std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* 
 
 int convertData(const ByteConversion& conversion) {
   return traced<probe("Converter::convertData")>([&] {
-    debugParameters(conversion);
+    if (debugging.load(std::memory_order_relaxed)) debugParameters(conversion);
     if (conversion.data == nullptr) {
       debug("No data buffer was passed");
       return 0;
@@ -300,9 +292,14 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
   return traced<probe("Converter::convertToBytes")>([&] {
     try {
       const char* const name = nullIfEmpty(codePage);
-      const std::size_t needed = extract(text, name, target, capacity);
-      if (needed <= capacity) return needed;
-      return extract(text, name, grow(buffer, needed), needed);
+      std::size_t room = capacity;
+      std::size_t size = extract(text, name, target, room);
+      // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
+      while (size > room) {
+        room = size;
+        size = extract(text, name, grow(buffer, room), room);
+      }
+      return size;
     } catch (const std::bad_alloc&) {
       raise<NLSException>("QN_ERR_OUT_OF_MEMORY", NarrowArgument{"Converter::convertToBytes()", nullptr});
     }

@@ -49,8 +49,11 @@ ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
 }
 
-bool isOf(const KeptConverter& kept, const char* name) {
-  return std::strcmp(kept.name.data(), name) == 0 && kept.converter != nullptr;
+/// A loop is faster than the C library for names this short.
+inline bool isOf(const KeptConverter& kept, const char* name) {
+  const char* own = kept.name.data();
+  while (*own == *name && *own != '\0') ++own, ++name;
+  return *own == *name && kept.converter != nullptr;
 }
 
 KeptConverter* find(ThreadConverters& converters, const char* name, Direction direction) {
@@ -208,6 +211,30 @@ std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
   return converter.isUtf8() ? static_cast<std::int32_t>(utf16FromUtf8(bytes, count, units)) : icuHasTo;
 }
 
+/// As icu::UnicodeString(bytes, count, converter, status), which never comes back when a pair's second half does not
+/// fit into the room that it makes. Where there is too little room the whole text is read again: some converters
+/// (SCSU) lose their state when they go on in another room.
+icu::UnicodeString allUnits(UConverter* converter, const char* bytes, std::size_t count) {
+  constexpr auto most = static_cast<std::size_t>(largestSize);
+  icu::UnicodeString text;
+  UErrorCode status = U_BUFFER_OVERFLOW_ERROR;
+  for (std::size_t capacity = count; status == U_BUFFER_OVERFLOW_ERROR; capacity = 2 * capacity + 2) {
+    char16_t* const units = text.getBuffer(static_cast<std::int32_t>(std::min(capacity, most)));
+    if (units == nullptr) throw std::bad_alloc();
+    char16_t* next = units;
+    const char* rest = bytes;
+    status = U_ZERO_ERROR;
+    ucnv_resetToUnicode(converter);
+    ucnv_toUnicode(converter, &next, units + text.getCapacity(), &rest, bytes + count, nullptr,
+                   static_cast<UBool>(true), &status);
+    text.releaseBuffer(static_cast<std::int32_t>(next - units));
+    if (status == U_BUFFER_OVERFLOW_ERROR && capacity >= most) throw std::bad_alloc();
+  }
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+  if (U_FAILURE(status)) text.setToBogus();
+  return text;
+}
+
 }  // namespace
 
 // --- the conversions
@@ -240,6 +267,10 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage) {
+  const std::size_t size = bytes == nullptr ? 0
+                           : length == -1   ? std::strlen(bytes)
+                                            : static_cast<std::size_t>(std::max(length, 0));
+  if (size > static_cast<std::size_t>(largestSize)) throw std::bad_alloc();  // no text of ICU's is longer
   if (bytes == nullptr || length == 0 || length < -1 || needsNoConverter(codePage)) {
     return made(icu::UnicodeString(bytes, length, codePage));
   }
@@ -249,8 +280,7 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
     text.setToBogus();
     return text;
   }
-  const std::size_t size = length < 0 ? std::strlen(bytes) : static_cast<std::size_t>(length);
-  if (size <= static_cast<std::size_t>(largestSize) && (converter.table() != nullptr || converter.isUtf8())) {
+  if (converter.table() != nullptr || converter.isUtf8()) {
     const auto count = static_cast<std::int32_t>(size);
     char16_t* const units = text.getBuffer(count);
     if (units == nullptr) throw std::bad_alloc();
@@ -258,10 +288,7 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
     text.releaseBuffer(std::max(written, 0));
     if (written != icuHasTo) return text;
   }
-  UErrorCode status = U_ZERO_ERROR;
-  text = icu::UnicodeString(bytes, length, converter.get(), status);
-  if (text.isBogus() && (U_SUCCESS(status) || status == U_MEMORY_ALLOCATION_ERROR)) throw std::bad_alloc();
-  return text;
+  return allUnits(converter.get(), bytes, size);
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,

@@ -18,6 +18,15 @@ namespace tarvo::oss {
 class SingleByteTable;
 struct KeptConverter;
 
+constexpr bool isEmpty(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+/// The name for ICU, for which "" is not the default code page.
+constexpr const char* nullIfEmpty(const char* codePage) {
+  return isEmpty(codePage) ? nullptr : codePage;
+}
+
 /// An open converter for the time of a scope: the thread's kept one, or one of its own when the kept one is
 /// in use further out, when the name is longer than any of ICU's, or when the thread is past its end.
 ///

@@ -33,10 +33,6 @@ constexpr int spareCapacity = 4096;
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 
-constexpr bool isEmpty(const char* text) {
-  return text == nullptr || *text == '\0';
-}
-
 /// Bytes for the time of one call, on the stack where they fit. Null when there is no memory.
 class Scratch {
  public:
@@ -286,19 +282,20 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
 
 bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
   refuseZeroBytes(encoding);
-  const char* const codePage = isEmpty(encoding) ? nullptr : encoding;
-  Scratch room(Scratch::inlineSize);
-  const std::int32_t size = fromUnicode(text, room.get(), Scratch::inlineSize, codePage);
-  if (size < 0) {
-    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"),
-                        invariantText(encodingName(encoding)));
+  const char* const codePage = nullIfEmpty(encoding);
+  // More than once when the store inside is too small, and now and then a third time: a few of ICU's converters tell a
+  // size too small when a character is cut by the room.
+  for (std::int32_t capacity = Scratch::inlineSize;;) {
+    Scratch room(static_cast<std::size_t>(capacity));
+    if (room.get() == nullptr) return false;
+    const std::int32_t size = fromUnicode(text, room.get(), capacity, codePage);
+    if (size < 0) {
+      raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"),
+                          invariantText(encodingName(encoding)));
+    }
+    if (size <= capacity) return insert(position, room.get(), static_cast<std::size_t>(size));
+    capacity = size;
   }
-  const auto count = static_cast<std::size_t>(size);
-  if (count <= Scratch::inlineSize) return insert(position, room.get(), count);
-  Scratch bytes(count);
-  if (bytes.get() == nullptr) return false;
-  fromUnicode(text, bytes.get(), size, codePage);
-  return insert(position, bytes.get(), count);
 }
 
 // --- the one insert: everything that adds to the text ends here

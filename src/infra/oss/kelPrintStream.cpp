@@ -1,5 +1,7 @@
 #include "infra/oss/kelPrintStream.hpp"
 
+#include "platform/kelRuntimeLocale.hpp"
+
 // Also makes sure that std::cerr stands before any static constructor of the library's users runs. The only
 // source that may include it: everywhere else it would be one more static constructor at load.
 #include <iostream>
@@ -12,6 +14,13 @@ template <class Value>
 PrintStream& print(PrintStream& stream, Value value) {
   std::cerr << value;
   return stream;
+}
+
+/// Numbers that the standard library prints through the runtime.
+template <class Value>
+PrintStream& printFloating(PrintStream& stream, Value value) {
+  const platform::StandingRuntimeLocale locale;
+  return print(stream, value);
 }
 
 alignas(PrintStream) unsigned char standing[sizeof(PrintStream)];
@@ -69,11 +78,11 @@ PrintStream& PrintStream::operator<<(unsigned long long value) {
 }
 
 PrintStream& PrintStream::operator<<(float value) {
-  return print(*this, value);
+  return printFloating(*this, value);
 }
 
 PrintStream& PrintStream::operator<<(double value) {
-  return print(*this, value);
+  return printFloating(*this, value);
 }
 
 PrintStream& PrintStream::operator<<(const char* value) {

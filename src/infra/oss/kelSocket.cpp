@@ -90,9 +90,18 @@ unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
 
 using SocketList = std::list<Socket>;
 
+/// Handles mostly ascend: one above all before it is not looked for among them.
 platform::SocketSet setOf(const SocketList& list) {
   platform::SocketSet set;
-  for (const Socket& socket : list) set.add(socket.handle());
+  SocketHandle greatest = 0;
+  for (const Socket& socket : list) {
+    const SocketHandle handle = socket.handle();
+    if (handle > greatest && set.count < platform::SocketSet::most) {
+      set.handles[set.count++] = greatest = handle;
+    } else {
+      set.add(handle);
+    }
+  }
   return set;
 }
 

@@ -25,10 +25,6 @@ struct StringTokenizer::Token {
 
 namespace {
 
-bool isEmpty(const char* text) {
-  return text == nullptr || *text == '\0';
-}
-
 /// The same four characters whatever the code page.
 icu::UnicodeString defaultDelimiters() {
   return invariantText(" \r\n\t");
@@ -40,10 +36,6 @@ icu::UnicodeString delimitersFrom(const char* delimiters) {
 
 icu::UnicodeString delimitersFrom(const char* delimiters, const char* codePage) {
   return isEmpty(delimiters) ? defaultDelimiters() : toUnicode(delimiters, -1, codePage);
-}
-
-const char* nullIfEmpty(const char* codePage) {
-  return isEmpty(codePage) ? nullptr : codePage;
 }
 
 /// A set of code units below `Units`, one bit each.
@@ -165,8 +157,10 @@ const char* StringTokenizer::takeBytes() {
     const Token& token = tokens_[cursor_];
     const icu::UnicodeString text = text_.tempSubString(token.start, token.length);
     bytes_.appendString(text, codePage_.data());
-    // The buffer keeps to itself that it had no memory; a token is not to be lost so.
-    if (bytes_.length() == 0 && fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
+    // The buffer keeps to itself that it had no memory; a token is not to be lost so. A long one that begins with a NUL
+    // ends there.
+    if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
+        fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
       throw std::bad_alloc();
     ++cursor_;
   }

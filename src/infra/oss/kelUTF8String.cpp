@@ -45,7 +45,8 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
-  if (length() == 0 && !text.isEmpty()) throw std::bad_alloc();  // an append does not report that
+  // An append does not report that there was no memory. A long text that begins with a NUL ends there.
+  if (length() == 0 && !text.isEmpty() && text.charAt(0) != u'\0') throw std::bad_alloc();
 }
 
 UTF8String::UTF8String(const UTF8String& other) = default;

@@ -22,4 +22,15 @@ class EnglishRuntimeLocale {
   void* former_;  // the platform's own record of what stood before
 };
 
+/// While it lives, the locale stands: no other thread's switch begins. For what the standard library prints, which where
+/// the locale is the process's switches it, too, and would put another thread's "English" one back behind that one's
+/// end. Whoever holds one may make a switch and hold another. Where a switch is a thread's alone, nothing.
+class StandingRuntimeLocale {
+ public:
+  StandingRuntimeLocale() noexcept;
+  StandingRuntimeLocale(const StandingRuntimeLocale&) = delete;
+  StandingRuntimeLocale& operator=(const StandingRuntimeLocale&) = delete;
+  ~StandingRuntimeLocale();  // NOLINT(performance-trivially-destructible): to one platform only
+};
+
 }  // namespace tarvo::platform

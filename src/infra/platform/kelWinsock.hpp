@@ -134,6 +134,7 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// neither IPv4 nor IPv6 is `familyNotSupported`, one that is cut short `badAddress`.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
+  /// `noBuffers` where the platform keeps a record of its listeners and has no memory for it.
   virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
   /// The accepted socket is blocking and not inherited by child processes. Waits as long as nothing is
   /// pending; `invalidArgument` once `wakeAccept` was called.

@@ -14,7 +14,7 @@
 ///     }
 ///
 /// The exit is reported behind the body, on its normal return only: an exception passes by without it. With
-/// all flags clear each test is a load and a bit test that is not taken; nothing is called, locked or
+/// all flags clear entry and exit are a load and a test each that is not taken; nothing is called, locked or
 /// allocated.
 namespace tarvo::trace {
 
@@ -27,7 +27,8 @@ constexpr std::uint32_t dispatchBit = 0x40000;
 constexpr std::uint32_t traceEntryBits = 0x20001;
 constexpr std::uint32_t traceExitBits = 0x20002;
 constexpr std::uint32_t flightRecordBit = 0x80;
-constexpr std::uint32_t anyExitBits = traceExitBits | flightRecordBit;
+constexpr std::uint32_t anyEntryBits = dispatchBit | traceEntryBits;
+constexpr std::uint32_t anyExitBits = dispatchBit | traceExitBits | flightRecordBit;
 
 /// Read afresh at every test, since a hook or another thread may have changed it. The load is relaxed: on the
 /// supported processors a plain one, and no data race with a host that stores atomically.
@@ -36,37 +37,22 @@ inline bool flagged(std::uint32_t bits) noexcept {
          0;
 }
 
-[[gnu::cold, gnu::noinline]] void callDispatchEntry(Probe probe);
-[[gnu::cold, gnu::noinline]] void callDispatchExit(Probe probe);
-[[gnu::cold, gnu::noinline]] void callTraceEntry(Probe probe);
-[[gnu::cold, gnu::noinline]] void callTraceExits(Probe probe);
-
-inline void reportEntry(Probe probe) {
-  if (flagged(dispatchBit)) [[unlikely]]
-    callDispatchEntry(probe);
-  if (flagged(traceEntryBits)) [[unlikely]]
-    callTraceEntry(probe);
-}
-
-inline void reportExit(Probe probe) {
-  if (flagged(dispatchBit)) [[unlikely]]
-    callDispatchExit(probe);
-  if (flagged(anyExitBits)) [[unlikely]]
-    callTraceExits(probe);
-}
+/// Test for each hook again: the one before may have changed the flags.
+[[gnu::cold, gnu::noinline]] void callEntryHooks(Probe probe);
+[[gnu::cold, gnu::noinline]] void callExitHooks(Probe probe);
 
 }  // namespace detail
 
 /// Whether a function that is entered now has an entry to report, for one that keeps a short path apart from
 /// its `traced` one: the path of no entry ends in `tracedExit`, and saves no register for hooks.
 inline bool entryIsTraced() noexcept {
-  return detail::flagged(detail::dispatchBit) || detail::flagged(detail::traceEntryBits);
+  return detail::flagged(detail::anyEntryBits);
 }
 
 /// Whether a function that is left now has an exit to report, for one whose result would have to be kept in a
 /// register over the hooks: with nothing to report it returns at once, and saves none.
 inline bool exitIsTraced() noexcept {
-  return detail::flagged(detail::dispatchBit) || detail::flagged(detail::anyExitBits);
+  return detail::flagged(detail::anyExitBits);
 }
 
 /// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
@@ -74,10 +60,12 @@ template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
   if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
     std::forward<Body>(body)();
-    detail::reportExit(P);
+    if (exitIsTraced()) [[unlikely]]
+      detail::callExitHooks(P);
   } else {
     decltype(auto) result = std::forward<Body>(body)();
-    detail::reportExit(P);
+    if (exitIsTraced()) [[unlikely]]
+      detail::callExitHooks(P);
     return result;
   }
 }
@@ -85,7 +73,8 @@ inline decltype(auto) tracedExit(Body&& body) {
 /// Reports the entry, runs `body`, reports the exit.
 template <Probe P, class Body>
 inline decltype(auto) traced(Body&& body) {
-  detail::reportEntry(P);
+  if (entryIsTraced()) [[unlikely]]
+    detail::callEntryHooks(P);
   return tracedExit<P>(std::forward<Body>(body));
 }
 

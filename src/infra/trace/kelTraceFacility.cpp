@@ -38,19 +38,13 @@ void uninstall() noexcept {
 
 namespace detail {
 
-void callDispatchEntry(Probe probe) {
-  installedFacility.diagDispatchEntry(probe);
+void callEntryHooks(Probe probe) {
+  if (flagged(dispatchBit)) installedFacility.diagDispatchEntry(probe);
+  if (flagged(traceEntryBits)) installedFacility.traceEntry(probe);
 }
 
-void callDispatchExit(Probe probe) {
-  installedFacility.diagDispatchExit(probe);
-}
-
-void callTraceEntry(Probe probe) {
-  installedFacility.traceEntry(probe);
-}
-
-void callTraceExits(Probe probe) {
+void callExitHooks(Probe probe) {
+  if (flagged(dispatchBit)) installedFacility.diagDispatchExit(probe);
   if (flagged(traceExitBits)) installedFacility.traceExit(probe, 0);
   if (flagged(flightRecordBit)) installedFacility.traceFlightRecord(probe, 0, 0, 0);
 }

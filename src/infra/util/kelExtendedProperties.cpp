@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <new>
 #include <optional>
@@ -281,16 +282,23 @@ const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
 
 // --- load
 
-/// Stored in the order of keys, each property comes behind the last one of the tree.
+/// Stored in the order of keys, each property comes behind the last one of the tree. Lines can be as short as two
+/// bytes and take twenty times as much here, so that there are never more than some at once.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
+  constexpr std::size_t mostAtOnce = std::size_t{1} << 18U;
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);
   reader.keepTexts();
   std::vector<PropertyLine> lines;
-  while (reader.readLine()) {
-    if (reader.hasProperty()) lines.push_back(lineOf(reader.key(), reader.value()));
+  for (bool more = true; more;) {
+    lines.clear();
+    while (more && lines.size() < mostAtOnce) {
+      more = reader.readLine();
+      if (reader.hasProperty()) lines.push_back(lineOf(reader.key(), reader.value()));
+    }
+    sortByKey(lines);
+    keepLastOfEachKey(lines);
+    properties_->store(lines);
   }
-  sortByKey(lines);
-  properties_->store(lines);
 }
 
 void ExtendedProperties::load(const char* data, std::size_t length, bool resolveReferences) {
@@ -398,9 +406,16 @@ class ExtendedProperties::Resolver {
     return (work.open != none || takeUpTo(work, true)) && takeUpTo(work, false);
   }
 
+  /// Before the text grows beyond what ICU can hold, and not when it is whole.
+  static void requireRoom(std::size_t length, std::size_t more) {
+    if (length + more > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+      throw std::bad_alloc();
+  }
+
   static bool takeUpTo(Work& work, bool opens) {
     const std::u16string_view stored = work.stored();
     const std::size_t percent = std::min(stored.find(u'%', work.rest), stored.size());
+    requireRoom(work.done.size(), percent - work.rest);
     work.done.append(stored, work.rest, percent - work.rest);
     work.rest = percent;
     if (percent == stored.size()) return false;
@@ -424,6 +439,7 @@ class ExtendedProperties::Resolver {
   /// A "%" that comes with the value opens the next reference. It has one at most, or had been resolved.
   static void replace(Work& work, std::u16string_view value) {
     const std::size_t percent = value.find(u'%');
+    requireRoom(work.open, value.size());
     work.done.replace(work.open, none, value);
     work.open = percent == none ? none : work.open + percent;
     ++work.rest;

@@ -100,4 +100,13 @@ void sortByKey(std::vector<PropertyLine>& lines) {
   if (!inOrder) lines = LineSorter(lines).sorted();
 }
 
+void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
+  std::size_t kept = 0;
+  for (const PropertyLine& line : lines) {
+    const bool again = kept > 0 && lines[kept - 1].hash == line.hash && lines[kept - 1].key == line.key;
+    lines[again ? kept - 1 : kept++] = line;
+  }
+  lines.resize(kept);
+}
+
 }  // namespace tarvo::util

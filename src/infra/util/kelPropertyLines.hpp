@@ -17,4 +17,7 @@ struct PropertyLine {
 /// In the order of keys by their units; lines of one key in the order that they have.
 void sortByKey(std::vector<PropertyLine>& lines);
 
+/// Of lines in order, those of one key become one, the last of them.
+void keepLastOfEachKey(std::vector<PropertyLine>& lines);
+
 }  // namespace tarvo::util

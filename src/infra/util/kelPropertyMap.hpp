@@ -95,7 +95,7 @@ class ExtendedProperties::PropertyMap {
 
   /// Changes nothing when it fails.
   void store(icu::UnicodeString key, icu::UnicodeString value);
-  /// Stores all of them, sorted by key; of those with one key the last. When it fails, some are stored.
+  /// Stores all of them, in the order of their keys, one a key. When it fails, some are stored.
   void store(const std::vector<PropertyLine>& lines);
   /// Whether there was one. The key may be the map's own.
   bool remove(std::u16string_view key);

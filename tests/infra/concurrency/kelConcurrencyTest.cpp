@@ -17,6 +17,7 @@
 #include "infra/util/kelBase64.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
 
+#include "support/kelAwaited.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
 
@@ -26,7 +27,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -256,11 +256,12 @@ constexpr std::size_t threadCount = 4;
 /// Runs `work(thread)` in some threads, which begin together.
 template <class ThreadWork>
 void inThreads(std::size_t count, const ThreadWork& work) {
-  std::barrier together(static_cast<std::ptrdiff_t>(count));
+  Awaited together;
   std::vector<std::thread> threads;
   for (std::size_t thread = 0; thread < count; ++thread) {
     threads.emplace_back([&, thread] {
-      together.arrive_and_wait();
+      together.increment();
+      together.awaitAtLeast(static_cast<unsigned int>(count));
       work(thread);
     });
   }

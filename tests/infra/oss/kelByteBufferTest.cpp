@@ -1,11 +1,14 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
+#include "support/kelCutCharacters.hpp"
 #include "support/kelDefaultCodePage.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -199,6 +202,25 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
     utf8 += euro ? "\xE2\x82\xAC" : "x";
     wide += euro ? "\xAC\x20"s : "x\0"s;
   }
+}
+
+TEST(ByteBuffer, HoldsTheWholeTextWhereICUsSizeWasTooSmall) {
+  for (const CutCharacters& cut : cutCharacters()) {
+    SCOPED_TRACE(cut.codePage);
+    for (int times = 1; times < 120; ++times) {
+      const ByteBuffer buffer(cut.times(times), cut.codePage);
+      ASSERT_EQ(bytesOf(buffer), allBytes(cut.times(times), cut.codePage)) << times;
+      ASSERT_EQ(buffer.get()[buffer.length()], '\0') << times;
+    }
+  }
+}
+
+TEST(ByteBuffer, HasNoMemoryForATextWhoseSizeIsAboveTheLargestInt) {
+  constexpr std::int32_t units = 1 << 29;
+  const std::unique_ptr<void, decltype(&std::free)> zeros(std::calloc(units, sizeof(char16_t)), &std::free);
+  ASSERT_NE(zeros, nullptr);
+  const icu::UnicodeString huge(static_cast<UBool>(false), static_cast<const char16_t*>(zeros.get()), units);
+  EXPECT_THROW(ByteBuffer(huge, "UTF-32BE"), std::bad_alloc);
 }
 
 TEST(ByteBuffer, TakesICUsDefaultConverterForANullCodePage) {

@@ -224,6 +224,48 @@ TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
   }
 }
 
+/// With more room than any text here needs: ICU's own constructor of a text never comes back from some of them.
+icu::UnicodeString readByIcu(const std::string& bytes, const char* codePage) {
+  std::array<char16_t, 4096> units;
+  UErrorCode status = U_ZERO_ERROR;
+  UConverter* const converter = ucnv_open(codePage, &status);
+  const std::int32_t count = ucnv_toUChars(converter, units.data(), static_cast<std::int32_t>(units.size()),
+                                           bytes.data(), static_cast<std::int32_t>(bytes.size()), &status);
+  ucnv_close(converter);
+  EXPECT_TRUE(U_SUCCESS(status));
+  return {units.data(), count};
+}
+
+TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
+  struct Row {
+    const char* codePage;
+    std::string bytes;
+  };
+  const Row rows[] = {
+      {"SCSU", "\x0B\x01\x01" + std::string(14, '\x80')},
+      {"SCSU", "\x0B\x01\x01" + std::string(200, '\x80')},
+      {"BOCU-1", "\xFC\x4E\x5F\x77\x5D\x5A\x43\x7B\x4D\x6C\x60\x69\x5F\x57\x3C\x63\x55\x57\x7B"},
+  };
+  for (const Row& row : rows) {
+    const icu::UnicodeString expected = readByIcu(row.bytes, row.codePage);
+    EXPECT_EQ(toUnicode(row.bytes.data(), static_cast<std::int32_t>(row.bytes.size()), row.codePage),
+              expected);
+    EXPECT_EQ(toUnicode(row.bytes.c_str(), -1, row.codePage), expected);
+  }
+  std::mt19937 random(20261121);
+  for (int i = 0; i < 20'000; ++i) {
+    std::string bytes(1 + random() % 60, '\0');
+    for (char& byte : bytes)
+      byte = static_cast<char>(random() % 3 == 0 ? random() % 0x20 : 0x80 + random() % 0x80);
+    for (const char* const codePage :
+         {"SCSU", "BOCU-1", "UTF-7", "GB18030", "HZ", "LMBCS-1", "ISCII,version=0"}) {
+      ASSERT_EQ(toUnicode(bytes.data(), static_cast<std::int32_t>(bytes.size()), codePage),
+                readByIcu(bytes, codePage))
+          << codePage << ", text " << i;
+    }
+  }
+}
+
 TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
   const icu::UnicodeString text(512, u'\u00E9', 512);
   for (const char* const name : {"windows-1252", "ISO-8859-1", "UTF-8", "Shift_JIS"}) {
@@ -386,6 +428,26 @@ TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
     EXPECT_EQ(fromUnicode(u"abc", &mark, 0, name), fromUnicode(u"abc", nullptr, 0, name));
     EXPECT_EQ(mark, '#');
   }
+}
+
+TEST(ConverterCache, WritesNothingWithoutATargetWhateverRoomIsClaimed) {
+  const DefaultCodePage utf8("UTF-8");
+  for (const char* const name : {"ISO-8859-1", "UTF-8", "Shift_JIS", "", static_cast<const char*>(nullptr)}) {
+    SCOPED_TRACE(name == nullptr ? "the default" : name);
+    const icu::UnicodeString text(u"abc");
+    EXPECT_EQ(fromUnicode(text, nullptr, 5, name), text.extract(0, 3, nullptr, 5, name));
+  }
+}
+
+// Places without a converter have that name, too.
+TEST(ConverterCache, OpensAnewUnderTheEmptyName) {
+  UErrorCode status = U_ZERO_ERROR;
+  UConverter* const expected = ucnv_open("", &status);
+  std::thread([&] {
+    const CachedConverter converter("");
+    EXPECT_EQ(nameOf(converter), expected == nullptr ? "(none)" : ucnv_getName(expected, &status));
+  }).join();
+  ucnv_close(expected);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <functional>
 #include <limits>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -200,7 +201,9 @@ TEST(Convert, CopiesBetweenEqualNames) {
     const char* from;
     const char* to;
   };
+  const std::string elsewhere = "UTF-8";
   const auto pairs = std::to_array<Same>({{"UTF-8", "UTF-8"},
+                                          {"UTF-8", elsewhere.c_str()},
                                           {"no-such-page", "no-such-page"},
                                           {nullptr, nullptr},
                                           {nullptr, ""},
@@ -536,16 +539,19 @@ TEST_F(ConvertDebug, PrintsEachStepOfAUnicodeConversion) {
   }
 }
 
+/// The C library's error number is not the converter's, and can be anything.
+std::string withoutErrno(const std::string& text) {
+  return std::regex_replace(text, std::regex("errno: [0-9]+"), "errno: #");
+}
+
 TEST_F(ConvertDebug, NamesTheCodePageThatIsUnknown) {
   std::array<char, 4> room{};
-  EXPECT_THAT(printed(ofUnicode(u"a", "no-such-page"), nullptr, 0),
-              ::testing::ContainsRegex(
-                  "DEBUG: Call to extract to get size failed - errno: [0-9]+ size: 0 toCodePage: "
-                  "no-such-page\\.\n!$"));
-  EXPECT_THAT(
-      printed(ofUnicode(u"a", "no-such-page"), room.data(), 4),
-      ::testing::ContainsRegex("DEBUG: Call to extract to convert data failed - errno: [0-9]+ size: 0 "
-                               "destLength: 4 toCodePage: no-such-page\\.\n!$"));
+  EXPECT_THAT(withoutErrno(printed(ofUnicode(u"a", "no-such-page"), nullptr, 0)),
+              testing::EndsWith("DEBUG: Call to extract to get size failed - errno: # size: 0 toCodePage: "
+                                "no-such-page.\n!"));
+  EXPECT_THAT(withoutErrno(printed(ofUnicode(u"a", "no-such-page"), room.data(), 4)),
+              testing::EndsWith("DEBUG: Call to extract to convert data failed - errno: # size: 0 "
+                                "destLength: 4 toCodePage: no-such-page.\n!"));
 }
 
 TEST_F(ConvertDebug, CanBeTurnedOffAgain) {

@@ -1,6 +1,7 @@
 #include "infra/oss/kelConverter.hpp"
 #include "infra/oss/kelNLSException.hpp"
 
+#include "support/kelCutCharacters.hpp"
 #include "support/kelDefaultCodePage.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelTraceRecorder.hpp"
@@ -243,6 +244,21 @@ TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
     EXPECT_EQ(Converter::convertToBytes(u"abc", "no such page", target, 0, &mustNotGrow, nullptr), 0U);
   }
   EXPECT_STREQ(store, "?");
+}
+
+TEST(ConvertToBytes, GivesNoMoreThanThereIsRoomForWhereICUsSizeWasTooSmall) {
+  for (const CutCharacters& cut : cutCharacters()) {
+    const std::string expected = allBytes(cut.piece, cut.codePage);
+    for (std::size_t capacity = 0; capacity <= expected.size(); ++capacity) {
+      SCOPED_TRACE(cut.codePage + " "s + std::to_string(capacity));
+      std::string store(capacity, '?');
+      Growth growth;
+      const std::size_t count =
+          Converter::convertToBytes(cut.piece, cut.codePage, store.data(), capacity, &Growth::grow, &growth);
+      ASSERT_LE(count, growth.asked.empty() ? capacity : growth.asked.back());
+      EXPECT_EQ((growth.asked.empty() ? store : growth.room).substr(0, count), expected);
+    }
+  }
 }
 
 TEST(ConvertToBytes, DoesNotCutTheStoresCapacity) {

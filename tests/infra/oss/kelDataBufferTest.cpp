@@ -1,6 +1,8 @@
 #include "infra/oss/kelDataBuffer.hpp"
 #include "infra/oss/kelNLSException.hpp"
 
+#include "support/kelCommaLocale.hpp"
+#include "support/kelCutCharacters.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -482,6 +484,18 @@ TEST(DataBuffer, TakesTextInACodePage) {
   }
 }
 
+TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
+  for (const CutCharacters& cut : cutCharacters()) {
+    SCOPED_TRACE(cut.codePage);
+    for (int padding = 0; padding < 30; ++padding) {
+      const icu::UnicodeString given = icu::UnicodeString(padding, 'x', padding) + cut.times(700);
+      DataBuffer buffer(0);
+      buffer.appendString(given, cut.codePage);
+      ASSERT_EQ(text(buffer), allBytes(given, cut.codePage)) << padding;
+    }
+  }
+}
+
 TEST(DataBuffer, TakesLongTextInACodePage) {
   for (const int units : {4095, 4096, 4097, 100'000}) {
     SCOPED_TRACE(units);
@@ -568,6 +582,13 @@ TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
   EXPECT_EQ(appended(std::numeric_limits<int>::min()), "=-2147483648");
   EXPECT_EQ(appended(std::numeric_limits<long long>::min()), "=-9223372036854775808");
   EXPECT_EQ(appended(std::numeric_limits<unsigned long long>::max()), "=18446744073709551615");
+}
+
+TEST(DataBuffer, WritesDoublesWithAPointWhateverTheLocale) {
+  for (const CommaLocale::For whom : {CommaLocale::For::process, CommaLocale::For::thread}) {
+    const CommaLocale comma(whom);
+    EXPECT_EQ(appended(-1234567.25), "=-1234567.250000");
+  }
 }
 
 TEST(DataBuffer, WritesDoublesWithSixDecimals) {

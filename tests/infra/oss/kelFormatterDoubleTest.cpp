@@ -1,5 +1,6 @@
 #include "infra/oss/kelFormatter.hpp"
 #include "infra/oss/kelNLSException.hpp"
+#include "infra/oss/kelPrintStream.hpp"
 
 #include "support/kelCommaLocale.hpp"
 #include "support/kelRaises.hpp"
@@ -17,9 +18,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <limits>
 #include <optional>
 #include <random>
+#include <sstream>
+#include <streambuf>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -324,6 +328,8 @@ TEST(FormatterDouble, ReadsTextsLongerThanAnyBuffer) {
     EXPECT_EQ(Formatter::stringToDouble(digits.c_str()), 1.0) << length;
     EXPECT_EQ(Formatter::stringToDouble(wide("+" + digits)), 1.0) << length;
     EXPECT_THAT([&] { Formatter::stringToDouble(wide(digits + "x")); }, refuses(digits + "x"));
+    EXPECT_THAT([&] { Formatter::stringToDouble(wide(digits).append(u'\u0661')); },
+                refuses(digits + "\xD9\xA1"));
   }
 }
 
@@ -427,6 +433,55 @@ TEST(FormatterThreads, ReadTheSameTextsAtTheSameTime) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(halfByTheRuntime(), "0,5");
+}
+
+// Where the locale is the process's, the standard library switches it to print as well: were it to do so in the middle
+// of a reader's switch, it would put the reader's locale back for good.
+TEST(FormatterThreads, ReadNumbersWhileAnotherPrintsThem) {
+  const CommaLocale comma(CommaLocale::For::process);
+  std::ostringstream printed;
+  std::streambuf* const before = std::cerr.rdbuf(printed.rdbuf());
+  std::atomic<int> reading{2};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 2; ++t) {
+    readers.emplace_back([&] {
+      for (int i = 0; i < 1'000; ++i) wrong += Formatter::stringToDouble("+0.25") == 0.25 ? 0 : 1;
+      --reading;
+    });
+  }
+  std::string expected;
+  do {
+    oss::ossOut << 0.5 << 0.25F;
+    expected += "0.50.25";
+  } while (reading > 0);
+  for (std::thread& reader : readers) reader.join();
+  std::cerr.rdbuf(before);
+  EXPECT_EQ(wrong, 0);
+  EXPECT_TRUE(printed.str() == expected);
+  EXPECT_EQ(halfByTheRuntime(), "0,5") << "the process's locale is as it was";
+}
+
+/// Reads a number for every character that is written into it.
+class ReadingBuffer : public std::streambuf {
+ public:
+  double sum = 0;
+
+ protected:
+  int_type overflow(int_type unit) override {
+    sum += Formatter::stringToDouble("+0.5");
+    return traits_type::not_eof(unit);
+  }
+};
+
+TEST(FormatterThreads, ReadANumberInTheMiddleOfPrintingOne) {
+  const CommaLocale comma(CommaLocale::For::process);
+  ReadingBuffer reading;
+  std::streambuf* const before = std::cerr.rdbuf(&reading);
+  oss::ossOut << 0.25;
+  std::cerr.rdbuf(before);
+  EXPECT_EQ(reading.sum, 2.0) << "four characters";
   EXPECT_EQ(halfByTheRuntime(), "0,5");
 }
 

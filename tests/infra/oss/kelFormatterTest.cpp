@@ -105,6 +105,14 @@ class FormatterOf : public testing::Test {
 using Types = testing::Types<Int32, Uint32, Int64, Uint64>;
 TYPED_TEST_SUITE(FormatterOf, Types);
 
+TYPED_TEST(FormatterOf, LeavesATextAloneWhoseBufferTheCallerHolds) {
+  icu::UnicodeString out(u"former");
+  std::char_traits<char16_t>::copy(out.getBuffer(30), u"mine", 4);
+  TypeParam::toText(out, 42);
+  out.releaseBuffer(4);
+  EXPECT_EQ(utf8(out), "mine");
+}
+
 // --- the model
 
 TEST(DecimalModel, ReducesDecimalTextsOfAnyLength) {

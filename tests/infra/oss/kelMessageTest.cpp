@@ -346,6 +346,18 @@ TEST(Message, AddsTextAsItIs) {
   }
 }
 
+TEST(Message, TakesABogusTextAsOneAndRendersNothingForIt) {
+  UnicodeString bogus;
+  bogus.setToBogus();
+  Message message;
+  message.setMessageID(u"X");
+  message.addArgument(bogus);
+  message.addArgument(UnicodeString(u"b"));
+  ASSERT_EQ(message.getMessageArgsCount(), 2);
+  EXPECT_TRUE(message.getMessageArgs().front().isBogus());
+  EXPECT_EQ(rendered(message), "X: [] - [] [b]");
+}
+
 TEST(Message, AddsNarrowTextInItsCodePage) {
   struct Row {
     const char* bytes;

@@ -11,14 +11,11 @@ TEST(OssOut, PrintsFromTheFirstStaticConstructorToTheLastExitHandler) {
   const ProcessResult result = runProcess({KELINFRA_OSSOUT_PROGRAM});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err,
-            "library starts 1\n"
-            "program starts 2\n"
-            "main 3\n"
-            "late handler 4\n"
-            "program ends 5\n"
-            "early handler 6.5\n"
-            "library ends 7\n");
+  std::string lines;
+  for (const char* const line : {"library starts 1", "program starts 2", "main 3", "late handler 4",
+                                 "program ends 5", "early handler 6.5", "library ends 7"})
+    lines += std::string(line) + lineEnd;
+  EXPECT_EQ(result.err, lines);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "support/kelAwaited.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRounds.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -171,7 +172,7 @@ TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
   for (const std::optional<unsigned long long>& timeout : longTimeouts) {
     SCOPED_TRACE(nameOf(timeout));
     SocketServer server;
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < roundsWithThreads(500); ++round) {
       SCOPED_TRACE(round);
       server.listen(0, 4, false);
       const unsigned int port = server.getPort();
@@ -213,7 +214,7 @@ TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   Jitter jitter(seed);
   SocketServer server;
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < roundsWithThreads(3000); ++round) {
     SCOPED_TRACE(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
@@ -229,7 +230,7 @@ TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
 TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
   const WaitWatch watch;
   SocketServer server;
-  for (int round = 0; round < 500; ++round) {
+  for (int round = 0; round < roundsWithThreads(500); ++round) {
     SCOPED_TRACE(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
@@ -250,7 +251,7 @@ TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWai
   SocketServer server;
   server.listen(0, 4, true);
   const unsigned int port = server.getPort();
-  for (int round = 0; round < 1000; ++round) {
+  for (int round = 0; round < roundsWithThreads(1000); ++round) {
     SCOPED_TRACE(round);
     Waiter old(server);
     WaitWatch::awaitNext();
@@ -412,12 +413,12 @@ void meetOften(int rounds, int closers, Strangers* strangers) {
 }
 
 TEST(SocketServerThreads, ACloseThatMeetsAConnectionGivesTheOneOrTheOther) {
-  meetOften(2000, 1, nullptr);
+  meetOften(roundsWithThreads(2000), 1, nullptr);
 }
 
 TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatMeansSomethingElse) {
   Strangers strangers(2);
-  meetOften(3000, 1, &strangers);
+  meetOften(roundsWithThreads(3000), 1, &strangers);
   strangers.stop();
   EXPECT_EQ(strangers.trouble(), "");
   EXPECT_GT(strangers.conversations(), 0U);
@@ -425,7 +426,7 @@ TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatMeansSomethingElse) {
 
 TEST(SocketServerThreads, ManyClosesCloseNothingOfAnybodyElse) {
   Strangers strangers(2);
-  meetOften(1000, 3, &strangers);
+  meetOften(roundsWithThreads(1000), 3, &strangers);
   strangers.stop();
   EXPECT_EQ(strangers.trouble(), "");
   EXPECT_GT(strangers.conversations(), 0U);
@@ -438,7 +439,7 @@ TEST(SocketServerThreads, LeavesAWaitBeforeItsDescriptorMeansSomethingElse) {
   const WaitWatch watch;
   Strangers strangers(2);
   SocketServer server;
-  for (int round = 0; round < 3000; ++round) {
+  for (int round = 0; round < roundsWithThreads(3000); ++round) {
     SCOPED_TRACE(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();

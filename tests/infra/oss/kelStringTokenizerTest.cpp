@@ -245,6 +245,14 @@ TEST(StringTokenizer, GivesLongTokens) {
   EXPECT_EQ(tokenizer.getNextTokenString().length(), 20'000);
 }
 
+TEST(StringTokenizer, GivesALongTokenThatBeginsWithANulAsAnEmptyOne) {
+  icu::UnicodeString text(5000, u'x', 5000);
+  text.setCharAt(0, u'\0').append(u",next");
+  StringTokenizer tokens(text, ",");
+  EXPECT_STREQ(tokens.getNextToken(), "");
+  EXPECT_STREQ(tokens.getNextToken(), "next");
+}
+
 TEST(StringTokenizer, LeavesNothingOfATokenBehindTheNext) {
   StringTokenizer tokenizer("abcdefghij k", "UTF-8", nullptr);
   tokenizer.getNextToken();

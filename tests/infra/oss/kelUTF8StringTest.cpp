@@ -55,6 +55,14 @@ TEST(UTF8String, TakesUnicodeInUtf8) {
   EXPECT_STREQ(string.getString(), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD");
 }
 
+TEST(UTF8String, OfALongTextThatBeginsWithANulIsEmpty) {
+  for (const std::int32_t units : {4097, 100'000}) {
+    icu::UnicodeString text(units, u'x', units);
+    text.setCharAt(0, u'\0');
+    EXPECT_EQ(UTF8String(text).length(), 0) << units;
+  }
+}
+
 TEST(UTF8String, TakesASizeLikeItsBase) {
   EXPECT_EQ(UTF8String(100).capacity(), 4096);
   EXPECT_EQ(UTF8String(5000).capacity(), 5000);

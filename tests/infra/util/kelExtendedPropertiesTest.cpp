@@ -426,7 +426,8 @@ TEST(ExtendedProperties, ReadsUInt32) {
   expectReads<unsigned int>(getter,
                             {{"a number", u"42", 42},
                              {"blanks around", u"  42  ", 42},
-                             {"the largest", u"4294967295", 4294967295U}},
+                             {"the largest", u"4294967295", 4294967295U},
+                             {"too large, reduced", u"4294967296", 0}},
                             7);
   expectRefuses<unsigned int>(getter,
                               {{"negative", u"-1", u"-1", "uint32"},
@@ -450,7 +451,8 @@ TEST(ExtendedProperties, ReadsInt64) {
       {{"a number", u"42", 42},
        {"blanks around", u"  42  ", 42},
        {"the least", u"-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
-       {"the largest", u"9223372036854775807", std::numeric_limits<std::int64_t>::max()}},
+       {"the largest", u"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
+       {"too large, reduced", u"9223372036854775808", std::numeric_limits<std::int64_t>::min()}},
       7);
   expectRefuses<std::int64_t>(getter,
                               {{"letters", u" x ", u"x", "int64"},
@@ -469,7 +471,8 @@ TEST(ExtendedProperties, ReadsUint64) {
       getter,
       {{"a number", u"42", 42},
        {"blanks around", u"  42  ", 42},
-       {"the largest", u"18446744073709551615", std::numeric_limits<std::uint64_t>::max()}},
+       {"the largest", u"18446744073709551615", std::numeric_limits<std::uint64_t>::max()},
+       {"too large, reduced", u"18446744073709551617", 1}},
       7);
   expectRefuses<std::uint64_t>(
       getter, {{"negative", u"-5", u"-5", "uint64"},

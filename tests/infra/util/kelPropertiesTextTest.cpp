@@ -634,6 +634,48 @@ TEST(PropertiesText, IsSavedInOrderAndFlushedAtTheEnd) {
   EXPECT_EQ(stream.flushedAt, std::vector<std::size_t>{stream.bytes.size()});
 }
 
+/// Keeps what is written in one piece, by each of the three operations that take something.
+class PieceStream : public oss::OutputStream {
+ public:
+  void write(char c) override { pieces.emplace_back(1, c); }
+  void write(const char* s) override { pieces.emplace_back(s); }
+  void write(const char* buffer, std::size_t offset, std::size_t length) override {
+    pieces.push_back("range " + std::string(buffer + offset, length));
+  }
+  void flush() override { pieces.emplace_back("flush"); }
+
+  std::vector<std::string> pieces;
+};
+
+TEST(PropertiesText, IsWrittenByteByByteAndItsLineEndsAsTexts) {
+  ExtendedProperties properties;
+  properties.putProperty(u"a", u"\u00E9");
+  PieceStream stream;
+  properties.save(stream);
+  std::vector<std::string> expected;
+  for (const char c : std::string("#saved by ExtendedProperties on ")) expected.emplace_back(1, c);
+  expected.emplace_back("\r\n");
+  for (const char c : std::string("a=\\u00E9")) expected.emplace_back(1, c);
+  expected.insert(expected.end(), {"\r\n", "flush"});
+  EXPECT_EQ(stream.pieces, expected);
+}
+
+TEST(PropertiesText, OfCopiesHasTheIncludes) {
+  ExtendedProperties properties;
+  properties.addInclude(u"x.properties");
+  const std::string expected = "#saved by ExtendedProperties on \r\n#include x.properties\r\n";
+  const ExtendedProperties constructed(properties);
+  ExtendedProperties assigned;
+  assigned.addInclude(u"dropped");
+  assigned = properties;
+  ExtendedProperties copied;
+  copied.copy(properties);
+  for (const ExtendedProperties* const copy :
+       {&constructed, &std::as_const(assigned), &std::as_const(copied)}) {
+    EXPECT_EQ(saved(*copy), expected);
+  }
+}
+
 TEST(PropertiesText, OfAnIncludeIsNotReadBack) {
   ExtendedProperties properties;
   properties.addInclude(u"more.properties");

@@ -12,10 +12,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <new>
 #include <random>
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -58,6 +60,19 @@ TEST(PropertiesAllocation, IsNotKeptForLinesLoadedAgain) {
   EXPECT_EQ(count.outstanding(), 0);
 }
 
+// What the lines take while they are under way, and the text itself; an index for so many properties would be more.
+TEST(PropertiesAllocation, IsNotMadeForLinesOfOneKey) {
+  constexpr std::size_t lines = 100'000;
+  std::string text;
+  for (std::size_t i = 0; i < lines; ++i) text += "a\n";
+  ExtendedProperties properties;
+  const AllocationCount count;
+  properties.load(text.data(), text.size(), false);
+  constexpr std::size_t underWay = std::size_t{2} << 17U;  // a vector that doubles, from one line up to 2^17
+  EXPECT_LE(count.bytes(), underWay * sizeof(PropertyLine) + 2 * text.size() + 10'000);
+  EXPECT_EQ(std::distance(properties.begin(), properties.end()), 1);
+}
+
 TEST(PropertiesAllocation, IsNotNeededToAsk) {
   const icu::UnicodeString longKey(100, u'k', 100);
   ExtendedProperties properties;
@@ -76,6 +91,43 @@ TEST(PropertiesAllocation, IsNotNeededToAsk) {
   EXPECT_EQ(&properties.getProperty(absent, absent), &absent);
   EXPECT_EQ(properties.requireProperty(longKey).length(), 4);
   EXPECT_EQ(count.made(), 0U);
+}
+
+TEST(TextUnits, AreNoMoreThanIcuCounts) {
+  constexpr std::size_t most = 0x7FFFFFFF;
+  EXPECT_EQ(util::lengthOf(std::u16string_view(u"claimed", most)), 0x7FFFFFFF);
+  EXPECT_THROW(util::lengthOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
+  EXPECT_THROW(util::textOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
+}
+
+// A key without memory looks like the empty one, which may be there.
+TEST(PropertiesAllocation, ThatFailsForAKeyOrAValueLeavesAllOtherPropertiesAlone) {
+  const std::string longText(100, 'x');
+  for (const std::string& line : {longText + "=short", "short=" + longText}) {
+    for (const bool withEmptyKey : {false, true}) {
+      bool happened = true;
+      for (std::size_t nth = 1; happened; ++nth) {
+        SCOPED_TRACE(line.substr(0, 5) + (withEmptyKey ? ", empty key, " : ", ") + std::to_string(nth));
+        ExtendedProperties properties;
+        if (withEmptyKey) properties.putProperty(u"", u"of the empty key");
+        properties.putProperty(u"other", u"value");
+        bool loaded = false;
+        try {
+          const FailingAllocation failing(nth, Shortage::fromThenOn);  // ICU tries twice
+          properties.load(line.data(), line.size(), false);
+          happened = failing.happened();
+          loaded = true;
+        } catch (const std::bad_alloc&) {
+        }
+        EXPECT_EQ(std::distance(properties.begin(), properties.end()),
+                  1 + (withEmptyKey ? 1 : 0) + (loaded ? 1 : 0));
+        EXPECT_EQ(properties.requireProperty(u"other"), u"value");
+        if (withEmptyKey) {
+          EXPECT_EQ(properties.requireProperty(u""), u"of the empty key");
+        }
+      }
+    }
+  }
 }
 
 // --- the index: keys chosen so that they all want the same place
@@ -140,6 +192,51 @@ TEST(PropertyIndex, HashesEveryUnit) {
     }
     EXPECT_EQ(hashes.size(), 2 + 3 * length) << length;
   }
+}
+
+/// Two keys of one hash, of one length or not.
+std::pair<std::u16string, std::u16string> keysOfOneHash(bool ofOneLength) {
+  std::unordered_map<PropertyIndex::Hash, std::u16string> seen;
+  for (unsigned int i = 0;; ++i) {
+    std::u16string key = {static_cast<char16_t>(i), static_cast<char16_t>(i >> 16U), u'x'};
+    if (i % 2 == 1) key += u'y';
+    const auto [former, isNew] = seen.try_emplace(PropertyIndex::hashOf(key), key);
+    if (!isNew && (former->second.size() == key.size()) == ofOneLength) return {former->second, key};
+  }
+}
+
+TEST(PropertyIndex, TellsApartKeysOfOneHash) {
+  for (const bool ofOneLength : {true, false}) {
+    SCOPED_TRACE(ofOneLength);
+    const auto [one, other] = keysOfOneHash(ofOneLength);
+    PropertyIndex::Property property(unicode(one), u"");
+    PropertyIndex index(1);
+    index.add(PropertyIndex::hashOf(one), property, false);
+    EXPECT_NE(index.find(PropertyIndex::hashOf(one), one).place, nullptr);
+    EXPECT_EQ(index.find(PropertyIndex::hashOf(other), other).place, nullptr);
+    EXPECT_TRUE(index.find(PropertyIndex::hashOf(other), other).certain);
+
+    ExtendedProperties properties;
+    properties.putProperty(unicode(one), u"one");
+    properties.putProperty(unicode(other), u"other");
+    EXPECT_EQ(properties.requireProperty(unicode(one)), u"one");
+    EXPECT_EQ(properties.requireProperty(unicode(other)), u"other");
+  }
+}
+
+TEST(ExtendedPropertiesIndex, StoresLinesUnderKeysThatWereLeftOut) {
+  const std::vector<std::u16string> keys = crowdedKeys(2 * PropertyIndex::reach);
+  ExtendedProperties properties;
+  icu::UnicodeString lines;
+  for (const std::u16string& key : keys) {
+    properties.putProperty(unicode(key), u"former");
+    icu::UnicodeString escaped = unicode(key);
+    lines += escaped.findAndReplace(u" ", u"\\ ") + u"=%new%\n";
+  }
+  properties.load(lines + u"new=value\n");
+  for (const std::u16string& key : keys) ASSERT_EQ(properties.requireProperty(unicode(key)), u"value");
+  for (const std::u16string& key : keys) ASSERT_EQ(properties.removeProperty(unicode(key)), 1);
+  EXPECT_EQ(std::distance(properties.begin(), properties.end()), 1);
 }
 
 TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
@@ -209,6 +306,36 @@ TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
       ASSERT_EQ(lines[i].hash, expected[i].hash) << "seed " << seed << ", line " << i;
     }
+  }
+}
+
+TEST(PropertyLines, OfOneKeyBecomeTheLastOfThem) {
+  const std::vector<PropertyLine> lines = {{u"a", u"1", 7, false}, {u"a", u"2", 7, true},
+                                           {u"b", u"3", 7, false}, {u"c", u"4", 8, true},
+                                           {u"c", u"5", 8, false}, {u"c", u"6", 8, false}};
+  for (std::size_t first = 0; first <= lines.size(); ++first) {
+    std::vector<PropertyLine> kept(lines.begin() + static_cast<std::ptrdiff_t>(first), lines.end());
+    std::vector<std::u16string_view> expected = {u"2", u"3", u"6"};
+    expected.erase(expected.begin(), expected.begin() + (first < 2 ? 0 : first < 3 ? 1 : first < 6 ? 2 : 3));
+    util::keepLastOfEachKey(kept);
+    std::vector<std::u16string_view> values;
+    for (const PropertyLine& line : kept) values.push_back(line.value);
+    EXPECT_EQ(values, expected) << "from line " << first;
+  }
+}
+
+/// More lines than are under way at once.
+TEST(PropertyLines, OfALongTextAreStoredAsThoseOfAShortOne) {
+  constexpr std::size_t lines = 300'000;
+  constexpr std::size_t keys = 1000;
+  std::string text;
+  for (std::size_t i = 0; i < lines; ++i) text += numbered("", i % keys, "=") + std::to_string(i) + '\n';
+  ExtendedProperties properties;
+  properties.load(text.data(), text.size(), false);
+  ASSERT_EQ(std::distance(properties.begin(), properties.end()), keys);
+  for (std::size_t key = 0; key < keys; ++key) {
+    const icu::UnicodeString name = icu::UnicodeString::fromUTF8(std::to_string(key));
+    EXPECT_EQ(properties.getPropertyAsUint64(name, 0), lines - keys + key);
   }
 }
 

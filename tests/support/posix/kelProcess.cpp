@@ -55,6 +55,8 @@ pid_t start(const std::vector<std::string>& command, const File& in, const File&
 
 }  // namespace
 
+const char* const lineEnd = "\n";
+
 ProcessResult runProcess(const std::vector<std::string>& command, const std::string& input) {
   const File in = temporary(input);
   const File out = temporary();

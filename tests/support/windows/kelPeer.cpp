@@ -2,6 +2,8 @@
 
 #include "support/windows/kelWinsockStart.hpp"
 
+#include <iphlpapi.h>
+
 #include <algorithm>
 #include <climits>
 #include <vector>
@@ -55,6 +57,34 @@ void drop(Handle& handle) {
 void await(Handle handle, int wanted) {
   WSAPOLLFD entry = {handle, static_cast<short>(wanted & ~(POLLERR | POLLHUP)), 0};
   while ((entry.revents & wanted) == 0) checked(::WSAPoll(&entry, 1, -1), "WSAPoll");
+}
+
+/// The system's table of the connections of IPv4.
+std::vector<MIB_TCPROW> connections() {
+  std::vector<unsigned char> room;
+  ULONG size = 0;
+  DWORD code = ERROR_INSUFFICIENT_BUFFER;
+  while (code == ERROR_INSUFFICIENT_BUFFER) {
+    room.resize(size);
+    code = ::GetTcpTable(reinterpret_cast<MIB_TCPTABLE*>(room.data()), &size, FALSE);
+  }
+  if (code != NO_ERROR)
+    throw std::system_error(static_cast<int>(code), std::system_category(), "GetTcpTable");
+  const auto* const table = reinterpret_cast<const MIB_TCPTABLE*>(room.data());
+  return {table->table, table->table + table->dwNumEntries};
+}
+
+bool isEstablished(Handle handle) {
+  sockaddr_in own = {};
+  sockaddr_in other = {};
+  int size = sizeof own;
+  checked(::getsockname(handle, reinterpret_cast<sockaddr*>(&own), &size), "getsockname");
+  if (::getpeername(handle, reinterpret_cast<sockaddr*>(&other), &size) != 0) return false;
+  const std::vector<MIB_TCPROW> all = connections();
+  return std::any_of(all.begin(), all.end(), [&](const MIB_TCPROW& row) {
+    return row.dwLocalPort == own.sin_port && row.dwRemotePort == other.sin_port &&
+           row.dwState == MIB_TCP_STATE_ESTAB;
+  });
 }
 
 }  // namespace
@@ -180,12 +210,13 @@ void awaitBytes(Handle handle, std::size_t count) {
   }
 }
 
+// Wine's poll tells of the end only when everything before it was read.
 void awaitEnd(Handle handle) {
-  await(handle, POLLHUP);
+  while (isEstablished(handle)) ::SwitchToThread();
 }
 
 void awaitReset(Handle handle) {
-  await(handle, POLLERR | POLLHUP);
+  await(handle, POLLERR);
 }
 
 void awaitUrgent(Handle handle) {

@@ -150,6 +150,8 @@ ProcessResult runTool(const std::vector<std::string>& command, const std::string
 
 }  // namespace
 
+const char* const lineEnd = "\r\n";
+
 ProcessResult runProcess(const std::vector<std::string>& command, const std::string& input) {
   const std::string_view program = command.front();
   return program.ends_with(".exe") ? runWindowsProgram(command, input) : runTool(command, input);

@@ -31,4 +31,8 @@ EnglishRuntimeLocale::~EnglishRuntimeLocale() {
   uselocale(static_cast<locale_t>(former_));
 }
 
+StandingRuntimeLocale::StandingRuntimeLocale() noexcept = default;
+
+StandingRuntimeLocale::~StandingRuntimeLocale() = default;
+
 }  // namespace tarvo::platform

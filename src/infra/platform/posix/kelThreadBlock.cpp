@@ -11,12 +11,17 @@ struct Block {
 
 constinit thread_local Block block{};
 
+/// The block while it may be used, which is asked for often: a variable of this model is found without a call, and
+/// one pointer always has a place among those.
+[[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
+
 struct ThreadEnd {
   explicit ThreadEnd(void (*atEnd)(void*) noexcept) noexcept : atEnd_(atEnd) {}
   ThreadEnd(const ThreadEnd&) = delete;
   ThreadEnd& operator=(const ThreadEnd&) = delete;
   ~ThreadEnd() {
     block.ended = true;
+    usable = nullptr;
     atEnd_(block.bytes);
   }
 
@@ -24,12 +29,16 @@ struct ThreadEnd {
   void (*atEnd_)(void*) noexcept;
 };
 
+[[gnu::noinline]] unsigned char* firstUse(void (*atEnd)(void*) noexcept) noexcept {
+  if (block.ended) return nullptr;
+  static const thread_local ThreadEnd end(atEnd);
+  return usable = block.bytes;
+}
+
 }  // namespace
 
 void* threadBlock(void (*atEnd)(void*) noexcept) noexcept {
-  if (block.ended) return nullptr;
-  static const thread_local ThreadEnd end(atEnd);
-  return block.bytes;
+  return usable != nullptr ? usable : firstUse(atEnd);
 }
 
 }  // namespace tarvo::platform

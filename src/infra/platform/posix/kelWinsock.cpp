@@ -9,6 +9,7 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -449,7 +450,10 @@ class PosixWinsock final : public Winsock {
 
   int closesocket(SocketHandle handle) override {
     const int descriptor = descriptorOf(handle);
-    if (!isSocket(descriptor)) return answer(-1);
+    // A connection that lingers keeps its port from all who would listen on it unless it has said otherwise itself; to
+    // Winsock it is the new listener alone who says that. Of what is no socket this is refused.
+    const int on = 1;
+    if (::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) return answer(-1);
     knownEnds.forget(descriptor);
     ::close(descriptor);  // what it answers does not matter: the descriptor is gone in any case
     return 0;
@@ -493,8 +497,8 @@ class PosixWinsock final : public Winsock {
   int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) override {
     const int descriptor = descriptorOf(handle);
     if (!isSocket(descriptor)) return answer(-1);
-    const int flags = ::fcntl(descriptor, F_GETFL);
-    return answer(::fcntl(descriptor, F_SETFL, mode != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK));
+    int on = mode != 0 ? 1 : 0;
+    return answer(::ioctl(descriptor, FIONBIO, &on));
   }
 
   int setsockopt(SocketHandle handle, int level, int option, int value) override {

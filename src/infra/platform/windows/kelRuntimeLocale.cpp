@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
@@ -10,9 +11,31 @@
 namespace tarvo::platform {
 namespace {
 
-/// The locale is the process's: who is between a switch and its end holds this. No std::mutex, which here is
-/// constructed when the library is loaded.
-constinit SRWLOCK switching = SRWLOCK_INIT;
+/// The locale is the process's: who is between a switch and its end holds this, and so does who needs it to stand. The
+/// same thread may take it again. No std::recursive_mutex, which here is constructed when the library is loaded.
+class SwitchLock {
+ public:
+  void take() noexcept {
+    const DWORD self = ::GetCurrentThreadId();
+    if (owner_.load(std::memory_order_relaxed) != self) {
+      ::AcquireSRWLockExclusive(&lock_);
+      owner_.store(self, std::memory_order_relaxed);
+    }
+    ++depth_;
+  }
+  void giveBack() noexcept {
+    if (--depth_ != 0) return;
+    owner_.store(0, std::memory_order_relaxed);
+    ::ReleaseSRWLockExclusive(&lock_);
+  }
+
+ private:
+  SRWLOCK lock_ = SRWLOCK_INIT;
+  std::atomic<DWORD> owner_{0};  ///< no thread's number is 0
+  unsigned int depth_ = 0;
+};
+
+constinit SwitchLock switching;
 
 /// Room for the name of the locale that stood before, as long as any that is not made to be longer. Who holds the lock
 /// uses it.
@@ -33,10 +56,10 @@ void release(void* name) {
 }  // namespace
 
 EnglishRuntimeLocale::EnglishRuntimeLocale() {
-  AcquireSRWLockExclusive(&switching);
+  switching.take();
   former_ = currentName();
   if (former_ == nullptr) {
-    ReleaseSRWLockExclusive(&switching);
+    switching.giveBack();
     throw std::bad_alloc();
   }
   // A system that lacks it has "C", whose numeric rules are the same.
@@ -46,7 +69,15 @@ EnglishRuntimeLocale::EnglishRuntimeLocale() {
 EnglishRuntimeLocale::~EnglishRuntimeLocale() {
   std::setlocale(LC_ALL, static_cast<const char*>(former_));
   release(former_);
-  ReleaseSRWLockExclusive(&switching);
+  switching.giveBack();
+}
+
+StandingRuntimeLocale::StandingRuntimeLocale() noexcept {
+  switching.take();
+}
+
+StandingRuntimeLocale::~StandingRuntimeLocale() {
+  switching.giveBack();
 }
 
 }  // namespace tarvo::platform

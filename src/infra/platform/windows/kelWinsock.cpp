@@ -57,6 +57,13 @@ int setBlocking(SOCKET handle, bool blocking) noexcept {
   return ::ioctlsocket(handle, static_cast<long>(FIONBIO), &mode);
 }
 
+/// Whether a connection that has reached its end was reset. Not every system says so to each reader: to Wine's it is an
+/// end of stream, and an error when polled.
+bool wasReset(SOCKET handle) noexcept {
+  WSAPOLLFD entry = {handle, POLLRDNORM, 0};
+  return ::WSAPoll(&entry, 1, 0) == 1 && (entry.revents & POLLERR) != 0;
+}
+
 // --- text ---------------------------------------------------------------------------------------------
 
 /// UTF-8 as the system's wide text. Null stays null.
@@ -260,7 +267,11 @@ class SystemWinsock final : public Winsock {
     return ::send(handle, bytes, length, 0);
   }
 
-  int recv(SocketHandle handle, char* bytes, int length) override { return ::recv(handle, bytes, length, 0); }
+  int recv(SocketHandle handle, char* bytes, int length) override {
+    const int result = ::recv(handle, bytes, length, 0);
+    if (result == 0 && length > 0 && wasReset(handle)) return fail(wsa::connectionReset);
+    return result;
+  }
 
   int shutdown(SocketHandle handle, int how) override { return ::shutdown(handle, how); }
 

@@ -2,11 +2,11 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelServerTalk.hpp"
+#include "support/kelTakenPort.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <string>
 
 namespace tarvo::test {
 namespace {
@@ -35,19 +35,33 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
   } rows[] = {{"127.0.0.1", first, second}, {"::1", second, first}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.address);
-    Socket near;
     Socket far;
-    near.connect(row.address, port, Socket::NullAddrInfoExternal, nullptr);
     const unsigned long long moment = 0;
     EXPECT_THAT([&] { row.other.accept(far, &moment); },
                 Raises<SocketException>("ERR_SOCKET_TIMEOUT", "localhost", port).from(source));
-    row.server.accept(far, nullptr);
-    const char sent = '*';
-    char got = 0;
-    near.write(&sent, 0, 1);
-    EXPECT_EQ(far.read(&got, 0, 1), 1U);
-    EXPECT_EQ(got, sent);
+    expectTalk(row.address, row.server);
   }
+}
+
+// Winsock keeps no port for the sake of connections that linger on it.
+TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnItWhetherAskedForOrNot) {
+  for (const bool reuse : {false, true}) {
+    SCOPED_TRACE(reuse);
+    const unsigned int port = lingeringPort(false);
+    SocketServer server;
+    server.listen(port, 5, reuse);
+    EXPECT_EQ(server.getPort(), port);
+    expectTalk("127.0.0.1", server);
+  }
+}
+
+// To Winsock the option means that a port may be shared with those who use it now. Wine's allows that to nobody, by
+// another code than without the option.
+TEST(SocketServerPort, InUseIsRefusedByAnotherCodeWhereReuseIsAskedFor) {
+  const TakenPort taken;
+  SocketServer server;
+  EXPECT_THAT([&] { server.listen(taken.number(), 4, true); },
+              Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10013, "localhost", 0).from(source));
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 
 #include "platform/kelThreadBlock.hpp"
 #include "platform/kelWinsock.hpp"
+#include "support/kelGuardedMemory.hpp"
 #include "support/kelHandles.hpp"
+#include "support/kelPeer.hpp"
+#include "support/kelSeamSockets.hpp"
 #include "support/windows/kelWinsockStart.hpp"
 
 #include <gmock/gmock.h>
@@ -12,7 +15,6 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <functional>
 #include <future>
 #include <string>
 #include <thread>
@@ -20,36 +22,6 @@
 
 namespace tarvo::test {
 namespace {
-
-using platform::invalidSocket;
-using platform::SocketHandle;
-using platform::SocketSet;
-using platform::TimeValue;
-
-using Address = std::vector<unsigned char>;
-
-platform::Winsock& system() {
-  return platform::systemWinsock();
-}
-
-int lastError() {
-  return system().WSAGetLastError();
-}
-
-/// A Winsock address of this machine.
-Address loopbackAddress() {
-  Address address(16);
-  address[0] = 2;
-  address[4] = 127;
-  address[7] = 1;
-  return address;
-}
-
-SocketHandle tcpSocket() {
-  const SocketHandle handle = system().socket(2, 1, 6);
-  EXPECT_NE(handle, invalidSocket);
-  return handle;
-}
 
 bool isInherited(SocketHandle handle) {
   DWORD flags = 0;
@@ -61,7 +33,7 @@ bool isInherited(SocketHandle handle) {
 class Listening {
  public:
   Listening() : handle(tcpSocket()), address(16) {
-    EXPECT_EQ(system().bind(handle, loopbackAddress().data(), 16), 0);
+    EXPECT_EQ(system().bind(handle, loopback().data(), 16), 0);
     EXPECT_EQ(system().listen(handle, 5), 0);
     std::size_t length = address.size();
     EXPECT_EQ(system().getsockname(handle, address.data(), length), 0);
@@ -122,34 +94,19 @@ TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
   EXPECT_EQ(system().systemText(0x2FFFFFFF), "");
 }
 
+TEST_F(WindowsWinsock, AnEventIsNoSocketAndStaysOpen) {
+  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  ASSERT_NE(event, nullptr);
+  expectNoSocket(reinterpret_cast<SocketHandle>(event));
+  EXPECT_NE(::CloseHandle(event), 0) << "it was not the seam's to close";
+}
+
 TEST_F(WindowsWinsock, HandlesAreWholeNumbersOf64Bits) {
   const Listening listening;
   const SocketHandle client = listening.connects();
   for (const SocketHandle wild : {client | 1ULL << 32, client | 1ULL << 63, client | 0xFFFFFFFF00000000ULL}) {
     SCOPED_TRACE(wild);
-    char byte = 0;
-    int value = 0;
-    const std::vector<std::function<int()>> calls = {
-        [&] { return system().send(wild, "x", 1); },
-        [&] { return system().recv(wild, &byte, 1); },
-        [&] { return system().shutdown(wild, 2); },
-        [&] { return system().ioctlsocketNonBlocking(wild, 0); },
-        [&] { return system().setsockopt(wild, 6, 1, 1); },
-        [&] { return system().getsockopt(wild, 0xFFFF, 0x1007, value); },
-        [&] { return system().closesocket(wild); },
-        [&] {
-          SocketSet write;
-          write.add(wild);
-          SocketSet none;
-          SocketSet noneEither;
-          return system().select(none, write, noneEither, nullptr);
-        },
-    };
-    for (std::size_t i = 0; i < calls.size(); ++i) {
-      system().WSASetLastError(0);
-      EXPECT_EQ(calls[i](), platform::socketError) << "call " << i;
-      EXPECT_EQ(lastError(), 10038) << "call " << i;
-    }
+    expectNoSocket(wild);
   }
   EXPECT_EQ(system().send(client, "x", 1), 1) << "the socket itself is as it was";
   system().closesocket(client);
@@ -240,7 +197,7 @@ TEST_F(WindowsWinsock, SelectWatchesAFullSetOfListeners) {
   SocketSet read;
   for (unsigned int i = 0; i < SocketSet::most; ++i) {
     handles.push_back(tcpSocket());
-    ASSERT_EQ(system().bind(handles.back(), loopbackAddress().data(), 16), 0);
+    ASSERT_EQ(system().bind(handles.back(), loopback().data(), 16), 0);
     ASSERT_EQ(system().listen(handles.back(), 1), 0);
     read.add(handles.back());
   }
@@ -287,11 +244,52 @@ TEST_F(WindowsWinsock, NamesResolveThoughNobodyHasStartedWinsock) {
   EXPECT_EQ(list[0].address, Address({2, 0, 0x12, 0x67, 127, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
+TEST_F(WindowsWinsock, ResolverLeavesTheProtocolOpenWhereNoneIsAskedFor) {
+  for (const int protocol : {0, 6}) {
+    std::vector<platform::ResolvedAddress> list;
+    EXPECT_EQ(system().getaddrinfo("::1", "4711", {0, 0, 1, protocol}, list), 0);
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list[0].protocol, protocol);
+  }
+}
+
 TEST_F(WindowsWinsock, ResolverReturnsItsCodeAndLeavesTheList) {
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("no.such.name.invalid.", "80", {0, 0, 1, 0}, list), 11001);
   EXPECT_EQ(system().getaddrinfo("127.0.0.1", "70000", {0, 0, 1, 0}, list), 10109);
   EXPECT_TRUE(list.empty());
+}
+
+// The system under Wine gives an end of stream to whoever reads behind a reset; what it answers to a poll tells it from
+// a peer that has ended.
+TEST_F(WindowsWinsock, AnEndIsAResetOnlyWhereThereWasOne) {
+  struct Row {
+    const char* what;
+    bool ended;  // by this end, before
+    bool reset;  // by the peer, or it only closes
+  };
+  for (const Row& row : {Row{"closed", false, false}, Row{"reset", false, true},
+                         Row{"both closed", true, false}, Row{"shut down, then reset", true, true}}) {
+    SCOPED_TRACE(row.what);
+    const SocketHandle client = tcpSocket();
+    Peer peer;
+    ASSERT_EQ(connectTo(client, loopback(peer.port())), 0);
+    peer.accepts();
+    if (row.ended) {
+      EXPECT_EQ(system().shutdown(client, 1), 0);
+    }
+    row.reset ? peer.resets() : peer.closes();
+    row.reset ? awaitReset(client) : awaitEnd(client);
+    char byte = 0;
+    EXPECT_EQ(system().recv(client, &byte, 0), 0);
+    for (int again = 0; again < 3; ++again) {
+      EXPECT_EQ(system().recv(client, &byte, 1), row.reset ? platform::socketError : 0);
+      if (row.reset) {
+        EXPECT_EQ(lastError(), 10054);
+      }
+    }
+    system().closesocket(client);
+  }
 }
 
 TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
@@ -307,6 +305,30 @@ TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
     }
   }
   system().closesocket(handle);
+}
+
+TEST_F(WindowsWinsock, SizesOfBuffersAreAsGiven) {
+  const SocketHandle handle = tcpSocket();
+  for (const int option : {0x1001, 0x1002}) {
+    EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, 30'000), 0);
+    int value = -1;
+    EXPECT_EQ(system().getsockopt(handle, 0xFFFF, option, value), 0);
+    EXPECT_EQ(value, 30'000);
+  }
+  system().closesocket(handle);
+}
+
+TEST_F(WindowsWinsock, AReadRefusesRoomThatIsNotAllThere) {
+  const GuardedMemory room(1);
+  const SocketHandle client = tcpSocket();
+  Peer peer;
+  ASSERT_EQ(connectTo(client, loopback(peer.port())), 0);
+  peer.accepts().says("x");
+  awaitBytes(client, 1);
+  EXPECT_EQ(system().recv(client, room.back(1), 2), platform::socketError);
+  EXPECT_EQ(lastError(), 10014);
+  EXPECT_EQ(system().recv(client, room.back(1), 1), 1) << "and takes nothing";
+  system().closesocket(client);
 }
 
 TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {

@@ -1,0 +1,90 @@
+#include "platform/kelRuntimeLocale.hpp"
+#include "support/kelCommaLocale.hpp"
+#include "support/kelSignals.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <clocale>
+#include <cstdlib>
+#include <future>
+#include <optional>
+#include <string>
+#include <thread>
+
+/// Here the locale is the process's, and so is each switch of it.
+namespace tarvo::test {
+namespace {
+
+using platform::EnglishRuntimeLocale;
+using platform::StandingRuntimeLocale;
+
+std::string currentLocale() {
+  return std::setlocale(LC_ALL, nullptr);
+}
+
+/// The system's own name of it.
+std::string english() {
+  const std::string former = currentLocale();
+  const char* const name = std::setlocale(LC_ALL, "English_USA.1252");
+  EXPECT_NE(name, nullptr);
+  const std::string copied = name == nullptr ? "" : name;
+  std::setlocale(LC_ALL, former.c_str());
+  return copied;
+}
+
+TEST(RuntimeLocale, IsSwitchedForEveryThreadAndComesBack) {
+  const std::string expected = english();
+  const CommaLocale comma(CommaLocale::For::process);
+  const std::string before = currentLocale();
+  ASSERT_NE(before, expected);
+  std::string seen;
+  {
+    const EnglishRuntimeLocale switched;
+    EXPECT_EQ(currentLocale(), expected);
+    EXPECT_EQ(std::strtod("1.5", nullptr), 1.5);
+    std::thread([&] { seen = currentLocale(); }).join();
+  }
+  EXPECT_EQ(seen, expected);
+  EXPECT_EQ(currentLocale(), before);
+}
+
+/// Whether a `Second` in another thread waits for the end of a `First`.
+template <class First, class Second>
+bool waits() {
+  std::atomic<bool> over{false};
+  bool waited = false;
+  std::optional<First> first(std::in_place);
+  std::promise<ThreadView> started;
+  std::thread other([&] {
+    started.set_value(ThreadView());
+    const Second second;
+    waited = over;
+  });
+  started.get_future().get().awaitWaiting();
+  over = true;
+  first.reset();
+  other.join();
+  return waited;
+}
+
+TEST(RuntimeLocale, IsSwitchedByOneThreadAfterTheOther) {
+  EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>()));
+  EXPECT_TRUE((waits<EnglishRuntimeLocale, StandingRuntimeLocale>()));
+  EXPECT_TRUE((waits<StandingRuntimeLocale, EnglishRuntimeLocale>()));
+}
+
+TEST(RuntimeLocale, CanBeSwitchedByWhoNeedsItToStand) {
+  const std::string before = currentLocale();
+  {
+    const StandingRuntimeLocale standing;
+    const StandingRuntimeLocale again;
+    const EnglishRuntimeLocale switched;
+    EXPECT_EQ(currentLocale(), english());
+  }
+  EXPECT_EQ(currentLocale(), before);
+  EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>())) << "each was given back";
+}
+
+}  // namespace
+}  // namespace tarvo::test

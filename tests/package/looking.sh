@@ -1,0 +1,18 @@
+# Shared by the scripts that look at packages: sourced, not run. They set $work to a folder of their own.
+. "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
+
+version=$(sed -n 's/^project(KELINFRA VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")
+
+# same WHAT EXPECTED FOUND
+same() { diff -u <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || die "$1: not what was expected (-)"; }
+
+# paths PREFIX FOLDER: the files of a folder as they are named in a package.
+paths() { (cd "$2" && find . -type f) | sed "s|^\.|$1|"; }
+
+# consume MODE STANDARD COMPILER PACKAGE [CMAKE DEFINITION...]: builds and runs the README's program.
+consume() {
+  local mode=$1 standard=$2 compiler=$3 package=$4
+  shift 4
+  cmake -D MODE="$mode" -D STANDARD="$standard" -D COMPILER="$compiler" -D PACKAGE="$package" "$@" \
+    -D SOURCE_DIR="$root" -D WORK_DIR="$work/$mode-$standard" -P "$root/tests/package/consume.cmake"
+}

@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# count.sh ROOT: what scripts/common.sh counts in logs of tests that are run whole.
+. "$1/scripts/common.sh"
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+
+# expect NAME "PASSED FAILED" reads a log from standard input.
+expect() {
+  cat >"$log"
+  local counted
+  counted=$(count_whole_tests "$log")
+  [ "$counted" = "$2" ] || die "$1: counted $counted and not $2"
+}
+
+expect "all pass, with a carriage return in each line" "3 0" <<END
+$(printf '1: [==========] Running 2 tests from 1 test suite.\r')
+$(printf '1: [       OK ] A.One (0 ms)\r')
+2: [==========] Running 1 test from 1 test suite.
+1: [       OK ] A.Two (0 ms)
+1/2 Test  #1: program.1 ..........   Passed    0.53 sec
+2: [       OK ] B.One (0 ms)
+2/2 Test  #2: program.2 ..........   Passed    0.53 sec
+END
+
+expect "one fails" "1 1" <<'END'
+7: [==========] Running 2 tests from 1 test suite.
+7: [       OK ] A.One (0 ms)
+7: [  FAILED  ] A.Two (0 ms)
+7: [  FAILED  ] A.Two
+1/1 Test #7: program ..........***Failed    0.53 sec
+END
+
+expect "a crash in the middle loses all that would have come" "1 4" <<'END'
+3: [==========] Running 5 tests from 2 test suites.
+3: [       OK ] A.One (0 ms)
+3: [ RUN      ] A.Two
+1/1 Test #3: program ..........***Exception: SegFault  0.53 sec
+END
+
+expect "a hang is a failure" "1 1" <<'END'
+3: [==========] Running 2 tests from 2 test suites.
+3: [       OK ] A.One (0 ms)
+3: [ RUN      ] A.Two
+1/1 Test #3: program ..........***Timeout 600.08 sec
+END
+
+expect "a program that ends badly behind its tests" "2 1" <<'END'
+3: [==========] Running 2 tests from 2 test suites.
+3: [       OK ] A.One (0 ms)
+3: [       OK ] A.Two (0 ms)
+1/1 Test #3: program ..........***Failed    0.53 sec
+END
+
+expect "a test that is skipped by itself does not pass" "1 1" <<'END'
+3: [==========] Running 2 tests from 2 test suites.
+3: [       OK ] A.One (0 ms)
+3: [  SKIPPED ] A.Two (0 ms)
+1/1 Test #3: program ..........   Passed    0.53 sec
+END
+
+expect "tests of other kinds count as one each, skipped ones not at all" "2 3" <<'END'
+ 1/6 Test  #1: Library.ExportsExactlyTheListedNames ...   Passed    0.03 sec
+ 2/6 Test  #2: Library.ReadsNoEnvironment .............***Failed    0.03 sec
+ 3/6 Test  #3: kernels.avx512 .........................***Skipped   0.03 sec
+ 4/6 Test #14: Examples.AClientIsAnswered .............   Passed   10.03 sec
+ 5/6 Test #15: never.built ............................***Not Run   0.00 sec
+ 6/6 Test #16: dies.at.once ...........................Subprocess aborted***Exception:   0.10 sec
+END
