@@ -1,4 +1,4 @@
-#include "kelBase64Rivals.hpp"
+#include "kelBase64Tasks.hpp"
 
 #include <benchmark/benchmark.h>
 
@@ -12,6 +12,7 @@
 namespace {
 
 using namespace tarvo::benchmarks::base64;
+using tarvo::benchmarks::timed;
 
 constexpr std::string_view characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
@@ -59,11 +60,11 @@ std::size_t plainDecode(char* dest, std::size_t destBytes, const unsigned short*
 void copiesText(benchmark::State& state) {
   const Data data(static_cast<std::size_t>(state.range(0)));
   Units dest(data.units());
-  while (state.KeepRunning()) {
+  timed(state, [&] {
     std::memcpy(dest.data(), data.text.data(), dest.size() * sizeof dest.front());
     benchmark::DoNotOptimize(dest.data());
     benchmark::ClobberMemory();
-  }
+  });
   finish(state, data.bytes.size());
 }
 

@@ -3,6 +3,8 @@
 #include "infra/oss/kelByteBuffer.hpp"
 #include "infra/oss/kelSizeableBuffer.hpp"
 
+#include "kelTimed.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -12,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace tarvo::bench {
+namespace tarvo::benchmarks {
 namespace {
 
 using oss::ByteBuffer;
@@ -42,10 +44,8 @@ struct String {
 template <class Container>
 [[gnu::noinline]] void grow(Container& container, std::size_t total) {
   // Neither is known while compiling, as in a program that is handed its pieces.
-  const char* source = piece.data();
-  std::size_t pieceLength = piece.size();
-  benchmark::DoNotOptimize(source);
-  benchmark::DoNotOptimize(pieceLength);
+  const char* const source = hidden(piece.data());
+  const std::size_t pieceLength = hidden(piece.size());
   for (std::size_t length = 0; length < total; length += pieceLength) container.append(source, pieceLength);
 }
 
@@ -64,16 +64,13 @@ bool growsRight(std::size_t total) {
 template <class Container>
 void append16(benchmark::State& state) {
   const auto total = static_cast<std::size_t>(state.range(0));
-  if (!growsRight<Container>(total)) {
-    state.SkipWithError("wrong contents");
-    return;
-  }
-  for (auto _ : state) {
+  if (!growsRight<Container>(total)) return refuse(state, "wrong contents");
+  timed(state, [&] {
     Container container;
     grow(container, total);
     benchmark::DoNotOptimize(container.view().data());
     benchmark::ClobberMemory();
-  }
+  });
   state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
@@ -118,17 +115,14 @@ std::size_t room(HeapRoom& buffer) {
 template <class Buffer>
 void construct(benchmark::State& state) {
   Buffer checked;
-  if (room(checked) != 512) {
-    state.SkipWithError("wrong room");
-    return;
-  }
-  for (auto _ : state) {
+  if (room(checked) != 512) return refuse(state, "wrong room");
+  timed(state, [] {
     Buffer buffer;
     benchmark::DoNotOptimize(buffer.data());
-  }
+  });
 }
 BENCHMARK(construct<Inline>)->Name("SizeableBuffer/room for 512 B/KELINFRA");
 BENCHMARK(construct<HeapRoom>)->Name("SizeableBuffer/room for 512 B/std::vector");
 
 }  // namespace
-}  // namespace tarvo::bench
+}  // namespace tarvo::benchmarks

@@ -4,7 +4,11 @@
 #include "infra/oss/kelMessageList.hpp"
 #include "infra/oss/kelSocketException.hpp"
 
+#include "kelDiagnosticsTasks.hpp"
+
 #include <benchmark/benchmark.h>
+#include <unicode/fmtable.h>
+#include <unicode/msgfmt.h>
 
 #include <cstdio>
 #include <stdexcept>
@@ -12,51 +16,49 @@
 
 namespace {
 
+using namespace tarvo::benchmarks::diagnostics;
+using tarvo::benchmarks::hidden;
+using tarvo::benchmarks::timed;
 using tarvo::oss::BaseException;
 using tarvo::oss::Message;
 using tarvo::oss::MessageList;
 using tarvo::oss::SocketException;
 
-const icu::UnicodeString host(u"db.example");
-
-SocketException makeOurs(unsigned int port, int code) {
-  SocketException error(icu::UnicodeString("QN_ERR_SOCKET_ERROR", -1, US_INV), "kelSocket.cpp", 120);
+SocketException makeOurs(unsigned int portOf, int codeOf) {
+  SocketException error(icu::UnicodeString(identifier, -1, US_INV), "kelSocket.cpp", 120);
   Message& message = error.getErrorMessage();
-  message.addArgument(code);
+  message.addArgument(codeOf);
   message.addArgument(host);
-  message.addArgument(port);
+  message.addArgument(portOf);
   return error;
 }
 
-[[noreturn]] void throwOurs(unsigned int port, int code) {
-  throw makeOurs(port,
-                 code);  // NOLINT(cert-err60-cpp): a copy takes memory, and messages are what is measured
+[[noreturn]] void throwOurs(unsigned int portOf, int codeOf) {
+  throw makeOurs(portOf,
+                 codeOf);  // NOLINT(cert-err60-cpp): a copy takes memory, and that is what is measured
 }
 
-[[noreturn]] void throwStandard(unsigned int port, int code) {
+[[noreturn]] void throwStandard(unsigned int portOf, int codeOf) {
   std::string bytes;
-  throw std::runtime_error("QN_ERR_SOCKET_ERROR: [] - [" + std::to_string(code) + "] [" +
-                           host.toUTF8String(bytes) + "] [" + std::to_string(port) + "]");
+  throw std::runtime_error("QN_ERR_SOCKET_ERROR: [] - [" + std::to_string(codeOf) + "] [" +
+                           host.toUTF8String(bytes) + "] [" + std::to_string(portOf) + "]");
+}
+
+std::string bytesOf(const icu::UnicodeString& text) {
+  std::string bytes;
+  return text.toUTF8String(bytes);
 }
 
 void throwAndCatchOurs(benchmark::State& state) {
-  for (auto _ : state) {
-    try {
-      throwOurs(4711, 10022);
-    } catch (const BaseException& error) {
-      benchmark::DoNotOptimize(&error);
-    }
-  }
+  throwsAndCatches<BaseException>(state, &throwOurs, [](const BaseException& error) {
+    icu::UnicodeString text;
+    return bytesOf(error.getErrorMessage().toString(text));
+  });
 }
 
 void throwAndCatchStandard(benchmark::State& state) {
-  for (auto _ : state) {
-    try {
-      throwStandard(4711, 10022);
-    } catch (const std::exception& error) {
-      benchmark::DoNotOptimize(&error);
-    }
-  }
+  throwsAndCatches<std::exception>(state, &throwStandard,
+                                   [](const std::exception& error) { return std::string(error.what()); });
 }
 
 using Thrower = void (*)();
@@ -73,22 +75,21 @@ using Thrower = void (*)();
 
 template <class Caught>
 void throwThroughFrames(benchmark::State& state, Thrower thrower) {
-  benchmark::DoNotOptimize(thrower);
-  for (auto _ : state) {
+  timed(state, [thrower = hidden(thrower)] {
     try {
       benchmark::DoNotOptimize(throughFrames(8, thrower));
     } catch (const Caught& error) {
       benchmark::DoNotOptimize(&error);
     }
-  }
+  });
 }
 
 void framesOurs(benchmark::State& state) {
-  throwThroughFrames<BaseException>(state, [] { throwOurs(4711, 10022); });
+  throwThroughFrames<BaseException>(state, [] { throwOurs(port, code); });
 }
 
 void framesStandard(benchmark::State& state) {
-  throwThroughFrames<std::exception>(state, [] { throwStandard(4711, 10022); });
+  throwThroughFrames<std::exception>(state, [] { throwStandard(port, code); });
 }
 
 void framesInt(benchmark::State& state) {
@@ -96,63 +97,73 @@ void framesInt(benchmark::State& state) {
 }
 
 Message sample() {
-  Message message(u"QN_ERR_SOCKET_ERROR", Message::LEVEL_ERROR, "kelSocket.cpp", 120);
-  message.addArgument(10022);
+  Message message(icu::UnicodeString(identifier, -1, US_INV), Message::LEVEL_ERROR, "kelSocket.cpp", 120);
+  message.addArgument(code);
   message.addArgument(host);
-  message.addArgument(4711);
+  message.addArgument(port);
   return message;
 }
 
 void renderOurs(benchmark::State& state) {
   const Message message = sample();
-  for (auto _ : state) {
-    icu::UnicodeString line;
-    benchmark::DoNotOptimize(&message.toString(line));
-  }
+  renders(state, [&] {
+    icu::UnicodeString text;
+    message.toString(text);
+    return text;
+  });
 }
 
 void renderStandard(benchmark::State& state) {
-  const std::string id = "QN_ERR_SOCKET_ERROR";
+  const std::string id = identifier;
   const std::string text;
   const std::string arguments[] = {"10022", "db.example", "4711"};
-  for (auto _ : state) {
-    std::string line(id);
-    line.append(": [").append(text).append("] -");
-    for (const std::string& argument : arguments) line.append(" [").append(argument).append("]");
-    benchmark::DoNotOptimize(line.data());
-  }
+  renders(state, [&] {
+    std::string rendered(id);
+    rendered.append(": [").append(text).append("] -");
+    for (const std::string& argument : arguments) rendered.append(" [").append(argument).append("]");
+    return rendered;
+  });
+}
+
+/// The pattern was read before.
+void renderIcu(benchmark::State& state) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::MessageFormat format(u"{0}: [{1}] - [{2}] [{3}] [{4}]", icu::Locale::getUS(), status);
+  const icu::Formattable arguments[] = {icu::UnicodeString(identifier, -1, US_INV), icu::UnicodeString(),
+                                        icu::UnicodeString(u"10022"), host, icu::UnicodeString(u"4711")};
+  renders(state, [&] {
+    icu::UnicodeString text;
+    icu::FieldPosition position;
+    format.format(arguments, 5, text, position, status);
+    return text;
+  });
 }
 
 void listOurs(benchmark::State& state) {
   const Message message = sample();
-  for (auto _ : state) {
+  timed(state, [&] {
     MessageList list;
     for (int i = 0; i < 8; ++i) list.addMessage(message);
     benchmark::DoNotOptimize(list.count());
-  }
+  });
 }
 
 void listStandard(benchmark::State& state) {
   const Message message = sample();
-  for (auto _ : state) {
+  timed(state, [&] {
     std::list<Message> list;
     for (int i = 0; i < 8; ++i) list.push_back(message);
     benchmark::DoNotOptimize(list.size());
-  }
+  });
 }
 
-// A cursor step reports its exit only: two tests of the flag word.
+// A cursor step reports its exit only: one test of the flag word.
 void tracedStep(benchmark::State& state) {
   MessageList list;
   list.addMessage(Message());
   list.addMessage(Message());
-  for (auto _ : state) benchmark::DoNotOptimize(list.getFirstMsg());
+  timed(state, [&] { benchmark::DoNotOptimize(list.getFirstMsg()); });
 }
-
-struct Node {
-  int message;
-  const Node* next;
-};
 
 [[gnu::noinline]] const int* bareStep(const Node* first, const Node** cursor) {
   *cursor = first->next;
@@ -160,13 +171,7 @@ struct Node {
 }
 
 void untracedStep(benchmark::State& state) {
-  const Node last{2, nullptr};
-  const Node first{1, &last};
-  const Node* cursor = nullptr;
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(bareStep(&first, &cursor));
-    benchmark::ClobberMemory();
-  }
+  steps(state, &bareStep);
 }
 
 BENCHMARK(throwAndCatchOurs)->Name("Diagnostics/throw and catch, three arguments/KELINFRA");
@@ -176,6 +181,7 @@ BENCHMARK(framesStandard)->Name("Diagnostics/throw through 8 frames/std::runtime
 BENCHMARK(framesInt)->Name("Diagnostics/throw through 8 frames/an int");
 BENCHMARK(renderOurs)->Name("Diagnostics/render one line/KELINFRA");
 BENCHMARK(renderStandard)->Name("Diagnostics/render one line/std::string");
+BENCHMARK(renderIcu)->Name("Diagnostics/render one line/ICU MessageFormat");
 BENCHMARK(listOurs)->Name("Diagnostics/list of 8 messages/KELINFRA");
 BENCHMARK(listStandard)->Name("Diagnostics/list of 8 messages/std::list");
 BENCHMARK(tracedStep)->Name("Diagnostics/cursor step, trace off/KELINFRA");

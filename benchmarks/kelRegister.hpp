@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelTimed.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <functional>

@@ -1,7 +1,7 @@
 #include "infra/oss/kelUTF8Iterator.hpp"
 #include "infra/oss/kelUTF8String.hpp"
 
-#include "kelRegister.hpp"
+#include "kelUTF8Tasks.hpp"
 
 #include <benchmark/benchmark.h>
 #include <unicode/unistr.h>
@@ -20,12 +20,9 @@
 /// candidate first has to give the library's answer.
 namespace {
 
-using tarvo::benchmarks::registerBenchmark;
+using namespace tarvo::benchmarks::utf8;
 using tarvo::oss::UTF8Iterator;
 using tarvo::oss::UTF8String;
-
-using Answer = std::int64_t;
-using Task = std::function<Answer()>;
 
 struct Candidate {
   std::string name;
@@ -34,28 +31,8 @@ struct Candidate {
 
 /// The first candidate is the library's.
 void compare(const std::string& task, const std::vector<Candidate>& candidates) {
-  for (const Candidate& candidate : candidates) {
-    registerBenchmark(task + "/" + candidate.name,
-                      [task = candidate.task, own = candidates.front().task](benchmark::State& state) {
-                        if (task() != own()) return state.SkipWithError("the answers differ");
-                        for (auto _ : state) benchmark::DoNotOptimize(task());
-                      });
-  }
-}
-
-/// Keeps the compiler from knowing a text and its length.
-const char* hidden(const std::string& text) {
-  const char* bytes = text.c_str();
-  benchmark::DoNotOptimize(bytes);
-  return bytes;
-}
-
-std::string textOf(std::size_t bytes, const icu::UnicodeString& line) {
-  std::string piece;
-  line.toUTF8String(piece);
-  std::string text;
-  while (text.size() + piece.size() <= bytes) text += piece;
-  return text + std::string(bytes - text.size(), '.');
+  for (const Candidate& candidate : candidates)
+    compete(task, candidate.name, candidate.task, candidates.front().task);
 }
 
 // --- rivals
@@ -133,16 +110,12 @@ Answer walkByIterator(const char* text) {
 
 // --- the cases
 
-struct Kind {
-  const char* name;
-  icu::UnicodeString line;
-};
-
-void compareIterators(const Kind& kind, std::size_t bytes, const std::string& size) {
-  const auto text = std::make_shared<const std::string>(textOf(bytes, kind.line));
-  const std::string what = size + ", " + kind.name;
+void compareIterators(const Text& shared) {
+  const std::shared_ptr<const std::string> text = shared.bytes;
+  const std::size_t bytes = text->size();
+  const std::string what = shared.what;
+  const Answer characters = shared.characters;
   const auto room = std::make_shared<std::vector<char>>(bytes + 1);
-  const Answer characters = countByU8Next(text->data(), static_cast<std::int32_t>(bytes));
   compare("UTF8Iterator/construct, " + what,
           {{"KELINFRA", [=] { return Answer{UTF8Iterator(hidden(*text)).numChars()}; }},
            {"U8_NEXT",
@@ -207,15 +180,8 @@ void compareConversions(const Kind& kind, std::int32_t units) {
 }
 
 const bool registered = [] {
-  const std::vector<Kind> kinds = {
-      {"ASCII", u"plain text, words and all that; 0123456789 "},
-      {"mixed", u"caf\u00E9, gar\u00E7on na\u00EFve, \u00FCber stra\u00DFe, plain words "},
-      {"CJK", u"\u65E5\u672C\u8A9E\u306E\u6587\u5B57\u5217\u4E2D\u6587\u5168\u6587\u3002"},
-  };
-  for (const Kind& kind : kinds) {
-    compareIterators(kind, 64, "64 B");
-    compareIterators(kind, 4096, "4 KiB");
-    compareIterators(kind, 1 << 20, "1 MiB");
+  for (const Text& text : texts()) compareIterators(text);
+  for (const Kind& kind : kinds()) {
     for (const std::int32_t units : {16, 512}) compareConversions(kind, units);
   }
   compareComparisons(64, "64 B");

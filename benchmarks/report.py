@@ -1,36 +1,96 @@
 #!/usr/bin/env python3
-"""Turns Google Benchmark's JSON into docs/benchmarks.md: report.py RESULTS.json GOALS.json OUTPUT.md
+"""Turns Google Benchmark's JSON into docs/benchmarks.md and docs/pictures:
+
+    report.py GOALS.json OUTPUT.md RESULTS.json...
 
 Benchmarks are named "class/task/candidate[/arguments]"; in each task the candidate KELINFRA is set beside the others.
-Named arguments are part of the task.
+Named arguments are part of the task. The counter "allocations" is requests for memory a run; "p50" and "p99" are times
+of single runs and become tasks of their own.
+
+A goal is one of
+    {"task", "than", "atMost"}        the largest ratio of KELINFRA's time to that candidate's
+    {"task", "thanTask", "atMost"}    and to its own time in another task
+    {"task", "allocationsAtMost"}     the most requests for memory
 """
 import json
+import os
 import re
 import sys
 from collections import defaultdict
+
+import pictures
 
 OURS = "KELINFRA"
 HEAD = """# Benchmarks
 
 Written by `scripts/bench`. Each class stands beside what one would use instead: in one process, on the same input, pinned
-to one core, repetitions in random order, the median of them. The machines are noisy; a ratio counts, an absolute
-time does not. The ratio is KELINFRA's time over the alternative's: below 1 KELINFRA is faster. A goal is the largest
-ratio aimed at.
+to one core, repetitions in random order, the median of them. A candidate is timed only when its answer is KELINFRA's.
+The machines are noisy; a ratio counts, an absolute time does not. The ratio is KELINFRA's time over the alternative's:
+below 1 KELINFRA is faster. A goal is the largest ratio aimed at. "Requests" is how often one run asks for memory: malloc,
+calloc, realloc and what stands on them, on the average.
 """
+COLUMNS = [OURS, "requests", "alternative", "its time", "its requests", "ratio", "goal"]
 
 
-def medians(results):
-    """(task, candidate) -> nanoseconds."""
-    times = {}
-    for run in results["benchmarks"]:
-        if run.get("aggregate_name") != "median":
-            continue
+class Results:
+    """Times in nanoseconds and requests for memory, each by (task, candidate)."""
+
+    def __init__(self):
+        self.times = {}
+        self.requests = {}
+
+    def add(self, run):
         task, candidate, arguments = re.match(r"([^/]+/[^/]+)/([^/]+)(.*)", run["run_name"]).groups()
-        task += "".join(f", {argument}" for argument in re.findall(r"/(\w+:\d+)", arguments))
-        real = run["run_name"].endswith("/real_time")
+        for argument in re.findall(r"/(\w+:\d+)", arguments):
+            task += ", " + (run["label"] if argument.startswith("page:") else argument)
         scale = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[run["time_unit"]]
-        times[task, candidate] = run["real_time" if real else "cpu_time"] * scale
-    return times
+        real = run["run_name"].endswith("/real_time")
+        self.times[task, candidate] = run["real_time" if real else "cpu_time"] * scale
+        if "allocations" in run:
+            self.requests[task, candidate] = run["allocations"]
+        for counter in ("p50", "p99"):
+            if counter in run:
+                self.times[f"{task}, {counter}", candidate] = run[counter]
+
+
+class Goals:
+    def __init__(self, goals, results):
+        self.results = results
+        self.rivals = {(goal["task"], goal["than"]): goal["atMost"] for goal in goals if "than" in goal}
+        self.own = [goal for goal in goals if "than" not in goal]
+        self.met = 0
+        self.missed = []
+        unknown = {goal["task"] for goal in goals} | {goal["thanTask"] for goal in goals if "thanTask" in goal}
+        unknown = sorted(task for task in unknown if (task, OURS) not in results.times)
+        if unknown:
+            sys.exit(f"goals without a benchmark: {unknown}")
+
+    def verdict(self, what, figure, goal):
+        """One line's verdict, kept for the summary, too."""
+        if figure <= goal:
+            self.met += 1
+            return f"{goal:,} met"
+        self.missed.append(f"| {what} | {plain(figure)} | {goal:,} |")
+        return f"{goal:,} missed"
+
+    def of_rival(self, task, candidate, ratio):
+        goal = self.rivals.get((task, candidate))
+        return "" if goal is None else self.verdict(f"{task} | {candidate}", ratio, goal)
+
+    def own_line(self, goal):
+        task = goal["task"]
+        if "allocationsAtMost" in goal:
+            figure, limit, than = self.results.requests[task, OURS], goal["allocationsAtMost"], "requests"
+        else:
+            than = goal["thanTask"]
+            figure, limit = self.results.times[task, OURS] / self.results.times[than, OURS], goal["atMost"]
+            than = "time of " + than.split("/")[1]
+        verdict = self.verdict(f"{task} | {than}", figure, limit)
+        return f"| {task.split('/')[1]} | {than} | {plain(figure)} | {verdict} |"
+
+
+def plain(figure):
+    return f"{figure:,.0f}" if figure >= 1000 else f"{figure:.3g}"
 
 
 def readable(nanoseconds):
@@ -40,44 +100,67 @@ def readable(nanoseconds):
     return f"{nanoseconds:.3g} ns"
 
 
-def rows(times, goals):
+def rival_lines(results, goals):
     """class -> lines of its table."""
-    wanted = {(goal["task"], goal["than"]): goal["atMost"] for goal in goals}
-    absent = sorted(set(wanted) - set(times))
-    unknown = [(task, candidate) for task, candidate in absent if (task, OURS) not in times]
-    if unknown:
-        sys.exit(f"goals without a benchmark: {unknown}")
-    tables = defaultdict(list)
-    for task, candidate in absent:
+    lines = defaultdict(list)
+
+    def add(task, *cells):
         name, what = task.split("/")
-        goal = f"{wanted[task, candidate]:g} not measured"
-        tables[name].append(f"| {what} | {readable(times[task, OURS])} | {candidate} | not installed | | {goal} |")
-    for (task, candidate), other in sorted(times.items()):
+        ours = [what, readable(results.times[task, OURS]), count(results, task, OURS)]
+        lines[name].append("| " + " | ".join([*ours, *cells]) + " |")
+
+    for task, candidate in sorted(set(goals.rivals) - set(results.times)):
+        add(task, candidate, "not installed", "", "", f"{goals.rivals[task, candidate]:g} not measured")
+    for (task, candidate), other in sorted(results.times.items()):
         if candidate == OURS:
             continue
-        ours = times[task, OURS]
-        ratio = ours / other
-        goal = wanted.get((task, candidate))
-        verdict = "" if goal is None else f"{goal:g} " + ("met" if ratio <= goal else "missed")
-        name, what = task.split("/")
-        tables[name].append(f"| {what} | {readable(ours)} | {candidate} | {readable(other)} | {ratio:.2f} | {verdict} |")
-    return tables
+        ratio = results.times[task, OURS] / other
+        goal = goals.of_rival(task, candidate, ratio)
+        add(task, candidate, readable(other), count(results, task, candidate), f"{ratio:.2f}", goal)
+    return lines
+
+
+def count(results, task, candidate):
+    requests = results.requests.get((task, candidate))
+    return "" if requests is None else f"{requests:.2f}".rstrip("0").rstrip(".")
+
+
+def table(head, lines):
+    return f"| {' | '.join(head)} |\n" + "|---" * len(head) + "|\n" + "\n".join(lines) + "\n"
+
+
+def document(results, goals, drawn):
+    lines = rival_lines(results, goals)
+    own = defaultdict(list)
+    for goal in goals.own:
+        own[goal["task"].split("/")[0]].append(goals.own_line(goal))
+    parts = [HEAD, f"\n## Goals\n\n{goals.met} goals are met, {len(goals.missed)} are missed"]
+    parts.append(":\n\n" + table(["task", "beside", "figure", "goal"], goals.missed) if goals.missed else ".\n")
+    for name in sorted(lines):
+        parts.append(f"\n## {name}\n\n")
+        if name in drawn:
+            parts.append(f"![{name}: time against size](pictures/{drawn[name]})\n\n")
+        parts.append(table(["task", *COLUMNS], lines[name]))
+        if name in own:
+            parts.append("\n" + table(["task", "figure of KELINFRA's own", "it is", "goal"], own[name]))
+    return "".join(parts)
 
 
 def main():
-    results_file, goals_file, output_file = sys.argv[1:]
-    with open(results_file, encoding="utf-8") as file:
-        results = json.load(file)
+    goals_file, output_file, *results_files = sys.argv[1:]
+    results = Results()
+    for results_file in results_files:
+        with open(results_file, encoding="utf-8") as file:
+            for run in json.load(file)["benchmarks"]:
+                if run.get("aggregate_name") == "median":
+                    results.add(run)
     with open(goals_file, encoding="utf-8") as file:
-        goals = json.load(file)
-    tables = rows(medians(results), goals)
+        goals = Goals(json.load(file), results)
+    drawn = pictures.draw(results.times, os.path.join(os.path.dirname(output_file), "pictures"))
+    with open(output_file.replace(".md", ".notes.md"), encoding="utf-8") as notes:
+        text = document(results, goals, drawn) + notes.read()
     with open(output_file, "w", encoding="utf-8") as out:
-        out.write(HEAD)
-        for name in sorted(tables):
-            out.write(f"\n## {name}\n\n| task | {OURS} | alternative | its time | ratio | goal |\n|---|---|---|---|---|---|\n")
-            out.write("\n".join(tables[name]) + "\n")
-        with open(output_file.replace(".md", ".notes.md"), encoding="utf-8") as notes:
-            out.write(notes.read())
+        out.write(text)
 
 
 main()

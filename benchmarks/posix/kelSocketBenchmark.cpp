@@ -3,6 +3,8 @@
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketServer.hpp"
 
+#include "posix/kelSocketTasks.hpp"
+
 #include <benchmark/benchmark.h>
 
 #include <arpa/inet.h>
@@ -16,120 +18,52 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <list>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
 
-using tarvo::oss::Socket;
-using tarvo::oss::SocketServer;
+using namespace tarvo::benchmarks::sockets;
+using tarvo::benchmarks::refuse;
+using tarvo::benchmarks::timed;
 
-const icu::UnicodeString loopback(u"127.0.0.1");
+/// The library's connection, the library's way.
+struct Ours : Connection {
+  int peer() const { return acceptedDescriptor(); }
+  void endOfSending() { client.shutdownSend(); }
 
-void check(bool holds, const char* what) {
-  if (!holds) {
-    std::perror(what);
-    std::abort();
-  }
-}
-
-/// A connection: one end for either candidate, and its descriptor for the bare calls.
-struct Connection {
-  Connection() {
-    SocketServer server;
-    server.listen(0, 1, true);
-    client.connect(loopback, server.getPort(), Socket::NullAddrInfoExternal, nullptr);
-    server.accept(accepted, nullptr);
-    const int on = 1;
-    check(setsockopt(acceptedDescriptor(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) == 0, "TCP_NODELAY");
-  }
-
-  int clientDescriptor() const { return static_cast<int>(client.handle()); }
-  int acceptedDescriptor() const { return static_cast<int>(accepted.handle()); }
-
-  Socket client;
-  Socket accepted;
+  void send(const char* bytes, std::size_t size) { client.write(bytes, 0, size); }
+  void receive(char* bytes, std::size_t size) { check(client.read(bytes, 0, size) == size, "read"); }
 };
 
-void sendAll(int descriptor, const char* bytes, std::size_t length) {
-  for (std::size_t sent = 0; sent < length;) {
-    const ssize_t count = send(descriptor, bytes + sent, length - sent, MSG_NOSIGNAL);
-    check(count > 0, "send");
-    sent += static_cast<std::size_t>(count);
+/// And the bare calls on its descriptor.
+struct Bare : Ours {
+  void send(const char* bytes, std::size_t size) const { sendAll(clientDescriptor(), bytes, size); }
+  void receive(char* bytes, std::size_t size) const {
+    check(receiveAll(clientDescriptor(), bytes, size), "recv");
   }
-}
-
-bool receiveAll(int descriptor, char* bytes, std::size_t length) {
-  for (std::size_t got = 0; got < length;) {
-    const ssize_t count = recv(descriptor, bytes + got, length - got, 0);
-    if (count <= 0) return false;
-    got += static_cast<std::size_t>(count);
-  }
-  return true;
-}
-
-/// The peer of every round trip, the same bare echo for both candidates.
-class Echo {
- public:
-  Echo(Connection& connection, std::size_t size)
-      : connection_(connection), thread_([this, size] {
-          std::vector<char> bytes(size);
-          const int descriptor = connection_.acceptedDescriptor();
-          while (receiveAll(descriptor, bytes.data(), size)) sendAll(descriptor, bytes.data(), size);
-        }) {}
-  Echo(const Echo&) = delete;
-  Echo& operator=(const Echo&) = delete;
-  ~Echo() {
-    connection_.client.shutdownSend();
-    thread_.join();
-  }
-
- private:
-  Connection& connection_;
-  std::thread thread_;
 };
-
-void roundTripOurs(benchmark::State& state) {
-  const auto size = static_cast<std::size_t>(state.range(0));
-  Connection connection;
-  const Echo echo(connection, size);
-  std::vector<char> bytes(size, 'x');
-  for (auto _ : state) {
-    connection.client.write(bytes.data(), 0, size);
-    check(connection.client.read(bytes.data(), 0, size) == size, "read");
-  }
-}
-
-void roundTripPosix(benchmark::State& state) {
-  const auto size = static_cast<std::size_t>(state.range(0));
-  Connection connection;
-  const Echo echo(connection, size);
-  std::vector<char> bytes(size, 'x');
-  for (auto _ : state) {
-    sendAll(connection.clientDescriptor(), bytes.data(), size);
-    check(receiveAll(connection.clientDescriptor(), bytes.data(), size), "recv");
-  }
-}
 
 constexpr std::size_t frameSize = 128;
+using Frame = std::array<char, frameSize>;
 
-void frameOurs(benchmark::State& state) {
-  Connection connection;
-  const Echo echo(connection, frameSize + 4);
-  std::array<char, frameSize> bytes{};
-  for (auto _ : state) {
-    unsigned long long length = 0;
-    connection.client.writeMessage(bytes.data(), 0, bytes.size());
-    check(connection.client.readMessage(bytes.data(), &length, 0, bytes.size(), false) == frameSize, "frame");
-  }
+/// `exchange(connection, bytes)` sends a frame and takes one in its place; the peer sends the same bytes back.
+template <class Exchange>
+void exchangesFrames(benchmark::State& state, Exchange exchange) {
+  Ours connection;
+  const Echo<Ours> echo(connection, frameSize + 4);
+  Frame bytes;
+  for (std::size_t i = 0; i < frameSize; ++i) bytes[i] = static_cast<char>(i * 7);
+  const Frame sent = bytes;
+  exchange(connection, bytes);
+  if (bytes != sent) return refuse(state, "the frame differs");
+  timed(state, [&] { exchange(connection, bytes); });
 }
 
-std::size_t receiveFrame(int descriptor, std::array<char, frameSize>& bytes) {
+std::size_t receiveFrame(int descriptor, Frame& bytes) {
   std::uint32_t word = 0;
   check(receiveAll(descriptor, reinterpret_cast<char*>(&word), sizeof word), "recv");
   const std::size_t length = ntohl(word);
@@ -137,42 +71,44 @@ std::size_t receiveFrame(int descriptor, std::array<char, frameSize>& bytes) {
   return length;
 }
 
+void frameOurs(benchmark::State& state) {
+  exchangesFrames(state, [](Ours& connection, Frame& bytes) {
+    unsigned long long length = 0;
+    connection.client.writeMessage(bytes.data(), 0, bytes.size());
+    check(connection.client.readMessage(bytes.data(), &length, 0, bytes.size(), false) == frameSize, "frame");
+  });
+}
+
 void framePosixOneSend(benchmark::State& state) {
-  Connection connection;
-  const Echo echo(connection, frameSize + 4);
-  std::array<char, frameSize> bytes{};
-  for (auto _ : state) {
+  exchangesFrames(state, [](Ours& connection, Frame& bytes) {
     std::array<char, frameSize + 4> frame;
     const std::uint32_t word = htonl(frameSize);
     std::memcpy(frame.data(), &word, sizeof word);
     std::memcpy(frame.data() + sizeof word, bytes.data(), bytes.size());
     sendAll(connection.clientDescriptor(), frame.data(), frame.size());
     check(receiveFrame(connection.clientDescriptor(), bytes) == frameSize, "frame");
-  }
+  });
 }
 
 void framePosixTwoSends(benchmark::State& state) {
-  Connection connection;
-  const Echo echo(connection, frameSize + 4);
-  std::array<char, frameSize> bytes{};
-  for (auto _ : state) {
+  exchangesFrames(state, [](Ours& connection, Frame& bytes) {
     const std::uint32_t word = htonl(frameSize);
     sendAll(connection.clientDescriptor(), reinterpret_cast<const char*>(&word), sizeof word);
     sendAll(connection.clientDescriptor(), bytes.data(), bytes.size());
     check(receiveFrame(connection.clientDescriptor(), bytes) == frameSize, "frame");
-  }
+  });
 }
 
 void connectOurs(benchmark::State& state) {
   SocketServer server;
   server.listen(0, 16, true);
   const unsigned long long timeout = 10000;
-  for (auto _ : state) {
+  timed(state, [&] {
     Socket client;
     Socket accepted;
     client.connect(loopback, server.getPort(), Socket::NullAddrInfoExternal, &timeout);
     server.accept(accepted, &timeout);
-  }
+  });
 }
 
 /// A listening descriptor and its port, as service text.
@@ -196,15 +132,10 @@ struct BareServer {
   std::string service;
 };
 
-bool isReady(int descriptor, short event) {
-  pollfd entry = {descriptor, event, 0};
-  return poll(&entry, 1, 10000) == 1;
-}
-
 /// The steps that `connect` and `accept` take, by hand: resolve, connect without blocking, wait, ask for the error.
 void connectPosixSameSteps(benchmark::State& state) {
   BareServer server;
-  for (auto _ : state) {
+  timed(state, [&] {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
@@ -225,57 +156,48 @@ void connectPosixSameSteps(benchmark::State& state) {
     check(accepted >= 0, "accept");
     close(accepted);
     close(client);
-  }
+  });
 }
 
 void connectPosixLeast(benchmark::State& state) {
   BareServer server;
-  for (auto _ : state) {
+  timed(state, [&] {
     const int client = socket(AF_INET, SOCK_STREAM, 0);
     check(connect(client, server.get(), sizeof server.address) == 0, "connect");
     const int accepted = accept(server.descriptor, nullptr, nullptr);
     check(accepted >= 0, "accept");
     close(accepted);
     close(client);
-  }
-}
-
-/// Idle connections, of which the first has something to read.
-std::vector<std::unique_ptr<Connection>> idleConnections(std::int64_t count) {
-  std::vector<std::unique_ptr<Connection>> connections;
-  for (std::int64_t i = 0; i < count; ++i) connections.push_back(std::make_unique<Connection>());
-  connections.front()->client.write("x", 0, 1);
-  check(isReady(connections.front()->acceptedDescriptor(), POLLIN), "poll");
-  return connections;
+  });
 }
 
 /// Each wait needs its list anew, since it comes back with the ready ones only.
 void selectOurs(benchmark::State& state) {
   const auto connections = idleConnections(state.range(0));
   const unsigned long long timeout = 0;
-  for (auto _ : state) {
+  timed(state, [&] {
     std::list<Socket> read;
     std::list<Socket> none;
     for (const auto& connection : connections) read.push_back(connection->accepted);
     check(Socket::select(read, none, none, &timeout) == 1 && read.size() == 1, "select");
-  }
+  });
 }
 
 void selectPoll(benchmark::State& state) {
   const auto connections = idleConnections(state.range(0));
-  for (auto _ : state) {
+  timed(state, [&] {
     std::vector<pollfd> entries;
     entries.reserve(connections.size());
     for (const auto& connection : connections)
       entries.push_back({connection->acceptedDescriptor(), POLLIN, 0});
     check(poll(entries.data(), entries.size(), 0) == 1, "poll");
-  }
+  });
 }
 
-BENCHMARK(roundTripOurs)->Name("Socket/round trip of 64 B/KELINFRA")->Arg(64)->UseRealTime();
-BENCHMARK(roundTripPosix)->Name("Socket/round trip of 64 B/send and recv")->Arg(64)->UseRealTime();
-BENCHMARK(roundTripOurs)->Name("Socket/round trip of 64 KiB/KELINFRA")->Arg(65536)->UseRealTime();
-BENCHMARK(roundTripPosix)->Name("Socket/round trip of 64 KiB/send and recv")->Arg(65536)->UseRealTime();
+BENCHMARK(roundTrips<Ours>)->Name("Socket/round trip of 64 B/KELINFRA")->Arg(64)->UseRealTime();
+BENCHMARK(roundTrips<Bare>)->Name("Socket/round trip of 64 B/send and recv")->Arg(64)->UseRealTime();
+BENCHMARK(roundTrips<Ours>)->Name("Socket/round trip of 64 KiB/KELINFRA")->Arg(65536)->UseRealTime();
+BENCHMARK(roundTrips<Bare>)->Name("Socket/round trip of 64 KiB/send and recv")->Arg(65536)->UseRealTime();
 BENCHMARK(frameOurs)->Name("Socket/frame of 128 B there and back/KELINFRA")->UseRealTime();
 BENCHMARK(framePosixOneSend)->Name("Socket/frame of 128 B there and back/one send")->UseRealTime();
 BENCHMARK(framePosixTwoSends)->Name("Socket/frame of 128 B there and back/two sends")->UseRealTime();

@@ -1,0 +1,5 @@
+#include "kelRequestsForMemory.hpp"
+
+std::optional<std::size_t> tarvo::benchmarks::requestsForMemory() {
+  return std::nullopt;
+}
