@@ -143,8 +143,21 @@ count_whole_tests() {
     END { print passed + 0, failed + 0 }'
 }
 
+# failed_whole_tests LOG: of such a log what each failed test printed, and each program's last words behind its tests.
+failed_whole_tests() {
+  tr -d '\r' <"$1" | awk '
+    /^[0-9]+: / { id = $1 + 0 }
+    /^[0-9]+: \[( RUN      |       OK |==========)\] / { said[id] = "" }
+    /^[0-9]+: / { said[id] = said[id] $0 "\n" }
+    /^[0-9]+: \[  FAILED  \] .* ms\)$/ { printf "%s", said[id]; said[id] = "" }
+    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+: .*\*\*\*/ && !/\*\*\*Skipped/ {
+      match($0, /#[0-9]+/)
+      printf "%s%s\n", said[substr($0, RSTART + 1, RLENGTH - 1) + 0], $0
+    }'
+}
+
 # run_whole_tests PRESET [CTEST OPTION...]: as run_tests, where programs are run whole: for Windows by Wine, under
-# sanitizers and for coverage. Prints what is not just a success when one fails.
+# sanitizers and for coverage.
 run_whole_tests() {
   local preset=$1 log=$logs/tests-$1.log
   shift
@@ -155,9 +168,7 @@ run_whole_tests() {
     tail -n 40 "$log" >&2
     die "the tests of $preset did not run"
   fi
-  if [ "$failed" != 0 ]; then
-    tr -d '\r' <"$log" | grep -vE '^[0-9]+: \[( *OK |-+|=+| RUN +)\]|^[0-9]+: *$|^test [0-9]+$|^ +Start ' | tail -n 200 >&2
-  fi
+  if [ "$failed" != 0 ]; then failed_whole_tests "$log" | tail -n 100 >&2; fi
 }
 
 # run_tests PRESET [CTEST OPTION...]: runs the tests and leaves their counts in $passed and $failed. Tests of kernels that

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# count.sh ROOT: what scripts/common.sh counts in logs of tests that are run whole.
+# count.sh ROOT: what scripts/common.sh counts in logs of tests that are run whole, and what it shows of them.
 . "$1/scripts/common.sh"
 
 log=$(mktemp)
@@ -67,3 +67,33 @@ expect "tests of other kinds count as one each, skipped ones not at all" "2 3" <
  5/6 Test #15: never.built ............................***Not Run   0.00 sec
  6/6 Test #16: dies.at.once ...........................Subprocess aborted***Exception:   0.10 sec
 END
+
+cat >"$log" <<'END'
+3: [==========] Running 3 tests from 2 test suites.
+3: [ RUN      ] A.One
+4: [ RUN      ] B.One
+3: [       OK ] A.One (0 ms)
+3: [ RUN      ] A.Two
+4: about B
+3: file.cpp:7: Failure
+3: [  FAILED  ] A.Two (0 ms)
+3: [ RUN      ] A.Three
+3: [       OK ] A.Three (0 ms)
+3: [  FAILED  ] A.Two
+1/2 Test #3: program ..........***Failed    0.53 sec
+4: [       OK ] B.One (0 ms)
+4: [ RUN      ] B.Two
+4: a crash
+2/2 Test #4: program ..........***Exception: SegFault  0.53 sec
+END
+shown=$(failed_whole_tests "$log")
+[ "$shown" = "3: [ RUN      ] A.Two
+3: file.cpp:7: Failure
+3: [  FAILED  ] A.Two (0 ms)
+3: [       OK ] A.Three (0 ms)
+3: [  FAILED  ] A.Two
+1/2 Test #3: program ..........***Failed    0.53 sec
+4: [ RUN      ] B.Two
+4: a crash
+2/2 Test #4: program ..........***Exception: SegFault  0.53 sec" ] || die "of failed tests it shows:
+$shown"

@@ -26,6 +26,15 @@ Result checked(Result result, const char* what) {
   return result;
 }
 
+/// The result of a call that a signal may have ended before it did anything: it is made again then.
+template <class Call>
+auto unlessInterrupted(const char* what, const Call& call) {
+  for (;;) {
+    const auto result = call();
+    if (result != -1 || errno != EINTR) return checked(result, what);
+  }
+}
+
 union Address {
   sockaddr any;
   sockaddr_in ipv4;
@@ -113,8 +122,8 @@ Peer::~Peer() {
 }
 
 Peer& Peer::accepts() {
-  connection_ = static_cast<Handle>(
-      checked(::accept4(descriptor(listener_), nullptr, nullptr, SOCK_CLOEXEC), "accept"));
+  connection_ = static_cast<Handle>(unlessInterrupted(
+      "accept", [&] { return ::accept4(descriptor(listener_), nullptr, nullptr, SOCK_CLOEXEC); }));
   drop(listener_);
   return *this;
 }
@@ -127,8 +136,8 @@ Peer& Peer::sends(std::size_t count) {
 
 Peer& Peer::says(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t taken =
-        checked(::send(descriptor(connection_), bytes.data(), bytes.size(), MSG_NOSIGNAL), "send");
+    const ssize_t taken = unlessInterrupted(
+        "send", [&] { return ::send(descriptor(connection_), bytes.data(), bytes.size(), MSG_NOSIGNAL); });
     bytes.remove_prefix(static_cast<std::size_t>(taken));
   }
   return *this;
@@ -149,8 +158,9 @@ std::string Peer::receives(std::size_t count) {
   std::string bytes(count, '\0');
   std::size_t total = 0;
   while (total < count) {
-    const ssize_t got =
-        checked(::recv(descriptor(connection_), bytes.data() + total, count - total, MSG_WAITALL), "recv");
+    const ssize_t got = unlessInterrupted("recv", [&] {
+      return ::recv(descriptor(connection_), bytes.data() + total, count - total, MSG_WAITALL);
+    });
     if (got == 0) break;
     total += static_cast<std::size_t>(got);
   }
