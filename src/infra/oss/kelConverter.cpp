@@ -194,16 +194,32 @@ int convertUnicode(const icu::UnicodeString& text, const Target& target) {
   return target.bytes == nullptr ? sizeConverted(text, target) : convertInto(text, target);
 }
 
-/// Texts of up to so many bytes become Unicode on the stack.
-constexpr std::int32_t stackUnits = 1024;
+/// What the steps through Unicode would come to.
+int answerAtOnce(std::int32_t count, const Target& target) {
+  if (count < 1) raiseConversionError(target);
+  const std::int64_t size = target.sizeOf(count);
+  if (target.bytes == nullptr) return answer(size, target);
+  if (size > target.length) raiseTooSmall(target);
+  return static_cast<int>(size);
+}
+
+int convertByUnicode(const char* data, std::int32_t length, const Target& target) {
+  std::array<char16_t, atOnce> units;
+  const icu::UnicodeString text =
+      toUnicode(data, length, nullIfEmpty(target.fromCodePage), units.data(), atOnce);
+  debug("Called String constructor - errno: ", errno, "\n");
+  return convertUnicode(text, target);
+}
 
 int convertBytes(const char* data, std::int64_t length, const Target& target) {
   if (length > largestSize) raiseConversionError(target);  // more than ICU can be told
-  std::array<char16_t, stackUnits> units;
-  const icu::UnicodeString text = toUnicode(data, static_cast<std::int32_t>(length),
-                                            nullIfEmpty(target.fromCodePage), units.data(), stackUnits);
-  debug("Called String constructor - errno: ", errno, "\n");
-  return convertUnicode(text, target);
+  const auto count = static_cast<std::int32_t>(length);
+  const std::int32_t size =
+      debugging.load(std::memory_order_relaxed)  // which shows each step
+          ? -1
+          : convertAtOnce(data, count, nullIfEmpty(target.fromCodePage), target.bytes,
+                          target.bytes == nullptr ? 0 : target.length, nullIfEmpty(target.toCodePage));
+  return size >= 0 ? answerAtOnce(size, target) : convertByUnicode(data, count, target);
 }
 
 /// ICU answers a capacity of 0 with the size only when the target is null.

@@ -2,15 +2,18 @@
 
 #include "oss/kelMemory.hpp"
 #include "oss/kelSingleByteTable.hpp"
+#include "oss/kelUTF16Bytes.hpp"
 #include "oss/kelUTF8Conversion.hpp"
 #include "platform/kelThreadBlock.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <string_view>
 #include <type_traits>
 
 namespace tarvo::oss {
@@ -21,13 +24,14 @@ struct KeptConverter {
   std::array<char, longestName> name;
   UConverter* converter;
   SingleByteTable* table;
-  bool utf8;
+  CachedConverter::Form form;
   bool leased;
 };
 
 namespace {
 
 using Direction = CachedConverter::Direction;
+using Form = CachedConverter::Form;
 
 struct ThreadConverters {
   std::array<KeptConverter, 8> kept;
@@ -98,6 +102,31 @@ bool startsAfresh(UConverter* converter) {
   return ucnv_getType(converter) != UCNV_COMPOUND_TEXT;
 }
 
+/// Whether the converter takes every unit for two bytes as they are, and back: names with options ("UTF-16LE,version=1")
+/// lead to converters of the same type that write a byte order mark, and read none.
+bool takesMarksAsTheyAre(UConverter* converter, bool swapped) {
+  constexpr std::array<char16_t, 3> marks = {u'\uFEFF', u'\uFFFE', u'a'};
+  constexpr std::array<std::string_view, 2> inBytes = {
+      {{"\xFF\xFE\xFE\xFF\x61\x00", 6}, {"\xFE\xFF\xFF\xFE\x00\x61", 6}}};
+  const std::string_view expected = inBytes.at(swapped ? 1 : 0);
+  std::array<char, 16> bytes{};
+  std::array<char16_t, 16> units{};
+  UErrorCode status = U_ZERO_ERROR;
+  const std::int32_t size = ucnv_fromUChars(converter, bytes.data(), bytes.size(), marks.data(), 3, &status);
+  const std::int32_t count =
+      ucnv_toUChars(converter, units.data(), units.size(), expected.data(), 6, &status);
+  return U_SUCCESS(status) && std::string_view(bytes.data(), static_cast<std::size_t>(size)) == expected &&
+         count == 3 && std::equal(marks.begin(), marks.end(), units.begin());
+}
+
+Form formOf(UConverter* converter) {
+  const UConverterType type = ucnv_getType(converter);
+  if (type == UCNV_UTF8) return Form::utf8;
+  if (type == UCNV_UTF16_LittleEndian && takesMarksAsTheyAre(converter, false)) return Form::utf16;
+  if (type == UCNV_UTF16_BigEndian && takesMarksAsTheyAre(converter, true)) return Form::swappedUtf16;
+  return Form::others;
+}
+
 /// Whether ICU converts without a converter: for "", its invariant characters, and where its default one is UTF-8.
 bool needsNoConverter(const char* codePage) {
   return codePage == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *codePage == '\0';
@@ -135,7 +164,7 @@ void CachedConverter::openAnew(const char* name) {
   std::memcpy(kept_->name.data(), name, size);
   kept_->converter = converter_;
   kept_->table = SingleByteTable::of(converter_);
-  kept_->utf8 = ucnv_getType(converter_) == UCNV_UTF8;
+  kept_->form = kept_->table != nullptr ? Form::singleBytes : formOf(converter_);
   kept_->leased = true;
 }
 
@@ -151,8 +180,8 @@ SingleByteTable* CachedConverter::table() const {
   return kept_ == nullptr ? nullptr : kept_->table;
 }
 
-bool CachedConverter::isUtf8() const {
-  return kept_ != nullptr && kept_->utf8;
+CachedConverter::Form CachedConverter::form() const {
+  return kept_ == nullptr ? Form::others : kept_->form;
 }
 
 // --- without ICU
@@ -169,46 +198,89 @@ std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
   return static_cast<std::int32_t>(size);
 }
 
-std::int32_t toUtf8(const icu::UnicodeString& text, char* target, std::int32_t room) {
-  const std::int64_t size = utf8FromUtf16(text.getBuffer(), static_cast<std::size_t>(text.length()), target,
-                                          static_cast<std::size_t>(room));
-  return terminated(size, target, room);
+/// UTF-16 that is not changed meanwhile.
+struct Units {
+  const char16_t* first;
+  std::size_t count;
+};
+
+Units unitsOf(const icu::UnicodeString& text) {
+  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
+std::int32_t toUtf8(Units text, char* target, std::int32_t room) {
+  return terminated(utf8FromUtf16(text.first, text.count, target, static_cast<std::size_t>(room)), target,
+                    room);
 }
 
 /// What ICU does where its default is UTF-8: no character is cut short then, and one that would be is ICU's.
 std::int32_t toDefaultUtf8(const icu::UnicodeString& text, char* target, std::int32_t room) {
-  const std::int64_t size = room == 0 || text.length() <= room / 3 ? 0 : toUtf8(text, nullptr, 0);
-  return size < 0 || size > room ? icuHasTo : toUtf8(text, target, room);
+  const std::int64_t size = room == 0 || text.length() <= room / 3 ? 0 : toUtf8(unitsOf(text), nullptr, 0);
+  return size < 0 || size > room ? icuHasTo : toUtf8(unitsOf(text), target, room);
 }
 
-std::int32_t toSingleBytes(const icu::UnicodeString& text, char* target, std::int32_t room,
-                           const CachedConverter& converter) {
-  const char16_t* const units = text.getBuffer();
-  const auto count = static_cast<std::size_t>(text.length());
-  const std::size_t written = std::min(count, static_cast<std::size_t>(room));
+std::int32_t toSingleBytes(Units text, char* target, std::int32_t room, const CachedConverter& converter) {
+  const std::size_t written = std::min(text.count, static_cast<std::size_t>(room));
   SingleByteTable& table = *converter.table();
-  const bool complete = table.fromUnicode(units, written, target, converter.get()) &&
-                        table.hasAll(units + written, count - written, converter.get());
-  return complete ? terminated(text.length(), target, room) : icuHasTo;
+  const bool complete = table.fromUnicode(text.first, written, target, converter.get()) &&
+                        table.hasAll(text.first + written, text.count - written, converter.get());
+  return complete ? terminated(static_cast<std::int64_t>(text.count), target, room) : icuHasTo;
+}
+
+std::int32_t toUtf16(Units text, char* target, std::int32_t room, bool swapped) {
+  if (!isWellFormed(text.first, text.count)) return icuHasTo;
+  const std::size_t size = 2 * text.count;
+  bytesFromUtf16(text.first, target, std::min(size, static_cast<std::size_t>(room)), swapped);
+  return terminated(static_cast<std::int64_t>(size), target, room);
 }
 
 /// The size of a text in a code page, and as much of it as there is room for, or `icuHasTo`.
-std::int32_t withoutIcu(const icu::UnicodeString& text, char* target, std::int32_t room,
-                        const CachedConverter& converter) {
+std::int32_t withoutIcu(Units text, char* target, std::int32_t room, const CachedConverter& converter) {
   if ((target == nullptr) != (room == 0)) return icuHasTo;
-  if (converter.table() != nullptr) return toSingleBytes(text, target, room, converter);
-  return converter.isUtf8() ? toUtf8(text, target, room) : icuHasTo;
+  switch (converter.form()) {
+    case Form::singleBytes:
+      return toSingleBytes(text, target, room, converter);
+    case Form::utf8:
+      return toUtf8(text, target, room);
+    case Form::utf16:
+      return toUtf16(text, target, room, false);
+    case Form::swappedUtf16:
+      return toUtf16(text, target, room, true);
+    case Form::others:
+      break;
+  }
+  return icuHasTo;
+}
+
+std::int32_t byIcu(const icu::UnicodeString& text, char* target, std::int32_t room,
+                   const CachedConverter& converter, const char* codePage) {
+  UErrorCode status = U_ZERO_ERROR;
+  if (!isWellFormed(text.getBuffer(), static_cast<std::size_t>(text.length()))) {
+    // In spite of a reset ICU's converters keep which substitute they took last, and give it to lone halves.
+    const CachedConverter another(codePage);
+    return text.extract(target, room, another.get(), status);
+  }
+  return text.extract(target, room, converter.get(), status);
 }
 
 /// The units of a text that are written, at most as many as it has bytes, or `icuHasTo`.
 std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
                         const CachedConverter& converter) {
   const auto count = static_cast<std::size_t>(length);
-  if (converter.table() != nullptr) {
-    converter.table()->toUnicode(bytes, count, units);
-    return length;
+  switch (converter.form()) {
+    case Form::singleBytes:
+      converter.table()->toUnicode(bytes, count, units);
+      return length;
+    case Form::utf8:
+      return static_cast<std::int32_t>(utf16FromUtf8(bytes, count, units));
+    case Form::utf16:
+      return static_cast<std::int32_t>(utf16FromBytes(bytes, count, units, false));
+    case Form::swappedUtf16:
+      return static_cast<std::int32_t>(utf16FromBytes(bytes, count, units, true));
+    case Form::others:
+      break;
   }
-  return converter.isUtf8() ? static_cast<std::int32_t>(utf16FromUtf8(bytes, count, units)) : icuHasTo;
+  return icuHasTo;
 }
 
 /// As icu::UnicodeString(bytes, count, converter, status), which never comes back when a pair's second half does not
@@ -255,15 +327,8 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
     if (room > 0) *target = '\0';
     return 0;
   }
-  const std::int32_t size = withoutIcu(text, target, room, converter);
-  if (size != icuHasTo) return size;
-  UErrorCode status = U_ZERO_ERROR;
-  if (!isWellFormed(text.getBuffer(), static_cast<std::size_t>(text.length()))) {
-    // In spite of a reset ICU's converters keep which substitute they took last, and give it to lone halves.
-    const CachedConverter another(codePage);
-    return text.extract(target, room, another.get(), status);
-  }
-  return text.extract(target, room, converter.get(), status);
+  const std::int32_t size = withoutIcu(unitsOf(text), target, room, converter);
+  return size == icuHasTo ? byIcu(text, target, room, converter, codePage) : size;
 }
 
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage) {
@@ -280,7 +345,7 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
     text.setToBogus();
     return text;
   }
-  if (converter.table() != nullptr || converter.isUtf8()) {
+  if (converter.form() != Form::others) {
     const auto count = static_cast<std::int32_t>(size);
     char16_t* const units = text.getBuffer(count);
     if (units == nullptr) throw std::bad_alloc();
@@ -302,6 +367,65 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
     if (U_SUCCESS(status)) return {static_cast<UBool>(false), units, count};
   }
   return toUnicode(bytes, length, codePage);
+}
+
+namespace {
+
+bool isUtf16(Form form) {
+  return form == Form::utf16 || form == Form::swappedUtf16;
+}
+
+/// Whether neither is written by writing the other.
+bool standApart(const char* one, std::size_t size, const char* other, std::size_t otherSize) {
+  const auto first = reinterpret_cast<std::uintptr_t>(one);
+  const auto second = reinterpret_cast<std::uintptr_t>(other);
+  return first + size <= second || second + otherSize <= first;
+}
+
+/// Writes the units where they are wanted, if there they all have room.
+std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const SingleByteTable& table,
+                                char* target, std::int32_t room, bool swapped) {
+  const auto count = static_cast<std::size_t>(length);
+  const std::size_t size = sizeof(char16_t) * count;
+  if (target != nullptr) {
+    if (size > static_cast<std::size_t>(room) || !standApart(bytes, count, target, size)) return icuHasTo;
+    table.toUnicode(bytes, count, target);
+    if (swapped) swapUtf16(target, count);
+  }
+  return terminated(static_cast<std::int64_t>(size), target, room);
+}
+
+/// Once the target is written the bytes may be gone, and what is left to ICU starts from the units.
+std::int32_t convertOnStack(const char* bytes, std::int32_t length, const CachedConverter& from, char* target,
+                            std::int32_t room, const CachedConverter& to, const char* toCodePage) {
+  if (length > atOnce) return icuHasTo;
+  std::array<char16_t, atOnce> units;
+  const std::int32_t count = withoutIcu(bytes, length, units.data(), from);
+  if (count == icuHasTo) return icuHasTo;
+  const std::int32_t size =
+      withoutIcu(Units{units.data(), static_cast<std::size_t>(count)}, target, room, to);
+  if (size != icuHasTo) return size;
+  return byIcu(icu::UnicodeString(static_cast<UBool>(false), units.data(), count), target, room, to,
+               toCodePage);
+}
+
+}  // namespace
+
+std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* fromCodePage, char* target,
+                           std::int32_t capacity, const char* toCodePage) {
+  if (length < 1 || needsNoConverter(fromCodePage) || needsNoConverter(toCodePage)) return icuHasTo;
+  const CachedConverter from(fromCodePage, Direction::toUnicode);
+  if (from.form() == Form::others) return icuHasTo;
+  const CachedConverter to(toCodePage, Direction::fromUnicode);
+  if (to.form() == Form::others) return icuHasTo;
+  const std::int32_t room = std::max(capacity, 0);
+  if (room == 0) target = nullptr;
+  if (from.form() == Form::singleBytes && isUtf16(to.form())) {
+    const bool swapped = to.form() == Form::swappedUtf16;
+    const std::int32_t size = singleBytesToUtf16(bytes, length, *from.table(), target, room, swapped);
+    if (size != icuHasTo) return size;
+  }
+  return convertOnStack(bytes, length, from, target, room, to, toCodePage);
 }
 
 }  // namespace tarvo::oss

@@ -7,7 +7,8 @@
 
 /// Code-page conversion without opening ICU's converter by name on every call, and without ICU where its answer
 /// is known: single-byte code pages are looked up (kelSingleByteTable.hpp), valid UTF-8 is written and read at
-/// once (kelUTF8Conversion.hpp). Whatever these do not take whole is ICU's.
+/// once (kelUTF8Conversion.hpp), and so is UTF-16 in either order of bytes, without byte order marks
+/// (kelUTF16Bytes.hpp). Whatever these do not take whole is ICU's.
 ///
 /// Each thread keeps a few open converters by the exact name that asked for them and closes them when it
 /// ends. Threads share nothing but the tables. Names that ICU does not know are not remembered. Where ICU has no
@@ -53,9 +54,12 @@ class CachedConverter {
   /// Null when the converter cannot be opened. Lives as long as this object.
   UConverter* get() const { return converter_; }
 
-  /// What makes it dispensable, if anything does. Only a kept converter has it.
+  /// The code pages for which it is dispensable. Only a kept converter is of one.
+  enum class Form : std::uint8_t { others, singleBytes, utf8, utf16, swappedUtf16 };
+  Form form() const;
+
+  /// Not null for single bytes.
   SingleByteTable* table() const;
-  bool isUtf8() const;
 
  private:
   [[gnu::noinline]] void openAnew(const char* name);
@@ -78,5 +82,13 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
 /// is not to outlive them.
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
                              std::int32_t capacity);
+
+/// What `toUnicode` and then `fromUnicode` make of the bytes, which may stand where the target is: the size, or -1
+/// when that is theirs to find out, and then nothing has been written.
+std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* fromCodePage, char* target,
+                           std::int32_t capacity, const char* toCodePage);
+
+/// So many bytes are converted on the stack.
+constexpr std::int32_t atOnce = 1024;
 
 }  // namespace tarvo::oss

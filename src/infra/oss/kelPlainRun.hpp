@@ -9,11 +9,13 @@
 namespace tarvo::oss {
 
 constexpr std::size_t plainBlock = 16;
-// Eight at a time: no vector is wider than the stack is aligned to.
+// No vector is wider than the stack is aligned to.
+using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
 using EightBytes [[gnu::vector_size(8)]] = unsigned char;
 using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
 
-inline void widenEight(const char* bytes, char16_t* units) {
+/// The units may be written to any address.
+inline void widenEight(const char* bytes, void* units) {
   EightBytes narrow;
   std::memcpy(&narrow, bytes, sizeof narrow);
   const EightUnits wide = __builtin_convertvector(narrow, EightUnits);
@@ -45,13 +47,32 @@ constexpr std::uint64_t bitsAboveUnits(std::size_t plain) {
   return plain == 256 ? 0xFF00FF00FF00FF00 : 0xFF80FF80FF80FF80;
 }
 
+inline void* unitsAt(void* units, std::size_t place) {
+  return static_cast<char*>(units) + sizeof(char16_t) * place;
+}
+
 /// Widens the leading whole blocks whose bytes are below `plain`, and returns how many bytes these are.
-inline std::size_t widenPlain(const char* bytes, std::size_t count, char16_t* units, std::size_t plain) {
+inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
     const std::uint64_t any = eightBytesAt(bytes + done) | eightBytesAt(bytes + done + 8);
     if ((any & bitsAboveBytes(plain)) != 0) break;
-    for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, units + done + i);
+    for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, unitsAt(units, done + i));
+  }
+  return done;
+}
+
+/// Widens the leading whole blocks that have no byte from `first` to `last`, and returns how many bytes these are.
+inline std::size_t widenOutside(const char* bytes, std::size_t count, void* units, unsigned char first,
+                                unsigned char last) {
+  static_assert(sizeof(SixteenBytes) == plainBlock);
+  std::size_t done = 0;
+  for (; count - done >= plainBlock; done += plainBlock) {
+    SixteenBytes block;
+    std::memcpy(&block, bytes + done, sizeof block);
+    const auto found = (block - first) <= static_cast<unsigned char>(last - first);
+    if ((eightBytesAt(&found) | eightBytesAt(reinterpret_cast<const char*>(&found) + 8)) != 0) break;
+    for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, unitsAt(units, done + i));
   }
   return done;
 }

@@ -88,12 +88,12 @@ SingleByteTable* SingleByteTable::of(UConverter* converter) {
   return known;
 }
 
-/// False when a byte is more or less than one unit.
+/// False when a byte is more or less than one unit, or half of a pair.
 bool SingleByteTable::fill(UConverter* converter) {
   for (std::size_t byte = 0; byte < units_.size(); ++byte) {
     const int unit = askForUnit(converter, static_cast<char>(byte));
-    if (unit == noSingle) return false;
     units_[byte] = static_cast<char16_t>(unit);
+    if (unit == noSingle || U16_IS_SURROGATE(units_[byte])) return false;
   }
   zeroIsZero_ = askForByte(converter, u'\0') == 0;
   for (std::size_t unit = 0; unit < units_.size(); unit += blockSize) {
@@ -102,8 +102,17 @@ bool SingleByteTable::fill(UConverter* converter) {
   std::size_t plain = 0;
   while (plain < units_.size() && isPlain(plain)) ++plain;
   plain_ = plain == 256 ? 256 : plain >= 128 ? 128 : 0;
+  findOthers();
   ucnv_reset(converter);
   return true;
+}
+
+void SingleByteTable::findOthers() {
+  for (std::size_t byte = units_.size(); byte-- > 0;) {
+    if (units_[byte] == byte) continue;
+    firstOther_ = static_cast<unsigned char>(byte);
+    lastOther_ = std::max(lastOther_, firstOther_);
+  }
 }
 
 bool SingleByteTable::isPlain(std::size_t unit) const {
@@ -112,11 +121,15 @@ bool SingleByteTable::isPlain(std::size_t unit) const {
 
 // --- looked up
 
-void SingleByteTable::toUnicode(const char* bytes, std::size_t count, char16_t* units) const {
+void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* units) const {
   for (std::size_t at = 0; at < count;) {
-    if (plain_ > 0) at += widenPlain(bytes + at, count - at, units + at, plain_);
+    if (plain_ == 256) {
+      at += widenPlain(bytes + at, count - at, unitsAt(units, at), plain_);
+    } else if (plain_ > 0) {
+      at += widenOutside(bytes + at, count - at, unitsAt(units, at), firstOther_, lastOther_);
+    }
     for (const std::size_t end = std::min(at + plainBlock, count); at < end; ++at) {
-      units[at] = units_[static_cast<unsigned char>(bytes[at])];
+      std::memcpy(unitsAt(units, at), &units_[static_cast<unsigned char>(bytes[at])], sizeof(char16_t));
     }
   }
 }

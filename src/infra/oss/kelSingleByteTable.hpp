@@ -33,8 +33,8 @@ class SingleByteTable {
   SingleByteTable(const SingleByteTable&) = delete;
   SingleByteTable& operator=(const SingleByteTable&) = delete;
 
-  /// As many units as there are bytes.
-  void toUnicode(const char* bytes, std::size_t count, char16_t* units) const;
+  /// As many units as there are bytes, none of them half of a pair. They may be written to any address.
+  void toUnicode(const char* bytes, std::size_t count, void* units) const;
 
   /// As many bytes as there are units. False when there is a unit that is not in the table; what has been
   /// written then is what ICU begins with. `converter` is asked for what is not known yet.
@@ -51,6 +51,7 @@ class SingleByteTable {
 
   static SingleByteTable* find(SingleByteTable* first, const char* name);
   bool fill(UConverter* converter);
+  void findOthers();
   bool isPlain(std::size_t unit) const;
   int byteOf(char16_t unit, UConverter* converter);
   void askAround(char16_t unit, UConverter* converter);
@@ -62,6 +63,9 @@ class SingleByteTable {
   std::array<char, UCNV_MAX_CONVERTER_NAME_LENGTH> name_{};
   SingleByteTable* older_ = nullptr;  // the one made before this one
   std::size_t plain_ = 0;  // so many bytes mean the unit of the same number, and back: 256, 128 or 0
+  // Bytes that mean units of other numbers stand from here to there, in Latin code pages few; where there is one at all.
+  unsigned char firstOther_ = 0;
+  unsigned char lastOther_ = 0;
   std::atomic<bool> zeroIsZero_ = false;
   std::array<char16_t, 256> units_{};
   // 0: not asked yet, or not in the table. No unit but U+0000 becomes a 0 in the code pages there are.
