@@ -1,87 +1,41 @@
 #include "oss/kelUTF8Conversion.hpp"
 
 #include "oss/kelPlainRun.hpp"
+#include "simd/kelKernelChoice.hpp"
+#include "simd/kelUtf16Words.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 
 namespace tarvo::oss {
+
+using simd::decode;
+using simd::encode;
+using simd::isHalf;
+using simd::isPair;
+
 namespace {
 
 constexpr std::size_t ascii = 128;
 
-// --- from UTF-8
+constexpr std::size_t largestUnit = 3;  // so many bytes a unit needs, also half of a pair
 
-constexpr bool isTail(unsigned byte) {
-  return (byte & 0xC0) == 0x80;
-}
-
-/// Reads one character above U+007F by the Unicode Standard's table of well-formed byte sequences. Returns its
-/// bytes, or 0.
-std::size_t decode(const unsigned char* from, std::size_t count, char16_t*& to) {
-  const unsigned lead = from[0];
-  if (count < 2 || !isTail(from[1])) return 0;
-  const unsigned second = from[1] & 0x3FU;
-  if (lead < 0xE0) {
-    if (lead < 0xC2) return 0;
-    *to++ = static_cast<char16_t>((lead & 0x1FU) << 6U | second);
-    return 2;
-  }
-  if (count < 3 || !isTail(from[2])) return 0;
-  const unsigned third = from[2] & 0x3FU;
-  if (lead < 0xF0) {
-    const unsigned unit = (lead & 0xFU) << 12U | second << 6U | third;
-    if (unit < 0x800 || (unit & 0xF800) == 0xD800) return 0;
-    *to++ = static_cast<char16_t>(unit);
-    return 3;
-  }
-  if (count < 4 || lead > 0xF4 || !isTail(from[3])) return 0;
-  const unsigned character = (lead & 0x7U) << 18U | second << 12U | third << 6U | (from[3] & 0x3FU);
-  if (character < 0x10000 || character > 0x10FFFF) return 0;
-  *to++ = static_cast<char16_t>(0xD7C0 + (character >> 10U));
-  *to++ = static_cast<char16_t>(0xDC00 + (character & 0x3FFU));
-  return 4;
-}
+/// Texts from so many bytes or units on are worth a kernel.
+constexpr std::size_t worthKernel = 96;
 
 // --- to UTF-8
 
-constexpr std::size_t largestUnit = 3;  // so many bytes a unit needs, also half of a pair
-
-constexpr bool isHalf(unsigned unit) {
-  return (unit & 0xF800) == 0xD800;
-}
-constexpr bool isPair(unsigned first, unsigned second) {
-  return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
-}
-
-/// Writes a character of two or more bytes. Returns its units, or 0.
-std::size_t encode(const char16_t* from, std::size_t count, char*& to) {
-  const unsigned unit = from[0];
-  const auto put = [&](unsigned byte) { *to++ = static_cast<char>(byte); };
-  if (unit < 0x800) {
-    put(0xC0 | unit >> 6U);
-    put(0x80 | (unit & 0x3FU));
-    return 1;
-  }
-  if (!isHalf(unit)) {
-    put(0xE0 | unit >> 12U);
-    put(0x80 | (unit >> 6U & 0x3FU));
-    put(0x80 | (unit & 0x3FU));
-    return 1;
-  }
-  if (count < 2 || !isPair(unit, from[1])) return 0;
-  const unsigned character = ((unit & 0x3FFU) << 10U) + (from[1] & 0x3FFU) + 0x10000;
-  put(0xF0 | character >> 18U);
-  put(0x80 | (character >> 12U & 0x3FU));
-  put(0x80 | (character >> 6U & 0x3FU));
-  put(0x80 | (character & 0x3FU));
-  return 2;
-}
-
 /// Writes the whole text; null when it is not valid.
 char* writeAll(const char16_t* units, std::size_t count, char* to) {
-  for (std::size_t at = 0; at < count;) {
+  std::size_t at = 0;
+  if (count >= worthKernel) {
+    const simd::Converted done =
+        simd::kernels().utf8FromUtf16(to, reinterpret_cast<const unsigned short*>(units), count);
+    at = done.taken;
+    to += done.written;
+  }
+  while (at < count) {
     const std::size_t plain = narrowPlain(units + at, count - at, to, ascii);
     at += plain;
     to += plain;
@@ -166,7 +120,14 @@ void writeCut(const char16_t* units, char* bytes, std::size_t room) {
 
 std::ptrdiff_t utf16FromUtf8(const char* bytes, std::size_t count, char16_t* units) {
   char16_t* to = units;
-  for (std::size_t at = 0; at < count;) {
+  std::size_t at = 0;
+  if (count >= worthKernel) {
+    const simd::Converted done =
+        simd::kernels().utf16FromUtf8(reinterpret_cast<unsigned short*>(units), bytes, count);
+    at = done.taken;
+    to += done.written;
+  }
+  while (at < count) {
     const std::size_t plain = widenPlain(bytes + at, count - at, to, ascii);
     at += plain;
     to += plain;

@@ -1,5 +1,6 @@
 #include "simd/kelBase64Kernel.hpp"
 #include "simd/kelKernels.hpp"
+#include "simd/kelUtf16Kernel.hpp"
 #include "simd/kelUtf8Kernel.hpp"
 
 namespace tarvo::simd {
@@ -8,6 +9,8 @@ const Kernels avx2Kernels = {"avx2",
                              {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
                              {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
                              countWellFormed,
-                             copyWellFormed};
+                             copyWellFormed,
+                             utf16FromUtf8,
+                             utf8FromUtf16};
 
 }  // namespace tarvo::simd

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-/// What exists once for each kind of processor: the inner loops of Base64 and of UTF-8.
+/// What exists once for each kind of processor: the inner loops of Base64, of UTF-8 and of UTF-16.
 ///
 /// The files that define the wider ones are compiled with wider instruction sets, file by file and not function by
 /// function: only then GCC 12 clears the upper halves of the vector registers before it leaves, without which all
@@ -12,6 +12,12 @@
 namespace tarvo::simd {
 
 enum Base64Alphabet : unsigned char { standardAlphabet, safeAlphabet };
+
+/// How far a kernel got.
+struct Converted {
+  std::size_t taken;    ///< units or bytes of the text, whole characters
+  std::size_t written;  ///< of the destination
+};
 
 struct Kernels {
   /// Encodes groups of three bytes to four units each, at most `groups` of them, none touched behind; returns
@@ -27,12 +33,20 @@ struct Kernels {
   /// The same, and copies the text on the way, `length` bytes exactly; what a malformed text leaves in `dest` is
   /// not said. The two must not overlap.
   using CopyWellFormed = std::ptrdiff_t (*)(char* dest, const char* text, std::size_t length);
+  /// Writes a text's UTF-16, from its beginning as far as it is worth it; takes ASCII alone where the text is malformed. What
+  /// it leaves is the caller's. Anything may be written within `length` units.
+  using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
+  /// The same the other way round. Takes ASCII alone where half of a surrogate pair stands alone. No byte is written behind
+  /// those of the whole text, so when the caller has written the rest all are as they should be.
+  using Utf8FromUtf16 = Converted (*)(char* dest, const unsigned short* units, std::size_t count);
 
   const char* name;
   EncodeGroups encodeGroups[2];  ///< by Base64Alphabet
   DecodeGroups decodeGroups[2];  ///< by Base64Alphabet
   CountWellFormed countWellFormed;
   CopyWellFormed copyWellFormed;
+  Utf16FromUtf8 utf16FromUtf8;
+  Utf8FromUtf16 utf8FromUtf16;
 };
 
 extern const Kernels plainKernels;

@@ -105,6 +105,58 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
+  /// What a kernel takes of the text is whole characters, and becomes their units.
+  void expectReadAsIcuReads(const std::string& text) {
+    const bool wellFormed = modelCount(text.data(), text.size()).has_value();
+    auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(2 * text.size()));
+    for (char* const at : {source_.front(), source_.back(text.size())}) {
+      if (!text.empty()) std::memcpy(at, text.data(), text.size());
+      const simd::Converted found = kernels().utf16FromUtf8(dest, at, text.size());
+      ASSERT_LE(found.taken, text.size());
+      const std::string taken = text.substr(0, found.taken);
+      ASSERT_TRUE(modelCount(taken.data(), taken.size()).has_value()) << testing::PrintToString(text);
+      ASSERT_TRUE(wellFormed || isAscii(taken)) << testing::PrintToString(text);
+      const icu::UnicodeString expected = icu::UnicodeString::fromUTF8(taken);
+      ASSERT_EQ(icu::UnicodeString(reinterpret_cast<const char16_t*>(dest),
+                                   static_cast<std::int32_t>(found.written)),
+                expected)
+          << testing::PrintToString(text);
+      ASSERT_TRUE(kernels().countWellFormed == simd::plainKernels.countWellFormed || !wellFormed ||
+                  text.size() < least + found.taken);
+    }
+  }
+
+  /// The same the other way round, into room for the whole text's bytes.
+  void expectWrittenAsIcuWrites(const icu::UnicodeString& text) {
+    const std::u16string units(text.getBuffer(), static_cast<std::size_t>(text.length()));
+    std::string all;
+    text.toUTF8String(all);
+    const bool wellFormed = !hasLoneHalf(text);
+    char* const dest = dest_.back(all.size());
+    const simd::Converted found = kernels().utf8FromUtf16(dest, placed(source_, units), units.size());
+    ASSERT_LE(found.taken, units.size());
+    ASSERT_FALSE(found.taken > 0 && found.taken < units.size() && U16_IS_TRAIL(units[found.taken]) &&
+                 U16_IS_LEAD(units[found.taken - 1]));
+    std::string expected;
+    text.tempSubString(0, static_cast<std::int32_t>(found.taken)).toUTF8String(expected);
+    ASSERT_EQ(std::string(dest, found.written), expected) << testing::PrintToString(text);
+    ASSERT_TRUE(wellFormed || isAscii(expected)) << testing::PrintToString(text);
+    ASSERT_TRUE(kernels().countWellFormed == simd::plainKernels.countWellFormed || !wellFormed ||
+                units.size() < least + found.taken);
+  }
+
+  static bool isAscii(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char byte) { return byte >= 0; });
+  }
+
+  static bool hasLoneHalf(const icu::UnicodeString& text) {
+    for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
+      if (0xD800 <= text.char32At(at) && text.char32At(at) < 0xE000) return true;
+    }
+    return false;
+  }
+
+  static constexpr std::size_t least = 128;  // what a vector kernel may leave of a text
   static constexpr unsigned short filling = 0xDEAD;
   std::mt19937 engine_{4648};
   GuardedMemory source_{16 * longest};
@@ -301,6 +353,73 @@ TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
     std::mt19937 engine(seed);
     expectCountedAsByTheModel(randomUtf8(engine, engine() % 400, seed % 4 == 0 ? 1 : 0));
     if (HasFailure()) return;
+  }
+}
+
+// --- UTF-16
+
+/// Runs of characters of one kind or of some, with runs of one byte or unit of each place between them.
+icu::UnicodeString randomRuns(std::mt19937& engine) {
+  const auto below = [&](unsigned count) { return static_cast<unsigned>(engine() % count); };
+  constexpr std::array<std::array<UChar32, 2>, 6> ranges = {
+      {{0, 0x7F}, {0x80, 0x7FF}, {0x800, 0xD7FF}, {0xE000, 0xFFFF}, {0x10000, 0x10FFFF}, {0x4E00, 0x4E80}}};
+  icu::UnicodeString text;
+  for (unsigned runs = 1 + below(8); runs > 0; --runs) {
+    const unsigned kinds = below(ranges.size());
+    const unsigned others = below(3) == 0 ? below(ranges.size()) : kinds;
+    for (unsigned left = below(70); left > 0; --left) {
+      const auto [first, last] = ranges.at(below(4) == 0 ? others : kinds);
+      text.append(first + static_cast<UChar32>(below(static_cast<unsigned>(last - first + 1))));
+    }
+  }
+  return text;
+}
+
+TEST_P(KernelsOfThisProcessor, ConvertRandomRunsAsIcuDoes) {
+  for (unsigned int seed = 0; seed < 3000; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 engine(seed);
+    const icu::UnicodeString text = randomRuns(engine);
+    std::string bytes;
+    text.toUTF8String(bytes);
+    ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes));
+    ASSERT_NO_FATAL_FAILURE(expectWrittenAsIcuWrites(text));
+    if (bytes.empty()) continue;
+    bytes[engine() % bytes.size()] = static_cast<char>(engine());
+    ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes));
+    const auto at = static_cast<std::int32_t>(engine() % static_cast<unsigned>(text.length()));
+    const auto half = static_cast<char16_t>(0xD800 + engine() % 0x800);
+    ASSERT_NO_FATAL_FAILURE(expectWrittenAsIcuWrites(icu::UnicodeString(text).setCharAt(at, half)));
+  }
+}
+
+/// Each at every place of a step, among neighbours of each size.
+TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersAsIcuDoes) {
+  for (const UChar32 neighbour : {0x61, 0xE9, 0x65E5, 0x1F600}) {
+    for (const UChar32 character : {0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF}) {
+      for (int before = 0; before < 140; ++before) {
+        icu::UnicodeString text;
+        for (int i = 0; i < 220; ++i) text.append(i == before ? character : neighbour);
+        std::string bytes;
+        text.toUTF8String(bytes);
+        ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes));
+        ASSERT_NO_FATAL_FAILURE(expectWrittenAsIcuWrites(text));
+      }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, ConvertTextsOfEveryLengthAsIcuDoes) {
+  for (const UChar32 character : {0x61, 0xE9, 0x65E5, 0x1F600}) {
+    icu::UnicodeString text;
+    for (int length = 0; length < 300; ++length) {
+      std::string bytes;
+      text.toUTF8String(bytes);
+      ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes));
+      ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes.substr(0, bytes.size() - bytes.size() % 5)));
+      ASSERT_NO_FATAL_FAILURE(expectWrittenAsIcuWrites(text));
+      text.append(character);
+    }
   }
 }
 

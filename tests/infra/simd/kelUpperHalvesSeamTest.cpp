@@ -83,9 +83,14 @@ TEST_P(UpperHalves, AreClearAfterEveryKernel) {
       units[length_] = u'*';
       expectClearAfter(kernels.decodeGroups[alphabet], bytes.data(), units.data(), mixed.size() / 3);
     }
+    for (const char16_t unit : {u'a', char16_t{0xE9}, char16_t{0x65E5}, char16_t{0xD83D}}) {
+      units.fill(unit);
+      expectClearAfter(kernels.utf8FromUtf16, bytes.data(), units.data(), length_);
+    }
     for (const std::string& text : {ascii, mixed, mixed + "\xFF" + ascii, ascii + "\xFF"}) {
       expectClearAfter(kernels.countWellFormed, text.data(), text.size());
       expectClearAfter(kernels.copyWellFormed, bytes.data(), text.data(), text.size());
+      expectClearAfter(kernels.utf16FromUtf8, units.data(), text.data(), text.size());
     }
   }
 }

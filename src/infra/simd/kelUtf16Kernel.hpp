@@ -1,0 +1,373 @@
+#pragma once
+
+#include "simd/kelKernels.hpp"
+#include "simd/kelUtf16Words.hpp"
+#include "simd/kelUtf8Kernel.hpp"
+#include "simd/kelVectors.hpp"
+
+/// UTF-8 to UTF-16 and back, a few characters at a time whose sizes a table or a pattern knows: of one and two bytes in
+/// any order, or of three throughout. Others are taken one by one.
+namespace tarvo::simd {
+
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+namespace {
+
+using Unit = unsigned short;
+using EightUnits = hn::Full128<std::uint16_t>;
+using WidestUnits = hn::ScalableTag<std::uint16_t>;
+
+constexpr std::size_t vectorBytes = 16;
+constexpr std::size_t vectorUnits = 8;
+constexpr Byte none = 0x80;  // where a shuffle puts a zero
+
+/// A bit for each element.
+template <class D, class M>
+HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
+  std::uint64_t bits = 0;
+  hn::StoreMaskBits(d, mask, reinterpret_cast<std::uint8_t*>(&bits));
+  return bits;
+}
+
+/// What to do with the characters of a window of eight elements, by what is known of these.
+template <unsigned cases>
+struct Windows {
+  alignas(vectorBytes) Byte shuffles[cases][vectorBytes];
+  Byte bytes[cases];
+  Byte units[cases];
+
+  consteval Windows() : shuffles{}, bytes{}, units{} {
+    for (Byte(&shuffle)[vectorBytes] : shuffles) {
+      for (Byte& place : shuffle) place = none;
+    }
+  }
+};
+
+// --- from UTF-8
+
+constexpr std::size_t stretch = 64;  // bytes, whose characters' ends are found at once
+
+/// Bit 0 says whether the byte before the window ends a character, the others whether those of the window do. Of each
+/// character of one or two bytes the last byte and the one before it, if there is one, as they are counted from the byte
+/// before the window; as far as the first larger one.
+consteval auto windowsOfBytes() {
+  Windows<512> windows;
+  for (unsigned ends = 0; ends < 512; ++ends) {
+    for (unsigned last = 1; last <= 8; ++last) {
+      if ((ends >> last & 1U) == 0) continue;
+      const bool two = (ends >> (last - 1) & 1U) == 0;
+      if (two && last > 1 && (ends >> (last - 2) & 1U) == 0) break;
+      Byte* const unit = windows.shuffles[ends] + 2UL * windows.units[ends]++;
+      unit[0] = static_cast<Byte>(last);
+      if (two) unit[1] = static_cast<Byte>(last - 1);
+      windows.bytes[ends] = static_cast<Byte>(last);
+    }
+  }
+  return windows;
+}
+
+constexpr Windows<512> byteWindows = windowsOfBytes();
+
+/// The last byte of a character is the one before a byte that starts one. Reads one byte behind the stretch.
+HWY_INLINE std::uint64_t endsOf(const Byte* text) {
+  const Widest d;
+  std::uint64_t ends = 0;
+  for (std::size_t at = 0; at < stretch; at += hn::Lanes(d)) {
+    const auto starts = startsOf(d, hn::LoadU(d, text + at + 1));
+    ends |= bitsOf(d, hn::MaskFromVec(starts)) << at;
+  }
+  return ends;
+}
+
+HWY_INLINE bool isAscii(const Byte* text) {
+  const Widest d;
+  auto any = hn::LoadU(d, text);
+  for (std::size_t at = hn::Lanes(d); at < stretch; at += hn::Lanes(d))
+    any = hn::Or(any, hn::LoadU(d, text + at));
+  return allAscii(d, any);
+}
+
+HWY_INLINE void widenAscii(const Byte* text, Unit* dest) {
+  const WidestUnits d;
+  const hn::Rebind<Byte, WidestUnits> narrow;
+  for (std::size_t at = 0; at < stretch; at += hn::Lanes(d))
+    hn::StoreU(hn::PromoteTo(d, hn::LoadU(narrow, text + at)), d, dest + at);
+}
+
+/// Up to eight characters of one or two bytes each, of those that end in eight bytes. Reads the byte before, too.
+HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
+  const Narrow d;
+  const EightUnits d16;
+  const auto window = hn::LoadU(d, text - 1);
+  const auto pairs =
+      hn::BitCast(d16, hn::TableLookupBytesOr0(window, hn::Load(d, byteWindows.shuffles[ends])));
+  const auto leads = hn::ShiftRight<2>(hn::And(pairs, eachFour<0x1F001F00>(d16)));
+  hn::StoreU(hn::Or(hn::And(pairs, eachFour<0x007F007F>(d16)), leads), d16, dest);
+}
+
+/// The same for a stretch without larger characters. No window waits for the one before: a character is in the one that it
+/// ends in.
+HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& dest) {
+  std::uint64_t next = ends << 1U | 1U;
+  Unit* to = dest;
+  for (std::size_t at = 0; at < stretch; at += 8) {
+    const std::uint64_t nine = at == stretch - 8 ? ends >> (at - 1) : next & 0x1FF;
+    readWindow(text + at, nine, to);
+    to += byteWindows.units[nine];
+    next >>= 8U;
+  }
+  dest = to;
+  return stretch - (ends >> (stretch - 1) == 0 ? 1 : 0);
+}
+
+/// The last, the middle and the first byte of each of four characters.
+constexpr Blocks threesFromStart({2, 1, 0, none, 5, 4, 3, none, 8, 7, 6, none, 11, 10, 9, none});
+constexpr Blocks threesFromFour({6, 5, 4, none, 9, 8, 7, none, 12, 11, 10, none, 15, 14, 13, none});
+constexpr Blocks toLowerHalf({0, 1, 4, 5, 8, 9, 12, 13, none, none, none, none, none, none, none, none});
+constexpr Blocks toUpperHalf({none, none, none, none, none, none, none, none, 0, 1, 4, 5, 8, 9, 12, 13});
+
+HWY_INLINE hn::Vec<Narrow> fourOfThree(hn::Vec<Narrow> bytes, const Blocks& order) {
+  const Narrow d;
+  const EightUnits d16;
+  const auto values = hn::And(hn::TableLookupBytesOr0(bytes, load(d, order)), eachFour<0x000F3F3F>(d));
+  const auto halves = sumsOfProducts(values, eachFour<0x00014001>(d));
+  return hn::BitCast(d, sumsOfProducts(halves, eachFour<0x10000001>(d16)));
+}
+
+constexpr std::uint64_t eightOfThree = 0x924924;  // the ends of eight characters of three bytes
+constexpr std::size_t eightOfThreeBytes = 24;
+
+HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
+  const Narrow d;
+  const auto low = fourOfThree(hn::LoadU(d, text), threesFromStart);
+  const auto high = fourOfThree(hn::LoadU(d, text + 8), threesFromFour);
+  const auto units = hn::Or(hn::TableLookupBytesOr0(low, load(d, toLowerHalf)),
+                            hn::TableLookupBytesOr0(high, load(d, toUpperHalf)));
+  const EightUnits d16;
+  hn::StoreU(hn::BitCast(d16, units), d16, dest);
+}
+
+/// The characters of a stretch, but for a few that another one can begin with. Returns their bytes.
+HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& dest) {
+  std::size_t at = 0;
+  while (at <= stretch - 8) {
+    const std::uint64_t next = ends >> at;
+    const std::uint64_t nine = (next & 0xFF) << 1U | 1U;
+    if ((next & 0xFFFFFF) == eightOfThree) {
+      readEightOfThree(text + at, dest);
+      at += eightOfThreeBytes;
+      dest += vectorUnits;
+    } else if (const Byte bytes = byteWindows.bytes[nine]; bytes != 0) {
+      readWindow(text + at, nine, dest);
+      at += bytes;
+      dest += byteWindows.units[nine];
+    } else if (at > stretch - eightOfThreeBytes) {
+      break;
+    } else {
+      at += decode(text + at, 4, dest);
+    }
+  }
+  return at;
+}
+
+HWY_INLINE std::size_t readStretch(const Byte* text, Unit*& dest) {
+  const std::uint64_t ends = endsOf(text);
+  const bool small =
+      (~ends & ~ends >> 1U) == 0;  // two bytes in a row that end nothing belong to a larger character
+  return small ? readSmall(text, ends, dest) : readMixed(text, ends, dest);
+}
+
+/// A text on the way.
+struct Conversion {
+  const Byte* text;
+  std::size_t length;
+  Unit* dest;
+  std::size_t at = 0;
+
+  bool hasStretch() const { return length - at >= stretch + vectorBytes; }
+
+  /// One character, so that there is a byte before the next one.
+  void takeFirst() {
+    if (text[0] >= 0x80) {
+      at = decode(text, length, dest);
+    } else {
+      *dest++ = text[at++];
+    }
+  }
+  void takeAscii() {
+    widenAscii(text + at, dest);
+    at += stretch;
+    dest += stretch;
+  }
+};
+
+Converted utf16FromUtf8(Unit* dest, const char* text, std::size_t length) {
+  Conversion conversion{bytesOf(text), length, dest};
+  while (conversion.hasStretch() && isAscii(conversion.text + conversion.at)) conversion.takeAscii();
+  const std::size_t ascii = conversion.at;
+  if (!conversion.hasStretch() || countWellFormed(text + ascii, length - ascii) < 0) return {ascii, ascii};
+  if (ascii == 0) conversion.takeFirst();
+  while (conversion.hasStretch()) {
+    if (isAscii(conversion.text + conversion.at)) {
+      conversion.takeAscii();
+    } else {
+      conversion.at += readStretch(conversion.text + conversion.at, conversion.dest);
+    }
+  }
+  return {conversion.at, static_cast<std::size_t>(conversion.dest - dest)};
+}
+
+// --- to UTF-8
+
+/// By the units that are ASCII: the two bytes of each unit, or the first one alone.
+consteval auto windowsOfUnits() {
+  Windows<256> windows;
+  for (unsigned ascii = 0; ascii < 256; ++ascii) {
+    unsigned count = 0;
+    for (unsigned unit = 0; unit < vectorUnits; ++unit) {
+      windows.shuffles[ascii][count++] = static_cast<Byte>(2 * unit);
+      if ((ascii >> unit & 1U) == 0) windows.shuffles[ascii][count++] = static_cast<Byte>(2 * unit + 1);
+    }
+    windows.bytes[ascii] = static_cast<Byte>(count);
+  }
+  return windows;
+}
+
+constexpr Windows<256> unitWindows = windowsOfUnits();
+
+template <std::uint32_t unit, class D>
+HWY_INLINE hn::Vec<D> eachUnit(D d) {
+  return eachFour<unit * 0x00010001U>(d);
+}
+
+/// The last byte of a character, in the lower half of each unit.
+template <class V>
+HWY_INLINE V tailOf(V units) {
+  const EightUnits d;
+  return hn::Or(hn::And(units, eachUnit<0x3F>(d)), eachUnit<0x80>(d));
+}
+
+/// Units below U+0800. Writes 16 bytes, and returns how many count.
+template <class V>
+HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
+  const EightUnits d;
+  const Narrow bytes;
+  const auto ascii = hn::Eq(hn::And(units, eachUnit<0xFF80>(d)), hn::Zero(d));
+  const auto leads = hn::Or(hn::ShiftRight<6>(units), eachUnit<0xC0>(d));
+  const auto pairs = hn::IfThenElse(ascii, units, hn::Or(leads, hn::ShiftLeft<8>(tailOf(units))));
+  const std::uint64_t index = bitsOf(d, ascii) & 0xFF;
+  const auto packed =
+      hn::TableLookupBytesOr0(hn::BitCast(bytes, pairs), hn::Load(bytes, unitWindows.shuffles[index]));
+  hn::StoreU(packed, bytes, dest);
+  return unitWindows.bytes[index];
+}
+
+constexpr Blocks withoutFourth({0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, none, none, none, none});
+
+/// Units from U+0800 on, none of them half of a pair. Writes 28 bytes, of which 24 count.
+template <class V>
+HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
+  const EightUnits d;
+  const Narrow bytes;
+  const auto leads = hn::Or(hn::ShiftRight<12>(units), eachUnit<0xE0>(d));
+  const auto firstTwo = hn::Or(leads, hn::ShiftLeft<8>(tailOf(hn::ShiftRight<6>(units))));
+  const auto last = tailOf(units);
+  const auto order = load(bytes, withoutFourth);
+  const auto low = hn::BitCast(bytes, hn::InterleaveLower(d, firstTwo, last));
+  const auto high = hn::BitCast(bytes, hn::InterleaveUpper(d, firstTwo, last));
+  hn::StoreU(hn::TableLookupBytesOr0(low, order), bytes, dest);
+  hn::StoreU(hn::TableLookupBytesOr0(high, order), bytes, dest + 12);
+}
+
+/// So many units, or one more where they end within a pair, one by one. Returns how many.
+HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size_t left, char*& dest) {
+  std::size_t at = 0;
+  while (at < count) {
+    if (units[at] < 0x80) {
+      *dest++ = static_cast<char>(units[at++]);
+    } else {
+      at += encode(units + at, left - at, dest);
+    }
+  }
+  return at;
+}
+
+/// Eight units, or nine where the last one begins a pair. Returns how many.
+HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& dest) {
+  const EightUnits d;
+  const auto eight = hn::LoadU(d, units);
+  const auto top = hn::And(eight, eachUnit<0xF800>(d));
+  const auto small = hn::Eq(top, hn::Zero(d));
+  if (hn::AllTrue(d, small)) {
+    dest += writeWindow(eight, bytesOf(dest));
+  } else if (hn::AllFalse(d, hn::Or(small, hn::Eq(top, eachUnit<0xD800>(d))))) {
+    writeEightOfThree(eight, bytesOf(dest));
+    dest += eightOfThreeBytes;
+  } else {
+    return writeOnes(units, vectorUnits, left, dest);
+  }
+  return vectorUnits;
+}
+
+constexpr std::size_t asciiUnits = 32;
+
+/// Writes so many units as bytes if they are all ASCII.
+HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
+  const WidestUnits d;
+  const hn::Rebind<Byte, WidestUnits> narrow;
+  auto any = hn::LoadU(d, units);
+  for (std::size_t at = hn::Lanes(d); at < asciiUnits; at += hn::Lanes(d))
+    any = hn::Or(any, hn::LoadU(d, units + at));
+  if (!hn::AllTrue(d, hn::Eq(hn::And(any, eachUnit<0xFF80>(d)), hn::Zero(d)))) return false;
+  const hn::RebindToSigned<WidestUnits> asSigned;
+  for (std::size_t at = 0; at < asciiUnits; at += hn::Lanes(d)) {
+    const auto wide = hn::BitCast(asSigned, hn::LoadU(d, units + at));
+    hn::StoreU(hn::DemoteTo(narrow, wide), narrow, bytesOf(dest) + at);
+  }
+  return true;
+}
+
+/// Whether no half of a pair stands alone.
+HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
+  const WidestUnits d;
+  for (std::size_t at = 0; at < count;) {
+    if (count - at >= hn::Lanes(d)) {
+      const auto top = hn::And(hn::LoadU(d, units + at), eachUnit<0xF800>(d));
+      if (hn::AllFalse(d, hn::Eq(top, eachUnit<0xD800>(d)))) {
+        at += hn::Lanes(d);
+        continue;
+      }
+    }
+    if (!isHalf(units[at])) {
+      ++at;
+    } else if (count - at >= 2 && isPair(units[at], units[at + 1])) {
+      at += 2;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// What is written too far is written over: behind each step so many units are left.
+Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
+  char* to = dest;
+  std::size_t at = 0;
+  bool paired = false;
+  while (count - at >= asciiUnits + vectorBytes) {
+    if (narrowAscii(units + at, to)) {
+      at += asciiUnits;
+      to += asciiUnits;
+      continue;
+    }
+    if (!paired && !halvesArePaired(units + at, count - at)) break;
+    paired = true;
+    for (const std::size_t end = at + asciiUnits - vectorUnits; at <= end;)
+      at += writeEight(units + at, count - at, to);
+  }
+  return {at, static_cast<std::size_t>(to - dest)};
+}
+
+}  // namespace
+// NOLINTEND(misc-definitions-in-headers)
+
+}  // namespace tarvo::simd
