@@ -376,10 +376,10 @@ bool isUtf16(Form form) {
 }
 
 /// Whether neither is written by writing the other.
-bool standApart(const char* one, std::size_t size, const char* other, std::size_t otherSize) {
-  const auto first = reinterpret_cast<std::uintptr_t>(one);
-  const auto second = reinterpret_cast<std::uintptr_t>(other);
-  return first + size <= second || second + otherSize <= first;
+bool standApart(std::string_view one, std::string_view other) {
+  const auto first = reinterpret_cast<std::uintptr_t>(one.data());
+  const auto second = reinterpret_cast<std::uintptr_t>(other.data());
+  return first + one.size() <= second || second + other.size() <= first;
 }
 
 /// Writes the units where they are wanted, if there they all have room.
@@ -388,7 +388,7 @@ std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const Si
   const auto count = static_cast<std::size_t>(length);
   const std::size_t size = sizeof(char16_t) * count;
   if (target != nullptr) {
-    if (size > static_cast<std::size_t>(room) || !standApart(bytes, count, target, size)) return icuHasTo;
+    if (size > static_cast<std::size_t>(room) || !standApart({bytes, count}, {target, size})) return icuHasTo;
     table.toUnicode(bytes, count, target);
     if (swapped) swapUtf16(target, count);
   }

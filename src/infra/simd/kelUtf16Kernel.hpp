@@ -31,11 +31,11 @@ HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
 /// What to do with the characters of a window of eight elements, by what is known of these.
 template <unsigned cases>
 struct Windows {
-  alignas(vectorBytes) Byte shuffles[cases][vectorBytes];
-  Byte bytes[cases];
-  Byte units[cases];
+  alignas(vectorBytes) Byte shuffles[cases][vectorBytes] = {};
+  Byte bytes[cases] = {};
+  Byte units[cases] = {};
 
-  consteval Windows() : shuffles{}, bytes{}, units{} {
+  consteval Windows() {
     for (Byte(&shuffle)[vectorBytes] : shuffles) {
       for (Byte& place : shuffle) place = none;
     }

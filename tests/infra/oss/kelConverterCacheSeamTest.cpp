@@ -268,7 +268,8 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
 
 TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
   const icu::UnicodeString text(512, u'\u00E9', 512);
-  for (const char* const name : {"windows-1252", "ISO-8859-1", "UTF-8", "UTF-16LE", "UTF-16BE", "Shift_JIS"}) {
+  for (const char* const name :
+       {"windows-1252", "ISO-8859-1", "UTF-8", "UTF-16LE", "UTF-16BE", "Shift_JIS"}) {
     std::array<char, 2048> bytes;
     std::array<char16_t, 1024> units;
     fromUnicode(text, bytes.data(), 2048, name);
