@@ -115,6 +115,7 @@ class KELINFRA_API DataBuffer {
  private:
   static constexpr int inlineCapacity = 4096;
 
+  KELINFRA_LOCAL bool append(const char* text, std::size_t count);
   KELINFRA_LOCAL bool insert(int position, const char* text, std::size_t count);
   KELINFRA_LOCAL bool insertCopied(int position, const char* text, int count);
   KELINFRA_LOCAL bool insertForeign(int position, const char* text, int count);
@@ -124,6 +125,7 @@ class KELINFRA_API DataBuffer {
   template <class Number>
   KELINFRA_LOCAL void insertNumber(Number value);
   KELINFRA_LOCAL bool admits(std::size_t count) const;
+  KELINFRA_LOCAL bool endsInZeros(std::size_t count) const;
   KELINFRA_LOCAL bool fits(int count) const;
   KELINFRA_LOCAL bool owns(const char* text) const;
   KELINFRA_LOCAL bool onHeap() const;
@@ -140,10 +142,11 @@ class KELINFRA_API DataBuffer {
   int capacity_ = inlineCapacity;
   int length_ = 0;
 
-  // From here to the end of the capacity every byte is 0.
-  int written_ = 0;
   // No byte before this one is 0.
   int zeroFree_ = 0;
+  // From here to the end of the capacity every byte is 0. Not beside the length: GCC writes both at once then, by a
+  // vector, and the next append waits for it.
+  int written_ = 0;
   // Bytes of the heap block: more than capacity_ + 1 when it grew ahead of what is asked for.
   std::size_t blockSize_ = 0;
 };

@@ -1,6 +1,7 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
 #include "oss/kelConverterCache.hpp"
+#include "oss/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -31,35 +32,6 @@ constexpr unsigned long long withTerminator(unsigned long long length) {
 void makeRoom(Storage& storage, unsigned long long length) {
   storage.resize(withTerminator(length));
   storage.data()[length] = '\0';
-}
-
-/// Copies the first and the last `Piece` of a range that is no longer than two. Both are read before one is
-/// written, so that the ranges may overlap.
-template <class Piece>
-void moveBothEnds(char* target, const char* source, std::size_t length) {
-  Piece first;
-  Piece last;
-  std::memcpy(&first, source, sizeof first);
-  std::memcpy(&last, source + length - sizeof last, sizeof last);
-  std::memcpy(target, &first, sizeof first);
-  std::memcpy(target + length - sizeof last, &last, sizeof last);
-}
-
-constexpr unsigned long long shortPiece = 32;
-
-/// std::memmove of 1 to `shortPiece` bytes, without the call.
-void moveShort(char* target, const char* source, std::size_t length) {
-  if (length >= 16) {
-    moveBothEnds<std::array<char, 16>>(target, source, length);
-  } else if (length >= 8) {
-    moveBothEnds<std::uint64_t>(target, source, length);
-  } else if (length >= 4) {
-    moveBothEnds<std::uint32_t>(target, source, length);
-  } else if (length >= 2) {
-    moveBothEnds<std::uint16_t>(target, source, length);
-  } else {
-    *target = *source;
-  }
 }
 
 }  // namespace

@@ -4,13 +4,16 @@
 
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelDecimalText.hpp"
+#include "oss/kelHexDigits.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
+#include "oss/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
 
 #include <algorithm>
+#include <concepts>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -95,15 +98,10 @@ bool isLiteral(const char* text, std::size_t length) {
 }
 
 void writeLiteral(char* target, const char* data, std::size_t count, bool upperCase) {
-  const char* const digits = upperCase ? "0123456789ABCDEF" : "0123456789abcdef";
-  *target++ = 'X';
-  *target++ = '\'';
-  for (std::size_t i = 0; i < count; ++i) {
-    const auto byte = static_cast<unsigned char>(data[i]);
-    *target++ = digits[byte >> 4U];
-    *target++ = digits[byte & 15U];
-  }
-  *target = '\'';
+  target[0] = 'X';
+  target[1] = '\'';
+  writeHex(data, count, target + 2, upperCase);
+  target[2 + 2 * count] = '\'';
 }
 
 }  // namespace
@@ -191,12 +189,12 @@ int DataBuffer::decodeBinary(char* target, int capacity) const {
 
 void DataBuffer::appendString(const char* text) {
   if (isEmpty(text)) return;
-  traced<probe("DataBuffer::appendString")>([&] { insert(length_, text, std::strlen(text)); });
+  traced<probe("DataBuffer::appendString")>([&] { append(text, std::strlen(text)); });
 }
 
 void DataBuffer::appendString(const char* text, int count) {
   if (text == nullptr || count < 1) return;
-  traced<probe("DataBuffer::appendString")>([&] { insert(length_, text, static_cast<std::size_t>(count)); });
+  traced<probe("DataBuffer::appendString")>([&] { append(text, static_cast<std::size_t>(count)); });
 }
 
 void DataBuffer::appendString(const icu::UnicodeString& text, const char* encoding) {
@@ -228,16 +226,23 @@ void DataBuffer::insertString(int position, const DataBuffer& other) {
 template <class Number>
 void DataBuffer::insertNumber(Number value) {
   traced<probe("DataBuffer::appendNumber")>([&] {
+    if constexpr (std::integral<Number>) {
+      if (endsInZeros(DecimalText<Number>::longest)) {  // written where it stays
+        char* const end = DecimalText<Number>::write(store_ + length_, value);
+        length_ = written_ = static_cast<int>(end - store_);
+        return;
+      }
+    }
     const DecimalText<Number> text(value);
     insert(length_, text.view().data(), text.view().size());
   });
 }
 
 void DataBuffer::appendNumber(unsigned char value) {
-  insertNumber<unsigned int>(value);
+  appendNumber(static_cast<unsigned int>(value));
 }
 void DataBuffer::appendNumber(unsigned short value) {
-  insertNumber<unsigned int>(value);
+  appendNumber(static_cast<unsigned int>(value));
 }
 void DataBuffer::appendNumber(unsigned int value) {
   insertNumber(value);
@@ -249,10 +254,10 @@ void DataBuffer::appendNumber(unsigned long long value) {
   insertNumber(value);
 }
 void DataBuffer::appendNumber(signed char value) {
-  insertNumber<int>(value);
+  appendNumber(static_cast<int>(value));
 }
 void DataBuffer::appendNumber(short value) {
-  insertNumber<int>(value);
+  appendNumber(static_cast<int>(value));
 }
 void DataBuffer::appendNumber(int value) {
   insertNumber(value);
@@ -276,7 +281,7 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
     Scratch literal(size);
     if (literal.get() == nullptr) return;
     writeLiteral(literal.get(), data, bytes, upperCase);
-    insert(length_, literal.get(), size);
+    append(literal.get(), size);
   });
 }
 
@@ -298,7 +303,22 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
   }
 }
 
-// --- the one insert: everything that adds to the text ends here
+// --- the one insert: everything that adds to the text ends here, but what is appended where there is room
+
+/// Inserts at the end. Mostly zeros follow and nothing has to move, not even a text that is the buffer's own. Inline,
+/// since a short text is there sooner than a call of this is.
+[[gnu::always_inline]] inline bool DataBuffer::append(const char* text, std::size_t count) {
+  if (!endsInZeros(count) || count < 1) return insert(length_, text, count);
+  char* const end = store_ + length_;
+  const int length = length_ + static_cast<int>(count);
+  if (count <= shortPiece) {
+    moveShort(end, text, count);
+  } else {
+    std::memmove(end, text, count);
+  }
+  length_ = written_ = length;
+  return true;
+}
 
 /// Inserts `count` bytes, unless they are too many for any capacity.
 bool DataBuffer::insert(int position, const char* text, std::size_t count) {
@@ -432,6 +452,11 @@ void DataBuffer::release() {
 bool DataBuffer::admits(std::size_t count) const {
   const int most = std::max(capacity_ - length_, largestCapacity - spareCapacity - length_);
   return count <= static_cast<std::size_t>(most);
+}
+
+/// Whether there is room for that many bytes more behind the text, all of it 0.
+bool DataBuffer::endsInZeros(std::size_t count) const {
+  return count <= static_cast<std::size_t>(capacity_ - length_) && written_ <= length_;
 }
 
 bool DataBuffer::fits(int count) const {

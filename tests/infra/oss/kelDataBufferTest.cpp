@@ -373,6 +373,24 @@ TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
   expectHolds(buffer, "abcdefX'656600'", 4096);
 }
 
+// The piece lies where its copy goes to, in part or whole.
+TEST(DataBuffer, TakesAPieceThatReachesBehindItsEndAsIfCopiedFirst) {
+  for (const int count : {1, 2, 3, 5, 9, 17, 32, 33, 100}) {
+    for (int start = 0; start <= 50; ++start) {
+      SCOPED_TRACE(std::to_string(count) + " bytes from " + std::to_string(start));
+      DataBuffer buffer(0);
+      std::string before;
+      while (before.size() < 40) before += static_cast<char>('0' + before.size());
+      buffer.appendString(before.c_str());
+      const std::string piece = (before + std::string(200, '\0'))
+                                    .substr(static_cast<std::size_t>(start), static_cast<std::size_t>(count));
+      buffer.appendString(buffer.getString() + start, count);
+      ASSERT_EQ(text(buffer), before + piece);
+      ASSERT_THAT(behind(buffer), Each('\0'));
+    }
+  }
+}
+
 TEST(DataBuffer, TakesItselfWhileGrowing) {
   std::string expected(3000, 'a');
   for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 26);
@@ -584,6 +602,27 @@ TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
   EXPECT_EQ(appended(std::numeric_limits<unsigned long long>::max()), "=18446744073709551615");
 }
 
+TEST(DataBuffer, WritesNumbersUpToTheEndOfItsRoom) {
+  const std::string number = "-2147483648";
+  for (int filled = 4096 - 2 * 11; filled <= 4096; ++filled) {
+    SCOPED_TRACE(filled);
+    const std::string before(static_cast<std::size_t>(filled), 'x');
+    DataBuffer buffer(before.c_str());
+    buffer.appendNumber(std::numeric_limits<int>::min());
+    expectHolds(buffer, before + number, filled + 11 <= 4096 ? 4096 : filled + 11 + 4096);
+    EXPECT_THAT(behind(buffer), Each('\0'));
+  }
+}
+
+TEST(DataBuffer, WritesANumberBeforeOldBytes) {
+  DataBuffer buffer("abcdefgh");
+  buffer.clear(true);
+  buffer.appendNumber(4711);
+  buffer.appendNumber(-5);
+  EXPECT_EQ(buffer.length(), 6);
+  EXPECT_STREQ(buffer.getString(), "4711-5efgh");
+}
+
 TEST(DataBuffer, WritesDoublesWithAPointWhateverTheLocale) {
   for (const CommaLocale::For whom : {CommaLocale::For::process, CommaLocale::For::thread}) {
     const CommaLocale comma(whom);
@@ -641,6 +680,26 @@ TEST(DataBuffer, WritesBytesAsALiteral) {
     DataBuffer buffer("-");
     buffer.appendBinary(row.bytes.data(), static_cast<int>(row.bytes.size()), row.upperCase);
     expectHolds(buffer, "-"s + row.expected, 4096);
+  }
+}
+
+TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
+  for (std::size_t count = 1; count <= 300; ++count) {
+    std::string bytes;
+    std::string lower;
+    std::string upper;
+    for (std::size_t i = 0; i < count; ++i) {
+      bytes += static_cast<char>(i + count);
+      std::array<char, 3> digits;
+      std::snprintf(digits.data(), digits.size(), "%02x", static_cast<unsigned>((i + count) % 256));
+      lower += digits.data();
+      std::snprintf(digits.data(), digits.size(), "%02X", static_cast<unsigned>((i + count) % 256));
+      upper += digits.data();
+    }
+    DataBuffer buffer(0);
+    buffer.appendBinary(bytes.data(), static_cast<int>(count), false);
+    buffer.appendBinary(bytes.data(), static_cast<int>(count), true);
+    ASSERT_EQ(text(buffer), "X'" + lower + "'X'" + upper + "'") << count;
   }
 }
 
