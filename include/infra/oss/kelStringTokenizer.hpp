@@ -6,6 +6,8 @@
 #include <unicode/unistr.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
 
 namespace tarvo::oss {
 
@@ -59,18 +61,25 @@ class KELINFRA_API StringTokenizer {
   // NOLINTEND(readability-const-return-type)
 
  private:
-  struct Token;
+  struct Token {
+    const char16_t* units;
+    std::int32_t length;
+  };
 
   KELINFRA_LOCAL void tokenize(const icu::UnicodeString& delimiters);
+  KELINFRA_LOCAL Token current() const;
+  KELINFRA_LOCAL bool appendAscii(const Token& token);
+  KELINFRA_LOCAL void appendConverted(const Token& token);
   KELINFRA_LOCAL const char* takeBytes();
   KELINFRA_LOCAL icu::UnicodeString takeText();
 
   DataBuffer bytes_;
   std::array<char, 65> codePage_{};
+  std::optional<bool> keepsAscii_;  // whether the code page has ASCII's bytes for ASCII, once that is known
   int cursor_ = 0;
   int count_ = 0;
   icu::UnicodeString text_;
-  Token* tokens_ = nullptr;  // where each stands in the text
+  std::int32_t* edges_ = nullptr;  // where each token starts and ends in the text
 };
 
 }  // namespace tarvo::oss

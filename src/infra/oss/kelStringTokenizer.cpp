@@ -3,6 +3,7 @@
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelMemory.hpp"
+#include "oss/kelTokenEdges.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -11,17 +12,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <numeric>
 
 namespace tarvo::oss {
 
 using trace::probe;
 using trace::traced;
 using trace::tracedExit;
-
-struct StringTokenizer::Token {
-  std::int32_t start;
-  std::int32_t length;
-};
 
 namespace {
 
@@ -38,42 +35,28 @@ icu::UnicodeString delimitersFrom(const char* delimiters, const char* codePage) 
   return isEmpty(delimiters) ? defaultDelimiters() : toUnicode(delimiters, -1, codePage);
 }
 
-/// A set of code units below `Units`, one bit each.
-template <std::size_t Units>
-class UnitSet {
- public:
-  explicit UnitSet(const icu::UnicodeString& members) {
-    for (std::int32_t i = 0; i < members.length(); ++i) {
-      const std::size_t unit = members.charAt(i);
-      bits_[unit / 64] |= std::uint64_t{1} << (unit % 64);
-    }
-  }
-  bool contains(char16_t unit) const { return unit < Units && ((bits_[unit / 64] >> (unit % 64)) & 1) != 0; }
-
- private:
-  std::array<std::uint64_t, Units / 64> bits_{};
-};
-
-/// Writes the tokens of a text that is not empty and returns the end of what it wrote.
-///
-/// A CR LF need not be folded first: where it would be, both are delimiters, and a run of them is one.
-template <class Token, class Delimiters>
-Token* split(const char16_t* text, std::int32_t length, const Delimiters& delimiters, Token* token) {
-  std::int32_t at = 0;
-  do {
-    const std::int32_t start = at;
-    while (at < length && !delimiters.contains(text[at])) ++at;
-    *token++ = {start, at - start};
-    while (at < length && delimiters.contains(text[at])) ++at;
-  } while (at < length);
-  return token;
-}
+constexpr std::size_t asciiUnits = 128;
 
 bool isAscii(const icu::UnicodeString& text) {
   for (std::int32_t i = 0; i < text.length(); ++i) {
-    if (text.charAt(i) >= 128) return false;
+    if (text.charAt(i) >= asciiUnits) return false;
   }
   return true;
+}
+
+/// Whether a code page has ASCII's bytes for ASCII's units, whatever stands before or behind them.
+bool keepsAscii(const char* codePage) {
+  using Form = CachedConverter::Form;
+  const Form form = CachedConverter(codePage, CachedConverter::Direction::fromUnicode).form();
+  if (form != Form::singleBytes && form != Form::utf8) return false;
+  std::array<char16_t, asciiUnits> units;
+  std::array<char, asciiUnits> ascii;
+  std::array<char, asciiUnits> bytes{};
+  std::iota(units.begin(), units.end(), u'\0');
+  std::iota(ascii.begin(), ascii.end(), '\0');
+  constexpr auto count = static_cast<std::int32_t>(asciiUnits);
+  const icu::UnicodeString text(static_cast<UBool>(false), units.data(), count);
+  return fromUnicode(text, bytes.data(), count, codePage) == count && bytes == ascii;
 }
 
 }  // namespace
@@ -96,25 +79,27 @@ StringTokenizer::StringTokenizer(const icu::UnicodeString& text, const char* del
 }
 
 StringTokenizer::~StringTokenizer() {
-  tracedExit<probe("StringTokenizer::~StringTokenizer")>([&] { std::free(tokens_); });
+  tracedExit<probe("StringTokenizer::~StringTokenizer")>([&] { std::free(edges_); });
 }
 
-/// Room for the most tokens that a text of that length can have, so that one pass suffices; what is too much
+/// Room for the most edges that a text of that length can have, so that one pass suffices; what is too much
 /// goes back.
 void StringTokenizer::tokenize(const icu::UnicodeString& delimiters) {
   traced<probe("StringTokenizer::tokenize")>([&] {
     if (text_.length() < 1) return;
-    const std::size_t most = static_cast<std::size_t>(text_.length()) / 2 + 1;
-    tokens_ = static_cast<Token*>(std::malloc(most * sizeof(Token)));
-    if (tokens_ == nullptr) throw std::bad_alloc();
+    const auto length = static_cast<std::size_t>(text_.length());
+    edges_ = static_cast<std::int32_t*>(std::malloc((length + 2) * sizeof *edges_));
+    if (edges_ == nullptr) throw std::bad_alloc();
     const char16_t* const text = text_.getBuffer();
-    const Token* const end = isAscii(delimiters)
-                                 ? split(text, text_.length(), UnitSet<128>(delimiters), tokens_)
-                                 : split(text, text_.length(), UnitSet<0x10000>(delimiters), tokens_);
-    const auto count = static_cast<std::size_t>(end - tokens_);
-    count_ = static_cast<int>(count);
-    if (void* const smaller = std::realloc(tokens_, count * sizeof(Token)))
-      tokens_ = static_cast<Token*>(smaller);
+    const bool few = !delimiters.isEmpty() && delimiters.length() <= FewDelimiters::most;
+    const std::int32_t* const end =
+        few                   ? findEdges(text, length, FewDelimiters(delimiters), edges_)
+        : isAscii(delimiters) ? findEdges(text, length, ManyDelimiters<128>(delimiters), edges_)
+                              : findEdges(text, length, ManyDelimiters<0x10000>(delimiters), edges_);
+    const auto count = static_cast<std::size_t>(end - edges_);
+    count_ = static_cast<int>(count / 2);
+    if (void* const smaller = std::realloc(edges_, count * sizeof *edges_))
+      edges_ = static_cast<std::int32_t*>(smaller);
   });
 }
 
@@ -150,28 +135,57 @@ const icu::UnicodeString StringTokenizer::getNextTokenString() {
 }
 // NOLINTEND(readability-const-return-type)
 
+/// The token at the cursor.
+StringTokenizer::Token StringTokenizer::current() const {
+  const std::int32_t* const edges = edges_ + 2 * static_cast<std::size_t>(cursor_);
+  return {text_.getBuffer() + edges[0], edges[1] - edges[0]};
+}
+
 // The cursor moves last: what raises leaves it where it was.
 const char* StringTokenizer::takeBytes() {
   bytes_.clear(false);
   if (hasMoreTokens()) {
-    const Token& token = tokens_[cursor_];
-    const icu::UnicodeString text = text_.tempSubString(token.start, token.length);
-    bytes_.appendString(text, codePage_.data());
-    // The buffer keeps to itself that it had no memory; a token is not to be lost so. A long one that begins with a NUL
-    // ends there.
-    if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
-        fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
-      throw std::bad_alloc();
+    const Token token = current();
+    if (!appendAscii(token)) appendConverted(token);
     ++cursor_;
   }
   return bytes_.getString();
 }
 
+/// A short token of ASCII is narrowed here where that is what its code page makes of it. False otherwise.
+bool StringTokenizer::appendAscii(const Token& token) {
+  std::array<char, 64> narrow;
+  if (token.length < 1 || token.length > static_cast<std::int32_t>(narrow.size())) return false;
+  unsigned int any = 0;
+  for (std::int32_t i = 0; i < token.length; ++i) {
+    any |= token.units[i];
+    narrow[static_cast<std::size_t>(i)] = static_cast<char>(token.units[i]);
+  }
+  if (any >= asciiUnits || codePage_[0] == '\0') return false;
+  if (!keepsAscii_) keepsAscii_ = keepsAscii(codePage_.data());
+  if (*keepsAscii_) bytes_.appendString(narrow.data(), token.length);
+  return *keepsAscii_;
+}
+
+void StringTokenizer::appendConverted(const Token& token) {
+  const icu::UnicodeString text(static_cast<UBool>(false), token.units, token.length);
+  bytes_.appendString(text, codePage_.data());
+  // The buffer keeps to itself that it had no memory; a token is not to be lost so. A long one that begins with a NUL
+  // ends there.
+  if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
+      fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
+    throw std::bad_alloc();
+}
+
+// The text is made where the caller gets it: to move one takes as long as to make it.
 icu::UnicodeString StringTokenizer::takeText() {
-  if (!hasMoreTokens()) return {};
-  const Token& token = tokens_[cursor_];
-  icu::UnicodeString text = made(icu::UnicodeString(text_.getBuffer() + token.start, token.length));
-  ++cursor_;
+  icu::UnicodeString text;
+  if (hasMoreTokens()) {
+    const Token token = current();
+    text.append(token.units, token.length);
+    if (text.isBogus()) throw std::bad_alloc();
+    ++cursor_;
+  }
   return text;
 }
 

@@ -57,17 +57,19 @@ inline bool exitIsTraced() noexcept {
 
 /// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
 template <Probe P, class Body>
+inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t<Body>> {
+  std::forward<Body>(body)();
+  if (exitIsTraced()) [[unlikely]]
+    detail::callExitHooks(P);
+}
+
+/// A function apart, since GCC 12 makes a result where the caller gets it only if its scope is the whole function.
+template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
-  if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
-    std::forward<Body>(body)();
-    if (exitIsTraced()) [[unlikely]]
-      detail::callExitHooks(P);
-  } else {
-    decltype(auto) result = std::forward<Body>(body)();
-    if (exitIsTraced()) [[unlikely]]
-      detail::callExitHooks(P);
-    return result;
-  }
+  decltype(auto) result = std::forward<Body>(body)();
+  if (exitIsTraced()) [[unlikely]]
+    detail::callExitHooks(P);
+  return result;
 }
 
 /// Reports the entry, runs `body`, reports the exit.

@@ -10,9 +10,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -201,6 +203,36 @@ TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
   }
 }
 
+/// What ICU makes of a text in a code page.
+std::string inCodePage(const icu::UnicodeString& given, const char* codePage) {
+  std::string bytes(2000, '\0');
+  const auto room = static_cast<std::uint32_t>(bytes.size());
+  bytes.resize(static_cast<std::size_t>(given.extract(0, given.length(), bytes.data(), room, codePage)));
+  return bytes;
+}
+
+// Some have other bytes for ASCII's characters, or for a few of them; some write them differently behind others.
+TEST(StringTokenizer, GivesEveryTokenAsICUWritesIt) {
+  icu::UnicodeString text;
+  for (char16_t unit = 1; unit < 128; ++unit) {
+    if (std::u16string_view(u" \r\n\t").find(unit) != std::u16string_view::npos) continue;
+    text.append(unit).append(u'A').append(unit).append(u' ').append(unit).append(u"\u00E9~ \u65E5 ");
+  }
+  for (const char* const codePage :
+       {"UTF-8", "US-ASCII", "ISO-8859-1", "windows-1252", "IBM437", "IBM037", "ibm-1047", "Shift_JIS",
+        "ISO-2022-JP", "ISO-2022-KR", "HZ-GB-2312", "UTF-7", "IMAP-mailbox-name", "SCSU", "BOCU-1", "CESU-8",
+        "GB18030", "UTF-16LE", "x11-compound-text"}) {
+    SCOPED_TRACE(codePage);
+    StringTokenizer tokens(inCodePage(text, codePage).c_str(), codePage, nullptr);
+    StringTokenizer texts(inCodePage(text, codePage).c_str(), codePage, nullptr);
+    ASSERT_EQ(tokens.countTokens(), texts.countTokens());
+    while (tokens.hasMoreTokens()) {
+      const std::string expected = inCodePage(texts.getNextTokenString(), codePage);
+      ASSERT_STREQ(tokens.getNextToken(), expected.c_str());
+    }
+  }
+}
+
 TEST(StringTokenizer, GivesBytesOfUnicodeInTheDefaultCodePage) {
   const icu::UnicodeString word(u"stra\u00DFe");
   std::string expected(100, '\0');
@@ -385,6 +417,22 @@ TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
     for (const std::u16string& token : modelTokens(text, set.empty() ? u" \r\n\t" : set)) {
       expected.push_back(unicode(token));
     }
+    ASSERT_EQ(allTokens(tokenizer), expected);
+  }
+}
+
+// One delimiter to eight, of any kind, in texts of every length up to some blocks of units.
+TEST_P(StringTokenizerWalks, OverTextsOfAnyLengthAreTheModels) {
+  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  const std::u16string alphabet = u"ab,;:.! \u00E9\u4E2D";
+  for (std::size_t length = 1; length <= 200; ++length) {
+    SCOPED_TRACE("length " + std::to_string(length));
+    std::u16string text;
+    while (text.size() < length) text += alphabet[below(below(2) == 0 ? 2 : 10)];
+    const std::u16string set = alphabet.substr(1 + below(9), 1 + below(8));
+    StringTokenizer tokenizer(utf8(unicode(text)).c_str(), "UTF-8", utf8(unicode(set)).c_str());
+    Texts expected;
+    for (const std::u16string& token : modelTokens(text, set)) expected.push_back(unicode(token));
     ASSERT_EQ(allTokens(tokenizer), expected);
   }
 }

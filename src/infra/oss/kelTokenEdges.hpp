@@ -1,0 +1,113 @@
+#pragma once
+
+#include "oss/kelPlainRun.hpp"
+
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+/// Where the tokens of a text begin and end. Delimiters are found as bits, one a unit for 64 units at a time, and the
+/// edges of tokens are where neighbouring bits differ: words of any lengths cost no branch that is foretold wrongly.
+namespace tarvo::oss {
+
+using UnitBits = std::uint64_t;
+constexpr std::size_t bitsUnits = 64;
+
+/// Delimiters below `Units`, however many.
+template <std::size_t Units>
+class ManyDelimiters {
+ public:
+  explicit ManyDelimiters(const icu::UnicodeString& members) {
+    for (std::int32_t i = 0; i < members.length(); ++i) {
+      const std::size_t unit = members.charAt(i);
+      bits_[unit / 64] |= std::uint64_t{1} << (unit % 64);
+    }
+  }
+
+  UnitBits among(const char16_t* units) const {
+    UnitBits found = 0;
+    for (std::size_t i = 0; i < bitsUnits; ++i) found |= UnitBits{contains(units[i])} << i;
+    return found;
+  }
+
+ private:
+  bool contains(char16_t unit) const { return unit < Units && ((bits_[unit / 64] >> (unit % 64)) & 1) != 0; }
+
+  std::array<std::uint64_t, Units / 64> bits_{};
+};
+
+/// One to four delimiters, any, each compared with eight units at once.
+class FewDelimiters {
+ public:
+  static constexpr std::int32_t most = 4;
+
+  explicit FewDelimiters(const icu::UnicodeString& members)
+      : first_(eachUnit(members, 0)),
+        second_(eachUnit(members, 1)),
+        third_(eachUnit(members, 2)),
+        fourth_(eachUnit(members, 3)) {}
+
+  UnitBits among(const char16_t* units) const {
+    UnitBits found = 0;
+    for (std::size_t i = 0; i < bitsUnits; i += 8) found |= amongEight(units + i) << i;
+    return found;
+  }
+
+ private:
+  /// The member of that index, or the last one again.
+  static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
+    const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
+    return EightUnits{} + unit;
+  }
+
+  UnitBits amongEight(const char16_t* units) const {
+    static_assert(std::endian::native == std::endian::little);
+    const EightUnits eight = eightUnitsAt(units);
+    const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
+    // A byte of ones for each unit found. One bit of each remains, every one another; the factor adds them up in
+    // the highest byte.
+    const EightBytes bytes = __builtin_convertvector(found, EightBytes);
+    return ((eightBytesAt(&bytes) & 0x8040201008040201) * 0x0101010101010101) >> 56U;
+  }
+
+  EightUnits first_;
+  EightUnits second_;
+  EightUnits third_;
+  EightUnits fourth_;
+};
+
+/// The bits of the last units, fewer than 64; behind the text there are delimiters only.
+template <class Delimiters>
+UnitBits amongLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
+  std::array<char16_t, bitsUnits> padded{};
+  std::copy_n(units, count, padded.data());
+  return delimiters.among(padded.data()) | ~UnitBits{0} << count;
+}
+
+/// Writes the start and the end of each token of a text that is not empty, in turns, and returns the end of what it
+/// wrote: at most two more than the text has units. The first token starts with the text.
+///
+/// A CR LF need not be folded first: where it would be, both are delimiters, and a run of them is one.
+template <class Delimiters>
+std::int32_t* findEdges(const char16_t* text, std::size_t length, const Delimiters& delimiters,
+                        std::int32_t* edge) {
+  *edge++ = 0;
+  UnitBits before = 0;  // whether the last unit before these is a delimiter
+  for (std::size_t at = 0; at <= length; at += bitsUnits) {
+    const bool whole = length - at >= bitsUnits;
+    const UnitBits found =
+        whole ? delimiters.among(text + at) : amongLast(text + at, length - at, delimiters);
+    UnitBits edges = found ^ (found << 1U | before);
+    before = found >> (bitsUnits - 1);
+    for (; edges != 0; edges &= edges - 1) {
+      *edge++ = static_cast<std::int32_t>(at) + std::countr_zero(edges);
+    }
+  }
+  return edge;
+}
+
+}  // namespace tarvo::oss
