@@ -54,8 +54,12 @@ class KELINFRA_API ExtendedProperties {
 
     template <class Left, class Right>
     bool operator()(const Left& left, const Right& right) const {
-      return units(left) < units(right);
+      return precedes(units(left), units(right));
     }
+
+   private:
+    /// By their units.
+    KELINFRA_LOCAL static bool precedes(std::u16string_view left, std::u16string_view right) noexcept;
   };
   using Map = std::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace tarvo::util {
 
@@ -47,7 +48,7 @@ bool isCharacter(unsigned int unit) {
 
 /// No text has more units than bytes, so that none moves when others come.
 void PropertiesReader::keepTexts() {
-  if (!atEnd()) texts_.reserve(texts_.size() + (length_ - position_));
+  if (!atEnd()) grow(used_ + (length_ - position_));
   keepsTexts_ = true;
 }
 
@@ -60,10 +61,10 @@ bool PropertiesReader::readLine() {
     skipComment();
     return true;
   }
-  if (!keepsTexts_) texts_.clear();
-  keyAt_ = texts_.size();
+  if (!keepsTexts_) used_ = 0;
+  keyAt_ = used_;
   readText(separator | blank | lineEnd);
-  valueAt_ = texts_.size();
+  valueAt_ = used_;
   skipBlanks();
   if (at(separator)) {
     ++position_;
@@ -113,20 +114,37 @@ void PropertiesReader::skipComment() {
 void PropertiesReader::readText(unsigned char ends) {
   const unsigned int stops = ends | backslash;
   for (;;) {
-    const unsigned char* const start = data_ + position_;
-    const unsigned char* const stop = std::find_if(
-        start, data_ + length_, [stops](unsigned char byte) { return (kindOf[byte] & stops) != 0; });
-    appendBytes(start, static_cast<std::size_t>(stop - start));
-    position_ = static_cast<std::size_t>(stop - data_);
+    readPlain(stops);
     if (!at(backslash)) return;
     readEscape();
   }
 }
 
-void PropertiesReader::appendBytes(const unsigned char* bytes, std::size_t count) {
-  const std::size_t end = texts_.size();
-  texts_.resize(end + count);
-  std::copy_n(bytes, count, texts_.data() + end);
+/// Bytes are widened as they are looked at, as long as there is room.
+void PropertiesReader::readPlain(unsigned int stops) {
+  for (;;) {
+    const unsigned char* const from = data_ + position_;
+    char16_t* const to = texts_.get() + used_;
+    const std::size_t most = std::min(length_ - position_, capacity_ - used_);
+    std::size_t count = 0;
+    for (; count < most && (kindOf[from[count]] & stops) == 0; ++count) to[count] = from[count];
+    position_ += count;
+    used_ += count;
+    if (count < most || atEnd()) return;
+    grow(2 * capacity_ + 64);
+  }
+}
+
+void PropertiesReader::append(char16_t unit) {
+  if (used_ == capacity_) grow(2 * capacity_ + 64);
+  texts_[used_++] = unit;
+}
+
+void PropertiesReader::grow(std::size_t capacity) {
+  auto larger = std::make_unique_for_overwrite<char16_t[]>(capacity);
+  std::copy_n(texts_.get(), used_, larger.get());
+  texts_ = std::move(larger);
+  capacity_ = capacity;
 }
 
 void PropertiesReader::readEscape() {
@@ -139,19 +157,19 @@ void PropertiesReader::readEscape() {
   const unsigned char byte = data_[position_++];
   switch (byte) {
     case 'n':
-      texts_ += u'\n';
+      append(u'\n');
       break;
     case 'r':
-      texts_ += u'\r';
+      append(u'\r');
       break;
     case 't':
-      texts_ += u'\t';
+      append(u'\t');
       break;
     case 'u':
       readUnicodeEscape();
       break;
     default:
-      texts_ += static_cast<char16_t>(byte);
+      append(static_cast<char16_t>(byte));
   }
 }
 
@@ -165,10 +183,10 @@ void PropertiesReader::readUnicodeEscape() {
     unit = unit << 4U | digit;
   }
   if (!whole || !isCharacter(unit)) {
-    texts_ += u'u';
+    append(u'u');
     return;
   }
-  texts_ += static_cast<char16_t>(unit);
+  append(static_cast<char16_t>(unit));
   position_ += 4;
 }
 

@@ -5,7 +5,7 @@
 #include <unicode/unistr.h>
 
 #include <cstddef>
-#include <string>
+#include <memory>
 #include <string_view>
 
 /// The text format of properties, line by line; `ExtendedProperties` says what it looks like.
@@ -28,8 +28,8 @@ class PropertiesReader {
   std::size_t position() const { return position_; }
   /// Whether the line last taken has a property. Key and value live until the next line is taken.
   bool hasProperty() const { return hasProperty_; }
-  std::u16string_view key() const { return std::u16string_view(texts_).substr(keyAt_, valueAt_ - keyAt_); }
-  std::u16string_view value() const { return std::u16string_view(texts_).substr(valueAt_); }
+  std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
+  std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }
 
  private:
   bool atEnd() const { return position_ >= length_; }
@@ -40,7 +40,9 @@ class PropertiesReader {
   void skipBlanks();
   void skipComment();
   void readText(unsigned char ends);
-  void appendBytes(const unsigned char* bytes, std::size_t count);
+  void readPlain(unsigned int stops);
+  void append(char16_t unit);
+  void grow(std::size_t capacity);
   void readEscape();
   void readUnicodeEscape();
 
@@ -49,7 +51,11 @@ class PropertiesReader {
   std::size_t position_;
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
-  std::u16string texts_;  ///< the line's key and its value, behind those of former lines if they are kept
+  /// The line's key and its value, behind those of former lines if they are kept. Not a string: that would fill its room
+  /// with zeros before it takes units.
+  std::unique_ptr<char16_t[]> texts_;
+  std::size_t used_ = 0;
+  std::size_t capacity_ = 0;
   std::size_t keyAt_ = 0;
   std::size_t valueAt_ = 0;
 };

@@ -1,6 +1,9 @@
 #include "util/kelPropertyLines.hpp"
 
+#include "util/kelTextUnits.hpp"
+
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -32,7 +35,6 @@ class LineSorter {
   };
   using Iterator = std::vector<Entry>::iterator;
 
-  static constexpr std::size_t wordUnits = 4;
   /// Fewer than that are compared as they are.
   static constexpr std::ptrdiff_t few = 12;
   /// So are those that are still together behind so many turns, however many they are: keys that were made to
@@ -43,7 +45,12 @@ class LineSorter {
   /// Whether the word from `depth` on holds the key's end.
   bool ends(const Entry& entry, std::size_t depth) const { return keyOf(entry).size() < depth + wordUnits; }
 
-  static std::uint64_t wordAt(std::u16string_view key, std::size_t depth) {
+  /// The first unit highest; 0 behind the key's end.
+  static std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
+    if (depth + wordUnits <= key.size()) {
+      const std::uint64_t halves = std::rotl(wordAt(key.data() + depth), 32);
+      return (halves & 0x0000'FFFF'0000'FFFF) << 16U | (halves >> 16U & 0x0000'FFFF'0000'FFFF);
+    }
     std::uint64_t word = 0;
     for (std::size_t i = depth; i < depth + wordUnits; ++i) {
       word = word << 16U | (i < key.size() ? key[i] : 0U);
@@ -73,7 +80,7 @@ class LineSorter {
   bool takeWords(Iterator first, Iterator last, std::size_t depth) {
     bool tellsApart = false;
     for (auto entry = first; entry != last; ++entry) {
-      entry->word = wordAt(keyOf(*entry), depth);
+      entry->word = wordOf(keyOf(*entry), depth);
       tellsApart = tellsApart || entry->word != first->word || ends(*entry, depth);
     }
     return tellsApart;
@@ -82,8 +89,9 @@ class LineSorter {
   void compareAll(Iterator first, Iterator last, std::size_t depth) {
     std::sort(first, last, [&](const Entry& left, const Entry& right) {
       if (left.word != right.word) return left.word < right.word;
-      const int order = keyOf(left).substr(depth).compare(keyOf(right).substr(depth));
-      return order != 0 ? order < 0 : left.line < right.line;
+      const std::u16string_view leftRest = keyOf(left).substr(depth);
+      const std::u16string_view rightRest = keyOf(right).substr(depth);
+      return leftRest == rightRest ? left.line < right.line : isLess(leftRest, rightRest);
     });
   }
 
@@ -95,8 +103,9 @@ class LineSorter {
 
 void sortByKey(std::vector<PropertyLine>& lines) {
   // Texts that were saved are in order.
-  const bool inOrder = std::is_sorted(
-      lines.begin(), lines.end(), [](const auto& left, const auto& right) { return left.key < right.key; });
+  const bool inOrder = std::is_sorted(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
+    return isLess(left.key, right.key);
+  });
   if (!inOrder) lines = LineSorter(lines).sorted();
 }
 

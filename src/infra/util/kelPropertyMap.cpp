@@ -16,14 +16,6 @@ bool mayRefer(const icu::UnicodeString& value) {
   return unitsOf(value).find(u'%') != std::u16string_view::npos;
 }
 
-constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
-
-std::uint64_t wordAt(const char16_t* units) noexcept {
-  std::uint64_t word = 0;
-  std::memcpy(&word, units, sizeof word);
-  return word;
-}
-
 /// An odd factor carries each bit to all higher ones; the shift takes those down again.
 constexpr std::uint64_t factor = 0x9E37'79B9'7F4A'7C15;
 
@@ -86,6 +78,10 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 }
 
 // --- the map
+
+bool ExtendedProperties::KeyOrder::precedes(std::u16string_view left, std::u16string_view right) noexcept {
+  return isLess(left, right);
+}
 
 ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other) : map_(other.map_) {
   rebuildIndex(0);

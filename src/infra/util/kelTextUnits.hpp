@@ -4,8 +4,11 @@
 
 #include <unicode/unistr.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <string_view>
@@ -15,6 +18,25 @@ namespace tarvo::util {
 
 inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
   return {text.getBuffer(), static_cast<std::size_t>(text.length())};
+}
+
+constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
+
+/// The four units there, the first one lowest.
+inline std::uint64_t wordAt(const char16_t* units) noexcept {
+  static_assert(std::endian::native == std::endian::little);
+  std::uint64_t word = 0;
+  std::memcpy(&word, units, sizeof word);
+  return word;
+}
+
+/// As left < right. The library's own order goes unit by unit, and keys have long beginnings in common.
+inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept {
+  const std::size_t both = std::min(left.size(), right.size());
+  std::size_t at = 0;
+  while (both - at >= wordUnits && wordAt(left.data() + at) == wordAt(right.data() + at)) at += wordUnits;
+  while (at < both && left[at] == right[at]) ++at;
+  return at < both ? left[at] < right[at] : left.size() < right.size();
 }
 
 /// ICU counts units in 32 bits.

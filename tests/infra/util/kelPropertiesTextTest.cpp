@@ -337,6 +337,22 @@ TEST(PropertiesText, IsReadLineByLine) {
   }
 }
 
+TEST(PropertiesText, OfALongLineIsReadWhole) {
+  for (std::size_t length = 0; length < 400; ++length) {
+    const icu::UnicodeString key(0, u'k', static_cast<std::int32_t>(length % 150));
+    const icu::UnicodeString value(0, u'\n', static_cast<std::int32_t>(length));
+    std::string line(length % 150, 'k');
+    line += '=';
+    for (std::size_t i = 0; i < length; ++i) line += i % 3 == 0 ? "\\n" : "\\u000a";
+    line += "v\nnext=line";
+    ExtendedProperties properties;
+    std::size_t position = 0;
+    ASSERT_TRUE(properties.parseLine(position, line.data(), line.size()));
+    ASSERT_EQ(position, line.size() - 9);
+    ASSERT_EQ(properties.requireProperty(key), value + u"v") << length;
+  }
+}
+
 TEST(PropertiesText, OfALineResolvesNothing) {
   ExtendedProperties properties;
   std::size_t position = 0;

@@ -284,6 +284,19 @@ TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
 
 // --- sorting
 
+TEST(TextUnits, AreInTheOrderOfTheLibrarys) {
+  std::mt19937 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    const std::u16string common(random() % 10, u'c');
+    std::u16string left = common;
+    std::u16string right = common;
+    for (std::size_t rest = random() % 6; rest > 0; --rest) left += u"ab\0\u0100\xD800\xFFFF"[random() % 6];
+    for (std::size_t rest = random() % 6; rest > 0; --rest) right += u"ab\0\u0100\xD800\xFFFF"[random() % 6];
+    ASSERT_EQ(util::isLess(left, right), left < right) << "pair " << i;
+    ASSERT_FALSE(util::isLess(left, left));
+  }
+}
+
 TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
   for (unsigned int seed = 0; seed < 300; ++seed) {
     std::mt19937 random(seed);
