@@ -116,7 +116,7 @@ DataBuffer::DataBuffer(int size) {
 
 DataBuffer::DataBuffer(const char* text) {
   tracedExit<probe("DataBuffer::DataBuffer")>([&] {
-    if (!isEmpty(text)) require(insert(0, text, std::strlen(text)));
+    if (!isEmpty(text)) require(append(text, std::strlen(text)));
   });
 }
 
