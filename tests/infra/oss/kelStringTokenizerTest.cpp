@@ -203,6 +203,12 @@ TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
   }
 }
 
+TEST(StringTokenizer, SplitsNowhereWhereTheDelimitersAreAByteOrderMarkAlone) {
+  StringTokenizer tokenizer("\x4E\x2D\x65\x87", "UTF-16", "\xFE\xFF");
+  EXPECT_EQ(tokenizer.countTokens(), 1);
+  EXPECT_EQ(tokenizer.getNextTokenString(), icu::UnicodeString(u"\u4E2D\u6587"));
+}
+
 /// What ICU makes of a text in a code page.
 std::string inCodePage(const icu::UnicodeString& given, const char* codePage) {
   std::string bytes(2000, '\0');
