@@ -266,7 +266,7 @@ const std::vector<Row>& rows() {
          std::string target(2000, ' ');
          m.count([&] { Converter::convert(target.data(), 2000, "ISO-8859-1", text.c_str(), "UTF-8"); });
        }},
-      {"Converter", "convert more than 1024 bytes",
+      {"Converter", "convert more than 1024 bytes, to UTF-8",
        [](Meter& m) {
          const auto text = bytes(2000);
          std::string target(4000, ' ');

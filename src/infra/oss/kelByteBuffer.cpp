@@ -5,7 +5,6 @@
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -413,7 +413,7 @@ std::int32_t convertOnStack(const char* bytes, std::int32_t length, const Cached
 
 std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* fromCodePage, char* target,
                            std::int32_t capacity, const char* toCodePage) {
-  if (length < 1 || needsNoConverter(fromCodePage) || needsNoConverter(toCodePage)) return icuHasTo;
+  if (length < 1 || isEmpty(fromCodePage) || isEmpty(toCodePage)) return icuHasTo;
   const CachedConverter from(fromCodePage, Direction::toUnicode);
   if (from.form() == Form::others) return icuHasTo;
   const CachedConverter to(toCodePage, Direction::fromUnicode);

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "oss/kelPlainRun.hpp"
+
 #include <cstddef>
 #include <cstring>
 
 /// Bytes as two hexadecimal digits each, sixteen bytes at a time: digits are reckoned, since a table takes a load and a
 /// store a byte. The compilers' own vectors say so for every processor.
 namespace tarvo::oss {
-
-using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
 
 /// The digits of values below 16. `letters` is what lies between '9' and the letter for 10.
 template <class Values>

@@ -33,7 +33,7 @@ void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
   if (swapped) {
     swapUnits(static_cast<const char*>(from), static_cast<char*>(to), size / unitSize);
   } else if (size > 0) {
-    std::memcpy(to, from, size);
+    std::memmove(to, from, size);  // a text may stand where its bytes go
   }
 }
 

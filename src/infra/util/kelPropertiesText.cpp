@@ -135,8 +135,8 @@ void PropertiesReader::readPlain(unsigned int stops) {
   }
 }
 
+/// A unit that is escaped: what was read before it has left room.
 void PropertiesReader::append(char16_t unit) {
-  if (used_ == capacity_) grow(2 * capacity_ + 64);
   texts_[used_++] = unit;
 }
 

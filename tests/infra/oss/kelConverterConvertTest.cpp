@@ -365,10 +365,24 @@ TEST(Convert, NamesTheCodePagesThatItCannotConvertBetween) {
 }
 
 TEST(Convert, RaisesWhenNothingIsLeftOfTheData) {
-  const Conversion signature = ofBytes("UTF-16", "\xFE\xFF", "UTF-8");
-  Destination destination(10);
-  EXPECT_THAT([&] { signature(nullptr, 0); }, conversionError("UTF-8", "UTF-16"));
-  EXPECT_THAT([&] { destination.take(signature); }, conversionError("UTF-8", "UTF-16"));
+  struct Lost {
+    const char* what;
+    const char* from;
+    const char* data;
+    const char* to;
+  };
+  const auto rows = std::to_array<Lost>({
+      {"a signature", "UTF-16", "\xFE\xFF", "UTF-8"},
+      {"a space without width, which the code page lacks", "UTF-8", "\xE2\x80\x8B", "ISO-8859-1"},
+      {"a soft hyphen, which the code page lacks", "ISO-8859-1", "\xAD", "US-ASCII"},
+  });
+  for (const Lost& row : rows) {
+    SCOPED_TRACE(row.what);
+    const Conversion conversion = ofBytes(row.from, row.data, row.to);
+    Destination destination(10);
+    EXPECT_THAT([&] { conversion(nullptr, 0); }, conversionError(row.to, row.from));
+    EXPECT_THAT([&] { destination.take(conversion); }, conversionError(row.to, row.from));
+  }
 }
 
 // The data is not touched: a size alone is asked for, or there is too little room.
