@@ -156,37 +156,48 @@ failed_whole_tests() {
     }'
 }
 
-# run_whole_tests PRESET [CTEST OPTION...]: as run_tests, where programs are run whole: for Windows by Wine, under
-# sanitizers and for coverage.
-run_whole_tests() {
-  local preset=$1 log=$logs/tests-$1.log
+# count_tests LOG: the same where ctest runs each test by itself.
+count_tests() {
+  local total failed skipped
+  total=$(sed -n 's/.*tests failed out of \([0-9]*\)$/\1/p' "$1")
+  failed=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$1")
+  skipped=$(grep -c '\*\*\*Skipped' "$1" || true)
+  echo "$((total - failed - skipped)) $((failed))"
+}
+
+# failed_tests LOG
+failed_tests() { grep -vE '^ *[0-9]+/[0-9]+ Test .*Passed|^ *Start ' "$1"; }
+
+# ctest_into LOG PRESET [CTEST OPTION...]
+ctest_into() {
+  local log=$1
   shift
+  (cd "$root" && ctest --preset "$@") >"$log" 2>&1 || true
+}
+
+# run_tests PRESET [count_whole_tests failed_whole_tests]: runs the tests and leaves in $passed and $failed how many did,
+# and in $tally the same as a sentence; tests of kernels that the processor lacks are skipped, and count as neither. What
+# fails is shown, and run once more with nothing beside it: what does not fail again is told apart in $tally. A crash, and
+# what a sanitizer has found, is not excused.
+run_tests() {
+  local preset=$1 count=${2:-count_tests} show=${3:-failed_tests} log=$logs/tests-$1.log first
   say "testing $preset ..."
-  (cd "$root" && ctest --preset "$preset" -j "$jobs" "$@") >"$log" 2>&1 || true
-  read -r passed failed < <(count_whole_tests "$log")
+  ctest_into "$log" "$preset" -j "$jobs"
+  read -r passed failed < <("$count" "$log")
   if [ "$passed" = 0 ] || ! grep -q 'tests failed out of' "$log"; then
     tail -n 40 "$log" >&2
     die "the tests of $preset did not run"
   fi
-  if [ "$failed" != 0 ]; then failed_whole_tests "$log" | tail -n 100 >&2; fi
+  first=$failed
+  if [ "$failed" != 0 ]; then "$show" "$log" | tail -n 100 >&2; fi
+  if [ "$failed" != 0 ] && ! grep -qE 'Exception: |Sanitizer|runtime error' "$log"; then
+    say "testing $preset: what failed, alone ..."
+    ctest_into "$logs/tests-$preset-again.log" "$preset" --rerun-failed
+    read -r _ failed < <("$count" "$logs/tests-$preset-again.log")
+  fi
+  tally="$passed passed, $failed failed"
+  if [ "$failed" -lt "$first" ]; then tally+=", $((first - failed)) failed beside others and not alone"; fi
 }
 
-# run_tests PRESET [CTEST OPTION...]: runs the tests and leaves their counts in $passed and $failed. Tests of kernels that
-# the processor lacks are skipped, and count as neither.
-run_tests() {
-  local preset=$1 log total skipped
-  shift
-  log=$logs/tests-$preset.log
-  say "testing $preset ..."
-  (cd "$root" && ctest --preset "$preset" -j "$jobs" "$@") >"$log" 2>&1 || true
-  total=$(sed -n 's/.*tests failed out of \([0-9]*\)$/\1/p' "$log")
-  failed=$(sed -n 's/.*, \([0-9]*\) tests failed out of .*/\1/p' "$log")
-  if [ -z "$total" ] || [ "$total" = 0 ]; then
-    tail -n 40 "$log" >&2
-    die "the tests of $preset did not run"
-  fi
-  skipped=$(grep -c '\*\*\*Skipped' "$log" || true)
-  passed=$((total - failed - skipped))
-  if [ "$skipped" != 0 ]; then say "$skipped tests were skipped, see ${log#"$root"/}"; fi
-  if [ "$failed" != 0 ]; then grep -vE '^ *[0-9]+/[0-9]+ Test .*Passed|^ *Start ' "$log" | tail -n 150 >&2; fi
-}
+# run_whole_tests PRESET: where programs are run whole: for Windows by Wine, under sanitizers and for coverage.
+run_whole_tests() { run_tests "$1" count_whole_tests failed_whole_tests; }

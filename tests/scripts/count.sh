@@ -97,3 +97,28 @@ shown=$(failed_whole_tests "$log")
 4: a crash
 2/2 Test #4: program ..........***Exception: SegFault  0.53 sec" ] || die "of failed tests it shows:
 $shown"
+
+# A run in which ctest says what stands in $first, and when what failed is run again, what stands in $again.
+logs=$(mktemp -d)
+trap 'rm -rf "$log" "$logs"' EXIT
+ctest() { case $* in *--rerun-failed*) cat "$logs/again" ;; *) cat "$logs/first" ;; esac; }
+
+# expect_tally NAME "FIRST" "AGAIN" "TALLY"
+expect_tally() {
+  printf '%s\n' "$2" >"$logs/first"
+  printf '%s\n' "$3" >"$logs/again"
+  run_tests release >/dev/null 2>&1
+  [ "$tally" = "$4" ] || die "$1: told $tally and not $4"
+}
+
+all="100% tests passed, 0 tests failed out of 2"
+one=" 2/2 Test #2: B.One ...***Failed  0.1 sec
+50% tests passed, 1 tests failed out of 2"
+expect_tally "all pass" "$all" "" "2 passed, 0 failed"
+expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed"
+expect_tally "one fails beside others only" "$one" "100% tests passed, 0 tests failed out of 1" \
+  "1 passed, 0 failed, 1 failed beside others and not alone"
+expect_tally "a sanitizer is heard at once" "ThreadSanitizer: data race
+$one" "100% tests passed, 0 tests failed out of 1" "1 passed, 1 failed"
+expect_tally "a crash is one" "${one/Failed/Exception: SegFault}" "100% tests passed, 0 tests failed out of 1" \
+  "1 passed, 1 failed"
