@@ -108,17 +108,13 @@ expect_tally() {
   printf '%s\n' "$2" >"$logs/first"
   printf '%s\n' "$3" >"$logs/again"
   run_tests release >/dev/null 2>&1
-  [ "$tally" = "$4" ] || die "$1: told $tally and not $4"
+  [ "$tally" = "$4" ] && [[ $tally = "$passed passed, $failed failed"* ]] || die "$1: told $tally and not $4"
 }
 
 all="100% tests passed, 0 tests failed out of 2"
 one=" 2/2 Test #2: B.One ...***Failed  0.1 sec
 50% tests passed, 1 tests failed out of 2"
 expect_tally "all pass" "$all" "" "2 passed, 0 failed"
-expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed"
+expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed, 1 of them alone, too"
 expect_tally "one fails beside others only" "$one" "100% tests passed, 0 tests failed out of 1" \
-  "1 passed, 0 failed, 1 failed beside others and not alone"
-expect_tally "a sanitizer is heard at once" "ThreadSanitizer: data race
-$one" "100% tests passed, 0 tests failed out of 1" "1 passed, 1 failed"
-expect_tally "a crash is one" "${one/Failed/Exception: SegFault}" "100% tests passed, 0 tests failed out of 1" \
-  "1 passed, 1 failed"
+  "1 passed, 1 failed, 0 of them alone, too"
