@@ -11,6 +11,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <memory_resource>
 #include <string_view>
 #include <type_traits>
 
@@ -40,9 +41,9 @@ namespace tarvo::util {
 /// but for `resolveReferences`. Exhausted memory is std::bad_alloc, and so is a text above 2^31 - 1 units; some
 /// of the lines may have been stored when it ends a `load`.
 ///
-/// Cost: a look-up takes the same time however many properties there are, and no memory. A property takes one
-/// block of memory, and one more for its key and its value each if longer than what ICU keeps in a string
-/// itself (27 units).
+/// Cost: a look-up takes the same time however many properties there are, and no memory. Properties take memory
+/// many at a time, and keep what removed ones leave for the next ones until the object ends or is copied to; a
+/// key or a value longer than what ICU keeps in a string itself (27 units) takes a block of its own.
 class KELINFRA_API ExtendedProperties {
   struct KeyOrder {
     using is_transparent = void;
@@ -61,7 +62,7 @@ class KELINFRA_API ExtendedProperties {
     /// By their units.
     KELINFRA_LOCAL static bool precedes(std::u16string_view left, std::u16string_view right) noexcept;
   };
-  using Map = std::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
+  using Map = std::pmr::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
 
   /// The same type, or integers of the same size and sign: int64_t is `long` here and `long long` there.
   template <class Left, class Right>

@@ -51,7 +51,7 @@ icu::UnicodeString decimalText(Number value) {
 }
 
 PropertyLine lineOf(std::u16string_view key, std::u16string_view value) {
-  return {key, value, PropertyIndex::hashOf(key), value.find(u'%') != std::u16string_view::npos};
+  return {key, value, PropertyIndex::hashOf(key), holds(value, u'%')};
 }
 
 // --- typed values

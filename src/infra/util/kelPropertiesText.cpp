@@ -1,10 +1,13 @@
 #include "util/kelPropertiesText.hpp"
 
 #include "oss/kelInvariant.hpp"
+#include "oss/kelPlainRun.hpp"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 namespace tarvo::util {
@@ -30,6 +33,28 @@ constexpr auto kindOf = [] {
   return kinds;
 }();
 
+/// The bytes of any of the kinds.
+template <unsigned int kinds>
+constexpr auto bytesOf = [] {
+  constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
+  std::array<unsigned char, std::count_if(kindOf.begin(), kindOf.end(), isOne)> bytes{};
+  std::size_t count = 0;
+  for (std::size_t byte = 0; byte < kindOf.size(); ++byte) {
+    if (isOne(kindOf[byte])) bytes[count++] = static_cast<unsigned char>(byte);
+  }
+  return bytes;
+}();
+
+/// How many bytes of a block stand before the first of these.
+template <const auto& bytes, std::size_t... i>
+std::size_t bytesBefore(oss::SixteenBytes block, std::index_sequence<i...> /*all*/) {
+  const oss::SixteenBytes found = (... | oss::SixteenBytes(block == bytes[i]));
+  static_assert(std::endian::native == std::endian::little);
+  const auto [first, second] = std::bit_cast<std::array<std::uint64_t, 2>>(found);
+  const int zeros = first != 0 ? std::countr_zero(first) : 64 + std::countr_zero(second);
+  return static_cast<std::size_t>(zeros) / 8;
+}
+
 constexpr unsigned int noDigit = 16;
 
 unsigned int hexDigit(unsigned char byte) {
@@ -42,6 +67,28 @@ unsigned int hexDigit(unsigned char byte) {
 /// Surrogates and those that are never characters are not taken from an escape.
 bool isCharacter(unsigned int unit) {
   return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
+}
+
+/// Widens the bytes before the first one of the kinds, and returns how many these are. Behind them, units up to
+/// the last may have been written to.
+template <unsigned int kinds>
+std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t* units) {
+  std::size_t done = 0;
+  for (; count - done >= oss::plainBlock; done += oss::plainBlock) {
+    oss::SixteenBytes block;
+    std::memcpy(&block, bytes + done, sizeof block);
+    for (std::size_t i = 0; i < oss::plainBlock; i += 8) {
+      oss::widenEight(reinterpret_cast<const char*>(bytes) + done + i, units + done + i);
+    }
+    const std::size_t plain =
+        bytesBefore<bytesOf<kinds>>(block, std::make_index_sequence<bytesOf<kinds>.size()>());
+    if (plain < oss::plainBlock) return done + plain;
+  }
+  while (done < count && (kindOf[bytes[done]] & kinds) == 0) {
+    units[done] = bytes[done];
+    ++done;
+  }
+  return done;
 }
 
 }  // namespace
@@ -63,14 +110,14 @@ bool PropertiesReader::readLine() {
   }
   if (!keepsTexts_) used_ = 0;
   keyAt_ = used_;
-  readText(separator | blank | lineEnd);
+  readText<separator | blank | lineEnd>();
   valueAt_ = used_;
   skipBlanks();
   if (at(separator)) {
     ++position_;
     skipBlanks();
   }
-  readText(lineEnd);
+  readText<lineEnd>();
   takeLineEnd();
   hasProperty_ = true;
   return true;
@@ -111,23 +158,23 @@ void PropertiesReader::skipComment() {
 }
 
 /// Reads up to a byte of one of the kinds that end the text.
-void PropertiesReader::readText(unsigned char ends) {
-  const unsigned int stops = ends | backslash;
+template <unsigned int ends>
+void PropertiesReader::readText() {
   for (;;) {
-    readPlain(stops);
+    readPlain<ends | backslash>();
     if (!at(backslash)) return;
     readEscape();
   }
 }
 
 /// Bytes are widened as they are looked at, as long as there is room.
-void PropertiesReader::readPlain(unsigned int stops) {
+template <unsigned int stops>
+void PropertiesReader::readPlain() {
   for (;;) {
     const unsigned char* const from = data_ + position_;
     char16_t* const to = texts_.get() + used_;
     const std::size_t most = std::min(length_ - position_, capacity_ - used_);
-    std::size_t count = 0;
-    for (; count < most && (kindOf[from[count]] & stops) == 0; ++count) to[count] = from[count];
+    const std::size_t count = widenBefore<stops>(from, most, to);
     position_ += count;
     used_ += count;
     if (count < most || atEnd()) return;

@@ -39,8 +39,10 @@ class PropertiesReader {
   bool takeContinuation();
   void skipBlanks();
   void skipComment();
-  void readText(unsigned char ends);
-  void readPlain(unsigned int stops);
+  template <unsigned int ends>
+  void readText();
+  template <unsigned int stops>
+  void readPlain();
   void append(char16_t unit);
   void grow(std::size_t capacity);
   void readEscape();

@@ -1,16 +1,60 @@
 #include "util/kelPropertyLines.hpp"
 
+#include "oss/kelPlainRun.hpp"
 #include "util/kelTextUnits.hpp"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <optional>
 
 namespace tarvo::util {
 
 namespace {
+
+constexpr std::size_t wordBytes = sizeof(std::uint64_t);
+constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
+
+constexpr bool hasZero(std::uint64_t word) {
+  return ((word - ones) & ~word & 0x80 * ones) != 0;
+}
+
+/// Eight units as bytes, the first one highest, or nothing when one of them may be 255 or more.
+std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
+  constexpr std::uint64_t highBytes = 0xFF00'FF00'FF00'FF00;
+  constexpr std::uint64_t one = 0x0001'0001'0001'0001;
+  const std::uint64_t first = wordAt(units);
+  const std::uint64_t second = wordAt(units + wordUnits);
+  if (((first | (first + one) | second | (second + one)) & highBytes) != 0) return std::nullopt;
+  std::uint64_t bytes = 0;
+  oss::narrowEight(units, reinterpret_cast<char*>(&bytes));
+  return __builtin_bswap64(bytes);
+}
+
+/// The eight units from `depth` on as one number, in whose order keys are that differ in them. A byte of 0 is the unit 0
+/// or the end of the key, 255 any unit from there on, behind which 0s follow: words with one of these can be those of
+/// different texts.
+std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
+  const std::size_t rest = key.size() - std::min(depth, key.size());
+  const std::size_t taken = std::min(rest, wordBytes);
+  if (taken > 0 && key.size() >= wordBytes) {
+    const auto bytes = eightBytesOf(key.data() + depth + taken - wordBytes);
+    if (bytes) return *bytes << 8 * (wordBytes - taken);
+  }
+  std::uint64_t word = 0;
+  int shift = 64;
+  for (const char16_t unit : key.substr(key.size() - rest, taken)) {
+    shift -= 8;
+    word |= std::uint64_t{std::min<char16_t>(unit, 255)} << static_cast<unsigned int>(shift);
+    if (unit >= 255) break;
+  }
+  return word;
+}
+
+/// Whether only keys that have the same eight units have this word.
+constexpr bool tellsAll(std::uint64_t word) {
+  return !hasZero(word) && !hasZero(~word);
+}
 
 /// Sorts by a few units at a time, packed into a number, and then those with the same ones by the next few. Keys
 /// of settings have long beginnings in common: these are looked at once and not in every comparison.
@@ -42,48 +86,32 @@ class LineSorter {
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
-  /// Whether the word from `depth` on holds the key's end.
-  bool ends(const Entry& entry, std::size_t depth) const { return keyOf(entry).size() < depth + wordUnits; }
-
-  /// The first unit highest; 0 behind the key's end.
-  static std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
-    if (depth + wordUnits <= key.size()) {
-      const std::uint64_t halves = std::rotl(wordAt(key.data() + depth), 32);
-      return (halves & 0x0000'FFFF'0000'FFFF) << 16U | (halves >> 16U & 0x0000'FFFF'0000'FFFF);
-    }
-    std::uint64_t word = 0;
-    for (std::size_t i = depth; i < depth + wordUnits; ++i) {
-      word = word << 16U | (i < key.size() ? key[i] : 0U);
-    }
-    return word;
-  }
 
   void sort(Iterator first, Iterator last, std::size_t depth, int turn) {
     if (last - first < 2) return;
-    while (!takeWords(first, last, depth)) depth += wordUnits;
+    while (!takeWords(first, last, depth)) depth += wordBytes;
     if (last - first < few || turn == mostTurns) return compareAll(first, last, depth);
     std::sort(first, last, [](const Entry& left, const Entry& right) { return left.word < right.word; });
     while (first != last) {
       const auto same =
           std::find_if(first, last, [&](const Entry& entry) { return entry.word != first->word; });
-      const auto ended = std::partition(first, same, [&](const Entry& entry) { return ends(entry, depth); });
-      // They differ in nothing but NULs at their ends.
-      std::sort(first, ended, [&](const Entry& left, const Entry& right) {
-        return std::pair(keyOf(left).size(), left.line) < std::pair(keyOf(right).size(), right.line);
-      });
-      sort(ended, same, depth + wordUnits, turn + 1);
+      if (tellsAll(first->word)) {
+        sort(first, same, depth + wordBytes, turn + 1);
+      } else {
+        compareAll(first, same, depth);
+      }
       first = same;
     }
   }
 
-  /// False when all keys have the same units from `depth` on and go on behind them.
+  /// False when all keys have the same units from `depth` on.
   bool takeWords(Iterator first, Iterator last, std::size_t depth) {
-    bool tellsApart = false;
+    bool differ = false;
     for (auto entry = first; entry != last; ++entry) {
       entry->word = wordOf(keyOf(*entry), depth);
-      tellsApart = tellsApart || entry->word != first->word || ends(*entry, depth);
+      differ = differ || entry->word != first->word;
     }
-    return tellsApart;
+    return differ || !tellsAll(first->word);
   }
 
   void compareAll(Iterator first, Iterator last, std::size_t depth) {

@@ -3,6 +3,7 @@
 #include "util/kelTextUnits.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <new>
 #include <tuple>
@@ -13,32 +14,50 @@ namespace tarvo::util {
 namespace {
 
 bool mayRefer(const icu::UnicodeString& value) {
-  return unitsOf(value).find(u'%') != std::u16string_view::npos;
+  return holds(unitsOf(value), u'%');
 }
 
-/// An odd factor carries each bit to all higher ones; the shift takes those down again.
-constexpr std::uint64_t factor = 0x9E37'79B9'7F4A'7C15;
+/// Both halves of the product: its lower bits know nothing of the factors' upper ones, and the upper ones little of the
+/// lower.
+std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
+  __extension__ using Product = unsigned __int128;
+  const Product product = static_cast<Product>(left) * right;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
+}
 
-std::uint64_t mixed(std::uint64_t hash, std::uint64_t word) noexcept {
-  const std::uint64_t product = (hash ^ word) * factor;
-  return product ^ (product >> 32U);
+// Numbers without a pattern.
+constexpr std::uint64_t saltOfFirst = 0x9E37'79B9'7F4A'7C15;
+constexpr std::uint64_t saltOfSecond = 0xD1B5'4A32'D192'ED03;
+
+std::uint64_t foldedWords(std::uint64_t one, std::uint64_t next) noexcept {
+  return folded(one ^ saltOfFirst, next ^ saltOfSecond);
+}
+
+/// As wordAt, of fewer than a word's units.
+std::uint64_t shortWordOf(std::u16string_view units) noexcept {
+  std::uint64_t word = 0;
+  for (const char16_t unit : units) word = word << 16U | unit;
+  return word;
 }
 
 }  // namespace
 
 // --- the index
 
+/// Two words at a time, whose products do not wait for each other.
 PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   const std::size_t size = key.size();
-  std::uint64_t hash = mixed(size, 0);
-  if (size < wordUnits) {
-    for (const char16_t unit : key) hash = mixed(hash, unit);
-  } else {
-    // The last word may hold units of the one before again.
-    for (std::size_t i = 0; i + wordUnits < size; i += wordUnits) hash = mixed(hash, wordAt(key.data() + i));
-    hash = mixed(hash, wordAt(key.data() + size - wordUnits));
-  }
-  return static_cast<Hash>((hash * factor) >> 32U);
+  if (size < wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
+  const char16_t* const units = key.data();
+  std::uint64_t hash = size;
+  const auto take = [&](const char16_t* one, const char16_t* next) {
+    hash = std::rotl(hash, 29) ^ foldedWords(wordAt(one), wordAt(next));
+  };
+  for (std::size_t i = 0; i + 2 * wordUnits < size; i += 2 * wordUnits)
+    take(units + i, units + i + wordUnits);
+  // The last two words may hold units of those before, or of each other, again.
+  take(units + (size < 2 * wordUnits ? 0 : size - 2 * wordUnits), units + size - wordUnits);
+  return static_cast<Hash>(folded(hash, saltOfFirst) >> 32U);
 }
 
 constexpr std::size_t least = 8;
@@ -77,13 +96,31 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
   *place = {&property, hash, true, refers};
 }
 
+// --- the nodes
+
+/// Blocks are doubled, up to a size that malloc still cuts from its heap: larger ones are fresh pages of the
+/// system's each time.
+void* NodePool::do_allocate(std::size_t size, std::size_t /*alignment*/) {
+  constexpr std::size_t most = 256;
+  if (left_ != nullptr) return std::exchange(left_, left_->next);
+  if (next_ == end_) {
+    auto block = std::make_unique_for_overwrite<std::byte[]>(nodesOfNext_ * size);
+    std::byte* const first = block.get();
+    blocks_.push_back(std::move(block));
+    next_ = first;
+    end_ = first + nodesOfNext_ * size;
+    nodesOfNext_ = std::min(2 * nodesOfNext_, most);
+  }
+  return std::exchange(next_, next_ + size);
+}
+
 // --- the map
 
 bool ExtendedProperties::KeyOrder::precedes(std::u16string_view left, std::u16string_view right) noexcept {
   return isLess(left, right);
 }
 
-ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other) : map_(other.map_) {
+ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other) : map_(other.map_, &nodes_) {
   rebuildIndex(0);
 }
 

@@ -8,6 +8,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <memory_resource>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -74,6 +77,32 @@ class PropertyIndex {
   bool complete_ = true;
 };
 
+/// Memory for the nodes of one map, which are all of one size: taken from the system many at a time, and given back
+/// when the pool ends. What one node leaves is the next one's.
+class NodePool : public std::pmr::memory_resource {
+ public:
+  NodePool() = default;
+  NodePool(const NodePool&) = delete;
+  NodePool& operator=(const NodePool&) = delete;
+
+ private:
+  struct Left {
+    Left* next;
+  };
+
+  void* do_allocate(std::size_t size, std::size_t alignment) override;
+  void do_deallocate(void* node, std::size_t /*size*/, std::size_t /*alignment*/) override {
+    left_ = new (node) Left{left_};
+  }
+  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
+
+  std::vector<std::unique_ptr<std::byte[]>> blocks_;
+  std::size_t nodesOfNext_ = 4;
+  std::byte* next_ = nullptr;  ///< the first node of the last block that was never used
+  std::byte* end_ = nullptr;
+  Left* left_ = nullptr;
+};
+
 /// One value a key. References to what is stored stay good as those of a map do.
 class ExtendedProperties::PropertyMap {
  public:
@@ -115,7 +144,8 @@ class ExtendedProperties::PropertyMap {
   void reserve(std::size_t more);
   void rebuildIndex(std::size_t more);
 
-  Map map_;
+  NodePool nodes_;
+  Map map_{&nodes_};
   PropertyIndex index_;
 };
 

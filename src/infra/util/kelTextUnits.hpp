@@ -30,6 +30,16 @@ inline std::uint64_t wordAt(const char16_t* units) noexcept {
   return word;
 }
 
+/// As the library's own find, which goes unit by unit.
+inline bool holds(std::u16string_view units, char16_t unit) noexcept {
+  constexpr std::uint64_t ones = 0x0001'0001'0001'0001;
+  for (; units.size() >= wordUnits; units.remove_prefix(wordUnits)) {
+    const std::uint64_t others = wordAt(units.data()) ^ unit * ones;
+    if (((others - ones) & ~others & 0x8000 * ones) != 0) return true;
+  }
+  return units.find(unit) != std::u16string_view::npos;
+}
+
 /// As left < right. The library's own order goes unit by unit, and keys have long beginnings in common.
 inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept {
   const std::size_t both = std::min(left.size(), right.size());

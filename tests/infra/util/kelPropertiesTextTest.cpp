@@ -353,6 +353,22 @@ TEST(PropertiesText, OfALongLineIsReadWhole) {
   }
 }
 
+/// Texts are read many bytes at a time: what ends them is seen at each place of these, and nothing else is.
+TEST(PropertiesText, IsReadAsTheModelReadsItWithAnyByteAnywhere) {
+  constexpr std::size_t length = 34;
+  for (std::size_t place = 0; place < length; ++place) {
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string text(length, 'x');
+      text[place] = static_cast<char>(byte);
+      for (const std::string& lines : {text, text + "\nb=2\n", "k=" + text, "k=" + text + "\nb=2\n"}) {
+        PropertiesModel expected;
+        modelLoad(expected, lines);
+        ASSERT_EQ(loaded(lines), expected) << "byte " << byte << " at " << place << " in " << lines;
+      }
+    }
+  }
+}
+
 TEST(PropertiesText, OfALineResolvesNothing) {
   ExtendedProperties properties;
   std::size_t position = 0;
