@@ -350,7 +350,8 @@ class Selection {
     for (std::size_t kind = 0; kind < sets_.size(); ++kind) {
       for (unsigned int i = 0; i < sets_[kind]->count; ++i) {
         const int descriptor = descriptorOf(sets_[kind]->handles[i]);
-        if (!isSocket(descriptor)) return false;
+        const bool asked = count_ > 0 && entries_[count_ - 1].fd == descriptor;
+        if (!asked && !isSocket(descriptor)) return false;
         entries_[count_++] = {descriptor, events[kind], 0};
       }
     }
