@@ -147,9 +147,10 @@ bool PropertiesReader::takeContinuation() {
 }
 
 void PropertiesReader::skipBlanks() {
-  do {
+  while (at(blank | backslash)) {
     skip(blank);
-  } while (takeContinuation());
+    if (!takeContinuation()) return;
+  }
 }
 
 void PropertiesReader::skipComment() {

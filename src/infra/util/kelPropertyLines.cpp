@@ -138,12 +138,18 @@ void sortByKey(std::vector<PropertyLine>& lines) {
 }
 
 void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
-  std::size_t kept = 0;
-  for (const PropertyLine& line : lines) {
-    const bool again = kept > 0 && lines[kept - 1].hash == line.hash && lines[kept - 1].key == line.key;
-    lines[again ? kept - 1 : kept++] = line;
+  const auto ofOneKey = [](const PropertyLine& one, const PropertyLine& other) {
+    return one.hash == other.hash && one.key == other.key;
+  };
+  // Most texts have each key once, and nothing moves.
+  const auto again = std::adjacent_find(lines.begin(), lines.end(), ofOneKey);
+  if (again == lines.end()) return;
+  auto last = again;
+  for (auto line = again + 1; line != lines.end(); ++line) {
+    if (!ofOneKey(*last, *line)) ++last;
+    *last = *line;
   }
-  lines.resize(kept);
+  lines.erase(last + 1, lines.end());
 }
 
 }  // namespace tarvo::util
