@@ -146,7 +146,7 @@ ExtendedProperties::PropertyMap::Found ExtendedProperties::PropertyMap::search(
   return {const_cast<Property*>(&*found), nullptr};  // as the index has it: those who ask say who may write
 }
 
-void ExtendedProperties::PropertyMap::store(icu::UnicodeString key, icu::UnicodeString value) {
+void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::UnicodeString&& value) {
   const bool refers = mayRefer(value);
   const PropertyIndex::Hash hash = PropertyIndex::hashOf(unitsOf(key));
   const auto [property, place] = search(hash, unitsOf(key));

@@ -123,7 +123,7 @@ class ExtendedProperties::PropertyMap {
   Property* find(std::u16string_view key) { return search(PropertyIndex::hashOf(key), key).property; }
 
   /// Changes nothing when it fails.
-  void store(icu::UnicodeString key, icu::UnicodeString value);
+  void store(icu::UnicodeString&& key, icu::UnicodeString&& value);
   /// Stores all of them, in the order of their keys, one a key. When it fails, some are stored.
   void store(const std::vector<PropertyLine>& lines);
   /// Whether there was one. The key may be the map's own.
