@@ -11,7 +11,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <memory_resource>
 #include <string_view>
 #include <type_traits>
 
@@ -62,7 +61,7 @@ class KELINFRA_API ExtendedProperties {
     /// By their units.
     KELINFRA_LOCAL static bool precedes(std::u16string_view left, std::u16string_view right) noexcept;
   };
-  using Map = std::pmr::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
+  using Map = std::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
 
   /// The same type, or integers of the same size and sign: int64_t is `long` here and `long long` there.
   template <class Left, class Right>

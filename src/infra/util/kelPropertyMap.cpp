@@ -100,7 +100,7 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 
 /// Blocks are doubled, up to a size that malloc still cuts from its heap: larger ones are fresh pages of the
 /// system's each time.
-void* NodePool::do_allocate(std::size_t size, std::size_t /*alignment*/) {
+void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);
   if (next_ == end_) {
@@ -120,7 +120,8 @@ bool ExtendedProperties::KeyOrder::precedes(std::u16string_view left, std::u16st
   return isLess(left, right);
 }
 
-ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other) : map_(other.map_, &nodes_) {
+ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other)
+    : map_(other.map_, NodeAllocator<Property>(nodes_)) {
   rebuildIndex(0);
 }
 
@@ -188,7 +189,8 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
 }
 
 /// The texts are made where they stay: a string takes as long to move as to make. The end is tried first.
-ExtendedProperties::Map::iterator ExtendedProperties::PropertyMap::insert(const PropertyLine& line) {
+ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap::insert(
+    const PropertyLine& line) {
   const std::int32_t keyLength = lengthOf(line.key);
   const std::int32_t valueLength = lengthOf(line.value);
   const std::size_t before = map_.size();

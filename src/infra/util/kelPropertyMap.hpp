@@ -8,10 +8,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <memory_resource>
 #include <new>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -79,22 +80,15 @@ class PropertyIndex {
 
 /// Memory for the nodes of one map, which are all of one size: taken from the system many at a time, and given back
 /// when the pool ends. What one node leaves is the next one's.
-class NodePool : public std::pmr::memory_resource {
+class NodePool {
  public:
-  NodePool() = default;
-  NodePool(const NodePool&) = delete;
-  NodePool& operator=(const NodePool&) = delete;
+  void* take(std::size_t size);
+  void giveBack(void* node) noexcept { left_ = new (node) Left{left_}; }
 
  private:
   struct Left {
     Left* next;
   };
-
-  void* do_allocate(std::size_t size, std::size_t alignment) override;
-  void do_deallocate(void* node, std::size_t /*size*/, std::size_t /*alignment*/) override {
-    left_ = new (node) Left{left_};
-  }
-  bool do_is_equal(const std::pmr::memory_resource& other) const noexcept override { return this == &other; }
 
   std::vector<std::unique_ptr<std::byte[]>> blocks_;
   std::size_t nodesOfNext_ = 4;
@@ -103,10 +97,32 @@ class NodePool : public std::pmr::memory_resource {
   Left* left_ = nullptr;
 };
 
+/// Nodes of a pool, for the standard library's map.
+template <class Node>
+class NodeAllocator {
+ public:
+  using value_type = Node;
+
+  explicit NodeAllocator(NodePool& pool) noexcept : pool_(&pool) {}
+  template <class Other>
+  explicit NodeAllocator(const NodeAllocator<Other>& other) noexcept : pool_(&other.pool()) {}
+
+  Node* allocate(std::size_t /*count: one*/) { return static_cast<Node*>(pool_->take(sizeof(Node))); }
+  void deallocate(Node* node, std::size_t /*count*/) noexcept { pool_->giveBack(node); }
+
+  NodePool& pool() const noexcept { return *pool_; }
+  friend bool operator==(const NodeAllocator&, const NodeAllocator&) = default;
+
+ private:
+  NodePool* pool_;
+};
+
 /// One value a key. References to what is stored stay good as those of a map do.
 class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;
+  using Tree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
+  static_assert(std::is_same_v<Tree::const_iterator, Map::const_iterator>);
 
   PropertyMap() = default;
   PropertyMap(const PropertyMap& other);
@@ -140,12 +156,12 @@ class ExtendedProperties::PropertyMap {
 
   Found search(PropertyIndex::Hash hash, std::u16string_view key) const;
   void store(const PropertyLine& line);
-  Map::iterator insert(const PropertyLine& line);
+  Tree::iterator insert(const PropertyLine& line);
   void reserve(std::size_t more);
   void rebuildIndex(std::size_t more);
 
   NodePool nodes_;
-  Map map_{&nodes_};
+  Tree map_{NodeAllocator<Property>(nodes_)};
   PropertyIndex index_;
 };
 
