@@ -294,8 +294,12 @@ void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& esca
       continue;
     }
     const char letter = escapes.letters[unit];
-    if (letter != 0) out_.write('\\');
-    out_.write(letter != 0 ? letter : static_cast<char>(unit));
+    if (letter == 0) {
+      out_.write(static_cast<char>(unit));
+    } else {
+      out_.write('\\');
+      out_.write(letter);
+    }
   }
 }
 
