@@ -6,6 +6,7 @@
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
+#include "oss/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -144,7 +145,12 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
           " destLength: ", target.length, ".\n");
     raiseTooSmall(target);
   }
-  std::memmove(target.bytes, data, static_cast<std::size_t>(length));
+  const auto count = static_cast<std::size_t>(length);
+  if (count <= shortPiece) {
+    moveShort(target.bytes, data, count);
+  } else {
+    std::memmove(target.bytes, data, count);
+  }
   target.bytes[length] = '\0';
   debug("Returning the passed data string - size: ", size, ".\n");
   return static_cast<int>(size);

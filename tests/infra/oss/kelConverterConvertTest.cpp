@@ -253,6 +253,25 @@ TEST(Convert, CopiesWithinItsDestination) {
   EXPECT_STREQ(room.data(), "abcdef");
 }
 
+TEST(Convert, CopiesDataOfEveryLengthAlsoOntoThemselves) {
+  std::string data;
+  for (char letter = '0'; data.size() < 80; ++letter) data += letter;
+  constexpr std::size_t start = 40;
+  for (std::size_t length = 1; length <= data.size(); ++length) {
+    for (const std::size_t place : {std::size_t{0}, start - 1, start, start + 1, std::size_t{130}}) {
+      std::string room(220, '#');
+      room.replace(start, length, data, 0, length);
+      std::string expected = room;
+      expected.replace(place, length + 1, data.substr(0, length) + '\0');
+      const int size = static_cast<int>(length);
+      ASSERT_EQ(
+          Converter::convert(room.data() + place, size + 1, "UTF-8", room.data() + start, size, "UTF-8"),
+          size + 1);
+      ASSERT_EQ(room, expected) << length << " bytes to " << place;
+    }
+  }
+}
+
 // --- no data
 
 TEST(Convert, OfNullDataIsNothing) {
