@@ -101,19 +101,20 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
   return compare(other.get(), other.length());
 }
 
-// The short piece that fits, untraced, has a path of its own: it calls nothing and saves no register.
+// The short piece that fits, untraced, has a path of its own: it calls nothing and saves no register. The size is set
+// before the bytes are written: behind them the capacity would have to be looked at again.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;
   const unsigned long long used = storage.usedSize();
-  if (trace::entryIsTraced() || length > shortPiece || length > storage.capacity() - used) {
+  if (trace::entryIsTraced() || length > shortPiece || used + length > storage.capacity()) {
     return appendAny(data, length);
   }
   tracedExit<probe("ByteBuffer::append")>([&] {
+    storage.resize(used + length);
     char* const end = storage.data() + used - 1;
     moveShort(end, data, length);
     end[length] = '\0';
-    storage.resize(used + length);
   });
 }
 
