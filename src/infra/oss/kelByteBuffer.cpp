@@ -1,7 +1,10 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
+#include "infra/oss/kelDefaultAlternateBuffer.hpp"
+
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelShortMove.hpp"
+#include "platform/kelLargePages.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -10,6 +13,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace tarvo::oss {
 
@@ -19,28 +23,80 @@ using trace::tracedExit;
 
 namespace {
 
-using Storage = DefaultAlternateBuffer<char>;
-
 /// What a content of `length` bytes needs with its terminator. A sum that wraps becomes a need that no
 /// storage meets.
 constexpr unsigned long long withTerminator(unsigned long long length) {
   return std::max(length + 1, length);
 }
 
-/// Resizes for `length` bytes and writes the terminator behind them.
-void makeRoom(Storage& storage, unsigned long long length) {
-  storage.resize(withTerminator(length));
-  storage.data()[length] = '\0';
-}
+// A buffer that outgrows so much is likely to grow on: it gets a block of twice its new capacity, unless that is above
+// the other. The next power of two is then reached without a copy. Room that is never written to is no memory yet.
+constexpr unsigned long long growsAheadFrom = 32ULL << 10;
+constexpr unsigned long long largestAhead = 32ULL << 20;
 
 }  // namespace
+
+/// Its block may be larger than the capacity that it tells, which goes by the powers of two alone.
+class ByteBuffer::Storage final : private DefaultAlternateBuffer<char> {
+ public:
+  using DefaultAlternateBuffer::capacity;
+  using DefaultAlternateBuffer::data;
+  using DefaultAlternateBuffer::usedSize;
+
+  /// Whether the block has room for so many bytes.
+  bool holds(unsigned long long need) const { return need <= blockSize_; }
+
+  /// Takes `need` bytes of the capacity in use.
+  void use(unsigned long long need) { DefaultAlternateBuffer::resize(need); }
+
+  /// Takes `need` bytes in use. The contents are lost unless the block holds them.
+  void resize(unsigned long long need) {
+    if (!holds(need)) {
+      blockSize_ = 0;
+      use(need);
+      tookBlock(capacity());
+    } else if (need > capacity()) {
+      setStorage(data(), capacityFor(need));
+    }
+    use(need);
+  }
+
+  /// Room for `length` bytes, and the terminator behind them.
+  void makeRoom(unsigned long long length) {
+    resize(withTerminator(length));
+    data()[length] = '\0';
+  }
+
+  /// Tries to get a block for `need` bytes and as many again.
+  void reserveAhead(unsigned long long need) {
+    if (need > largestAhead / 2) return;
+    const unsigned long long size = 2 * capacityFor(need);
+    char* const block = new (std::nothrow) char[static_cast<std::size_t>(size)];
+    if (block == nullptr) return;
+    setStorage(block, size / 2);
+    tookBlock(size);
+  }
+
+  void swap(Storage& other) noexcept {
+    DefaultAlternateBuffer::swap(other);
+    std::swap(blockSize_, other.blockSize_);
+  }
+
+ private:
+  void tookBlock(unsigned long long size) {
+    blockSize_ = size;
+    platform::preferLargePages(data(), static_cast<std::size_t>(size));
+  }
+
+  unsigned long long blockSize_ = 0;
+};
 
 ByteBuffer::ByteBuffer(unsigned long long size) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    makeRoom(*storage, size);
+    storage->makeRoom(size);
     std::memset(storage->data(), 0, size);
-    storage->resize(1);
+    storage->use(1);
     storage_ = storage.release();
   });
 }
@@ -48,7 +104,7 @@ ByteBuffer::ByteBuffer(unsigned long long size) {
 ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    makeRoom(*storage, length);
+    storage->makeRoom(length);
     if (data != nullptr) std::memcpy(storage->data(), data, length);
     storage_ = storage.release();
   });
@@ -61,11 +117,11 @@ ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
     // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
     for (std::int32_t room = 0; size > room;) {
       room = size;
-      makeRoom(*storage, static_cast<std::uint32_t>(room));
+      storage->makeRoom(static_cast<std::uint32_t>(room));
       size = fromUnicode(text, storage->data(), room, codepage);
     }
     if (size < 0) throw std::bad_alloc();  // above the largest int
-    makeRoom(*storage, static_cast<std::uint32_t>(size));
+    storage->makeRoom(static_cast<std::uint32_t>(size));
     storage_ = storage.release();
   });
 }
@@ -111,7 +167,7 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
     return appendAny(data, length);
   }
   tracedExit<probe("ByteBuffer::append")>([&] {
-    storage.resize(used + length);
+    storage.use(used + length);
     char* const end = storage.data() + used - 1;
     moveShort(end, data, length);
     end[length] = '\0';
@@ -123,13 +179,14 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
     const unsigned long long before = this->length();
     const unsigned long long after = before + length;
     if (after < length) throw std::bad_alloc();
-    if (withTerminator(after) <= storage_->capacity()) {
+    if (storage_->holds(withTerminator(after))) {
       std::memmove(storage_->data() + before, data, length);
-      makeRoom(*storage_, after);
+      storage_->makeRoom(after);
       return;
     }
     Storage grown;
-    makeRoom(grown, after);
+    if (storage_->capacity() >= growsAheadFrom) grown.reserveAhead(withTerminator(after));
+    grown.makeRoom(after);
     if (before > 0) std::memcpy(grown.data(), storage_->data(), before);
     std::memcpy(grown.data() + before, data, length);
     storage_->swap(grown);
@@ -142,7 +199,7 @@ void ByteBuffer::set(const char* const data, unsigned long long length) {
 }
 
 void ByteBuffer::clear() {
-  traced<probe("ByteBuffer::clear")>([&] { makeRoom(*storage_, 0); });
+  traced<probe("ByteBuffer::clear")>([&] { storage_->makeRoom(0); });
 }
 
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign moves its bytes, onto themselves if need be
@@ -156,7 +213,7 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
 // block, which must outlive the copy.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
-  if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);
+  if (data == storage_->data() && !storage_->holds(withTerminator(length))) wholeBlock.swap(*storage_);
   storage_->resize(withTerminator(length));
   std::memmove(storage_->data(), data, length);
   storage_->data()[length] = '\0';

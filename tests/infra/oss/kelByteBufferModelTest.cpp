@@ -138,9 +138,10 @@ class Walk {
 
   void change(Pair& pair) {
     static constexpr std::array operations = {
-        &Walk::append, &Walk::append,         &Walk::append,      &Walk::append,        &Walk::appendPiece,
-        &Walk::set,    &Walk::setPiece,       &Walk::clear,       &Walk::assign,        &Walk::construct,
-        &Walk::copy,   &Walk::refuseToAppend, &Walk::refuseToSet, &Walk::changeNothing,
+        &Walk::append,         &Walk::append,          &Walk::append,        &Walk::append,
+        &Walk::appendPiece,    &Walk::fillTheCapacity, &Walk::set,           &Walk::setPiece,
+        &Walk::clear,          &Walk::assign,          &Walk::construct,     &Walk::copy,
+        &Walk::refuseToAppend, &Walk::refuseToSet,     &Walk::changeNothing,
     };
     (this->*operations[below(operations.size())])(pair);
   }
@@ -166,6 +167,15 @@ class Walk {
     if (pair.model.bytes().size() > 100000) return;
     pair.real->append(pair.real->get() + piece.first, piece.second);
     pair.model.append(pieceOf(pair.model, piece));
+  }
+  /// All that there is room for, or a byte more.
+  void fillTheCapacity(Pair& pair) {
+    const Model& model = pair.model;
+    if (!model.hasStorage() || model.capacity() > 200000) return;
+    const std::string bytes(model.capacity() - 1 - model.bytes().size() + below(2), 'f');
+    done_ = "append up to the capacity, of " + std::to_string(bytes.size());
+    pair.real->append(bytes.data(), bytes.size());
+    pair.model.append(bytes);
   }
   void set(Pair& pair) {
     const std::string bytes = anyBytes();

@@ -343,6 +343,134 @@ TEST(ByteBuffer, DoublesByAppendingItself) {
   expectHolds(buffer, doubled, 262144);
 }
 
+// --- a block got ahead: the capacities go on as if there were none
+
+constexpr unsigned long long KiB = 1ULL << 10;
+
+/// One that grew by an append to 64 KiB, of which it fills all but the last byte, in a block of 128.
+ByteBuffer grownAhead(std::string& bytes) {
+  bytes.assign(64 * KiB - 1, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 3);
+  ByteBuffer buffer(bytes.data(), 32 * KiB - 1);
+  buffer.append(bytes.data() + buffer.length(), bytes.size() - buffer.length());
+  return buffer;
+}
+
+TEST(ByteBuffer, ReachesTheSecondPowerOfTwoAbove32KiBInPlace) {
+  std::string bytes;
+  ByteBuffer buffer = grownAhead(bytes);
+  expectHolds(buffer, bytes, 64 * KiB);
+}
+
+TEST(ByteBuffer, AppendKeepsToThePowersOfTwoUpTo64MiB) {
+  const std::string piece = "0123456789abcdef";
+  ByteBuffer buffer(0);
+  unsigned long long moves = 0;
+  for (int k = 5; k <= 26; ++k) {
+    SCOPED_TRACE(k);
+    const unsigned long long power = 1ULL << k;
+    while (buffer.length() + piece.size() < power) buffer.append(piece.data(), piece.size());
+    EXPECT_EQ(buffer.capacity(), power);
+    const char* const block = buffer.get();
+    buffer.append(piece.data(), piece.size());
+    EXPECT_EQ(buffer.length(), power);
+    EXPECT_EQ(buffer.capacity(), 2 * power);
+    if (k >= 15 && buffer.get() != block) ++moves;
+  }
+  EXPECT_EQ(moves, 7U) << "to 64 and 256 KiB, 1, 4, 16, 64 and 128 MiB";
+  for (unsigned long long i = 0; i < buffer.length(); i += piece.size()) {
+    ASSERT_EQ(std::string_view(buffer.get() + i, piece.size()), piece) << i;
+  }
+}
+
+TEST(ByteBuffer, TakesNoBlockAheadButByAppendsThatOutgrow32KiB) {
+  const std::string bytes(128 * KiB, 'b');
+  ByteBuffer constructed(bytes.data(), 64 * KiB - 1);
+  const char* block = constructed.get();
+  constructed.append("x", 1);
+  EXPECT_NE(constructed.get(), block);
+
+  ByteBuffer smaller(16 * KiB - 1);
+  smaller.append(bytes.data(), 32 * KiB - 1);
+  block = smaller.get();
+  smaller.append("x", 1);
+  EXPECT_NE(smaller.get(), block);
+  expectHolds(smaller, bytes.substr(0, 32 * KiB - 1) + 'x', 64 * KiB);
+}
+
+TEST(ByteBuffer, AppendsAPieceOfItselfIntoTheBlockGotAhead) {
+  std::string bytes;
+  for (const std::size_t length : std::vector<std::size_t>{1, 40, 65535}) {
+    SCOPED_TRACE(length);
+    ByteBuffer buffer = grownAhead(bytes);
+    buffer.append(buffer.get() + bytes.size() - length, length);
+    expectHolds(buffer, bytes + bytes.substr(bytes.size() - length), 128 * KiB);
+  }
+}
+
+TEST(ByteBuffer, OutgrowsTheBlockGotAhead) {
+  std::string bytes;
+  ByteBuffer buffer = grownAhead(bytes);
+  const std::string more(64 * KiB + 1, 'm');
+  buffer.append(more.data(), more.size());
+  expectHolds(buffer, bytes + more, 256 * KiB);
+  buffer.append(more.data(), more.size());
+  expectHolds(buffer, bytes + more + more, 256 * KiB);
+}
+
+TEST(ByteBuffer, SetAndAssignmentMayUseTheBlockGotAhead) {
+  std::string bytes;
+  const std::string more(100 * KiB, 'm');
+  ByteBuffer set = grownAhead(bytes);
+  const char* const block = set.get();
+  set.set(more.data(), more.size());
+  EXPECT_EQ(set.get(), block);
+  expectHolds(set, more, 128 * KiB);
+  set.set(bytes.data(), 3);
+  expectHolds(set, bytes.substr(0, 3), 128 * KiB);
+  set.clear();
+  expectHolds(set, "", 128 * KiB);
+
+  ByteBuffer assigned = grownAhead(bytes);
+  assigned = ByteBuffer(more.data(), more.size());
+  expectHolds(assigned, more, 128 * KiB);
+  ByteBuffer larger = grownAhead(bytes);
+  const std::string most(128 * KiB, 'n');
+  larger.set(most.data(), most.size());
+  expectHolds(larger, most, 256 * KiB);
+}
+
+TEST(ByteBuffer, SetsItselfToItsWholeCapacityWithABlockGotAhead) {
+  std::string bytes;
+  ByteBuffer buffer = grownAhead(bytes);
+  buffer.set(buffer.get(), buffer.capacity());
+  expectHolds(buffer, bytes + '\0', 128 * KiB);
+}
+
+TEST(ByteBuffer, CopyOfABufferWithABlockGotAheadIsAsLargeAsTheContentsNeed) {
+  std::string bytes;
+  ByteBuffer buffer = grownAhead(bytes);
+  const ByteBuffer copy(buffer);
+  expectHolds(copy, bytes, 64 * KiB);
+  buffer.append("x", 1);
+  buffer.clear();
+  buffer.append("abc", 3);
+  expectHolds(ByteBuffer(buffer), "abc", 4);
+}
+
+TEST(ByteBuffer, LosesABlockGotAheadLikeAnyOther) {
+  std::string bytes;
+  ByteBuffer buffer = grownAhead(bytes);
+  EXPECT_THROW(buffer.append("x", GiB), std::bad_alloc);
+  expectHolds(buffer, bytes, 64 * KiB);
+  loseStorage(buffer);
+  buffer.append(bytes.data(), bytes.size());
+  expectHolds(buffer, bytes, 64 * KiB);
+  const char* const block = buffer.get();
+  buffer.append("x", 1);
+  EXPECT_NE(buffer.get(), block);
+}
+
 // --- set and clear
 
 TEST(ByteBuffer, SetReplacesTheContentsAndKeepsTheCapacity) {

@@ -1,0 +1,30 @@
+#include "platform/kelLargePages.hpp"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace tarvo::platform {
+namespace {
+
+// The usual size of a large page; that of a small one divides it on every system.
+constexpr std::size_t largePage = std::size_t{2} << 20;
+// A smaller block has hardly a large page of its own.
+constexpr std::size_t smallestBlock = 2 * largePage;
+
+}  // namespace
+
+void preferLargePages(void* block, std::size_t size) noexcept {
+#ifdef MADV_HUGEPAGE
+  if (size < smallestBlock || std::align(largePage, largePage, block, size) == nullptr) return;
+  const int error = errno;
+  madvise(block, size - size % largePage, MADV_HUGEPAGE);
+  errno = error;
+#else
+  static_cast<void>(block);
+  static_cast<void>(size);
+#endif
+}
+
+}  // namespace tarvo::platform
