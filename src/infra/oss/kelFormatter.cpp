@@ -132,19 +132,28 @@ Integer toInteger(const icu::UnicodeString& text) {
 
 // --- text of numbers
 
-/// Into the text's own store, which has room for any number: less work than a replacement, and no allocation.
-void setAscii(icu::UnicodeString& out, std::string_view ascii) {
-  const auto length = static_cast<std::int32_t>(ascii.size());
+/// The text's own store, which has room for any number: less work than a replacement, and no allocation. Null when the
+/// caller holds it open.
+char16_t* openUnits(icu::UnicodeString& out, std::size_t length) {
   out.remove();  // a bogus text becomes one
-  char16_t* const units = out.getBuffer(length);
-  if (units == nullptr) return;  // the caller holds its buffer open
+  return out.getBuffer(static_cast<std::int32_t>(length));
+}
+
+void setAscii(icu::UnicodeString& out, std::string_view ascii) {
+  char16_t* const units = openUnits(out, ascii.size());
+  if (units == nullptr) return;
   std::copy(ascii.begin(), ascii.end(), units);
-  out.releaseBuffer(length);
+  out.releaseBuffer(static_cast<std::int32_t>(ascii.size()));
 }
 
 template <class Integer>
 void toText(icu::UnicodeString& out, Integer value) {
-  traced<probe("Formatter::numberToString")>([&] { setAscii(out, DecimalText(value).view()); });
+  traced<probe("Formatter::numberToString")>([&] {
+    using Text = DecimalText<Integer>;
+    char16_t* const units = openUnits(out, Text::longest);
+    if (units == nullptr) return;
+    out.releaseBuffer(static_cast<std::int32_t>(Text::write(units, value) - units));
+  });
 }
 
 constexpr char upperCaseOf(char digit) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -12,14 +13,27 @@ constexpr std::size_t plainBlock = 16;
 // No vector is wider than the stack is aligned to.
 using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
 using EightBytes [[gnu::vector_size(8)]] = unsigned char;
+using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
 using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
 
-/// The units may be written to any address.
-inline void widenEight(const char* bytes, void* units) {
-  EightBytes narrow;
-  std::memcpy(&narrow, bytes, sizeof narrow);
-  const EightUnits wide = __builtin_convertvector(narrow, EightUnits);
+inline std::uint64_t eightBytesAt(const void* place) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, place, sizeof word);
+  return word;
+}
+
+/// The bytes of the word, the lowest first. The units may be written to any address. A shuffle with zeros is one step;
+/// of a conversion of the vector GCC 12 makes four.
+inline void widenEight(std::uint64_t bytes, void* units) {
+  static_assert(std::endian::native == std::endian::little);
+  const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{bytes, 0});
+  const SixteenBytes wide =
+      __builtin_shufflevector(narrow, SixteenBytes{}, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
   std::memcpy(units, &wide, sizeof wide);
+}
+
+inline void widenEight(const char* bytes, void* units) {
+  widenEight(eightBytesAt(bytes), units);
 }
 
 inline EightUnits eightUnitsAt(const char16_t* units) {
@@ -31,12 +45,6 @@ inline EightUnits eightUnitsAt(const char16_t* units) {
 inline void narrowEight(const char16_t* units, char* bytes) {
   const EightBytes narrow = __builtin_convertvector(eightUnitsAt(units), EightBytes);
   std::memcpy(bytes, &narrow, sizeof narrow);
-}
-
-inline std::uint64_t eightBytesAt(const void* place) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, place, sizeof word);
-  return word;
 }
 
 /// The bits that a number below `plain` (128 or 256) does not have, in each of eight bytes or four units.
