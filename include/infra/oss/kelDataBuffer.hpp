@@ -116,6 +116,7 @@ class KELINFRA_API DataBuffer {
   static constexpr int inlineCapacity = 4096;
 
   KELINFRA_LOCAL bool append(const char* text, std::size_t count);
+  KELINFRA_LOCAL bool appendAny(const char* text, std::size_t count);
   KELINFRA_LOCAL bool insert(int position, const char* text, std::size_t count);
   KELINFRA_LOCAL bool insertCopied(int position, const char* text, int count);
   KELINFRA_LOCAL bool insertForeign(int position, const char* text, int count);
@@ -124,6 +125,8 @@ class KELINFRA_API DataBuffer {
   KELINFRA_LOCAL bool insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
   template <class Number>
   KELINFRA_LOCAL void insertNumber(Number value);
+  template <class Integer>
+  KELINFRA_LOCAL void appendInteger(Integer value);
   KELINFRA_LOCAL bool admits(std::size_t count) const;
   KELINFRA_LOCAL bool endsInZeros(std::size_t count) const;
   KELINFRA_LOCAL bool fits(int count) const;

@@ -3,6 +3,7 @@
 #include "infra/oss/kelDefaultAlternateBuffer.hpp"
 
 #include "oss/kelConverterCache.hpp"
+#include "oss/kelGrowAhead.hpp"
 #include "oss/kelShortMove.hpp"
 #include "platform/kelLargePages.hpp"
 #include "trace/kelTrace.hpp"
@@ -28,11 +29,6 @@ namespace {
 constexpr unsigned long long withTerminator(unsigned long long length) {
   return std::max(length + 1, length);
 }
-
-// A buffer that outgrows so much is likely to grow on: it gets a block of twice its new capacity, unless that is above
-// the other. The next power of two is then reached without a copy. Room that is never written to is no memory yet.
-constexpr unsigned long long growsAheadFrom = 32ULL << 10;
-constexpr unsigned long long largestAhead = 32ULL << 20;
 
 }  // namespace
 

@@ -4,10 +4,12 @@
 
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelDecimalText.hpp"
+#include "oss/kelGrowAhead.hpp"
 #include "oss/kelHexDigits.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
 #include "oss/kelShortMove.hpp"
+#include "platform/kelLargePages.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -224,17 +226,20 @@ void DataBuffer::insertString(int position, const DataBuffer& other) {
 }
 
 template <class Number>
-void DataBuffer::insertNumber(Number value) {
+[[gnu::noinline]] void DataBuffer::insertNumber(Number value) {
   traced<probe("DataBuffer::appendNumber")>([&] {
-    if constexpr (std::integral<Number>) {
-      if (endsInZeros(DecimalText<Number>::longest)) {  // written where it stays
-        char* const end = DecimalText<Number>::write(store_ + length_, value);
-        length_ = written_ = static_cast<int>(end - store_);
-        return;
-      }
-    }
     const DecimalText<Number> text(value);
     insert(length_, text.view().data(), text.view().size());
+  });
+}
+
+/// Where zeros follow it is written where it stays, zeros behind it. Untraced, that calls nothing.
+template <class Integer>
+inline void DataBuffer::appendInteger(Integer value) {
+  if (trace::entryIsTraced() || !endsInZeros(DecimalText<Integer>::longest)) return insertNumber(value);
+  tracedExit<probe("DataBuffer::appendNumber")>([&] {
+    char* const store = store_;
+    length_ = written_ = static_cast<int>(DecimalText<Integer>::write(store + length_, value) - store);
   });
 }
 
@@ -245,13 +250,13 @@ void DataBuffer::appendNumber(unsigned short value) {
   appendNumber(static_cast<unsigned int>(value));
 }
 void DataBuffer::appendNumber(unsigned int value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(unsigned long value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(unsigned long long value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(signed char value) {
   appendNumber(static_cast<int>(value));
@@ -260,13 +265,13 @@ void DataBuffer::appendNumber(short value) {
   appendNumber(static_cast<int>(value));
 }
 void DataBuffer::appendNumber(int value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(long value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(long long value) {
-  insertNumber(value);
+  appendInteger(value);
 }
 void DataBuffer::appendNumber(double value) {
   insertNumber(value);
@@ -305,18 +310,20 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
 
 // --- the one insert: everything that adds to the text ends here, but what is appended where there is room
 
-/// Inserts at the end. Mostly zeros follow and nothing has to move, not even a text that is the buffer's own. Inline,
-/// since a short text is there sooner than a call of this is.
+/// Inserts one byte or more at the end. Mostly zeros follow and nothing has to move, not even a text that is the buffer's
+/// own. Inline, since a short text is there sooner than a call of this is.
 [[gnu::always_inline]] inline bool DataBuffer::append(const char* text, std::size_t count) {
-  if (!endsInZeros(count) || count < 1) return insert(length_, text, count);
+  if (count > shortPiece || !endsInZeros(count)) return appendAny(text, count);
   char* const end = store_ + length_;
-  const int length = length_ + static_cast<int>(count);
-  if (count <= shortPiece) {
-    moveShort(end, text, count);
-  } else {
-    std::memmove(end, text, count);
-  }
-  length_ = written_ = length;
+  length_ = written_ = length_ + static_cast<int>(count);
+  moveShort(end, text, count);
+  return true;
+}
+
+[[gnu::noinline]] bool DataBuffer::appendAny(const char* text, std::size_t count) {
+  if (!endsInZeros(count)) return insert(length_, text, count);
+  std::memmove(store_ + length_, text, count);
+  length_ = written_ = length_ + static_cast<int>(count);
   return true;
 }
 
@@ -384,18 +391,20 @@ bool DataBuffer::insertGrowing(int position, const char* text, int count) {
   return true;
 }
 
-/// A heap block of twice the size or, where there is none, of the size needed. What was written stays, the
+/// A heap block of twice the size or more, or where there is none, of the size needed. What was written stays, the
 /// rest is unknown.
 bool DataBuffer::enlarge(std::size_t needed) {
   char* const old = onHeap() ? store_ : nullptr;
-  const std::size_t doubled = std::min(2 * blockSize_, static_cast<std::size_t>(largestCapacity) + 1);
-  std::size_t size = std::max(needed, doubled);
+  const std::size_t times = blockSize_ >= growsAheadFrom && 4 * blockSize_ <= largestAhead ? 4 : 2;
+  const std::size_t ahead = std::min(times * blockSize_, static_cast<std::size_t>(largestCapacity) + 1);
+  std::size_t size = std::max(needed, ahead);
   void* block = std::realloc(old, size);
   if (block == nullptr && size > needed) block = std::realloc(old, size = needed);
   if (block == nullptr) return false;
   if (old == nullptr) leaveInlineStore(static_cast<char*>(block));
   store_ = static_cast<char*>(block);
   blockSize_ = size;
+  platform::preferLargePages(block, size);
   return true;
 }
 

@@ -1,14 +1,18 @@
 #include "infra/oss/kelDataBuffer.hpp"
 #include "infra/oss/kelNLSException.hpp"
 
+#include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace tarvo::test {
 namespace {
@@ -39,6 +43,30 @@ TEST(DataBuffer, DoesNotRefuseAnEmptyName) {
                "xyz\xFF\xFE"
                "a")
       << "up to the zero byte";
+}
+
+// --- the blocks of a text that grows
+
+/// The sizes of the blocks that it asks for, without the first.
+std::vector<std::size_t> blocksUpTo(std::size_t length) {
+  std::vector<std::size_t> blocks;
+  const std::string piece(1000, 'p');
+  DataBuffer buffer(5000);
+  for (std::size_t held = 0; held < length; held += piece.size()) {
+    const AllocationCount count;
+    buffer.appendString(piece.c_str());
+    if (count.made() > 0) blocks.push_back(count.bytes());
+  }
+  EXPECT_EQ(std::string(buffer.getString()), std::string(length, 'p'));
+  return blocks;
+}
+
+TEST(DataBuffer, DoublesItsBlockUpTo32KiBAndAbove32MiBAndElseTakesFourTimesAsMuch) {
+  constexpr std::size_t first = 5000 + 1000 + 4096 + 1;  // what is needed
+  constexpr std::size_t large = first * 4;
+  EXPECT_THAT(blocksUpTo(80'000'000),
+              ::testing::ElementsAre(first, first * 2, large, large * 4, large * 16, large * 64, large * 256,
+                                     large * 512, large * 1024, large * 2048));
 }
 
 }  // namespace
