@@ -122,6 +122,8 @@ class KELINFRA_API DataBuffer {
   KELINFRA_LOCAL bool insertForeign(int position, const char* text, int count);
   KELINFRA_LOCAL void insertFitting(int position, const char* text, int count);
   KELINFRA_LOCAL bool insertGrowing(int position, const char* text, int count);
+  KELINFRA_LOCAL char* growAround(int position, int count, std::size_t added);
+  KELINFRA_LOCAL char* openAtEnd(int count);
   KELINFRA_LOCAL bool insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
   template <class Number>
   KELINFRA_LOCAL void insertNumber(Number value);

@@ -282,7 +282,12 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
   traced<probe("DataBuffer::appendBinary")>([&] {
     const auto bytes = static_cast<std::size_t>(count);
     const std::size_t size = 2 * bytes + literalFrame;
-    if (!admits(size)) return;  // before the data is touched
+    if (!admits(size)) return;                 // before the data is touched
+    if (written_ <= length_ && !owns(data)) {  // written where it stays
+      char* const end = openAtEnd(static_cast<int>(size));
+      if (end != nullptr) writeLiteral(end, data, bytes, upperCase);
+      return;
+    }
     Scratch literal(size);
     if (literal.get() == nullptr) return;
     writeLiteral(literal.get(), data, bytes, upperCase);
@@ -367,28 +372,45 @@ void DataBuffer::insertFitting(int position, const char* text, int count) {
 }
 
 /// The text becomes: what stands before the position, the new text, the tail, each up to its first 0; zeros
-/// behind. The capacity is always need + 4096, while the block at least doubles, so that a text built of many
-/// pieces is copied a few times only.
+/// behind.
 bool DataBuffer::insertGrowing(int position, const char* text, int count) {
+  const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
+  char* const gap = growAround(position, count, added);
+  if (gap == nullptr) return false;
+  std::memcpy(gap, text, added);
+  return true;
+}
+
+/// Leaves a gap of `added` of the `count` bytes in the text, and returns it; null when there is no memory. The capacity
+/// is always need + 4096, while the block at least doubles, so that a text built of many pieces is copied a few times
+/// only.
+char* DataBuffer::growAround(int position, int count, std::size_t added) {
   const int capacity = length_ + count + spareCapacity;
   const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
   const std::size_t head = headLength(position);
-  const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
   const std::size_t tail = tailLength(position);
   const std::size_t total = head + added + tail;
   std::size_t unknown = needed;  // behind it every byte that is needed is 0
   if (needed - total > largeSpare) {
-    if (!moveToZeroed(needed)) return false;
+    if (!moveToZeroed(needed)) return nullptr;
     unknown = std::max(total, static_cast<std::size_t>(written_));
   } else if (needed > blockSize_ && !enlarge(needed)) {
-    return false;
+    return nullptr;
   }
   std::memmove(store_ + head + added, store_ + position, tail);
-  std::memcpy(store_ + head, text, added);
   std::memset(store_ + total, 0, unknown - total);
   capacity_ = capacity;
   length_ = written_ = zeroFree_ = static_cast<int>(total);
-  return true;
+  return store_ + head;
+}
+
+/// Room at the end, behind which all is 0, for that many bytes that are not 0, already counted. The caller writes them.
+/// Null when there is no memory.
+char* DataBuffer::openAtEnd(int count) {
+  if (!fits(count)) return growAround(length_, count, static_cast<std::size_t>(count));
+  char* const end = store_ + length_;
+  length_ = written_ = length_ + count;
+  return end;
 }
 
 /// A heap block of twice the size or more, or where there is none, of the size needed. What was written stays, the

@@ -9,12 +9,14 @@
 /// store a byte. The compilers' own vectors say so for every processor.
 namespace tarvo::oss {
 
-/// The digits of values below 16. `letters` is what lies between '9' and the letter for 10.
-template <class Values>
-inline Values hexDigitsOf(Values values, unsigned char letters) {
+/// The digits of values below 16. `letters` is what lies between '9' and the letter for 10. Compared as signed numbers,
+/// which takes one step.
+inline SixteenBytes hexDigitsOf(SixteenBytes values, unsigned char letters) {
+  using Signed [[gnu::vector_size(sizeof values)]] = signed char;
   constexpr unsigned char zero = '0';
-  constexpr unsigned char nine = 9;
-  return values + zero + (static_cast<Values>(values > nine) & letters);
+  constexpr signed char nine = 9;
+  const auto above = reinterpret_cast<Signed>(values) > nine;
+  return values + zero + (reinterpret_cast<SixteenBytes>(above) & letters);
 }
 
 inline void writeSixteenAsHex(const char* data, char* digits, unsigned char letters) {

@@ -703,6 +703,57 @@ TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
   }
 }
 
+TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoom) {
+  for (const int before : {0, 1, 4096 - 6, 4096 - 5, 4096}) {
+    SCOPED_TRACE(before);
+    const std::string held(static_cast<std::size_t>(before), 'h');
+    DataBuffer buffer(held.c_str());
+    buffer.appendBinary("\x5A", 1, false);
+    expectHolds(buffer, held + "X'5a'", before <= 4096 - 5 ? 4096 : before + 5 + 4096);
+    const std::string many(5000, '\x5A');
+    const int capacity = buffer.length() + 10003 + 4096;
+    buffer.appendBinary(many.data(), 5000, false);
+    EXPECT_EQ(text(buffer).substr(held.size() + 5, 12), "X'5a5a5a5a5a");
+    EXPECT_EQ(text(buffer).substr(held.size() + 5 + 10000), "5a'");
+    EXPECT_EQ(buffer.capacity(), capacity);
+    EXPECT_EQ(std::string(buffer.getString() + buffer.length(), 4097), std::string(4097, '\0'));
+  }
+}
+
+// The bytes behind a 0 in the text are cut, as by any text that outgrows its room.
+TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoomBehindAByteZero) {
+  DataBuffer buffer(0);
+  buffer.appendString("ab\0cd", 5);
+  const std::string many(2050, '\x5A');
+  buffer.appendBinary(many.data(), 2050, true);
+  EXPECT_EQ(buffer.length(), 2 + 4103);
+  EXPECT_EQ(buffer.capacity(), 5 + 4103 + 4096);
+  EXPECT_EQ(text(buffer).substr(0, 6), "abX'5A");
+}
+
+TEST(DataBuffer, WritesALiteralBeforeOldBytes) {
+  DataBuffer buffer(std::string(40, 'o').c_str());
+  buffer.clear(true);
+  buffer.appendBinary("\x5A", 1, false);
+  EXPECT_EQ(buffer.length(), 5);
+  EXPECT_EQ(std::string(buffer.getString(), 41), "X'5a'" + std::string(35, 'o') + '\0');
+  buffer.appendBinary("\x5A", 1, false);
+  EXPECT_EQ(buffer.length(), 10);
+  EXPECT_EQ(std::string(buffer.getString(), 46), "X'5a'X'5a'" + std::string(35, 'o') + '\0');
+}
+
+TEST(DataBuffer, WritesALiteralOfItsOwnBytes) {
+  for (const int count : {3, 40, 2100}) {
+    SCOPED_TRACE(count);
+    const std::string held(static_cast<std::size_t>(count), 'h');
+    DataBuffer buffer(held.c_str());
+    buffer.appendBinary(buffer.getString(), count, true);
+    std::string expected = held + "X'";
+    for (int i = 0; i < count; ++i) expected += "68";
+    EXPECT_EQ(text(buffer), expected + "'");
+  }
+}
+
 TEST(DataBuffer, ReadsBackTheLiteralsItWrites) {
   std::string every(256, '\0');
   for (std::size_t i = 0; i < every.size(); ++i) every[i] = static_cast<char>(i);
