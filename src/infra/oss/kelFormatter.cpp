@@ -7,6 +7,7 @@
 #include "oss/kelInvariant.hpp"
 #include "oss/kelLocaleCodes.hpp"
 #include "oss/kelMemory.hpp"
+#include "oss/kelPlainRun.hpp"
 #include "oss/kelRaise.hpp"
 #include "platform/kelConsole.hpp"
 #include "platform/kelRuntimeLocale.hpp"
@@ -193,13 +194,8 @@ bool readDouble(std::string_view text, double& value) {
 
 /// Writes the text as bytes with a NUL behind it. False, and the bytes are of no use, unless it is all ASCII.
 bool narrowed(Units text, char* bytes) {
-  unsigned int seen = 0;
-  for (const char16_t unit : text) {
-    seen |= unit;
-    *bytes++ = static_cast<char>(unit);
-  }
-  *bytes = '\0';
-  return seen < 0x80;
+  bytes[text.size()] = '\0';
+  return narrowAscii(text.data(), text.size(), bytes);
 }
 
 /// A trimmed text. No number is written with anything but ASCII.

@@ -55,6 +55,36 @@ constexpr std::uint64_t bitsAboveUnits(std::size_t plain) {
   return plain == 256 ? 0xFF00FF00FF00FF00 : 0xFF80FF80FF80FF80;
 }
 
+inline bool allAscii(EightUnits units) {
+  std::uint64_t words[2];
+  std::memcpy(words, &units, sizeof words);
+  return ((words[0] | words[1]) & 0xFF80FF80FF80FF80) == 0;
+}
+
+/// Narrows a text by blocks of eight, the last over the one before. The first three need no branch: numbers are hardly
+/// longer. False, and the bytes are of no use, unless it is all ASCII.
+inline bool narrowAscii(const char16_t* units, std::size_t count, char* bytes) {
+  if (count < 8) {
+    unsigned int seen = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      seen |= units[i];
+      bytes[i] = static_cast<char>(units[i]);
+    }
+    return seen < 0x80;
+  }
+  const std::size_t last = count - 8;
+  const std::size_t middle = last < 8 ? last : 8;
+  EightUnits seen = eightUnitsAt(units) | eightUnitsAt(units + middle) | eightUnitsAt(units + last);
+  narrowEight(units, bytes);
+  narrowEight(units + middle, bytes + middle);
+  for (std::size_t done = 16; done < last; done += 8) {
+    seen |= eightUnitsAt(units + done);
+    narrowEight(units + done, bytes + done);
+  }
+  narrowEight(units + last, bytes + last);
+  return allAscii(seen);
+}
+
 inline void* unitsAt(void* units, std::size_t place) {
   return static_cast<char*>(units) + sizeof(char16_t) * place;
 }
