@@ -98,31 +98,50 @@ BENCHMARK(append16<String>)
     ->Name("ByteBuffer/append 16 B up to 16 MiB less one/std::string")
     ->Arg(16 * MiB - 16);
 
-using Inline = SizeableBuffer<char, 512>;
-std::size_t room(Inline& buffer) {
+template <std::size_t size>
+using Inline = SizeableBuffer<char, size>;
+template <std::size_t size>
+std::size_t room(Inline<size>& buffer) {
   return static_cast<std::size_t>(buffer.capacity());
 }
 
 /// Room of the same size that a vector gives: zeroed, on the heap.
+template <std::size_t size>
 struct HeapRoom {
-  std::vector<char> bytes = std::vector<char>(512);
+  std::vector<char> bytes = std::vector<char>(size);
   char* data() { return bytes.data(); }
 };
-std::size_t room(HeapRoom& buffer) {
+template <std::size_t size>
+std::size_t room(HeapRoom<size>& buffer) {
   return buffer.bytes.size();
 }
 
-template <class Buffer>
+/// Inside, too, and zeroed, lest anyone reads what nobody wrote. It does not grow.
+template <std::size_t size>
+struct ZeroedRoom {
+  std::array<char, size> bytes{};
+  char* data() { return bytes.data(); }
+};
+template <std::size_t size>
+std::size_t room(ZeroedRoom<size>& buffer) {
+  return buffer.bytes.size();
+}
+
+template <template <std::size_t> class Buffer, std::size_t size>
 void construct(benchmark::State& state) {
-  Buffer checked;
-  if (room(checked) != 512) return refuse(state, "wrong room");
+  Buffer<size> checked;
+  if (room(checked) != size) return refuse(state, "wrong room");
   timed(state, [] {
-    Buffer buffer;
+    Buffer<size> buffer;
     benchmark::DoNotOptimize(buffer.data());
+    benchmark::ClobberMemory();
   });
 }
-BENCHMARK(construct<Inline>)->Name("SizeableBuffer/room for 512 B/KELINFRA");
-BENCHMARK(construct<HeapRoom>)->Name("SizeableBuffer/room for 512 B/std::vector");
+BENCHMARK((construct<Inline, 512>))->Name("SizeableBuffer/room for 512 B/KELINFRA");
+BENCHMARK((construct<HeapRoom, 512>))->Name("SizeableBuffer/room for 512 B/std::vector");
+BENCHMARK((construct<Inline, 4096>))->Name("SizeableBuffer/room for 4 KiB/KELINFRA");
+BENCHMARK((construct<HeapRoom, 4096>))->Name("SizeableBuffer/room for 4 KiB/std::vector");
+BENCHMARK((construct<ZeroedRoom, 4096>))->Name("SizeableBuffer/room for 4 KiB/a zeroed 4 KiB store");
 
 }  // namespace
 }  // namespace tarvo::benchmarks

@@ -164,4 +164,31 @@ BENCHMARK(clearAndAppend<StdString>)
     ->Arg(100)
     ->Arg(4096);
 
+/// What goes before a clear is as short as it can be: a few bytes of a known count.
+void clearShort(benchmark::State& state) {
+  DataBuffer buffer(0);
+  const auto putAndClear = [&] {
+    buffer.appendString(tenBytes, 5);
+    buffer.clear(false);
+  };
+  putAndClear();
+  const std::string store(buffer.getString(), static_cast<std::size_t>(buffer.capacity()));
+  if (store != std::string(store.size(), '\0')) return refuse(state, "old bytes stay");
+  timed(state, putAndClear);
+}
+
+void clearShortZeroedStore(benchmark::State& state) {
+  std::array<char, 4097> store{};
+  timed(state, [&] {
+    std::memcpy(store.data(), tenBytes, 5);
+    benchmark::DoNotOptimize(store.data());
+    benchmark::ClobberMemory();
+    store.fill('\0');
+    benchmark::ClobberMemory();
+  });
+}
+
+BENCHMARK(clearShort)->Name("DataBuffer/put 5 bytes and clear/KELINFRA");
+BENCHMARK(clearShortZeroedStore)->Name("DataBuffer/put 5 bytes and clear/a zeroed 4 KiB store");
+
 }  // namespace

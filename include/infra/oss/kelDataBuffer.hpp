@@ -140,6 +140,7 @@ class KELINFRA_API DataBuffer {
   KELINFRA_LOCAL bool moveToZeroed(std::size_t needed);
   KELINFRA_LOCAL void leaveInlineStore(char* block);
   KELINFRA_LOCAL void takeZeroedBlock(int capacity);
+  KELINFRA_LOCAL void clearAny(bool keepContents);
   KELINFRA_LOCAL void release();
 
   std::array<char, inlineCapacity + 1> inlineStore_{};

@@ -27,7 +27,7 @@ class DefaultAlternateBuffer {
   DefaultAlternateBuffer(const DefaultAlternateBuffer&) = delete;
   DefaultAlternateBuffer& operator=(const DefaultAlternateBuffer&) = delete;
   virtual ~DefaultAlternateBuffer() {
-    release();
+    if (data_ != alternateBlock_) delete[] data_;
     delete[] alternateBlock_;
   }
 

@@ -453,7 +453,18 @@ void DataBuffer::leaveInlineStore(char* block) {
 
 // --- empty
 
+/// A short text inside goes without a call, untraced: zeros behind it are written once more.
 void DataBuffer::clear(bool keepContents) {
+  constexpr int shortText = 64;
+  if (trace::entryIsTraced() || keepContents || onHeap() || written_ > shortText)
+    return clearAny(keepContents);
+  tracedExit<probe("DataBuffer::clear")>([&] {
+    std::memset(inlineStore_.data(), 0, shortText);
+    length_ = written_ = zeroFree_ = 0;
+  });
+}
+
+[[gnu::noinline]] void DataBuffer::clearAny(bool keepContents) {
   traced<probe("DataBuffer::clear")>([&] {
     if (keepContents && !onHeap()) {
       store_[0] = '\0';

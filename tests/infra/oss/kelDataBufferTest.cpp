@@ -892,6 +892,27 @@ TEST(DataBuffer, GivesHeapStorageBackEitherWay) {
   }
 }
 
+TEST(DataBuffer, ClearLeavesZerosOnlyWhateverWasWritten) {
+  const std::string zeros(4097, '\0');
+  for (const int length : {0, 1, 5, 63, 64, 65, 100, 4095, 4096}) {
+    SCOPED_TRACE(length);
+    DataBuffer buffer(std::string(static_cast<std::size_t>(length), 'c').c_str());
+    buffer.clear(false);
+    expectHolds(buffer, "", 4096);
+    EXPECT_EQ(std::string(buffer.getString(), 4097), zeros);
+
+    buffer.appendString(std::string(static_cast<std::size_t>(length), 'd').c_str());
+    buffer.clear(true);
+    buffer.appendString("abc");
+    buffer.clear(false);
+    EXPECT_EQ(std::string(buffer.getString(), 4097), zeros);
+
+    buffer.appendString("abc");
+    buffer.insertString(1, "x\0y", 3);
+    expectHolds(buffer, "ax\0ybc"s, 4096);
+  }
+}
+
 // --- trace hooks
 
 std::vector<std::string> both(const std::string& number) {
