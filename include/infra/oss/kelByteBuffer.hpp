@@ -1,6 +1,7 @@
 #pragma once
 
 #include "infra/kelExport.hpp"
+#include "infra/oss/kelDefaultAlternateBuffer.hpp"
 
 #include <unicode/unistr.h>
 
@@ -39,8 +40,7 @@ class KELINFRA_API ByteBuffer {
   unsigned long long length() const;
   /// The same as `length`.
   unsigned long long getSize() const;
-  /// Bytes allocated, the terminator's included. A block that was got because a buffer outgrew 32 KiB may have room for
-  /// as many again, and the next power of two is reached where it is.
+  /// Bytes allocated, the terminator's included.
   unsigned long long capacity() const;
   /// Whether the buffer holds exactly these bytes; false for null.
   bool compare(const char* const data, unsigned long long length) const;
@@ -59,7 +59,7 @@ class KELINFRA_API ByteBuffer {
   ByteBuffer& operator=(const ByteBuffer& other);
 
  private:
-  class Storage;
+  using Storage = DefaultAlternateBuffer<char>;
 
   KELINFRA_LOCAL void appendAny(const char* data, unsigned long long length);
   KELINFRA_LOCAL void assign(const char* data, unsigned long long length);

@@ -69,20 +69,6 @@ class DefaultAlternateBuffer {
   }
   /// Sets the upper limit of a need; 0 means none.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
-  /// Makes `block`, made by array-new with `capacity` elements or more, the storage, of a used size of 0. What was the
-  /// storage is released, unless it is that block: then only the sizes change.
-  void setStorage(T* block, unsigned long long capacity) {
-    if (block != data_) release();
-    data_ = block;
-    capacity_ = capacity;
-    usedSize_ = 0;
-  }
-  /// The capacity that rule 4 gives to a need of up to 2^30.
-  static constexpr unsigned long long capacityFor(unsigned long long need) {
-    unsigned long long capacity = 4;
-    while (capacity < need) capacity *= 2;
-    return capacity;
-  }
 
  private:
   // Not inlined, so that a resize within the capacity costs its users a comparison and a store.
@@ -96,7 +82,8 @@ class DefaultAlternateBuffer {
       return;
     }
     if (need > largestSize) throw std::bad_alloc();
-    const unsigned long long newCapacity = capacityFor(need);
+    unsigned long long newCapacity = 4;
+    while (newCapacity < need) newCapacity *= 2;
     data_ = new T[static_cast<std::size_t>(newCapacity)];
     capacity_ = newCapacity;
     usedSize_ = need;

@@ -1,9 +1,6 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
-#include "infra/oss/kelDefaultAlternateBuffer.hpp"
-
 #include "oss/kelConverterCache.hpp"
-#include "oss/kelGrowAhead.hpp"
 #include "oss/kelShortMove.hpp"
 #include "platform/kelLargePages.hpp"
 #include "trace/kelTrace.hpp"
@@ -14,7 +11,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 
 namespace tarvo::oss {
 
@@ -24,75 +20,28 @@ using trace::tracedExit;
 
 namespace {
 
+using Storage = DefaultAlternateBuffer<char>;
+
 /// What a content of `length` bytes needs with its terminator. A sum that wraps becomes a need that no
 /// storage meets.
 constexpr unsigned long long withTerminator(unsigned long long length) {
   return std::max(length + 1, length);
 }
 
+/// Resizes for `length` bytes and writes the terminator behind them.
+void makeRoom(Storage& storage, unsigned long long length) {
+  storage.resize(withTerminator(length));
+  storage.data()[length] = '\0';
+}
+
 }  // namespace
-
-/// Its block may be larger than the capacity that it tells, which goes by the powers of two alone.
-class ByteBuffer::Storage final : private DefaultAlternateBuffer<char> {
- public:
-  using DefaultAlternateBuffer::capacity;
-  using DefaultAlternateBuffer::data;
-  using DefaultAlternateBuffer::usedSize;
-
-  /// Whether the block has room for so many bytes.
-  bool holds(unsigned long long need) const { return need <= blockSize_; }
-
-  /// Takes `need` bytes of the capacity in use.
-  void use(unsigned long long need) { DefaultAlternateBuffer::resize(need); }
-
-  /// Takes `need` bytes in use. The contents are lost unless the block holds them.
-  void resize(unsigned long long need) {
-    if (!holds(need)) {
-      blockSize_ = 0;
-      use(need);
-      tookBlock(capacity());
-    } else if (need > capacity()) {
-      setStorage(data(), capacityFor(need));
-    }
-    use(need);
-  }
-
-  /// Room for `length` bytes, and the terminator behind them.
-  void makeRoom(unsigned long long length) {
-    resize(withTerminator(length));
-    data()[length] = '\0';
-  }
-
-  /// Tries to get a block for `need` bytes and as many again.
-  void reserveAhead(unsigned long long need) {
-    if (need > largestAhead / 2) return;
-    const unsigned long long size = 2 * capacityFor(need);
-    char* const block = new (std::nothrow) char[static_cast<std::size_t>(size)];
-    if (block == nullptr) return;
-    setStorage(block, size / 2);
-    tookBlock(size);
-  }
-
-  void swap(Storage& other) noexcept {
-    DefaultAlternateBuffer::swap(other);
-    std::swap(blockSize_, other.blockSize_);
-  }
-
- private:
-  void tookBlock(unsigned long long size) {
-    blockSize_ = size;
-    platform::preferLargePages(data(), static_cast<std::size_t>(size));
-  }
-
-  unsigned long long blockSize_ = 0;
-};
 
 ByteBuffer::ByteBuffer(unsigned long long size) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    storage->makeRoom(size);
+    makeRoom(*storage, size);
     std::memset(storage->data(), 0, size);
-    storage->use(1);
+    storage->resize(1);
     storage_ = storage.release();
   });
 }
@@ -100,7 +49,7 @@ ByteBuffer::ByteBuffer(unsigned long long size) {
 ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    storage->makeRoom(length);
+    makeRoom(*storage, length);
     if (data != nullptr) std::memcpy(storage->data(), data, length);
     storage_ = storage.release();
   });
@@ -113,11 +62,11 @@ ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
     // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
     for (std::int32_t room = 0; size > room;) {
       room = size;
-      storage->makeRoom(static_cast<std::uint32_t>(room));
+      makeRoom(*storage, static_cast<std::uint32_t>(room));
       size = fromUnicode(text, storage->data(), room, codepage);
     }
     if (size < 0) throw std::bad_alloc();  // above the largest int
-    storage->makeRoom(static_cast<std::uint32_t>(size));
+    makeRoom(*storage, static_cast<std::uint32_t>(size));
     storage_ = storage.release();
   });
 }
@@ -163,7 +112,7 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
     return appendAny(data, length);
   }
   tracedExit<probe("ByteBuffer::append")>([&] {
-    storage.use(used + length);
+    storage.resize(used + length);
     char* const end = storage.data() + used - 1;
     moveShort(end, data, length);
     end[length] = '\0';
@@ -175,14 +124,14 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
     const unsigned long long before = this->length();
     const unsigned long long after = before + length;
     if (after < length) throw std::bad_alloc();
-    if (storage_->holds(withTerminator(after))) {
+    if (withTerminator(after) <= storage_->capacity()) {
       std::memmove(storage_->data() + before, data, length);
-      storage_->makeRoom(after);
+      makeRoom(*storage_, after);
       return;
     }
     Storage grown;
-    if (storage_->capacity() >= growsAheadFrom) grown.reserveAhead(withTerminator(after));
-    grown.makeRoom(after);
+    makeRoom(grown, after);
+    platform::preferLargePages(grown.data(), static_cast<std::size_t>(grown.capacity()));
     if (before > 0) std::memcpy(grown.data(), storage_->data(), before);
     std::memcpy(grown.data() + before, data, length);
     storage_->swap(grown);
@@ -195,7 +144,7 @@ void ByteBuffer::set(const char* const data, unsigned long long length) {
 }
 
 void ByteBuffer::clear() {
-  traced<probe("ByteBuffer::clear")>([&] { storage_->makeRoom(0); });
+  traced<probe("ByteBuffer::clear")>([&] { makeRoom(*storage_, 0); });
 }
 
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign moves its bytes, onto themselves if need be
@@ -209,7 +158,7 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
 // block, which must outlive the copy.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
-  if (data == storage_->data() && !storage_->holds(withTerminator(length))) wholeBlock.swap(*storage_);
+  if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);
   storage_->resize(withTerminator(length));
   std::memmove(storage_->data(), data, length);
   storage_->data()[length] = '\0';

@@ -4,7 +4,6 @@
 
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelDecimalText.hpp"
-#include "oss/kelGrowAhead.hpp"
 #include "oss/kelHexDigits.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
@@ -37,6 +36,10 @@ constexpr int spareCapacity = 4096;
 // far above what its text turns out to hold.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
+// A text that outgrows a block of so much is likely to grow on: the next one is not twice but four times as large, unless
+// that is above the other. Half of the copies are spared so, and room that is never written to is no memory yet.
+constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
+constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 
 /// Bytes for the time of one call, on the stack where they fit. Null when there is no memory.
 class Scratch {

@@ -35,8 +35,6 @@ class Adjustable : public oss::DefaultAlternateBuffer<T> {
     return block;
   }
   void claimAlternateSize(unsigned long long size) { this->setAlternateBlock(nullptr, size); }
-  using oss::DefaultAlternateBuffer<T>::capacityFor;
-  using oss::DefaultAlternateBuffer<T>::setStorage;
 };
 
 template <class Buffer>
@@ -192,68 +190,6 @@ TEST(DefaultAlternateBuffer, ExchangesBlocksAndSettings) {
     expectEmpty(right);
     right.resize(50);
     EXPECT_EQ(right.data(), leftBlock);
-  }
-  EXPECT_EQ(Cell::live, 0);
-}
-
-// --- a storage from outside
-
-TEST(DefaultAlternateBuffer, TellsTheCapacityOfANeed) {
-  for (int k = 2; k < 30; ++k) {
-    const unsigned long long power = 1ULL << k;
-    EXPECT_EQ(Adjustable<char>::capacityFor(power - 1), k == 2 ? 4 : power);
-    EXPECT_EQ(Adjustable<char>::capacityFor(power), power);
-    EXPECT_EQ(Adjustable<char>::capacityFor(power + 1), 2 * power);
-  }
-}
-
-TEST(DefaultAlternateBuffer, TakesABlockOverAndReleasesItsOwn) {
-  const CellHeap heap;
-  {
-    Adjustable<Cell> buffer;
-    buffer.resize(100);
-    auto* const block = new Cell[256];
-    buffer.setStorage(block, 200);
-    EXPECT_EQ(buffer.data(), block);
-    expectSizes(buffer, 200, 0);
-    EXPECT_EQ(Cell::live, 1);
-    buffer.resize(200);
-    EXPECT_EQ(buffer.data(), block);
-    expectSizes(buffer, 200, 200);
-    buffer.resize(201);
-    expectSizes(buffer, 256, 201);
-    EXPECT_EQ(Cell::live, 1);
-  }
-  EXPECT_THAT(Cell::asked, ElementsAre(128, 256, 256));
-  EXPECT_EQ(Cell::live, 0);
-}
-
-TEST(DefaultAlternateBuffer, TellsAnotherCapacityOfItsOwnBlock) {
-  const CellHeap heap;
-  {
-    Adjustable<Cell> buffer;
-    auto* const block = new Cell[64];
-    buffer.setStorage(block, 32);
-    buffer.resize(32);
-    block[31].value = 7;
-    buffer.setStorage(block, 64);
-    EXPECT_EQ(buffer.data(), block);
-    expectSizes(buffer, 64, 0);
-    EXPECT_EQ(block[31].value, 7);
-    EXPECT_EQ(Cell::live, 1);
-  }
-  EXPECT_EQ(Cell::live, 0);
-}
-
-TEST(DefaultAlternateBuffer, TakesABlockOverFromTheAlternateBlockAndKeepsThat) {
-  const CellHeap heap;
-  {
-    Adjustable<Cell> buffer;
-    const Cell* const alternate = buffer.giveAlternateBlock(10);
-    buffer.resize(10);
-    EXPECT_EQ(buffer.data(), alternate);
-    buffer.setStorage(new Cell[32], 32);
-    EXPECT_EQ(Cell::live, 2);
   }
   EXPECT_EQ(Cell::live, 0);
 }
