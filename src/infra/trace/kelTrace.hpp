@@ -18,8 +18,8 @@
 /// allocated.
 namespace tarvo::trace {
 
-/// The installed facility: constant-initialised, no function null.
-extern constinit Facility installedFacility;
+/// The installed facility: constant-initialised, no function null. Local, so that its address is a part of the code.
+extern constinit KELINFRA_LOCAL Facility installedFacility;
 
 namespace detail {
 
