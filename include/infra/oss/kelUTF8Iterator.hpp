@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 namespace tarvo::oss {
 
@@ -63,21 +64,28 @@ class KELINFRA_API UTF8Iterator {
 
  private:
   static constexpr std::size_t inlineCapacity = 4096;
-  // Both the store and the current character are read and written eight bytes at a time.
-  static constexpr std::size_t inlineSize = inlineCapacity + 8;
+  static constexpr std::size_t inlineSize = inlineCapacity + 24;  // so much further the store is read
+
+  static constexpr int charactersAtOnce = 256;
+  static constexpr int charactersAtFirst = 64;
 
   KELINFRA_LOCAL void takeConverted(const icu::UnicodeString& text);
   KELINFRA_LOCAL char* roomFor(std::size_t length);
   KELINFRA_LOCAL void giveBack(char* copy, std::size_t length);
+  KELINFRA_LOCAL bool spreadMore();
   KELINFRA_LOCAL const char* step();
-  KELINFRA_LOCAL const char* leaveTraced() const;
+  KELINFRA_LOCAL const char* goOn();
+  KELINFRA_LOCAL static const char* leaveTraced(const char* character);
 
   std::array<char, inlineSize> inlineStore_{};
   char* text_ = nullptr;
-  alignas(8) std::array<char, 8> current_{};
-  int position_ = 0;
+  const std::uint64_t* next_ = nullptr;
+  const std::uint64_t* end_ = nullptr;
+  int position_ = 0;  // what begins here or further on is not yet among the characters below
   int count_ = 0;
   int length_ = 0;
+  std::array<std::uint64_t, charactersAtOnce>
+      characters_;  // the bytes of each, zeros behind; from next_ to end_
 };
 
 }  // namespace tarvo::oss

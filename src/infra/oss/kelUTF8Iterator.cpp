@@ -8,6 +8,7 @@
 #include "oss/kelUTF8Text.hpp"
 #include "trace/kelTrace.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -81,11 +82,11 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
 
 /// Zeros behind a text of that length, as many as are looked at. Null when there is no memory.
 char* UTF8Iterator::roomFor(std::size_t length) {
-  static_assert(inlineSize >= inlineCapacity + wordSlack);
+  static_assert(inlineSize >= inlineCapacity + spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();
   if (length > static_cast<std::size_t>(std::numeric_limits<int>::max())) return nullptr;
-  char* const block = static_cast<char*>(std::malloc(length + wordSlack));
-  if (block != nullptr) std::memset(block + length, 0, wordSlack);
+  char* const block = static_cast<char*>(std::malloc(length + spreadSlack));
+  if (block != nullptr) std::memset(block + length, 0, spreadSlack);
   return block;
 }
 
@@ -104,7 +105,7 @@ bool UTF8Iterator::isEmpty() const {
 }
 
 bool UTF8Iterator::hasMoreChars() const {
-  return position_ < length_;  // without a text both are 0
+  return next_ != end_ || position_ < length_;  // without a text all are 0
 }
 
 const char* UTF8Iterator::getString() const {
@@ -123,28 +124,42 @@ int UTF8Iterator::numChars() const {
 
 const char* UTF8Iterator::getFirstChar() {
   position_ = 0;
-  if (!hasMoreChars()) return nullptr;
+  if (!spreadMore()) return nullptr;
   return tracedExit<probe("UTF8Iterator::getFirstChar")>([&] { return step(); });
 }
 
 const char* UTF8Iterator::getNextChar() {
-  if (!hasMoreChars()) return nullptr;
+  if (next_ == end_) return goOn();
   const char* const character = step();
-  return trace::exitIsTraced() ? leaveTraced() : character;
+  return trace::exitIsTraced() ? leaveTraced(character) : character;
 }
 
-[[gnu::cold, gnu::noinline]] const char* UTF8Iterator::leaveTraced() const {
-  return tracedExit<probe("UTF8Iterator::getNextChar")>([&] { return current_.data(); });
+/// Apart, so that the way of nearly every character saves no register.
+[[gnu::noinline]] const char* UTF8Iterator::goOn() {
+  return spreadMore() ? getNextChar() : nullptr;
 }
 
-/// The character and the zeros behind it in one store. No lead byte of a text that was checked has size 0.
+[[gnu::cold, gnu::noinline]] const char* UTF8Iterator::leaveTraced(const char* character) {
+  return tracedExit<probe("UTF8Iterator::getNextChar")>([&] { return character; });
+}
+
 inline const char* UTF8Iterator::step() {
-  const std::uint64_t word = wordAt(text_ + position_);
-  const std::size_t size = characterSize(static_cast<unsigned char>(word));
-  const std::uint64_t character = word & ((std::uint64_t{1} << (8 * size)) - 1);
-  std::memcpy(current_.data(), &character, current_.size());
-  position_ += static_cast<int>(size);
-  return current_.data();
+  return reinterpret_cast<const char*>(next_++);
+}
+
+/// Makes the next characters ready, at the text's beginning a few of them, which may be all that is asked for. The next
+/// stretch starts with a character, so that there is one whenever bytes are left.
+bool UTF8Iterator::spreadMore() {
+  if (position_ >= length_) return false;  // without a text both are 0
+  const int most = position_ == 0 ? charactersAtFirst : charactersAtOnce;
+  const int stretch = std::min(most, length_ - position_);
+  const std::size_t count =
+      spreadCharacters(characters_.data(), text_ + position_, static_cast<std::size_t>(stretch));
+  next_ = characters_.data();
+  end_ = next_ + count;
+  position_ += stretch;
+  while (position_ < length_ && continuesCharacter(text_[position_])) ++position_;
+  return true;
 }
 
 }  // namespace tarvo::oss

@@ -35,6 +35,10 @@ std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) 
   return simd::kernels().copyWellFormed(dest, text, length);
 }
 
+std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t length) {
+  return simd::kernels().spreadCharacters(dest, text, length);
+}
+
 /// A well-formed text has as many either way, and mostly it is one.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length) {
   const std::ptrdiff_t wellFormed = countWellFormed(text, length);

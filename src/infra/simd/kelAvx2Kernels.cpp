@@ -2,6 +2,7 @@
 #include "simd/kelKernels.hpp"
 #include "simd/kelUtf16Kernel.hpp"
 #include "simd/kelUtf8Kernel.hpp"
+#include "simd/kelUtf8SpreadKernel.hpp"
 
 namespace tarvo::simd {
 
@@ -10,6 +11,7 @@ const Kernels avx2Kernels = {"avx2",
                              {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
                              countWellFormed,
                              copyWellFormed,
+                             spreadCharacters,
                              utf16FromUtf8,
                              utf8FromUtf16};
 

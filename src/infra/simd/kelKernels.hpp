@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 /// What exists once for each kind of processor: the inner loops of Base64, of UTF-8 and of UTF-16.
 ///
@@ -19,6 +20,9 @@ struct Converted {
   std::size_t written;  ///< of the destination
 };
 
+/// So many bytes behind a text are read where its characters are spread.
+constexpr std::size_t spreadReadsBehind = 23;
+
 struct Kernels {
   /// Encodes groups of three bytes to four units each, at most `groups` of them, none touched behind; returns
   /// how many it took. What it leaves is the caller's.
@@ -33,6 +37,10 @@ struct Kernels {
   /// The same, and copies the text on the way, `length` bytes exactly; what a malformed text leaves in `dest` is
   /// not said. The two must not overlap.
   using CopyWellFormed = std::ptrdiff_t (*)(char* dest, const char* text, std::size_t length);
+  /// Writes each character that begins within the first `length` bytes of a well-formed text to eight bytes of its own,
+  /// zeros behind it; returns how many. The text must go on for as many bytes more as `spreadReadsBehind` says, of
+  /// whatever kind, and `dest` have room for `length` characters, rounded up to a multiple of 16.
+  using SpreadCharacters = std::size_t (*)(std::uint64_t* dest, const char* text, std::size_t length);
   /// Writes a text's UTF-16, from its beginning as far as it is worth it; takes ASCII alone where the text is malformed. What
   /// it leaves is the caller's. Anything may be written within `length` units.
   using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
@@ -45,6 +53,7 @@ struct Kernels {
   DecodeGroups decodeGroups[2];  ///< by Base64Alphabet
   CountWellFormed countWellFormed;
   CopyWellFormed copyWellFormed;
+  SpreadCharacters spreadCharacters;
   Utf16FromUtf8 utf16FromUtf8;
   Utf8FromUtf16 utf8FromUtf16;
 };

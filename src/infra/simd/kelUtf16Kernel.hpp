@@ -20,14 +20,6 @@ constexpr std::size_t vectorBytes = 16;
 constexpr std::size_t vectorUnits = 8;
 constexpr Byte none = 0x80;  // where a shuffle puts a zero
 
-/// A bit for each element.
-template <class D, class M>
-HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
-  std::uint64_t bits = 0;
-  hn::StoreMaskBits(d, mask, reinterpret_cast<std::uint8_t*>(&bits));
-  return bits;
-}
-
 /// What to do with the characters of a window of eight elements, by what is known of these.
 template <unsigned cases>
 struct Windows {

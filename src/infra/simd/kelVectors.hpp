@@ -65,6 +65,14 @@ HWY_INLINE hn::Vec<D> each(D d) {
 
 // --- what Highway 1.0.3 has no name for
 
+/// A bit for each element.
+template <class D, class M>
+HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
+  std::uint64_t bits = 0;
+  hn::StoreMaskBits(d, mask, reinterpret_cast<std::uint8_t*>(&bits));
+  return bits;
+}
+
 /// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767
 /// become 0.
 HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128<std::uint16_t> b) {

@@ -114,6 +114,42 @@ TEST(UTF8Iterator, GoesBackToTheFirstCharacter) {
   EXPECT_TRUE(iterator.hasMoreChars());
 }
 
+TEST(UTF8Iterator, GoesBackFromAnywhere) {
+  for (unsigned int seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 engine(seed);
+    const std::string text = randomUtf8(engine, seed % 2 == 0 ? 3000 : 1 + engine() % 400, 0);
+    const Characters expected = modelCharacters(text).value();
+    UTF8Iterator iterator(text.c_str());
+    std::size_t cursor = 0;
+    for (int step = 0; step < 4000; ++step) {
+      const bool atEnd = cursor == expected.size();
+      ASSERT_EQ(iterator.hasMoreChars(), !atEnd);
+      if (atEnd) {
+        ASSERT_EQ(iterator.getNextChar(), nullptr);
+      }
+      const bool back = atEnd || engine() % 700 == 0;
+      if (back) cursor = 0;
+      ASSERT_STREQ(back ? iterator.getFirstChar() : iterator.getNextChar(), expected[cursor++].c_str());
+    }
+  }
+}
+
+// The iterator looks at some hundred bytes at once: a character may stand on both sides of where it stops.
+TEST(UTF8Iterator, HandsOutCharactersWhereverTheyStand) {
+  for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+    for (std::size_t before = 0; before < 600; ++before) {
+      expectAsTheModel(std::string(before, 'x') + character);
+      if (before < 8) {
+        std::string many(before, 'x');
+        for (int i = 0; i < 700; ++i) many += character;
+        expectAsTheModel(many);
+      }
+      if (HasFailure()) return;
+    }
+  }
+}
+
 TEST(UTF8Iterator, HoldsTheEmptyText) {
   const auto iterators = std::to_array<std::function<void(const std::function<void(UTF8Iterator&)>&)>>({
       [](const auto& look) { look(*std::make_unique<UTF8Iterator>("")); },

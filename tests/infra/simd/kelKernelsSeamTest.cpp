@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <random>
 #include <string>
@@ -353,6 +354,53 @@ TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
     std::mt19937 engine(seed);
     expectCountedAsByTheModel(randomUtf8(engine, engine() % 400, seed % 4 == 0 ? 1 : 0));
     if (HasFailure()) return;
+  }
+}
+
+/// The characters that begin within a text's first bytes, at the end of memory but for what may be read behind the text,
+/// into exactly as much room as is asked for.
+TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
+  for (unsigned int seed = 0; seed < 400; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 engine(seed);
+    const std::string text =
+        seed % 4 == 0 ? std::string(engine() % 100, 'a') : randomUtf8(engine, engine() % 100, 0);
+    const std::string behind = randomBytes(engine, simd::spreadReadsBehind);
+    char* const at = source_.back(text.size() + behind.size());
+    std::copy(text.begin(), text.end(), at);
+    std::copy(behind.begin(), behind.end(), at + text.size());
+    const std::vector<std::string> characters = modelCharacters(text).value();
+    std::size_t expected = 0;  // characters that begin before `begins`
+    std::size_t begins = 0;
+    for (std::size_t length = 0; length <= text.size(); ++length) {
+      while (begins < length) begins += characters.at(expected++).size();
+      const std::size_t room = (length + 15) / 16 * 16;
+      auto* const dest = reinterpret_cast<std::uint64_t*>(dest_.back(room * sizeof(std::uint64_t)));
+      ASSERT_EQ(kernels().spreadCharacters(dest, at, length), expected) << length;
+      for (std::size_t i = 0; i < expected; ++i) {
+        const std::string found(reinterpret_cast<const char*>(dest + i), sizeof *dest);
+        ASSERT_EQ(found, characters[i] + std::string(sizeof *dest - characters[i].size(), '\0'))
+            << i << " of " << length;
+      }
+    }
+  }
+}
+
+/// Both ends of what each kind of lead byte leads.
+TEST_P(KernelsOfThisProcessor, SpreadCharactersOfEachRange) {
+  for (const UChar32 first : {0x01, 0x7F, 0x80, 0xBF, 0xC0, 0x7FF, 0x800, 0xFFF, 0x1000, 0xD7FF, 0xE000,
+                              0xFFFF, 0x10000, 0x3FFFF, 0x40000, 0xFFFFF, 0x100000, 0x10FFFF}) {
+    for (const UChar32 second : {0x61, 0xE9, 0x65E5, 0x1F600}) {
+      std::string text;
+      icu::UnicodeString().append(first).append(second).append(first).toUTF8String(text);
+      const std::vector<std::string> characters = modelCharacters(text).value();
+      const std::string readable = text + std::string(simd::spreadReadsBehind, '\xFF');
+      std::array<std::uint64_t, 16> dest{};
+      ASSERT_EQ(kernels().spreadCharacters(dest.data(), readable.data(), text.size()), 3U);
+      for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_STREQ(reinterpret_cast<const char*>(&dest.at(i)), characters[i].c_str())
+            << first << ' ' << second;
+    }
   }
 }
 

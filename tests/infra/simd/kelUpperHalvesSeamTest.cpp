@@ -73,6 +73,7 @@ TEST_P(UpperHalves, AreClearAfterEveryKernel) {
   const Kernels& kernels = *GetParam();
   std::array<unsigned short, 1200> units{};
   std::array<char, 1200> bytes{};
+  std::array<std::uint64_t, 160> characters{};
   for (length_ = 0; length_ < 300; ++length_) {
     const std::string ascii(length_, 'a');
     std::string mixed;
@@ -90,6 +91,7 @@ TEST_P(UpperHalves, AreClearAfterEveryKernel) {
     for (const std::string& text : {ascii, mixed, mixed + "\xFF" + ascii, ascii + "\xFF"}) {
       expectClearAfter(kernels.countWellFormed, text.data(), text.size());
       expectClearAfter(kernels.copyWellFormed, bytes.data(), text.data(), text.size());
+      expectClearAfter(kernels.spreadCharacters, characters.data(), bytes.data(), length_ / 2);
       expectClearAfter(kernels.utf16FromUtf8, units.data(), text.data(), text.size());
     }
   }
