@@ -243,6 +243,16 @@ TEST(MemoryTorture, UTF8String) {
     } else {
       EXPECT_EQ(utf8(out), utf8(before));
     }
+    // One that has room, but shares it: when ICU cannot part the two, its string is bogus.
+    icu::UnicodeString roomy(6000, 0, 0);
+    roomy.append(before);
+    const icu::UnicodeString shared(roomy);
+    if (run.completes([&] { other.getString(roomy); })) {
+      EXPECT_EQ(utf8(roomy), utf8(before) + bytes);
+    } else {
+      EXPECT_TRUE(roomy.isBogus());
+    }
+    EXPECT_EQ(utf8(shared), utf8(before));
     std::string target(6000, '\0');
     int size = 0;
     if (run.completes([&] { size = other.getString(target.data(), 6000, "ISO-8859-1"); })) {

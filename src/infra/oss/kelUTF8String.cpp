@@ -6,6 +6,7 @@
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
+#include "oss/kelUTF8Conversion.hpp"
 #include "oss/kelUTF8Text.hpp"
 
 #include <algorithm>
@@ -40,6 +41,19 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   text = made(std::move(grown.append(text).append(more)));
 }
 
+/// Writes the text where it is to stand, behind one that has room for it whatever it holds: no text has more units than
+/// bytes. False, and nothing is appended, where it has not, and when the bytes are no UTF-8.
+bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t count) {
+  const std::int32_t length = text.length();
+  const auto room = static_cast<std::size_t>(text.getCapacity() - length);
+  if (count == 0 || count > room || text.isBogus()) return false;
+  char16_t* const units = text.getBuffer(length + static_cast<std::int32_t>(count));
+  if (units == nullptr) throw std::bad_alloc();  // it was shared, and there is no memory for one of its own
+  const std::ptrdiff_t written = utf16FromUtf8(bytes, count, units + length);
+  text.releaseBuffer(length + static_cast<std::int32_t>(std::max(written, std::ptrdiff_t{0})));
+  return written >= 0;
+}
+
 }  // namespace
 
 // --- build and tear down
@@ -65,7 +79,8 @@ const char* UTF8String::getString() const {
 }
 
 void UTF8String::getString(icu::UnicodeString& text) const {
-  appendTo(text, toUnicode(getString(), -1, utf8));
+  const char* const bytes = getString();
+  if (!appendInPlace(text, bytes, std::strlen(bytes))) appendTo(text, toUnicode(bytes, -1, utf8));
 }
 
 int UTF8String::getString(char* target, int capacity, const char* codepage) const {

@@ -373,5 +373,46 @@ TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
   EXPECT_EQ(text, u"abcdef");
 }
 
+TEST(UTF8String, AppendsAsIcuConvertsWhateverRoomThereIs) {
+  for (unsigned int seed = 0; seed < 600; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 engine(seed);
+    const std::string bytes = randomUtf8(engine, engine() % 200, seed % 3 == 0 ? 2 : 0);
+    const icu::UnicodeString before(u"before");
+    const icu::UnicodeString expected = before + icu::UnicodeString::fromUTF8(bytes);
+    const auto most = before.length() + static_cast<std::int32_t>(bytes.size());
+    for (const std::int32_t room : {0, most / 2, most - 1, most, most + 1, 4 * most}) {
+      icu::UnicodeString text(room, 0, 0);
+      text.append(before);
+      UTF8String(bytes.c_str()).getString(text);
+      ASSERT_EQ(text, expected) << room;
+    }
+  }
+}
+
+TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
+  icu::UnicodeString text(1000, 0, 0);
+  text.append(u"a text too long to stand in the string itself");
+  const icu::UnicodeString copy(text);
+  const icu::UnicodeString expected(copy.getBuffer(), copy.length());
+  UTF8String(" and more").getString(text);
+  EXPECT_EQ(copy, expected);
+  EXPECT_EQ(text, expected + u" and more");
+}
+
+TEST(UTF8String, AppendsIntoAnArrayThatTheCallersUnicodeStandsFor) {
+  std::array<char16_t, 20> units;
+  units.fill(u'.');
+  icu::UnicodeString text(units.data(), 0, 16);
+  UTF8String("ab").getString(text);
+  UTF8String("cd").getString(text);
+  EXPECT_EQ(text.getBuffer(), units.data());
+  EXPECT_EQ(std::u16string(units.data(), units.size()), u"abcd................");
+  UTF8String("as many as sixteen and some more").getString(text);
+  EXPECT_NE(text.getBuffer(), units.data());
+  EXPECT_EQ(text, u"abcdas many as sixteen and some more");
+  EXPECT_EQ(std::u16string(units.data() + 4, 16), std::u16string(16, u'.'));
+}
+
 }  // namespace
 }  // namespace tarvo::test
