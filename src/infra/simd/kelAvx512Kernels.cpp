@@ -1,7 +1,7 @@
 #include "simd/kelBase64VbmiKernel.hpp"
 #include "simd/kelKernels.hpp"
 #include "simd/kelUtf16Kernel.hpp"
-#include "simd/kelUtf8Kernel.hpp"
+#include "simd/kelUtf8MaskKernel.hpp"
 #include "simd/kelUtf8SpreadKernel.hpp"
 
 namespace tarvo::simd {

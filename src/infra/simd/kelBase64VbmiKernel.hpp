@@ -2,32 +2,15 @@
 
 #include "simd/kelBase64Characters.hpp"
 #include "simd/kelKernels.hpp"
-
-#include <immintrin.h>
+#include "simd/kelVbmiVectors.hpp"
 
 #include <cstddef>
 
 /// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet.
-/// Highway has no names for these instructions.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
 namespace {
-
-using Vector = __m512i;
-
-/// The first `count` bits.
-__attribute__((always_inline)) inline __mmask64 firstBits(std::size_t count) {
-  return count == 0 ? 0 : ~0ULL >> (64 - count);
-}
-
-struct alignas(64) ByteTable {
-  unsigned char at[64] = {};
-};
-
-__attribute__((always_inline)) inline Vector load(const ByteTable& table) {
-  return _mm512_load_si512(table.at);
-}
 
 // --- encode
 

@@ -2,7 +2,6 @@
 
 #include "simd/kelKernels.hpp"
 #include "simd/kelUtf16Words.hpp"
-#include "simd/kelUtf8Kernel.hpp"
 #include "simd/kelVectors.hpp"
 
 /// UTF-8 to UTF-16 and back, a few characters at a time whose sizes a table or a pattern knows: of one and two bytes in
@@ -35,6 +34,9 @@ struct Windows {
 };
 
 // --- from UTF-8
+
+/// The including file has it from its kernel of UTF-8.
+std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
 
 constexpr std::size_t stretch = 64;  // bytes, whose characters' ends are found at once
 

@@ -62,24 +62,6 @@ HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
   return hn::Xor(found, hn::And(asked, each<0x80>(d)));
 }
 
-/// FF for each byte that starts a character.
-template <class D, class V>
-HWY_INLINE V startsOf(D d, V bytes) {
-  const hn::Repartition<std::int8_t, D> signedBytes;
-  const auto starts = hn::Gt(hn::BitCast(signedBytes, bytes), each<0xBF>(signedBytes));
-  return hn::BitCast(d, hn::VecFromMask(signedBytes, starts));
-}
-
-template <class D, class V>
-HWY_INLINE bool allZero(D d, V bytes) {
-  return hn::AllTrue(d, hn::Eq(bytes, hn::Zero(d)));
-}
-
-template <class D, class V>
-HWY_INLINE bool allAscii(D d, V bytes) {
-  return allZero(d, hn::And(bytes, each<0x80>(d)));
-}
-
 // --- stretches
 
 /// A text on the way. The last character taken may be malformed in what follows.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf8Kernel.hpp"
 #include "simd/kelUtf8Words.hpp"
 #include "simd/kelVectors.hpp"
 

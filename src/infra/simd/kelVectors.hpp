@@ -63,6 +63,26 @@ HWY_INLINE hn::Vec<D> each(D d) {
   return eachFour<byte * 0x01010101U>(d);
 }
 
+// --- bytes of UTF-8
+
+/// FF for each byte that starts a character.
+template <class D, class V>
+HWY_INLINE V startsOf(D d, V bytes) {
+  const hn::Repartition<std::int8_t, D> signedBytes;
+  const auto starts = hn::Gt(hn::BitCast(signedBytes, bytes), each<0xBF>(signedBytes));
+  return hn::BitCast(d, hn::VecFromMask(signedBytes, starts));
+}
+
+template <class D, class V>
+HWY_INLINE bool allZero(D d, V bytes) {
+  return hn::AllTrue(d, hn::Eq(bytes, hn::Zero(d)));
+}
+
+template <class D, class V>
+HWY_INLINE bool allAscii(D d, V bytes) {
+  return allZero(d, hn::And(bytes, each<0x80>(d)));
+}
+
 // --- what Highway 1.0.3 has no name for
 
 /// A bit for each element.

@@ -14,6 +14,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // Each kernel that this processor has, against the models. Sources and destinations end where memory does, so that a
@@ -269,11 +270,20 @@ TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
 }
 
 TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentAsTheModelDoes) {
-  const std::string text = randomUtf8(engine_, 200, 0);
-  for (std::size_t at = 0; at < 70; ++at) {
-    std::copy(text.begin(), text.end(), source_.front() + at);
-    expectCountedAsByTheModel(static_cast<const char*>(source_.front() + at), text.size());
-    if (HasFailure()) return;
+  for (const std::size_t pieces : {200U, 900U}) {
+    const std::string text = randomUtf8(engine_, pieces, 0);
+    for (std::size_t at = 0; at < 70; ++at) {
+      char* const start = source_.front() + at;
+      std::copy(text.begin(), text.end(), start);
+      expectCountedAsByTheModel(static_cast<const char*>(start), text.size());
+      // Something else on either side of the first boundary.
+      for (std::size_t place = at < 60 ? 60 - at : 0; place < 70 - at; ++place) {
+        const char byte = std::exchange(start[place], static_cast<char>(0x80 + engine_() % 0x80));
+        expectCountedAsByTheModel(static_cast<const char*>(start), text.size());
+        start[place] = byte;
+      }
+      if (HasFailure()) return;
+    }
   }
 }
 

@@ -1,0 +1,151 @@
+#pragma once
+
+#include "simd/kelVbmiVectors.hpp"
+
+#include <cstddef>
+#include <cstdint>
+
+/// UTF-8 for processors that have a bit for each of 64 bytes and look-ups among as many: which bytes continue a character
+/// and which have to are masks that must be equal, and what a lead byte bars its second byte from is looked up.
+namespace tarvo::simd {
+
+// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+namespace {
+
+using Mask = __mmask64;
+
+constexpr std::size_t width = 64;
+
+/// By the low six bits of a lead byte: the quarters of 80 to BF that its second byte is barred from.
+consteval ByteTable tableOfLeads() {
+  ByteTable table;
+  table.at[0x00] = table.at[0x01] = 0b1111;                                  // C0, C1: overlong
+  table.at[0x20] = 0b0011;                                                   // E0 80 to 9F: overlong
+  table.at[0x2D] = 0b1100;                                                   // ED A0 to BF: surrogates
+  table.at[0x30] = 0b0001;                                                   // F0 80 to 8F: overlong
+  table.at[0x34] = 0b1110;                                                   // F4 90 to BF: above U+10FFFF
+  for (unsigned lead = 0x35; lead < width; ++lead) table.at[lead] = 0b1111;  // F5 to FF: none
+  return table;
+}
+
+/// By the low six bits of a second byte: its quarter.
+consteval ByteTable tableOfSeconds() {
+  ByteTable table;
+  for (unsigned byte = 0; byte < width; ++byte) table.at[byte] = static_cast<unsigned char>(1U << byte / 16);
+  return table;
+}
+
+constexpr ByteTable barredByLead = tableOfLeads();
+constexpr ByteTable quarters = tableOfSeconds();
+
+__attribute__((always_inline)) inline Vector each(int byte) {
+  return _mm512_set1_epi8(static_cast<char>(byte));
+}
+
+/// Whether the last character wants more bytes than there are.
+__attribute__((always_inline)) inline bool lastIsCut(const char* text, std::size_t length) {
+  const auto from = [&](std::size_t back, int lead) {
+    return length >= back && static_cast<unsigned char>(text[length - back]) >= lead;
+  };
+  return from(1, 0xC0) || from(2, 0xE0) || from(3, 0xF0);
+}
+
+/// A text on the way.
+struct Progress {
+  Mask faults = 0;
+  std::size_t continuations = 0;
+
+  /// 64 bytes, and those that begin one, two and three bytes further left.
+  __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
+    const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
+    const Mask behindLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
+    const Mask due =
+        behindLead | _mm512_cmpge_epu8_mask(second, each(0xE0)) | _mm512_cmpge_epu8_mask(third, each(0xF0));
+    const Vector barred = _mm512_permutexvar_epi8(first, load(barredByLead));
+    const Vector own = _mm512_permutexvar_epi8(bytes, load(quarters));
+    faults |= (due ^ continuing) | _mm512_mask_test_epi8_mask(behindLead, barred, own);
+    continuations += static_cast<std::size_t>(__builtin_popcountll(continuing));
+  }
+
+  __attribute__((always_inline)) void take(Vector bytes, const char* text) {
+    take(bytes, _mm512_loadu_si512(text - 1), _mm512_loadu_si512(text - 2), _mm512_loadu_si512(text - 3));
+  }
+};
+
+/// At most 64 bytes, as if zeros followed, which continue nothing; the text's first, or with three and more to the left.
+template <bool copies>
+__attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
+                                                    std::size_t at, std::size_t count) {
+  const Mask all = firstBits(count);
+  const auto behind = [&](std::size_t places) {
+    return _mm512_maskz_loadu_epi8(at == 0 ? all & ~firstBits(places) : all, text + at - places);
+  };
+  const Vector bytes = behind(0);
+  if constexpr (copies) _mm512_mask_storeu_epi8(dest + at, all, bytes);
+  progress.take(bytes, behind(1), behind(2), behind(3));
+}
+
+template <bool copies>
+__attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* text, std::size_t at) {
+  const Vector bytes = _mm512_loadu_si512(text + at);
+  if constexpr (copies) _mm512_storeu_si512(dest + at, bytes);
+  return bytes;
+}
+
+/// Four times 64 bytes. Where all are ASCII only the first can hold a fault, and only if something else stands to its left.
+template <bool copies>
+__attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
+                                                    std::size_t at, bool& asciiBefore) {
+  const Vector v0 = bytesAt<copies>(dest, text, at);
+  const Vector v1 = bytesAt<copies>(dest, text, at + width);
+  const Vector v2 = bytesAt<copies>(dest, text, at + 2 * width);
+  const Vector v3 = bytesAt<copies>(dest, text, at + 3 * width);
+  const Vector any = _mm512_or_si512(_mm512_or_si512(v0, v1), _mm512_or_si512(v2, v3));
+  const bool ascii = _mm512_movepi8_mask(any) == 0;
+  if (!ascii || !asciiBefore) progress.take(v0, text + at);
+  asciiBefore = ascii;
+  if (ascii) return;
+  progress.take(v1, text + at + width);
+  progress.take(v2, text + at + 2 * width);
+  progress.take(v3, text + at + 3 * width);
+}
+
+/// How many bytes to take first, not counting that there may be fewer. Of a long text those before a boundary, from which
+/// on no vector lies in two lines of the cache, unless too few would stand to the left of it.
+__attribute__((always_inline)) inline std::size_t sizeOfHead(const char* text, std::size_t length) {
+  constexpr std::size_t isLong = 16 * width;
+  const std::size_t before = width - reinterpret_cast<std::uintptr_t>(text) % width;
+  return length < isLong || before < 3 ? width : before;
+}
+
+template <bool copies>
+__attribute__((always_inline)) inline std::ptrdiff_t takeWellFormed(char* dest, const char* text,
+                                                                    std::size_t length) {
+  if (length == 0) return 0;
+  Progress progress;
+  const std::size_t head = sizeOfHead(text, length);
+  std::size_t at = length < head ? length : head;
+  takeSome<copies>(progress, dest, text, 0, at);
+  bool asciiBefore = false;
+  for (; length - at >= 4 * width; at += 4 * width) takeFour<copies>(progress, dest, text, at, asciiBefore);
+  while (at < length) {
+    const std::size_t count = length - at < width ? length - at : width;
+    takeSome<copies>(progress, dest, text, at, count);
+    at += count;
+  }
+  if (lastIsCut(text, length)) progress.faults = 1;
+  return progress.faults == 0 ? static_cast<std::ptrdiff_t>(length - progress.continuations) : -1;
+}
+
+std::ptrdiff_t countWellFormed(const char* text, std::size_t length) {
+  return takeWellFormed<false>(nullptr, text, length);
+}
+
+std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) {
+  return takeWellFormed<true>(dest, text, length);
+}
+
+}  // namespace
+// NOLINTEND(misc-definitions-in-headers)
+
+}  // namespace tarvo::simd
