@@ -5,6 +5,7 @@
 #include "simd/kelVbmiVectors.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 /// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet.
 namespace tarvo::simd {
@@ -40,34 +41,59 @@ consteval ByteTable groupsInLanes() {
 
 constexpr ByteTable laneOrder = groupsInLanes();
 
-/// Where the four values of a lane's group start, one for each unit.
-constexpr long long lowValues = 0x0000'0006'000C'0012;
-constexpr long long highValues = 0x0018'001E'0024'002A;
+/// Where the values of a lane start: those of its lower group for the even bytes, those of the upper one for the odd.
+constexpr long long valuePlaces = 0x1800'1E06'240C'2A12;
 
-/// Units of the group at those places. A look-up takes the low six bits of each byte and leaves out every other
-/// one.
-__attribute__((always_inline)) inline Vector unitsOf(Vector lanes, long long places, Vector table) {
-  return _mm512_maskz_permutexvar_epi8(0x5555'5555'5555'5555,
-                                       _mm512_multishift_epi64_epi8(_mm512_set1_epi64(places), lanes), table);
+/// The units of 16 groups, 32 in each.
+struct Units {
+  Vector low;
+  Vector high;
+};
+
+/// A look-up takes the low six bits of each byte.
+template <Base64Alphabet alphabet>
+__attribute__((always_inline)) inline Units unitsOf(Vector bytes) {
+  const Vector lanes = _mm512_permutexvar_epi8(load(laneOrder), bytes);
+  const Vector values = _mm512_multishift_epi64_epi8(_mm512_set1_epi64(valuePlaces), lanes);
+  const Vector characters = _mm512_permutexvar_epi8(values, load(encodeTables[alphabet]));
+  return {_mm512_and_si512(characters, _mm512_set1_epi16(0xFF)), _mm512_srli_epi16(characters, 8)};
+}
+
+/// At most 16 groups.
+template <Base64Alphabet alphabet>
+__attribute__((always_inline)) inline void encodeSome(unsigned short* dest, const char* src,
+                                                      std::size_t groups) {
+  const Units units = unitsOf<alphabet>(_mm512_maskz_loadu_epi8(firstBits(groups * 3), src));
+  const __mmask64 all = firstBits(groups * 4);
+  _mm512_mask_storeu_epi16(dest, static_cast<__mmask32>(all), units.low);
+  _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(all >> 32U), units.high);
+}
+
+/// The groups before a boundary of the destination, from which on no vector lies in two lines of the cache; none where they
+/// do not end there.
+template <Base64Alphabet alphabet>
+__attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, const char* src) {
+  const std::size_t before = -reinterpret_cast<std::uintptr_t>(dest) % 64;
+  if (before % 8 != 0) return 0;
+  encodeSome<alphabet>(dest, src, before / 8);
+  return before / 8;
+}
+
+/// The bytes of 16 groups, and more where so many can be read.
+__attribute__((always_inline)) inline Vector bytesOfBlock(const char* src, std::size_t groups) {
+  return groups * 3 >= sizeof(Vector) ? _mm512_loadu_si512(src)
+                                      : _mm512_maskz_loadu_epi8(firstBits(blockGroups * 3), src);
 }
 
 template <Base64Alphabet alphabet>
 std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t groups) {
-  const Vector table = load(encodeTables[alphabet]);
-  const Vector order = load(laneOrder);
-  std::size_t left = groups;
-  for (; left >= blockGroups; left -= blockGroups, src += blockGroups * 3, dest += blockGroups * 4) {
-    const Vector lanes = _mm512_permutexvar_epi8(order, _mm512_maskz_loadu_epi8(firstBits(48), src));
-    _mm512_storeu_si512(dest, unitsOf(lanes, lowValues, table));
-    _mm512_storeu_si512(dest + 32, unitsOf(lanes, highValues, table));
+  std::size_t taken = groups < 8 * blockGroups ? 0 : encodeBeforeLine<alphabet>(dest, src);
+  for (; groups - taken >= blockGroups; taken += blockGroups) {
+    const Units units = unitsOf<alphabet>(bytesOfBlock(src + taken * 3, groups - taken));
+    _mm512_storeu_si512(dest + taken * 4, units.low);
+    _mm512_storeu_si512(dest + taken * 4 + 32, units.high);
   }
-  if (left > 0) {
-    const Vector lanes = _mm512_permutexvar_epi8(order, _mm512_maskz_loadu_epi8(firstBits(left * 3), src));
-    const __mmask64 units = firstBits(left * 4);
-    _mm512_mask_storeu_epi16(dest, static_cast<__mmask32>(units), unitsOf(lanes, lowValues, table));
-    _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(units >> 32U),
-                             unitsOf(lanes, highValues, table));
-  }
+  if (taken < groups) encodeSome<alphabet>(dest + taken * 4, src + taken * 3, groups - taken);
   return groups;
 }
 

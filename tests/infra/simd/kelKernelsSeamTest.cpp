@@ -61,12 +61,14 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
   const Kernels& kernels() const { return *GetParam(); }
 
   /// What a kernel takes of the bytes, as text; the rest of the destination is as it was.
-  std::u16string encoded(simd::Base64Alphabet alphabet, const char* bytes, std::size_t groups) {
-    auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(groups * 8));
-    std::fill(dest, dest + groups * 4, filling);
+  std::u16string encoded(simd::Base64Alphabet alphabet, const char* bytes, std::size_t groups,
+                         std::size_t gap = 0) {
+    auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(groups * 8 + gap * 2));
+    auto* const end = dest + groups * 4 + gap;
+    std::fill(dest, end, filling);
     const std::size_t taken = kernels().encodeGroups[alphabet](dest, bytes, groups);
     EXPECT_LE(taken, groups);
-    EXPECT_TRUE(std::all_of(dest + taken * 4, dest + groups * 4, [](auto unit) { return unit == filling; }));
+    EXPECT_TRUE(std::all_of(dest + taken * 4, end, [](auto unit) { return unit == filling; }));
     return {dest, dest + taken * 4};
   }
 
@@ -181,6 +183,17 @@ TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDo
         const std::u16string text = encoded(alphabet, at, groups);
         ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
       }
+    }
+  }
+}
+
+TEST_P(KernelsOfThisProcessor, EncodeLongTextsToEveryAlignmentAsTheModelDoes) {
+  for (const std::size_t groups : {127U, 128U, 129U, 150U, 400U}) {
+    const std::string bytes = randomBytes(engine_, groups * 3);
+    const std::u16string expected = modelEncode(Base64Alphabet::standard, bytes);
+    for (std::size_t gap = 0; gap < 40; ++gap) {
+      const std::u16string text = encoded(simd::standardAlphabet, bytes.data(), groups, gap);
+      ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
     }
   }
 }
