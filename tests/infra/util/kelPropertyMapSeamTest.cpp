@@ -194,6 +194,18 @@ TEST(PropertyIndex, IsCertainThatAnEmptyOneHasNothing) {
   EXPECT_TRUE(PropertyIndex(1000).hasRoom(1000));
 }
 
+TEST(PropertyIndex, HasRoomForHalfOfItsPlaces) {
+  constexpr std::size_t count = 100;  // of three times as many places
+  PropertyIndex::Property property(u"", u"");
+  PropertyIndex index(count);
+  for (unsigned int i = 0; i < 150; ++i) {
+    EXPECT_TRUE(index.hasRoom(150 - i)) << i;
+    EXPECT_FALSE(index.hasRoom(151 - i)) << i;
+    index.add(PropertyIndex::Hash{i} << 24U, property, false);
+  }
+  EXPECT_FALSE(index.hasRoom(1));
+}
+
 TEST(PropertyIndex, HasAPlaceForEachKeyOfManySettings) {
   using Key = std::string (*)(std::size_t);
   constexpr std::array<Key, 4> patterns = {
