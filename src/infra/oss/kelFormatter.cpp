@@ -178,10 +178,42 @@ bool roundsToNearest() {
   return tiny + 1.0F == 1.0F - tiny;
 }
 
+constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
+                                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
+
+/// Whether the text, which is not empty, is up to 15 digits, with a "-" before or a point among them or without, and its
+/// value: such an integer and such a power of ten are exact, so that their quotient is rounded once and strtod's.
+template <class Text>
+bool readFewDigits(Text text, double& value) {
+  static_assert(FLT_EVAL_METHOD == 0);
+  constexpr std::size_t most = 15;
+  const bool negative = text.front() == '-';
+  if (negative) text.remove_prefix(1);
+  if (text.size() > most + 1) return false;
+  std::int64_t sum = 0;
+  std::size_t digits = 0;
+  std::size_t beforePoint = 0;
+  for (const auto unit : text) {
+    const unsigned int digit = static_cast<unsigned int>(unit) - '0';
+    if (digit <= 9) {
+      sum = sum * 10 + digit;
+      ++digits;
+    } else if (unit == '.' && beforePoint == 0 && digits > 0) {
+      beforePoint = digits;
+    } else {
+      return false;
+    }
+  }
+  if (digits == 0 || digits > most || digits == beforePoint || !roundsToNearest()) return false;
+  const std::size_t decimals = beforePoint == 0 ? 0 : digits - beforePoint;
+  const double quotient = static_cast<double>(sum) / powersOfTen[decimals];
+  value = negative ? -quotient : quotient;
+  return true;
+}
+
 /// Whether `strtod` takes the whole text, and its value. The text is not empty, has no white space at its ends
 /// and a NUL behind it.
-bool readDouble(std::string_view text, double& value) {
-  const platform::EnglishRuntimeLocale english;
+bool readAnyDouble(std::string_view text, double& value) {
   const char* const end = text.data() + text.size();
   // A finite value of a text that it takes whole is strtod's; the rest is for strtod to say.
   const auto [stop, error] = std::from_chars(text.data(), end, value);
@@ -190,6 +222,11 @@ bool readDouble(std::string_view text, double& value) {
   char* last = nullptr;
   value = std::strtod(text.data(), &last);
   return last == end;
+}
+
+bool readDouble(std::string_view text, double& value) {
+  const platform::EnglishRuntimeLocale english;
+  return readFewDigits(text, value) || readAnyDouble(text, value);
 }
 
 /// Writes the text as bytes with a NUL behind it. False, and the bytes are of no use, unless it is all ASCII.
@@ -202,12 +239,14 @@ bool narrowed(Units text, char* bytes) {
 bool readDouble(Units text, double& value) {
   constexpr std::size_t usual = 128;
   if (text.empty()) return false;
+  const platform::EnglishRuntimeLocale english;
+  if (readFewDigits(text, value)) return true;
   if (text.size() < usual) [[likely]] {
     char bytes[usual];
-    return narrowed(text, bytes) && readDouble(std::string_view(bytes, text.size()), value);
+    return narrowed(text, bytes) && readAnyDouble(std::string_view(bytes, text.size()), value);
   }
   std::string bytes(text.size(), '\0');
-  return narrowed(text, bytes.data()) && readDouble(std::string_view(bytes), value);
+  return narrowed(text, bytes.data()) && readAnyDouble(std::string_view(bytes), value);
 }
 
 double toDouble(Units text) {

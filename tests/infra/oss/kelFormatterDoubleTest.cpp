@@ -306,14 +306,53 @@ TEST(FormatterDouble, AgreesWithStrtodOnRandomTexts) {
   EXPECT_GT(numbers, 1'000);
 }
 
+// Up to 15 digits are reckoned, more are read otherwise.
+TEST(FormatterDouble, AgreesWithStrtodOnFewDigitsWithAPointAnywhere) {
+  constexpr unsigned int seed = 3405;
+  std::mt19937 engine(seed);
+  for (std::size_t count = 0; count <= 18; ++count) {
+    for (int i = 0; i < 40; ++i) {
+      std::string digits(count, i == 0 ? '0' : '9');
+      if (i > 1) {
+        for (char& digit : digits) digit = static_cast<char>('0' + engine() % 10);
+      }
+      for (const char* const sign : {"", "-", "+"}) {
+        compareWithStrtod(sign + digits);
+        for (std::size_t point = 0; point <= count; ++point) {
+          compareWithStrtod(sign + std::string(digits).insert(point, "."));
+        }
+      }
+      if (::testing::Test::HasFailure()) FAIL() << "seed " << seed << ", " << count << " digits";
+    }
+  }
+}
+
+TEST(FormatterDouble, RefusesUnitsThatOnlyLookLikeFewDigits) {
+  for (const char* const text :
+       {"1.2.3", "..1", "1..", "1-2", "--1", "1.-2", "1.2-", "-", "1 2", "1:2", "1/2", "1,2"}) {
+    compareWithStrtod(text);
+  }
+  for (const char16_t unit : {u'\u0131', u'\u012E', u'\u012D', u'\uFF11', u'\u0661', u'\u00B2'}) {
+    for (int place = 0; place < 3; ++place) {
+      icu::UnicodeString text(u"2.5");
+      text.setCharAt(place, unit);
+      std::string bytes;
+      EXPECT_THAT([&] { Formatter::stringToDouble(text); }, refuses(text.toUTF8String(bytes)));
+      EXPECT_THAT([&] { Formatter::stringToDouble(bytes.c_str()); }, refuses(bytes));
+    }
+  }
+}
+
 TEST(FormatterDouble, FollowsTheRoundingModeAsStrtodDoes) {
   const int former = std::fegetround();
   for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
     std::fesetround(mode);
     std::vector<std::pair<double, std::optional<double>>> results;
     for (const char* const text :
-         {"0.1", "-0.1", "0.3", "1.7976931348623159e307", "123456789012345678901", "1e23"})
+         {"0.1", "-0.1", "0.3", "1.7976931348623159e307", "123456789012345678901", "1e23"}) {
       results.emplace_back(Formatter::stringToDouble(text), strtodOf(text));
+      results.emplace_back(Formatter::stringToDouble(wide(text)), strtodOf(text));
+    }
     std::fesetround(former);
     for (const auto& [value, expected] : results)
       EXPECT_EQ(shown(value), shown(*expected)) << "mode " << mode;
