@@ -113,6 +113,14 @@ TYPED_TEST(FormatterOf, LeavesATextAloneWhoseBufferTheCallerHolds) {
   EXPECT_EQ(utf8(out), "mine");
 }
 
+TEST(Formatter, LeavesATextAloneWhoseBufferTheCallerHoldsForALiteral) {
+  icu::UnicodeString out(u"former");
+  std::char_traits<char16_t>::copy(out.getBuffer(30), u"mine", 4);
+  Formatter::int64ToHexLiteral(out, 42, true);
+  out.releaseBuffer(4);
+  EXPECT_EQ(utf8(out), "mine");
+}
+
 // --- the model
 
 TEST(DecimalModel, ReducesDecimalTextsOfAnyLength) {

@@ -60,6 +60,7 @@ TEST(DataBufferWithoutMemory, StaysAsItIsWhenItsOwnPieceCannotBeCopied) {
     const AllocationLimit limit(4000);
     buffer.insertString(7, buffer);
     buffer.insertString(7, buffer.getString(), 4500);
+    buffer.appendBinary(buffer.getString(), 4500, false);
   }
   EXPECT_EQ(std::string(buffer.getString()), std::string(5000, 'x'));
   EXPECT_EQ(buffer.length(), 5000);
