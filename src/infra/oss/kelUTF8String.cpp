@@ -46,7 +46,7 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
 bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t count) {
   const std::int32_t length = text.length();
   const auto room = static_cast<std::size_t>(text.getCapacity() - length);
-  if (count == 0 || count > room || text.isBogus()) return false;
+  if (count == 0 || count > room) return false;  // a bogus text has no room
   char16_t* const units = text.getBuffer(length + static_cast<std::int32_t>(count));
   if (units == nullptr) throw std::bad_alloc();  // it was shared, and there is no memory for one of its own
   const std::ptrdiff_t written = utf16FromUtf8(bytes, count, units + length);

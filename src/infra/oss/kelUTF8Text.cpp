@@ -2,9 +2,30 @@
 
 #include "simd/kelKernelChoice.hpp"
 
+#include <cstdint>
+#include <cstring>
+
 namespace tarvo::oss {
 
 namespace {
+
+/// The eight bytes at `text`, in any order.
+std::uint64_t wordAt(const char* text) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, text, sizeof word);
+  return word;
+}
+
+/// The bits that tell a byte above 7F.
+constexpr std::uint64_t foreignBits = 0x8080808080808080;
+
+/// The bytes of a character by its lead byte alone, which is above 7F; 0 for 80 to BF and F8 to FF, which lead none.
+constexpr std::size_t sizeByLead(unsigned char lead) {
+  if (lead < 0xC0) return 0;
+  if (lead < 0xE0) return 2;
+  if (lead < 0xF0) return 3;
+  return lead < 0xF8 ? 4 : 0;
+}
 
 std::ptrdiff_t countByLeads(const char* text, std::size_t length) {
   std::size_t at = 0;
@@ -17,7 +38,7 @@ std::ptrdiff_t countByLeads(const char* text, std::size_t length) {
       count += eight ? 8 : 1;
       continue;
     }
-    const std::size_t size = characterSize(lead);
+    const std::size_t size = sizeByLead(lead);
     if (size == 0) return -1;
     at += size;
     ++count;

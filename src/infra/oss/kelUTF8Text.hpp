@@ -2,33 +2,11 @@
 
 #include "simd/kelKernels.hpp"
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 /// What the bytes of a UTF-8 text say.
 namespace tarvo::oss {
-
-/// The eight bytes at `text`, the first one lowest.
-inline std::uint64_t wordAt(const char* text) {
-  static_assert(std::endian::native == std::endian::little);
-  std::uint64_t word = 0;
-  std::memcpy(&word, text, sizeof word);
-  return word;
-}
-
-/// The bits that tell a byte above 7F.
-constexpr std::uint64_t foreignBits = 0x8080808080808080;
-
-/// The bytes of a character by its lead byte alone: 1 to 4, or 0 for 80 to BF and F8 to FF, which lead none.
-constexpr std::size_t characterSize(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead < 0xC0) return 0;
-  if (lead < 0xE0) return 2;
-  if (lead < 0xF0) return 3;
-  return lead < 0xF8 ? 4 : 0;
-}
 
 /// Whether a byte is none that a character starts with: 80 to BF.
 constexpr bool continuesCharacter(char byte) {
@@ -47,7 +25,7 @@ std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length);
 std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t length);
 constexpr std::size_t spreadSlack = simd::spreadReadsBehind;
 
-/// The characters by their lead bytes alone, whatever follows them, or -1 where `characterSize` is 0. One
+/// The characters by their lead bytes alone, whatever follows them, or -1 where one is none: 80 to BF and F8 to FF. One
 /// that the end cuts short counts.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length);
 
