@@ -37,7 +37,7 @@ constexpr int spareCapacity = 4096;
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 // A text that outgrows a block of so much is likely to grow on: the next one is not twice but four times as large, unless
-// that is above the other. Half of the copies are spared so, and room that is never written to is no memory yet.
+// that is above the other. Half of the copies are spared so, and room far behind what is written to is no memory yet.
 constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
 constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 

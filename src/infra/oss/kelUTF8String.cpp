@@ -48,7 +48,10 @@ bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t coun
   const auto room = static_cast<std::size_t>(text.getCapacity() - length);
   if (count == 0 || count > room) return false;  // a bogus text has no room
   char16_t* const units = text.getBuffer(length + static_cast<std::int32_t>(count));
-  if (units == nullptr) throw std::bad_alloc();  // it was shared, and there is no memory for one of its own
+  if (units == nullptr) {
+    if (text.isBogus()) throw std::bad_alloc();  // it was shared, and there is no memory for one of its own
+    return false;                                // the caller holds it open
+  }
   const std::ptrdiff_t written = utf16FromUtf8(bytes, count, units + length);
   text.releaseBuffer(length + static_cast<std::int32_t>(std::max(written, std::ptrdiff_t{0})));
   return written >= 0;

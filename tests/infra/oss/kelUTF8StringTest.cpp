@@ -400,6 +400,14 @@ TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
   EXPECT_EQ(text, expected + u" and more");
 }
 
+TEST(UTF8String, LeavesAUnicodeAloneWhoseBufferIsHeldOpen) {
+  icu::UnicodeString text(u"xy");
+  ASSERT_NE(text.getBuffer(20), nullptr);
+  UTF8String("b").getString(text);
+  text.releaseBuffer(2);
+  EXPECT_EQ(text, u"xy");
+}
+
 TEST(UTF8String, AppendsIntoAnArrayThatTheCallersUnicodeStandsFor) {
   std::array<char16_t, 20> units;
   units.fill(u'.');
