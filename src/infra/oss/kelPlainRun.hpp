@@ -47,6 +47,10 @@ inline void narrowEight(const char16_t* units, char* bytes) {
   std::memcpy(bytes, &narrow, sizeof narrow);
 }
 
+constexpr bool hasZeroByte(std::uint64_t word) {
+  return ((word - 0x0101010101010101) & ~word & 0x8080808080808080) != 0;
+}
+
 /// The bits that a number below `plain` (128 or 256) does not have, in each of eight bytes or four units.
 constexpr std::uint64_t bitsAboveBytes(std::size_t plain) {
   return plain == 256 ? 0 : 0x8080808080808080;

@@ -50,10 +50,6 @@ int askForUnit(UConverter* converter, char byte) {
   return single && U_SUCCESS(status) ? units.front() : noSingle;
 }
 
-constexpr bool hasZeroByte(std::uint64_t word) {
-  return ((word - 0x0101010101010101) & ~word & 0x8080808080808080) != 0;
-}
-
 }  // namespace
 
 // --- made once

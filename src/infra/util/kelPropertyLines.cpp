@@ -13,11 +13,6 @@ namespace tarvo::util {
 namespace {
 
 constexpr std::size_t wordBytes = sizeof(std::uint64_t);
-constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
-
-constexpr bool hasZero(std::uint64_t word) {
-  return ((word - ones) & ~word & 0x80 * ones) != 0;
-}
 
 /// Eight units as bytes, the first one highest, or nothing when one of them may be 255 or more.
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
@@ -53,7 +48,7 @@ std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
 
 /// Whether only keys that have the same eight units have this word.
 constexpr bool tellsAll(std::uint64_t word) {
-  return !hasZero(word) && !hasZero(~word);
+  return !oss::hasZeroByte(word) && !oss::hasZeroByte(~word);
 }
 
 /// Sorts by a few units at a time, packed into a number, and then those with the same ones by the next few. Keys
