@@ -21,6 +21,9 @@ namespace tarvo::oss {
 /// It holds text, not bytes at large: a content byte 0 ends the text for everything that measures. Inserting
 /// before such a byte moves only what stands before it, and a text that outgrows its room is cut there.
 ///
+/// A text on the heap has room for some growth at once, in a block that may be four times as large as the text, whatever
+/// `capacity` tells; from 4 MiB on the system is asked for large pages.
+///
 /// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a piece
 /// of it; it is added as if copied first. A text for which there is no memory, or with which the buffer would
 /// need a capacity above the largest int, changes nothing and is not reported; the constructors raise

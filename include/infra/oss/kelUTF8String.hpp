@@ -41,6 +41,7 @@ class KELINFRA_API UTF8String : public DataBuffer {
   const char* getString() const;
   /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid. Bytes that are not
   /// well-formed become U+FFFD.
+  ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with a copy.
   void getString(icu::UnicodeString& text) const;
   /// Converts the text, up to its terminator, into another code page.
   ///   target, capacity, codepage, returns   as `Converter::convert` has them: a null target asks for the size

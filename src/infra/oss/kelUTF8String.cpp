@@ -23,14 +23,15 @@ namespace {
 
 constexpr const char* utf8 = "UTF-8";
 
-/// Without memory the text stays as it is: where it has no room, ICU's own append would lose it. Nothing is copied when
-/// there is nothing to append to, unless much more room would be kept than the text needs.
+/// Without memory the text stays as it is: where it has no room, ICU's own append would lose it, as it loses one that
+/// shares its units with another. Nothing is copied when there is nothing to append to, unless much more room would be kept
+/// than the text needs.
 void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
   const std::int64_t length = std::int64_t{text.length()} + more.length();
   if (length > most) throw std::bad_alloc();
   if (length <= text.getCapacity() && !text.isBogus()) {
-    text.append(more);
+    if (text.append(more).isBogus()) throw std::bad_alloc();  // it was shared
     return;
   }
   if (text.isEmpty() && more.getCapacity() / 2 <= length) {
