@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unicode/unistr.h>
 
 #include <algorithm>
 #include <array>
