@@ -1,0 +1,79 @@
+"""The prose of this repository: comments and pages, as paragraphs with their places. Imported by scripts/words and
+scripts/sentences."""
+
+import pathlib
+import re
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+COMMENT = {
+    ".cpp": r"///?<?", ".hpp": r"///?<?", ".py": r"#", ".sh": r"#", ".cmake": r"#", ".txt": r"#", ".supp": r"#",
+    ".map": r"#", ".java": r"///?", "": r"#",
+}
+# Data, generated pages and texts of others.
+LEFT_OUT = re.compile(r"^(fuzz/corpus|docs/pictures|exports|examples/(documents|requests)|tests/data|LICENSES?)\b"
+                      r"|^docs/benchmarks\.md$|\.(json|in|properties|svg|dict)$|^cmake/copyright$|^\.git")
+
+
+def files():
+    """The files that hold prose: tracked ones, and new ones that git does not ignore."""
+    listed = subprocess.run(["git", "-C", ROOT, "ls-files", "--cached", "--others", "--exclude-standard"],
+                            capture_output=True, text=True, check=True).stdout.split("\n")
+    return sorted(name for name in listed if name and not LEFT_OUT.search(name) and (ROOT / name).is_file())
+
+
+def page_lines(lines):
+    """The lines of a Markdown page that are prose: no code, no tables."""
+    fenced = False
+    for number, line in enumerate(lines, 1):
+        if line.lstrip().startswith("```"):
+            fenced = not fenced
+        elif not fenced and not line.startswith("    ") and not line.lstrip().startswith("|"):
+            yield number, line
+        else:
+            yield number, ""
+
+
+def comment_lines(lines, marker):
+    """The comments of a source, with their indentation."""
+    comment = re.compile(r"^(?P<code>(?:[^\"'/#]|\"(?:\\.|[^\"\\])*\"|'(?:\\.|[^'\\])*'|/(?!/))*?)(?:" + marker + r")(?!!)"
+                         r"(?P<text>(?: .*)?)$")
+    for number, line in enumerate(lines, 1):
+        found = comment.match(line)
+        yield number, found.group("text")[1:] if found else ""
+
+
+def lines_of(name):
+    """(number, prose) for each line of a file; the prose is empty where there is none."""
+    path = ROOT / name
+    lines = path.read_text(encoding="utf-8", errors="replace").split("\n")
+    if path.suffix == ".md":
+        return list(page_lines(lines))
+    if path.suffix == "" and not lines[0].startswith("#!"):
+        return []
+    marker = COMMENT["" if lines[0].startswith("#!") else path.suffix] if path.suffix in COMMENT else None
+    return list(comment_lines(lines, marker)) if marker else []
+
+
+def paragraphs(name):
+    """(number of the first line, text) for each run of lines of prose; an indented line is an example or a table."""
+    start, words = 0, []
+    for number, text in lines_of(name) + [(0, "")]:
+        text = "" if text.startswith("  ") and not name.endswith(".md") else text.strip()
+        begins = re.match(r"([-*] |#|\d+\. )", text)
+        if words and (not text or begins):
+            yield start, " ".join(words)
+            words = []
+        if text and not words:
+            start = number
+        if text:
+            words.append(text)
+
+
+def sentences(name):
+    """(number of the paragraph's first line, sentence); headings and fragments without a verb's room are left out."""
+    for start, text in paragraphs(name):
+        text = re.sub(r"^(#+|[-*]|\d+\.) ", "", text)
+        for sentence in re.split(r"(?<=[.!?]) +(?=[A-Z`*\"(])", text):
+            if len(sentence.split()) >= 5 and sentence.rstrip("*`\")")[-1:] in ".!?":
+                yield start, sentence

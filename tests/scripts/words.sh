@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# words.sh ROOT: scripts/words finds each kind of turn, in a comment, a page and the name of a test, and nothing else.
+. "$1/scripts/common.sh"
+
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+# found FILE LINE WORDS: a file of that one line has a finding that names WORDS.
+found() {
+  printf '%s\n' "$2" >"$folder/$1"
+  "$root/scripts/words" "$folder/$1" >"$folder/out" && die "nothing was found in $1: $2"
+  grep -qF -- "'$3'" "$folder/out" || die "$1: $2: expected '$3', but: $(cat "$folder/out")"
+}
+
+# clean FILE LINE
+clean() {
+  printf '%s\n' "$2" >"$folder/$1"
+  "$root/scripts/words" "$folder/$1" >"$folder/out" || die "found in $1: $2: $(cat "$folder/out")"
+}
+
+found a.cpp "int a = 0;  // the byte behind the text" behind
+found a.hpp "/// Returns so many bytes as were read." "so many"
+found a.hpp "/// The call tells the size." tells
+found a.py "# The list is built anew." anew
+found a.cmake "# The file has none." "has none"
+found a.cpp "// All pages but for one are tables." "but for"
+found a.cpp "// It has a thread of its own." "of its own"
+found a.md "The number stands in the header." stands
+found a.md "The signature is as it always has been." "as it always has"
+found a.md "A time-out is given in milliseconds." "time-out"
+found a.md "What is read stays in the buffer until the next call." "What is read ..."
+found a.md "The choice of the code page is the caller's." "is the caller's"
+found a.cpp "TEST(Buffer, StartsAnew) {" Anew
+found a.cpp "// $(printf 'x%.0s' {1..120})" "123 columns"
+
+clean a.cpp 'print("the byte behind the text");  // prints a message of the program'
+clean a.md "The page says \`behind\` where it quotes code."
+clean a.md "What does it cost? Nothing."
+clean a.md "The identifier stands for a message."
+clean a.cpp "TEST(Buffer, ReturnsTheSizeAfterAnAppend) {"
