@@ -10,10 +10,11 @@ namespace tarvo::oss {
 /// What every failure of the library is thrown as, by value: an exception that carries its messages.
 ///
 ///     try {
-///       socket.connect(host, port, Socket::NullAddrInfoExternal, &timeout);
+///       Socket socket;
+///       socket.connect("127.0.0.1", 1, Socket::NullAddrInfoExternal, nullptr);
 ///     } catch (const BaseException& error) {
-///       error.getErrorMessage().getMessageID();   // "ERR_SOCKET_TIMEOUT"
-///       error.getErrorMessage().getMessageArgs(); // host, port
+///       error.getErrorMessage().getMessageID();    // -> "QN_ERR_SOCKET_CONNECTION_REFUSED"
+///       error.getErrorMessage().getMessageArgs();  // -> "127.0.0.1", "1"
 ///     }
 ///
 /// The subclasses `NLSException`, `IOException`, `SocketException` (here), `PropertiesException` and

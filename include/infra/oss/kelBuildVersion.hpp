@@ -9,10 +9,10 @@ namespace tarvo::oss {
 /// Which build of the library this is: "product-protocol-build", and its three parts.
 ///
 ///     BuildVersion version;
-///     version.getBuildVersion();         // 5.2.1.0-1.1-275
-///     version.getProductVersion();       // 5.2.1.0
-///     version.getProtocolVersion();      // 1.1
-///     version.getBuildNumberString();    // 275
+///     version.getBuildVersion();         // -> "5.2.1.0-1.1-275"
+///     version.getProductVersion();       // -> "5.2.1.0"
+///     version.getProtocolVersion();      // -> "1.1"
+///     version.getBuildNumberString();    // -> "275"
 ///
 /// A part that a text lacks is empty; whatever follows the third stands in the whole text only. Raises
 /// nothing of its own. Returned references live as long as the object and follow an assignment.

@@ -9,9 +9,12 @@ namespace tarvo::oss {
 
 /// An `OutputStream` that fills a buffer of the caller's from the front.
 ///
-///     char text[512];
+///     tarvo::util::ExtendedProperties properties;
+///     properties.putProperty("host", "db1");
+///     char text[512] = {};                   // zeros, so that the text is terminated
 ///     ByteArrayOutputStream stream(text, sizeof text);
-///     properties.save(stream, "settings");
+///     properties.save(stream);
+///     puts(text);                            // prints #saved by ExtendedProperties on host=db1
 ///
 /// The buffer is not owned, nor is it terminated; it must outlive the last write. There is no way back to its
 /// front, and the count of bytes is not told: the caller counts, or clears the buffer first. One thread at a

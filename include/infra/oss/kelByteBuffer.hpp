@@ -11,8 +11,9 @@ namespace tarvo::oss {
 /// zeros.
 ///
 ///     ByteBuffer payload(4096);
-///     payload.append(chunk, chunkLength);
-///     socket.writeMessage(payload.get(), 0, payload.length());
+///     payload.append("key", 4);      // with its NUL
+///     payload.append("value", 6);
+///     payload.length();              // -> 10
 ///
 /// Capacities are powers of two, from 4 to 2^30, terminator included; `clear` and `set` keep the capacity.
 /// Lengths are bytes. One thread at a time. The only failure is std::bad_alloc: no memory, a length whose sum

@@ -25,9 +25,10 @@ char* growBuffer(void* buffer, std::size_t size) {
 /// Code-page conversion over ICU's converters.
 ///
 ///     char latin[64];
-///     const int size = Converter::convert(latin, sizeof latin, "UTF-8", "Gr\xC3\xBC\xC3\x9F""e", "ISO-8859-1");
-///     fwrite(latin, 1, size - 1, file);                                   // 5 bytes and a NUL
-///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", text);       // ask for the size first
+///     const char* utf8 = "Gr\xC3\xBC\xC3\x9F""e";
+///     const int size = Converter::convert(latin, sizeof latin, "UTF-8", utf8, "ISO-8859-1");  // -> 6
+///     const std::string text(latin, size - 1);     // text.size() -> 5
+///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", u"Grüße");   // -> 11
 ///
 /// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths, capacities
 /// and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has in its

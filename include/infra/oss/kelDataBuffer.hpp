@@ -14,9 +14,9 @@ namespace tarvo::oss {
 ///
 ///     DataBuffer line("id=");
 ///     line.appendNumber(4711);
-///     line.appendString(u" straße", "ISO-8859-1");
-///     line.appendBinary(key, keyLength, true);      // X'0AFF'
-///     puts(line.getString());
+///     line.appendString(u" straße ", "UTF-8");
+///     line.appendBinary("\x0A\xFF", 2, true);
+///     puts(line.getString());        // prints id=4711 straße X'0AFF'
 ///
 /// It holds text, not bytes at large: a content byte 0 ends the text for everything that measures. Inserting
 /// before such a byte moves only what stands before it, and a text that outgrows its room is cut there.

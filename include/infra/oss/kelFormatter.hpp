@@ -30,9 +30,9 @@ class TextList {
 /// static.
 ///
 ///     icu::UnicodeString text;
-///     Formatter::int64ToString(text, -42);                            // "-42"
-///     int port = Formatter::stringToInt32(" 8080 ");                  // 8080
-///     double ratio = Formatter::stringToDouble("1.5");                // 1.5 where others write 1,5, too
+///     Formatter::int64ToString(text, -42);                        // text -> "-42"
+///     const int port = Formatter::stringToInt32(" 8080 ");        // -> 8080
+///     const double ratio = Formatter::stringToDouble("1.5");      // -> 1.5
 ///
 /// Threads: every member but `setSettings` may be called from any thread at any time. See `stringToDouble`
 /// for what other threads can notice of it.

@@ -12,10 +12,10 @@ namespace tarvo::oss {
 /// for the catalogue's text, a level, and the source file and line that raised it.
 ///
 ///     Message message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120);
-///     message.addArgument(volume);
+///     message.addArgument(u"C:");
 ///     message.addArgument(512);
 ///     icu::UnicodeString line;
-///     message.toString(line);            // ERR_DISK_FULL: [] - [C:] [512]
+///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
 /// A value class, used by one thread at a time. Returned references live until the message's next change.
 /// No member raises an error of the library's own; exhausted memory is the standard allocation failure.

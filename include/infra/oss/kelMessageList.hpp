@@ -7,7 +7,11 @@ namespace tarvo::oss {
 
 /// The ordered messages that an exception carries. Owns copies of what is put into it.
 ///
-///     for (const Message* m = list.getFirstMsg(); m != nullptr; m = list.getNextMsg()) print(*m);
+///     MessageList list(Message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120));
+///     list.addMessage(Message("ERR_SAVE_FAILED", Message::LEVEL_ERROR, "editor.cpp", 33));
+///     for (const Message* m = list.getFirstMsg(); m != nullptr; m = list.getNextMsg()) {
+///       ossOut << m->getLineNumber() << '\n';  // prints 120 33
+///     }
 ///
 /// One thread at a time, the cursor included. Returned references and pointers live until `clear` or the
 /// list's destruction; adding messages keeps them. Exhausted memory while adding is the standard allocation

@@ -14,6 +14,8 @@ namespace tarvo::oss {
 ///       void write(char) override { ++count; }
 ///       std::size_t count = 0;
 ///     };
+///     CountingStream stream;
+///     stream.write("four");                    // stream.count -> 4
 ///
 /// Errors: none of its own; what `write(char)` raises passes through, and the characters before it stay
 /// written. One stream is used by one thread at a time.

@@ -6,7 +6,8 @@ namespace tarvo::oss {
 
 /// Prints to the standard error stream, for programs that have no stream of their own at hand.
 ///
-///     ossOut << "retry " << count << " of " << limit << '\n';
+///     const int limit = 5;
+///     ossOut << "retry " << 2 << " of " << limit << '\n';  // prints retry 2 of 5
 ///
 /// Each insertion is `std::cerr`'s own for the type, in its formatting state at that moment (decimal unless
 /// someone changed it), and returns the stream. The three character types print as characters, `bool` as 0 or

@@ -9,12 +9,15 @@ namespace tarvo::oss {
 /// A scratch array with room for N elements inside the object and heap storage when more is asked for. Meant
 /// for the stack, one thread at a time.
 ///
-///     SizeableBuffer<char, 512> bytes;
-///     std::size_t count = text.extract(0, text.length(), bytes.data(), bytes.capacity(), codePage);
+///     const icu::UnicodeString text = u"Grüße";
+///     SizeableBuffer<char, 4> bytes;
+///     const int length = text.length();
+///     const std::size_t count = text.extract(0, length, bytes.data(), bytes.capacity(), "UTF-8");  // -> 7
 ///     if (count > bytes.capacity()) {
 ///       bytes.resize(count);
-///       text.extract(0, text.length(), bytes.data(), bytes.capacity(), codePage);
+///       text.extract(0, length, bytes.data(), bytes.capacity(), "UTF-8");
 ///     }
+///     bytes.capacity();  // -> 8
 ///
 /// The contents are not initialised, and a resize that moves to the heap or within it does not keep them. The
 /// pointer from `data` lives until the next `resize`.

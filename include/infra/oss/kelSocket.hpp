@@ -15,12 +15,14 @@ namespace tarvo::oss {
 /// The client end of a TCP connection: one socket handle, the host and port that it was connected to, and
 /// whether this object owns the handle.
 ///
-///     Socket socket;
+///     const std::string request = "list";
+///     char reply[4096];
 ///     const unsigned long long timeout = 5000;
+///     Socket socket;
 ///     socket.connect("db.example", 4711, Socket::NullAddrInfoExternal, &timeout);
-///     socket.writeMessage(request, 0, requestLength);
+///     socket.writeMessage(request.data(), 0, request.size());
 ///     unsigned long long frameLength = 0;
-///     unsigned long long got = socket.readMessage(reply, &frameLength, 0, sizeof reply, true);
+///     const unsigned long long got = socket.readMessage(reply, &frameLength, 0, sizeof reply, true);
 ///
 /// Only an object that connected, or that `SocketServer::accept` filled, owns its handle and closes it. A
 /// copy shares the handle without owning it, so lists of `Socket` are cheap views for `select`: dropping or

@@ -15,10 +15,14 @@ namespace tarvo::oss {
 /// The listening end of TCP: binds a port on the machine's wildcard address and hands out the connections.
 ///
 ///     SocketServer server;
-///     server.listen(0, 16, true);
-///     std::printf("listening on %u\n", server.getPort());
+///     server.listen(0, 16, true);    // port 0: the system chooses one
+///     Socket client;
+///     client.connect("127.0.0.1", server.getPort(), Socket::NullAddrInfoExternal, nullptr);
 ///     Socket connection;
 ///     server.accept(connection, nullptr);
+///     client.writeMessage("hello", 0, 5);
+///     char request[512];
+///     connection.readMessage(request, nullptr, 0, sizeof request, true);  // -> 5
 ///
 /// One thread at a time, but `close` may be called from any thread while another waits in `accept`: the
 /// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not

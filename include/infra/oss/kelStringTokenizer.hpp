@@ -14,7 +14,7 @@ namespace tarvo::oss {
 /// Splits a text at any of a set of delimiters, once, when it is built, and hands the tokens out one by one.
 ///
 ///     StringTokenizer words("x, y,z", "UTF-8", ", ");
-///     while (words.hasMoreTokens()) puts(words.getNextToken());       // x  y  z
+///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
 /// Delimiters in a row separate once, and at the end of the text they give no token. At its start they do
 /// give one, an empty one: " a b" is "", "a", "b", while "a b " is "a", "b". A text of delimiters alone is

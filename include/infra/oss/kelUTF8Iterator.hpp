@@ -14,7 +14,7 @@ namespace tarvo::oss {
 /// Walks a UTF-8 text character by character.
 ///
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
-///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // G r ü ß
+///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß
 ///
 /// It takes one text in its lifetime, copies it, up to 4096 bytes into the object itself, and checks it
 /// strictly before the first character is handed out: well-formed byte sequences of the Unicode Standard, no

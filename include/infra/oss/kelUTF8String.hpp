@@ -12,8 +12,9 @@ namespace tarvo::oss {
 ///     UTF8String name(u"Grüße");
 ///     name.appendString(", ");
 ///     name.insertString(0, u"» ");
-///     name.numChars();                         // 9, in 12 bytes
-///     name.compare("z");                       // -1: "z" comes before "»"
+///     name.numChars();                         // -> 9
+///     name.length();                           // -> 12
+///     name.compare("z");                       // -> -1
 ///
 /// The text is UTF-8 by convention; bytes are taken as they are, and only `numChars` looks at them.
 /// `UTF8Iterator` checks a text. Storage, growth, want of memory and bytes 0 in the text are as in

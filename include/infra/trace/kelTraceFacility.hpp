@@ -11,7 +11,7 @@
 /// Without an installed facility a built-in one is in place whose flags are all clear; then nothing is
 /// called.
 ///
-///     std::uint32_t flags[256] = {};
+///     static std::uint32_t flags[256] = {};        // lives as long as the facility is installed
 ///     tarvo::trace::Facility facility;
 ///     facility.componentTraceFlags = flags;
 ///     facility.traceEntry = [](std::uint32_t probe) { std::printf("> %u\n", probe); };

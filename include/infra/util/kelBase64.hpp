@@ -9,13 +9,14 @@ namespace tarvo::util {
 /// Bytes to Base64 text and back, in the two alphabets of RFC 4648: the standard one, which ends in "+/", and
 /// the one that is safe in URLs and file names, which ends in "-_". Both pad with "=".
 ///
+///     const std::string bytes = "KELINFRA";
 ///     std::vector<unsigned short> text(Base64::encodeSize(bytes.size()));
-///     Base64::encode(text.data(), text.size(), bytes.data(), bytes.size());
+///     Base64::encode(text.data(), text.size(), bytes.data(), bytes.size());      // -> 12
 ///
-///     icu::UnicodeString document = ...;                              // Base64 text
-///     std::vector<char> room(Base64::decodeSize(document.length()));
+///     icu::UnicodeString document = u"S0VMSU5GUkE=";
+///     std::string room(Base64::decodeSize(document.length()), '\0');
 ///     const auto* units = reinterpret_cast<const unsigned short*>(document.getTerminatedBuffer());
-///     room.resize(Base64::decode(room.data(), room.size(), units, document.length()));
+///     room.resize(Base64::decode(room.data(), room.size(), units, document.length())); // room -> "KELINFRA"
 ///
 /// Text is UTF-16 code units, bytes are `char`; all sizes count units or bytes. Every buffer is the caller's,
 /// and what is written is exactly the count that is returned: no terminator, no line breaks. Source and

@@ -19,12 +19,14 @@ namespace tarvo::util {
 /// Configuration: an ordered map from text keys to text values, read and written as typed values, with a text
 /// format of lines and references between properties.
 ///
+///     const std::string text = "host=db1\nport=4711\nurl=tcp:%host%\n";
 ///     ExtendedProperties settings;
-///     settings.load(bytes.data(), bytes.size());          // host=db1 \n port=4711 \n url=tcp:%host%
-///     const unsigned int port = settings.getPropertyAsUInt32("port", 4711);
-///     const icu::UnicodeString& url = settings.requireProperty("url");     // "tcp:db1"
-///     for (const auto& [key, value] : settings) ...
-///     settings.save(stream);
+///     settings.load(text.data(), text.size());
+///     const unsigned int port = settings.getPropertyAsUInt32("port", 80);   // -> 4711
+///     const icu::UnicodeString& url = settings.requireProperty("url");      // -> "tcp:db1"
+///     icu::UnicodeString keys;
+///     for (const auto& [key, value] : settings) keys += key + u" ";         // keys -> "host port url "
+///     settings.list(std::cout);    // prints -- listing properties -- host=db1 port=4711 url=tcp:db1
 ///
 /// Keys and values are kept exactly as passed: nothing is trimmed, folded or normalised. Keys are ordered by
 /// their UTF-16 code units, case counts, and a key stands before those that it begins. A bogus key is the
