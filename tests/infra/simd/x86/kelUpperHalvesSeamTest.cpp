@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#if defined(__x86_64__)
-
 #include <cpuid.h>
 
 #include <array>
@@ -99,5 +97,3 @@ TEST_P(UpperHalves, AreClearAfterEveryKernel) {
 
 }  // namespace
 }  // namespace tarvo::test
-
-#endif
