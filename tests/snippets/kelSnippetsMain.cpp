@@ -4,7 +4,7 @@
 
 /// Runs the examples that show a result, each after a line with its place, for snippets.py to compare.
 int main() {
-  std::setvbuf(stdout, nullptr, _IONBF, 0);  // what is printed to stderr stands where it belongs
+  std::setvbuf(stdout, nullptr, _IONBF, 0);  // keeps the order with stderr
   for (const snippets::Example& example : snippets::examples) {
     if (example.place == nullptr) continue;
     std::printf("\x1E%s\n", example.place);

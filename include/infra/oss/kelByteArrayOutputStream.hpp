@@ -28,7 +28,7 @@ class KELINFRA_API ByteArrayOutputStream : public OutputStream {
   using OutputStream::write;
   /// Stores one byte behind those written before. The other `write`s store bytes up to the first that does
   /// not fit.
-  ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity, the signed decimal of its low 32 bits), file
+  ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits), file
   ///            "kelByteArrayOutputStream.cpp": the buffer is full; the byte is lost, the stream unchanged
   void write(char c) override;
 

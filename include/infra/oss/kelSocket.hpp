@@ -92,7 +92,7 @@ class KELINFRA_API Socket {
   /// answers "in progress" first, so a name that stands for ::1 and 127.0.0.1 is only tried at the first of
   /// them.) On a failure the object stays unconnected and no handle is left open, but host and port keep the
   /// new values. A host name that holds a NUL is unknown.
-  ///   raises   ERR_SOCKET_CONNECTED (host, port, the current ones): there is a handle already
+  ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: there is a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
   ///            not resolve; 11001 is an unknown name
   ///            ERR_SOCKET_TIMEOUT (host, port)

@@ -62,7 +62,7 @@ class KELINFRA_API Base64 {
   ///   raises      in the order of the text, and with the bytes before the error left in `dest`:
   ///               ERR_BUFFER_SIZE_TOO_SMALL (destBytes): there is one more byte than fits; the argument is
   ///               the signed decimal of its low 32 bits
-  ///               ERR_BASE64_INVALID_DATA (the unit, as a text of length 1): it is neither in the alphabet
+  ///               ERR_BASE64_INVALID_DATA (the unit as a text of length 1): it is neither in the alphabet
   ///               nor "="
   ///               ERR_BASE64_MISALIGNED_DATA (the text up to its first NUL): a "=" at the first or second
   ///               place of a group of four, a single "=" at the third, unused bits before the padding that
