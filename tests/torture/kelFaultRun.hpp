@@ -26,7 +26,7 @@ class FaultRun {
   bool completes(Operation operation) {
     const std::exception_ptr error = run(operation);
     if (error == nullptr) return true;
-    if (!ranOut(error)) ADD_FAILURE() << "ended with " << rendered(error);
+    if (!ranOut(error)) ADD_FAILURE() << "ended with " << textOf(error);
     return false;
   }
 
@@ -88,6 +88,7 @@ class FaultRun {
   }
 
   bool ranOut(const std::exception_ptr& error) const;
+  static std::string textOf(const std::exception_ptr& error);
 
   std::size_t nth_;
   Shortage shortage_;
@@ -98,8 +99,7 @@ class FaultRun {
 
 /// Runs `scenario` for every request that it makes: that one failing alone, and that one and all behind it;
 /// each with ICU as in a program that has just started, and with ICU at work for long. Every run has a thread
-/// of its own, so that what the library keeps for a thread is also asked for while memory is short; after it nothing is
-/// left, neither memory nor handles.
+/// of its own; behind it nothing is left, neither memory nor handles.
 void sweepMemory(const std::string& name, const std::function<void(FaultRun&)>& scenario);
 
 /// Adds to what is printed at the end.

@@ -8,7 +8,8 @@
 
 namespace tarvo::test {
 
-// The system calls back the slots in the order in which they were made.
+// The slots call back in the order in which they were made, in whatever order the thread came to use them. So what is
+// to be outlived is used, by any thread, before this is called first.
 void atThreadEnd(std::function<void()> action) {
   static const DWORD slot = ::FlsAlloc([](void* data) WINAPI {
     const std::unique_ptr<std::function<void()>> last(static_cast<std::function<void()>*>(data));
