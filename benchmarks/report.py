@@ -23,11 +23,12 @@ import pictures
 OURS = "KELINFRA"
 HEAD = """# Benchmarks
 
-Written by `scripts/bench`. Each class stands beside what one would use instead: in one process, on the same input, pinned
-to one core, repetitions in random order, the median of them. A candidate is timed only when its answer is KELINFRA's.
-The machines are noisy; a ratio counts, an absolute time does not. The ratio is KELINFRA's time over the alternative's:
-below 1 KELINFRA is faster. A goal is the largest ratio aimed at. "Requests" is how often one run asks for memory: malloc,
-calloc, realloc and what stands on them, on the average.
+This page compares each class with what a program would use instead of it; `scripts/bench` writes it. All
+candidates of a task run in one process, on the same input, pinned to one core. The repetitions are in random
+order, and the figure is their median. A candidate is timed only if its answer equals KELINFRA's. The machines
+are noisy: compare ratios, not absolute times. The ratio is KELINFRA's time divided by the alternative's;
+below 1, KELINFRA is faster. A goal is the largest ratio aimed at. "Requests" is the average number of
+allocations in one run: calls of malloc, calloc, realloc and of functions that call these.
 """
 COLUMNS = [OURS, "requests", "alternative", "its time", "its requests", "ratio", "goal"]
 
