@@ -28,9 +28,9 @@ namespace tarvo::oss {
 /// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not
 /// close the server: it would wait for itself.
 ///
-/// Errors: every failure but the constructor's is a SocketException whose first message carries the host text "localhost" and the
-/// stored port, and file "kelSocketServer.cpp" ("kelSocket.cpp" when the wait itself failed); failed system
-/// calls are raised as *the mapped error* (see `Socket`).
+/// Errors: every failure except the constructor's is a SocketException. Its first message carries the host text
+/// "localhost", the port that `getPort` returns (unless a member says otherwise) and the file "kelSocketServer.cpp"
+/// ("kelSocket.cpp" if the wait itself failed). Failed system calls are raised as *the mapped error* (see `Socket`).
 class KELINFRA_API SocketServer {
  public:
   /// A server that does not listen.
@@ -47,11 +47,11 @@ class KELINFRA_API SocketServer {
   ///   reuseAddress   binds a port that old connections still linger on. (Winsock needs it for none of that; to it, it
   ///                  means to share a port with those that listen on it now, where the system allows that.)
   /// The system here lists IPv4 first, so IPv4 is what is listened on: a client that takes "localhost" for ::1 does
-  /// not get here, one that says 127.0.0.1 does. After an error behind the binding the server holds the port until
-  /// `close`: `listen` says ERR_SOCKET_LISTENING then, and `accept` the mapped error 10022.
-  ///   raises   ERR_SOCKET_LISTENING (host text, port): it holds a port already
-  ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, port, code, the system's text for the code)
-  ///            the mapped error: 10048 for a port in use
+  /// not get here, one that says 127.0.0.1 does. If listen() fails after the port was bound, the server holds the port until
+  /// `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept` raises the mapped error 10022.
+  ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): it holds a port already
+  ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, `port`, code, the system's text for the code)
+  ///            the mapped error (host text, `port`): 10048 for a port in use
   void listen(unsigned int port, unsigned int backlog, bool reuseAddress);
 
   /// Waits for a connection and puts it into `client`, which then owns it. A handle that `client` held before

@@ -52,13 +52,42 @@ SocketServer::~SocketServer() {
 
 // --- listen -------------------------------------------------------------------------------------------
 
+namespace {
+
+int setSocketOption(SocketHandle handle, int option, int value) {
+  return winsock().setsockopt(handle, platform::levelSocket, option, value);
+}
+
+/// Reads the port that `handle` is bound to: 0 for an address that is neither IPv4 nor IPv6.
+bool readPort(SocketHandle handle, unsigned int& port) {
+  constexpr std::size_t portOffset = 2;
+  unsigned char address[128] = {};
+  std::size_t length = sizeof address;
+  if (winsock().getsockname(handle, address, length) != 0) return false;
+  std::uint16_t family = 0;
+  std::memcpy(&family, address, sizeof family);
+  const bool known = family == platform::familyInet || family == platform::familyInet6;
+  port = known ? static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]) : 0;
+  return true;
+}
+
+/// The port that a server holds. A failed `listen` can leave the handle bound with no port stored; the system is asked
+/// then, and the result is 0 if it refuses to answer.
+unsigned int heldPort(SocketHandle handle, unsigned int stored) {
+  unsigned int port = stored;
+  if (port == 0) readPort(handle, port);
+  return port;
+}
+
+}  // namespace
+
 void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
   traced<probe("SocketServer::listen")>([&] {
     if (listeningSocket_.handle() != invalidSocket) {
-      raise<SocketException>("ERR_SOCKET_LISTENING", hostText_, port_.load());
+      raise<SocketException>("ERR_SOCKET_LISTENING", hostText_, heldPort(listeningSocket_.handle(), port_));
     }
     bindFirst(port, reuseAddress);
-    if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port_});
+    if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port});
     listening_ = true;
     port_ = port == 0 ? boundPort() : port;
   });
@@ -69,12 +98,14 @@ void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
                                             platform::typeStream, 0};
   std::vector<platform::ResolvedAddress> list;
   const int code = winsock().getaddrinfo(nullptr, serviceText(port).c_str(), hints, list);
-  if (code != 0) raiseResolverError(code, {&hostText_, port_});
+  const Peer asked = {&hostText_, port};
+  if (code != 0) raiseResolverError(code, asked);
   int lastFailure = winsock().WSAGetLastError();
   for (const platform::ResolvedAddress& entry : list) {
     HandleGuard handle(winsock().socket(entry.family, entry.socketType, entry.protocol));
     if (handle.valid()) {
-      if (reuseAddress) setOption(handle.get(), platform::optionReuseAddress, 1);
+      if (reuseAddress && setSocketOption(handle.get(), platform::optionReuseAddress, 1) != 0)
+        raiseLastError(asked);
       if (winsock().bind(handle.get(), entry.address.data(), entry.address.size()) == 0) {
         listeningSocket_.adopt(handle.release());
         return;
@@ -82,7 +113,7 @@ void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
     }
     lastFailure = winsock().WSAGetLastError();
   }
-  raiseMapped(lastFailure, {&hostText_, port_});
+  raiseMapped(lastFailure, asked);
 }
 
 // --- accept -------------------------------------------------------------------------------------------
@@ -156,16 +187,9 @@ unsigned int SocketServer::queryPort() const {
 }
 
 unsigned int SocketServer::boundPort() const {
-  constexpr std::size_t portOffset = 2;
-  unsigned char address[128] = {};
-  std::size_t length = sizeof address;
-  if (winsock().getsockname(listeningSocket_.handle(), address, length) != 0) {
-    raiseLastError({&hostText_, port_});
-  }
-  std::uint16_t family = 0;
-  std::memcpy(&family, address, sizeof family);
-  if (family != platform::familyInet && family != platform::familyInet6) return 0;
-  return static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]);
+  unsigned int port = 0;
+  if (!readPort(listeningSocket_.handle(), port)) raiseLastError({&hostText_, port_});
+  return port;
 }
 
 void SocketServer::setReceiveBufferSize(int bytes) {
@@ -190,8 +214,7 @@ void SocketServer::setBufferSize(int option, int bytes) {
 }
 
 void SocketServer::setOption(unsigned long long handle, int option, int value) {
-  if (winsock().setsockopt(handle, platform::levelSocket, option, value) != 0)
-    raiseLastError({&hostText_, port_});
+  if (setSocketOption(handle, option, value) != 0) raiseLastError({&hostText_, port_});
 }
 
 }  // namespace tarvo::oss

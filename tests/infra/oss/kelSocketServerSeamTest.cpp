@@ -212,7 +212,7 @@ TEST_F(ServerListen, SaysWhyTheWildcardDoesNotResolve) {
     fake.failing("getaddrinfo").with(code);
     fake.on.systemText = [text = text](int) { return text; };
     EXPECT_THAT([&] { server().listen(80, 1, false); },
-                Raises<SocketException>("ERR_SOCKET_GETADDRINFO_ERROR", host, 0, code, text).from(file));
+                Raises<SocketException>("ERR_SOCKET_GETADDRINFO_ERROR", host, 80, code, text).from(file));
     EXPECT_EQ(fake.countOf("socket"), 0);
     expectIdle();
     expectUsableAgain();
@@ -233,7 +233,7 @@ TEST_F(ServerListen, ThatBindsNothingGivesTheCodeOfTheLastFailure) {
       fake.failing(row.lastFunction, 2).with(row.code);
       std::optional<SpoilingTrace> trace;
       if (spoiling) trace.emplace();
-      EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(row.code, host, 0).from(file));
+      EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(row.code, host, 80).from(file));
       trace.reset();
       EXPECT_EQ(fake.countOf("listen"), 0);
       expectIdle();
@@ -245,7 +245,7 @@ TEST_F(ServerListen, ThatBindsNothingGivesTheCodeOfTheLastFailure) {
 TEST_F(ServerListen, ThatIsOfferedNoAddressGivesTheLastErrorAsItStands) {
   offers({});
   fake.successSets(10050);
-  EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10050, host, 0).from(file));
+  EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10050, host, 80).from(file));
   expectIdle();
   offers({inetAddress("0.0.0.0", 1)});
   expectUsableAgain();
@@ -259,7 +259,7 @@ TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
       fake.failing("setsockopt").with(code);
       std::optional<SpoilingTrace> trace;
       if (spoiling) trace.emplace();
-      EXPECT_THAT([&] { server().listen(80, 1, true); }, RaisesMapped(code, host, 0).from(file));
+      EXPECT_THAT([&] { server().listen(80, 1, true); }, RaisesMapped(code, host, 80).from(file));
       trace.reset();
       EXPECT_EQ(fake.countOf("socket"), 1) << "the second address is not tried";
       EXPECT_EQ(fake.countOf("bind"), 0);
@@ -269,7 +269,8 @@ TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
   }
 }
 
-TEST_F(ServerListen, ThatFailsBehindTheBindingKeepsTheHandleUntilClose) {
+TEST_F(ServerListen, ThatFailsAfterTheBindingKeepsTheHandleUntilClose) {
+  named({2, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
   for (const char* function : {"listen", "getsockname"}) {
     for (const int code : sampleCodes) {
       for (const bool spoiling : {false, true}) {
@@ -282,7 +283,7 @@ TEST_F(ServerListen, ThatFailsBehindTheBindingKeepsTheHandleUntilClose) {
         EXPECT_EQ(fake.openHandles().size(), 1U);
         EXPECT_EQ(server().getPort(), 0U);
         EXPECT_THAT([&] { server().listen(80, 1, false); },
-                    Raises<SocketException>("ERR_SOCKET_LISTENING", host, 0).from(file));
+                    Raises<SocketException>("ERR_SOCKET_LISTENING", host, 4711).from(file));
         EXPECT_EQ(fake.openHandles().size(), 1U);
         server().close();
         expectIdle();
@@ -292,9 +293,20 @@ TEST_F(ServerListen, ThatFailsBehindTheBindingKeepsTheHandleUntilClose) {
   }
 }
 
+TEST_F(ServerListen, ThatIsRefusedAfterAFailedOneNamesThePortThatTheFailedOneHolds) {
+  fake.failing("listen").with(10055);
+  EXPECT_THAT([&] { server().listen(4711, 1, false); }, RaisesMapped(10055, host, 4711).from(file));
+  named({2, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+  EXPECT_THAT([&] { server().listen(80, 1, false); },
+              Raises<SocketException>("ERR_SOCKET_LISTENING", host, 4711).from(file));
+  fake.failing("getsockname").with(10055);
+  EXPECT_THAT([&] { server().listen(80, 1, false); },
+              Raises<SocketException>("ERR_SOCKET_LISTENING", host, 0).from(file));
+}
+
 TEST_F(ServerListen, AfterAFailedListenAcceptSaysInvalid) {
   fake.failing("listen").with(10048);
-  EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10048, host, 0).from(file));
+  EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10048, host, 80).from(file));
   Socket client;
   const unsigned long long timeout = 0;
   EXPECT_THAT([&] { server().accept(client, &timeout); }, RaisesMapped(10022, host, 0).from(file));

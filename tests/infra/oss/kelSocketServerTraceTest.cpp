@@ -204,7 +204,7 @@ TEST_F(SocketServerTrace, ShowsTheEntryAndNoExitOfAListenThatRaises) {
   EXPECT_EQ(ofTheNetworkingClasses(trace.take()), entered("60D"));
   EXPECT_THAT(
       [&] { other.listen(port, 8, false); },
-      Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", 0).from("kelSocketServer.cpp"));
+      Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", port).from("kelSocketServer.cpp"));
   EXPECT_EQ(ofTheNetworkingClasses(trace.take()), joined({entered("60D"), entered("627"), left("627")}));
 }
 

@@ -27,7 +27,7 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
   second.listen(port, 4, false);
   EXPECT_EQ(second.getPort(), port);
   EXPECT_THAT([&] { third.listen(port, 4, false); },
-              Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", 0).from(source));
+              Raises<SocketException>("QN_ERR_SOCKET_ADDRESS_IN_USE", "localhost", port).from(source));
   const struct {
     const char* address;
     SocketServer& server;
@@ -60,8 +60,9 @@ TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnItWhetherAskedForOrNot) {
 TEST(SocketServerPort, InUseIsRefusedByAnotherCodeWhereReuseIsAskedFor) {
   const TakenPort taken;
   SocketServer server;
-  EXPECT_THAT([&] { server.listen(taken.number(), 4, true); },
-              Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10013, "localhost", 0).from(source));
+  EXPECT_THAT(
+      [&] { server.listen(taken.number(), 4, true); },
+      Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10013, "localhost", taken.number()).from(source));
 }
 
 }  // namespace
