@@ -16,3 +16,14 @@
 #define KELINFRA_API __attribute__((visibility("default")))
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
+
+/// KELINFRA_LIFETIMEBOUND follows a parameter or a member function whose result refers to the argument or to the object.
+/// Clang then warns when the result is kept and the argument or the object is a temporary. Other compilers see nothing.
+#if defined(__has_cpp_attribute)
+#if __has_cpp_attribute(clang::lifetimebound)
+#define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]
+#endif
+#endif
+#if !defined(KELINFRA_LIFETIMEBOUND)
+#define KELINFRA_LIFETIMEBOUND
+#endif

@@ -58,7 +58,7 @@ class KELINFRA_API DataBuffer {
 
   /// The text, never null; valid until the next change. The bytes up to `capacity()` may be read: those
   /// behind the text are 0, except where `clear(true)` left older ones.
-  const char* getString() const;
+  const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
   /// 4096 while the text stands inside the object. A text that does not fit makes it length + count + 4096.
   int capacity() const;
@@ -116,6 +116,8 @@ class KELINFRA_API DataBuffer {
   void clear(bool keepContents);
 
  private:
+  friend class UTF8String;
+
   static constexpr int inlineCapacity = 4096;
 
   KELINFRA_LOCAL bool append(const char* text, std::size_t count);

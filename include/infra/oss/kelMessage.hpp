@@ -38,20 +38,21 @@ class KELINFRA_API Message {
 
   // --- ask --------------------------------------------------------------------------------------------
 
-  const icu::UnicodeString& getMessageID() const;
+  const icu::UnicodeString& getMessageID() const KELINFRA_LIFETIMEBOUND;
   /// The same field as `getMessageID`.
-  const icu::UnicodeString& getMessageCode() const;
+  const icu::UnicodeString& getMessageCode() const KELINFRA_LIFETIMEBOUND;
   /// The text exactly as set; nothing is formatted into it.
-  const icu::UnicodeString& getFormattedMessage() const;
+  const icu::UnicodeString& getFormattedMessage() const KELINFRA_LIFETIMEBOUND;
   Level getMessageLevel() const;
-  const icu::UnicodeString& getFileName() const;
+  const icu::UnicodeString& getFileName() const KELINFRA_LIFETIMEBOUND;
   unsigned int getLineNumber() const;
   int getMessageArgsCount() const;
-  const std::list<icu::UnicodeString>& getMessageArgs() const;
+  const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
   /// Writes the message on one line, "ID: [text]" or "ID: [text] - [first] [second]", into `out`, whose
-  /// former contents are dropped, and returns `out`. File, line and level are not part of it.
-  const icu::UnicodeString& toString(icu::UnicodeString& out) const;
+  /// former contents are dropped, and returns `out`. File, line and level are not part of it. An `out` whose buffer is
+  /// held open (`getBuffer(minCapacity)`) is not changed.
+  const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------
 

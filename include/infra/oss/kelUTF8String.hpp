@@ -39,9 +39,10 @@ class KELINFRA_API UTF8String : public DataBuffer {
   // --- ask
 
   /// The bytes, never null; valid until the next change.
-  const char* getString() const;
-  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid. Bytes that are not
-  /// well-formed become U+FFFD.
+  const char* getString() const KELINFRA_LIFETIMEBOUND;
+  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid. Bytes
+  /// that are not well-formed become U+FFFD. A `text` whose buffer is held open (`getBuffer(minCapacity)`) is not
+  /// changed.
   ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with a copy.
   void getString(icu::UnicodeString& text) const;
   /// Converts the text, up to its terminator, into another code page.
@@ -63,8 +64,11 @@ class KELINFRA_API UTF8String : public DataBuffer {
 
   // --- change
 
-  /// The text becomes this one in UTF-8, storage as after `clear(false)`.
-  UTF8String& operator=(const icu::UnicodeString& text);
+  /// Replace the contents, first emptied as by `clear(false)`: by Unicode text in UTF-8, or by bytes up to the terminator,
+  /// unchecked; null is the empty text. The bytes may be the string's own.
+  ///   raises   std::bad_alloc: there is no memory for a copy of its own bytes; the string is unchanged
+  UTF8String& operator=(const icu::UnicodeString& text) KELINFRA_LIFETIMEBOUND;
+  UTF8String& operator=(const char* text) KELINFRA_LIFETIMEBOUND;
 
   /// Append bytes as `DataBuffer` does, Unicode text in UTF-8, and the other's text up to its terminator.
   void appendString(const char* text);

@@ -21,4 +21,10 @@ inline icu::UnicodeString copied(const icu::UnicodeString& text) {
   return copy;
 }
 
+/// Whether a caller holds the text's buffer open, by its `getBuffer(minCapacity)`. Most changes to such a text have no
+/// effect, but an assignment would release the buffer.
+inline bool isHeldOpen(const icu::UnicodeString& text) {
+  return text.getBuffer() == nullptr && !text.isBogus();
+}
+
 }  // namespace tarvo::oss

@@ -87,6 +87,7 @@ void Message::render(Take take) const {
 }
 
 const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
+  if (isHeldOpen(out)) return out;
   std::size_t length = 0;
   render([&](std::u16string_view piece) { length += piece.size(); });
   out.remove();  // makes a bogus string valid, too

@@ -84,7 +84,8 @@ const char* UTF8String::getString() const {
 
 void UTF8String::getString(icu::UnicodeString& text) const {
   const char* const bytes = getString();
-  if (!appendInPlace(text, bytes, std::strlen(bytes))) appendTo(text, toUnicode(bytes, -1, utf8));
+  if (!appendInPlace(text, bytes, std::strlen(bytes)) && !isHeldOpen(text))
+    appendTo(text, toUnicode(bytes, -1, utf8));
 }
 
 int UTF8String::getString(char* target, int capacity, const char* codepage) const {
@@ -111,6 +112,13 @@ int UTF8String::numChars() const {
 // --- change
 
 UTF8String& UTF8String::operator=(const icu::UnicodeString& text) {
+  clear(false);
+  appendString(text);
+  return *this;
+}
+
+UTF8String& UTF8String::operator=(const char* text) {
+  if (owns(text)) return *this = UTF8String(text).getString();
   clear(false);
   appendString(text);
   return *this;

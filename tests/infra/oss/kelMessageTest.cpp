@@ -644,6 +644,19 @@ TEST(Message, RendersIntoABogusStringAndMakesItValid) {
   }
 }
 
+TEST(Message, DoesNotChangeAStringWhoseBufferIsHeldOpen) {
+  for (const std::int32_t length : {0, 20, 5000}) {
+    const UnicodeString id(length, u'x', length);
+    UnicodeString out(u"xy");
+    const char16_t* const buffer = out.getBuffer(20);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_EQ(&Message(id, UnicodeString(), Message::LEVEL_ERROR).toString(out), &out);
+    out.releaseBuffer(2);
+    EXPECT_EQ(out, u"xy") << "identifier of " << length << " units";
+    EXPECT_EQ(out.getBuffer(), buffer) << "identifier of " << length << " units";
+  }
+}
+
 TEST(Message, RendersArgumentsThatFollowAClear) {
   Message message;
   fill(message);

@@ -95,6 +95,43 @@ TEST(UTF8String, BecomesWhatIsAssigned) {
   EXPECT_EQ(string.length(), 0);
 }
 
+TEST(UTF8String, TakesAssignedBytesAsTheyAre) {
+  UTF8String string(std::string(5000, 'x').c_str());
+  for (const char* const bytes : {"text", "", "\xC3\xA9", "\xFF\x80 not UTF-8"}) {
+    EXPECT_EQ(&(string = bytes), &string);
+    EXPECT_STREQ(string.getString(), bytes);
+    EXPECT_EQ(string.length(), static_cast<int>(std::string(bytes).size()));
+    EXPECT_EQ(string.capacity(), 4096);
+  }
+  string = std::string(5000, '\xFF').c_str();
+  EXPECT_EQ(string.getString(), std::string(5000, '\xFF'));
+  string = static_cast<const char*>(nullptr);
+  EXPECT_STREQ(string.getString(), "");
+  string = nullptr;
+  EXPECT_STREQ(string.getString(), "");
+}
+
+TEST(UTF8String, TakesItsOwnBytesByAssignment) {
+  for (const int length : {0, 1, 4, 100, 4096, 4097, 20'000}) {
+    for (const int from : {0, length / 2, length}) {
+      const std::string text = std::string(static_cast<std::size_t>(length), 'x') + "\xFF";
+      UTF8String string(text.c_str());
+      string = string.getString() + from;
+      EXPECT_EQ(string.getString(), text.substr(static_cast<std::size_t>(from)))
+          << "from byte " << from << " of " << length;
+    }
+  }
+}
+
+TEST(UTF8String, KeepsNoOldBytesAfterAnAssignment) {
+  UTF8String string("a longer text");
+  string = icu::UnicodeString(u"b");
+  EXPECT_EQ(std::string(string.getString(), 14), "b" + std::string(13, '\0')) << "of Unicode";
+  string = "a longer text";
+  string = "b";
+  EXPECT_EQ(std::string(string.getString(), 14), "b" + std::string(13, '\0')) << "of bytes";
+}
+
 // --- appending and inserting
 
 TEST(UTF8String, AppendsEveryKindOfText) {
@@ -401,11 +438,15 @@ TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
 }
 
 TEST(UTF8String, LeavesAUnicodeAloneWhoseBufferIsHeldOpen) {
-  icu::UnicodeString text(u"xy");
-  ASSERT_NE(text.getBuffer(20), nullptr);
-  UTF8String("b").getString(text);
-  text.releaseBuffer(2);
-  EXPECT_EQ(text, u"xy");
+  for (const int length : {0, 1, 20, 100, 5000}) {
+    icu::UnicodeString text(u"xy");
+    const char16_t* const buffer = text.getBuffer(20);
+    ASSERT_NE(buffer, nullptr);
+    UTF8String(std::string(static_cast<std::size_t>(length), 'b').c_str()).getString(text);
+    text.releaseBuffer(2);
+    EXPECT_EQ(text, u"xy") << length << " bytes";
+    EXPECT_EQ(text.getBuffer(), buffer) << length << " bytes";
+  }
 }
 
 TEST(UTF8String, AppendsIntoAnArrayThatTheCallersUnicodeStandsFor) {
