@@ -38,11 +38,11 @@ class KELINFRA_API BaseException : public std::exception {
   /// Appends a copy of `m`.
   void addMessage(Message& m);
   /// The messages themselves, for reading, iterating and adding; lives as long as the exception.
-  MessageList& getMessages();
+  MessageList& getMessages() KELINFRA_LIFETIMEBOUND;
   /// The first message.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the messages were cleared
-  Message& getErrorMessage();
-  const Message& getErrorMessage() const;
+  Message& getErrorMessage() KELINFRA_LIFETIMEBOUND;
+  const Message& getErrorMessage() const KELINFRA_LIFETIMEBOUND;
 
  private:
   MessageList messages_;

@@ -26,13 +26,13 @@ class KELINFRA_API BuildVersion {
 
   /// Takes the other's four texts, which stay as they are.
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): the signature is settled
-  BuildVersion& operator=(BuildVersion& other);
+  BuildVersion& operator=(BuildVersion& other) KELINFRA_LIFETIMEBOUND;
 
   /// The whole text.
-  const icu::UnicodeString& getBuildVersion() const;
-  const icu::UnicodeString& getProtocolVersion() const;
-  const icu::UnicodeString& getProductVersion() const;
-  const icu::UnicodeString& getBuildNumberString() const;
+  const icu::UnicodeString& getBuildVersion() const KELINFRA_LIFETIMEBOUND;
+  const icu::UnicodeString& getProtocolVersion() const KELINFRA_LIFETIMEBOUND;
+  const icu::UnicodeString& getProductVersion() const KELINFRA_LIFETIMEBOUND;
+  const icu::UnicodeString& getBuildNumberString() const KELINFRA_LIFETIMEBOUND;
 
  private:
   icu::UnicodeString buildVersion_;

@@ -22,7 +22,7 @@ namespace tarvo::oss {
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the bytes that the buffer can take; with 0 it may be null.
-  ByteArrayOutputStream(char* buffer, std::size_t capacity);
+  ByteArrayOutputStream(char* buffer KELINFRA_LIFETIMEBOUND, std::size_t capacity);
   ~ByteArrayOutputStream() override;
 
   using OutputStream::write;

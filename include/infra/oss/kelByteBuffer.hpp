@@ -36,7 +36,7 @@ class KELINFRA_API ByteBuffer {
   // --- ask --------------------------------------------------------------------------------------------
 
   /// The bytes and their terminator; valid until the next change.
-  const char* get() const;
+  const char* get() const KELINFRA_LIFETIMEBOUND;
   /// Bytes before the terminator.
   unsigned long long length() const;
   /// The same as `length`.
@@ -57,7 +57,7 @@ class KELINFRA_API ByteBuffer {
   /// Length 0; the capacity stays.
   void clear();
   /// Replaces the contents by the other's. Assigning a buffer to itself, or one without storage, changes nothing.
-  ByteBuffer& operator=(const ByteBuffer& other);
+  ByteBuffer& operator=(const ByteBuffer& other) KELINFRA_LIFETIMEBOUND;
 
  private:
   using Storage = DefaultAlternateBuffer<char>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "infra/kelExport.hpp"
+
 #include <cstddef>
 #include <new>
 #include <utility>
@@ -32,7 +34,7 @@ class DefaultAlternateBuffer {
   }
 
   /// The storage; null when there is none.
-  T* data() const { return data_; }
+  T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// Elements allocated at `data()`.
   unsigned long long capacity() const { return capacity_; }
   /// The size last asked for; 0 without storage.

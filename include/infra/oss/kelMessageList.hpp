@@ -35,16 +35,16 @@ class KELINFRA_API MessageList {
 
   /// The first message; through the non-const form a caller may change it in place.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the list is empty
-  Message& getFirstMessage();
-  const Message& getFirstMessage() const;
+  Message& getFirstMessage() KELINFRA_LIFETIMEBOUND;
+  const Message& getFirstMessage() const KELINFRA_LIFETIMEBOUND;
 
   // --- iterate: one cursor a list ---------------------------------------------------------------------
 
   /// The first message, the cursor then stands at the second; null for an empty list, the cursor stays.
-  const Message* getFirstMsg();
+  const Message* getFirstMsg() KELINFRA_LIFETIMEBOUND;
   /// The message at the cursor, which moves on; null when it was never set or has passed the last message. A
   /// message appended while the cursor stands at one is still reached.
-  const Message* getNextMsg();
+  const Message* getNextMsg() KELINFRA_LIFETIMEBOUND;
   /// Whether the next `getNextMsg` gives a message.
   bool hasMoreMsgs() const;
 

@@ -19,20 +19,20 @@ class KELINFRA_API PrintStream {
  public:
   virtual ~PrintStream();
 
-  PrintStream& operator<<(signed char value);
-  PrintStream& operator<<(char value);
-  PrintStream& operator<<(unsigned char value);
-  PrintStream& operator<<(short value);
-  PrintStream& operator<<(unsigned short value);
-  PrintStream& operator<<(int value);
-  PrintStream& operator<<(unsigned int value);
-  PrintStream& operator<<(long value);
-  PrintStream& operator<<(unsigned long value);
-  PrintStream& operator<<(long long value);
-  PrintStream& operator<<(unsigned long long value);
-  PrintStream& operator<<(float value);
-  PrintStream& operator<<(double value);
-  PrintStream& operator<<(const char* value);
+  PrintStream& operator<<(signed char value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(char value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(unsigned char value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(short value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(unsigned short value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(int value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(unsigned int value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(long value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(unsigned long value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(long long value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(unsigned long long value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(float value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(double value) KELINFRA_LIFETIMEBOUND;
+  PrintStream& operator<<(const char* value) KELINFRA_LIFETIMEBOUND;
 };
 
 /// The process-wide stream. It is there as soon as the library is loaded, for static constructors of the

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "infra/kelExport.hpp"
 #include "infra/oss/kelDefaultAlternateBuffer.hpp"
 
 #include <cstddef>
@@ -31,8 +32,8 @@ class SizeableBuffer {
   virtual ~SizeableBuffer() = default;
 
   /// The inline store or the heap storage; writable up to `capacity()`.
-  T* data() { return data_; }
-  const T* data() const { return data_; }
+  T* data() KELINFRA_LIFETIMEBOUND { return data_; }
+  const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// The size last asked for; N at first.
   unsigned long long size() const { return size_; }
   /// N while the inline store is in use, then the heap storage's capacity: a power of two.

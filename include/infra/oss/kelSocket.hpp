@@ -119,7 +119,7 @@ class KELINFRA_API Socket {
   /// The system's handle; all bits set when there is none.
   unsigned long long handle() const;
   /// The host and port of the last `connect`; empty and 0 after `close`. Live as long as the object.
-  const icu::UnicodeString& getHost() const;
+  const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
   unsigned int getPort() const;
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------

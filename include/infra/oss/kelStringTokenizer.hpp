@@ -51,8 +51,8 @@ class KELINFRA_API StringTokenizer {
   /// of either.
   ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc where there is no memory for
   ///            the token; the cursor then is at 0 and where it was respectively
-  const char* getFirstToken();
-  const char* getNextToken();
+  const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
+  const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 
   /// The same as text. An empty one when there is no token.
   // NOLINTBEGIN(readability-const-return-type): the signatures are settled

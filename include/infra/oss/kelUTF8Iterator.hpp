@@ -43,7 +43,7 @@ class KELINFRA_API UTF8Iterator {
   bool isEmpty() const;
   bool hasMoreChars() const;
   /// The iterator's copy, null when it holds no text; valid as long as the iterator.
-  const char* getString() const;
+  const char* getString() const KELINFRA_LIFETIMEBOUND;
   /// Bytes, not characters.
   int length() const;
   /// Characters.
@@ -53,8 +53,8 @@ class KELINFRA_API UTF8Iterator {
 
   /// The bytes of the first character and of the one at the cursor, NUL-terminated, 1 to 4 of them; the
   /// cursor then stands behind it. Null when there is none. Valid until the next call of either.
-  const char* getFirstChar();
-  const char* getNextChar();
+  const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
+  const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 
   // --- change
 

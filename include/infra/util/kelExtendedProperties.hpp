@@ -84,6 +84,14 @@ class KELINFRA_API ExtendedProperties {
   template <class Pointer, class Value>
   using DefaultPointer = std::enable_if_t<pointsTo<Pointer, Value>(), int>;
 
+  /// All other pointers, also those to members. As an argument they would convert to bool.
+  template <class Pointer, class Value>
+  static constexpr bool pointsElsewhere() {
+    return !pointsTo<Pointer, Value>() && (std::is_pointer_v<Pointer> || std::is_member_pointer_v<Pointer>);
+  }
+  template <class Pointer, class Value>
+  using OtherPointer = std::enable_if_t<pointsElsewhere<Pointer, Value>(), int>;
+
  public:
   /// Over pairs of a constant key, `first`, and a value, `second`, in key order.
   using iterator = Map::const_iterator;
@@ -96,7 +104,7 @@ class KELINFRA_API ExtendedProperties {
   virtual ~ExtendedProperties();
 
   /// As `copy`.
-  ExtendedProperties& operator=(const ExtendedProperties& other);
+  ExtendedProperties& operator=(const ExtendedProperties& other) KELINFRA_LIFETIMEBOUND;
 
   /// Replaces properties and includes by the other's. A copy of the object onto itself changes nothing.
   void copy(const ExtendedProperties& other);
@@ -106,10 +114,11 @@ class KELINFRA_API ExtendedProperties {
   /// The stored value itself, untrimmed, or `defaultValue` itself when there is none: do not keep the result
   /// beyond a temporary default.
   const icu::UnicodeString& getProperty(const icu::UnicodeString& key,
-                                        const icu::UnicodeString& defaultValue) const;
+                                        const icu::UnicodeString& defaultValue
+                                            KELINFRA_LIFETIMEBOUND) const KELINFRA_LIFETIMEBOUND;
   /// The stored value itself.
   ///   raises   ERR_PROPERTY_MISSING (key): there is none
-  const icu::UnicodeString& requireProperty(const icu::UnicodeString& key) const;
+  const icu::UnicodeString& requireProperty(const icu::UnicodeString& key) const KELINFRA_LIFETIMEBOUND;
 
   // --- ask for typed values
   //
@@ -172,6 +181,20 @@ class KELINFRA_API ExtendedProperties {
                                    : getPropertyAsDouble(key, valueAt<double>(defaultValue));
   }
 
+  /// Pointers to other types do not compile: `getPropertyAsBoolean("key", "false")` would mean true.
+  template <class Pointer, OtherPointer<Pointer, bool> = 0>
+  bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+  template <class Pointer, OtherPointer<Pointer, std::int32_t> = 0>
+  std::int32_t getPropertyAsInt32(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+  template <class Pointer, OtherPointer<Pointer, unsigned int> = 0>
+  unsigned int getPropertyAsUInt32(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+  template <class Pointer, OtherPointer<Pointer, std::int64_t> = 0>
+  std::int64_t getPropertyAsInt64(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+  template <class Pointer, OtherPointer<Pointer, std::uint64_t> = 0>
+  std::uint64_t getPropertyAsUint64(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+  template <class Pointer, OtherPointer<Pointer, double> = 0>
+  double getPropertyAsDouble(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
+
   // --- change
 
   /// Stores the value under the key; a former value is replaced in its place. Key and value may be the
@@ -190,10 +213,10 @@ class KELINFRA_API ExtendedProperties {
 
   // --- iterate
 
-  iterator begin() const;
-  iterator end() const;
+  iterator begin() const KELINFRA_LIFETIMEBOUND;
+  iterator end() const KELINFRA_LIFETIMEBOUND;
   /// The key at `it`, which is not `end()`.
-  const icu::UnicodeString& get(const iterator& it) const;
+  const icu::UnicodeString& get(const iterator& it) const KELINFRA_LIFETIMEBOUND;
 
   // --- the text format: load
   //

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# compile.sh COMPILER SOURCE [FLAG...]
+# Compiles SOURCE without output. The compiler must report an error or a warning on every line that ends in
+# "// reported: PATTERN", with a message that matches the extended regular expression PATTERN, and on no other line.
+set -euo pipefail
+
+compiler=$1
+source=$2
+shift 2
+
+# LINE MESSAGE of each report; one of another file has that file's name instead of the line.
+reports=$(LC_ALL=C "$compiler" -fsyntax-only -std=c++17 "$@" "$source" 2>&1 |
+  sed -nE "s|^$source:([0-9]+):[0-9]+: ((fatal )?error\|warning): |\\1 |p; t; s/^(.*): ((fatal )?error|warning): /\\1 /p" ||
+  true)
+
+failed=0
+fails() {
+  echo "$1"
+  failed=1
+}
+
+marked=" "
+while IFS=: read -r line text; do
+  marked+="$line "
+  pattern=${text#*// reported: }
+  grep -qE "^$line .*($pattern)" <<<"$reports" ||
+    fails "line $line: no report matches \"$pattern\": ${text%%// reported:*}"
+done < <(grep -n '// reported: ' "$source")
+[ "$marked" != " " ] || fails "$source: no line is marked"
+
+while read -r line message; do
+  case $marked in *" $line "*) ;; *) [ -z "$line" ] || fails "line $line is not marked, but: $message" ;; esac
+done <<<"$reports"
+exit $failed
