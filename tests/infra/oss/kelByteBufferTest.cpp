@@ -223,6 +223,17 @@ TEST(ByteBuffer, HasNoMemoryForATextWhoseSizeIsAboveTheLargestInt) {
   EXPECT_THROW(ByteBuffer(huge, "UTF-32BE"), std::bad_alloc);
 }
 
+TEST(ByteBuffer, OfAnEmptyCodePageNameKeepsInvariantCharactersAndZeroesTheRest) {
+  const std::string variant = "\n!#$@[\\]^`{|}~";
+  for (unsigned int unit = 0; unit < 0x300; ++unit) {
+    const bool kept = unit < 0x80 && variant.find(static_cast<char>(unit)) == std::string::npos;
+    const ByteBuffer buffer(icu::UnicodeString(static_cast<char16_t>(unit)), "");
+    ASSERT_EQ(bytesOf(buffer), std::string(1, kept ? static_cast<char>(unit) : '\0'))
+        << "U+" << std::hex << unit;
+  }
+  EXPECT_EQ(bytesOf(ByteBuffer(u"a\U0001F600b", "")), "a\0\0b"s);
+}
+
 TEST(ByteBuffer, TakesICUsDefaultConverterForANullCodePage) {
   const icu::UnicodeString text(u"a\u00E9\u20AC");
   const std::string bytes = inDefaultCodePage(text);

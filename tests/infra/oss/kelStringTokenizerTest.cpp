@@ -95,6 +95,8 @@ TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
        u"b\xFF",
        "\x7F",
        {u"a", u"b\xFF"}},
+      {"a byte above 7F is the unit of its number", u"a\xE9_\xE8", "\xE9", {u"a", u"_\xE8"}},
+      {"a delimiter in UTF-8 is two units", u"a\xE9_\xC3_\xA9", "\xC3\xA9", {u"a\xE9_", u"_"}},
   });
   for (const auto& row : rows) {
     SCOPED_TRACE(row.why);
@@ -103,6 +105,21 @@ TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
     EXPECT_EQ(tokenizer.hasMoreTokens(), !row.expected.empty());
     EXPECT_EQ(allTokens(tokenizer), row.expected);
     EXPECT_EQ(tokenizer.countTokens(), static_cast<int>(row.expected.size()));
+  }
+}
+
+TEST(StringTokenizer, HasFourDefaultDelimiters) {
+  const std::u16string_view defaults = u" \r\n\t";
+  for (unsigned int unit = 1; unit <= 0xFFFF; ++unit) {
+    if (U_IS_SURROGATE(unit)) continue;
+    icu::UnicodeString text(u"a");
+    text.append(static_cast<char16_t>(unit)).append(u'b');
+    const int tokens = defaults.find(static_cast<char16_t>(unit)) == defaults.npos ? 1 : 2;
+    for (const char* const delimiters : {static_cast<const char*>(nullptr), ""}) {
+      ASSERT_EQ(StringTokenizer(text, delimiters).countTokens(), tokens) << std::hex << "U+" << unit;
+      ASSERT_EQ(StringTokenizer(utf8(text).c_str(), "UTF-8", delimiters).countTokens(), tokens)
+          << std::hex << "U+" << unit << " in UTF-8";
+    }
   }
 }
 

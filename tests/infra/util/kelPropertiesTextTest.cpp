@@ -749,6 +749,44 @@ TEST(PropertiesText, ReadsBackWhatWasSaved) {
   EXPECT_EQ(loaded(bytes), contents(properties));
 }
 
+TEST(PropertiesText, DoesNotReadBackEveryTextThatWasSaved) {
+  struct Row {
+    const char* why;
+    std::u16string saved;
+    std::u16string asKey;
+    std::u16string asValue;
+  };
+  const auto rows = std::to_array<Row>({
+      {"a character above U+FFFF", u"\U0001F600", u"\uF600\uF600", u"\uF600\uF600"},
+      {"one whose low 16 bits are a letter", u"\U00010041", u"AA", u"AA"},
+      {"one whose low 16 bits are a percent sign", u"\U00010025", u"%%", u"%%"},
+      {"the first half of a pair", u"\xD800", u"uD800", u"uD800"},
+      {"the second half of a pair", u"\xDFFF", u"uDFFF", u"uDFFF"},
+      {"the first of those that are never characters", u"\xFDD0", u"uFDD0", u"uFDD0"},
+      {"the last but one", u"\xFFFE", u"uFFFE", u"uFFFE"},
+      {"the last", u"\xFFFF", u"uFFFF", u"uFFFF"},
+      {"leading spaces", u"  x ", u"  x ", u"x "},
+  });
+  for (const Row& row : rows) {
+    ExtendedProperties properties;
+    properties.putProperty(unicode(row.saved), unicode(row.saved));
+    const std::string bytes = saved(properties);
+    ExtendedProperties again;
+    again.load(bytes.data(), bytes.size(), false);
+    EXPECT_EQ(contents(again), (PropertiesModel{{row.asKey, row.asValue}})) << row.why;
+  }
+}
+
+TEST(PropertiesText, OfACraftedKeyReplacesAnotherPropertyWhenReadBack) {
+  ExtendedProperties properties;
+  properties.putProperty(u"AA", u"trusted");
+  properties.putProperty(u"\U00010041", u"crafted");
+  const std::string bytes = saved(properties);
+  ExtendedProperties again;
+  again.load(bytes.data(), bytes.size());
+  EXPECT_EQ(contents(again), (PropertiesModel{{u"AA", u"crafted"}}));
+}
+
 // --- listing
 
 /// Counts how often it is flushed.
