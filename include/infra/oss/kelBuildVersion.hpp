@@ -14,8 +14,10 @@ namespace tarvo::oss {
 ///     version.getProtocolVersion();      // -> "1.1"
 ///     version.getBuildNumberString();    // -> "275"
 ///
-/// A part that a text lacks is empty; whatever follows the third stands in the whole text only. Raises
-/// nothing of its own. Returned references live as long as the object and follow an assignment.
+/// The parts are what `StringTokenizer` finds between hyphens: hyphens in a row separate once, so "5--275"
+/// has the product version 5 and the protocol version 275. A missing part is empty; text after the third part
+/// is only in `getBuildVersion`. The only failure is std::bad_alloc. Returned references live as long as the
+/// object; after an assignment they show the new texts.
 class KELINFRA_API BuildVersion {
  public:
   /// The library's own.

@@ -7,8 +7,8 @@
 
 namespace tarvo::oss {
 
-/// A growable byte array with an explicit length that always stands before a NUL: raw data that may hold
-/// zeros.
+/// A growable byte array with an explicit length, for raw data that may hold zeros. A NUL follows the last
+/// byte.
 ///
 ///     ByteBuffer payload(4096);
 ///     payload.append("key", 4);      // with its NUL
@@ -16,26 +16,30 @@ namespace tarvo::oss {
 ///     payload.length();              // -> 10
 ///
 /// Capacities are powers of two, from 4 to 2^30, terminator included; `clear` and `set` keep the capacity.
-/// Lengths are bytes. One thread at a time. The only failure is std::bad_alloc: no memory, a length whose sum
-/// wraps, or a need above 2^30 bytes. `append` then leaves the buffer as it was; `set` and `operator=` leave
-/// it empty without storage (`get()` null, length 0), ready for use. Source ranges may lie in the buffer
-/// itself.
+/// Lengths are bytes. One thread at a time. Source ranges may lie in the buffer itself.
+///
+/// The only failure is std::bad_alloc: there is no memory, a sum of lengths wraps, or more than 2^30 bytes
+/// are needed. `append` then leaves the buffer as it was; `set` and `operator=` leave it empty and without
+/// storage (`get()` null, length 0). A buffer without storage can be used again.
 class KELINFRA_API ByteBuffer {
  public:
   /// An empty buffer with room for `size` bytes.
   explicit ByteBuffer(unsigned long long size);
-  /// A buffer of `length` bytes copied from `data`. With null data the bytes are not initialised: the caller
-  /// fills nothing in, but the terminator stands.
+  /// A buffer of `length` bytes copied from `data`. If `data` is null, the `length` bytes are uninitialised
+  /// and no member can fill them in place: replace them by `set` or `operator=` before anything reads them.
+  /// The terminator is written.
   ByteBuffer(const char* const data, unsigned long long length);
   /// The text in the code page `codepage`, an ICU converter name; null is ICU's default converter. Empty when
-  /// the code page is unknown.
+  /// the code page is unknown. "" is not the default converter here: it keeps the characters that ICU calls
+  /// invariant (ASCII without LF, !, #, $, @, [, \, ], ^, `, {, |, } and ~) and replaces each other UTF-16
+  /// code unit by a byte 0.
   ByteBuffer(const icu::UnicodeString& text, const char* codepage);
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();
 
   // --- ask --------------------------------------------------------------------------------------------
 
-  /// The bytes and their terminator; valid until the next change.
+  /// The bytes and their terminator; null without storage. Valid until the next change.
   const char* get() const KELINFRA_LIFETIMEBOUND;
   /// Bytes before the terminator.
   unsigned long long length() const;
@@ -45,7 +49,8 @@ class KELINFRA_API ByteBuffer {
   unsigned long long capacity() const;
   /// Whether the buffer holds exactly these bytes; false for null.
   bool compare(const char* const data, unsigned long long length) const;
-  /// Whether both hold the same bytes; one without storage equals none, not even itself.
+  /// Whether `other` has storage and both hold the same bytes. So nothing equals an `other` without storage,
+  /// not even itself; but a buffer without storage equals an empty `other` that has storage.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------
@@ -56,7 +61,8 @@ class KELINFRA_API ByteBuffer {
   void set(const char* const data, unsigned long long length);
   /// Length 0; the capacity stays.
   void clear();
-  /// Replaces the contents by the other's. Assigning a buffer to itself, or one without storage, changes nothing.
+  /// Replaces the contents by the other's. Assigning a buffer to itself, or one without storage, changes
+  /// nothing.
   ByteBuffer& operator=(const ByteBuffer& other) KELINFRA_LIFETIMEBOUND;
 
  private:

@@ -30,17 +30,18 @@ char* growBuffer(void* buffer, std::size_t size) {
 ///     const std::string text(latin, size - 1);     // text.size() -> 5
 ///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", u"Grüße");   // -> 11
 ///
-/// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths, capacities
-/// and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has in its
-/// place, characters that a code page cannot hold its substitution byte. Converters are kept open, for each
-/// thread its own. All members are static and may be called from any thread.
+/// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths,
+/// capacities and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has
+/// in its place, characters that a code page cannot hold its substitution byte. Converters are kept open, for
+/// each thread its own. All members are static and may be called from any thread.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
 
-  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`; with a
-  /// null destination tells the size that it takes. (For texts in ISCII and LMBCS that is what ICU tells, now and
-  /// then one or two bytes too few: the error then says so, and a larger destination does.)
+  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`. With a
+  /// null destination it only returns the size of the result. (For texts to ISCII and LMBCS ICU sometimes
+  /// under-reports that size by a byte or two: the conversion then raises ERR_BUFFER_SIZE_TOO_SMALL, and a
+  /// larger destination suffices.)
   ///
   ///   destination        receives at most `destinationLength` bytes; of a conversion that fails it may hold
   ///                      the beginning
@@ -67,10 +68,10 @@ class KELINFRA_API Converter {
   /// does about them on standard output, the data among them. They are off at first.
   static void setDebug(bool on);
 
-  /// Converts `text` into `bytes` and returns the byte count. Up to N bytes stay in the buffer's inline
-  /// store; for more it grows to a power of two. No terminator is counted, and none is written when the bytes
-  /// fill the store. What the code page cannot hold becomes its substitution byte; an unknown code page gives
-  /// 0 bytes.
+  /// Converts `text` into `bytes` and returns the byte count. The buffer grows, to a power of two, only if
+  /// its capacity is too small. A terminator is not counted; it is written only if there is room after the
+  /// bytes. A character that the code page cannot hold becomes its substitution byte; an unknown code page
+  /// gives 0 bytes.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, more than 2^30
   ///            bytes, or more than the buffer's maximum
   template <std::size_t N>

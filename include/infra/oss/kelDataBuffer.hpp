@@ -18,21 +18,25 @@ namespace tarvo::oss {
 ///     line.appendBinary("\x0A\xFF", 2, true);
 ///     puts(line.getString());        // prints id=4711 straße X'0AFF'
 ///
-/// It holds text, not bytes at large: a content byte 0 ends the text for everything that measures. Inserting
-/// before such a byte moves only what stands before it, and a text that outgrows its room is cut there.
+/// It holds text, not bytes at large: a zero byte in the contents terminates the text for every operation
+/// that computes a length. An insert moves only the bytes from its position up to the next zero byte; they
+/// overwrite what follows. When the text moves to a larger block, the part before the position, the added
+/// text and the part after the position are each cut at their first zero byte.
 ///
-/// A text on the heap has room for some growth at once, in a block that may be four times as large as the text, whatever
-/// `capacity` tells; from 4 MiB on the system is asked for large pages.
+/// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. From 4
+/// MiB on the system is asked for large pages.
 ///
-/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a piece
-/// of it; it is added as if copied first. A text for which there is no memory, or with which the buffer would
-/// need a capacity above the largest int, changes nothing and is not reported; the constructors raise
-/// std::bad_alloc instead. What ICU has no memory for, a converter for a code page that is used for the first
-/// time, raises std::bad_alloc everywhere. One thread at a time.
+/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a part
+/// of it; it is added as if copied first. One thread at a time.
 ///
-/// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. What a code
-/// page cannot hold becomes its substitution byte; with an unknown one nothing is added. Members that convert
-/// raise, from "kelDataBuffer.cpp", the buffer unchanged:
+/// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
+/// append or insert changes nothing and reports nothing; a constructor raises std::bad_alloc. ICU allocates a
+/// converter when a thread first uses a code page; if it cannot, every member that converts raises
+/// std::bad_alloc.
+///
+/// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. A character
+/// that a code page cannot hold becomes its substitution byte; if ICU does not know the code page, nothing is
+/// added. Members that convert raise, from "kelDataBuffer.cpp", the buffer unchanged:
 ///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): it is exactly "UTF-16" or "UTF-32", or null
 ///                                          while the default is; their zero bytes would end the text
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
@@ -47,8 +51,8 @@ class KELINFRA_API DataBuffer {
   explicit DataBuffer(const icu::UnicodeString& text);
   /// The text in the code page named.
   DataBuffer(const icu::UnicodeString& text, const char* encoding);
-  /// A copy of text and length. The capacity is the other's when that is above 4096, else 4096. A copy on the
-  /// heap takes the bytes up to the first 0 only.
+  /// A copy of text and length. The capacity is the other's if that is above 4096, else 4096. A copy on the
+  /// heap takes only the bytes up to the first zero byte; the rest of its length is zeros.
   DataBuffer(const DataBuffer& other);
   virtual ~DataBuffer();
 
@@ -57,10 +61,11 @@ class KELINFRA_API DataBuffer {
   // --- ask
 
   /// The text, never null; valid until the next change. The bytes up to `capacity()` may be read: those
-  /// behind the text are 0, except where `clear(true)` left older ones.
+  /// after the text are 0, except where `clear(true)` left older ones.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
-  /// 4096 while the text stands inside the object. A text that does not fit makes it length + count + 4096.
+  /// 4096 while the text is inside the object. A constructor that was given a larger size makes it that size;
+  /// an append or insert that does not fit makes it length + count + 4096.
   int capacity() const;
 
   /// Decodes the literal X'0aff' that the buffer holds, digits of either case, into `target`.
@@ -74,15 +79,15 @@ class KELINFRA_API DataBuffer {
 
   /// Appends the text up to its terminator; null and empty texts change nothing.
   void appendString(const char* text);
-  /// Appends `count` bytes, bytes 0 included, which nothing checks against the text's own length. A null text
-  /// and a count below 1 change nothing.
+  /// Appends `count` bytes, zero bytes included; `count` is not checked against the text's own length. A null
+  /// text and a count below 1 change nothing.
   void appendString(const char* text, int count);
   /// Appends the text in the code page named.
   void appendString(const icu::UnicodeString& text, const char* encoding);
   /// Appends the other's bytes, as many as its length.
   void appendString(const DataBuffer& other);
 
-  /// Append the number in decimal. Characters are numbers, too: `unsigned char` 200 is "200".
+  /// Append the number in decimal. Character types are numbers too: `unsigned char` 200 is "200".
   void appendNumber(unsigned char value);
   void appendNumber(unsigned short value);
   void appendNumber(unsigned int value);
@@ -110,9 +115,10 @@ class KELINFRA_API DataBuffer {
 
   // --- empty
 
-  /// Length 0 and capacity 4096; heap storage is given back. With `keepContents` old bytes inside the object
-  /// stay as they are behind a first byte 0, and a later insert moves along what it finds of them behind its
-  /// position; without, all of them are 0. Costs no more than the bytes that were written.
+  /// Length 0 and capacity 4096; heap storage is released. If `keepContents` is true and the text is inside
+  /// the object, only the first byte is zeroed: a later insert moves those old bytes that follow its
+  /// position, up to the first zero byte. Otherwise all bytes are 0; the time is proportional to the bytes
+  /// that were written.
   void clear(bool keepContents);
 
  private:
@@ -155,8 +161,8 @@ class KELINFRA_API DataBuffer {
 
   // No byte before this one is 0.
   int zeroFree_ = 0;
-  // From here to the end of the capacity every byte is 0. Not beside the length: GCC writes both at once then, by a
-  // vector, and the next append waits for it.
+  // From here to the end of the capacity every byte is 0. Not beside the length: GCC writes both at once
+  // then, by a vector, and the next append waits for it.
   int written_ = 0;
   // Bytes of the heap block: more than capacity_ + 1 when it grew ahead of what is asked for.
   std::size_t blockSize_ = 0;

@@ -43,7 +43,8 @@ class KELINFRA_API Formatter {
   // --- numbers to text
 
   /// `out` becomes the decimal text of `value`: "-" and digits, no grouping. The former text of `out` is
-  /// replaced; nothing is allocated.
+  /// replaced; nothing is allocated. An `out` whose buffer is held open (`getBuffer(minCapacity)`) is not
+  /// changed. The same holds for `int64ToHexLiteral`.
   static void int32ToString(icu::UnicodeString& out, int value);
   static void uint32ToString(icu::UnicodeString& out, unsigned int value);
   static void int64ToString(icu::UnicodeString& out, std::int64_t value);
@@ -55,14 +56,15 @@ class KELINFRA_API Formatter {
 
   // --- text to numbers
 
-  /// The value of a decimal integer, white space around it left out (as `icu::UnicodeString::trim` does). The
-  /// rest must be digits "0" to "9" alone, at most 10 of them for 32 bits, 19 for `std::int64_t` and 20 for
-  /// `std::uint64_t`, leading zeros counted. One sign may stand before them, for the signed types only.
+  /// The value of a decimal integer. White space around it is ignored (as `icu::UnicodeString::trim` removes
+  /// it). The rest must be digits "0" to "9", at most 10 of them for 32 bits, 19 for `std::int64_t` and 20
+  /// for `std::uint64_t`, leading zeros counted. The signed types allow one sign before them.
   ///
-  /// A value that has so many digits and yet is out of range is no error: it is reduced modulo 2 to the power
-  /// of the type's width, so "4294967296" is 0 for 32 bits.
+  /// A value out of the type's range that has no more digits than that is no error: it is reduced modulo 2 to
+  /// the power of the type's width. So "4294967296" is 0 for 32 bits, and `stringToInt32("2147483648")` is
+  /// -2147483648.
   ///   raises   NLSException ERR_STR_TO_NUM_CONV_ERR (type, text): anything else. The type is "int32_t",
-  ///            "uint32_t", "int64_t" or "uint64_t", the text what was left by the trimming, perhaps empty;
+  ///            "uint32_t", "int64_t" or "uint64_t", the text is the trimmed one, perhaps empty;
   ///            half a surrogate pair in it is recorded as U+FFFD
   static int stringToInt32(const icu::UnicodeString& text);
   static unsigned int stringToUint32(const icu::UnicodeString& text);
@@ -106,7 +108,8 @@ class KELINFRA_API Formatter {
   /// process. The conversions above never depend on it. A caller learns that ICU can format for the default
   /// locale, and calls it again when that locale has changed. On an error the former settings stay. One
   /// thread at a time.
-  ///   raises   NLSException ERR_OUT_OF_MEMORY ("Formatter::setSettings()"): ICU made one of the formats not
+  ///   raises   NLSException ERR_OUT_OF_MEMORY ("Formatter::setSettings()"): ICU could not create one of the
+  ///            formats
   static void setSettings();
 };
 

@@ -50,8 +50,8 @@ class KELINFRA_API Message {
   const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
   /// Writes the message on one line, "ID: [text]" or "ID: [text] - [first] [second]", into `out`, whose
-  /// former contents are dropped, and returns `out`. File, line and level are not part of it. An `out` whose buffer is
-  /// held open (`getBuffer(minCapacity)`) is not changed.
+  /// former contents are dropped, and returns `out`. File, line and level are not part of it. An `out` whose
+  /// buffer is held open (`getBuffer(minCapacity)`) is not changed.
   const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------
@@ -65,8 +65,9 @@ class KELINFRA_API Message {
 
   /// Appends an argument, an empty text included.
   void addArgument(const icu::UnicodeString& value);
-  /// Appends `value` converted from `codepage`: an ICU converter name, "" for plain ASCII, null for ICU's
-  /// default converter. A null or empty `value` adds nothing; an unknown code page adds one empty argument.
+  /// Appends `value` converted from `codepage`: an ICU converter name, "" for ASCII (a byte above 7F becomes
+  /// the character of the same number, U+0080 to U+00FF), null for ICU's default converter. A null or empty
+  /// `value` adds nothing; an unknown code page adds one empty argument.
   void addArgument(const char* value, const char* codepage);
   /// Append the signed 32-bit decimal text of the value's low 32 bits, whatever its type: 4294967295u adds
   /// "-1" and 5000000000 adds "705032704". That is what the catalogues expect; pass text for more.

@@ -11,8 +11,8 @@ namespace tarvo::oss {
 ///
 /// Each insertion is `std::cerr`'s own for the type, in its formatting state at that moment (decimal unless
 /// someone changed it), and returns the stream. The three character types print as characters, `bool` as 0 or
-/// 1. A `const char*` is NUL-terminated; a null one is the standard stream's business, as are its error bits:
-/// this class reports nothing.
+/// 1. A `const char*` is NUL-terminated. A null one sets the error bit of `std::cerr`, which then prints
+/// nothing until somebody clears the bit. This class reports no error.
 ///
 /// Threads: no lock of its own; concurrent insertions interleave as those into `std::cerr` do.
 class KELINFRA_API PrintStream {

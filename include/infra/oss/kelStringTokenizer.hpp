@@ -22,8 +22,8 @@ namespace tarvo::oss {
 /// supplementary character are two delimiters.
 ///
 /// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
-/// starts at the first token. One thread at a time. Without memory, and for a narrow text above 2^31 - 1 bytes, it
-/// raises std::bad_alloc.
+/// starts at the first token. One thread at a time. If there is no memory, or if a narrow text is longer than
+/// 2^31 - 1 bytes, std::bad_alloc is raised.
 class KELINFRA_API StringTokenizer {
  public:
   /// Takes text and delimiters in the code page named, an ICU converter name, and hands out bytes in it.
@@ -32,7 +32,9 @@ class KELINFRA_API StringTokenizer {
   ///                Its first 64 bytes are what the tokens are converted with
   ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
   StringTokenizer(const char* text, const char* codePage, const char* delimiters);
-  /// Takes plain ASCII delimiters; null or "" is " \r\n\t". Bytes are handed out in ICU's default code page.
+  /// Takes ASCII delimiters, NUL-terminated; null or "" is " \r\n\t". A byte above 7F delimits at the code
+  /// unit of the same number, U+0080 to U+00FF: it is not taken as part of a UTF-8 character. Bytes are
+  /// handed out in ICU's default code page.
   StringTokenizer(const icu::UnicodeString& text, const char* delimiters);
   StringTokenizer(const StringTokenizer&) = delete;
   StringTokenizer& operator=(const StringTokenizer&) = delete;
@@ -46,11 +48,13 @@ class KELINFRA_API StringTokenizer {
 
   // --- iterate
 
-  /// The first token and the one at the cursor, as NUL-terminated bytes in the tokenizer's code page; the
-  /// cursor then stands behind it. When there is none, the empty text. Never null; valid until the next call
-  /// of either.
-  ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc where there is no memory for
-  ///            the token; the cursor then is at 0 and where it was respectively
+  /// Return the first token, and the one at the cursor, as NUL-terminated bytes in the tokenizer's code page;
+  /// the cursor moves to the token after it. If there is none, the empty text. Never null; valid until the
+  /// next call of either. A zero byte in a token, as of U+0000, ends it for whoever reads up to the
+  /// terminator.
+  ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc if there is no memory for
+  ///            the token. `getFirstToken` then leaves the cursor at the first token, `getNextToken` leaves it
+  ///            where it was
   const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
   const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 

@@ -18,15 +18,16 @@ namespace tarvo::oss {
 ///
 /// It takes one text in its lifetime, copies it, up to 4096 bytes into the object itself, and checks it
 /// strictly before the first character is handed out: well-formed byte sequences of the Unicode Standard, no
-/// overlong forms, no surrogates, nothing above U+10FFFF, nothing cut short. The object takes some 6 KiB, on the stack
-/// where it stands there. One thread at a time.
+/// overlong forms, no surrogates, nothing above U+10FFFF, nothing cut short. The object takes about 6 KiB.
+/// One thread at a time.
 ///
-/// Without memory for its copy, and for a text above the largest int, an iterator holds no text: nothing is
-/// raised, and `isEmpty` tells. That is not what an iterator over the empty text is. Only ICU's own need of memory, the
-/// first time that a thread converts Unicode, raises std::bad_alloc.
+/// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
+/// text: nothing is raised, and `isEmpty` returns true. An iterator over an empty string is different: it has
+/// text, of length 0. Only ICU's own allocation, when a thread first converts Unicode, raises std::bad_alloc.
 class KELINFRA_API UTF8Iterator {
  public:
-  /// Take the text up to its terminator, Unicode in UTF-8; null is the empty text.
+  /// Take the text up to its terminator, Unicode text in UTF-8 and up to its first U+0000; null is the empty
+  /// text. A Unicode text is checked up to there only. Half a surrogate pair in it becomes U+FFFD.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): it is not well-formed
   ///            NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the Unicode text's size is above
   ///            the largest int
@@ -39,7 +40,8 @@ class KELINFRA_API UTF8Iterator {
 
   // --- ask
 
-  /// Whether there is no text at all. The empty text is one: ask `hasMoreChars` or `length` for that.
+  /// Whether the iterator holds no text at all. This is false for the empty text: ask `hasMoreChars` or
+  /// `length`.
   bool isEmpty() const;
   bool hasMoreChars() const;
   /// The iterator's copy, null when it holds no text; valid as long as the iterator.
@@ -51,8 +53,8 @@ class KELINFRA_API UTF8Iterator {
 
   // --- iterate
 
-  /// The bytes of the first character and of the one at the cursor, NUL-terminated, 1 to 4 of them; the
-  /// cursor then stands behind it. Null when there is none. Valid until the next call of either.
+  /// Return the first character, and the one at the cursor: 1 to 4 bytes and a NUL. The cursor moves to the
+  /// character after it. Null if there is none. Valid until the next call of either.
   const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
   const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 

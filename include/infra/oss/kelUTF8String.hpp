@@ -16,12 +16,13 @@ namespace tarvo::oss {
 ///     name.length();                           // -> 12
 ///     name.compare("z");                       // -> -1
 ///
-/// The text is UTF-8 by convention; bytes are taken as they are, and only `numChars` looks at them.
-/// `UTF8Iterator` checks a text. Storage, growth, want of memory and bytes 0 in the text are as in
-/// `DataBuffer`, and so are positions: byte offsets, which may split a character. One thread at a time.
+/// The text is UTF-8 by convention: bytes are stored unchecked, and of the members only `numChars` inspects
+/// them. `UTF8Iterator` checks a text. Storage, growth, allocation failure and zero bytes in the text are as
+/// in `DataBuffer`, and so are positions: byte offsets, which may split a character. One thread at a time.
 ///
-/// Members that convert raise, from "kelDataBuffer.cpp", the string unchanged, or empty by assignment:
+/// Members that convert from Unicode raise, from "kelDataBuffer.cpp":
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the converted size is above the largest int
+/// An append or insert then leaves the string unchanged, an assignment leaves it empty.
 class KELINFRA_API UTF8String : public DataBuffer {
  public:
   /// Empty, with room for `size` bytes.
@@ -40,32 +41,34 @@ class KELINFRA_API UTF8String : public DataBuffer {
 
   /// The bytes, never null; valid until the next change.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
-  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid. Bytes
-  /// that are not well-formed become U+FFFD. A `text` whose buffer is held open (`getBuffer(minCapacity)`) is not
-  /// changed.
-  ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with a copy.
+  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid.
+  /// Bytes that are not well-formed become U+FFFD. A `text` whose buffer is held open
+  /// (`getBuffer(minCapacity)`) is not changed.
+  ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with
+  ///            a copy.
   void getString(icu::UnicodeString& text) const;
   /// Converts the text, up to its terminator, into another code page.
-  ///   target, capacity, codepage, returns   as `Converter::convert` has them: a null target asks for the size
+  ///   target, capacity, codepage, returns   as in `Converter::convert`: a null target asks for the size
   ///   raises   as `Converter::convert`, from code page "UTF-8", from "kelConverter.cpp"
   int getString(char* target, int capacity, const char* codepage) const;
 
   /// Compares the argument with this string, by unsigned bytes up to the terminator, which is the order of
-  /// code points. Mind the direction, the reverse of the usual: -1 when the argument comes before this
-  /// string, 0 when they are equal, 1 when it comes behind it. Null is -1.
+  /// code points. The direction is the reverse of the usual one: -1 if the argument comes before this
+  /// string, 0 if they are equal, 1 if the argument comes after it. A null argument gives -1.
   signed char compare(const char* text) const;
   signed char compare(const UTF8String& other) const;
 
-  /// The number of characters in all of `length()`, told from lead bytes alone: what follows a lead byte is
-  /// skipped unseen, overlong forms and surrogates count, and so does a character that the end cuts short.
+  /// The number of characters in all `length()` bytes. Only lead bytes are inspected: the bytes after a lead
+  /// byte are skipped unchecked, so overlong forms, surrogates and a character that the end cuts short count
+  /// as one each.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): a character starts with 80 to BF or F8
   ///            to FF
   int numChars() const;
 
   // --- change
 
-  /// Replace the contents, first emptied as by `clear(false)`: by Unicode text in UTF-8, or by bytes up to the terminator,
-  /// unchecked; null is the empty text. The bytes may be the string's own.
+  /// Replace the contents, first emptied as by `clear(false)`: by Unicode text in UTF-8, or by bytes up to
+  /// the terminator, unchecked; null is the empty text. The bytes may be the string's own.
   ///   raises   std::bad_alloc: there is no memory for a copy of its own bytes; the string is unchanged
   UTF8String& operator=(const icu::UnicodeString& text) KELINFRA_LIFETIMEBOUND;
   UTF8String& operator=(const char* text) KELINFRA_LIFETIMEBOUND;

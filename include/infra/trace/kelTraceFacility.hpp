@@ -6,10 +6,11 @@
 
 /// The host program's trace facility, as the library calls it.
 ///
-/// Public operations of the buffer, conversion, tokenizer, formatter, message-list and networking classes
-/// report their entry and exit to the installed facility, each with the 32-bit probe number of the function.
-/// Without an installed facility a built-in one is in place whose flags are all clear; then nothing is
-/// called.
+/// The operations of the buffer, conversion, tokenizer, formatter, message-list and networking classes and of
+/// `ByteArrayOutputStream` report their entry and exit to the installed facility, each with the 32-bit probe
+/// number of the function. Members that only return a value of the object, and all other classes, report
+/// nothing (docs/tracing.md lists them). Without an installed facility a built-in one is in place whose flags
+/// are all clear; then nothing is called.
 ///
 ///     static std::uint32_t flags[256] = {};        // lives as long as the facility is installed
 ///     tarvo::trace::Facility facility;
@@ -32,8 +33,8 @@ constexpr unsigned int componentIndex = 155;
 ///   0x80      traceFlightRecord at exit, further arguments always 0, 0, 0
 /// At entry diagDispatchEntry comes before traceEntry; at exit diagDispatchExit, traceExit,
 /// traceFlightRecord. An operation that ends with an exception reports its entry and no exit. Constructors,
-/// destructors and cursor steps report their exit only, but for the end of a `MessageList` or of an exception, which
-/// is its `clear`.
+/// destructors and cursor steps report their exit only, but for the end of a `MessageList` or of an
+/// exception, which is its `clear`.
 struct Facility {
   /// Array of flag words, one a component of the host; element 155 is read afresh before every test, as a
   /// plain load without a lock. The host may change it at any time and from any thread, a hook included; it
