@@ -33,6 +33,7 @@ OTHER_LANGUAGES = {
     "asm": "tests/inspect counts the instructions of that function in the built program",
     "properties": "the format of a request, which tests/examples sends",
     "internal-cpp": "a line of the library's own sources, with names that programs do not have",
+    "text": "a drawing of lines and words",
     "transcript": "a run of the example programs; tests/examples compares their answers",
 }
 
