@@ -127,7 +127,7 @@ inline const icu::UnicodeString& valueOf(const ExtendedProperties& properties,
 }
 template <class AnyMap>
 const icu::UnicodeString& valueOf(const AnyMap& map, const icu::UnicodeString& key) {
-  return map.find(key)->second;
+  return map.at(key);
 }
 
 /// Candidates whose keys are bytes say so by a type of that name.

@@ -129,7 +129,10 @@ BENCHMARK(constructFindFirstOf)->Name("StringTokenizer/construct/find_first_of")
 void everyString(benchmark::State& state) {
   timed(state, [&] {
     StringTokenizer tokenizer(units(), nullptr);
-    while (tokenizer.hasMoreTokens()) benchmark::DoNotOptimize(tokenizer.getNextTokenString());
+    while (tokenizer.hasMoreTokens()) {
+      icu::UnicodeString token = tokenizer.getNextTokenString();
+      benchmark::DoNotOptimize(token);
+    }
   });
 }
 

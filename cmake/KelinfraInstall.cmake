@@ -31,3 +31,8 @@ else()
   install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kelinfra_development)
 endif()
+
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall
+      COMMAND ${CMAKE_COMMAND} -D BINARY_DIR=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
+endif()

@@ -65,7 +65,7 @@ target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
          -D CMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -D CMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER)
     set(suffix .exe)
   endif()
-  run(${CMAKE_COMMAND} -S ${WORK_DIR} -B ${WORK_DIR}/build ${place}
+  run(${CMAKE_COMMAND} -G Ninja -S ${WORK_DIR} -B ${WORK_DIR}/build ${place}
       -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug)
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
   run(${WINE} ${WORK_DIR}/build/program${suffix})

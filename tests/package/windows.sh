@@ -69,7 +69,7 @@ check_program() {
 
 # The package's server, and the client built from the package's sources.
 check_examples() {
-  step "configuring the ZIP's examples" cmake -S "$zip/examples" -B "$work/examples" -D CMAKE_SYSTEM_NAME=Windows \
+  step "configuring the ZIP's examples" cmake -G Ninja -S "$zip/examples" -B "$work/examples" -D CMAKE_SYSTEM_NAME=Windows \
     -D CMAKE_CXX_COMPILER="$compiler" -D KELINFRA_DIR="$zip/lib/cmake/KELINFRA" -D CMAKE_BUILD_TYPE=Debug
   step "building the ZIP's examples" cmake --build "$work/examples" -j "$jobs"
   step "running the ZIP's examples" with_package python3 "$root/tests/examples/conversation.py" "$zip/examples" \

@@ -42,8 +42,8 @@ std::size_t countAvailable() {
   const unsigned saved = savedRegisters(first);
   if (!holds(first.c, {9})) return 1;                             // SSSE3
   if (!holds(saved, {1, 2}) || !holds(seventh.b, {5})) return 2;  // XMM, YMM; AVX2
-  if (!holds(saved, {5, 6, 7}) || !holds(seventh.b, {16, 17, 30, 31}))
-    return 3;                            // ZMM; AVX-512 F, DQ, BW, VL
+  if (!holds(saved, {5, 6, 7}) || !holds(seventh.b, {16, 17, 28, 30, 31}))
+    return 3;                            // ZMM; AVX-512 F, DQ, CD, BW, VL
   return holds(seventh.c, {1}) ? 4 : 3;  // VBMI
 }
 

@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# configure.sh old ROOT COMPILER KIND                CMake refuses what is too old, and README.md names its versions
+# configure.sh warnings ROOT COMPILER KIND VERSION   warnings are errors only for the compilers that are named
+# configure.sh kernels ROOT COMPILER KIND            each kernel file has its own instructions only, although the rest is
+#                                                    compiled for a processor that has more
+set -euo pipefail
+root=$2
+compiler=$3
+kind=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() {
+  printf '%s\n' "$*" >&2
+  exit 1
+}
+
+# configure OPTION...: in a new folder; prints what CMake says, in one line.
+configure() {
+  rm -rf "$work/build"
+  cmake -G Ninja -S "$root" -B "$work/build" -D KELINFRA_BUILD_TESTS=OFF -D CMAKE_CXX_COMPILER="$compiler" "$@" 2>&1 |
+    tr -s ' \n' ' '
+}
+
+# refuses NAME OLDEST OPTION...
+refuses() {
+  local said oldest=$2
+  if said=$(configure "${@:3}"); then fail "configured with $1 too old: $said"; fi
+  grep -qE "$1 [0-9.]+ \([^ ]*\) is too old: KELINFRA needs $1 $oldest or later" <<<"$said" || fail "$1 too old: $said"
+}
+
+# oldest KIND: as CMake has it.
+oldest() { sed -n "s/^set(KELINFRA_OLDEST_$1 \(.*\))$/\1/p" "$root/cmake/KelinfraRequirements.cmake"; }
+
+# named PATTERN: README.md's table holds it.
+named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does not hold: $1"; }
+
+# A compiler, ICU and Highway that are too old, as far as CMake looks at them.
+make_old() {
+  printf '#!/bin/sh\nexec %q -U__GNUC__ -D__GNUC__=11 -U__clang_major__ -D__clang_major__=13 "$@"\n' "$compiler" >"$work/c++"
+  chmod +x "$work/c++"
+  mkdir -p "$work/unicode" "$work/hwy"
+  printf '#define U_ICU_VERSION "71.1"\n' >"$work/unicode/uvernum.h"
+  touch "$work/unicode/utypes.h"
+  printf '#define HWY_MAJOR 1\n#define HWY_MINOR 0\n#define HWY_PATCH 2\n' >"$work/hwy/highway.h"
+  touch "$work/hwy/base.h"
+}
+
+case $1 in
+  old)
+    make_old
+    refuses "$kind" "$(oldest "$kind")" -D CMAKE_CXX_COMPILER="$work/c++"
+    refuses ICU "$(oldest ICU)" -D ICU_INCLUDE_DIR="$work"
+    refuses Highway "$(oldest Highway)" -D KELINFRA_HIGHWAY_HEADERS="$work"
+    named "GCC $(oldest GNU) or later, Clang $(oldest Clang) or later"
+    named "ICU .* $(oldest ICU) or later"
+    named "Highway .* $(oldest Highway) or later"
+    named "CMake $(sed -n 's/^cmake_minimum_required(VERSION \(.*\))$/\1/p' "$root/CMakeLists.txt") or later"
+    ;;
+  warnings)
+    name=$kind-${5%%.*}
+    configure -D KELINFRA_WARNINGS_AS_ERRORS="Other-1;$name" >/dev/null
+    grep -q -e '-Werror' "$work/build/build.ninja" || fail "$name is named, and its warnings are not errors"
+    for others in "" "Other-1;${name}1"; do
+      configure -D KELINFRA_WARNINGS_AS_ERRORS="$others" >/dev/null
+      if grep -q -e '-Werror' "$work/build/build.ninja"; then fail "<$others> does not name $name: its warnings are errors"; fi
+    done
+    ;;
+  kernels)
+    configure -D CMAKE_BUILD_TYPE=Release -D CMAKE_CXX_FLAGS=-march=icelake-server >/dev/null
+    folder=src/CMakeFiles/kelinfra_objects.dir/infra/simd
+    ninja -C "$work/build" $folder/kel{Ssse3,Avx2,Avx512}Kernels.cpp.o >"$work/log" || fail "$(cat "$work/log")"
+    for kernels in 'Ssse3 %[yz]mm' 'Avx2 %zmm'; do
+      if objdump -d "$work/build/$folder/kel${kernels% *}Kernels.cpp.o" | grep "${kernels#* }"; then
+        fail "the kernels for ${kernels% *} use wider registers"
+      fi
+    done
+    ;;
+  *) fail "usage: see the head of $0" ;;
+esac
