@@ -5,7 +5,6 @@ set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 logs=$root/build/logs
-mkdir -p "$logs"
 jobs=$(nproc)
 
 say() { printf '%s\n' "$*"; }
@@ -15,29 +14,43 @@ die() {
   exit 1
 }
 
-# step NAME COMMAND...: runs a command whose output is of interest only when it fails.
-step() {
-  local name=$1 log start
+# need_writable FOLDER: makes the folder unless it is there.
+need_writable() {
+  mkdir -p "$1" 2>/dev/null && [ -w "$1" ] ||
+    die "cannot write to $1: make that folder yours, or copy the checkout to a folder of your own and work there"
+}
+need_writable "$logs"
+
+# log_of NAME: the log of a step.
+log_of() { printf '%s/%s.log\n' "$logs" "$(printf '%s' "$1" | tr -c 'A-Za-z0-9' '-' | cut -c 1-80)"; }
+
+# quiet_step NAME COMMAND...: runs a command and keeps what it prints in its log.
+quiet_step() {
+  local name=$1 start=$SECONDS
   shift
-  log=$logs/$(printf '%s' "$name" | tr -c 'A-Za-z0-9' '-').log
-  start=$SECONDS
   printf '%s ...\n' "$name"
-  if ! "$@" >"$log" 2>&1; then
-    printf '%s failed; the end of %s:\n' "$name" "${log#"$root"/}" >&2
-    tail -n 60 "$log" >&2
-    return 1
-  fi
+  "$@" >"$(log_of "$name")" 2>&1 || return
   if ((SECONDS - start >= 5)); then printf '%s: done in %d s\n' "$name" $((SECONDS - start)); fi
 }
 
+# step NAME COMMAND...: the same for a command whose output is of interest when it fails.
+step() {
+  local log
+  quiet_step "$@" && return
+  log=$(log_of "$1")
+  printf '%s failed; the end of %s:\n' "$1" "${log#"$root"/}" >&2
+  tail -n 60 "$log" >&2
+  return 1
+}
+
 as_root() {
-  if [ "$(id -u)" = 0 ]; then
-    "$@"
-  elif command -v sudo >/dev/null; then
-    sudo "$@"
-  else
-    die "packages are missing, and installing them needs root or sudo"
-  fi
+  if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# need_root WHAT [ADVICE]: ends the script unless it can do that as root.
+need_root() {
+  [ "$(id -u)" = 0 ] || { command -v sudo >/dev/null && sudo true; } ||
+    die "cannot $1 without root's rights or sudo: ${2:-run this as root}"
 }
 
 apt_install() {
@@ -47,27 +60,42 @@ apt_install() {
 
 # need PACKAGE...: installs the Debian packages that are missing.
 need() {
-  local package missing=()
+  local package name missing=()
   command -v dpkg-query >/dev/null || die "this is no Debian system; install by hand what corresponds to: $*"
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
   if [ ${#missing[@]} = 0 ]; then return; fi
-  step "installing ${missing[*]}" apt_install "${missing[@]}" ||
-    die "could not install ${missing[*]}: is the network there, and are the package lists right?"
+  need_root "install packages" "ask an administrator to run: apt-get install ${missing[*]}"
+  name="installing ${missing[*]}"
+  quiet_step "$name" apt_install "${missing[@]}" ||
+    die "cannot install ${missing[*]}: connect this machine to its package server, then run this again" \
+      "(apt's own words are in $(log_of "$name"))"
 }
 
+# need_programs PROGRAM...: of packages that are installed. Somebody can have removed one by hand.
+need_programs() {
+  local program owner
+  for program in "$@"; do
+    if command -v "$program" >/dev/null; then continue; fi
+    owner=$(dpkg-query -S "$(readlink -f "/usr/bin/$program")" 2>/dev/null | sed 's/:.*//') || true
+    die "the program $program is missing, though its package is installed; run as root:" \
+      "apt-get install --reinstall ${owner:-with the name of that package}"
+  done
+}
+
+toolchain=(g++ cmake ninja-build libicu-dev libhwy-dev pkg-config)
+test_tools=(libgtest-dev libgmock-dev libbenchmark-dev binutils icu-devtools locales python3 default-jdk-headless)
+
 need_toolchain() {
-  need g++ cmake ninja-build libicu-dev libhwy-dev
-  local version
-  version=$(g++ -dumpversion)
-  [ "${version%%.*}" -ge 12 ] || die "g++ $version is too old: C++20 as used here needs GCC 12 or later"
+  need "${toolchain[@]}"
+  need_programs g++ cmake ninja pkg-config
 }
 
 need_test_tools() {
+  need "${toolchain[@]}" "${test_tools[@]}"
   need_toolchain
-  need libgtest-dev libgmock-dev libbenchmark-dev binutils pkg-config icu-devtools locales python3
-  need openjdk-17-jdk-headless
+  need_programs ctest python3 java nm objdump readelf c++filt uconv
 }
 
 mingw=x86_64-w64-mingw32
@@ -93,6 +121,7 @@ windows_library() {
 build() {
   local preset=$1
   shift
+  need_writable "$root/build/$preset"
   step "configuring $preset" cmake --preset "$preset" -S "$root" "$@"
   step "building $preset" cmake --build "$root/build/$preset" -j "$jobs"
 }

@@ -2,7 +2,7 @@
 # The Debian packages in build/packages: looks at what is in them, installs them, builds and runs the README's program
 # with them as their users do, and removes them.
 . "$(dirname "$0")/looking.sh"
-as_root true
+need_root "install the packages"
 
 runtime=libkelinfra5
 development=libkelinfra-dev
