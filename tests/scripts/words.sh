@@ -32,9 +32,11 @@ found a.md "What is read stays in the buffer until the next call." "What is read
 found a.md "The choice of the code page is the caller's." "is the caller's"
 found a.cpp "TEST(Buffer, StartsAnew) {" Anew
 found a.cpp "// $(printf 'x%.0s' {1..120})" "123 columns"
+found a.md "- The line \`$(printf 'x%.0s' {1..120})\` is long." "142 columns"
 
 clean a.cpp 'print("the byte behind the text");  // prints a message of the program'
 clean a.md "The page says \`behind\` where it quotes code."
 clean a.md "What does it cost? Nothing."
+clean a.md "- \`$(printf 'x%.0s' {1..120})\`"
 clean a.md "The identifier stands for a message."
 clean a.cpp "TEST(Buffer, ReturnsTheSizeAfterAnAppend) {"
