@@ -29,14 +29,16 @@ struct ThreadState {
 constinit thread_local ThreadState state;
 constinit std::atomic<std::ptrdiff_t> held = 0;
 
-// The standard library's array forms come back through the program's single ones; that is the same request
-// still.
+// The standard library's array forms call the program's single forms, and both call malloc: still the same request.
 class Inside {
  public:
-  Inside() noexcept { state.inside = true; }
+  Inside() noexcept : before_(state.inside) { state.inside = true; }
   Inside(const Inside&) = delete;
   Inside& operator=(const Inside&) = delete;
-  ~Inside() { state.inside = false; }
+  ~Inside() { state.inside = before_; }
+
+ private:
+  bool before_;
 };
 
 bool refuses(std::size_t size) noexcept {
@@ -163,6 +165,10 @@ AllocationsGranted::~AllocationsGranted() {
   state.granted = before_;
 }
 
+bool refusesToOthers(std::size_t size) noexcept {
+  return !state.inside && refuses(size);
+}
+
 void restartIcu() {
   u_cleanup();
   lendToIcu();  // which it has forgotten, too
@@ -191,6 +197,7 @@ void __real_free(void* block);
 
 void* __wrap_malloc(std::size_t size) {
   if (refuses(size)) return nullptr;
+  const tarvo::test::Inside inside;
   void* const block = __real_malloc(size);
   if (block != nullptr) noteMade(size);
   return block;
@@ -198,6 +205,7 @@ void* __wrap_malloc(std::size_t size) {
 
 void* __wrap_calloc(std::size_t count, std::size_t size) {
   if (refuses(count * size)) return nullptr;
+  const tarvo::test::Inside inside;
   void* const block = __real_calloc(count, size);
   if (block != nullptr) noteMade(count * size);
   return block;
@@ -205,6 +213,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 
 void* __wrap_realloc(void* block, std::size_t size) {
   if (refuses(size)) return nullptr;
+  const tarvo::test::Inside inside;
   void* const moved = __real_realloc(block, size);
   if (moved == nullptr) return nullptr;
   if (block != nullptr) noteReleased();

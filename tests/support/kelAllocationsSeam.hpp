@@ -82,6 +82,10 @@ class AllocationsGranted {
   bool before_;
 };
 
+/// Whether the request of a library that asks the C library itself is refused, which the fault run in the calling thread
+/// decides and counts. For a program that replaces malloc for all libraries; such requests are not in AllocationCount.
+bool refusesToOthers(std::size_t size) noexcept;
+
 /// Has ICU give back all that it keeps and forget all that it knows, as in a program that has just started.
 /// Nothing of ICU's may be in use in any thread, no converter that a thread keeps either.
 void restartIcu();

@@ -316,11 +316,17 @@ TEST(ConverterCache, KeepsNoConverterWhoseNameIsTooLong) {
   EXPECT_EQ(toUnicode("\x80", 1, options.c_str()), u"\u20AC");
 }
 
-TEST(ConverterCache, TellsNamesApartByTheirBytes) {
-  const CachedConverter one("windows-1251");
-  const CachedConverter other("WINDOWS-1251");
-  EXPECT_NE(one.get(), other.get());
-  EXPECT_EQ(nameOf(one), nameOf(other));
+TEST(ConverterCache, KeepsAConverterForEachSpellingOfAName) {
+  const UConverter* lower = nullptr;
+  {
+    const CachedConverter converter("windows-1251");
+    lower = converter.get();
+  }
+  const CachedConverter upper("WINDOWS-1251");
+  EXPECT_NE(upper.get(), lower);
+  const CachedConverter again("windows-1251");
+  EXPECT_EQ(again.get(), lower) << "the lower-case name has lost its converter";
+  EXPECT_EQ(nameOf(upper), nameOf(again));
 }
 
 TEST(ConverterCache, StartsAfreshAfterHalfACharacter) {
@@ -393,19 +399,39 @@ TEST(ConverterCache, SharesNothingBetweenThreads) {
   EXPECT_NE(there, here.get());
 }
 
-TEST(ConverterCache, StillServesAThreadPastItsEnd) {
+// The kept converters are closed by then: each conversion opens its own and closes it.
+TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnded) {
   const auto convert = [] {
     std::array<char, 4> bytes{};
-    fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-1");
+    fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-2");
     return std::string(bytes.data());
   };
-  convert();  // the program's first conversion, if it is that, is not the thread's
-  std::string result;
+  std::thread([&] { convert(); }).join();  // the system's slot for blocks comes before that of `atThreadEnd`
+  struct {
+    std::string bytes;
+    std::size_t made;
+    std::ptrdiff_t outstanding;
+  } during{}, first{}, second{};
+  const auto note = [&](auto& found) {
+    const test::AllocationCount count;
+    found.bytes = convert();
+    found.made = count.made();
+    found.outstanding = count.outstanding();
+  };
   std::thread([&] {
-    atThreadEnd([&] { result = convert() + convert(); });
+    atThreadEnd([&] {
+      note(first);
+      note(second);
+    });
     convert();
+    note(during);
   }).join();
-  EXPECT_EQ(result, "\xE9\xE9");
+  EXPECT_EQ(during.made, 0U);
+  for (const auto& found : {first, second}) {
+    EXPECT_EQ(found.bytes, "\xE9");
+    EXPECT_GT(found.made, 0U) << "a converter that was closed is used";
+    EXPECT_EQ(found.outstanding, 0);
+  }
 }
 
 TEST(ConverterCache, ReadsNothingOfNothing) {

@@ -8,8 +8,7 @@
 
 namespace tarvo::test {
 
-// The slots call back in the order in which they were made, in whatever order the thread came to use them. So what is
-// to be outlived is used, by any thread, before this is called first.
+// The system calls back the slots in the order in which they were made.
 void atThreadEnd(std::function<void()> action) {
   static const DWORD slot = ::FlsAlloc([](void* data) WINAPI {
     const std::unique_ptr<std::function<void()>> last(static_cast<std::function<void()>*>(data));

@@ -1,38 +1,59 @@
 #include "platform/kelThreadBlock.hpp"
 
+#include <pthread.h>
+
+#include <cstdlib>
+
+// Not a thread_local object with a destructor: the C library ends the process when it cannot allocate the record of such a
+// destructor. Setting the value of a key reports the failure instead. The shared library is linked with "-z nodelete": it
+// stays loaded, so the destructor of the key is there when a thread ends after dlclose.
+
 namespace tarvo::platform {
 namespace {
 
-/// Trivially destructible, so that it can still be looked at when the thread's other objects are gone.
 struct Block {
   alignas(std::max_align_t) unsigned char bytes[threadBlockSize];
-  bool ended;
+  void (*atEnd)(void*) noexcept;
 };
 
-constinit thread_local Block block{};
-
-/// The block while it may be used, which is asked for often: a variable of this model is found without a call, and
-/// one pointer always has a place among those.
+// Asked for often: a variable of this model is found without a call. Its place is in memory that the C library reserves for
+// all libraries that are loaded while the program runs, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 
-struct ThreadEnd {
-  explicit ThreadEnd(void (*atEnd)(void*) noexcept) noexcept : atEnd_(atEnd) {}
-  ThreadEnd(const ThreadEnd&) = delete;
-  ThreadEnd& operator=(const ThreadEnd&) = delete;
-  ~ThreadEnd() {
-    block.ended = true;
-    usable = nullptr;
-    atEnd_(block.bytes);
-  }
+/// The key whose destructor the system calls with the block of a thread that ends.
+class Key {
+ public:
+  Key() noexcept : made_(::pthread_key_create(&key_, &end) == 0) {}
+
+  bool keep(Block* block) const noexcept { return made_ && ::pthread_setspecific(key_, block) == 0; }
 
  private:
-  void (*atEnd_)(void*) noexcept;
+  static void end(void* data) noexcept {
+    auto* const block = static_cast<Block*>(data);
+    usable = nullptr;
+    ended = true;
+    block->atEnd(block->bytes);
+    std::free(block);
+  }
+
+  pthread_key_t key_ = 0;
+  bool made_;
 };
 
+bool keep(Block* block) noexcept {
+  static const Key key;
+  return key.keep(block);
+}
+
 [[gnu::noinline]] unsigned char* firstUse(void (*atEnd)(void*) noexcept) noexcept {
-  if (block.ended) return nullptr;
-  static const thread_local ThreadEnd end(atEnd);
-  return usable = block.bytes;
+  if (ended) return nullptr;
+  auto* const block = static_cast<Block*>(std::calloc(1, sizeof(Block)));
+  if (block == nullptr) return nullptr;
+  block->atEnd = atEnd;
+  if (keep(block)) return usable = block->bytes;
+  std::free(block);
+  return nullptr;
 }
 
 }  // namespace

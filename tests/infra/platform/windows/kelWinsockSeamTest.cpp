@@ -344,32 +344,6 @@ TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
 
 // --- blocks of threads
 
-struct Ended {
-  static inline std::atomic<int> count{0};
-
-  static void note(void* block) noexcept {
-    ++count;
-    EXPECT_EQ(*static_cast<int*>(block), 7);
-    EXPECT_EQ(platform::threadBlock(&note), nullptr) << "the thread has none any more";
-  }
-};
-
-TEST(ThreadBlock, IsTheThreadsOwnUntilItsEnd) {
-  Ended::count = 0;
-  constexpr int threads = 5;
-  for (int i = 0; i < threads; ++i) {
-    std::thread([] {
-      auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
-      ASSERT_NE(block, nullptr);
-      EXPECT_TRUE(std::all_of(block, block + platform::threadBlockSize / sizeof(int),
-                              [](int word) { return word == 0; }));
-      *block = 7;
-      EXPECT_EQ(platform::threadBlock(&Ended::note), block);
-    }).join();
-    EXPECT_EQ(Ended::count, i + 1);
-  }
-}
-
 TEST(ThreadBlock, LeavesTheLastErrorAsItIs) {
   std::thread([] {
     for (int again = 0; again < 2; ++again) {

@@ -1,0 +1,80 @@
+#include "platform/kelThreadBlock.hpp"
+#include "support/kelAllocationsSeam.hpp"
+#include "support/kelThreadEnd.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+namespace tarvo::test {
+namespace {
+
+struct Ended {
+  static inline std::atomic<int> count{0};
+
+  static void note(void* block) noexcept {
+    ++count;
+    EXPECT_EQ(*static_cast<int*>(block), 7);
+    EXPECT_EQ(platform::threadBlock(&note), nullptr) << "while the block ends";
+  }
+};
+
+/// The calling thread's block, which `Ended` finds marked.
+int* markedBlock() {
+  auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
+  if (block != nullptr) *block = 7;
+  return block;
+}
+
+TEST(ThreadBlock, IsZeroAtFirstAndTheSameUntilTheThreadEnds) {
+  Ended::count = 0;
+  for (int i = 1; i <= 5; ++i) {
+    std::thread([] {
+      auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
+      ASSERT_NE(block, nullptr);
+      EXPECT_TRUE(std::all_of(block, block + platform::threadBlockSize / sizeof(int),
+                              [](int word) { return word == 0; }));
+      *block = 7;
+      EXPECT_EQ(platform::threadBlock(&Ended::note), block);
+    }).join();
+    EXPECT_EQ(Ended::count, i);
+  }
+}
+
+TEST(ThreadBlock, IsNullAfterItsEndForWhatRunsLaterInTheThread) {
+  std::thread([] {
+    markedBlock();
+  }).join();  // the system's slot for blocks comes before that of `atThreadEnd`
+  Ended::count = 0;
+  bool endedBefore = false;
+  void* after = &after;
+  std::thread([&] {
+    atThreadEnd([&] {
+      endedBefore = Ended::count == 1;
+      after = platform::threadBlock(&Ended::note);
+    });
+    markedBlock();
+  }).join();
+  EXPECT_TRUE(endedBefore);
+  EXPECT_EQ(after, nullptr);
+  EXPECT_EQ(Ended::count, 1);
+}
+
+TEST(ThreadBlock, IsNullWithoutMemoryAndThereWhenMemoryIsBack) {
+  Ended::count = 0;
+  std::thread([] {
+    {
+      const FailingAllocation failing(1, Shortage::fromThenOn);
+      EXPECT_EQ(platform::threadBlock(&Ended::note), nullptr);
+      EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(Ended::count, 0);
+    EXPECT_NE(markedBlock(), nullptr);
+  }).join();
+  EXPECT_EQ(Ended::count, 1);
+}
+
+}  // namespace
+}  // namespace tarvo::test
