@@ -5,6 +5,7 @@
 # inspect.sh initialisers LIBRARY      ossOut, and nothing else, is constructed when the library is loaded
 # inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file or makes a thread
 # inspect.sh traced-call OBJECT        the hot path of a traced call: two tests of at most four instructions
+# inspect.sh threads LIBRARY           each thread has at most 64 bytes of static storage for the library
 # inspect.sh hardening LIBRARY         what the compiler and the linker have to harden a library with is in it
 # inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
 # inspect.sh wide OBJECT...             each object defines one table of kernels and nothing else that others could take
@@ -99,6 +100,11 @@ $difference"
     printf '%s\n' "$code"
     [ "$count" -gt 0 ] && [ "$count" -le 10 ] || fail "$count instructions before the return; 10 are allowed"
     if grep -qE '\<(call|lock)\>' <<<"$code"; then fail "the hot path calls or locks"; fi
+    ;;
+  threads)
+    size=$(readelf -lW "$2" | awk '$1 == "TLS" { print $6 }')
+    [ -n "$size" ] || fail "there is no thread-local storage to look at"
+    [ $((size)) -le 64 ] || fail "$((size)) bytes of thread-local storage; 64 are allowed"
     ;;
   hardening)
     segments=$(readelf -lW "$2")

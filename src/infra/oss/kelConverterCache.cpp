@@ -48,7 +48,7 @@ void closeAll(void* block) noexcept {
   }
 }
 
-/// Null when the thread is ending and nothing more is kept.
+/// Null when the thread is ending, or when there is no memory: nothing is kept then.
 ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
 }
