@@ -29,7 +29,7 @@ struct ThreadState {
 constinit thread_local ThreadState state;
 constinit std::atomic<std::ptrdiff_t> held = 0;
 
-// The standard library's array forms call the program's single forms, and both call malloc: still the same request.
+// The standard library's array forms call the program's single forms, and both call malloc: one request.
 class Inside {
  public:
   Inside() noexcept : before_(state.inside) { state.inside = true; }

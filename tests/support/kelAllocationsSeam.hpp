@@ -82,8 +82,9 @@ class AllocationsGranted {
   bool before_;
 };
 
-/// Whether the request of a library that asks the C library itself is refused, which the fault run in the calling thread
-/// decides and counts. For a program that replaces malloc for all libraries; such requests are not in AllocationCount.
+/// Whether a request that a library makes of the C library directly is refused; the FailingAllocation of the
+/// calling thread decides, and counts it. For a program that replaces malloc for all libraries. AllocationCount
+/// does not contain such requests.
 bool refusesToOthers(std::size_t size) noexcept;
 
 /// Has ICU give back all that it keeps and forget all that it knows, as in a program that has just started.

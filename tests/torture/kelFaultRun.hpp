@@ -99,8 +99,8 @@ class FaultRun {
 
 /// Runs `scenario` for every request that it makes: that one failing alone, and that one and all behind it;
 /// each with ICU as in a program that has just started, and with ICU at work for long. Every run has a thread
-/// of its own, so that what the library keeps for a thread is also asked for while memory is short; after it nothing is
-/// left, neither memory nor handles.
+/// of its own, so that what the library keeps for a thread is also asked for while memory is short; after it
+/// nothing is left, neither memory nor handles.
 void sweepMemory(const std::string& name, const std::function<void(FaultRun&)>& scenario);
 
 /// Adds to what is printed at the end.

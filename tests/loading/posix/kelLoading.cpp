@@ -1,4 +1,4 @@
-// kelinfra_loading copies LIBRARY FOLDER   two copies, of another name each, are loaded and convert in the same threads
+// kelinfra_loading copies LIBRARY FOLDER   two copies with names of their own convert in the same threads
 // kelinfra_loading after LIBRARY MODULE    the library is loaded after the module, and converts
 // kelinfra_loading cycles LIBRARY          1,000 times: load, convert in threads that end, close
 // kelinfra_loading late LIBRARY            a thread ends after the library that it has used was closed

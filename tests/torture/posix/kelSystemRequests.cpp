@@ -5,13 +5,14 @@
 
 #include <cstddef>
 
-/// The C library's own requests: the malloc, calloc and realloc of a program take the place of the C library's for all
-/// libraries. So a fault run also refuses what a call of the C library needs: the value of a thread's key, or the record
-/// of a thread's destructor.
+/// The C library's own requests: the malloc, calloc and realloc of a program take the place of the C library's
+/// for all libraries. So a fault run also refuses what a call of the C library needs: the value of a thread's
+/// key, or the record of a thread's destructor.
 
 namespace {
 
-/// The values of a thread's first 32 keys need no memory. These keys come before the library's, so its value does.
+/// The values of a thread's first 32 keys need no memory. These keys come before the library's, so its value
+/// does.
 const bool keysMade = [] {
   for (int i = 0; i < 32; ++i) {
     pthread_key_t key;
@@ -40,7 +41,7 @@ void* realloc(void* block, std::size_t size) noexcept {
   return tarvo::test::refusesToOthers(size) ? nullptr : __libc_realloc(block, size);
 }
 
-// The resolver reports a refused request by an error code, and the faults of system calls contain that code.
+// The resolver reports a refused request by an error code; the faults of system calls contain that code.
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** found);
 int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** found) {
   const tarvo::test::AllocationsGranted granted;

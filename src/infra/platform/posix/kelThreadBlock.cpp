@@ -4,9 +4,10 @@
 
 #include <cstdlib>
 
-// Not a thread_local object with a destructor: the C library ends the process when it cannot allocate the record of such a
-// destructor. Setting the value of a key reports the failure instead. The shared library is linked with "-z nodelete": it
-// stays loaded, so the destructor of the key is there when a thread ends after dlclose.
+// Not a thread_local object with a destructor: the C library ends the process when it cannot allocate the
+// record of such a destructor. Setting the value of a key reports the failure instead. The shared library is
+// linked with "-z nodelete": it stays loaded, so the destructor of the key is there when a thread ends after
+// dlclose.
 
 namespace tarvo::platform {
 namespace {
@@ -16,8 +17,8 @@ struct Block {
   void (*atEnd)(void*) noexcept;
 };
 
-// Asked for often: a variable of this model is found without a call. Its place is in memory that the C library reserves for
-// all libraries that are loaded while the program runs, so the block itself is on the heap.
+// Read often: a variable of this model is found without a call. Its place is in memory that the C library
+// reserves for all libraries that are loaded while the program runs, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 
