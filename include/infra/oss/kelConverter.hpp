@@ -53,8 +53,9 @@ class KELINFRA_API Converter {
   ///                      NUL, which is written where there is room for it; no code page is looked at then
   ///
   ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page, or nothing
-  ///            is left of the data, or the size is above the largest int. The names are those given, the
-  ///            default converter's for null, "" and Unicode text
+  ///            is left of the data, or the size is above the largest int, or the data is longer than
+  ///            2^31 - 11 bytes, which is the most that ICU can hold. The names are those given, the default
+  ///            converter's for null, "" and Unicode text
   ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size is above it; so every
   ///            destination of length 0 or below is too small, and nothing is written
   static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,

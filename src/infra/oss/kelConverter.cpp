@@ -31,6 +31,9 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
+/// The most units that ICU makes room for in a text, and so the most bytes, of which each may become a unit.
+constexpr std::int64_t longestData = largestSize - 10;
+
 const char* nameOf(const char* codePage) {
   return isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
 }
@@ -218,7 +221,7 @@ int convertByUnicode(const char* data, std::int32_t length, const Target& target
 }
 
 int convertBytes(const char* data, std::int64_t length, const Target& target) {
-  if (length > largestSize) raiseConversionError(target);  // more than ICU can be told
+  if (length > longestData) raiseConversionError(target);
   const auto count = static_cast<std::int32_t>(length);
   const std::int32_t size =
       debugging.load(std::memory_order_relaxed)  // which shows each step

@@ -382,11 +382,12 @@ bool standApart(std::string_view one, std::string_view other) {
   return first + one.size() <= second || second + other.size() <= first;
 }
 
-/// Writes the units where they are wanted, if there they all have room.
+/// Writes the units where they are wanted, if there they all have room. 0 when the size is above the largest int.
 std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const SingleByteTable& table,
                                 char* target, std::int32_t room, bool swapped) {
   const auto count = static_cast<std::size_t>(length);
   const std::size_t size = sizeof(char16_t) * count;
+  if (size > static_cast<std::size_t>(largestSize)) return 0;
   if (target != nullptr) {
     if (size > static_cast<std::size_t>(room) || !standApart({bytes, count}, {target, size})) return icuHasTo;
     table.toUnicode(bytes, count, target);

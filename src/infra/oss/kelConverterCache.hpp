@@ -83,8 +83,8 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
                              std::int32_t capacity);
 
-/// What `toUnicode` and then `fromUnicode` make of the bytes, which may stand where the target is: the size, or -1
-/// when that is theirs to find out, and then nothing has been written.
+/// What `toUnicode` and then `fromUnicode` make of the bytes, which may stand where the target is: the size; 0
+/// when it is above the largest int; or -1 when those two have to convert, and then nothing has been written.
 std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* fromCodePage, char* target,
                            std::int32_t capacity, const char* toCodePage);
 

@@ -7,7 +7,9 @@
 #include "support/kelRepeatedMemory.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/ucnv.h>
 
+#include <array>
 #include <limits>
 #include <new>
 #include <string>
@@ -44,6 +46,39 @@ TEST(TextAboveTheLargestInt, IsHandledByNone) {
   EXPECT_EQ(message.getMessageArgsCount(), 0);
   EXPECT_THROW(message.setFileName(text), std::bad_alloc);
   EXPECT_TRUE(message.getFileName().isEmpty());
+}
+
+struct Pair {
+  const char* from;
+  const char* to;
+};
+
+/// Whether the size is asked for or the text is to be written, which are two ways through the library.
+void expectNoSize(const RepeatedMemory& memory, int length, const Pair& pair) {
+  const char* const fromName = pair.from == nullptr ? ucnv_getDefaultName() : pair.from;
+  std::array<char, 8> room{};
+  for (char* const destination : {static_cast<char*>(nullptr), room.data()}) {
+    const int capacity = destination == nullptr ? 0 : static_cast<int>(room.size());
+    EXPECT_THAT([&] { Converter::convert(destination, capacity, pair.from, memory.get(), length, pair.to); },
+                Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", pair.to, fromName).from("kelConverter.cpp"))
+        << fromName << " to " << pair.to << ", " << length << " bytes, "
+        << (destination == nullptr ? "size only" : "into 8 bytes");
+  }
+}
+
+// The sizes are known, or the data is too long, before any memory is asked for.
+TEST(TextOfTheLargestInt, IsAConversionErrorAndNotWantOfMemory) {
+  const RepeatedMemory memory((std::size_t{1} << 31) / RepeatedMemory::pieceSize, 'x');
+  const Pair pairs[] = {{"ISO-8859-1", "UTF-16LE"}, {"ISO-8859-1", "windows-1252"}, {"UTF-8", "UTF-16LE"},
+                        {"Shift_JIS", "UTF-8"},     {nullptr, "UTF-16LE"},          {"UTF-16LE", "UTF-8"}};
+  for (const Pair& pair : pairs) {
+    for (const int length : {largestInt, largestInt - 9}) expectNoSize(memory, length, pair);
+  }
+  for (const char* const utf16 : {"UTF-16LE", "UTF-16BE"}) {
+    for (const int length : {largestInt - 10, 1 << 30}) expectNoSize(memory, length, {"ISO-8859-1", utf16});
+    EXPECT_EQ(Converter::convert(nullptr, 0, "ISO-8859-1", memory.get(), (1 << 30) - 1, utf16), largestInt)
+        << utf16;
+  }
 }
 
 }  // namespace
