@@ -2,6 +2,8 @@
 
 #include "infra/oss/kelBaseException.hpp"
 
+#include "support/kelRendered.hpp"
+
 #include <gmock/gmock.h>
 #include <unicode/unistr.h>
 
@@ -12,11 +14,6 @@
 #include <vector>
 
 namespace tarvo::test {
-
-inline std::string utf8(const icu::UnicodeString& text) {
-  std::string bytes;
-  return text.toUTF8String(bytes);
-}
 
 inline std::string argumentText(const char* text) {
   return text;
@@ -29,12 +26,6 @@ inline std::string argumentText(const icu::UnicodeString& text) {
 }
 inline std::string argumentText(std::integral auto number) {
   return std::to_string(number);
-}
-
-inline std::vector<std::string> argumentsOf(const oss::Message& message) {
-  std::vector<std::string> texts;
-  for (const icu::UnicodeString& argument : message.getMessageArgs()) texts.push_back(utf8(argument));
-  return texts;
 }
 
 /// Matches a callable that throws an exception of exactly the class named, whose one message has exactly this
@@ -58,27 +49,20 @@ class RaisesMatcher {
     return copy;
   }
 
+  /// Runs the callable once. EXPECT_THAT first asks without a stream whether the callable matches. If it does
+  /// not, EXPECT_THAT asks again with a stream, and gets the explanation of the first run.
   template <class Callable>
   bool MatchAndExplain(const Callable& callable, std::ostream* os) const {
-    try {
-      callable();
-    } catch (oss::BaseException& error) {
-      const std::string found = describe(typeid(error), error);
-      const std::string wanted =
-          render(typeid(Exception).name(), 1, identifier_, "", arguments_, fileName_, 4);
-      const bool lined = error.getMessages().count() > 0 && error.getErrorMessage().getLineNumber() > 0;
-      if (os != nullptr) *os << "which throws " << found << (lined ? "" : " without a line");
-      return lined && found == wanted;
-    } catch (const std::exception& error) {
-      if (os != nullptr) *os << "which throws " << typeid(error).name() << ": " << error.what();
-      return false;
-    }
-    if (os != nullptr) *os << "which throws nothing";
-    return false;
+    if (os == nullptr || asked_ != &callable) outcome_ = outcomeOf(callable);
+    asked_ = os == nullptr ? &callable : nullptr;
+    if (os != nullptr) *os << "which " << outcome_.explanation;
+    return outcome_.matches;
   }
 
   void DescribeTo(std::ostream* os) const {
-    *os << "throws " << render(typeid(Exception).name(), 1, identifier_, "", arguments_, fileName_, 4);
+    *os << "throws " << nameOf(typeid(Exception)) << ", 1 message: " << identifier_ << " []";
+    for (const std::string& argument : arguments_) *os << " <" << argument << ">";
+    *os << " from " << fileName_ << ", any line but 0, level " << oss::Message::LEVEL_ERROR;
   }
   void DescribeNegationTo(std::ostream* os) const {
     *os << "not: ";
@@ -86,25 +70,37 @@ class RaisesMatcher {
   }
 
  private:
-  static std::string render(const std::string& type, int count, const std::string& identifier,
-                            const std::string& text, const std::vector<std::string>& arguments,
-                            const std::string& file, int level) {
-    std::string line = type + " (" + std::to_string(count) + " message) " + identifier + " [" + text + "]";
-    for (const std::string& argument : arguments) line += " <" + argument + ">";
-    return line + " from " + file + " level " + std::to_string(level);
+  struct Outcome {
+    bool matches;
+    std::string explanation;
+  };
+
+  template <class Callable>
+  Outcome outcomeOf(const Callable& callable) const {
+    try {
+      callable();
+    } catch (oss::BaseException& error) {
+      if (typeid(error) == typeid(Exception) && matches(error)) return {true, "throws it"};
+      return {false, "throws " + rendered(error)};
+    } catch (const std::exception&) {
+      return {false, "throws " + rendered(std::current_exception())};
+    }
+    return {false, "throws nothing"};
   }
 
-  static std::string describe(const std::type_info& type, oss::BaseException& error) {
-    if (error.getMessages().isEmpty()) return std::string(type.name()) + " without messages";
+  bool matches(oss::BaseException& error) const {
+    if (error.getMessages().count() != 1) return false;
     const oss::Message& message = error.getErrorMessage();
-    return render(type.name(), error.getMessages().count(), utf8(message.getMessageID()),
-                  utf8(message.getFormattedMessage()), argumentsOf(message), utf8(message.getFileName()),
-                  message.getMessageLevel());
+    return utf8(message.getMessageID()) == identifier_ && message.getFormattedMessage().isEmpty() &&
+           argumentsOf(message) == arguments_ && utf8(message.getFileName()) == fileName_ &&
+           message.getMessageLevel() == oss::Message::LEVEL_ERROR && message.getLineNumber() > 0;
   }
 
   std::string identifier_;
   std::vector<std::string> arguments_;
   std::string fileName_ = "(say which file: .from(...))";
+  mutable const void* asked_ = nullptr;
+  mutable Outcome outcome_{};
 };
 
 template <class Exception, class... Arguments>

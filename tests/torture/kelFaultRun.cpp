@@ -106,18 +106,6 @@ bool FaultRun::ranOut(const std::exception_ptr& error) const {
   }
 }
 
-std::string FaultRun::textOf(const std::exception_ptr& error) {
-  try {
-    std::rethrow_exception(error);
-  } catch (oss::BaseException& raised) {
-    return std::string(raised.name()) + " " + utf8(raised.getErrorMessage().getMessageID());
-  } catch (const std::exception& raised) {
-    return typeid(raised).name();
-  } catch (...) {
-    return "something unknown";
-  }
-}
-
 void sweepMemory(const std::string& name, const std::function<void(FaultRun&)>& scenario) {
   std::size_t faults = 0;
   for (const Shortage shortage : {Shortage::once, Shortage::fromThenOn}) {

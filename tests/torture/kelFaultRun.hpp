@@ -26,7 +26,7 @@ class FaultRun {
   bool completes(Operation operation) {
     const std::exception_ptr error = run(operation);
     if (error == nullptr) return true;
-    if (!ranOut(error)) ADD_FAILURE() << "ended with " << textOf(error);
+    if (!ranOut(error)) ADD_FAILURE() << "ended with " << rendered(error);
     return false;
   }
 
@@ -88,7 +88,6 @@ class FaultRun {
   }
 
   bool ranOut(const std::exception_ptr& error) const;
-  static std::string textOf(const std::exception_ptr& error);
 
   std::size_t nth_;
   Shortage shortage_;

@@ -2,7 +2,9 @@
 #include "infra/oss/kelSocketException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -104,8 +106,40 @@ const Difference differences[] = {
 };
 
 TEST(RaisesMatcher, TakesNothingElse) {
-  for (const Difference& difference : differences)
-    EXPECT_FALSE(Matches(theSample)(difference.raise)) << difference.what;
+  for (const Difference& difference : rowsOf(differences)) EXPECT_FALSE(Matches(theSample)(difference.raise));
+}
+
+TEST(RaisesMatcher, RunsWhatMismatchesOnceAndExplainsThatRun) {
+  int runs = 0;
+  const auto numbered = [&runs] {
+    NLSException error(u"ERR_X", "kelX.cpp", 7);
+    error.getErrorMessage().addArgument(++runs);
+    throw error;
+  };
+  EXPECT_NONFATAL_FAILURE(EXPECT_THAT(numbered, theSample), "ERR_X [] <1> from kelX.cpp:7 level 4");
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(RaisesMatcher, RunsWhatRaisesNothingOnce) {
+  int runs = 0;
+  EXPECT_NONFATAL_FAILURE(EXPECT_THAT([&runs] { ++runs; }, theSample), "throws nothing");
+  EXPECT_EQ(runs, 1);
+}
+
+TEST(RaisesMatcher, RunsACallableAgainForASecondExpectation) {
+  int runs = 0;
+  const auto raise = [&runs] {
+    if (++runs == 2) throw sample();
+  };
+  EXPECT_NONFATAL_FAILURE(EXPECT_THAT(raise, theSample), "throws nothing");
+  EXPECT_THAT(raise, theSample);
+  EXPECT_EQ(runs, 2);
+}
+
+TEST(RaisesMatcher, SaysWhatItExpects) {
+  EXPECT_EQ(
+      testing::DescribeMatcher<void (*)()>(theSample),
+      "throws tarvo::oss::NLSException, 1 message: ERR_X [] <a> <2> from kelX.cpp, any line but 0, level 4");
 }
 
 }  // namespace
