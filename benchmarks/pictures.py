@@ -1,6 +1,6 @@
-"""Draws time against size, one SVG a class: draw(times, folder) -> {class: file name}.
+"""Draws time against size, one SVG for each class: draw(times, folder) -> {class: file name}.
 
-Both axes are logarithmic. Colours stand on a light or a dark ground, as the viewer's settings have it.
+Both axes are logarithmic. The ground is light or dark, as the viewer's settings demand.
 """
 import math
 import os
@@ -35,7 +35,7 @@ STYLE = """
 
 
 def sized(task):
-    """The task without its size but with what that counts, and the size; (None, None) for a task that has none."""
+    """(the task without its size but with the size's unit, the size); (None, None) for a task without one."""
     found = list(SIZE.finditer(task))
     if not found:
         return None, None
@@ -73,7 +73,7 @@ def families(times):
 
 
 class Axis:
-    """A logarithmic scale from the decades round the values to so many pixels."""
+    """A logarithmic scale: maps the decades around the values to a number of pixels."""
 
     def __init__(self, values, start, end):
         self.low = math.log10(min(values)) - 0.1
@@ -110,7 +110,7 @@ def amount(size):
 
 
 class Pen:
-    """How a candidate's line is drawn: ours is thick; where the colours are used up, lines are dashed."""
+    """The style of a candidate's line. Ours is thick; when all colours are used, lines are dashed."""
 
     def __init__(self, colour, width=1.5, dashed=False):
         self.colour, self.width = colour, width
@@ -144,7 +144,7 @@ def panel(family, lines, pen_of):
     for size in sizes:
         parts.append(line(x.at(size), top, x.at(size), top + height))
         parts.append(text(x.at(size), top + height + 16, amount(size), ' text-anchor="middle"'))
-    # Ours last, so that it lies on top; the legend goes by the height at which the lines end.
+    # Ours is drawn last, so it is on top. The legend is ordered by the height at which the lines end.
     for candidate in sorted(lines, key=lambda name: name == OURS):
         parts.append(pen_of[candidate].draw([(x.at(size), y.at(time)) for size, time in lines[candidate]]))
     for row, candidate in enumerate(sorted(lines, key=lambda name: -lines[name][-1][1])):

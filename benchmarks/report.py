@@ -3,14 +3,14 @@
 
     report.py GOALS.json OUTPUT.md RESULTS.json...
 
-Benchmarks are named "class/task/candidate[/arguments]"; in each task the candidate KELINFRA is set beside the others.
-Named arguments are part of the task. The counter "allocations" is requests for memory a run; "p50" and "p99" are times
-of single runs and become tasks of their own.
+Benchmarks are named "class/task/candidate[/arguments]". In each task the candidate KELINFRA is compared with the
+others. Named arguments are part of the task. The counter "allocations" is the number of allocations in a run. "p50"
+and "p99" are times of single runs and become separate tasks.
 
 A goal is one of
     {"task", "than", "atMost"}        the largest ratio of KELINFRA's time to that candidate's
     {"task", "thanTask", "atMost"}    and to its own time in another task
-    {"task", "allocationsAtMost"}     the most requests for memory
+    {"task", "allocationsAtMost"}     the largest number of allocations
 """
 import json
 import os
@@ -34,7 +34,7 @@ COLUMNS = [OURS, "requests", "alternative", "its time", "its requests", "ratio",
 
 
 class Results:
-    """Times in nanoseconds and requests for memory, each by (task, candidate)."""
+    """Times in nanoseconds and allocations, each by (task, candidate)."""
 
     def __init__(self):
         self.times = {}
@@ -67,7 +67,7 @@ class Goals:
             sys.exit(f"goals without a benchmark: {unknown}")
 
     def verdict(self, what, figure, goal):
-        """One line's verdict, kept for the summary, too."""
+        """The verdict of one line; it is also kept for the summary."""
         if figure <= goal:
             self.met += 1
             return f"{goal:,} met"

@@ -1,11 +1,12 @@
-# Highway, of which only headers are used, the same for every target. A cross compiler takes them from the building
-# machine, whose other headers must stay out of its sight: they are reached through a folder that holds nothing else.
+# Finds Highway. Only its headers are used, and they are the same for every target. A cross compiler uses the
+# headers of the building machine. The other headers of that machine must stay invisible to it, so Highway's
+# are reached through a folder that contains nothing else.
 find_path(KELINFRA_HIGHWAY_HEADERS hwy/highway.h PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH
-          DOC "The folder that has Highway's headers in its folder hwy")
+          DOC "The folder that contains Highway's folder hwy")
 if(NOT KELINFRA_HIGHWAY_HEADERS)
   message(FATAL_ERROR "Highway's headers are missing (Debian: libhwy-dev)")
 endif()
-# Where the version is stated depends on the version.
+# The version is in highway.h or in base.h, depending on the version.
 set(highway_version)
 foreach(part IN ITEMS MAJOR MINOR PATCH)
   foreach(header IN ITEMS highway base)

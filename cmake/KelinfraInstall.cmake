@@ -1,6 +1,7 @@
-# Installation: the library, its headers, a CMake package and a pkg-config file; on Windows also what programs need of
-# ICU and of the compiler, since no system has it in a place that they would find.
-# What a program needs to run is one component, what is needed to build it the other.
+# Installs the library, its headers, a CMake package and a pkg-config file. On Windows it also installs the
+# libraries of ICU and of the compiler that programs need, since Windows has no place for them where programs
+# would find them. Files that a program needs to run are one component, files that are needed to build it are
+# the other.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KELINFRA)

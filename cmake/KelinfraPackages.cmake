@@ -1,5 +1,5 @@
-# The packages that CPack makes of the installation, by scripts/package: for Debian a pair, what programs need to run and
-# what is needed to build them; for Windows one ZIP that holds all.
+# CPack makes the packages from the installation; scripts/package runs it. For Debian there are two: one to
+# run programs, and one to build them. For Windows there is one ZIP that contains everything.
 
 set(CPACK_PACKAGE_CONTACT "KELINFRA maintainers <maintainers@kelinfra.invalid>")
 set(CPACK_PACKAGE_VENDOR KELINFRA)
@@ -21,8 +21,8 @@ if(WIN32)
     install(TARGETS documentServer documentClient failures DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime)
   endif()
 
-  # Of all that is in the package: Debian's own words on the packages that most of it comes from, and the texts that they
-  # refer to.
+  # The licences of everything in the package: Debian's own texts on the packages that most files come from,
+  # and the licences that these texts refer to.
   function(kelinfra_install_licence name file)
     install(FILES ${file} DESTINATION licences RENAME ${name}.txt COMPONENT kelinfra_runtime)
   endfunction()
@@ -40,7 +40,8 @@ else()
   set(CPACK_COMPONENTS_ALL kelinfra_runtime kelinfra_development)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-  # The soname's number is in the package's name, so that programs of two of them can be installed together.
+  # The package's name contains the number of the soname, so two versions with different numbers can be
+  # installed together.
   set(runtime_package libkelinfra${PROJECT_VERSION_MAJOR})
   set(development_package libkelinfra-dev)
   set(description "KELINFRA gives client and server programs structured errors, text in any code
@@ -50,14 +51,16 @@ page, buffers, typed configuration and TCP sockets.")
   set(CPACK_DEBIAN_KELINFRA_RUNTIME_PACKAGE_SECTION libs)
   set(CPACK_DEBIAN_KELINFRA_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_COMPONENT_KELINFRA_RUNTIME_DESCRIPTION "${description}
-This package holds the library.")
-  # What programs built with it depend on, and that the system is to look for libraries anew.
+This package contains the library.")
+  # The dependencies of programs that are built with the library, and the request that the system searches for
+  # libraries again.
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
   file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
   set(CPACK_DEBIAN_KELINFRA_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 
-  # Names of ICU's functions hold its major version, and so do names of this library that take ICU's strings.
+  # The names of ICU's functions contain its major version, and so do the names of this library's functions
+  # that take ICU strings.
   string(REGEX REPLACE "\\..*" "" icu_major ${ICU_VERSION})
   math(EXPR icu_next "${icu_major} + 1")
   set(CPACK_DEBIAN_KELINFRA_DEVELOPMENT_PACKAGE_NAME ${development_package})
@@ -65,10 +68,10 @@ This package holds the library.")
   set(CPACK_DEBIAN_KELINFRA_DEVELOPMENT_PACKAGE_DEPENDS
       "${runtime_package} (= ${PROJECT_VERSION}), libicu-dev (>= ${icu_major}), libicu-dev (<< ${icu_next})")
   set(CPACK_COMPONENT_KELINFRA_DEVELOPMENT_DESCRIPTION "${description}
-This package holds what programs are built with: headers, a CMake package,
-a pkg-config file, and examples.")
+This package contains the files that programs are built with: headers, a
+CMake package, a pkg-config file, and examples.")
 
-  # Where Debian wants them, and no other installation.
+  # The place that Debian requires; no other installation uses it.
   foreach(component IN ITEMS runtime development)
     install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION share/doc/${${component}_package}
             COMPONENT kelinfra_${component} EXCLUDE_FROM_ALL)

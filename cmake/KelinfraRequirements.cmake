@@ -1,5 +1,5 @@
-# What the library is built with is at least as new as what it is tested with; docs/platforms.md has the same versions.
-# CMake's own is in CMakeLists.txt.
+# The oldest versions that the library may be built with; it is tested with them. docs/platforms.md names the
+# same versions. CMakeLists.txt contains the oldest version of CMake.
 set(KELINFRA_OLDEST_GNU 12)
 set(KELINFRA_OLDEST_Clang 14)
 set(KELINFRA_OLDEST_ICU 72)

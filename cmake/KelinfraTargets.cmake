@@ -1,19 +1,19 @@
-# What every target of the project is compiled with.
+# Compile and link options of every target of the project.
 
 set(KELINFRA_COMPILE_OPTIONS
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     -Wold-style-cast -Wcast-qual -Wformat=2 -Wundef -Wdouble-promotion -Wnull-dereference
-    # The library calls its own functions directly; nobody is meant to replace them by preloading.
+    # The library calls its functions directly: preloaded libraries cannot replace them.
     -fno-semantic-interposition
-    # No path of the building machine in what is shipped; messages record base names anyway.
+    # The shipped files contain no path of the building machine. Messages record base names anyway.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(WIN32)
-  # Sections of the tests' many templates are more than the old object format counts.
+  # The tests' many templates need more sections than the old object format can count.
   list(APPEND KELINFRA_COMPILE_OPTIONS -Wa,-mbig-obj)
-  # Programs find the libraries that they are linked with beside themselves.
+  # A program finds the libraries that it is linked with in its own folder.
   set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 endif()
-# A compiler that nobody has tried may warn of what is right: its warnings never end a build.
+# An untested compiler may warn about correct code. Its warnings never end a build.
 string(REGEX REPLACE "\\..*" "" compiler ${CMAKE_CXX_COMPILER_ID}-${CMAKE_CXX_COMPILER_VERSION})
 if(compiler IN_LIST KELINFRA_WARNINGS_AS_ERRORS)
   list(APPEND KELINFRA_COMPILE_OPTIONS -Werror)
@@ -21,7 +21,7 @@ endif()
 
 set(KELINFRA_LINK_OPTIONS "")
 
-# Hardening; the sanitizers bring checks of their own.
+# Hardening options. Sanitizers do such checks themselves.
 if(NOT WIN32 AND NOT KELINFRA_SANITIZE)
   list(APPEND KELINFRA_COMPILE_OPTIONS -fstack-protector-strong -fstack-clash-protection
        # The C library's checked functions exist for optimised code only.
@@ -51,7 +51,8 @@ function(kelinfra_configure target)
   target_compile_options(${target} PRIVATE ${KELINFRA_COMPILE_OPTIONS})
   target_link_options(${target} PRIVATE ${KELINFRA_LINK_OPTIONS})
   if(WIN32)
-    # Of Windows 7 and later. Its min and max are no macros in the project's own sources.
+    # The interface of Windows 7 and later. Without NOMINMAX, min and max would be macros in the project's
+    # sources.
     target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0601 NOMINMAX WIN32_LEAN_AND_MEAN)
   endif()
 endfunction()

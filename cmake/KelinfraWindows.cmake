@@ -1,5 +1,5 @@
-# The libraries that stand beside the programs on Windows: ICU's, and the compiler's own, which all programs and libraries
-# of a process share, since exceptions and streams cross between them.
+# The libraries that are in the folder of the programs on Windows: ICU's and the compiler's. All programs and
+# libraries of a process share the compiler's, since exceptions and streams cross between them.
 
 get_filename_component(icu_library_dir ${ICU_UC_LIBRARY_RELEASE} DIRECTORY)
 string(REGEX REPLACE "\\..*" "" icu_major ${ICU_VERSION})
@@ -15,7 +15,7 @@ foreach(library IN ITEMS libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}.dll
                   OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
   if(NOT IS_ABSOLUTE ${file})
-    message(FATAL_ERROR "the compiler does not tell where its ${library}.dll is")
+    message(FATAL_ERROR "the compiler does not know where its ${library}.dll is")
   endif()
   list(APPEND KELINFRA_COMPILER_DLLS ${file})
 endforeach()

@@ -1,7 +1,7 @@
-# Removes what has been installed from BINARY_DIR, and the folders of the library's own that are empty then.
+# Removes the files installed from BINARY_DIR, then the library's folders that are empty.
 file(GLOB manifests ${BINARY_DIR}/install_manifest*.txt)
 if(NOT manifests)
-  message(FATAL_ERROR "nothing is installed from ${BINARY_DIR}: run cmake --install first, or look into the folder that did")
+  message(FATAL_ERROR "nothing is installed from ${BINARY_DIR}: look for the folder that was used with cmake --install")
 endif()
 set(folders)
 foreach(manifest IN LISTS manifests)
@@ -10,7 +10,7 @@ foreach(manifest IN LISTS manifests)
     set(file "$ENV{DESTDIR}${file}")
     file(REMOVE "${file}")
     if(EXISTS "${file}" OR IS_SYMLINK "${file}")
-      message(FATAL_ERROR "cannot remove ${file}: run this with the rights that installed it")
+      message(FATAL_ERROR "cannot remove ${file}: run this with the rights of the user who installed it")
     endif()
     cmake_path(GET file PARENT_PATH folder)
     while(folder MATCHES "/(infra|KELINFRA)(/|$)")
@@ -20,7 +20,7 @@ foreach(manifest IN LISTS manifests)
   endforeach()
   file(REMOVE ${manifest})
 endforeach()
-# The deepest first.
+# The deepest folder comes first.
 list(REMOVE_DUPLICATES folders)
 list(SORT folders ORDER DESCENDING)
 foreach(folder IN LISTS folders)

@@ -1,5 +1,5 @@
-# Shared by the project's scripts: sourced, not run.
-# Says what goes on in a line a step, keeps the noise of tools in build/logs, and shows it when a step fails.
+# Functions that the project's scripts share: sourced, not run. A script prints one line for each step. The
+# output of the tools goes to build/logs; if a step fails, the end of it is shown.
 
 set -euo pipefail
 
@@ -14,17 +14,17 @@ die() {
   exit 1
 }
 
-# need_writable FOLDER: makes the folder unless it is there.
+# need_writable FOLDER: makes the folder if it does not exist.
 need_writable() {
   mkdir -p "$1" 2>/dev/null && [ -w "$1" ] ||
-    die "cannot write to $1: make that folder yours, or copy the checkout to a folder of your own and work there"
+    die "cannot write to $1: make that folder yours, or work in a copy of the checkout"
 }
 need_writable "$logs"
 
 # log_of NAME: the log of a step.
 log_of() { printf '%s/%s.log\n' "$logs" "$(printf '%s' "$1" | tr -c 'A-Za-z0-9' '-' | cut -c 1-80)"; }
 
-# quiet_step NAME COMMAND...: runs a command and keeps what it prints in its log.
+# quiet_step NAME COMMAND...: runs a command and writes its output to its log.
 quiet_step() {
   local name=$1 start=$SECONDS
   shift
@@ -33,7 +33,7 @@ quiet_step() {
   if ((SECONDS - start >= 5)); then printf '%s: done in %d s\n' "$name" $((SECONDS - start)); fi
 }
 
-# step NAME COMMAND...: the same for a command whose output is of interest when it fails.
+# step NAME COMMAND...: the same, and shows the end of the log if the command fails.
 step() {
   local log
   quiet_step "$@" && return
@@ -47,7 +47,7 @@ as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# need_root WHAT [ADVICE]: ends the script unless it can do that as root.
+# need_root WHAT [ADVICE]: ends the script if it cannot act as root; the message says that it cannot WHAT.
 need_root() {
   [ "$(id -u)" = 0 ] || { command -v sudo >/dev/null && sudo true; } ||
     die "cannot $1 without root's rights or sudo: ${2:-run this as root}"
@@ -61,7 +61,7 @@ apt_install() {
 # need PACKAGE...: installs the Debian packages that are missing.
 need() {
   local package name missing=()
-  command -v dpkg-query >/dev/null || die "this is no Debian system; install by hand what corresponds to: $*"
+  command -v dpkg-query >/dev/null || die "this is not a Debian system; install the equivalents of these packages by hand: $*"
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
@@ -70,10 +70,11 @@ need() {
   name="installing ${missing[*]}"
   quiet_step "$name" apt_install "${missing[@]}" ||
     die "cannot install ${missing[*]}: connect this machine to its package server, then run this again" \
-      "(apt's own words are in $(log_of "$name"))"
+      "(the messages of apt are in $(log_of "$name"))"
 }
 
-# need_programs PROGRAM...: of packages that are installed. Somebody can have removed one by hand.
+# need_programs PROGRAM...: ends the script if a program of an installed package is missing, for example
+# because somebody removed it by hand.
 need_programs() {
   local program owner
   for program in "$@"; do
@@ -105,7 +106,8 @@ need_windows_toolchain() {
   need g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest
 }
 
-# windows_library NAME: where scripts/windows-libraries puts a library, by the versions of its source and of the compiler.
+# windows_library NAME: the folder where scripts/windows-libraries puts a library; its name contains the
+# versions of the library and of the compiler.
 windows_library() {
   local package
   case $1 in
@@ -126,53 +128,56 @@ build() {
   step "building $preset" cmake --build "$root/build/$preset" -j "$jobs"
 }
 
-# build_windows [TARGET...]: against the libraries of scripts/windows-libraries.
+# build_windows [TARGET...]: builds for Windows with the libraries of scripts/windows-libraries.
 build_windows() {
   step "configuring windows" cmake --preset windows -S "$root" \
     "-DCMAKE_PREFIX_PATH=$(windows_library icu);$(windows_library googletest);$(windows_library benchmark)"
   step "building windows" cmake --build "$root/build/windows" -j "$jobs" ${1:+--target "$@"}
 }
 
-# build_native_peers: the programs of this machine's build that those for Windows talk to in the tests.
+# build_native_peers: builds the Linux programs that the tests for Windows talk to.
 build_native_peers() {
   step "configuring release" cmake --preset release -S "$root"
-  step "building what talks to Windows" \
+  step "building the peers of the Windows programs" \
     cmake --build "$root/build/release" -j "$jobs" --target documentServer documentClient kelinfra_frames
 }
 
-# use_wine: from here on Wine is this build's own: without windows, without a word about itself, and without offering
-# to fetch anything.
+# use_wine: from here on Wine uses a folder of this build, opens no windows, prints no messages and does not
+# offer to download anything.
 use_wine() {
   export WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=" LC_ALL=C.UTF-8
   unset DISPLAY WAYLAND_DISPLAY
   [ -f "$WINEPREFIX/system.reg" ] || step "preparing Wine" wine wineboot --init
-  # Wine's services live as long as any of its programs, and hold the output of the one that came first, for whose end
-  # ctest would wait. So one comes first that nobody reads, and lives until this script ends.
+  # Wine's services live as long as any of its programs. They keep the output of the first program open, and
+  # ctest would wait for its end. So the first program is one whose output nobody reads; it lives until this
+  # script ends.
   exec {wine_session}> >(exec wine cmd >/dev/null 2>&1)
   wine cmd /c exit >/dev/null 2>&1
 }
 
-# count_whole_tests LOG: what passed and what failed in a log of ctest in which programs are run whole: each test of
-# theirs that ran to its end, and each other test. Those that were skipped whole, for a processor that lacks what they
-# need, count as neither. Prints two numbers.
+# count_whole_tests LOG: the numbers of tests that passed and failed, from a log of ctest in which each
+# program ran as a whole. It counts each test of such a program that ran to its end, and each other test.
+# Programs that were skipped because the processor lacks an instruction set count as neither. Prints two
+# numbers.
 count_whole_tests() {
   tr -d '\r' <"$1" | awk '
-    /^[0-9]+: \[==========\] Running [0-9]+ tests? from/ { told[$1 + 0] += $4 }
+    /^[0-9]+: \[==========\] Running [0-9]+ tests? from/ { started[$1 + 0] += $4 }
     /^[0-9]+: \[       OK \] / { good[$1 + 0]++ }
     /^ *[0-9]+\/[0-9]+ Test +#[0-9]+: / {
       match($0, /#[0-9]+/)
       id = substr($0, RSTART + 1, RLENGTH - 1) + 0
       passes = / Passed +[0-9.]+ sec/
       if (/\*\*\*Skipped/) next
-      passed += id in told ? good[id] : passes
-      failed += id in told ? told[id] - good[id] : !passes
-      # A program that fails although each of its tests passed.
-      if (!passes && id in told && told[id] == good[id]) failed++
+      passed += id in started ? good[id] : passes
+      failed += id in started ? started[id] - good[id] : !passes
+      # A program failed although each of its tests passed.
+      if (!passes && id in started && started[id] == good[id]) failed++
     }
     END { print passed + 0, failed + 0 }'
 }
 
-# failed_whole_tests LOG: of such a log what each failed test printed, and each program's last words behind its tests.
+# failed_whole_tests LOG: the output of each failed test in such a log, and the last output of each failed
+# program after its tests.
 failed_whole_tests() {
   tr -d '\r' <"$1" | awk '
     /^[0-9]+: / { id = $1 + 0 }
@@ -185,7 +190,7 @@ failed_whole_tests() {
     }'
 }
 
-# count_tests LOG: the same where ctest runs each test by itself.
+# count_tests LOG: the same for a log in which ctest ran each test separately.
 count_tests() {
   local total failed skipped
   total=$(sed -n 's/.*tests failed out of \([0-9]*\)$/\1/p' "$1")
@@ -204,10 +209,10 @@ ctest_into() {
   (cd "$root" && ctest --preset "$@") >"$log" 2>&1 || true
 }
 
-# run_tests PRESET [count_whole_tests failed_whole_tests]: runs the tests and leaves in $passed and $failed how many did,
-# and in $tally the same as a sentence; tests of kernels that the processor lacks are skipped, and count as neither. What
-# fails is shown, and run once more with nothing beside it: it has failed all the same, and $tally tells whether it does so
-# alone.
+# run_tests PRESET [count_whole_tests failed_whole_tests]: runs the tests. Sets $passed and $failed to the
+# numbers of tests, and $tally to a sentence with both. Tests of kernels that the processor lacks are skipped
+# and count as neither. The failed tests are shown and run a second time, one at a time. They still count as
+# failed; $tally says how many of them failed again.
 run_tests() {
   local preset=$1 count=${2:-count_tests} show=${3:-failed_tests} log=$logs/tests-$1.log skipped again
   say "testing $preset ..."
@@ -221,12 +226,13 @@ run_tests() {
   if [ "$skipped" != 0 ]; then say "$skipped tests were skipped, see ${log#"$root"/}"; fi
   tally="$passed passed, $failed failed"
   [ "$failed" != 0 ] || return 0
-  say "testing $preset: what failed, alone ..."
+  say "testing $preset: the failed tests again, one at a time ..."
   ctest_into "$logs/tests-$preset-again.log" "$preset" --rerun-failed
   read -r _ again < <("$count" "$logs/tests-$preset-again.log")
-  tally+=", $again of them alone, too"
+  tally+=", $again of them again when run alone"
   { "$show" "$log" || true; } | tail -n 100 >&2
 }
 
-# run_whole_tests PRESET: where programs are run whole: for Windows by Wine, under sanitizers and for coverage.
+# run_whole_tests PRESET: runs the tests where each program runs as a whole: for Windows by Wine, under
+# sanitizers and for coverage.
 run_whole_tests() { run_tests "$1" count_whole_tests failed_whole_tests; }

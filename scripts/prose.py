@@ -1,5 +1,5 @@
-"""The prose of this repository: comments and pages, as paragraphs with their places. Imported by scripts/words and
-scripts/sentences."""
+"""The prose of this repository: comments and pages, as paragraphs with their places. scripts/words and
+scripts/sentences import it."""
 
 import pathlib
 import re
@@ -7,10 +7,10 @@ import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COMMENT = {
-    ".cpp": r"///?<?", ".hpp": r"///?<?", ".py": r"#", ".sh": r"#", ".cmake": r"#", ".txt": r"#", ".supp": r"#",
-    ".map": r"#", ".java": r"///?", "": r"#",
+    ".cpp": r"///?<?", ".hpp": r"///?<?", ".java": r"///?", "": r"#",
+    ".py": r"#", ".sh": r"#", ".cmake": r"#", ".txt": r"#", ".supp": r"#", ".map": r"#",
 }
-# Data, generated pages and texts of others.
+# Data, generated pages and texts from elsewhere.
 LEFT_OUT = re.compile(r"^(fuzz/corpus|docs/pictures|exports|examples/(documents|requests)|tests/data|LICENSES?)\b"
                       r"|^docs/benchmarks\.md$|\.(json|in|properties|svg|dict)$|^cmake/copyright$|^\.git")
 
@@ -56,7 +56,7 @@ def lines_of(name):
 
 
 def paragraphs(name):
-    """(number of the first line, text) for each run of lines of prose; an indented line is an example or a table."""
+    """(number of the first line, text) for each paragraph; an indented line is an example or a table."""
     start, words = 0, []
     for number, text in lines_of(name) + [(0, "")]:
         text = "" if text.startswith("  ") and not name.endswith(".md") else text.strip()
@@ -71,7 +71,7 @@ def paragraphs(name):
 
 
 def sentences(name):
-    """(number of the paragraph's first line, sentence); headings and fragments without a verb's room are left out."""
+    """(number of the paragraph's first line, sentence), without headings and fragments of a few words."""
     for start, text in paragraphs(name):
         text = re.sub(r"^(#+|[-*]|\d+\.) ", "", text)
         for sentence in re.split(r"(?<=[.!?]) +(?=[A-Z`*\"(])", text):

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Compares what the scenarios take with benchmarks/instructions.json, or renews that file:
+"""Compares the instructions and allocations of the scenarios with benchmarks/instructions.json, or renews it:
 
     instructions.py check|renew EXPECTED.json PRINTED DUMPS
 
-PRINTED is what kelinfra_scenarios printed, DUMPS the folder of Callgrind's dumps. Instructions may exceed what is expected
-by MARGIN, requests for memory by none. Figures go with the compiler, the C library, ICU and the processor; where one of
-them is another than when the figures were noted, both may exceed by MARGIN_OF_OTHERS, and the difference is told. What
-became better by more than the margin is told, too, so that the figure gets renewed.
+PRINTED is the output of kelinfra_scenarios, DUMPS the folder of Callgrind's dumps. Instructions may exceed the
+recorded number by MARGIN, allocations by nothing. The numbers depend on the compiler, the C library, ICU and the
+processor. If one of them differs from the recorded one, the script prints the difference, and both numbers may exceed
+by MARGIN_OF_OTHERS. A number that improved by more than the margin is printed, too, so that somebody renews it.
 """
 import glob
 import json

@@ -1,4 +1,4 @@
-"""A conversation of the example programs: what the client prints is compared with counts made here.
+"""A conversation of the example programs: compares the client's output with counts made here.
 
     conversation.py EXAMPLES SERVER CLIENT
 
@@ -30,7 +30,7 @@ DOCUMENTS = [
     ("documents/bakery.windows-1252.txt", "ibm-5348_P100-1997", "cp1252"),
 ]
 
-# What each hand-written request comes back as: sentence and message, or the lines of an answer.
+# The answer to each hand-written request: sentence and message, or the lines of an answer.
 REQUESTS = {
     "bad-reference": (
         'The property "ctor.config" refers to "default.top", which is not there.',
@@ -118,7 +118,7 @@ def main():
         expected = counted("README.md", readme, "\r\n", 7)
         converse(client, examples, port, ["--lines", "--top", "7", "README.md"], 0, expected)
 
-        # The server goes on after each refusal: what is right is answered in the midst of what is wrong.
+        # The server continues after each refusal: correct requests between wrong ones are answered.
         files = [f"requests/{name}.properties" for name in REQUESTS]
         expected = sum((requested(file, reply) for file, reply in zip(files, REQUESTS.values())), [])
         converse(client, examples, port, ["--request"] + files, 8, expected)

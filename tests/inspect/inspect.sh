@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
-# inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
-# inspect.sh list-exports LIBRARY      prints that list
-# inspect.sh data LIBRARY NAME...      each name is an exported object, and no function
-# inspect.sh initialisers LIBRARY      ossOut, and nothing else, is constructed when the library is loaded
-# inspect.sh imports LIBRARY           the library calls nothing that reads the environment or a file or makes a thread
-# inspect.sh traced-call OBJECT        the hot path of a traced call: two tests of at most four instructions
-# inspect.sh threads LIBRARY           each thread has at most 64 bytes of static storage for the library
-# inspect.sh hardening LIBRARY         what the compiler and the linker have to harden a library with is in it
-# inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
-# inspect.sh wide OBJECT...             each object defines one table of kernels and nothing else that others could take
+# Inspects a built library or object. Each command fails unless its statement holds.
+#   inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
+#   inspect.sh list-exports LIBRARY      prints that list
+#   inspect.sh data LIBRARY NAME...      each name is exported and names an object, not a function
+#   inspect.sh initialisers LIBRARY      loading the library constructs ossOut and nothing else
+#   inspect.sh imports LIBRARY           the library calls no function that reads the environment or a file, or
+#                                        that starts a thread
+#   inspect.sh traced-call OBJECT        the fast path of a traced call: two tests of at most four instructions
+#   inspect.sh threads LIBRARY           each thread has at most 64 bytes of static storage for the library
+#   inspect.sh hardening LIBRARY         the library has the hardening that compiler and linker offer
+#   inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
+#   inspect.sh wide OBJECT...            each object defines one table of kernels, and nothing else that other
+#                                        objects could share
 set -euo pipefail
 export LC_ALL=C
 
@@ -27,7 +30,7 @@ exported() {
   esac
 }
 
-# imported LIBRARY: the names that it takes from other libraries.
+# imported LIBRARY: the names that it imports from other libraries.
 imported() {
   case $1 in
     *.dll) "$mingw-objdump" -p "$1" | awk '/^\tvma:.*Member-Name/ { on = 1; next } NF < 3 { on = 0 } on { print $3 }' ;;
@@ -35,7 +38,7 @@ imported() {
   esac
 }
 
-# initialisers LIBRARY: how many functions run when it is loaded.
+# initialisers LIBRARY: the number of functions that run when it is loaded.
 initialisers() {
   case $1 in
     *.dll)
@@ -53,7 +56,7 @@ initialisers() {
   esac
 }
 
-# Names of ICU's classes hold its major version.
+# The names of ICU's classes contain its major version.
 without_icu_version() { sed -E 's/\<icu_[0-9]+::/icu::/g'; }
 
 # Demangled, so that the list reads well and does not depend on which of a constructor's symbols a compiler emits.
@@ -65,7 +68,7 @@ case ${1:-} in
   list-exports) list_exports "$2" ;;
   exports)
     difference=$(diff <(list_exports "$2") <(without_icu_version <"$3" | sort -u)) ||
-      fail "< is exported and not listed, > is listed and not exported (scripts/exports writes the list anew):
+      fail "< is exported and not listed, > is listed and not exported (scripts/exports renews the list):
 $difference"
     ;;
   data)
@@ -76,11 +79,12 @@ $difference"
     kinds=$(nm -C "$library" | sed 's/^[0-9a-f]* //')
     for name; do
       grep -qxF "$name" <<<"$exports" || fail "$name is not exported"
-      grep -qxE "[BDGRSV] $name" <<<"$kinds" || fail "$name is no data"
+      grep -qxE "[BDGRSV] $name" <<<"$kinds" || fail "$name is not data"
     done
     ;;
   initialisers)
-    # One entry is the compiler's own start-up code, one the print stream's source: ossOut and std::cerr's start.
+    # One entry belongs to the compiler's start-up code, one to the print stream's source: ossOut and the
+    # start of std::cerr.
     entries=$(initialisers "$2")
     constructors=$(nm "$2" | sed -n 's/.* \(_GLOBAL__sub_I_.*\)/\1/p')
     case $constructors in
@@ -110,7 +114,7 @@ $difference"
     segments=$(readelf -lW "$2")
     dynamic=$(readelf -dW "$2")
     imports=$(nm -D --undefined-only --format=just-symbols "$2" | sed 's/@.*//')
-    grep -q 'BIND_NOW' <<<"$dynamic" || fail "functions are bound when they are called first, not at load"
+    grep -q 'BIND_NOW' <<<"$dynamic" || fail "functions are bound at their first call, not at load"
     if grep -q 'TEXTREL' <<<"$dynamic"; then fail "code is changed at load"; fi
     grep -q 'GNU_RELRO' <<<"$segments" || fail "the tables of addresses stay writable"
     grep -qE 'GNU_STACK .* RW ' <<<"$segments" || fail "the stack is executable"
@@ -130,8 +134,8 @@ $difference"
     shift
     [ $# -gt 0 ] || fail "no objects"
     for object; do
-      # Capital letters are global symbols, but for N, a section for the debugger; u, v and w those that the linker shares
-      # between objects.
+      # Capital letters are global symbols, except for N, a section for the debugger; u, v and w are symbols
+      # that the linker shares between objects.
       defined=$(nm -C --defined-only "$object" | awk '$2 ~ /^[A-MO-Zuvw]$/ { print $3 }')
       [[ $defined =~ ^tarvo::simd::[a-z0-9]+Kernels$ ]] || fail "$object defines: $defined"
     done

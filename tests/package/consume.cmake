@@ -1,7 +1,7 @@
 # Builds and runs the README's program outside the tree.
 #   MODE      find_package, pkg-config or add_subdirectory
-#   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR's installation into a folder of its own
-#   WINE      runs the program, which is cross-built for Windows when this is given
+#   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR is installed into a new folder
+#   WINE      runs the program; given if it is cross-built for Windows
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -71,7 +71,7 @@ target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
   run(${WINE} ${WORK_DIR}/build/program${suffix})
 endif()
 
-# The program connects to a port where nothing listens and says so.
+# The program connects to a port where no program listens, and prints the error.
 if(NOT output MATCHES "^QN_ERR_SOCKET_CONNECTION_REFUSED: \\[\\] - \\[localhost\\] \\[1\\]")
   message(FATAL_ERROR "the program said:\n${output}")
 endif()

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The Debian packages in build/packages: looks at what is in them, installs them, builds and runs the README's program
-# with them as their users do, and removes them.
+# Checks the contents of the Debian packages in build/packages, installs them, builds and runs the README's
+# program with them as users do, and removes them.
 . "$(dirname "$0")/looking.sh"
 need_root "install the packages"
 
@@ -16,7 +16,7 @@ mkdir -p "$work"
 file_of() { printf '%s\n' "$root/build/packages/$1_${version}_$architecture.deb"; }
 field() { dpkg-deb -f "$(file_of "$1")" "$2"; }
 
-# listed PACKAGE: its files, with the targets of links; who owns them and may write is the same for all.
+# listed PACKAGE: its files, with the targets of links. Owner and permissions must be the same for all.
 listed() {
   local list
   list=$(dpkg-deb -c "$(file_of "$1")" | grep -v '^d')
@@ -46,7 +46,7 @@ END
 )" "$(listed $development)"
 }
 
-# The packages that own the libraries which the library says it needs; the loader belongs to the C library.
+# The packages of the libraries that the library needs. The loader belongs to the C library.
 needed_packages() {
   local library=$1 name
   readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p' | while read -r name; do
@@ -104,4 +104,4 @@ check_files
 check_runtime
 check_development
 check_use
-say "the packages hold what they should, and programs are built with them"
+say "the packages have the right contents, and programs build with them"

@@ -1,12 +1,13 @@
-# Shared by the scripts that look at packages: sourced, not run. They set $work to a folder of their own.
+# Functions shared by the scripts that check packages: sourced, not run. Each script sets $work to a separate
+# folder.
 . "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
 version=$(sed -n 's/^project(KELINFRA VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")
 
 # same WHAT EXPECTED FOUND
-same() { diff -u <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || die "$1: not what was expected (-)"; }
+same() { diff -u <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || die "$1: differs from what was expected (-)"; }
 
-# paths PREFIX FOLDER: the files of a folder as they are named in a package.
+# paths PREFIX FOLDER: the files of a folder, named as in a package.
 paths() { (cd "$2" && find . -type f) | sed "s|^\.|$1|"; }
 
 # consume MODE STANDARD COMPILER PACKAGE [CMAKE DEFINITION...]: builds and runs the README's program.

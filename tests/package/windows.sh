@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The ZIP for Windows, packed from the build in build/windows: looks at what is in it; builds the README's program and the
-# examples with it and with nothing else of the project's, and runs them by Wine with its folder of libraries alone.
+# Checks the ZIP for Windows, packed from the build in build/windows: its contents, and that the README's
+# program and the examples build with it and with nothing else of the project, and run under Wine with only
+# its folder of libraries.
 . "$(dirname "$0")/looking.sh"
 
 build=$root/build/windows
@@ -28,7 +29,8 @@ END
 )" "$(cd "$zip" && find . -type f | sed 's|^\./||' | LC_ALL=C sort)"
 }
 
-# What the programs and libraries import, by lower-case names: the compiler knows the system's libraries by name.
+# The imports of the programs and libraries, in lower case. The compiler knows the names of the system's
+# libraries.
 foreign_imports() {
   local library folder
   folder=$(dirname "$("$compiler" -print-file-name=libkernel32.a)")
@@ -41,7 +43,7 @@ foreign_imports() {
 check_contents() {
   same "libraries that something in the package needs" "$(foreign_imports)" \
     "$(cd "$zip/bin" && printf '%s\n' *.dll | tr 'A-Z' 'a-z' | sort)"
-  same "licences that say nothing of what they are for" "" "$(cd "$zip/licences" && {
+  same "licences that do not name their software" "" "$(cd "$zip/licences" && {
     grep -L 'KELINFRA' KELINFRA.txt
     grep -L 'UNICODE, INC. LICENSE AGREEMENT' ICU.txt
     grep -L 'GCC Runtime Library Exception' GCC-runtime.txt
@@ -54,7 +56,7 @@ check_contents() {
     "$(grep -rlF -e "$root" "$zip/lib" "$zip/examples" "$zip"/bin/{KELINFRA.dll,*.exe} || true)"
 }
 
-# From here on Wine looks for libraries beside the program, then in the package.
+# From here on Wine looks for libraries in the program's folder, then in the package.
 with_package() { WINEPATH="Z:$(tr / '\\' <<<"$zip/bin")" "$@"; }
 
 check_program() {
@@ -84,4 +86,4 @@ use_wine
 check_program
 check_examples
 rm -rf "$work"
-say "the package holds what it should, and programs are built with it"
+say "the package has the right contents, and programs build with it"

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# configure.sh old ROOT COMPILER KIND                CMake refuses what is too old, and README.md names its versions
-# configure.sh warnings ROOT COMPILER KIND VERSION   warnings are errors only for the compilers that are named
-# configure.sh kernels ROOT COMPILER KIND            each kernel file has its own instructions only, although the rest is
-#                                                    compiled for a processor that has more
+#   configure.sh old ROOT COMPILER KIND                CMake refuses versions that are too old, and README.md
+# names
+#                                                      the oldest ones
+#   configure.sh warnings ROOT COMPILER KIND VERSION   warnings are errors only for the compilers that are named
+#   configure.sh kernels ROOT COMPILER KIND            each kernel file uses only its instruction set, although
+#                                                      the rest is compiled for a processor that has more
 set -euo pipefail
 root=$2
 compiler=$3
@@ -15,7 +17,7 @@ fail() {
   exit 1
 }
 
-# configure OPTION...: in a new folder; prints what CMake says, in one line.
+# configure OPTION...: configures in a new folder and prints CMake's message in one line.
 configure() {
   rm -rf "$work/build"
   cmake -G Ninja -S "$root" -B "$work/build" -D KELINFRA_BUILD_TESTS=OFF -D CMAKE_CXX_COMPILER="$compiler" "$@" 2>&1 |
@@ -29,13 +31,13 @@ refuses() {
   grep -qE "$1 [0-9.]+ \([^ ]*\) is too old: KELINFRA needs $1 $oldest or later" <<<"$said" || fail "$1 too old: $said"
 }
 
-# oldest KIND: as CMake has it.
+# oldest KIND: the oldest version that CMake accepts.
 oldest() { sed -n "s/^set(KELINFRA_OLDEST_$1 \(.*\))$/\1/p" "$root/cmake/KelinfraRequirements.cmake"; }
 
-# named PATTERN: README.md's table holds it.
-named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does not hold: $1"; }
+# named PATTERN: README.md's table must contain it.
+named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does not contain: $1"; }
 
-# A compiler, ICU and Highway that are too old, as far as CMake looks at them.
+# A compiler, an ICU and a Highway that look too old to CMake.
 make_old() {
   printf '#!/bin/sh\nexec %q -U__GNUC__ -D__GNUC__=11 -U__clang_major__ -D__clang_major__=13 "$@"\n' "$compiler" >"$work/c++"
   chmod +x "$work/c++"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# count.sh ROOT: what scripts/common.sh counts in logs of tests that are run whole, and what it shows of them.
+# count.sh ROOT: tests the functions of scripts/common.sh that count and show the tests in logs of programs
+# that run as a whole.
 . "$1/scripts/common.sh"
 
 log=$(mktemp)
@@ -98,7 +99,7 @@ shown=$(failed_whole_tests "$log")
 2/2 Test #4: program ..........***Exception: SegFault  0.53 sec" ] || die "of failed tests it shows:
 $shown"
 
-# A run in which ctest says what stands in $first, and when what failed is run again, what stands in $again.
+# A run in which ctest prints $first, and $again when the failed tests run a second time.
 logs=$(mktemp -d)
 trap 'rm -rf "$log" "$logs"' EXIT
 ctest() { case $* in *--rerun-failed*) cat "$logs/again" ;; *) cat "$logs/first" ;; esac; }
@@ -108,13 +109,13 @@ expect_tally() {
   printf '%s\n' "$2" >"$logs/first"
   printf '%s\n' "$3" >"$logs/again"
   run_tests release >/dev/null 2>&1
-  [ "$tally" = "$4" ] && [[ $tally = "$passed passed, $failed failed"* ]] || die "$1: told $tally and not $4"
+  [ "$tally" = "$4" ] && [[ $tally = "$passed passed, $failed failed"* ]] || die "$1: the tally is $tally and not $4"
 }
 
 all="100% tests passed, 0 tests failed out of 2"
 one=" 2/2 Test #2: B.One ...***Failed  0.1 sec
 50% tests passed, 1 tests failed out of 2"
 expect_tally "all pass" "$all" "" "2 passed, 0 failed"
-expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed, 1 of them alone, too"
+expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed, 1 of them again when run alone"
 expect_tally "one fails beside others only" "$one" "100% tests passed, 0 tests failed out of 1" \
-  "1 passed, 1 failed, 0 of them alone, too"
+  "1 passed, 1 failed, 0 of them again when run alone"

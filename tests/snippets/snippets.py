@@ -12,14 +12,14 @@ class X that it names, kelX.hpp is included. It shows results in comments at the
     statement;               // EXPRESSION -> VALUE the value of EXPRESSION afterwards
     statement;               // prints TEXT         what is printed; blanks and line ends count alike
 
-In Markdown a block fenced as output shows what the cpp block before it prints.
+In Markdown, a block fenced as output shows the output of the cpp block before it.
 """
 import re
 import subprocess
 import sys
 from pathlib import Path
 
-# The number of examples: one that is added, lost or no longer recognised is noticed.
+# The number of examples, so that the test notices one that is added, lost or no longer recognised.
 EXAMPLES = 25
 
 MARKDOWN = ["*.md", "docs/*.md", "examples/*.md"]
