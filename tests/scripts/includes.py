@@ -22,10 +22,14 @@ PAGE = """# A page
 | `src/infra/util` | more classes | `src/infra/oss` |
 
 After the table: `src/infra/oss`.
+
+| question | file | answer |
+|---|---|---|
+| Where is A? | `oss/kelA.cpp` | `Alpha::first` calls `second`, as `a sentence in code` says |
 """
 FILES = {
     "include/infra/oss/kelA.hpp": "",
-    "src/infra/oss/kelA.cpp": "",
+    "src/infra/oss/kelA.cpp": "void Alpha::first() { second(); }",
     "src/infra/oss/kelB.hpp": "",
     "src/infra/platform/kelP.hpp": "",
     "src/infra/util/kelU.hpp": "",
@@ -77,7 +81,7 @@ class Includes(unittest.TestCase):
                 lines = result.stdout.split("\n")
                 self.assertEqual(result.returncode, 1, result.stdout)
                 self.assertTrue(lines[0].startswith(expected), result.stdout)
-                self.assertIn("1 includes or folders are not allowed", lines[1])
+                self.assertIn("1 problems", lines[1])
 
     def test_reports_nothing_that_is_allowed(self):
         for file, text in ALLOWED:
@@ -89,6 +93,17 @@ class Includes(unittest.TestCase):
         result = run({}, PAGE.replace("\n\nAfter", "\n| `src/infra/gone` | nothing | |\n\nAfter"))
         self.assertEqual(result.returncode, 1)
         self.assertIn("src/infra/gone: docs/architecture.md has a row, but", result.stdout)
+
+    def test_reports_answers_that_name_what_does_not_exist(self):
+        for old, new, expected in [
+            ("oss/kelA.cpp`", "oss/kelGone.cpp`", "names oss/kelGone.cpp, which does not exist"),
+            ("Alpha::first", "Alpha::gone", "names Alpha::gone, which occurs nowhere"),
+            ("`second`", "`gone`", "names gone, which occurs nowhere"),
+        ]:
+            with self.subTest(new=new):
+                result = run({}, PAGE.replace(old, new))
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(expected, result.stdout)
 
     def test_fails_without_a_table(self):
         self.assertEqual(run({}, "# A page\n").returncode, 1)
