@@ -1,7 +1,8 @@
 #pragma once
 
 /// KELINFRA_API marks what the shared library exports. Everything else stays inside it.
-/// KELINFRA_LOCAL takes a private member of an exported class out of the exports again; Windows exports a class whole.
+/// KELINFRA_LOCAL removes a private member of an exported class from the exports. Windows exports whole
+/// classes.
 /// Programs that are linked with the library's objects, and not with the library, define KELINFRA_STATIC.
 #if defined(_WIN32)
 #if defined(KELINFRA_STATIC)
@@ -17,8 +18,9 @@
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
 
-/// KELINFRA_LIFETIMEBOUND follows a parameter or a member function whose result refers to the argument or to the object.
-/// Clang then warns when the result is kept and the argument or the object is a temporary. Other compilers see nothing.
+/// KELINFRA_LIFETIMEBOUND follows a parameter, or a member function, whose argument or object the result
+/// refers to. Clang then warns if the program keeps the result and the argument or object is a temporary. For other
+/// compilers it is empty.
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::lifetimebound)
 #define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]

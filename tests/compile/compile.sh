@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # compile.sh COMPILER SOURCE [FLAG...]
 # Compiles SOURCE without output. The compiler must report an error or a warning on every line that ends in
-# "// reported: PATTERN", with a message that matches the extended regular expression PATTERN, and on no other line.
+# "// reported: PATTERN", with a message that matches the extended regular expression PATTERN, and on no other
+# line.
 set -euo pipefail
 
 compiler=$1
@@ -10,8 +11,8 @@ shift 2
 
 # LINE MESSAGE of each report; one of another file has that file's name instead of the line.
 reports=$(LC_ALL=C "$compiler" -fsyntax-only -std=c++17 "$@" "$source" 2>&1 |
-  sed -nE "s|^$source:([0-9]+):[0-9]+: ((fatal )?error\|warning): |\\1 |p; t; s/^(.*): ((fatal )?error|warning): /\\1 /p" ||
-  true)
+  sed -nE -e "s#^$source:([0-9]+):[0-9]+: ((fatal )?error|warning): #\\1 #p; t" \
+    -e 's/^(.*): ((fatal )?error|warning): /\1 /p' || true)
 
 failed=0
 fails() {

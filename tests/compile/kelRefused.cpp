@@ -2,7 +2,8 @@
 
 #include <cstdint>
 
-// Defaults of the typed getters. The marked lines must not compile, for the reason that the mark names; all others must.
+// Defaults of the typed getters. The marked lines must not compile, for the reason that the mark names. All
+// other lines must compile.
 
 namespace {
 

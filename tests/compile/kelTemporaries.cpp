@@ -10,8 +10,8 @@
 #include "infra/oss/kelUTF8String.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
 
-// What members return, kept longer than the temporary object or argument that it lives in. Clang must warn on the marked
-// lines, and on no others.
+// The marked lines keep the result of a member longer than the temporary object or argument that it refers
+// to. Clang must warn on these lines, and on no others.
 
 void use(const icu::UnicodeString& text);
 void use(const char* text);

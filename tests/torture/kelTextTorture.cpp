@@ -230,6 +230,18 @@ TEST(MemoryTorture, UTF8String) {
     } else {
       EXPECT_EQ(contents(assigned), bytes);
     }
+    for (const bool own : {false, true}) {
+      const std::string before = "abc" + bytes;
+      UTF8String string(before.c_str());
+      if (!run.completes([&] { string = own ? string.getString() + 3 : bytes.c_str(); })) {
+        EXPECT_EQ(contents(string), before) << (own ? "own bytes" : "other bytes");
+      } else if (run.struckLast()) {
+        EXPECT_TRUE(contents(string).empty() || contents(string) == bytes)
+            << (own ? "own bytes" : "other bytes");
+      } else {
+        EXPECT_EQ(contents(string), bytes) << (own ? "own bytes" : "other bytes");
+      }
+    }
     UTF8String inserted("abc");
     if (!run.completes([&] { inserted.insertString(3, text); }) || run.struckLast()) {
       EXPECT_TRUE(contents(inserted) == "abc" || contents(inserted) == "abc" + bytes);

@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// What every failure of the library is thrown as, by value: an exception that carries its messages.
+/// The base of the library's exceptions. They carry messages and are thrown by value.
 ///
 ///     try {
 ///       Socket socket;

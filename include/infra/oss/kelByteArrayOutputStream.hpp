@@ -17,8 +17,8 @@ namespace tarvo::oss {
 ///     puts(text);                            // prints #saved by ExtendedProperties on host=db1
 ///
 /// The buffer is not owned, nor is it terminated; it must outlive the last write. There is no way back to its
-/// front, and the count of bytes is not told: the caller counts, or clears the buffer first. One thread at a
-/// time.
+/// front, and no member returns the count of bytes: the caller counts, or clears the buffer first. One thread
+/// at a time.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the bytes that the buffer can take; with 0 it may be null.
@@ -26,10 +26,10 @@ class KELINFRA_API ByteArrayOutputStream : public OutputStream {
   ~ByteArrayOutputStream() override;
 
   using OutputStream::write;
-  /// Stores one byte behind those written before. The other `write`s store bytes up to the first that does
+  /// Stores one byte after those written before. The other `write`s store bytes up to the first that does
   /// not fit.
-  ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits), file
-  ///            "kelByteArrayOutputStream.cpp": the buffer is full; the byte is lost, the stream unchanged
+  ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits),
+  ///            file "kelByteArrayOutputStream.cpp": the buffer is full; the byte is lost, the stream unchanged
   void write(char c) override;
 
  private:

@@ -6,7 +6,7 @@
 namespace tarvo::oss {
 
 /// Raised by `ByteArrayOutputStream`.
-/// Everything but the type and `name()` is `BaseException`'s.
+/// It differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API IOException : public oss::BaseException {
  public:
   IOException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

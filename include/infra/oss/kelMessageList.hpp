@@ -40,7 +40,7 @@ class KELINFRA_API MessageList {
 
   // --- iterate: one cursor a list ---------------------------------------------------------------------
 
-  /// The first message, the cursor then stands at the second; null for an empty list, the cursor stays.
+  /// The first message; the cursor moves to the second. Null for an empty list, whose cursor does not change.
   const Message* getFirstMsg() KELINFRA_LIFETIMEBOUND;
   /// The message at the cursor, which moves on; null when it was never set or has passed the last message. A
   /// message appended while the cursor stands at one is still reached.
@@ -48,7 +48,7 @@ class KELINFRA_API MessageList {
   /// Whether the next `getNextMsg` gives a message.
   bool hasMoreMsgs() const;
 
-  // --- change; the cursor stays, but for `clear` ------------------------------------------------------
+  // --- change; only `clear` moves the cursor ----------------------------------------------------------
 
   /// Appends a copy of `m`, which may be a message of this list.
   void addMessage(const Message& m);

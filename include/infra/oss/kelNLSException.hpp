@@ -6,7 +6,7 @@
 namespace tarvo::oss {
 
 /// Raised for text, code pages, number formats, UTF-8, message lists and `DataBuffer`.
-/// Everything but the type and `name()` is `BaseException`'s.
+/// It differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API NLSException : public oss::BaseException {
  public:
   NLSException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

@@ -30,7 +30,7 @@ namespace tarvo::oss {
 ///
 /// Times are milliseconds. Ranges are (buffer, offset, length): the bytes offset .. offset + length - 1 of
 /// the caller's buffer, whose size is not known here. A range with a null buffer, or one that wraps, is the
-/// mapped error 10014; nothing is sent or received then.
+/// mapped error 10014, unless its length is 0; nothing is sent or received then.
 ///
 /// Threads: one object is used by one thread at a time, but one reader and one writer may share a connection.
 ///

@@ -17,9 +17,9 @@ namespace tarvo::oss {
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
 /// Delimiters in a row separate once, and at the end of the text they give no token. At its start they do
-/// give one, an empty one: " a b" is "", "a", "b", while "a b " is "a", "b". A text of delimiters alone is
-/// one empty token, an empty text has none. Delimiters are UTF-16 code units; the two halves of a
-/// supplementary character are two delimiters.
+/// give one, an empty one: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists
+/// of delimiters only is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the
+/// two halves of a supplementary character are two delimiters.
 ///
 /// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
 /// starts at the first token. One thread at a time. If there is no memory, or if a narrow text is longer than

@@ -88,7 +88,7 @@ class KELINFRA_API UTF8Iterator {
   int count_ = 0;
   int length_ = 0;
   std::array<std::uint64_t, charactersAtOnce>
-      characters_;  // the bytes of each, zeros behind; from next_ to end_
+      characters_;  // the bytes of each, then zeros; from next_ to end_
 };
 
 }  // namespace tarvo::oss

@@ -68,8 +68,10 @@ class KELINFRA_API UTF8String : public DataBuffer {
   // --- change
 
   /// Replace the contents, first emptied as by `clear(false)`: by Unicode text in UTF-8, or by bytes up to
-  /// the terminator, unchecked; null is the empty text. The bytes may be the string's own.
-  ///   raises   std::bad_alloc: there is no memory for a copy of its own bytes; the string is unchanged
+  /// the terminator, unchecked; null is the empty text. The bytes may be the string's own. If there is no
+  /// memory for a text above 4096 bytes, the string becomes empty and nothing is reported.
+  ///   raises   std::bad_alloc: the bytes are the string's own, and there is no memory for a copy of them;
+  ///            the string is unchanged
   UTF8String& operator=(const icu::UnicodeString& text) KELINFRA_LIFETIMEBOUND;
   UTF8String& operator=(const char* text) KELINFRA_LIFETIMEBOUND;
 

@@ -33,8 +33,8 @@ constexpr unsigned int componentIndex = 155;
 ///   0x80      traceFlightRecord at exit, further arguments always 0, 0, 0
 /// At entry diagDispatchEntry comes before traceEntry; at exit diagDispatchExit, traceExit,
 /// traceFlightRecord. An operation that ends with an exception reports its entry and no exit. Constructors,
-/// destructors and cursor steps report their exit only, but for the end of a `MessageList` or of an
-/// exception, which is its `clear`.
+/// destructors and cursor steps report their exit only. The destruction of a `MessageList`, or of an
+/// exception, reports entry and exit of `MessageList::clear`.
 struct Facility {
   /// Array of flag words, one a component of the host; element 155 is read afresh before every test, as a
   /// plain load without a lock. The host may change it at any time and from any thread, a hook included; it

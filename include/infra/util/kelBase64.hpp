@@ -56,8 +56,8 @@ class KELINFRA_API Base64 {
   /// Each reads `srcUnits` units of padded text and returns the bytes written. Decoding is strict: neither
   /// white space nor the other alphabet's two characters are taken, the padding must be there, and its unused
   /// bits must be zero.
-  ///   destBytes   bytes that `dest` can take; nothing behind them is touched
-  ///   src         must hold a NUL unit at its end or behind it: the argument of misaligned data is read up
+  ///   destBytes   bytes that `dest` can take; nothing after them is touched
+  ///   src         must hold a NUL unit at its end or after it: the argument of misaligned data is read up
   ///               to the first NUL, whatever `srcUnits` says
   ///   raises      in the order of the text, and with the bytes before the error left in `dest`:
   ///               ERR_BUFFER_SIZE_TOO_SMALL (destBytes): there is one more byte than fits; the argument is
@@ -66,7 +66,7 @@ class KELINFRA_API Base64 {
   ///               nor "="
   ///               ERR_BASE64_MISALIGNED_DATA (the text up to its first NUL): a "=" at the first or second
   ///               place of a group of four, a single "=" at the third, unused bits before the padding that
-  ///               are not zero, anything behind the padding, or a count of units that is no multiple of 4
+  ///               are not zero, anything after the padding, or a count of units that is no multiple of 4
   static std::size_t decode(char* dest, std::size_t destBytes, const unsigned short* src,
                             std::size_t srcUnits);
   static std::size_t decodeSafe(char* dest, std::size_t destBytes, const unsigned short* src,

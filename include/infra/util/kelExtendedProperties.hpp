@@ -29,8 +29,8 @@ namespace tarvo::util {
 ///     settings.list(std::cout);    // prints -- listing properties -- host=db1 port=4711 url=tcp:db1
 ///
 /// Keys and values are kept exactly as passed: nothing is trimmed, folded or normalised. Keys are ordered by
-/// their UTF-16 code units, case counts, and a key stands before those that it begins. A bogus key is the
-/// empty key.
+/// their UTF-16 code units, case counts, and a key comes before longer ones that begin with it. A bogus key
+/// is the empty key.
 ///
 /// References and iterators to a stored key or value are valid until that entry is removed, whatever happens
 /// to other entries; a change of the value is seen through them. `copy` from another object, assignment and
@@ -256,8 +256,8 @@ class KELINFRA_API ExtendedProperties {
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"), from "kelConverter.cpp"
   void load(const icu::UnicodeString& text);
   /// Reads one line, continuations included, from `position`, stores its property if it has one, and moves
-  /// `position` behind it. Returns false, and does nothing, when `position` is at the end or beyond. A rest
-  /// of white space and continuations alone is a line without a property.
+  /// `position` after it. Returns false, and does nothing, if `position` is at the end or beyond. A rest that
+  /// consists of white space and continuations only is a line without a property.
   bool parseLine(std::size_t& position, const char* data, std::size_t length);
 
   /// Replaces in every value, in key order, each "%name%" by the value of the property of that name, in
@@ -277,7 +277,7 @@ class KELINFRA_API ExtendedProperties {
 
   // --- the text format: save
 
-  /// Writes, in lines that end in CR LF: "#saved by ExtendedProperties on ", nothing behind the blank; an
+  /// Writes, in lines that end in CR LF: "#saved by ExtendedProperties on ", nothing after the blank; an
   /// "#include " line for each include; "key=value" for each property in key order; then flushes.
   ///
   /// In keys and values CR, LF, TAB, "!", "#", ":", "=" and backslash are escaped, in keys SPACE too; on all

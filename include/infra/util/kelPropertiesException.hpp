@@ -6,7 +6,7 @@
 namespace tarvo::util {
 
 /// Raised by `ExtendedProperties`: the map and its text format.
-/// Everything but the type and `name()` is `BaseException`'s.
+/// It differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API PropertiesException : public oss::BaseException {
  public:
   PropertiesException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

@@ -4,8 +4,8 @@
 
 #include <new>
 
-/// ICU raises nothing: a string that there was no memory for is bogus. Here that is std::bad_alloc, so that no
-/// text is lost unnoticed.
+/// ICU raises nothing: a string that there was no memory for is bogus. The functions here throw
+/// std::bad_alloc instead, so that the failure is not lost.
 namespace tarvo::oss {
 
 /// A string just made of a valid text.
@@ -21,8 +21,8 @@ inline icu::UnicodeString copied(const icu::UnicodeString& text) {
   return copy;
 }
 
-/// Whether a caller holds the text's buffer open, by its `getBuffer(minCapacity)`. Most changes to such a text have no
-/// effect, but an assignment would release the buffer.
+/// Whether a caller holds the text's buffer open, by its `getBuffer(minCapacity)`. Most changes to such a
+/// text have no effect, but an assignment would release the buffer.
 inline bool isHeldOpen(const icu::UnicodeString& text) {
   return text.getBuffer() == nullptr && !text.isBogus();
 }

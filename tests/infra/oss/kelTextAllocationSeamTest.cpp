@@ -153,6 +153,8 @@ TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
   EXPECT_EQ(string.numChars(), 4008);
   EXPECT_EQ(string.compare(string), 0);
   string = text;
+  string = "bytes";
+  string = string.getString() + 1;
   EXPECT_EQ(count.made(), 0U);
 }
 
