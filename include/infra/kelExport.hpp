@@ -19,8 +19,8 @@
 #endif
 
 /// KELINFRA_LIFETIMEBOUND follows a parameter, or a member function, whose argument or object the result
-/// refers to. Clang then warns if the program keeps the result and the argument or object is a temporary. For other
-/// compilers it is empty.
+/// refers to. Clang then warns if the program keeps the result and the argument or object is a temporary. For
+/// other compilers it is empty.
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::lifetimebound)
 #define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]

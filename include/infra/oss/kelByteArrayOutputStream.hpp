@@ -29,7 +29,8 @@ class KELINFRA_API ByteArrayOutputStream : public OutputStream {
   /// Stores one byte after those written before. The other `write`s store bytes up to the first that does
   /// not fit.
   ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits),
-  ///            file "kelByteArrayOutputStream.cpp": the buffer is full; the byte is lost, the stream unchanged
+  ///            file "kelByteArrayOutputStream.cpp": the buffer is full. The byte is lost, the stream is
+  ///            unchanged
   void write(char c) override;
 
  private:

@@ -53,8 +53,8 @@ class KELINFRA_API StringTokenizer {
   /// next call of either. A zero byte in a token, as of U+0000, ends it for whoever reads up to the
   /// terminator.
   ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc if there is no memory for
-  ///            the token. `getFirstToken` then leaves the cursor at the first token, `getNextToken` leaves it
-  ///            where it was
+  ///            the token. `getFirstToken` then leaves the cursor at the first token, `getNextToken` leaves
+  ///            it where it was
   const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
   const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 
