@@ -8,6 +8,7 @@ set(KELINFRA_OLDEST_Highway 1.0.3)
 # kelinfra_require(KIND VERSION WHERE): KIND is one of the above.
 function(kelinfra_require kind version where)
   if(DEFINED KELINFRA_OLDEST_${kind} AND version VERSION_LESS KELINFRA_OLDEST_${kind})
-    message(FATAL_ERROR "${kind} ${version} (${where}) is too old: KELINFRA needs ${kind} ${KELINFRA_OLDEST_${kind}} or later")
+    message(FATAL_ERROR "${kind} ${version} (${where}) is too old: "
+                        "KELINFRA needs ${kind} ${KELINFRA_OLDEST_${kind}} or later")
   endif()
 endfunction()

@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
-#   configure.sh old ROOT COMPILER KIND                CMake refuses versions that are too old, and README.md
-# names
-#                                                      the oldest ones
-#   configure.sh warnings ROOT COMPILER KIND VERSION   warnings are errors only for the compilers that are named
-#   configure.sh kernels ROOT COMPILER KIND            each kernel file uses only its instruction set, although
-#                                                      the rest is compiled for a processor that has more
+# Configures the project in other ways than this build's.
+#   configure.sh old ROOT COMPILER KIND               CMake refuses what is too old; README.md has its versions
+#   configure.sh warnings ROOT COMPILER KIND VERSION  warnings are errors only for the compilers that are named
+#   configure.sh kernels ROOT COMPILER KIND           each kernel file keeps to its instructions, although the
+#                                                     rest is compiled for a processor that has more
 set -euo pipefail
 root=$2
 compiler=$3
@@ -20,15 +19,16 @@ fail() {
 # configure OPTION...: configures in a new folder and prints CMake's message in one line.
 configure() {
   rm -rf "$work/build"
-  cmake -G Ninja -S "$root" -B "$work/build" -D KELINFRA_BUILD_TESTS=OFF -D CMAKE_CXX_COMPILER="$compiler" "$@" 2>&1 |
-    tr -s ' \n' ' '
+  cmake -G Ninja -S "$root" -B "$work/build" -D KELINFRA_BUILD_TESTS=OFF -D CMAKE_CXX_COMPILER="$compiler" \
+    "$@" 2>&1 | tr -s ' \n' ' '
 }
 
 # refuses NAME OLDEST OPTION...
 refuses() {
   local said oldest=$2
   if said=$(configure "${@:3}"); then fail "configured with $1 too old: $said"; fi
-  grep -qE "$1 [0-9.]+ \([^ ]*\) is too old: KELINFRA needs $1 $oldest or later" <<<"$said" || fail "$1 too old: $said"
+  grep -qE "$1 [0-9.]+ \([^ ]*\) is too old: KELINFRA needs $1 $oldest or later" <<<"$said" ||
+    fail "$1 too old: $said"
 }
 
 # oldest KIND: the oldest version that CMake accepts.
@@ -39,7 +39,8 @@ named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does 
 
 # A compiler, an ICU and a Highway that look too old to CMake.
 make_old() {
-  printf '#!/bin/sh\nexec %q -U__GNUC__ -D__GNUC__=11 -U__clang_major__ -D__clang_major__=13 "$@"\n' "$compiler" >"$work/c++"
+  printf '#!/bin/sh\nexec %q -U__GNUC__ -D__GNUC__=11 -U__clang_major__ -D__clang_major__=13 "$@"\n' \
+    "$compiler" >"$work/c++"
   chmod +x "$work/c++"
   mkdir -p "$work/unicode" "$work/hwy"
   printf '#define U_ICU_VERSION "71.1"\n' >"$work/unicode/uvernum.h"
@@ -65,13 +66,16 @@ case $1 in
     grep -q -e '-Werror' "$work/build/build.ninja" || fail "$name is named, and its warnings are not errors"
     for others in "" "Other-1;${name}1"; do
       configure -D KELINFRA_WARNINGS_AS_ERRORS="$others" >/dev/null
-      if grep -q -e '-Werror' "$work/build/build.ninja"; then fail "<$others> does not name $name: its warnings are errors"; fi
+      if grep -q -e '-Werror' "$work/build/build.ninja"; then
+        fail "<$others> does not name $name, and its warnings are errors"
+      fi
     done
     ;;
   kernels)
     configure -D CMAKE_BUILD_TYPE=Release -D CMAKE_CXX_FLAGS=-march=icelake-server >/dev/null
     folder=src/CMakeFiles/kelinfra_objects.dir/infra/simd
-    ninja -C "$work/build" $folder/kel{Ssse3,Avx2,Avx512}Kernels.cpp.o >"$work/log" || fail "$(cat "$work/log")"
+    ninja -C "$work/build" $folder/kel{Ssse3,Avx2,Avx512}Kernels.cpp.o >"$work/log" ||
+      fail "$(cat "$work/log")"
     for kernels in 'Ssse3 %[yz]mm' 'Avx2 %zmm'; do
       if objdump -d "$work/build/$folder/kel${kernels% *}Kernels.cpp.o" | grep "${kernels#* }"; then
         fail "the kernels for ${kernels% *} use wider registers"
