@@ -12,8 +12,8 @@
 
 namespace documents {
 
-/// The clients that are there, each served in a thread of its own. Only the thread that owns the object calls its
-/// members.
+/// The clients that are there, each served in a thread of its own. Only the thread that owns the object calls
+/// its members.
 class Clients {
  public:
   /// Talks to the client of that number until it has left, and raises nothing.
@@ -27,8 +27,8 @@ class Clients {
 
   /// Where to accept the next client. The same socket until `serveNext` succeeds.
   tarvo::oss::Socket& nextSocket();
-  /// Serves the client that was accepted into `nextSocket`. If no thread can be made, the client's connection is
-  /// closed.
+  /// Serves the client that was accepted into `nextSocket`. If no thread can be made, the client's connection
+  /// is closed.
   ///   raises   std::system_error: there are too few threads; std::bad_alloc
   void serveNext(unsigned long long number);
 
@@ -39,8 +39,8 @@ class Clients {
   /// `removeDone`.
   void waitForDeparture(std::chrono::milliseconds limit);
 
-  /// Ends the connections of all who are there, and returns when their threads have ended. A request that is being
-  /// computed is computed to its end first.
+  /// Ends the connections of all who are there, and returns when their threads have ended. A request that is
+  /// being computed is computed to its end first.
   ///   returns   how many were cut off
   std::size_t cutOff();
 

@@ -23,8 +23,8 @@ class Screen {
   std::mutex mutex_;
 };
 
-/// Answers the requests of one client until it leaves. A wrong request is answered with its error. An error of the
-/// connection, or exhausted memory, ends the conversation and is printed; no exception leaves.
+/// Answers the requests of one client until it leaves. A wrong request is answered with its error. An error
+/// of the connection, or exhausted memory, ends the conversation and is printed; no exception leaves.
 void converse(tarvo::oss::Socket& socket, unsigned long long client, const Settings& settings,
               Screen& screen) noexcept;
 

@@ -27,7 +27,8 @@ constexpr milliseconds glance(200);
 /// How long it waits when it can neither take nor refuse a client, unless one that is there leaves.
 constexpr milliseconds pause(1000);
 
-/// Whether no further client can be expected: the time for one is over, or the listening socket itself has failed.
+/// Whether no further client can be expected: the time for one is over, or the listening socket itself has
+/// failed.
 bool endsReception(const Message& message) {
   const std::string identifier = utf8(message.getMessageID());
   if (identifier == "ERR_SOCKET_TIMEOUT" || identifier == "ERR_SOCKET_NOT_LISTENING") return true;

@@ -40,7 +40,8 @@ class Forecast {
     // A property that leads back to itself is found here with nothing in it.
     const auto [known, isNew] = extents_.try_emplace(key);
     if (!isNew) return known->second;
-    // Each value holds pairs alone, so no percent sign comes with a replacement, and pairs stay what they are.
+    // Each value holds pairs alone, so no percent sign comes with a replacement, and pairs stay what they
+    // are.
     for (int closing = 0; opening >= 0; opening = value.indexOf(u'%', closing + 1)) {
       closing = value.indexOf(u'%', opening + 1);
       if (closing < 0) fail<PropertiesException>("ERR_PERCENT_SIGN_ALONE", thisFile, __LINE__, key);

@@ -12,8 +12,9 @@ struct ReferenceLimits {
   unsigned int produced = 0;  ///< characters of the values that hold references, after they are replaced
 };
 
-/// Computes what `resolveReferences` would produce, without producing it. Call it after a `load` that resolves
-/// nothing. References that lead nowhere or back to themselves are left to `resolveReferences`, which reports them.
+/// Computes what `resolveReferences` would produce, without producing it. Call it after a `load` that
+/// resolves nothing. References that lead nowhere or back to themselves are left to `resolveReferences`,
+/// which reports them.
 ///   raises   PropertiesException ERR_TOO_MANY_REFERENCES (percent signs, limit)
 ///            PropertiesException ERR_PERCENT_SIGN_ALONE (key): the value has an odd number of percent signs
 ///            PropertiesException ERR_REFERENCES_TOO_DEEP (limit)

@@ -2,8 +2,8 @@
 
 namespace documents {
 
-/// Makes SIGINT and SIGTERM ask the program to stop instead of ending it. Only the first signal does so: a second
-/// one of the same kind ends the program at once, as usual.
+/// Makes SIGINT and SIGTERM ask the program to stop instead of ending it. Only the first signal does so: a
+/// second one of the same kind ends the program at once, as usual.
 ///
 /// On Windows Ctrl-C is SIGINT. The system itself never sends SIGTERM there.
 void watchStopSignals();

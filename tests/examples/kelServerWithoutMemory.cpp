@@ -1,6 +1,6 @@
-// Linked with the document server's sources: lets the thread that takes clients run out of memory. SIGUSR1 begins
-// it, SIGUSR2 ends it. With the environment's KELINFRA_TEST_ONE_REQUEST only one request fails after each SIGUSR1:
-// the first one after the first signal, the second one after the second, and so on.
+// Linked with the document server's sources: lets the thread that takes clients run out of memory. SIGUSR1
+// begins it, SIGUSR2 ends it. With the environment's KELINFRA_TEST_ONE_REQUEST only one request fails after
+// each SIGUSR1: the first one after the first signal, the second one after the second, and so on.
 
 #include <algorithm>
 #include <atomic>
