@@ -1,7 +1,5 @@
 #include "clients.hpp"
 
-#include "infra/oss/kelSocketException.hpp"
-
 #include <algorithm>
 #include <utility>
 
@@ -12,7 +10,7 @@ using tarvo::oss::Socket;
 Clients::Clients(Serve serve) : serve_(std::move(serve)) {}
 
 Clients::~Clients() {
-  cutOff();
+  for (Client& client : clients_) client.thread.join();
 }
 
 Socket& Clients::nextSocket() {
@@ -52,25 +50,6 @@ void Clients::waitForDeparture(std::chrono::milliseconds limit) {
   departed_.wait_for(lock, limit, [this] {
     return std::any_of(clients_.begin(), clients_.end(), [](const Client& client) { return client.done; });
   });
-}
-
-std::size_t Clients::cutOff() {
-  std::size_t cut = 0;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (Client& client : clients_) {
-      if (client.done) continue;
-      ++cut;
-      try {
-        client.socket.shutdownBoth();
-      } catch (const tarvo::oss::SocketException&) {
-        // The peer has reset the connection, so the thread is about to end.
-      }
-    }
-  }
-  for (Client& client : clients_) client.thread.join();
-  clients_.clear();
-  return cut;
 }
 
 }  // namespace documents

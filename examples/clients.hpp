@@ -22,7 +22,7 @@ class Clients {
   explicit Clients(Serve serve);
   Clients(const Clients&) = delete;
   Clients& operator=(const Clients&) = delete;
-  /// As `cutOff`.
+  /// Waits until all have left.
   ~Clients();
 
   /// Where to accept the next client. The same socket until `serveNext` succeeds.
@@ -38,11 +38,6 @@ class Clients {
   /// Waits until a client leaves, but not longer than `limit`. Returns at once if one left since the last
   /// `removeDone`.
   void waitForDeparture(std::chrono::milliseconds limit);
-
-  /// Ends the connections of all who are there, and returns when their threads have ended. A request that is
-  /// being computed is computed to its end first.
-  ///   returns   how many were cut off
-  std::size_t cutOff();
 
  private:
   struct Client {

@@ -6,6 +6,7 @@
 #include "stopSignals.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <optional>
@@ -137,13 +138,22 @@ void Reception::finish() {
       screen_.say("stopping: ", clients_.count(), " clients have ", settings_.stopTimeout,
                   " milliseconds to finish");
     }
-    if (deadline && Clock::now() >= *deadline) {
-      screen_.say("stopping: ", clients_.cutOff(), " clients were cut off");
-      break;
-    }
+    if (deadline && Clock::now() >= *deadline) cutOff();
     clients_.waitForDeparture(glance);
   }
-  screen_.say(stopRequested() ? "stopped: served " : "served ", started_, " clients");
+  sayEnd();
+}
+
+/// Ends the process. A thread that waits for its client or computes an answer cannot be interrupted on every
+/// platform, but it ends with the process, and so does the connection.
+void Reception::cutOff() {
+  screen_.say("stopping: ", clients_.count(), " clients are cut off");
+  sayEnd();
+  std::_Exit(statusOk);
+}
+
+void Reception::sayEnd() {
+  screen_.say(stopRequested() ? "stopped: " : "", "served ", started_, " clients");
 }
 
 }  // namespace documents

@@ -23,7 +23,7 @@ class Reception {
 
   /// Listens, and serves clients until a stop signal comes or `wanted` clients were served; 0: no limit to
   /// their number. Then takes no new client and returns when those who are there have left. After a stop
-  /// signal they have `stopTimeout` for it.
+  /// signal they have `stopTimeout` for it; then the process ends with status 0.
   ///   raises   ERR_SOCKET_TIMEOUT (host, port): no client came within `acceptTimeout`
   ///            what `SocketServer::listen` raises, and errors of `accept` that concern the listening socket
   ///            itself
@@ -38,6 +38,8 @@ class Reception {
   void refuseWaiting(const char* reason);
   void refuse(tarvo::oss::Socket& client, const char* reason);
   void finish();
+  [[noreturn]] void cutOff();
+  void sayEnd();
 
   const Settings& settings_;
   Screen& screen_;
