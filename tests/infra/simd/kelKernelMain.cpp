@@ -2,15 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 
-// The tests of the classes that use kernels, with those named: --kernels=NAME. Where the processor lacks them
-// the program says so by its exit code, which CTest counts as skipped.
+// The tests of the classes that use kernels, with those named: --kernels=NAME. If the processor lacks them, the exit
+// code is the one that CTest counts as skipped. A name that no kernels have is an error.
 
 namespace {
 
 constexpr int skipped = 77;
+constexpr const char* names[] = {"plain", "ssse3", "avx2", "avx512"};
 
 const tarvo::simd::Kernels* named(const std::string& name) {
   for (const tarvo::simd::Kernels* each : tarvo::simd::availableKernels()) {
@@ -23,13 +26,20 @@ const tarvo::simd::Kernels* named(const std::string& name) {
 
 int main(int count, char** arguments) {
   testing::InitGoogleTest(&count, arguments);
+  if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
   const std::string option = "--kernels=";
   const std::string argument = count == 2 ? arguments[1] : "";
-  const bool known = argument.compare(0, option.size(), option) == 0;
-  if (testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
-  const tarvo::simd::Kernels* const chosen = known ? named(argument.substr(option.size())) : nullptr;
+  const std::string name =
+      argument.compare(0, option.size(), option) == 0 ? argument.substr(option.size()) : "";
+  if (std::ranges::find(names, name) == std::end(names)) {
+    std::cerr << "one option is needed: --kernels=NAME, where NAME is";
+    for (const char* const each : names) std::cerr << ' ' << each;
+    std::cerr << '\n';
+    return EXIT_FAILURE;
+  }
+  const tarvo::simd::Kernels* const chosen = named(name);
   if (chosen == nullptr) {
-    std::cerr << "this processor has no kernels for <" << argument << ">\n";
+    std::cerr << "this processor has no " << name << " kernels\n";
     return skipped;
   }
   tarvo::simd::useKernels(chosen);
