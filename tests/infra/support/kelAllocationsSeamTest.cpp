@@ -60,20 +60,6 @@ TEST(Allocations, CountWhatIcuTakes) {
   EXPECT_EQ(count.outstanding(), 0);
 }
 
-TEST(Allocations, OfIcuAreGivenBackWhenItStartsAfresh) {
-  restartIcu();
-  const std::ptrdiff_t before = blocksHeld();
-  UErrorCode status = U_ZERO_ERROR;
-  ucnv_close(ucnv_open("Shift_JIS", &status));
-  EXPECT_TRUE(U_SUCCESS(status));
-  EXPECT_GT(blocksHeld(), before);
-  restartIcu();
-  EXPECT_EQ(blocksHeld(), before);
-  const AllocationCount count;
-  ucnv_close(ucnv_open("Shift_JIS", &status));
-  EXPECT_GT(count.made(), 0U) << "it still asks here";
-}
-
 TEST(Allocations, TellWhatIsStillHeld) {
   const AllocationCount count;
   auto text = std::make_unique<std::vector<int>>(10);
