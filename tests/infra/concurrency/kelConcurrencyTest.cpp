@@ -20,6 +20,7 @@
 #include "support/kelAwaited.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,6 +32,7 @@
 #include <cstdint>
 #include <deque>
 #include <exception>
+#include <future>
 #include <limits>
 #include <list>
 #include <memory>
@@ -253,19 +255,20 @@ constexpr Work works[] = {
 
 constexpr std::size_t threadCount = 4;
 
-/// Runs `work(thread)` in some threads, which begin together.
+/// Runs `work(thread)` in some threads, which begin together. Throws what the first of them has thrown.
 template <class ThreadWork>
 void inThreads(std::size_t count, const ThreadWork& work) {
   Awaited together;
-  std::vector<std::thread> threads;
+  std::vector<std::future<void>> threads;
   for (std::size_t thread = 0; thread < count; ++thread) {
-    threads.emplace_back([&, thread] {
+    threads.push_back(std::async(std::launch::async, [&, thread] {
       together.increment();
       together.awaitAtLeast(static_cast<unsigned int>(count));
       work(thread);
-    });
+    }));
   }
-  for (std::thread& thread : threads) thread.join();
+  for (const std::future<void>& thread : threads) thread.wait();
+  for (std::future<void>& thread : threads) thread.get();
 }
 
 unsigned int numberOf(std::size_t thread, unsigned int round) {
@@ -284,6 +287,7 @@ TEST_P(EveryClass, WorksInManyThreadsAsInOne) {
     }
   });
   for (std::size_t thread = 0; thread < threadCount; ++thread) {
+    ROW("thread", thread);
     for (unsigned int round = 0; round < work.rounds; ++round) {
       ASSERT_EQ(results.at(thread).at(round), work.run(numberOf(thread, round))) << thread << " " << round;
     }
@@ -303,6 +307,7 @@ TEST(Concurrency, ClassesDoNotMindEachOther) {
   for (unsigned int round = 0; round < 10; ++round) {
     workAll(results, round);
     for (std::size_t i = 0; i < std::size(works); ++i) {
+      ROW("i", i);
       EXPECT_EQ(results.at(i), works[i].run(round)) << works[i].name;
     }
   }
@@ -335,8 +340,10 @@ TEST(Concurrency, TheFlagWordMayChangeWhileEveryClassWorks) {
   std::array<std::string, std::size(works)> results;
   for (unsigned int round = 0; round < 10; ++round) {
     workAll(results, round);
-    for (std::size_t i = 0; i < std::size(works); ++i)
+    for (std::size_t i = 0; i < std::size(works); ++i) {
+      ROW("i", i);
       EXPECT_EQ(results.at(i), works[i].run(round)) << works[i].name;
+    }
   }
   done = true;
   host.join();
@@ -374,6 +381,7 @@ TEST(Concurrency, AnExceptionsCopyIsTheReceivingThreadsOwn) {
   std::array<Queue, threadCount> queues;
   inThreads(threadCount, [&](std::size_t thread) {
     for (int round = 0; round < rounds; ++round) {
+      ROW("round", round);
       try {
         Formatter::stringToInt32(u"x1");
       } catch (NLSException& mine) {
@@ -405,6 +413,7 @@ TEST(Concurrency, AnExceptionIsCopiedByManyThreadsAtOnce) {
   ASSERT_NE(raised, nullptr);
   inThreads(threadCount, [&](std::size_t) {
     for (int round = 0; round < 100; ++round) {
+      ROW("round", round);
       try {
         std::rethrow_exception(raised);
       } catch (const NLSException& shared) {
@@ -449,6 +458,7 @@ TEST(Concurrency, FramesGoBothWaysOverAConnectionAtOnce) {
     Socket& end = ends.at(thread % 2);
     std::string buffer(9000, '\0');
     for (std::size_t i = 0; i < frames; ++i) {
+      ROW("i", i);
       const std::string payload = pattern(i, length(i));
       if (thread < 2) {
         end.writeMessage(payload.data(), 0, payload.size());
@@ -464,6 +474,7 @@ TEST(Concurrency, FramesGoBothWaysOverAConnectionAtOnce) {
 TEST(Concurrency, ServersAreClosedWhileTheyAccept) {
   inThreads(threadCount, [&](std::size_t) {
     for (int round = 0; round < 20; ++round) {
+      ROW("round", round);
       SocketServer server;
       server.listen(0, 4, false);
       const std::string port = std::to_string(server.getPort());
