@@ -20,6 +20,7 @@
 #include "oss/kelRaise.hpp"
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelConnection.hpp"
+#include "support/kelRows.hpp"
 #include "torture/kelFurtherRequests.hpp"
 
 #include <gtest/gtest.h>
@@ -445,7 +446,7 @@ std::string table() {
 }
 
 TEST(AllocationTable, HoldsWhatTheHeadersPromise) {
-  for (const Row& row : rows()) {
+  for (const Row& row : rowsOf(rows())) {
     if (row.promised) {
       EXPECT_EQ(requestsOf(row), 0U) << row.subject << ": " << row.operation;
     }

@@ -1,6 +1,7 @@
 #include "torture/kelFaultRun.hpp"
 
 #include "support/kelHandles.hpp"
+#include "support/kelRows.hpp"
 
 #include <unicode/ucnv.h>
 
@@ -63,6 +64,7 @@ std::size_t sweep(const std::function<void(FaultRun&)>& scenario, Shortage short
   if (icu == Icu::atWork) runOnce(scenario, never, shortage);
   const std::size_t handles = openDescriptors();
   for (std::size_t nth = 1; nth < never; ++nth) {
+    ROW("nth", nth);
     bool struck = false;
     const auto run = [&] {
       struck = runOnce(scenario, nth, shortage);

@@ -6,6 +6,7 @@
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 #include "torture/kelFaultRun.hpp"
 #include "torture/kelFaultyWinsock.hpp"
@@ -111,6 +112,7 @@ void sweepSystem(const std::string& name, const std::function<void(SeamRun&)>& s
   const std::size_t handles = openDescriptors();
   const auto sweep = [&](int code, Failure failure) {
     for (std::size_t nth = 1;; ++nth) {
+      ROW("nth", nth);
       SeamRun run(nth, code, failure);
       scenario(run);
       if (run.system.struck() != Function::none) ++faults;
@@ -241,7 +243,7 @@ void clientScenario(SeamRun& run, bool byAnswer, bool byRecord) {
       std::function<void()>([&] { socket->shutdownSend(); }),
       std::function<void()>([&] { socket->shutdownBoth(); }),
   };
-  for (const auto& step : steps) {
+  for (const auto& step : rowsOf(steps)) {
     if (run.completes(step, mapped)) continue;
     EXPECT_EQ(socket->handle(), handle) << "an error closes nothing";
     break;

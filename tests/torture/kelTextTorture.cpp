@@ -16,6 +16,7 @@
 #include "infra/util/kelBase64Exception.hpp"
 
 #include "oss/kelFormatSettings.hpp"
+#include "support/kelRows.hpp"
 #include "torture/kelFaultRun.hpp"
 
 #include <gtest/gtest.h>
@@ -68,7 +69,7 @@ std::string contents(const ByteBuffer& buffer) {
 TEST(MemoryTorture, DefaultAlternateBuffer) {
   sweepMemory("DefaultAlternateBuffer", [](FaultRun& run) {
     oss::DefaultAlternateBuffer<char> buffer;
-    for (const unsigned long long need : {10ULL, 1000ULL, 100'000ULL}) {
+    for (const unsigned long long need : rowsOf({10ULL, 1000ULL, 100'000ULL})) {
       const bool done = run.completes([&] { buffer.resize(need); });
       EXPECT_EQ(buffer.usedSize(), done ? need : 0);
       EXPECT_EQ(buffer.data() != nullptr, done);
@@ -82,7 +83,7 @@ TEST(MemoryTorture, DefaultAlternateBuffer) {
 TEST(MemoryTorture, SizeableBuffer) {
   sweepMemory("SizeableBuffer", [](FaultRun& run) {
     SizeableBuffer<char, 16> buffer;
-    for (const unsigned long long need : {17ULL, 1000ULL}) {
+    for (const unsigned long long need : rowsOf({17ULL, 1000ULL})) {
       const bool done = run.completes([&] { buffer.resize(need); });
       EXPECT_EQ(buffer.size(), done ? need : 0);
       EXPECT_EQ(buffer.data() != nullptr, done);
@@ -132,7 +133,7 @@ TEST(MemoryTorture, ByteBufferIsChanged) {
     const bool cleared = run.completes([&] { set.clear(); });
     EXPECT_EQ(set.length(), 0U);
     EXPECT_TRUE(cleared || set.get() == nullptr);
-    for (ByteBuffer* usable : {&buffer, &set, &assigned}) {
+    for (ByteBuffer* usable : rowsOf({&buffer, &set, &assigned})) {
       usable->set("ok", 2);
       EXPECT_EQ(contents(*usable), "ok");
     }
@@ -178,7 +179,7 @@ TEST(MemoryTorture, DataBufferGrows) {
         std::function<void(DataBuffer&)>([&](DataBuffer& b) { b.appendString(other); }),
         std::function<void(DataBuffer&)>([&](DataBuffer& b) { b.insertString(3, text, "windows-1252"); }),
     };
-    for (const auto& change : changes) {
+    for (const auto& change : rowsOf(changes)) {
       DataBuffer buffer("abc");
       const bool completed = run.completes([&] { change(buffer); });
       const bool added = buffer.length() > 3;

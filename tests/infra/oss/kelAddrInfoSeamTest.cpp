@@ -5,6 +5,7 @@
 #include "support/kelAddrInfoModel.hpp"
 #include "support/kelFakeWinsockSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 
 #include <gmock/gmock.h>
@@ -192,10 +193,11 @@ TEST_F(AddrInfoWriting, WritesTheHostInUtf8) {
 }
 
 TEST_F(AddrInfoWriting, GivesTheModelsBytesForThousandsOfLists) {
-  SCOPED_TRACE(testing::Message() << "KELINFRA_TEST_SEED=" << seed());
+  ROW("KELINFRA_TEST_SEED", seed());
   Random random(seed());
   int refused = 0;
   for (int round = 0; round < 3000; ++round) {
+    ROW("round", round);
     const Bytes host = random.hostName(random.oneIn(10) ? random.below(1025) : random.below(60));
     const auto port = static_cast<unsigned short>(random.number());
     const AddressList list = random.list();
@@ -213,7 +215,7 @@ TEST_F(AddrInfoWriting, GivesTheModelsBytesForThousandsOfLists) {
 }
 
 TEST_F(AddrInfoWriting, FillsTheRecordToTheLastByteAndNotBeyond) {
-  for (const std::size_t more : {0U, 1U, 2U, 41U, 42U, 5000U, 65536U, 70000U}) {
+  for (const std::size_t more : rowsOf({0U, 1U, 2U, 41U, 42U, 5000U, 65536U, 70000U})) {
     ResolvedAddress entry = oddEntry();
     const std::size_t rest = usedArea("host", 4711, {entry}).size() - entry.canonicalName.size();
     entry.canonicalName = Bytes(recordSize - 2 - rest + more, 'c');
@@ -231,7 +233,7 @@ TEST_F(AddrInfoWriting, ALastEntryThatDoesNotFitSpoilsTheWhole) {
 }
 
 TEST_F(AddrInfoWriting, TakesAHostOf1024BytesAndNoLongerOne) {
-  for (const std::size_t length : {0U, 1023U, 1024U, 1025U, 1026U, 1027U, 2990U, 4000U}) {
+  for (const std::size_t length : rowsOf({0U, 1023U, 1024U, 1025U, 1026U, 1027U, 2990U, 4000U})) {
     const Bytes host(length, 'h');
     const bool fits = length <= 1024;
     EXPECT_EQ(resolve(host, 1, {oddEntry()}), fits ? 0 : 10055) << length;
@@ -247,13 +249,13 @@ TEST_F(AddrInfoWriting, TakesAHostOf1024BytesAndNoLongerOne) {
 
 TEST(AddrInfoReading, TellsWhetherTheRecordHoldsAList) {
   EXPECT_FALSE(oss::holdsAddresses(Socket::NullAddrInfoExternal));
-  for (const std::size_t used : {1U, 255U, 256U, 2998U, 65280U, 65535U})
+  for (const std::size_t used : rowsOf({1U, 255U, 256U, 2998U, 65280U, 65535U}))
     EXPECT_TRUE(oss::holdsAddresses(*onItsOwn(recordOf("", used)))) << used;
   EXPECT_FALSE(oss::holdsAddresses(*onItsOwn(recordOf(Bytes(100, 'x'), 0))));
 }
 
 TEST(AddrInfoReading, NullRecordIsAllZero) {
-  for (const unsigned char byte : Socket::NullAddrInfoExternal.bytes) ASSERT_EQ(byte, 0);
+  for (const unsigned char byte : rowsOf(Socket::NullAddrInfoExternal.bytes)) ASSERT_EQ(byte, 0);
   EXPECT_EQ(sizeof(Socket::_AddrInfoExternal), recordSize);
 }
 
@@ -263,9 +265,10 @@ TEST(AddrInfoReading, RefusesEveryTruncationOfAValidRecord) {
   const Bytes area = usedArea("peer.example", 4711, list);
   int readable = 0;
   for (std::size_t used = 1; used <= area.size(); ++used) {
-    for (const char filler : {'\0', '\x01', '\xFF'}) {
+    ROW("used", used);
+    for (const char filler : rowsOf({'\0', '\x01', '\xFF'})) {
       // What is cut off is there, in one copy, and replaced in the other: it must not matter.
-      for (const Bytes& kept : {area, area.substr(0, used)}) {
+      for (const Bytes& kept : rowsOf({area, area.substr(0, used)})) {
         const Bytes record = recordOf(kept, used, filler);
         const std::optional<AddressList> expected = modelRead(record);
         ASSERT_EQ(libraryReads(record), expected) << used;
@@ -330,8 +333,7 @@ std::vector<Unreadable> unreadableRecords() {
 }
 
 TEST(AddrInfoReading, RefusesWhatCannotBeReadForTheReasonGiven) {
-  for (const Unreadable& row : unreadableRecords()) {
-    SCOPED_TRACE(row.why);
+  for (const Unreadable& row : rowsOf(unreadableRecords())) {
     ASSERT_EQ(row.record.size(), recordSize);
     EXPECT_EQ(modelRead(row.record), std::nullopt);
     const auto record = onItsOwn(row.record);
@@ -374,8 +376,7 @@ std::vector<Readable> readableRecords() {
 }
 
 TEST(AddrInfoReading, TakesWhatIsOddButReadable) {
-  for (const Readable& row : readableRecords()) {
-    SCOPED_TRACE(row.why);
+  for (const Readable& row : rowsOf(readableRecords())) {
     EXPECT_EQ(modelRead(row.record), row.list);
     EXPECT_EQ(libraryReads(row.record), row.list);
   }
@@ -413,11 +414,12 @@ void corrupt(Bytes& record, std::size_t usedBytes, Random& random) {
 }
 
 TEST(AddrInfoReading, AgreesWithTheModelOnThousandsOfDamagedRecords) {
-  SCOPED_TRACE(testing::Message() << "KELINFRA_TEST_SEED=" << seed());
+  ROW("KELINFRA_TEST_SEED", seed());
   Random random(seed() + 1);
   int readable = 0;
   constexpr int rounds = 6000;
   for (int round = 0; round < rounds; ++round) {
+    ROW("round", round);
     const Bytes area =
         usedArea(random.hostName(random.below(40)), 80, random.list()).substr(0, recordSize - 2);
     Bytes record = recordOf(area, area.size(), static_cast<char>(random.byte()));
@@ -432,9 +434,10 @@ TEST(AddrInfoReading, AgreesWithTheModelOnThousandsOfDamagedRecords) {
 }
 
 TEST(AddrInfoReading, AgreesWithTheModelOnPureNoise) {
-  SCOPED_TRACE(testing::Message() << "KELINFRA_TEST_SEED=" << seed());
+  ROW("KELINFRA_TEST_SEED", seed());
   Random random(seed() + 2);
   for (int round = 0; round < 1500; ++round) {
+    ROW("round", round);
     Bytes record = random.bytes(recordSize);
     record.replace(0, 2, littleEndian(1 + random.below(3100), 2));
     if (random.oneIn(2)) std::replace(record.begin() + 2, record.end(), '\x07', '\0');
@@ -491,8 +494,7 @@ TEST_F(ConnectOverRecord, WithGarbageInsideAnAddressPassesItOver) {
 }
 
 TEST_F(ConnectOverRecord, ThatCannotBeReadTriesNothing) {
-  for (const Unreadable& row : unreadableRecords()) {
-    SCOPED_TRACE(row.why);
+  for (const Unreadable& row : rowsOf(unreadableRecords())) {
     Socket socket;
     fake.forget();
     EXPECT_THAT([&] { socket.connect("h", 4711, *onItsOwn(row.record), nullptr); },

@@ -7,6 +7,7 @@
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -183,7 +184,7 @@ TEST_P(EveryException, IsItsClassAndNoSiblings) {
   const std::unique_ptr<BaseException> error = made();
   const BaseException& held = *error;
   EXPECT_EQ(typeid(held), GetParam().type);
-  for (const Family& other : families) {
+  for (const Family& other : rowsOf(families)) {
     const bool same = other.type == GetParam().type;
     EXPECT_EQ(other.holds(error.get()), same || !other.derived) << other.label;
     EXPECT_EQ(other.catches(raisedBy(GetParam())), same || !other.derived) << other.label;
@@ -247,6 +248,7 @@ TEST_P(EveryException, CrossesThreads) {
   std::thread([&] { carried = raisedBy(GetParam()); }).join();
   ASSERT_NE(carried, nullptr);
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     bool caught = false;
     try {
       std::rethrow_exception(carried);
@@ -416,8 +418,7 @@ const Raise raises[] = {
 };
 
 TEST(BaseException, ThrownInsideTheLibraryIsKnownOutsideByItsType) {
-  for (const Raise& row : raises) {
-    SCOPED_TRACE(row.what);
+  for (const Raise& row : rowsOf(raises)) {
     std::exception_ptr carried;
     try {
       row.raise();
@@ -425,7 +426,7 @@ TEST(BaseException, ThrownInsideTheLibraryIsKnownOutsideByItsType) {
       carried = std::current_exception();
     }
     ASSERT_NE(carried, nullptr);
-    for (const Family& family : families) {
+    for (const Family& family : rowsOf(families)) {
       const bool matching = !family.derived || &family == &families[row.family];
       EXPECT_EQ(family.catches(carried), matching) << family.label;
     }

@@ -1,6 +1,7 @@
 #include "infra/oss/kelBuildVersion.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -47,7 +48,7 @@ TEST(BuildVersion, SplitsAGivenText) {
       {u"5--275", {"5--275", "5", "275", ""}},
       {u"a b-c\u00E9", {"a b-c\xC3\xA9", "a b", "c\xC3\xA9", ""}},
   });
-  for (const auto& row : rows) EXPECT_EQ(textsOf(BuildVersion(row.given)), row.expected);
+  for (const auto& row : rowsOf(rows)) EXPECT_EQ(textsOf(BuildVersion(row.given)), row.expected);
 }
 
 TEST(BuildVersion, IsCopiedAndAssignedWhole) {

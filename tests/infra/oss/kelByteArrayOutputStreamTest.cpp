@@ -2,6 +2,7 @@
 #include "infra/oss/kelIOException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -114,10 +115,10 @@ TEST(ByteArrayOutputStream, TellsTheLowThirtyTwoBitsOfItsCapacityAsASignedNumber
     unsigned long long capacity;
     const char* argument;
   };
-  for (const auto& [capacity, argument] : std::to_array<Row>({{0x7FFFFFFF, "2147483647"},
-                                                              {0x80000000, "-2147483648"},
-                                                              {0xFFFFFFFF, "-1"},
-                                                              {0x100000005, "5"}})) {
+  for (const auto& [capacity, argument] : rowsOf(std::to_array<Row>({{0x7FFFFFFF, "2147483647"},
+                                                                     {0x80000000, "-2147483648"},
+                                                                     {0xFFFFFFFF, "-1"},
+                                                                     {0x100000005, "5"}}))) {
     // Gigabytes are not written here: the position, the object's last field, is moved to the end by hand.
     ByteArrayOutputStream stream(nullptr, capacity);
     std::memcpy(reinterpret_cast<char*>(&stream) + sizeof stream - sizeof capacity, &capacity,
@@ -176,7 +177,7 @@ TEST(ByteArrayOutputStream, CallsTheHooksThatEachFlagAsksFor) {
        {"diagDispatchEntry 5E7", "traceEntry 5E7", "diagDispatchExit 5E7", "traceExit 5E7 0",
         "traceFlightRecord 5E7 0 0 0"}},
   };
-  for (const HookRow& row : rows) {
+  for (const HookRow& row : rowsOf(rows)) {
     TraceRecorder trace(row.flags);
     char byte = 0;
     ByteArrayOutputStream stream(&byte, 1);

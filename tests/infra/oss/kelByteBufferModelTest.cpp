@@ -1,5 +1,7 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
+#include "support/kelRows.hpp"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -103,7 +105,7 @@ class Walk {
     if (!blockMayMove_ && pair.model.capacity() == capacity) {
       EXPECT_EQ(pair.real->get(), block) << "moved by " << done_;
     }
-    for (const Pair& other : pairs_) {
+    for (const Pair& other : rowsOf(pairs_)) {
       EXPECT_EQ(*pair.real == *other.real, pair.model.equals(other.model)) << "after " << done_;
       EXPECT_EQ(*other.real == *pair.real, other.model.equals(pair.model)) << "after " << done_;
     }
@@ -270,9 +272,10 @@ class Walk {
 class ByteBufferWalk : public ::testing::TestWithParam<unsigned int> {};
 
 TEST_P(ByteBufferWalk, AgreesWithTheModelAtEveryStep) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   Walk walk(GetParam());
   for (int step = 0; step < 2000; ++step) {
+    ROW("step", step);
     walk.step();
     ASSERT_FALSE(HasFailure()) << "at step " << step;
   }

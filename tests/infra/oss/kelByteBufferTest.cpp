@@ -2,6 +2,7 @@
 
 #include "support/kelCutCharacters.hpp"
 #include "support/kelDefaultCodePage.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -74,9 +75,10 @@ TEST(ByteBuffer, ReservesRoomForTheSizeAndItsTerminator) {
   struct Row {
     unsigned long long size, capacity;
   };
-  for (const Row row : {Row{0, 4}, Row{1, 4}, Row{3, 4}, Row{4, 8}, Row{7, 8}, Row{8, 16}, Row{100, 128},
-                        Row{127, 128}, Row{128, 256}, Row{65535, 65536}, Row{65536, 131072}}) {
-    SCOPED_TRACE(row.size);
+  for (const Row row :
+       rowsOf({Row{0, 4}, Row{1, 4}, Row{3, 4}, Row{4, 8}, Row{7, 8}, Row{8, 16}, Row{100, 128},
+               Row{127, 128}, Row{128, 256}, Row{65535, 65536}, Row{65536, 131072}})) {
+    ROW(row.size);
     const ByteBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
     EXPECT_EQ(std::string(buffer.get(), row.size + 1), std::string(row.size + 1, '\0'));
@@ -85,8 +87,9 @@ TEST(ByteBuffer, ReservesRoomForTheSizeAndItsTerminator) {
 
 TEST(ByteBuffer, CopiesBytesAtEveryPowerOfTwo) {
   for (int k = 2; k <= 20; ++k) {
+    ROW("k", k);
     const std::size_t power = std::size_t{1} << k;
-    SCOPED_TRACE(power);
+    ROW(power);
     const std::string bytes(power + 1, 'b');
     expectHolds(ByteBuffer(bytes.data(), power - 2), bytes.substr(0, power - 2), power);
     expectHolds(ByteBuffer(bytes.data(), power - 1), bytes.substr(0, power - 1), power);
@@ -104,8 +107,7 @@ TEST(ByteBuffer, TakesNoBytesFromALengthOfNothing) {
 }
 
 TEST(ByteBuffer, OfNullAndALengthWritesTheTerminatorOnly) {
-  for (const unsigned long long length : {1ULL, 3ULL, 4ULL, 1000ULL}) {
-    SCOPED_TRACE(length);
+  for (const unsigned long long length : rowsOf({1ULL, 3ULL, 4ULL, 1000ULL})) {
     const ByteBuffer buffer(nullptr, length);
     ASSERT_NE(buffer.get(), nullptr);
     EXPECT_EQ(buffer.length(), length);
@@ -121,9 +123,8 @@ TEST(ByteBuffer, GoesUpToOneGiBWithTheTerminator) {
 }
 
 TEST(ByteBuffer, IsNotConstructedAboveOneGiB) {
-  for (const unsigned long long length :
-       {GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB, 1ULL << 63, greatest - 1, greatest}) {
-    SCOPED_TRACE(length);
+  for (const unsigned long long length : rowsOf(
+           {GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB, 1ULL << 63, greatest - 1, greatest})) {
     EXPECT_THROW(ByteBuffer{length}, std::bad_alloc);
     EXPECT_THROW(ByteBuffer("x", length), std::bad_alloc);
     EXPECT_THROW(ByteBuffer(nullptr, length), std::bad_alloc);
@@ -183,8 +184,7 @@ unsigned long long capacityFor(unsigned long long need) {
 }
 
 TEST(ByteBuffer, HoldsTextInACodePage) {
-  for (const TextRow& row : textRows()) {
-    SCOPED_TRACE(row.what);
+  for (const TextRow& row : rowsOf(textRows())) {
     expectHolds(ByteBuffer(row.text, row.codePage), row.bytes, capacityFor(row.bytes.size() + 1));
   }
 }
@@ -194,7 +194,7 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
   std::string utf8;
   std::string wide;
   for (int units = 0; units <= 300; ++units) {
-    SCOPED_TRACE(units);
+    ROW(units);
     expectHolds(ByteBuffer(text, "UTF-8"), utf8, capacityFor(utf8.size() + 1));
     expectHolds(ByteBuffer(text, "UTF-16LE"), wide, capacityFor(wide.size() + 1));
     const bool euro = units % 3 == 0;
@@ -205,9 +205,10 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
 }
 
 TEST(ByteBuffer, HoldsTheWholeTextWhereICUsSizeWasTooSmall) {
-  for (const CutCharacters& cut : cutCharacters()) {
-    SCOPED_TRACE(cut.codePage);
+  for (const CutCharacters& cut : rowsOf(cutCharacters())) {
+    ROW(cut.codePage);
     for (int times = 1; times < 120; ++times) {
+      ROW("times", times);
       const ByteBuffer buffer(cut.times(times), cut.codePage);
       ASSERT_EQ(bytesOf(buffer), allBytes(cut.times(times), cut.codePage)) << times;
       ASSERT_EQ(buffer.get()[buffer.length()], '\0') << times;
@@ -253,6 +254,7 @@ TEST(ByteBuffer, AppendGrowsOnlyAtThePowersOfTwo) {
   ByteBuffer buffer(0);
   std::string bytes;
   for (int i = 0; i < 5000; ++i) {
+    ROW("i", i);
     const char byte = static_cast<char>(i);
     const char* const block = buffer.get();
     const unsigned long long capacity = buffer.capacity();
@@ -271,7 +273,9 @@ TEST(ByteBuffer, AppendsEveryLengthToEveryLength) {
   std::string source;
   for (int i = 0; i < 70; ++i) source += static_cast<char>(200 + i);
   for (std::size_t first = 0; first < source.size(); ++first) {
+    ROW("first", first);
     for (std::size_t second = 1; second < source.size(); ++second) {
+      ROW("second", second);
       ByteBuffer buffer(source.data(), first);
       buffer.append(source.data(), second);
       const std::string whole = source.substr(0, first) + source.substr(0, second);
@@ -305,9 +309,8 @@ TEST(ByteBuffer, AppendThatCannotFitLeavesTheBufferIntact) {
   const char* const block = buffer.get();
   // Four bytes are in use; each sum is above 2^30 or wraps, to 3 at the end.
   for (const unsigned long long length :
-       {GiB - 3, GiB, 2 * GiB - 4, 2 * GiB, 4 * GiB - 4, 4 * GiB - 3, 4 * GiB, 1ULL << 62, 1ULL << 63,
-        greatest - 7, greatest - 4, greatest - 3, greatest - 2, greatest - 1, greatest}) {
-    SCOPED_TRACE(length);
+       rowsOf({GiB - 3, GiB, 2 * GiB - 4, 2 * GiB, 4 * GiB - 4, 4 * GiB - 3, 4 * GiB, 1ULL << 62, 1ULL << 63,
+               greatest - 7, greatest - 4, greatest - 3, greatest - 2, greatest - 1, greatest})) {
     EXPECT_THROW(buffer.append("x", length), std::bad_alloc);
     EXPECT_EQ(buffer.get(), block);
     expectHolds(buffer, "abc", 4);
@@ -332,9 +335,11 @@ TEST(ByteBuffer, AppendToABufferWithoutStorageStartsAnew) {
 TEST(ByteBuffer, AppendsAnyPieceOfItselfWithAndWithoutRoom) {
   const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyzABCDE";
   const std::string stored = bytes + '\0';
-  for (const unsigned long long room : {7ULL, 100ULL}) {
+  for (const unsigned long long room : rowsOf({7ULL, 100ULL})) {
     for (std::size_t start = 0; start <= bytes.size(); ++start) {
+      ROW("start", start);
       for (std::size_t length = 1; start + length <= stored.size(); ++length) {
+        ROW("length", length);
         ByteBuffer buffer(room);
         buffer.append(bytes.data(), bytes.size());
         buffer.append(buffer.get() + start, length);
@@ -370,8 +375,7 @@ TEST(ByteBuffer, SetReplacesTheContentsAndKeepsTheCapacity) {
 
 TEST(ByteBuffer, SetGrowsToTheNextPowerOfTwo) {
   const std::string bytes(1025, 's');
-  for (const std::size_t length : std::vector<std::size_t>{3, 4, 7, 8, 1023, 1024, 1025}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf(std::vector<std::size_t>{3, 4, 7, 8, 1023, 1024, 1025})) {
     ByteBuffer buffer(0);
     buffer.set(bytes.data(), length);
     expectHolds(buffer, bytes.substr(0, length), capacityFor(length + 1));
@@ -381,8 +385,7 @@ TEST(ByteBuffer, SetGrowsToTheNextPowerOfTwo) {
 TEST(ByteBuffer, SetOfNullChangesNothing) {
   ByteBuffer buffer(holding("abc"));
   const char* const block = buffer.get();
-  for (const unsigned long long length : {0ULL, 5ULL, GiB, greatest}) {
-    SCOPED_TRACE(length);
+  for (const unsigned long long length : rowsOf({0ULL, 5ULL, GiB, greatest})) {
     buffer.set(nullptr, length);
     EXPECT_EQ(buffer.get(), block);
     expectHolds(buffer, "abc", 4);
@@ -390,9 +393,8 @@ TEST(ByteBuffer, SetOfNullChangesNothing) {
 }
 
 TEST(ByteBuffer, SetThatCannotFitLosesTheStorageAndCanBeRepeated) {
-  for (const unsigned long long length : {GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB,
-                                          1ULL << 62, 1ULL << 63, greatest - 1, greatest}) {
-    SCOPED_TRACE(length);
+  for (const unsigned long long length : rowsOf({GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB,
+                                                 1ULL << 62, 1ULL << 63, greatest - 1, greatest})) {
     ByteBuffer buffer(holding("abc"));
     EXPECT_THROW(buffer.set("x", length), std::bad_alloc);
     expectNoStorage(buffer);
@@ -407,8 +409,9 @@ TEST(ByteBuffer, SetsItselfToAnyPieceOfItself) {
   const std::string bytes = "0123456";
   const std::string stored = bytes + '\0';
   for (std::size_t start = 0; start <= bytes.size(); ++start) {
+    ROW("start", start);
     for (std::size_t length = 0; start + length <= stored.size(); ++length) {
-      SCOPED_TRACE(std::to_string(start) + ' ' + std::to_string(length));
+      ROW(std::to_string(start) + ' ' + std::to_string(length));
       ByteBuffer buffer(bytes.data(), bytes.size());
       buffer.set(buffer.get() + start, length);
       // The whole of a full block with its terminator is one byte more than the block holds with another.
@@ -501,7 +504,7 @@ TEST(ByteBuffer, ComparesLengthAndBytes) {
     std::string_view left, right;
     bool equal;
   };
-  for (const Row& row : {
+  for (const Row& row : rowsOf({
            Row{"equal", "abc", "abc", true},
            Row{"empty", "", "", true},
            Row{"the last byte", "abc", "abd", false},
@@ -513,8 +516,7 @@ TEST(ByteBuffer, ComparesLengthAndBytes) {
            Row{"nothing and a zero", "", "\0"sv, false},
            Row{"high bytes", "\xFF\x80", "\xFF\x80", true},
            Row{"bytes, not letters", "a", "A", false},
-       }) {
-    SCOPED_TRACE(row.what);
+       })) {
     ByteBuffer left(holding(row.left));
     ByteBuffer right(500);
     right.set(row.right.data(), row.right.size());
@@ -567,8 +569,8 @@ TEST(ByteBufferTrace, ReportsTheExitOnlyOfConstructorsAndTheDestructor) {
       {"unknown code page", [&] { return std::make_unique<ByteBuffer>(text, "no such page"); }},
       {"copy", [&] { return std::make_unique<ByteBuffer>(other); }},
   };
-  for (const auto& [what, make] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, make] : rowsOf(rows)) {
+    ROW(what);
     TraceRecorder trace(0x20000);
     std::unique_ptr<ByteBuffer> buffer = make();
     EXPECT_THAT(trace.take(), ElementsAre("traceExit 5E8 0"));
@@ -623,8 +625,7 @@ TEST(ByteBufferTrace, ReportsWhatChangesTheBuffer) {
   const ByteBuffer other(holding("other contents"));
   ByteBuffer lost(0);
   loseStorage(lost);
-  for (const TraceRow& row : traceRows(other, lost)) {
-    SCOPED_TRACE(row.what);
+  for (const TraceRow& row : rowsOf(traceRows(other, lost))) {
     ByteBuffer buffer(holding("ab"));
     TraceRecorder trace(0x20000);
     row.act(buffer);
@@ -641,8 +642,7 @@ TEST(ByteBufferTrace, ReportsNothingOfAConstructorThatFails) {
 
 TEST(ByteBufferTrace, ReportsTheExitOfAnAppendWithoutItsEntry) {
   const std::string bytes(100, 'x');
-  for (const std::size_t length : std::vector<std::size_t>{1, 16, 32, 33, 100}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf(std::vector<std::size_t>{1, 16, 32, 33, 100})) {
     ByteBuffer buffer(200);
     TraceRecorder trace(0x82);
     buffer.append(bytes.data(), length);

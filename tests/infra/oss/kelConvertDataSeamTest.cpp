@@ -4,6 +4,7 @@
 #include "oss/kelConvertData.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -117,9 +118,9 @@ TEST(ConvertData, RaisesAboveTheLargestInt) {
     return Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", to, "UTF-8").from("kelConverter.cpp");
   };
   const std::int64_t more = std::int64_t{largestInt} + 1;
-  for (const std::int64_t length : {more, 2 * more + 3, std::numeric_limits<std::int64_t>::max() - 1}) {
-    SCOPED_TRACE(length);
-    for (const bool terminating : {false, true}) {
+  for (const std::int64_t length :
+       rowsOf({more, 2 * more + 3, std::numeric_limits<std::int64_t>::max() - 1})) {
+    for (const bool terminating : rowsOf({false, true})) {
       EXPECT_THAT([&] { convertData(ofLength(length, terminating, "UTF-8")); }, noSize("UTF-8"));
       EXPECT_THAT([&] { convertData(ofLength(length, terminating, "ISO-8859-1")); }, noSize("ISO-8859-1"));
       std::string room = "##";

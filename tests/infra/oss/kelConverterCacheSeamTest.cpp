@@ -2,6 +2,7 @@
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelThreadEnd.hpp"
 
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ namespace {
 
 using test::atThreadEnd;
 using test::DefaultCodePage;
+using test::rowsOf;
 
 std::string nameOf(const CachedConverter& converter) {
   UErrorCode status = U_ZERO_ERROR;
@@ -58,9 +60,9 @@ std::string into(std::int32_t capacity, Convert convert) {
 }
 
 TEST(ConverterCache, WritesWhatIcuWrites) {
-  for (const std::string& name : codePages()) {
-    for (const icu::UnicodeString& text : texts()) {
-      for (const std::int32_t capacity : {1, 7, 2000, 40000}) {
+  for (const std::string& name : rowsOf(codePages())) {
+    for (const icu::UnicodeString& text : rowsOf(texts())) {
+      for (const std::int32_t capacity : rowsOf({1, 7, 2000, 40000})) {
         const auto byName = [&](char* room) {
           return text.extract(0, text.length(), room, static_cast<std::uint32_t>(capacity), name.c_str());
         };
@@ -78,16 +80,17 @@ TEST(ConverterCache, ReadsWhatIcuReads) {
   for (int i = 0; i < 1024; ++i) everyByte += static_cast<char>(i * 7 + i / 256);
   const auto bytes = std::to_array<std::string>(
       {"", "plain", "\x1B$B$\"\x1B(B", "\xE6\x97\xA5\xE6", "\xFF\xFE\x41\x00", "\x0E\x42\x41", everyByte});
-  for (const std::string& name : codePages()) {
-    for (const std::string& given : bytes) {
+  for (const std::string& name : rowsOf(codePages())) {
+    for (const std::string& given : rowsOf(bytes)) {
       const auto length = static_cast<std::int32_t>(given.size());
       const icu::UnicodeString expected(given.data(), length, name.c_str());
       for (int time = 0; time < 2; ++time) {
+        ROW("time", time);
         const icu::UnicodeString found = toUnicode(given.data(), length, name.c_str());
         ASSERT_EQ(found.isBogus(), expected.isBogus()) << name;
         ASSERT_EQ(found, expected) << name;
       }
-      for (const std::int32_t capacity : {0, 5, 30, 1024}) {
+      for (const std::int32_t capacity : rowsOf({0, 5, 30, 1024})) {
         std::vector<char16_t> units(static_cast<std::size_t>(capacity));
         const icu::UnicodeString found =
             toUnicode(given.data(), length, name.c_str(), units.data(), capacity);
@@ -134,10 +137,11 @@ std::vector<icu::UnicodeString> shortTexts() {
 }
 
 TEST(ConverterCache, WritesIntoRoomsOfEverySizeWhatIcuWrites) {
-  for (const std::string& name : codePages()) {
-    for (const icu::UnicodeString& text : shortTexts()) {
+  for (const std::string& name : rowsOf(codePages())) {
+    for (const icu::UnicodeString& text : rowsOf(shortTexts())) {
       const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, name.c_str());
       for (std::int32_t capacity = 0; capacity <= size + 2; ++capacity) {
+        ROW("capacity", capacity);
         ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, name.c_str()));
       }
       ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, 4 * size + 1, name.c_str()));
@@ -147,9 +151,10 @@ TEST(ConverterCache, WritesIntoRoomsOfEverySizeWhatIcuWrites) {
 
 // ICU's own default is UTF-8 in these programs, and it then takes a way of its own.
 TEST(ConverterCache, WritesInTheDefaultCodePageWhatIcuWrites) {
-  for (const icu::UnicodeString& text : shortTexts()) {
+  for (const icu::UnicodeString& text : rowsOf(shortTexts())) {
     const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, nullptr);
     for (std::int32_t capacity = 0; capacity <= 3 * size + 2; ++capacity) {
+      ROW("capacity", capacity);
       ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, nullptr));
     }
   }
@@ -158,8 +163,9 @@ TEST(ConverterCache, WritesInTheDefaultCodePageWhatIcuWrites) {
 // A unit that a code page names a short substitute for makes ICU's converter give such a one to a lone half,
 // reset or not.
 TEST(ConverterCache, ForgetsTheSubstituteOfTheLastText) {
-  for (const std::string& name : codePages()) {
+  for (const std::string& name : rowsOf(codePages())) {
     for (char16_t before = 0; before < 0x180; ++before) {
+      ROW("before", before);
       std::array<char, 8> bytes;
       fromUnicode(icu::UnicodeString(before), bytes.data(), 8, name.c_str());
       ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(icu::UnicodeString(char16_t{0xDE00}), 8, name.c_str()));
@@ -204,15 +210,16 @@ icu::UnicodeString randomText(std::mt19937& random) {
 TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
   constexpr unsigned seed = 20;
   std::mt19937 random(seed);
-  for (const std::string& name : codePages()) {
+  for (const std::string& name : rowsOf(codePages())) {
     for (int time = 0; time < 60; ++time) {
+      ROW("time", time);
       const icu::UnicodeString text = randomText(random);
       std::string bytes(1000, '\0');
       const std::int32_t size = text.extract(0, text.length(), bytes.data(), 1000U, name.c_str());
       const auto capacity = static_cast<std::int32_t>(random() % (static_cast<unsigned>(size) * 2 + 3));
       ASSERT_NO_FATAL_FAILURE(expectWritesAsIcu(text, capacity, name.c_str())) << "seed " << seed;
       bytes.resize(static_cast<std::size_t>(size));
-      for (const bool damaged : {false, true}) {
+      for (const bool damaged : rowsOf({false, true})) {
         if (damaged && !bytes.empty()) bytes[random() % bytes.size()] = static_cast<char>(random());
         const icu::UnicodeString expected(bytes.data(), size, name.c_str());
         std::array<char16_t, 1000> units;
@@ -246,7 +253,7 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
       {"SCSU", "\x0B\x01\x01" + std::string(200, '\x80')},
       {"BOCU-1", "\xFC\x4E\x5F\x77\x5D\x5A\x43\x7B\x4D\x6C\x60\x69\x5F\x57\x3C\x63\x55\x57\x7B"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     const icu::UnicodeString expected = readByIcu(row.bytes, row.codePage);
     EXPECT_EQ(toUnicode(row.bytes.data(), static_cast<std::int32_t>(row.bytes.size()), row.codePage),
               expected);
@@ -254,11 +261,12 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
   }
   std::mt19937 random(20261121);
   for (int i = 0; i < 20'000; ++i) {
+    ROW("i", i);
     std::string bytes(1 + random() % 60, '\0');
     for (char& byte : bytes)
       byte = static_cast<char>(random() % 3 == 0 ? random() % 0x20 : 0x80 + random() % 0x80);
     for (const char* const codePage :
-         {"SCSU", "BOCU-1", "UTF-7", "GB18030", "HZ", "LMBCS-1", "ISCII,version=0"}) {
+         rowsOf({"SCSU", "BOCU-1", "UTF-7", "GB18030", "HZ", "LMBCS-1", "ISCII,version=0"})) {
       ASSERT_EQ(toUnicode(bytes.data(), static_cast<std::int32_t>(bytes.size()), codePage),
                 readByIcu(bytes, codePage))
           << codePage << ", text " << i;
@@ -269,7 +277,7 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
 TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
   const icu::UnicodeString text(512, u'\u00E9', 512);
   for (const char* const name :
-       {"windows-1252", "ISO-8859-1", "UTF-8", "UTF-16LE", "UTF-16BE", "Shift_JIS"}) {
+       rowsOf({"windows-1252", "ISO-8859-1", "UTF-8", "UTF-16LE", "UTF-16BE", "Shift_JIS"})) {
     std::array<char, 2048> bytes;
     std::array<char16_t, 1024> units;
     fromUnicode(text, bytes.data(), 2048, name);
@@ -292,7 +300,7 @@ TEST(ConverterCache, TakesANullNameForTheDefault) {
 
 TEST(ConverterCache, AsksForTheDefaultNameAfresh) {
   const auto names = std::to_array<const char*>({"ISO-8859-1", "UTF-8", "ISO-8859-1", "US-ASCII"});
-  for (const char* const name : names) {
+  for (const char* const name : rowsOf(names)) {
     const DefaultCodePage other(name);
     EXPECT_EQ(nameOf(CachedConverter(nullptr)), name);
   }
@@ -356,7 +364,9 @@ TEST(ConverterCache, GivesASecondOneWhileTheFirstIsInUse) {
 TEST(ConverterCache, ServesMoreNamesThanItKeeps) {
   const icu::UnicodeString text(u"\u00E9");
   for (int round = 0; round < 3; ++round) {
+    ROW("round", round);
     for (int page = 1; page <= 15; ++page) {
+      ROW("page", page);
       if (page == 12) continue;  // there is none
       const std::string name = "ISO-8859-" + std::to_string(page);
       std::string found(4, '\0');
@@ -373,6 +383,7 @@ TEST(ConverterCache, ServesMoreAtOnceThanItKeeps) {
   std::vector<std::unique_ptr<CachedConverter>> held;
   std::vector<const UConverter*> open;
   for (int page = 1; page <= 11; ++page) {
+    ROW("page", page);
     held.push_back(std::make_unique<CachedConverter>(("ISO-8859-" + std::to_string(page)).c_str()));
     ASSERT_NE(held.back()->get(), nullptr) << page;
     open.push_back(held.back()->get());
@@ -384,7 +395,7 @@ TEST(ConverterCache, ServesMoreAtOnceThanItKeeps) {
 
 TEST(ConverterCache, OpensNothingForUnknownNames) {
   const std::string overlong(500, 'x');
-  for (const char* const name : {"no-such-page", overlong.c_str()}) {
+  for (const char* const name : rowsOf({"no-such-page", overlong.c_str()})) {
     EXPECT_EQ(CachedConverter(name).get(), nullptr);
     EXPECT_TRUE(toUnicode("a", 1, name).isBogus());
     EXPECT_EQ(into(3, [&](char* room) { return fromUnicode(u"a", room, 3, name); }),
@@ -436,9 +447,8 @@ TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnde
 
 TEST(ConverterCache, ReadsNothingOfNothing) {
   std::array<char16_t, 10> units{};
-  for (const char* const name : {"ISO-8859-1", "UTF-8", "no-such-page", ""}) {
-    SCOPED_TRACE(name);
-    for (const std::int32_t length : {0, -2}) {
+  for (const char* const name : rowsOf({"ISO-8859-1", "UTF-8", "no-such-page", ""})) {
+    for (const std::int32_t length : rowsOf({0, -2})) {
       EXPECT_EQ(toUnicode("abc", length, name), icu::UnicodeString("abc", length, name));
       EXPECT_EQ(toUnicode("abc", length, name, units.data(), 10), icu::UnicodeString("abc", length, name));
     }
@@ -449,8 +459,7 @@ TEST(ConverterCache, ReadsNothingOfNothing) {
 }
 
 TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
-  for (const char* const name : {"ISO-8859-1", "no-such-page"}) {
-    SCOPED_TRACE(name);
+  for (const char* const name : rowsOf({"ISO-8859-1", "no-such-page"})) {
     char mark = '#';
     EXPECT_EQ(fromUnicode(u"abc", &mark, 0, name), fromUnicode(u"abc", nullptr, 0, name));
     EXPECT_EQ(mark, '#');
@@ -459,8 +468,9 @@ TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
 
 TEST(ConverterCache, WritesNothingWithoutATargetWhateverRoomIsClaimed) {
   const DefaultCodePage utf8("UTF-8");
-  for (const char* const name : {"ISO-8859-1", "UTF-8", "Shift_JIS", "", static_cast<const char*>(nullptr)}) {
-    SCOPED_TRACE(name == nullptr ? "the default" : name);
+  for (const char* const name :
+       rowsOf({"ISO-8859-1", "UTF-8", "Shift_JIS", "", static_cast<const char*>(nullptr)})) {
+    ROW(name == nullptr ? "the default" : name);
     const icu::UnicodeString text(u"abc");
     EXPECT_EQ(fromUnicode(text, nullptr, 5, name), text.extract(0, 3, nullptr, 5, name));
   }

@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -80,13 +81,14 @@ void expectConverts(const Conversion& conversion, const std::string& expected) {
   EXPECT_EQ(conversion(nullptr, 0), size);
   EXPECT_EQ(conversion(nullptr, -5), size);
   EXPECT_EQ(conversion(nullptr, 1000), size);
-  for (const int length : {size, size + 1, size + 100}) {
+  for (const int length : rowsOf({size, size + 1, size + 100})) {
     Destination destination(length);
     EXPECT_EQ(destination.take(conversion), size) << length;
     EXPECT_EQ(destination.bytes(expected.size() + 1), expected + '\0') << length;
     EXPECT_TRUE(destination.isUntouchedFrom(size)) << length;
   }
   for (int length = size - 1; length >= 0; --length) {
+    ROW("length", length);
     Destination destination(length);
     EXPECT_THAT([&] { destination.take(conversion); }, tooSmall(length));
     EXPECT_TRUE(destination.isUntouchedFrom(length)) << length;
@@ -126,8 +128,7 @@ std::vector<Row> rows() {
 }
 
 TEST(Convert, GivesTheBytesOfTheOtherCodePage) {
-  for (const Row& row : rows()) {
-    SCOPED_TRACE(row.why);
+  for (const Row& row : rowsOf(rows())) {
     expectConverts(ofText(row.from, row.data.c_str(), row.to), row.expected);
     expectConverts(ofBytes(row.from, row.data, row.to), row.expected);
     if (row.from == nullptr || *row.from == '\0') continue;
@@ -152,9 +153,10 @@ TEST(Convert, GivesWhatIcuGivesForEveryCodePageAtEveryLength) {
   for (char16_t unit = 0xA0; unit < 0x600; unit += 7) everything.append(unit);
   for (char16_t unit = 0x3000; unit < 0xFF00; unit += 97) everything.append(unit);
   for (std::int32_t page = 0; page < ucnv_countAvailable(); ++page) {
+    ROW("page", page);
     const char* const name = ucnv_getAvailableName(page);
-    for (const int length : {1, 2, 26, 30, 300, 1500}) {
-      SCOPED_TRACE(name + ", "s + std::to_string(length));
+    for (const int length : rowsOf({1, 2, 26, 30, 300, 1500})) {
+      ROW(name + ", "s + std::to_string(length));
       icu::UnicodeString text;
       while (text.length() < length) text.append(everything, 0, length - text.length());
       std::string expected(static_cast<std::size_t>(length) * 9 + 20, '\0');
@@ -177,8 +179,7 @@ TEST(Convert, GivesWhatIcuGivesForEveryCodePageAtEveryLength) {
 }
 
 TEST(Convert, ConvertsLongData) {
-  for (const std::size_t length : std::vector<std::size_t>{1000, 1023, 1024, 1025, 100'000}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf(std::vector<std::size_t>{1000, 1023, 1024, 1025, 100'000})) {
     expectConverts(ofBytes("ISO-8859-1", std::string(length > 2000 ? 0 : length, '\xFC') + "z", "UTF-16BE"),
                    [&] {
                      std::string bytes;
@@ -209,9 +210,9 @@ TEST(Convert, CopiesBetweenEqualNames) {
                                           {nullptr, ""},
                                           {"", nullptr},
                                           {"", ""}});
-  for (const Same& same : pairs) {
-    SCOPED_TRACE(testing::PrintToString(same.from) + " to " + testing::PrintToString(same.to));
-    for (const std::string& data : {"a"s, "\xFF\x80 no UTF-8"s, std::string(5000, 'x')}) {
+  for (const Same& same : rowsOf(pairs)) {
+    ROW(testing::PrintToString(same.from) + " to " + testing::PrintToString(same.to));
+    for (const std::string& data : rowsOf({"a"s, "\xFF\x80 no UTF-8"s, std::string(5000, 'x')})) {
       if (data.size() > 100) {  // one by one is for short data
         Destination destination(5001);
         EXPECT_EQ(destination.take(ofBytes(same.from, data, same.to)), 5001);
@@ -226,8 +227,7 @@ TEST(Convert, CopiesBetweenEqualNames) {
 }
 
 TEST(Convert, TellsNamesApartByTheirBytes) {
-  for (const char* const other : {"utf-8", "UTF8", "utf8", "UTF-8,version=1"}) {
-    SCOPED_TRACE(other);
+  for (const char* const other : rowsOf({"utf-8", "UTF8", "utf8", "UTF-8,version=1"})) {
     expectConverts(ofText("UTF-8", "a\xFF", other), "a\xEF\xBF\xBD");
     expectConverts(ofText(other, "a\xFF", "UTF-8"), "a\xEF\xBF\xBD");
   }
@@ -258,7 +258,8 @@ TEST(Convert, CopiesDataOfEveryLengthAlsoOntoThemselves) {
   for (char letter = '0'; data.size() < 80; ++letter) data += letter;
   constexpr std::size_t start = 40;
   for (std::size_t length = 1; length <= data.size(); ++length) {
-    for (const std::size_t place : {std::size_t{0}, start - 1, start, start + 1, std::size_t{130}}) {
+    ROW("length", length);
+    for (const std::size_t place : rowsOf({std::size_t{0}, start - 1, start, start + 1, std::size_t{130}})) {
       std::string room(220, '#');
       room.replace(start, length, data, 0, length);
       std::string expected = room;
@@ -276,9 +277,10 @@ TEST(Convert, CopiesDataOfEveryLengthAlsoOntoThemselves) {
 
 TEST(Convert, OfNullDataIsNothing) {
   std::array<char, 4> room = {'#', '#', '#', '#'};
-  for (const char* const to : {"UTF-8", "ISO-8859-1", "no-such-page", static_cast<const char*>(nullptr)}) {
-    for (const int length : {4, 0, -1}) {
-      for (char* const destination : {room.data(), static_cast<char*>(nullptr)}) {
+  for (const char* const to :
+       rowsOf({"UTF-8", "ISO-8859-1", "no-such-page", static_cast<const char*>(nullptr)})) {
+    for (const int length : rowsOf({4, 0, -1})) {
+      for (char* const destination : rowsOf({room.data(), static_cast<char*>(nullptr)})) {
         EXPECT_EQ(Converter::convert(destination, length, "UTF-8", nullptr, to), 0);
         EXPECT_EQ(Converter::convert(destination, length, "UTF-8", nullptr, 0, to), 0);
         EXPECT_EQ(Converter::convert(destination, length, "UTF-8", nullptr, 7, to), 0);
@@ -292,8 +294,8 @@ TEST(Convert, OfNullDataIsNothing) {
 TEST(Convert, OfEmptyDataIsTheTerminator) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
-  for (const char* const to : {"UTF-8", "ISO-8859-1", "no-such-page", static_cast<const char*>(nullptr)}) {
-    SCOPED_TRACE(testing::PrintToString(to));
+  for (const char* const to :
+       rowsOf({"UTF-8", "ISO-8859-1", "no-such-page", static_cast<const char*>(nullptr)})) {
     const auto conversions = std::to_array<Conversion>({
         ofText("UTF-8", "", to),
         ofBytes("UTF-8", "", to),
@@ -304,17 +306,17 @@ TEST(Convert, OfEmptyDataIsTheTerminator) {
         ofUnicode(icu::UnicodeString(), to),
         ofUnicode(bogus, to),
     });
-    for (const Conversion& conversion : conversions) {
+    for (const Conversion& conversion : rowsOf(conversions)) {
       EXPECT_EQ(conversion(nullptr, 0), 1);
       EXPECT_EQ(conversion(nullptr, 10), 1);
-      for (const int length : {1, 10}) {
+      for (const int length : rowsOf({1, 10})) {
         Destination destination(length);
         EXPECT_EQ(destination.take(conversion), 1);
         EXPECT_EQ(destination.bytes(1), "\0"s);
         EXPECT_TRUE(destination.isUntouchedFrom(1));
       }
       std::string room = "#";
-      for (const int length : {0, -1, std::numeric_limits<int>::min()}) {
+      for (const int length : rowsOf({0, -1, std::numeric_limits<int>::min()})) {
         EXPECT_EQ(conversion(room.data(), length), 1);
         EXPECT_EQ(room, "#");
       }
@@ -338,8 +340,9 @@ TEST(Convert, WritesNothingWhereThereIsNoRoom) {
       ofUnicode(u"abc", ""),
   });
   for (std::size_t row = 0; row < conversions.size(); ++row) {
-    for (const int length : {0, -1, -1000, std::numeric_limits<int>::min()}) {
-      SCOPED_TRACE(std::to_string(row) + " into " + std::to_string(length));
+    ROW("row", row);
+    for (const int length : rowsOf({0, -1, -1000, std::numeric_limits<int>::min()})) {
+      ROW(std::to_string(row) + " into " + std::to_string(length));
       std::string room(64, '#');
       EXPECT_THAT([&] { conversions.at(row)(room.data() + 32, length); }, tooSmall(length));
       EXPECT_EQ(room, std::string(64, '#'));
@@ -364,12 +367,13 @@ TEST(Convert, NamesTheCodePagesThatItCannotConvertBetween) {
       {"no-such-page", nullptr, "no-such-page", byDefault},
       {"no-such-page", "", "no-such-page", byDefault},
   });
-  for (const Failing& row : failing) {
-    SCOPED_TRACE(row.toName + " from " + row.fromName);
+  for (const Failing& row : rowsOf(failing)) {
+    ROW(row.toName + " from " + row.fromName);
     const auto error = conversionError(row.toName, row.fromName);
-    for (const Conversion& conversion : {ofText(row.from, "abc", row.to), ofBytes(row.from, "abc", row.to)}) {
+    for (const Conversion& conversion :
+         rowsOf({ofText(row.from, "abc", row.to), ofBytes(row.from, "abc", row.to)})) {
       EXPECT_THAT([&] { conversion(nullptr, 0); }, error);
-      for (const int length : {100, 1, 0, -1}) {
+      for (const int length : rowsOf({100, 1, 0, -1})) {
         Destination destination(std::max(length, 0));
         EXPECT_THAT([&] { destination.take(conversion); }, error);
         EXPECT_TRUE(destination.isUntouchedFrom(length > 0 ? 1 : 0));
@@ -395,8 +399,7 @@ TEST(Convert, RaisesWhenNothingIsLeftOfTheData) {
       {"a space without width, which the code page lacks", "UTF-8", "\xE2\x80\x8B", "ISO-8859-1"},
       {"a soft hyphen, which the code page lacks", "ISO-8859-1", "\xAD", "US-ASCII"},
   });
-  for (const Lost& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const Lost& row : rowsOf(rows)) {
     const Conversion conversion = ofBytes(row.from, row.data, row.to);
     Destination destination(10);
     EXPECT_THAT([&] { conversion(nullptr, 0); }, conversionError(row.to, row.from));
@@ -530,8 +533,7 @@ TEST_F(ConvertDebug, PrintsEachStepOfABytesConversion) {
            "DEBUG: Called extract to convert data - errno: 77 size: 3 destLength: 16 toCodePage: UTF-8.\n"
            "DEBUG: converted data is binary"},
   });
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.why);
+  for (const Case& one : rowsOf(cases)) {
     EXPECT_EQ(printed(one.conversion, one.destination, one.length), one.lines);
   }
 }
@@ -566,8 +568,7 @@ TEST_F(ConvertDebug, PrintsEachStepOfAUnicodeConversion) {
            "DEBUG: Called extract to convert data - errno: 77 size: 3 destLength: 3 toCodePage: latin1.\n"
            "DEBUG: converted data: [ab]\n"},
   });
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.why);
+  for (const Case& one : rowsOf(cases)) {
     EXPECT_EQ(printed(one.conversion, one.destination, one.length), one.lines);
   }
 }

@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -181,7 +182,7 @@ void expectConvertsAsIcu(RandomTexts& random, const std::string& from, const std
   const std::size_t size = icuBytes(text, to).size();
   const auto count = static_cast<int>(bytes.size());
   const int length = lengthFor(random, size);
-  SCOPED_TRACE(from + " to " + to + ", " + testing::PrintToString(bytes) + " into " + std::to_string(length));
+  ROW(from + " to " + to + ", " + testing::PrintToString(bytes) + " into " + std::to_string(length));
 
   const std::size_t start = random.below(4);
   const std::string room(static_cast<std::size_t>(std::max(length, 0)) + start + 16, '#');
@@ -213,6 +214,7 @@ TEST(ConverterPairs, ConvertAsIcuDoes) {
   constexpr unsigned seed = 20261122;
   RandomTexts random(seed);
   for (int i = 0; i < 40'000; ++i) {
+    ROW("i", i);
     const std::string& from = random.oneOf(codePages());
     const std::string& to = random.oneOf(codePages());
     if (from == to) continue;
@@ -225,8 +227,9 @@ TEST(ConverterPairs, ConvertEverySingleByteCodePageToUtf16) {
   std::string everyByte;
   for (int byte = 0; byte < 256; ++byte) everyByte += static_cast<char>(byte);
   for (std::int32_t i = 0; i < ucnv_countAvailable(); ++i) {
+    ROW("i", i);
     const std::string from = ucnv_getAvailableName(i);
-    for (const char* const to : {"UTF-16LE", "UTF-16BE"}) {
+    for (const char* const to : rowsOf({"UTF-16LE", "UTF-16BE"})) {
       const std::string expected = icuBytes(icuText(everyByte, from), to);
       std::string found(expected.size() + 1, '#');
       if (expected.empty() || from == to) continue;
@@ -236,7 +239,10 @@ TEST(ConverterPairs, ConvertEverySingleByteCodePageToUtf16) {
           << from;
       found.pop_back();
       ASSERT_TRUE(found == expected) << from << " to " << to;
-      for (int time = 0; time < 6; ++time) ASSERT_NO_FATAL_FAILURE(expectConvertsAsIcu(random, from, to));
+      for (int time = 0; time < 6; ++time) {
+        ROW("time", time);
+        ASSERT_NO_FATAL_FAILURE(expectConvertsAsIcu(random, from, to));
+      }
     }
   }
 }
@@ -245,6 +251,7 @@ TEST(ConverterPairs, WriteUnicodeTextsAsIcuDoes) {
   constexpr unsigned seed = 4;
   RandomTexts random(seed);
   for (int i = 0; i < 20'000; ++i) {
+    ROW("i", i);
     const icu::UnicodeString text = random.text(random.below(2) == 0);
     const std::string& to = random.oneOf(codePages());
     const int length = lengthFor(random, icuBytes(text, to).size());

@@ -4,6 +4,7 @@
 #include "support/kelCutCharacters.hpp"
 #include "support/kelDefaultCodePage.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -87,15 +88,13 @@ std::vector<Row> rows() {
 }
 
 TEST(ConvertToBytes, GivesTheBytesOfTheCodePage) {
-  for (const Row& row : rows()) {
-    SCOPED_TRACE(row.what);
+  for (const Row& row : rowsOf(rows())) {
     expectConverts<512>(row.text, row.codePage, row.bytes, 512);
   }
 }
 
 TEST(ConvertToBytes, GivesTheSameBytesOnTheHeap) {
-  for (const Row& row : rows()) {
-    SCOPED_TRACE(row.what);
+  for (const Row& row : rowsOf(rows())) {
     if (row.bytes.size() <= 1) continue;
     unsigned long long capacity = 4;
     while (capacity < row.bytes.size()) capacity *= 2;
@@ -111,7 +110,7 @@ TEST(ConvertToBytes, OfABogusTextGivesNothing) {
 
 template <std::size_t N>
 void movesToTheHeapAbove(unsigned long long capacity) {
-  SCOPED_TRACE(N);
+  ROW(N);
   const icu::UnicodeString unit(u'x');
   expectConverts<N>(repeatedText(unit, N - 1), "ISO8859_1", std::string(N - 1, 'x'), N);
   expectConverts<N>(repeatedText(unit, N), "ISO8859_1", std::string(N, 'x'), N);
@@ -136,10 +135,10 @@ TEST(ConvertToBytes, CountsBytesNotUnits) {
     std::string bytes;
   };
   for (const Unit& unit :
-       {Unit{"UTF-8", u"\u20AC", "\xE2\x82\xAC"}, Unit{"UTF-16LE", u"x", "x\0"s},
-        Unit{"Shift_JIS", u"\u65E5", "\x93\xFA"}, Unit{"UTF-8", u"\U0001F600", "\xF0\x9F\x98\x80"}}) {
+       rowsOf({Unit{"UTF-8", u"\u20AC", "\xE2\x82\xAC"}, Unit{"UTF-16LE", u"x", "x\0"s},
+               Unit{"Shift_JIS", u"\u65E5", "\x93\xFA"}, Unit{"UTF-8", u"\U0001F600", "\xF0\x9F\x98\x80"}})) {
     for (std::size_t times = 0; times <= 40; ++times) {
-      SCOPED_TRACE(unit.codePage + " times "s + std::to_string(times));
+      ROW(unit.codePage + " times "s + std::to_string(times));
       const std::string bytes = repeated(unit.bytes, times);
       unsigned long long capacity = 32;
       while (capacity < bytes.size()) capacity *= 2;
@@ -166,8 +165,7 @@ TEST(ConvertToBytes, TakesICUsDefaultConverterForANullOrEmptyCodePage) {
 TEST(ConvertToBytes, CanRepeatWithTheSameBuffer) {
   SizeableBuffer<char, 4> bytes;
   std::size_t largest = 4;
-  for (const std::size_t length : std::vector<std::size_t>{3, 4, 5, 2, 9, 30, 33, 0, 12, 32}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf(std::vector<std::size_t>{3, 4, 5, 2, 9, 30, 33, 0, 12, 32})) {
     const std::size_t count =
         Converter::convertToBytes(repeatedText(icu::UnicodeString(u'x'), length), "UTF-8", bytes);
     ASSERT_EQ(count, length);
@@ -178,8 +176,7 @@ TEST(ConvertToBytes, CanRepeatWithTheSameBuffer) {
 }
 
 TEST(ConvertToBytes, CanUseABufferAgainWhoseGrowthFailed) {
-  for (const std::size_t length : std::vector<std::size_t>{0, 1, 4, 5, 100}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf(std::vector<std::size_t>{0, 1, 4, 5, 100})) {
     SizeableBuffer<char, 4> bytes;
     EXPECT_THROW(bytes.resize((1ULL << 30) + 1), std::bad_alloc);
     const std::size_t count =
@@ -221,7 +218,7 @@ TEST(ConvertToBytes, WritesNoTerminatorBehindAFullStore) {
 
 TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
   for (std::size_t capacity = 1; capacity < 5; ++capacity) {
-    SCOPED_TRACE(capacity);
+    ROW(capacity);
     std::string store(9, '?');
     Growth growth;
     EXPECT_EQ(Converter::convertToBytes(u"\u20ACxy", "UTF-8", store.data(), capacity, &Growth::grow, &growth),
@@ -234,8 +231,8 @@ TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
 
 TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
   char store[] = "?";
-  for (char* const target : {static_cast<char*>(nullptr), store}) {
-    SCOPED_TRACE(target == nullptr ? "null" : "no room");
+  for (char* const target : rowsOf({static_cast<char*>(nullptr), store})) {
+    ROW(target == nullptr ? "null" : "no room");
     Growth growth;
     EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", target, 0, &Growth::grow, &growth), 3U);
     EXPECT_THAT(growth.asked, ElementsAre(3U));
@@ -247,10 +244,10 @@ TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
 }
 
 TEST(ConvertToBytes, GivesNoMoreThanThereIsRoomForWhereICUsSizeWasTooSmall) {
-  for (const CutCharacters& cut : cutCharacters()) {
+  for (const CutCharacters& cut : rowsOf(cutCharacters())) {
     const std::string expected = allBytes(cut.piece, cut.codePage);
     for (std::size_t capacity = 0; capacity <= expected.size(); ++capacity) {
-      SCOPED_TRACE(cut.codePage + " "s + std::to_string(capacity));
+      ROW(cut.codePage + " "s + std::to_string(capacity));
       std::string store(capacity, '?');
       Growth growth;
       const std::size_t count =
@@ -262,9 +259,9 @@ TEST(ConvertToBytes, GivesNoMoreThanThereIsRoomForWhereICUsSizeWasTooSmall) {
 }
 
 TEST(ConvertToBytes, DoesNotCutTheStoresCapacity) {
-  for (const std::size_t capacity : {std::size_t{1} << 31, std::size_t{1} << 32, (std::size_t{1} << 32) + 1,
-                                     std::numeric_limits<std::size_t>::max()}) {
-    SCOPED_TRACE(capacity);
+  for (const std::size_t capacity :
+       rowsOf({std::size_t{1} << 31, std::size_t{1} << 32, (std::size_t{1} << 32) + 1,
+               std::numeric_limits<std::size_t>::max()})) {
     char store[16] = {};
     EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", store, capacity, &mustNotGrow, nullptr), 3U);
     EXPECT_STREQ(store, "abc");
@@ -295,8 +292,7 @@ TEST(ConvertToBytes, RaisesOutOfMemoryAboveTheBuffersMaximum) {
 // --- trace hooks
 
 TEST(ConvertToBytesTrace, ReportsEntryAndExitOnce) {
-  for (const Row& row : rows()) {
-    SCOPED_TRACE(row.what);
+  for (const Row& row : rowsOf(rows())) {
     SizeableBuffer<char, 2> bytes;
     TraceRecorder trace(0x20000);
     Converter::convertToBytes(row.text, row.codePage, bytes);

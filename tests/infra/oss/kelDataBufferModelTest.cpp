@@ -1,6 +1,7 @@
 #include "infra/oss/kelDataBuffer.hpp"
 
 #include "support/kelDataBufferModel.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -293,10 +294,11 @@ std::string DataBufferSteps::step() {
 }
 
 TEST_P(DataBufferSteps, AreTheModels) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   for (int i = 0; i < 1500; ++i) {
+    ROW("i", i);
     const std::string what = step();
-    SCOPED_TRACE("step " + std::to_string(i) + ": " + what);
+    ROW("step " + std::to_string(i) + ": " + what);
     expectEqual();
     if (HasFatalFailure()) return;
   }

@@ -4,6 +4,7 @@
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,8 +22,7 @@ using oss::DataBuffer;
 using oss::NLSException;
 
 TEST(DataBuffer, RefusesADefaultThatIsOneOfTheTwoNames) {
-  for (const std::string name : {"UTF-16", "UTF-32"}) {
-    SCOPED_TRACE(name);
+  for (const std::string name : rowsOf({"UTF-16", "UTF-32"})) {
     const DefaultCodePage wide(name.c_str());
     const auto error =
         Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", name, name).from("kelDataBuffer.cpp");

@@ -4,6 +4,7 @@
 #include "support/kelCommaLocale.hpp"
 #include "support/kelCutCharacters.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -73,8 +74,8 @@ TEST(DataBuffer, StartsEmptyWithTheRoomAskedFor) {
                                         {4096, 4096},
                                         {4097, 4097},
                                         {100000, 100000}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.size);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.size);
     const DataBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
     EXPECT_THAT(behind(buffer), Each('\0'));
@@ -105,8 +106,8 @@ TEST(DataBuffer, IsMadeOfAText) {
                                         {"abc", "abc", 4096},
                                         {full.c_str(), full, 4096},
                                         {tooLong.c_str(), tooLong, 4097 + 4096}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.expected.size());
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.expected.size());
     expectHolds(DataBuffer(row.given), row.expected, row.capacity);
   }
 }
@@ -207,8 +208,8 @@ TEST(DataBuffer, IsLeftAsItIsByNothing) {
       {"binary count 0", [](DataBuffer& b) { b.appendBinary("xyz", 0, false); }},
       {"binary count -1", [](DataBuffer& b) { b.appendBinary("xyz", -1, false); }},
   };
-  for (const auto& [what, change] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, change] : rowsOf(rows)) {
+    ROW(what);
     DataBuffer buffer("abc");
     change(buffer);
     expectHolds(buffer, "abc", 4096);
@@ -229,15 +230,15 @@ TEST(DataBuffer, TakesTextAtAClampedPosition) {
                                         {4, "abcXY"},
                                         {largest, "abcXY"}});
   const DataBuffer other("XY");
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.position);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.position);
     std::array<DataBuffer, 4> buffers = {DataBuffer("abc"), DataBuffer("abc"), DataBuffer("abc"),
                                          DataBuffer("abc")};
     buffers[0].insertString(row.position, "XY");
     buffers[1].insertString(row.position, "XYZ", 2);
     buffers[2].insertString(row.position, u"XY", "UTF-8");
     buffers[3].insertString(row.position, other);
-    for (const DataBuffer& buffer : buffers) expectHolds(buffer, row.expected, 4096);
+    for (const DataBuffer& buffer : rowsOf(buffers)) expectHolds(buffer, row.expected, 4096);
   }
 }
 
@@ -260,8 +261,8 @@ TEST(DataBuffer, ReportsNeedPlus4096WheneverItGrows) {
   std::string expected;
   int capacity = 4096;
   const std::vector<int> sizes = {4000, 97, 4096, 1, 5000, 3000, 50000, 1, 4095, 1, 1};
-  for (const int size : sizes) {
-    SCOPED_TRACE("after " + std::to_string(expected.size()) + " bytes, " + std::to_string(size) + " more");
+  for (const int size : rowsOf(sizes)) {
+    ROW("after " + std::to_string(expected.size()) + " bytes, " + std::to_string(size) + " more");
     const std::string more(static_cast<std::size_t>(size), static_cast<char>('a' + size % 26));
     const int need = buffer.length() + size;
     if (need > capacity) capacity = need + 4096;
@@ -273,8 +274,7 @@ TEST(DataBuffer, ReportsNeedPlus4096WheneverItGrows) {
 }
 
 TEST(DataBuffer, GrowsAtAnyPosition) {
-  for (const int position : {0, 1, 2000, 4095, 4096}) {
-    SCOPED_TRACE(position);
+  for (const int position : rowsOf({0, 1, 2000, 4095, 4096})) {
     std::string expected(4096, 'a');
     for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 26);
     DataBuffer buffer(expected.c_str());
@@ -316,8 +316,7 @@ TEST(DataBuffer, IsCutAtAZeroWhenItGrows) {
       {"a new text that is a 0 first", "abcd", 2, "\0x"s + filler, "abcd"},
       {"everywhere", "a\0bc\0d"s, 3, "x\0"s + filler, "axc"},
   });
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const auto& row : rowsOf(rows)) {
     DataBuffer buffer(0);
     buffer.appendString(row.held.data(), static_cast<int>(row.held.size()));
     buffer.insertString(row.position, row.added.data(), static_cast<int>(row.added.size()));
@@ -330,8 +329,7 @@ TEST(DataBuffer, IsCutAtAZeroWhenItGrows) {
 TEST(DataBuffer, IsCutAtAZeroFarBeforeTheEndOfTheCount) {
   const std::string added = "def" + std::string(300'000, '\0');
   for (const std::size_t held :
-       {std::size_t{6}, std::size_t{4096}, std::size_t{5000}, std::size_t{200'000}}) {
-    SCOPED_TRACE(held);
+       rowsOf({std::size_t{6}, std::size_t{4096}, std::size_t{5000}, std::size_t{200'000}})) {
     std::string expected(held, 'a');
     DataBuffer buffer(expected.c_str());
     buffer.insertString(4, added.data(), static_cast<int>(added.size()));
@@ -362,8 +360,8 @@ TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
   };
   const auto rows = std::to_array<Row>(
       {{0, 2, 2, "cdabcdef"}, {6, 0, 3, "abcdefabc"}, {3, 1, 4, "abcbcdedef"}, {2, 3, 3, "abdefcdef"}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.expected);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.expected);
     DataBuffer buffer("abcdef");
     buffer.insertString(row.position, buffer.getString() + row.start, row.count);
     expectHolds(buffer, row.expected, 4096);
@@ -375,9 +373,9 @@ TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
 
 // The piece lies where its copy goes to, in part or whole.
 TEST(DataBuffer, TakesAPieceThatReachesBehindItsEndAsIfCopiedFirst) {
-  for (const int count : {1, 2, 3, 5, 9, 17, 32, 33, 100}) {
+  for (const int count : rowsOf({1, 2, 3, 5, 9, 17, 32, 33, 100})) {
     for (int start = 0; start <= 50; ++start) {
-      SCOPED_TRACE(std::to_string(count) + " bytes from " + std::to_string(start));
+      ROW(std::to_string(count) + " bytes from " + std::to_string(start));
       DataBuffer buffer(0);
       std::string before;
       while (before.size() < 40) before += static_cast<char>('0' + before.size());
@@ -396,7 +394,7 @@ TEST(DataBuffer, TakesItselfWhileGrowing) {
   for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 26);
   DataBuffer buffer(expected.c_str());
   for (int times = 0; times < 4; ++times) {
-    SCOPED_TRACE(times);
+    ROW(times);
     buffer.insertString(7, buffer);
     const std::string copy = expected;
     expected.insert(7, copy);
@@ -417,8 +415,8 @@ TEST(DataBuffer, IsLeftAsItIsByWhatNoCapacityHolds) {
       {"binary just too much",
        [](DataBuffer& b) { b.appendBinary("xyz", (largest - 4096 - 6) / 2 + 1, true); }},
   };
-  for (const auto& [what, change] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, change] : rowsOf(rows)) {
+    ROW(what);
     DataBuffer buffer("abc");
     change(buffer);
     expectHolds(buffer, "abc", 4096);
@@ -464,7 +462,8 @@ std::size_t bytesMoved(std::size_t length) {
 }
 
 TEST(DataBuffer, CopiesNoMoreThanTwiceItsTextWhileItGrows) {
-  for (const std::size_t length : {std::size_t{10'000}, std::size_t{1'000'000}, std::size_t{16'000'000}}) {
+  for (const std::size_t length :
+       rowsOf({std::size_t{10'000}, std::size_t{1'000'000}, std::size_t{16'000'000}})) {
     const std::size_t moved = bytesMoved(length);
     EXPECT_GT(moved, 0U) << length;
     EXPECT_LE(moved, 2 * length) << length;
@@ -490,8 +489,8 @@ TEST(DataBuffer, TakesTextInACodePage) {
       {"utf-16le", u"ab", "a\0b\0"s},
       {"UTF-32BE", u"a", "\0\0\0a"s},
   });
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.encoding);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.encoding);
     DataBuffer buffer("-");
     buffer.appendString(row.given, row.encoding);
     buffer.appendString(row.given, row.encoding);  // nothing is left over from the first time
@@ -503,9 +502,10 @@ TEST(DataBuffer, TakesTextInACodePage) {
 }
 
 TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
-  for (const CutCharacters& cut : cutCharacters()) {
-    SCOPED_TRACE(cut.codePage);
+  for (const CutCharacters& cut : rowsOf(cutCharacters())) {
+    ROW(cut.codePage);
     for (int padding = 0; padding < 30; ++padding) {
+      ROW("padding", padding);
       const icu::UnicodeString given = icu::UnicodeString(padding, 'x', padding) + cut.times(700);
       DataBuffer buffer(0);
       buffer.appendString(given, cut.codePage);
@@ -515,8 +515,7 @@ TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
 }
 
 TEST(DataBuffer, TakesLongTextInACodePage) {
-  for (const int units : {4095, 4096, 4097, 100'000}) {
-    SCOPED_TRACE(units);
+  for (const int units : rowsOf({4095, 4096, 4097, 100'000})) {
     icu::UnicodeString given;
     std::string expected;
     for (int i = 0; i < units; ++i) {
@@ -531,9 +530,9 @@ TEST(DataBuffer, TakesLongTextInACodePage) {
 
 // By the exact bytes of the name: "utf-16" is not refused, and its mark and zero bytes are appended.
 TEST(DataBuffer, RefusesTwoNamesOnly) {
-  for (const char* const encoding : {"UTF-16", "UTF-32"}) {
-    for (const char16_t* const given : {u"abc", u""}) {
-      SCOPED_TRACE(encoding);
+  for (const char* const encoding : rowsOf({"UTF-16", "UTF-32"})) {
+    for (const char16_t* const given : rowsOf({u"abc", u""})) {
+      ROW(encoding);
       DataBuffer buffer("xyz");
       const auto error =
           Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", std::string(encoding), std::string(encoding));
@@ -542,8 +541,7 @@ TEST(DataBuffer, RefusesTwoNamesOnly) {
       expectHolds(buffer, "xyz", 4096);
     }
   }
-  for (const char* const encoding : {"utf-16", "utf-32", "UTF16", "Utf-16"}) {
-    SCOPED_TRACE(encoding);
+  for (const char* const encoding : rowsOf({"utf-16", "utf-32", "UTF16", "Utf-16"})) {
     DataBuffer buffer(0);
     buffer.appendString(u"a", encoding);
     const icu::UnicodeString given(u"a");
@@ -588,7 +586,7 @@ TYPED_TEST(DataBufferIntegers, AreWrittenInDecimal) {
   const auto numbers =
       std::to_array<TypeParam>({Limits::min(), Limits::max(), TypeParam{0}, TypeParam{1}, TypeParam{'A'},
                                 static_cast<TypeParam>(Limits::max() / 2), static_cast<TypeParam>(-5)});
-  for (const TypeParam number : numbers) EXPECT_EQ(appended(number), "=" + std::to_string(number));
+  for (const TypeParam number : rowsOf(numbers)) EXPECT_EQ(appended(number), "=" + std::to_string(number));
 }
 
 TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
@@ -605,7 +603,7 @@ TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
 TEST(DataBuffer, WritesNumbersUpToTheEndOfItsRoom) {
   const std::string number = "-2147483648";
   for (int filled = 4096 - 2 * 11; filled <= 4096; ++filled) {
-    SCOPED_TRACE(filled);
+    ROW(filled);
     const std::string before(static_cast<std::size_t>(filled), 'x');
     DataBuffer buffer(before.c_str());
     buffer.appendNumber(std::numeric_limits<int>::min());
@@ -624,7 +622,7 @@ TEST(DataBuffer, WritesANumberBeforeOldBytes) {
 }
 
 TEST(DataBuffer, WritesDoublesWithAPointWhateverTheLocale) {
-  for (const CommaLocale::For whom : {CommaLocale::For::process, CommaLocale::For::thread}) {
+  for (const CommaLocale::For whom : rowsOf({CommaLocale::For::process, CommaLocale::For::thread})) {
     const CommaLocale comma(whom);
     EXPECT_EQ(appended(-1234567.25), "=-1234567.250000");
   }
@@ -651,7 +649,7 @@ TEST(DataBuffer, WritesDoublesWithSixDecimals) {
                                         {-infinite, "-inf"},
                                         {noNumber, "nan"},
                                         {-noNumber, "nan"}});
-  for (const auto& row : rows) EXPECT_EQ(appended(row.value), "=" + row.expected);
+  for (const auto& row : rowsOf(rows)) EXPECT_EQ(appended(row.value), "=" + row.expected);
 }
 
 TEST(DataBuffer, WritesTheLargestDoublesWhole) {
@@ -675,8 +673,8 @@ TEST(DataBuffer, WritesBytesAsALiteral) {
                                         {"\x0A\xFF"s, false, "X'0aff'"},
                                         {"\x0A\xFF"s, true, "X'0AFF'"},
                                         {"a"s, true, "X'61'"}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.expected);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.expected);
     DataBuffer buffer("-");
     buffer.appendBinary(row.bytes.data(), static_cast<int>(row.bytes.size()), row.upperCase);
     expectHolds(buffer, "-"s + row.expected, 4096);
@@ -685,6 +683,7 @@ TEST(DataBuffer, WritesBytesAsALiteral) {
 
 TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
   for (std::size_t count = 1; count <= 300; ++count) {
+    ROW("count", count);
     std::string bytes;
     std::string lower;
     std::string upper;
@@ -704,8 +703,7 @@ TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
 }
 
 TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoom) {
-  for (const int before : {0, 1, 4096 - 6, 4096 - 5, 4096}) {
-    SCOPED_TRACE(before);
+  for (const int before : rowsOf({0, 1, 4096 - 6, 4096 - 5, 4096})) {
     const std::string held(static_cast<std::size_t>(before), 'h');
     DataBuffer buffer(held.c_str());
     buffer.appendBinary("\x5A", 1, false);
@@ -743,8 +741,7 @@ TEST(DataBuffer, WritesALiteralBeforeOldBytes) {
 }
 
 TEST(DataBuffer, WritesALiteralOfItsOwnBytes) {
-  for (const int count : {3, 40, 2100}) {
-    SCOPED_TRACE(count);
+  for (const int count : rowsOf({3, 40, 2100})) {
     const std::string held(static_cast<std::size_t>(count), 'h');
     DataBuffer buffer(held.c_str());
     buffer.appendBinary(buffer.getString(), count, true);
@@ -757,12 +754,12 @@ TEST(DataBuffer, WritesALiteralOfItsOwnBytes) {
 TEST(DataBuffer, ReadsBackTheLiteralsItWrites) {
   std::string every(256, '\0');
   for (std::size_t i = 0; i < every.size(); ++i) every[i] = static_cast<char>(i);
-  for (const int count : {1, 2, 256, 2046, 2047, 2048, 50'000}) {  // 2 x 2046 + 3 is the last below 4096
-    SCOPED_TRACE(count);
+  for (const int count :
+       rowsOf({1, 2, 256, 2046, 2047, 2048, 50'000})) {  // 2 x 2046 + 3 is the last below 4096
     std::string bytes;
     while (static_cast<int>(bytes.size()) < count) bytes += every;
     bytes.resize(static_cast<std::size_t>(count));
-    for (const bool upperCase : {false, true}) {
+    for (const bool upperCase : rowsOf({false, true})) {
       DataBuffer buffer(0);
       buffer.appendBinary(bytes.data(), count, upperCase);
       EXPECT_EQ(buffer.length(), 2 * count + 3);
@@ -806,8 +803,7 @@ TEST(DataBuffer, RefusesToReadAnythingElse) {
                                         {"a byte above 127", "X'\xB1\xB1'"},
                                         {"a byte 0", "X'0\0'"s},
                                         {"three bytes, none right", "abc"}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const auto& row : rowsOf(rows)) {
     DataBuffer buffer(0);
     buffer.appendString(row.held.data(), static_cast<int>(row.held.size()));
     std::string target = "-------";
@@ -821,7 +817,7 @@ TEST(DataBuffer, RefusesToReadAnythingElse) {
 
 TEST(DataBuffer, SaysWhenTheTargetIsTooSmall) {
   const DataBuffer buffer("X'010203'");
-  for (const int capacity : {2, 0, -1, std::numeric_limits<int>::min()}) {
+  for (const int capacity : rowsOf({2, 0, -1, std::numeric_limits<int>::min()})) {
     std::string target = "---";
     EXPECT_THAT([&] { buffer.decodeBinary(target.data(), capacity); },
                 Raises<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", capacity).from("kelDataBuffer.cpp"));
@@ -832,7 +828,7 @@ TEST(DataBuffer, SaysWhenTheTargetIsTooSmall) {
 // --- clear
 
 TEST(DataBuffer, IsAllZeroAfterAClearThatKeepsNothing) {
-  for (const char* const held : {"", "a", "abcdef"}) {
+  for (const char* const held : rowsOf({"", "a", "abcdef"})) {
     DataBuffer buffer(held);
     buffer.clear(false);
     expectHolds(buffer, "", 4096);
@@ -878,8 +874,7 @@ TEST(DataBuffer, TakesOldBytesIntoTheTextWhenItGrows) {
 }
 
 TEST(DataBuffer, GivesHeapStorageBackEitherWay) {
-  for (const bool keepContents : {false, true}) {
-    SCOPED_TRACE(keepContents);
+  for (const bool keepContents : rowsOf({false, true})) {
     DataBuffer buffer("inside");
     const char* const inside = buffer.getString();
     buffer.appendString(std::string(5000, 'x').c_str());
@@ -894,8 +889,7 @@ TEST(DataBuffer, GivesHeapStorageBackEitherWay) {
 
 TEST(DataBuffer, ClearLeavesZerosOnlyWhateverWasWritten) {
   const std::string zeros(4097, '\0');
-  for (const int length : {0, 1, 5, 63, 64, 65, 100, 4095, 4096}) {
-    SCOPED_TRACE(length);
+  for (const int length : rowsOf({0, 1, 5, 63, 64, 65, 100, 4095, 4096})) {
     DataBuffer buffer(std::string(static_cast<std::size_t>(length), 'c').c_str());
     buffer.clear(false);
     expectHolds(buffer, "", 4096);
@@ -948,8 +942,8 @@ TEST(DataBuffer, ReportsEveryOperation) {
           {"insert count 0", [](DataBuffer& b) { b.insertString(0, "x", 0); }, {}},
           {"binary count 0", [](DataBuffer& b) { b.appendBinary("x", 0, true); }, {}},
       };
-  for (const auto& [what, operation, expected] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, operation, expected] : rowsOf(rows)) {
+    ROW(what);
     DataBuffer buffer("X''");
     TraceRecorder trace(0x20000);
     operation(buffer);
@@ -967,8 +961,8 @@ TEST(DataBuffer, ReportsOnlyTheExitOfBuildingAndTearingDown) {
       {"Unicode, default", [] { DataBuffer(icu::UnicodeString(u"abc")); }},
       {"copy", [&] { DataBuffer copy(other); }},
   };
-  for (const auto& [what, build] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, build] : rowsOf(rows)) {
+    ROW(what);
     TraceRecorder trace(0x20000);
     build();
     EXPECT_THAT(trace.calls(), ElementsAre("traceExit 5F1 0", "traceExit 5F2 0"));

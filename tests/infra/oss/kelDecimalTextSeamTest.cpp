@@ -1,4 +1,5 @@
 #include "oss/kelDecimalText.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,7 @@ void expectWritten(Number value, std::string_view expected) {
   ASSERT_EQ(static_cast<std::size_t>(end - room.data()), expected.size()) << expected;
   ASSERT_TRUE(std::equal(expected.begin(), expected.end(), room.begin())) << expected;
   for (std::size_t i = expected.size(); i < room.size(); ++i) {
+    ROW("i", i);
     ASSERT_TRUE(room[i] == old || (room[i] == 0 && i < longest)) << expected << ", unit " << i;
   }
 }
@@ -65,7 +67,9 @@ TYPED_TEST(DecimalTexts, OfTheLimits) {
 TYPED_TEST(DecimalTexts, OfEveryLength) {
   std::uint64_t power = 1;
   for (int digits = 1; digits <= std::numeric_limits<TypeParam>::digits10 + 1; ++digits, power *= 10) {
+    ROW("digits", digits);
     for (std::uint64_t times = 1; times <= 9; ++times) {
+      ROW("times", times);
       this->expectBoth(times * power - 1);
       this->expectBoth(times * power);
       this->expectBoth(times * power + 1);
@@ -75,7 +79,9 @@ TYPED_TEST(DecimalTexts, OfEveryLength) {
 
 TYPED_TEST(DecimalTexts, OfEveryFourDigitsInEveryPlace) {
   for (std::uint64_t four = 0; four < 10000; ++four) {
-    for (const std::uint64_t place : {1ULL, 10000ULL, 100000000ULL, 1000000000000ULL, 10000000000000000ULL}) {
+    ROW("four", four);
+    for (const std::uint64_t place :
+         rowsOf({1ULL, 10000ULL, 100000000ULL, 1000000000000ULL, 10000000000000000ULL})) {
       this->expectBoth(four * place);
       this->expectBoth(four * place + 9999 - four);
     }
@@ -85,12 +91,16 @@ TYPED_TEST(DecimalTexts, OfEveryFourDigitsInEveryPlace) {
 TYPED_TEST(DecimalTexts, OfNumbersOfAnySize) {
   constexpr unsigned int seed = 34;
   std::mt19937_64 random(seed);
-  for (int i = 0; i < 200'000; ++i) this->expectBoth(random() >> (random() % 64));
+  for (int i = 0; i < 200'000; ++i) {
+    ROW("i", i);
+    this->expectBoth(random() >> (random() % 64));
+  }
 }
 
 /// Every one that can be, of those that are reckoned as two digits or as four.
 TEST(DecimalDigits, OfFewDigitsAreExact) {
   for (std::uint32_t value = 0; value < 10000; ++value) {
+    ROW("value", value);
     const std::uint32_t thousands = value / 1000, hundreds = value / 100 % 10, tens = value / 10 % 10,
                         ones = value % 10;
     const std::uint64_t four = thousands | hundreds << 8U | tens << 16U | ones << 24U;

@@ -1,6 +1,7 @@
 #include "infra/oss/kelDefaultAlternateBuffer.hpp"
 
 #include "support/kelCountedCell.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,8 +66,7 @@ TEST(DefaultAlternateBuffer, NeedsNoStorageForNothing) {
 }
 
 TEST(DefaultAlternateBuffer, GivesAtLeastFour) {
-  for (const unsigned long long need : {1ULL, 2ULL, 3ULL, 4ULL}) {
-    SCOPED_TRACE(need);
+  for (const unsigned long long need : rowsOf({1ULL, 2ULL, 3ULL, 4ULL})) {
     Storage buffer;
     buffer.resize(need);
     expectSizes(buffer, 4, need);
@@ -75,7 +75,7 @@ TEST(DefaultAlternateBuffer, GivesAtLeastFour) {
 
 TEST(DefaultAlternateBuffer, TakesTheSmallestPowerOfTwoAtEveryBoundary) {
   for (int k = 2; k < 30; ++k) {
-    SCOPED_TRACE(k);
+    ROW(k);
     const unsigned long long power = 1ULL << k;
     Storage below;
     below.resize(power - 1);
@@ -118,8 +118,7 @@ TEST(DefaultAlternateBuffer, KeepsBlockAndContentsWhileTheNeedFits) {
   buffer.resize(64);
   char* const block = buffer.data();
   std::memset(block, 'x', 64);
-  for (const unsigned long long need : {1ULL, 0ULL, 63ULL, 64ULL}) {
-    SCOPED_TRACE(need);
+  for (const unsigned long long need : rowsOf({1ULL, 0ULL, 63ULL, 64ULL})) {
     buffer.resize(need);
     EXPECT_EQ(buffer.data(), block);
     expectSizes(buffer, 64, need);
@@ -128,9 +127,9 @@ TEST(DefaultAlternateBuffer, KeepsBlockAndContentsWhileTheNeedFits) {
 }
 
 TEST(DefaultAlternateBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
-  for (const unsigned long long need : {GiB + 1, 2 * GiB - 1, 2 * GiB, 2 * GiB + 1, 4 * GiB, 4 * GiB + 4,
-                                        1ULL << 62, (1ULL << 62) + 1, 1ULL << 63, greatest - 1, greatest}) {
-    SCOPED_TRACE(need);
+  for (const unsigned long long need :
+       rowsOf({GiB + 1, 2 * GiB - 1, 2 * GiB, 2 * GiB + 1, 4 * GiB, 4 * GiB + 4, 1ULL << 62, (1ULL << 62) + 1,
+               1ULL << 63, greatest - 1, greatest})) {
     const CellHeap heap;
     oss::DefaultAlternateBuffer<Cell> buffer;
     EXPECT_THROW(buffer.resize(need), std::bad_alloc);
@@ -204,8 +203,7 @@ TEST(DefaultAlternateBuffer, MeetsANeedOfExactlyTheMaximum) {
 
 TEST(DefaultAlternateBuffer, ReleasesTheStorageAboveTheMaximumWithoutAnError) {
   const CellHeap heap;
-  for (const unsigned long long need : {101ULL, 1000ULL, GiB + 1, greatest}) {
-    SCOPED_TRACE(need);
+  for (const unsigned long long need : rowsOf({101ULL, 1000ULL, GiB + 1, greatest})) {
     CellHeap::reset();
     Adjustable<Cell> buffer(100);
     buffer.resize(10);
@@ -232,8 +230,7 @@ TEST(DefaultAlternateBuffer, AsksForTheMaximumOnlyWhenTheCapacityDoesNotSuffice)
 // --- the alternate block
 
 TEST(DefaultAlternateBuffer, TakesTheAlternateBlockForWhatFitsIntoIt) {
-  for (const unsigned long long need : {1ULL, 99ULL, 100ULL}) {
-    SCOPED_TRACE(need);
+  for (const unsigned long long need : rowsOf({1ULL, 99ULL, 100ULL})) {
     const CellHeap heap;
     {
       Adjustable<Cell> buffer;

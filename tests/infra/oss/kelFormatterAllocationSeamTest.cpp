@@ -1,6 +1,7 @@
 #include "infra/oss/kelFormatter.hpp"
 
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -36,6 +37,7 @@ TEST(FormatterAllocation, IsNotNeededToReadIntegers) {
   const icu::UnicodeString padded = icu::UnicodeString(500, u'\u2003', 500) + plain + u"\t\n";
   const AllocationCount count;
   for (const icu::UnicodeString* text : {&plain, &padded}) {
+    ROW("text", *text);
     EXPECT_EQ(Formatter::stringToInt32(*text), 1'234'567'890);
     EXPECT_EQ(Formatter::stringToUint32(*text), 1'234'567'890U);
     EXPECT_EQ(Formatter::stringToInt64(*text), 1'234'567'890);
@@ -49,6 +51,7 @@ TEST(FormatterAllocation, IsNotNeededToReadFloatingPointNumbers) {
   const icu::UnicodeString wideDigits = icu::UnicodeString::fromUTF8(digits);
   const AllocationCount count;
   for (const char* const text : {"1.5", "+1.5", "0x1.8p0", " 1.5 "}) {
+    ROW("text", text);
     EXPECT_EQ(Formatter::stringToDouble(text), 1.5);
     EXPECT_EQ(Formatter::stringToDouble(icu::UnicodeString(text, -1, US_INV)), 1.5);
   }

@@ -4,6 +4,7 @@
 
 #include "support/kelCommaLocale.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -64,7 +65,7 @@ std::optional<double> strtodOf(const std::string& text) {
 
 /// Both forms do what strtod does, in the value or by refusing.
 void compareWithStrtod(const std::string& text) {
-  SCOPED_TRACE(text);
+  ROW(text);
   if (const std::optional<double> expected = strtodOf(text)) {
     EXPECT_EQ(shown(Formatter::stringToDouble(text.c_str())), shown(*expected));
     EXPECT_EQ(shown(Formatter::stringToDouble(wide(text))), shown(*expected));
@@ -102,7 +103,7 @@ TEST(FormatterDouble, ReadsFloatingPointNumbers) {
       {"4.9406564584124654e-324", std::numeric_limits<double>::denorm_min()},
       {"9007199254740993", 9007199254740992.0},
   });
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     EXPECT_EQ(Formatter::stringToDouble(row.text), row.value) << row.text;
     EXPECT_EQ(Formatter::stringToDouble(wide(row.text)), row.value) << row.text;
   }
@@ -166,7 +167,7 @@ TEST(FormatterDouble, RefusesWhatIsNotANumberFromEndToEnd) {
        "1\xC3\xA9"
        "5"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     EXPECT_THAT([&] { Formatter::stringToDouble(row.text.c_str()); }, refuses(row.trimmed)) << row.why;
     EXPECT_THAT([&] { Formatter::stringToDouble(wide(row.text)); }, refuses(row.trimmed)) << row.why;
   }
@@ -260,6 +261,7 @@ TEST(FormatterDouble, AgreesWithStrtodOnEveryMagnitude) {
   constexpr unsigned int seed = 3402;
   std::mt19937_64 engine(seed);
   for (int i = 0; i < 50'000; ++i) {
+    ROW("i", i);
     const auto value = std::bit_cast<double>(engine());
     if (!std::isfinite(value)) continue;
     char text[64];
@@ -273,6 +275,7 @@ TEST(FormatterDouble, AgreesWithStrtodOnDenormalsAndHalfWays) {
   constexpr unsigned int seed = 3403;
   std::mt19937_64 engine(seed);
   for (int i = 0; i < 3'000; ++i) {
+    ROW("i", i);
     // The exact decimal value half-way between two neighbours, and a hair beyond it.
     const std::uint64_t bits = (engine() >> (i % 2 == 0 ? 12U : 2U)) & 0x7FE0'0000'0000'0000U;
     const std::uint64_t fraction = engine() & 0x000F'FFFF'FFFF'FFFFU;
@@ -297,6 +300,7 @@ TEST(FormatterDouble, AgreesWithStrtodOnRandomTexts) {
   const std::string units = "0123456789012345678901234567890123456789..eE+-xXaApPinfINF,_()";
   int numbers = 0;
   for (int i = 0; i < 15'000; ++i) {
+    ROW("i", i);
     std::string text;
     for (std::size_t n = 1 + below(12); n > 0; --n) text += units[below(units.size())];
     compareWithStrtod(text);
@@ -311,7 +315,9 @@ TEST(FormatterDouble, AgreesWithStrtodOnFewDigitsWithAPointAnywhere) {
   constexpr unsigned int seed = 3405;
   std::mt19937 engine(seed);
   for (std::size_t count = 0; count <= 18; ++count) {
+    ROW("count", count);
     for (int i = 0; i < 40; ++i) {
+      ROW("i", i);
       std::string digits(count, i == 0 ? '0' : '9');
       if (i > 1) {
         for (char& digit : digits) digit = static_cast<char>('0' + engine() % 10);
@@ -332,8 +338,9 @@ TEST(FormatterDouble, RefusesUnitsThatOnlyLookLikeFewDigits) {
        {"1.2.3", "..1", "1..", "1-2", "--1", "1.-2", "1.2-", "-", "1 2", "1:2", "1/2", "1,2"}) {
     compareWithStrtod(text);
   }
-  for (const char16_t unit : {u'\u0131', u'\u012E', u'\u012D', u'\uFF11', u'\u0661', u'\u00B2'}) {
+  for (const char16_t unit : rowsOf({u'\u0131', u'\u012E', u'\u012D', u'\uFF11', u'\u0661', u'\u00B2'})) {
     for (int place = 0; place < 3; ++place) {
+      ROW("place", place);
       icu::UnicodeString text(u"2.5");
       text.setCharAt(place, unit);
       std::string bytes;
@@ -345,7 +352,7 @@ TEST(FormatterDouble, RefusesUnitsThatOnlyLookLikeFewDigits) {
 
 TEST(FormatterDouble, FollowsTheRoundingModeAsStrtodDoes) {
   const int former = std::fegetround();
-  for (const int mode : {FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST}) {
+  for (const int mode : rowsOf({FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST})) {
     std::fesetround(mode);
     std::vector<std::pair<double, std::optional<double>>> results;
     for (const char* const text :
@@ -354,14 +361,14 @@ TEST(FormatterDouble, FollowsTheRoundingModeAsStrtodDoes) {
       results.emplace_back(Formatter::stringToDouble(wide(text)), strtodOf(text));
     }
     std::fesetround(former);
-    for (const auto& [value, expected] : results)
+    for (const auto& [value, expected] : rowsOf(results))
       EXPECT_EQ(shown(value), shown(*expected)) << "mode " << mode;
   }
 }
 
 TEST(FormatterDouble, ReadsTextsLongerThanAnyBuffer) {
   for (const std::size_t length :
-       {126U, 127U, 128U, 129U, 255U, 256U, 257U, 511U, 512U, 513U, 4096U, 100'000U}) {
+       rowsOf({126U, 127U, 128U, 129U, 255U, 256U, 257U, 511U, 512U, 513U, 4096U, 100'000U})) {
     const std::string digits = "1." + std::string(length - 3, '0') + "1";
     EXPECT_EQ(Formatter::stringToDouble(wide(digits)), 1.0) << length;
     EXPECT_EQ(Formatter::stringToDouble(digits.c_str()), 1.0) << length;
@@ -388,11 +395,11 @@ TEST_P(FormatterUnderAComma, ReadsThePointAndNothingElse) {
   ASSERT_EQ(halfByTheRuntime(), "0,5");
   ASSERT_EQ(std::strtod("1,5", nullptr), 1.5);
   // The signed and the hexadecimal one are for the runtime to read.
-  for (const char* const text : {"1.5", "+1.5", "0x1.8p0", " 15e-1 "}) {
+  for (const char* const text : rowsOf({"1.5", "+1.5", "0x1.8p0", " 15e-1 "})) {
     EXPECT_EQ(Formatter::stringToDouble(text), 1.5) << text;
     EXPECT_EQ(Formatter::stringToDouble(wide(text)), 1.5) << text;
   }
-  for (const char* const text : {"1,5", "+1,5", "0x1,8p0", "1.000,5"}) {
+  for (const char* const text : rowsOf({"1,5", "+1,5", "0x1,8p0", "1.000,5"})) {
     EXPECT_THAT([&] { Formatter::stringToDouble(text); }, refuses(text));
     EXPECT_THAT([&] { Formatter::stringToDouble(wide(text)); }, refuses(text));
   }
@@ -403,7 +410,7 @@ TEST_P(FormatterUnderAComma, PutsTheCallersLocaleBack) {
   {
     const CommaLocale comma(GetParam());
     const std::string during = std::setlocale(LC_ALL, nullptr);
-    for (const char* const text : {"1.5", "+1.5", " 1.5", "1,5", "x", "", "inf", "1e999"}) {
+    for (const char* const text : rowsOf({"1.5", "+1.5", " 1.5", "1,5", "x", "", "inf", "1e999"})) {
       std::string atTheError = "0,5";
       try {
         Formatter::stringToDouble(text);
@@ -443,7 +450,7 @@ TEST_P(FormatterUnderAComma, AgreesWithTheSameTextsUnderC) {
     cases.emplace_back(text, value);
   }
   const CommaLocale comma(GetParam());
-  for (const auto& [text, value] : cases)
+  for (const auto& [text, value] : rowsOf(cases))
     ASSERT_EQ(shown(Formatter::stringToDouble(text.c_str())), shown(value)) << text;
 }
 

@@ -1,6 +1,7 @@
 #include "infra/oss/kelFormatter.hpp"
 
 #include "support/kelDefaultLocale.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/locid.h>
@@ -44,7 +45,7 @@ TEST(FormatterLocale, CodeIsFoundByTheNameOfIcusDefaultLocale) {
       {"de_AT@collation=phonebook", "enUS"},
       {"de_A.T", "deAT"},
   });
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     const DefaultLocale standing(row.name);
     EXPECT_STREQ(Formatter::localeCode(), row.code)
         << row.name << ", which ICU calls " << icu::Locale::getDefault().getName();
@@ -72,14 +73,14 @@ TEST(FormatterLocale, ListsTheSupportedCodesInCapitals) {
   EXPECT_STREQ(codes[117], "DEFAULTLOCALE");
   EXPECT_EQ(codes.end() - codes.begin(), 118);
   EXPECT_EQ(std::set<std::string>(codes.begin(), codes.end()).size(), 118U);
-  for (const std::string code : codes) {
+  for (const std::string code : rowsOf(codes)) {
     EXPECT_TRUE(std::all_of(code.begin(), code.end(), [](char c) { return 'A' <= c && c <= 'Z'; })) << code;
     EXPECT_TRUE(code.size() == 4 || code == "DEFAULTLOCALE") << code;
   }
 }
 
 TEST(FormatterLocale, HasACodeForEverySupportedLocale) {
-  for (const std::string code : Formatter::supportedLocaleCodes()) {
+  for (const std::string code : rowsOf(Formatter::supportedLocaleCodes())) {
     if (code == "DEFAULTLOCALE") continue;
     const std::string name = code.substr(0, 2) + "_" + code.substr(2);
     const DefaultLocale standing(name.c_str());
@@ -92,7 +93,7 @@ TEST(FormatterLocale, HasACodeForEverySupportedLocale) {
 }
 
 TEST(FormatterLocale, SettingsCanBeBuiltForEverySupportedLocaleAgainAndAgain) {
-  for (const std::string code : Formatter::supportedLocaleCodes()) {
+  for (const std::string code : rowsOf(Formatter::supportedLocaleCodes())) {
     const DefaultLocale standing((code.substr(0, 2) + "_" + code.substr(2)).c_str());
     EXPECT_NO_THROW(Formatter::setSettings()) << code;
   }

@@ -6,6 +6,7 @@
 #include "platform/kelConsole.hpp"
 #include "support/kelDefaultLocale.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +29,7 @@ namespace {
 
 using test::DefaultLocale;
 using test::Raises;
+using test::rowsOf;
 
 // --- the tables
 
@@ -66,10 +68,10 @@ TEST(LocaleTables, HoldEverySupportedCodeInItsPlace) {
 
 TEST(LocaleTables, AreSortedAndOfOneShape) {
   std::string_view before;
-  for (const LocaleAlias& alias : localeAliases()) {
+  for (const LocaleAlias& alias : rowsOf(localeAliases())) {
     const std::string_view key = alias.key;
     const std::string_view code = alias.code;
-    SCOPED_TRACE(key);
+    ROW(key);
     EXPECT_LT(before, key);
     before = key;
     EXPECT_TRUE(isMadeOf(key, &std::isupper));
@@ -82,7 +84,7 @@ TEST(LocaleTables, AreSortedAndOfOneShape) {
 TEST(LocaleTables, KeepTheIrregularRows) {
   std::map<std::string, std::string> table;
   for (const LocaleAlias& alias : localeAliases()) table[alias.key] = alias.code;
-  for (const auto& [key, code] : std::to_array<std::pair<const char*, const char*>>({
+  for (const auto& [key, code] : rowsOf(std::to_array<std::pair<const char*, const char*>>({
            {"ARA", "arSA"},
            {"NR", "shSP"},
            {"SRL", "shSP"},
@@ -91,13 +93,13 @@ TEST(LocaleTables, KeepTheIrregularRows) {
            {"DEBE", "deDE"},
            {"DELI", "deDE"},
            {"DEFAULTLOCALE", "enUS"},
-       })) {
+       }))) {
     EXPECT_EQ(table[key], code) << key;
   }
 }
 
 TEST(LocaleTables, KnowEverySupportedCodeAsAnAliasOfItself) {
-  for (const char* const code : supportedLocales()) {
+  for (const char* const code : rowsOf(supportedLocales())) {
     if (std::string_view(code) == "DEFAULTLOCALE") continue;
     std::string found = localeCodeOf(code);
     std::transform(found.begin(), found.end(), found.begin(),
@@ -118,13 +120,13 @@ std::string letters(const char* name) {
 }
 
 TEST(LocaleCode, IsFoundForEveryAliasAsIcusDefaultLocale) {
-  for (const LocaleAlias& alias : localeAliases()) {
-    SCOPED_TRACE(alias.key);
+  for (const LocaleAlias& alias : rowsOf(localeAliases())) {
+    ROW(alias.key);
     const std::string key = alias.key;
     // ICU changes some names to others that it likes better; one of these stays.
     bool named = false;
-    for (const std::string& name :
-         {key, key.substr(0, 2) + "_" + key.substr(2), key.substr(0, 1) + "_" + key.substr(1), "_" + key}) {
+    for (const std::string& name : rowsOf({key, key.substr(0, 2) + "_" + key.substr(2),
+                                           key.substr(0, 1) + "_" + key.substr(1), "_" + key})) {
       const DefaultLocale standing(name.c_str());
       if (letters(icu::Locale::getDefault().getName()) != key) continue;
       named = true;
@@ -163,7 +165,7 @@ TEST(LocaleCode, GoesByLettersAndDigitsInAnyCase) {
       {"what is cut off cannot spoil the name", std::string(61, '_') + "deCH", "deDE"},
       {"a name as long as can be", std::string(1000, 'x'), "enUS"},
   };
-  for (const Row& row : rows) EXPECT_STREQ(localeCodeOf(row.name), row.code) << row.why;
+  for (const Row& row : rowsOf(rows)) EXPECT_STREQ(localeCodeOf(row.name), row.code) << row.why;
 }
 
 // --- the console
@@ -284,7 +286,7 @@ TEST(FormatSettings, RaiseOutOfMemoryForEachFormatThatCannotBeMadeAndStayAsTheyW
       {"time", [] { formatFactories.time = &noDateFormat; }},
       {"date and time", [] { formatFactories.dateAndTime = &noDateFormat; }},
   });
-  for (const auto& [which, breakOne] : breakers) {
+  for (const auto& [which, breakOne] : rowsOf(breakers)) {
     const FactoriesRestored restored;
     breakOne();
     EXPECT_THAT(

@@ -3,6 +3,7 @@
 
 #include "support/kelDecimalModel.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -90,7 +91,7 @@ class FormatterOf : public testing::Test {
 
   /// Expects what the model says, be it a value or the error.
   static void compare(const std::u16string& text) {
-    SCOPED_TRACE(utf8(unicode(text)));
+    ROW(utf8(unicode(text)));
     if (const std::optional<std::uint64_t> expected = model(text)) {
       EXPECT_EQ(static_cast<Bits>(parse(text)), *expected);
     } else {
@@ -169,7 +170,7 @@ TYPED_TEST(FormatterOf, ReplacesWhateverTheTextWas) {
   const icu::UnicodeString longText(1000, u'x', 1000);
   icu::UnicodeString shared = longText;
   icu::UnicodeString alias(true, u"a constant that is not to be written", -1);
-  for (icu::UnicodeString* out : {&bogus, &shared, &alias}) {
+  for (icu::UnicodeString* out : rowsOf({&bogus, &shared, &alias})) {
     TypeParam::toText(*out, 120);
     EXPECT_EQ(*out, icu::UnicodeString(u"120"));
   }
@@ -180,6 +181,7 @@ TYPED_TEST(FormatterOf, ReplacesWhateverTheTextWas) {
 TYPED_TEST(FormatterOf, ReadsBackWhatItWrites) {
   std::mt19937_64 engine(34);
   for (int i = 0; i < 20'000; ++i) {
+    ROW("i", i);
     // All magnitudes alike: so many bits of a random word.
     const auto value = static_cast<typename TypeParam::Value>(engine() >> (engine() % 64U));
     const std::string text = this->textOf(value);
@@ -203,7 +205,7 @@ TYPED_TEST(FormatterOf, TakesDigitsAndTheWhiteSpaceAroundThem) {
       {"every ASCII white space", u"\t\n\v\f\r\x1C\x1D\x1E\x1F 42 \x1F\x1E\x1D\x1C\r\f\v\n\t", 42},
       {"other white space", u"\u2003\u3000\u205F42\u2028\u2029\u1680", 42},
   });
-  for (const Row& row : rows)
+  for (const Row& row : rowsOf(rows))
     EXPECT_EQ(this->parse(row.text), static_cast<typename TypeParam::Value>(row.value)) << row.why;
 }
 
@@ -247,7 +249,7 @@ TYPED_TEST(FormatterOf, RefusesEverythingElseAndNamesTypeAndTrimmedText) {
       {"half a surrogate pair", u" 1\xD800 ", "1\uFFFD"},
       {"the other half", u"\xDC00", "\uFFFD"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     EXPECT_THAT([&] { this->parse(row.text); },
                 Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", TypeParam::word, row.trimmed)
                     .from("kelFormatter.cpp"))
@@ -261,7 +263,7 @@ TYPED_TEST(FormatterOf, TakesASignForTheSignedTypesOnly) {
     const char* trimmed;
     int value;
   };
-  for (const Row& row : {Row{u"+7", "+7", 7}, Row{u"-42", "-42", -42}, Row{u" -0 ", "-0", 0}}) {
+  for (const Row& row : rowsOf({Row{u"+7", "+7", 7}, Row{u"-42", "-42", -42}, Row{u" -0 ", "-0", 0}})) {
     if (this->isSigned) {
       EXPECT_EQ(this->parse(row.text), static_cast<typename TypeParam::Value>(row.value));
     } else {
@@ -346,11 +348,12 @@ TYPED_TEST(FormatterOf, AgreesWithLongArithmeticAroundPowersOfTwoAndTen) {
 
 TYPED_TEST(FormatterOf, AgreesWithLongArithmeticOnRandomTexts) {
   constexpr unsigned int seed = 3401;
-  SCOPED_TRACE(testing::Message() << "seed " << seed);
+  ROW("seed", seed);
   std::mt19937 engine(seed);
   const auto below = [&](std::size_t limit) { return engine() % limit; };
   const std::u16string odd = u" \t\n\u2003\u00A0+-.,xeE\0/:a\u0660\xD800\xDC00";
   for (int i = 0; i < 20'000; ++i) {
+    ROW("i", i);
     std::u16string text;
     for (std::size_t n = below(3); n > 0; --n) text += u" \t\u3000"[below(3)];
     if (below(3) == 0) text += u"+-"[below(2)];
@@ -364,6 +367,7 @@ TYPED_TEST(FormatterOf, AgreesWithLongArithmeticOnRandomTexts) {
 
 TEST(Formatter, TrimsExactlyWhatIcuTrims) {
   for (int unit = 0; unit < 0x10000; ++unit) {
+    ROW("unit", unit);
     const auto c = static_cast<char16_t>(unit);
     const icu::UnicodeString text = icu::UnicodeString(c).append(u'5').append(c);
     const bool blank = icu::UnicodeString(text).trim().length() == 1;
@@ -425,7 +429,7 @@ TEST(Formatter, WritesHexadecimalLiterals) {
       {std::numeric_limits<std::int64_t>::min(), "X'8000000000000000'", "X'8000000000000000'"},
       {-1, "X'FFFFFFFFFFFFFFFF'", "X'ffffffffffffffff'"},
   });
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     icu::UnicodeString out(u"what stood here before, and was rather long for a number");
     Formatter::int64ToHexLiteral(out, row.value, true);
     EXPECT_EQ(utf8(out), row.upper);
@@ -455,7 +459,7 @@ TEST(Formatter, ReportsEntryAndExitOnceACall) {
       {"645", [] { Formatter::consoleCodePageName(); }},
   });
   TraceRecorder trace(0x20000);
-  for (const auto& [number, call] : rows) {
+  for (const auto& [number, call] : rowsOf(rows)) {
     call();
     EXPECT_THAT(trace.take(),
                 ElementsAre(std::string("traceEntry ") + number, std::string("traceExit ") + number + " 0"));
@@ -483,7 +487,7 @@ TEST(Formatter, ReportsNoExitOfACallThatRaises) {
       {"traceEntry 641", [] { Formatter::stringToDouble(nullptr); }},
   });
   TraceRecorder trace(0x20000);
-  for (const auto& [expected, call] : rows) {
+  for (const auto& [expected, call] : rowsOf(rows)) {
     EXPECT_THROW(call(), NLSException);
     EXPECT_THAT(formatterCalls(trace), ElementsAre(expected));
   }

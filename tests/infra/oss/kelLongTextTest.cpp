@@ -5,6 +5,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRepeatedMemory.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -42,7 +43,8 @@ TEST(TextAboveTheLargestInt, IsHandledByNone) {
   const UTF8Iterator iterator(text);
   EXPECT_TRUE(iterator.isEmpty());
   Message message;
-  for (const char* const codePage : {"UTF-8", "latin1", "Shift_JIS", static_cast<const char*>(nullptr)}) {
+  for (const char* const codePage :
+       rowsOf({"UTF-8", "latin1", "Shift_JIS", static_cast<const char*>(nullptr)})) {
     EXPECT_THROW(message.addArgument(text, codePage), std::bad_alloc);
   }
   EXPECT_EQ(message.getMessageArgsCount(), 0);

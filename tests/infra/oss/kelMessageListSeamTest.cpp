@@ -2,6 +2,7 @@
 
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -70,7 +71,7 @@ TEST(MessageWithoutMemory, KeepsTheArgumentsThatItHad) {
       [](Message& m) { m.addArgument(12); },
       [](Message& m) { m.addArgument("b", ""); },
   };
-  for (auto* add : adds) {
+  for (auto* add : rowsOf(adds)) {
     Message message = withArguments("A");
     std::size_t nth = 1;
     for (; nth < tooMany && failsAt(nth, [&] { add(message); }); ++nth)
@@ -90,6 +91,7 @@ TEST(MessageWithoutMemory, IsNotCopiedAndLeavesNothingBehind) {
 TEST(MessageWithoutMemory, CanBeSetAgain) {
   const Message other = withArguments("B");
   for (std::size_t nth = 1; nth < tooMany; ++nth) {
+    ROW("nth", nth);
     Message message = withArguments("A");
     bool failed = false;
     {
@@ -126,8 +128,7 @@ TEST(MessageListWithoutMemory, IsUnchangedByAnAddThatFails) {
        [](MessageList& list, const Message& m) { list.insertMessage(m); },
        {"C: [text] - [a] [2]", "A: [text] - [a] [2]", "B: [text] - [a] [2]"}},
   };
-  for (const Adding& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const Adding& row : rowsOf(rows)) {
     const Message message = withArguments("C");
     MessageList list(withArguments("A"));
     list.addMessage(withArguments("B"));
@@ -148,7 +149,7 @@ TEST(MessageListWithoutMemory, TakesItsFirstMessageAfterAFailure) {
       [](MessageList& list, const Message& m) { list.addMessage(m); },
       [](MessageList& list, const Message& m) { list.insertMessage(m); },
   };
-  for (auto* add : adds) {
+  for (auto* add : rowsOf(adds)) {
     const Message message = withArguments("A");
     MessageList list;
     std::size_t nth = 1;
@@ -168,6 +169,7 @@ TEST(MessageListWithoutMemory, KeepsWhatWasJoinedBeforeTheFailure) {
   other.addMessage(withArguments("D"));
   const int joinedBefore[] = {0, 0, 0, 1, 1, 1, 2, 2, 2, 3};
   for (std::size_t nth = 1; nth <= std::size(joinedBefore); ++nth) {
+    ROW("nth", nth);
     MessageList list(withArguments("A"));
     bool failed = false;
     {

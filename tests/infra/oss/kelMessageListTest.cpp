@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -153,7 +154,8 @@ TEST(MessageList, KeepsEveryFieldOfWhatItTakes) {
   full.addArgument(2);
   Message bogus;
   bogus.clear();
-  for (const Message* message : {static_cast<const Message*>(&full), static_cast<const Message*>(&bogus)}) {
+  for (const Message* message :
+       rowsOf({static_cast<const Message*>(&full), static_cast<const Message*>(&bogus)})) {
     MessageList added;
     added.addMessage(*message);
     MessageList inserted;
@@ -161,7 +163,7 @@ TEST(MessageList, KeepsEveryFieldOfWhatItTakes) {
     MessageList joined;
     joined.join(added);
     MessageList constructed(*message);
-    for (MessageList* list : {&added, &inserted, &joined, &constructed}) {
+    for (MessageList* list : rowsOf({&added, &inserted, &joined, &constructed})) {
       ASSERT_EQ(list->count(), 1);
       EXPECT_EQ(fieldsOf(list->getFirstMessage()), fieldsOf(*message));
     }
@@ -506,6 +508,7 @@ class Lists {
   // On copies, so that no cursor moves.
   void compareAll(const std::string& what) const {
     for (std::size_t i = 0; i < size; ++i) {
+      ROW("i", i);
       MessageList copy(*lists_[i]);
       std::vector<std::string> found;
       for (const Message* m = copy.getFirstMsg(); m != nullptr; m = copy.getNextMsg())
@@ -624,10 +627,10 @@ class Lists {
 class MessageListRandomly : public testing::TestWithParam<unsigned int> {};
 
 TEST_P(MessageListRandomly, DoesWhatTheModelDoes) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   Lists lists(GetParam());
   for (int i = 0; i < 1500 && !HasFailure(); ++i) {
-    SCOPED_TRACE("step " + std::to_string(i));
+    ROW("step", i);
     const std::string what = lists.step();
     if (i % 10 == 0) lists.compareAll(what);
   }

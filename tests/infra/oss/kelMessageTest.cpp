@@ -1,6 +1,7 @@
 #include "infra/oss/kelMessage.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -82,14 +83,14 @@ TEST(Message, StartsEmptyAndNotBogus) {
 }
 
 TEST(Message, TakesIdentifierTextAndLevel) {
-  for (const Message::Level level : everyLevel) {
+  for (const Message::Level level : rowsOf(everyLevel)) {
     EXPECT_EQ(fieldsOf(Message(u"ERR_A", u"text", level)),
               R"("ERR_A" "ERR_A" "text" level )" + std::to_string(level) + R"( "":0 0 arguments)");
   }
 }
 
 TEST(Message, TakesIdentifierLevelFileAndLine) {
-  for (const Message::Level level : everyLevel) {
+  for (const Message::Level level : rowsOf(everyLevel)) {
     EXPECT_EQ(fieldsOf(Message(u"ERR_A", level, "kelA.cpp", 17)),
               R"("ERR_A" "ERR_A" "" level )" + std::to_string(level) + R"( "kelA.cpp":17 0 arguments)");
   }
@@ -180,7 +181,7 @@ TEST(Message, SetsOneFieldAndNoOther) {
       {"empty text", [](Message& m) { m.setMessageText(UnicodeString()); },
        R"("ERR_A" "ERR_A" "" level 8 "kelA.cpp":17 2 arguments "one" "2")"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     Message message;
     fill(message);
     row.change(message);
@@ -304,7 +305,7 @@ TEST(LowHalfModel, KnowsTheseByHeart) {
 }
 
 void expectLowHalf(std::uint64_t bits) {
-  SCOPED_TRACE(bits);
+  ROW(bits);
   EXPECT_EQ(added<unsigned long long>(bits), lowHalf(bits));
   EXPECT_EQ(added(static_cast<long long>(bits)), lowHalf(bits));
   EXPECT_EQ(added(static_cast<unsigned int>(bits)), lowHalf(bits));
@@ -314,14 +315,17 @@ void expectLowHalf(std::uint64_t bits) {
 TEST(Message, AddsTheLowHalfNextToEveryPowerOfTwo) {
   for (unsigned int power = 0; power < 64; ++power) {
     const std::uint64_t bits = std::uint64_t{1} << power;
-    for (const std::uint64_t value : {bits - 1, bits, bits + 1, ~bits}) expectLowHalf(value);
+    for (const std::uint64_t value : rowsOf({bits - 1, bits, bits + 1, ~bits})) expectLowHalf(value);
   }
 }
 
 TEST(Message, AddsTheLowHalfOfRandomNumbers) {
   std::mt19937_64 random(20240611);
-  SCOPED_TRACE("seed 20240611");
-  for (int i = 0; i < 2000; ++i) expectLowHalf(random());
+  ROW("seed 20240611");
+  for (int i = 0; i < 2000; ++i) {
+    ROW("i", i);
+    expectLowHalf(random());
+  }
 }
 
 // --- arguments: text
@@ -339,7 +343,7 @@ TEST(Message, AddsTextAsItIs) {
   for (const UnicodeString& text : texts) message.addArgument(text);
   ASSERT_EQ(message.getMessageArgsCount(), 7);
   std::size_t row = 0;
-  for (const UnicodeString& argument : message.getMessageArgs()) {
+  for (const UnicodeString& argument : rowsOf(message.getMessageArgs())) {
     EXPECT_EQ(argument, texts[row]) << "text " << row;
     EXPECT_FALSE(argument.isBogus()) << "text " << row;
     ++row;
@@ -376,7 +380,7 @@ TEST(Message, AddsNarrowTextInItsCodePage) {
        "b",
        "UTF-8", u"a\uFFFDb"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     Message message;
     message.addArgument(row.bytes, row.codePage);
     ASSERT_EQ(message.getMessageArgsCount(), 1) << row.codePage;
@@ -395,8 +399,8 @@ TEST(Message, AddsNarrowTextInTheDefaultCodePage) {
 TEST(Message, AddsNothingForNullOrEmptyNarrowText) {
   Message message;
   fill(message);
-  for (const char* codePage : {"", "UTF-8", "no-such-code-page", static_cast<const char*>(nullptr)}) {
-    for (const char* value : {"", "\0behind", static_cast<const char*>(nullptr)}) {
+  for (const char* codePage : rowsOf({"", "UTF-8", "no-such-code-page", static_cast<const char*>(nullptr)})) {
+    for (const char* value : rowsOf({"", "\0behind", static_cast<const char*>(nullptr)})) {
       message.addArgument(value, codePage);
       EXPECT_EQ(fieldsOf(message), filled) << (codePage == nullptr ? "(null)" : codePage);
     }
@@ -569,7 +573,7 @@ TEST(SetMessage, TakesItsOwnFieldsAsArguments) {
        },
        R"("text" "text" "text" level 8 "kelA.cpp":17 2 arguments "one" "2")"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     Message message;
     fill(message);
     row.change(message);
@@ -607,7 +611,7 @@ TEST(Message, RendersOnOneLine) {
       {"X: [", "] -", {"] [", " "}, "X: [: [] -] - [] [] [ ]"},
       {"\u4E2D", "\u00E4", {"\U0001F600"}, "\u4E2D: [\u00E4] - [\U0001F600]"},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     Message message;
     message.setMessageID(UnicodeString::fromUTF8(row.id));
     message.setMessageText(UnicodeString::fromUTF8(row.text));
@@ -633,7 +637,7 @@ TEST(Message, RendersIntoTheStringGivenAndReturnsIt) {
 }
 
 TEST(Message, RendersIntoABogusStringAndMakesItValid) {
-  for (const bool afterClear : {false, true}) {
+  for (const bool afterClear : rowsOf({false, true})) {
     Message message;
     if (afterClear) message.clear();
     UnicodeString out;

@@ -1,5 +1,6 @@
 #include "infra/oss/kelOutputStream.hpp"
 
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,5 @@
 #include "oss/kelPlainRun.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,7 @@ std::u16string unitsOf(std::size_t count) {
 
 TEST(NarrowAscii, WritesEveryLengthAndNotAByteMore) {
   for (std::size_t count = 0; count <= 100; ++count) {
+    ROW("count", count);
     const std::u16string units = unitsOf(count);
     std::string bytes(count + 16, '#');
     ASSERT_TRUE(oss::narrowAscii(units.data(), count, bytes.data())) << count;
@@ -27,9 +29,11 @@ TEST(NarrowAscii, WritesEveryLengthAndNotAByteMore) {
 
 TEST(NarrowAscii, SeesAnyOtherUnitAnywhere) {
   std::string bytes(100, '#');
-  for (const char16_t other : {u'\x80', u'\xFF', u'\x100', u'\x141', u'\x8000', u'\xFF30'}) {
+  for (const char16_t other : rowsOf({u'\x80', u'\xFF', u'\x100', u'\x141', u'\x8000', u'\xFF30'})) {
     for (std::size_t count = 1; count <= 100; ++count) {
+      ROW("count", count);
       for (std::size_t place = 0; place < count; ++place) {
+        ROW("place", place);
         std::u16string units = unitsOf(count);
         units[place] = other;
         ASSERT_FALSE(oss::narrowAscii(units.data(), count, bytes.data()))

@@ -1,5 +1,6 @@
 #include "infra/oss/kelPrintStream.hpp"
 
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -58,8 +59,8 @@ class PrintStreamTest : public testing::Test {
   /// A whole number prints as its decimal text, both ends of its type included.
   template <class Integer>
   void expectDecimal() {
-    for (const Integer value :
-         {std::numeric_limits<Integer>::min(), Integer{0}, Integer{65}, std::numeric_limits<Integer>::max()})
+    for (const Integer value : rowsOf({std::numeric_limits<Integer>::min(), Integer{0}, Integer{65},
+                                       std::numeric_limits<Integer>::max()}))
       EXPECT_EQ(printed(value), std::to_string(value));
   }
 

@@ -9,6 +9,7 @@
 #include "oss/kelRaise.hpp"
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -72,7 +73,7 @@ const RecordedName recordedNames[] = {
 };
 
 TEST(SourcePlace, RecordsTheNameThatProgramsKnow) {
-  for (const RecordedName& row : recordedNames)
+  for (const RecordedName& row : rowsOf(recordedNames))
     EXPECT_EQ((SourcePlace{row.path.c_str(), 1}.recordedName()), row.name) << row.path;
 }
 
@@ -83,7 +84,7 @@ TEST(SourcePlace, IsTheCallersPlace) {
 }
 
 TEST(Raise, RecordsTheNameOfTheSourceThatRaises) {
-  for (const RecordedName& row : recordedNames) {
+  for (const RecordedName& row : rowsOf(recordedNames)) {
     const Identifier identifier("ERR_A", SourcePlace{row.path.c_str(), 77});
     EXPECT_THAT([&] { raise<NLSException>(identifier); }, Raises<NLSException>("ERR_A").from(row.name));
   }
@@ -200,6 +201,7 @@ TEST(Raise, GivesWayToTheAllocationFailure) {
   const MessageList list;
   std::size_t failures = 0;
   for (std::size_t nth = 1; nth < 100; ++nth) {
+    ROW("nth", nth);
     bool raised = false;
     bool exhausted = false;
     bool happened = false;
@@ -228,6 +230,7 @@ TEST(Raise, GivesWayToTheAllocationFailure) {
 TEST(Raise, WithArgumentsGivesWayToTheAllocationFailure) {
   std::size_t failures = 0;
   for (std::size_t nth = 1; nth < 100; ++nth) {
+    ROW("nth", nth);
     bool exhausted = false;
     bool happened = false;
     const AllocationCount count;

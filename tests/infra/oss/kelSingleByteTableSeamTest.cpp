@@ -1,6 +1,7 @@
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelSingleByteTable.hpp"
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -17,6 +18,8 @@
 /// The tables are held against ICU's own converters, every one that it lists.
 namespace tarvo::oss {
 namespace {
+
+using test::rowsOf;
 
 struct CloseConverter {
   void operator()(UConverter* converter) const { ucnv_close(converter); }
@@ -67,11 +70,12 @@ Given tableBytes(SingleByteTable& table, UConverter* converter, const icu::Unico
 TEST(SingleByteTable, IsThereForEverySingleByteCodePage) {
   const std::vector<std::string> names = pages(true);
   EXPECT_GT(names.size(), 100U);
-  for (const std::string& name : names) EXPECT_NE(SingleByteTable::of(openPage(name).get()), nullptr) << name;
+  for (const std::string& name : rowsOf(names))
+    EXPECT_NE(SingleByteTable::of(openPage(name).get()), nullptr) << name;
 }
 
 TEST(SingleByteTable, IsThereForNoOther) {
-  for (const std::string& name : pages(false))
+  for (const std::string& name : rowsOf(pages(false)))
     EXPECT_EQ(SingleByteTable::of(openPage(name).get()), nullptr) << name;
 }
 
@@ -89,7 +93,7 @@ TEST(SingleByteTable, ReadsEveryByte) {
   std::mt19937 random(81);
   std::string mixed = everyByte + everyByte;
   std::shuffle(mixed.begin(), mixed.end(), random);
-  for (const std::string& name : pages(true)) {
+  for (const std::string& name : rowsOf(pages(true))) {
     const Open page = openPage(name);
     const SingleByteTable& table = *SingleByteTable::of(page.get());
     const auto expectReads = [&](const std::string& bytes) {
@@ -104,9 +108,10 @@ TEST(SingleByteTable, ReadsEveryByte) {
       ASSERT_TRUE(std::equal(found.begin(), found.begin() + size, expected.begin())) << name;
       ASSERT_EQ(found[bytes.size()], u'#') << name;
     };
-    for (const char byte : everyByte) expectReads(std::string(1, byte));
+    for (const char byte : rowsOf(everyByte)) expectReads(std::string(1, byte));
     expectReads(everyByte);
     for (std::size_t size = 0; size <= 70; ++size) {
+      ROW("size", size);
       expectReads(mixed.substr(size, size));
       expectReads(std::string(size, 'a') + '\xE9' + std::string(size, 'b'));
     }
@@ -116,11 +121,12 @@ TEST(SingleByteTable, ReadsEveryByte) {
 
 // Not the halves of pairs, nor what ICU leaves out: all others are one byte, substitutes too.
 TEST(SingleByteTable, HasTheUnitsThatBecomeOneByteAndNoOther) {
-  for (const std::string& name : pages(true)) {
+  for (const std::string& name : rowsOf(pages(true))) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
     std::size_t others = 0;
     for (int unit = 0; unit < 0x10000; ++unit) {
+      ROW("unit", unit);
       const icu::UnicodeString text(static_cast<char16_t>(unit));
       const std::string expected = icuBytes(page.get(), text);
       char byte = '#';
@@ -140,7 +146,7 @@ TEST(SingleByteTable, HasTheUnitsThatBecomeOneByteAndNoOther) {
 
 // At every place of a block, and in blocks that vectors take as well as in those that they do not.
 TEST(SingleByteTable, HasTheUnitsAmongOthersToo) {
-  for (const std::string& name : pages(true)) {
+  for (const std::string& name : rowsOf(pages(true))) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
     icu::UnicodeString text;
@@ -157,12 +163,13 @@ TEST(SingleByteTable, HasTheUnitsAmongOthersToo) {
 }
 
 TEST(SingleByteTable, GivesUpWhereverAnOtherUnitStands) {
-  for (const char* const name : {"windows-1252", "ISO-8859-1", "US-ASCII", "ibm-37", "KOI8-R"}) {
+  for (const char* const name : rowsOf({"windows-1252", "ISO-8859-1", "US-ASCII", "ibm-37", "KOI8-R"})) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
-    for (const char16_t filler : {u'a', u'\u00E9', u'\u0416', u'\u65E5'}) {
+    for (const char16_t filler : rowsOf({u'a', u'\u00E9', u'\u0416', u'\u65E5'})) {
       for (std::int32_t before = 0; before < 40; ++before) {
-        for (const std::int32_t behind : {0, 1, 7, 8, 15, 16, 40}) {
+        ROW("before", before);
+        for (const std::int32_t behind : rowsOf({0, 1, 7, 8, 15, 16, 40})) {
           const icu::UnicodeString head(before, filler, before);
           icu::UnicodeString text = head;
           text.append(char16_t{0xD83D}).append(icu::UnicodeString(behind, filler, behind));
@@ -196,6 +203,7 @@ TEST(SingleByteTable, MakesOneTableOfTheSameAnswersInAllThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   for (std::size_t i = 0; i < found.size(); ++i) {
+    ROW("i", i);
     EXPECT_TRUE(found.at(i) == expected);
     EXPECT_EQ(tables.at(i), tables.front());
   }

@@ -1,6 +1,7 @@
 #include "infra/oss/kelSizeableBuffer.hpp"
 
 #include "support/kelCountedCell.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,7 +47,7 @@ void expectSizes(const SizeableBuffer<T, N>& buffer, unsigned long long capacity
 
 template <std::size_t N>
 void startsInline() {
-  SCOPED_TRACE(N);
+  ROW(N);
   const CellHeap heap;
   {
     SizeableBuffer<Cell, N> buffer;
@@ -60,7 +61,7 @@ void startsInline() {
 
 template <std::size_t N>
 void growsBy(unsigned long long size, unsigned long long capacity) {
-  SCOPED_TRACE(N);
+  ROW(N);
   const CellHeap heap;
   {
     SizeableBuffer<Cell, N> buffer;
@@ -94,8 +95,7 @@ TEST(SizeableBuffer, GrowsToTheNextPowerOfTwoFromFour) {
 TEST(SizeableBuffer, StaysInlineUpToN) {
   const CellHeap heap;
   SizeableBuffer<Cell, 16> buffer;
-  for (const unsigned long long size : {16ULL, 1ULL, 0ULL, 15ULL, 16ULL}) {
-    SCOPED_TRACE(size);
+  for (const unsigned long long size : rowsOf({16ULL, 1ULL, 0ULL, 15ULL, 16ULL})) {
     buffer.resize(size);
     EXPECT_TRUE(liesInside(buffer));
     expectSizes(buffer, 16, size);
@@ -133,8 +133,7 @@ TEST(SizeableBuffer, IsDestroyedThroughItsVirtualDestructor) {
 }
 
 TEST(SizeableBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
-  for (const unsigned long long size : {GiB + 1, 2 * GiB, 4 * GiB + 1, 1ULL << 63, greatest}) {
-    SCOPED_TRACE(size);
+  for (const unsigned long long size : rowsOf({GiB + 1, 2 * GiB, 4 * GiB + 1, 1ULL << 63, greatest})) {
     const CellHeap heap;
     SizeableBuffer<Cell, 16> buffer;
     EXPECT_THROW(buffer.resize(size), std::bad_alloc);
@@ -176,8 +175,7 @@ TEST(SizeableBuffer, ChangesNothingAboveItsMaximum) {
   expectSizes(buffer, 128, 100);
   Cell* const block = buffer.data();
   block[99].value = 'x';
-  for (const unsigned long long size : {101ULL, 1000ULL, GiB + 1, greatest}) {
-    SCOPED_TRACE(size);
+  for (const unsigned long long size : rowsOf({101ULL, 1000ULL, GiB + 1, greatest})) {
     buffer.resize(size);
     EXPECT_EQ(buffer.data(), block);
     EXPECT_EQ(block[99].value, 'x');

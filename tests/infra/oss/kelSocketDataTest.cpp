@@ -5,6 +5,7 @@
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRepeatedMemory.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
@@ -109,8 +110,7 @@ TEST(SocketWithoutAHandle, SaysNotConnected) {
   Connection connection;
   Socket& wasConnected = connection.socket;
   wasConnected.close();
-  for (const Operation& operation : operationsThatNeedAHandle()) {
-    SCOPED_TRACE(operation.name);
+  for (const Operation& operation : rowsOf(operationsThatNeedAHandle())) {
     EXPECT_THAT([&] { operation.run(fresh); },
                 Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "", 0).from(source));
     EXPECT_THAT([&] { operation.run(wasConnected); },
@@ -145,19 +145,19 @@ TEST(SocketWithAHandleThatIsGone, SaysThatItIsNoSocket) {
       {"shutdownSend", [](Socket& socket) { socket.shutdownSend(); }},
   };
   const auto expect = [&](const Operation& operation) {
-    SCOPED_TRACE(operation.name);
+    ROW(operation.name);
     EXPECT_THAT([&] { operation.run(connection.socket); },
                 Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, connection.host(), connection.port())
                     .from(source));
   };
-  for (const Operation& operation : operationsThatNeedAHandle()) {
+  for (const Operation& operation : rowsOf(operationsThatNeedAHandle())) {
     const std::string name = operation.name;
     // No system call is made for these, or the range is at fault first.
     if (name == "read of nothing" || name == "write of nothing" || name.find("null") != std::string::npos)
       continue;
     expect(operation);
   }
-  for (const Operation& operation : shutdowns) expect(operation);
+  for (const Operation& operation : rowsOf(shutdowns)) expect(operation);
 }
 
 // --- readOnce
@@ -302,8 +302,7 @@ const BadRange badRanges[] = {
 TEST_F(SocketRead, OfABadRangeTakesNothing) {
   peer.sends(10);
   awaitBytes(socket.handle(), 10);
-  for (const BadRange& row : badRanges) {
-    SCOPED_TRACE(row.why);
+  for (const BadRange& row : rowsOf(badRanges)) {
     char* start = row.null ? nullptr : buffer;
     EXPECT_THAT([&] { socket.read(start, row.offset, row.length); }, raisesCode(10014));
     EXPECT_THAT([&] { socket.readOnce(start, row.offset, row.length); }, raisesCode(10014));
@@ -326,8 +325,7 @@ TEST_F(SocketWrite, SendsItsRange) {
 }
 
 TEST_F(SocketWrite, OfABadRangeSendsNothing) {
-  for (const BadRange& row : badRanges) {
-    SCOPED_TRACE(row.why);
+  for (const BadRange& row : rowsOf(badRanges)) {
     const char* start = row.null ? nullptr : buffer;
     EXPECT_THAT([&] { socket.write(start, row.offset, row.length); }, raisesCode(10014));
     EXPECT_THAT([&] { socket.writeMessage(start, row.offset, row.length); }, raisesCode(10014));
@@ -356,8 +354,10 @@ TEST_F(SocketWrite, AfterThePeerClosedEndsInAReset) {
   awaitEnd(socket.handle());
   socket.write("x", 0, 1);  // the system takes it and learns of the end by it
   awaitReset(socket.handle());
-  for (int i = 0; i < 3; ++i)
+  for (int i = 0; i < 3; ++i) {
+    ROW("i", i);
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
+  }
   EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
   EXPECT_EQ(signals.count(), 0);
 }
@@ -368,7 +368,7 @@ TEST_F(SocketReset, IsWhatEveryReadAndWriteSaysFromThenOn) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    SCOPED_TRACE(i);
+    ROW(i);
     EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
@@ -380,7 +380,7 @@ TEST_F(SocketReset, IsWhatEveryWriteAndReadSaysFromThenOn) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    SCOPED_TRACE(i);
+    ROW(i);
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.writeMessage("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); },
@@ -393,7 +393,7 @@ TEST_F(SocketReset, StaysAResetForReadsAfterOnesOwnShutdownOfSending) {
   socket.shutdownSend();
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    SCOPED_TRACE(i);
+    ROW(i);
     EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
   }
@@ -450,7 +450,10 @@ TEST_F(SocketShutdown, OfSendingEndsTheStreamForThePeerAndKeepsReceiving) {
   socket.write("x", 0, 1);
   socket.shutdownSend();
   EXPECT_EQ(peer.receivesAll(), "x");
-  for (int i = 0; i < 2; ++i) EXPECT_THAT([&] { socket.write("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
+    EXPECT_THAT([&] { socket.write("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
+  }
   EXPECT_THAT([&] { socket.writeMessage("y", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
   peer.sends(5);
   EXPECT_EQ(socket.read(buffer, 0, 5), 5U);
@@ -468,6 +471,7 @@ TEST_F(SocketShutdown, OfSendingStaysTheReasonAfterThePeerHasClosed) {
 TEST_F(SocketShutdown, OfReceivingRefusesReadsAndKeepsSending) {
   socket.shutdownReceive();
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
     EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
   }
@@ -574,11 +578,11 @@ TEST_F(SocketOption, NonBlockingStaysNonBlockingUnderATimeout) {
 }
 
 TEST_F(SocketOption, TimeoutIsSetInMillisecondsForBothDirections) {
-  for (const unsigned int timeout : {1U, 50U, 1500U, 86'400'123U, 4'294'967'295U, 0U}) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned int timeout : rowsOf({1U, 50U, 1500U, 86'400'123U, 4'294'967'295U, 0U})) {
     socket.setTimeout(timeout);
     // The system counts in ticks of its own, of up to 10 ms, and never takes less than what was asked.
-    for (const unsigned long long set : {receiveTimeout(socket.handle()), sendTimeout(socket.handle())}) {
+    for (const unsigned long long set :
+         rowsOf({receiveTimeout(socket.handle()), sendTimeout(socket.handle())})) {
       EXPECT_GE(set, timeout);
       EXPECT_LE(set - timeout, timeout == 0 ? 0U : 10U);
     }
@@ -658,9 +662,9 @@ TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
 }
 
 TEST_F(SocketFrame, OfEachLengthAroundABlockIsWhole) {
-  for (const std::size_t block : {1024U, 1460U, 2048U, 4096U}) {
+  for (const std::size_t block : rowsOf({1024U, 1460U, 2048U, 4096U})) {
     for (std::size_t length = block - 8; length <= block + 8; ++length) {
-      SCOPED_TRACE(length);
+      ROW(length);
       const std::string text = pattern(length, length);
       socket.writeMessage(text.data(), 0, length);
       EXPECT_EQ(peer.receives(4), word(length));
@@ -708,8 +712,7 @@ TEST_F(SocketFrame, AboveTheCapacityLeavesItsPayloadWhenNotDrained) {
 
 TEST_F(SocketFrame, AboveTheCapacityIsDrainedSoThatTheNextOneIsRead) {
   // Around the drain's chunk, and more than one of it.
-  for (const std::size_t length : {1U, 21U, 1023U, 1024U, 1025U, 2048U, 2500U, 50'000U}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf({1U, 21U, 1023U, 1024U, 1025U, 2048U, 2500U, 50'000U})) {
     clear();
     std::thread sender([&] { peer.says(word(length) + std::string(length, 'd') + word(4) + "next"); });
     unsigned long long frameLength = 77;
@@ -761,6 +764,7 @@ TEST_F(SocketFrame, ThatNeverBeginsSaysClosed) {
   peer.closes();
   unsigned long long frameLength = 77;
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, true); }, raises("ERR_SOCKET_CLOSED"));
   }
   EXPECT_EQ(frameLength, 77U);
@@ -801,7 +805,7 @@ TEST_F(SocketFrame, OfOneSocketIsReadByAnother) {
   // The peer only passes the bytes on, so that both halves of the format come from the library.
   Connection other;
   const std::string text = pattern(0, 60);
-  for (const std::size_t length : {0U, 1U, 60U}) {
+  for (const std::size_t length : rowsOf({0U, 1U, 60U})) {
     socket.writeMessage(text.data(), 0, length);
     other.peer.says(peer.receives(4 + length));
     EXPECT_EQ(other.socket.readMessage(buffer, nullptr, 0, 100, false), length);

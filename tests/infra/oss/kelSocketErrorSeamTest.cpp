@@ -3,6 +3,7 @@
 #include "oss/kelSocketError.hpp"
 #include "support/kelFakeWinsockSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 
 #include <gmock/gmock.h>
@@ -46,7 +47,7 @@ class SocketError : public testing::Test {
 };
 
 TEST_F(SocketError, OfEveryCodeHasItsNameAndArgumentsWithAHost) {
-  for (const int code : allCodes()) {
+  for (const int code : rowsOf(allCodes())) {
     const auto named = namedCodes().find(code);
     const auto expected = named == namedCodes().end()
                               ? Raises<SocketException>("QN_ERR_SOCKET_ERROR", code, host, 4711)
@@ -56,7 +57,7 @@ TEST_F(SocketError, OfEveryCodeHasItsNameAndArgumentsWithAHost) {
 }
 
 TEST_F(SocketError, OfEveryCodeHasItsNameAndNothingButTheCodeWithoutAHost) {
-  for (const int code : allCodes()) {
+  for (const int code : rowsOf(allCodes())) {
     const auto named = namedCodes().find(code);
     const auto expected = named == namedCodes().end() ? Raises<SocketException>("QN_ERR_SOCKET_ERROR", code)
                                                       : Raises<SocketException>(named->second);
@@ -106,7 +107,7 @@ TEST_F(SocketError, RecordsTheLineThatRaisesIt) {
 }
 
 TEST_F(SocketError, OfTheLastCallTakesTheThreadsCode) {
-  for (const int code : sampleCodes) {
+  for (const int code : rowsOf(sampleCodes)) {
     fake.WSASetLastError(code);
     EXPECT_THAT([&] { oss::raiseLastError(peer); }, RaisesMapped(code, "peer.example", 4711).from(file));
     EXPECT_EQ(fake.WSAGetLastError(), code) << "raising leaves it";
@@ -115,7 +116,7 @@ TEST_F(SocketError, OfTheLastCallTakesTheThreadsCode) {
 
 TEST_F(SocketError, OfTheLastCallIsReadBeforeAnyHookRuns) {
   const SpoilingTrace trace;
-  for (const int code : sampleCodes) {
+  for (const int code : rowsOf(sampleCodes)) {
     fake.WSASetLastError(code);
     EXPECT_THAT([&] { oss::raiseLastError(peer); }, RaisesMapped(code, "peer.example", 4711).from(file));
   }
@@ -126,8 +127,8 @@ TEST_F(SocketError, OfTheResolverCarriesTheCodeAndTheSystemsText) {
     int code;
     std::string text;
   };
-  for (const Row& row : {Row{11001, "No such host is known."}, Row{0, ""}, Row{-5, "x"},
-                         Row{INT_MIN, std::string(1023, 'w')}}) {
+  for (const Row& row : rowsOf({Row{11001, "No such host is known."}, Row{0, ""}, Row{-5, "x"},
+                                Row{INT_MIN, std::string(1023, 'w')}})) {
     fake.forget();
     fake.on.systemText = [&](int) { return row.text; };
     EXPECT_THAT(

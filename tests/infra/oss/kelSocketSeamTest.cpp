@@ -3,6 +3,7 @@
 
 #include "support/kelFakeWinsockSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -54,7 +55,7 @@ TEST_F(SocketStart, HappensOncePerObjectWithVersionTwoPointTwoAndZeroedData) {
 }
 
 TEST_F(SocketStart, ThatFailsLeavesNoObjectAndNothingToCleanUp) {
-  for (const int code : {10091, 10092, 10067, 1}) {
+  for (const int code : rowsOf({10091, 10092, 10067, 1})) {
     fake.failing("WSAStartup").with(code);
     EXPECT_THAT([] { const Socket socket; },
                 Raises<SocketException>("ERR_WSASTARTUP_FAILED", "", 0).from(file))
@@ -65,7 +66,8 @@ TEST_F(SocketStart, ThatFailsLeavesNoObjectAndNothingToCleanUp) {
 
 TEST_F(SocketStart, OfAnotherVersionIsCleanedUpOnce) {
   int expected = 0;
-  for (const int version : {0x0000, 0x0101, 0x0002, 0x0200, 0x0102, 0x0201, 0x0203, 0x0302, 0x2020, 0xFFFF}) {
+  for (const int version :
+       rowsOf({0x0000, 0x0101, 0x0002, 0x0200, 0x0102, 0x0201, 0x0203, 0x0302, 0x2020, 0xFFFF})) {
     fake.on.WSAStartup = [version](auto, auto& data) {
       data.version = static_cast<std::uint16_t>(version);
       return 0;
@@ -104,7 +106,7 @@ TEST_F(SocketStart, FailingAnywhereInAConnectLeavesNothingBehind) {
   const int total = fake.countOf("WSAStartup");
   ASSERT_GE(total, 2) << "the views that the waiting needs";
   for (int nth = 1; nth <= total; ++nth) {
-    SCOPED_TRACE(nth);
+    ROW(nth);
     fake.failing("WSAStartup", nth).with(10091);
     EXPECT_THAT(connect, Raises<SocketException>("ERR_WSASTARTUP_FAILED", host, port).from(file));
     EXPECT_EQ(socket.handle(), invalidSocket);
@@ -205,7 +207,7 @@ TEST_F(SocketConnect, OfAConnectedObjectOrOfAViewIsRefusedAndTouchesNothing) {
   const SocketHandle handle = socket.handle();
   Socket view(socket);
   fake.forget();
-  for (Socket* each : {&socket, &view}) {
+  for (Socket* each : rowsOf({&socket, &view})) {
     EXPECT_THAT([&] { each->connect("other.example", 1, Socket::NullAddrInfoExternal, nullptr); },
                 Raises<SocketException>("ERR_SOCKET_CONNECTED", host, port).from(file));
     EXPECT_EQ(each->handle(), handle);
@@ -217,7 +219,7 @@ TEST_F(SocketConnect, OfAConnectedObjectOrOfAViewIsRefusedAndTouchesNothing) {
 
 TEST_F(SocketConnect, HandsTheHostToTheResolverInUtf8AtEveryLength) {
   connectsAtOnce();
-  for (const std::size_t length : {0U, 1U, 1023U, 1024U, 1025U, 1026U, 1027U, 2048U, 5000U}) {
+  for (const std::size_t length : rowsOf({0U, 1U, 1023U, 1024U, 1025U, 1026U, 1027U, 2048U, 5000U})) {
     const std::string name(length, 'h');
     std::string node = "not called";
     fake.on.getaddrinfo = [&](const char* asked, auto, const auto&, auto& list) {
@@ -259,7 +261,7 @@ TEST_F(SocketConnect, WritesThePortInDecimalWhateverItsValue) {
   connectsAtOnce();
   const std::vector<std::pair<unsigned int, std::string>> rows = {
       {0, "0"}, {80, "80"}, {65535, "65535"}, {65536, "65536"}, {4294967295U, "4294967295"}};
-  for (const auto& [number, service] : rows) {
+  for (const auto& [number, service] : rowsOf(rows)) {
     fake.forget();
     socket.connect("h", number, Socket::NullAddrInfoExternal, nullptr);
     EXPECT_EQ(fake.steps().at(0), "getaddrinfo(\"h\", \"" + service + "\", 0, 0, 1, 0)");
@@ -275,8 +277,8 @@ TEST_F(SocketConnect, SaysWhyANameDoesNotResolve) {
   };
   const std::vector<Row> rows = {{11001, "No such host is known."}, {11002, "Try again."}, {11003, ""},
                                  {8, "Not enough memory."},         {10022, "Bad."},       {-1, "Odd."}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.code);
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.code);
     fake.forget();
     fake.on.getaddrinfo = [&](auto, auto, const auto&, auto& list) {
       list.clear();
@@ -356,8 +358,8 @@ TEST_F(SocketConnect, SaysNotConnectedWhenEveryAddressFailsAtOnce) {
     const char* function;
     int closed;
   };
-  for (const Row& row : {Row{"socket", 0}, Row{"ioctlsocketNonBlocking", 2}, Row{"connect", 2}}) {
-    SCOPED_TRACE(row.function);
+  for (const Row& row : rowsOf({Row{"socket", 0}, Row{"ioctlsocketNonBlocking", 2}, Row{"connect", 2}})) {
+    ROW(row.function);
     resolvesTo({inetAddress("10.0.0.1", 1), inetAddress("10.0.0.2", 2)});
     connectsAtOnce();
     fake.forget();
@@ -390,9 +392,9 @@ struct LateFailure {
 class SocketConnectLate : public SocketConnect, public testing::WithParamInterface<LateFailure> {};
 
 TEST_P(SocketConnectLate, FailureEndsTheCallWithItsCode) {
-  for (const int code : sampleCodes) {
-    for (const bool spoiling : {false, true}) {
-      SCOPED_TRACE(testing::Message() << code << (spoiling ? " with hooks" : ""));
+  for (const int code : rowsOf(sampleCodes)) {
+    for (const bool spoiling : rowsOf({false, true})) {
+      ROW(code, (spoiling ? " with hooks" : ""));
       resolvesTo({inetAddress("10.0.0.1", port), inetAddress("10.0.0.2", port)});
       connectsLater();
       fake.forget();
@@ -426,8 +428,8 @@ TEST_F(SocketConnect, EndsWithTheErrorThatIsPending) {
       {true, true, 10061}, {true, true, 0},       {true, false, 10060},  {true, false, 10051},
       {true, true, 10054}, {false, false, 10061}, {false, false, 10065},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.late << row.inErrorSet << " " << row.pending);
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.late, row.inErrorSet, row.pending);
     resolvesTo({inetAddress("10.0.0.1", port), inetAddress("10.0.0.2", port)});
     row.late ? connectsLater() : connectsAtOnce();
     if (row.inErrorSet) {
@@ -450,8 +452,7 @@ TEST_F(SocketConnect, EndsWithTheErrorThatIsPending) {
 }
 
 TEST_F(SocketConnect, EndsWithATimeoutWhenNothingHappens) {
-  for (const unsigned long long limit : {0ULL, 1ULL, 1500ULL, ULLONG_MAX}) {
-    SCOPED_TRACE(limit);
+  for (const unsigned long long limit : rowsOf({0ULL, 1ULL, 1500ULL, ULLONG_MAX})) {
     resolvesTo({inetAddress("10.0.0.1", port), inetAddress("10.0.0.2", port)});
     connectsLater();
     fake.on.select = [](auto& read, auto& write, auto& error, auto) {
@@ -531,7 +532,7 @@ TEST_F(SocketClose, OfAViewDoesNothing) {
 }
 
 TEST_F(SocketClose, ThatFailsRaisesNothingAndForgetsTheHandleAllTheSame) {
-  for (const int code : sampleCodes) {
+  for (const int code : rowsOf(sampleCodes)) {
     Socket socket;
     connected(socket);
     fake.on.closesocket = [&](SocketHandle handle) {
@@ -630,10 +631,10 @@ void answersInPieces(FakeWinsock& fake) {
 class SocketOperation : public SocketFixture {};
 
 TEST_F(SocketOperation, ThatFailsGivesTheCodeOfItsCallAndLeavesTheConnection) {
-  for (const Operation& operation : operations()) {
-    for (const int code : sampleCodes) {
-      for (const bool spoiling : {false, true}) {
-        SCOPED_TRACE(testing::Message() << operation.name << " " << code << (spoiling ? " with hooks" : ""));
+  for (const Operation& operation : rowsOf(operations())) {
+    for (const int code : rowsOf(sampleCodes)) {
+      for (const bool spoiling : rowsOf({false, true})) {
+        ROW(operation.name, code, (spoiling ? " with hooks" : ""));
         fake.forget();
         Socket socket;
         connected(socket);
@@ -659,13 +660,12 @@ TEST_F(SocketOperation, WithoutAHandleCallsNothing) {
   Socket socket;
   resolvesTo({});
   fake.on.systemText = [](int) { return ""; };
-  for (const bool afterFailedConnect : {false, true}) {
+  for (const bool afterFailedConnect : rowsOf({false, true})) {
     if (afterFailedConnect) {
       EXPECT_THROW(socket.connect(host, port, Socket::NullAddrInfoExternal, nullptr), SocketException);
     }
     fake.forget();
-    for (const Operation& operation : operations()) {
-      SCOPED_TRACE(operation.name);
+    for (const Operation& operation : rowsOf(operations())) {
       const auto run = [&] { operation.run(socket); };
       if (std::count(harmless.begin(), harmless.end(), operation.name) > 0) {
         EXPECT_NO_THROW(run());
@@ -833,9 +833,9 @@ TEST_F(SocketData, CountsAboveTheLargestIntAreCappedCallByCall) {
   };
   onlyCounts();
   char buffer[1] = {};
-  for (const Row& row : rows) {
-    for (const bool reading : {true, false}) {
-      SCOPED_TRACE(testing::Message() << row.length << (reading ? " read" : " written"));
+  for (const Row& row : rowsOf(rows)) {
+    for (const bool reading : rowsOf({true, false})) {
+      ROW(row.length, (reading ? " read" : " written"));
       fake.forget();
       counted = 0;
       if (reading) {
@@ -868,9 +868,9 @@ TEST_F(SocketData, RangesThatWrapOrHaveNoBufferAreRefusedBeforeAnyCall) {
     unsigned long long offset;
     unsigned long long length;
   };
-  for (const Row& row : {Row{nullptr, 0, 1}, Row{nullptr, 8, 8}, Row{buffer, ULLONG_MAX, 2},
-                         Row{buffer, 2, ULLONG_MAX}, Row{buffer, 1ULL << 63U, 1ULL << 63U}}) {
-    SCOPED_TRACE(testing::Message() << row.offset << " " << row.length);
+  for (const Row& row : rowsOf({Row{nullptr, 0, 1}, Row{nullptr, 8, 8}, Row{buffer, ULLONG_MAX, 2},
+                                Row{buffer, 2, ULLONG_MAX}, Row{buffer, 1ULL << 63U, 1ULL << 63U}})) {
+    ROW(row.offset, row.length);
     EXPECT_THAT([&] { socket().readOnce(row.start, row.offset, row.length); },
                 RaisesMapped(10014, host, port).from(file));
     EXPECT_THAT([&] { socket().read(row.start, row.offset, row.length); },
@@ -888,8 +888,7 @@ TEST_F(SocketData, RangesThatWrapOrHaveNoBufferAreRefusedBeforeAnyCall) {
 class SocketFrame : public SocketData {};
 
 TEST_F(SocketFrame, OfASmallPayloadLeavesInOneSend) {
-  for (const std::size_t length : {0U, 1U, 2U, 3U, 100U, 1024U}) {
-    SCOPED_TRACE(length);
+  for (const std::size_t length : rowsOf({0U, 1U, 2U, 3U, 100U, 1024U})) {
     sent.clear();
     fake.forget();
     sendsAtMost({});
@@ -903,7 +902,7 @@ TEST_F(SocketFrame, OfASmallPayloadLeavesInOneSend) {
 TEST_F(SocketFrame, ReportsTwoWritesInsideItsOwnHooksWhateverTheSends) {
   sendsAtMost({});
   const std::string large(1 << 20, 'L');
-  for (const std::size_t length : {std::size_t{0}, std::size_t{5}, large.size()}) {
+  for (const std::size_t length : rowsOf({std::size_t{0}, std::size_t{5}, large.size()})) {
     TraceRecorder trace(0x20000);
     socket().writeMessage(large.data(), 0, length);
     EXPECT_THAT(trace.calls(), ElementsAre("traceEntry 61D", "traceEntry 61B", "traceExit 61B 0",
@@ -915,7 +914,9 @@ TEST_F(SocketFrame, ReportsTwoWritesInsideItsOwnHooksWhateverTheSends) {
 TEST_F(SocketFrame, SurvivesEverySplitOfItsSends) {
   const std::string payload = "payload";
   for (int first = 1; first <= 11; ++first) {
+    ROW("first", first);
     for (int second = 1; second <= 11; ++second) {
+      ROW("second", second);
       sent.clear();
       sendsAtMost({first, second, 1, 1});
       socket().writeMessage(payload.data(), 0, payload.size());
@@ -926,7 +927,8 @@ TEST_F(SocketFrame, SurvivesEverySplitOfItsSends) {
 
 TEST_F(SocketFrame, OfEverySizeIsTheWordAndThePayload) {
   for (std::size_t length = 0; length < 70000; length = length * 2 + 1) {
-    for (const std::size_t more : {0U, 1U, 2U, 3U, 4U, 5U}) {
+    ROW("length", length);
+    for (const std::size_t more : rowsOf({0U, 1U, 2U, 3U, 4U, 5U})) {
       sent.clear();
       sendsAtMost({});
       std::string payload;
@@ -943,9 +945,9 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
     std::uint32_t word;
   };
   const std::string beginning(65536, 'p');  // sends only count: nobody looks at what is behind it
-  for (const Row& row : {Row{0x7FFFFFFFULL, 0x7FFFFFFFU}, Row{0x80000000ULL, 0x80000000U},
-                         Row{0xFFFFFFFFULL, 0xFFFFFFFFU}, Row{0x100000005ULL, 5U}}) {
-    SCOPED_TRACE(row.length);
+  for (const Row& row : rowsOf({Row{0x7FFFFFFFULL, 0x7FFFFFFFU}, Row{0x80000000ULL, 0x80000000U},
+                                Row{0xFFFFFFFFULL, 0xFFFFFFFFU}, Row{0x100000005ULL, 5U}})) {
+    ROW(row.length);
     std::string start;
     counted = 0;
     fake.on.send = [&](auto, const char* bytes, int length) {
@@ -961,6 +963,7 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
 
 TEST_F(SocketFrame, ThatFailsInTheMiddleSaysSoAndSendsNoMore) {
   for (int nth = 1; nth <= 4; ++nth) {
+    ROW("nth", nth);
     fake.forget();
     sendsAtMost({2, 2, 2});
     fake.failing("send", nth).with(10054);
@@ -985,7 +988,7 @@ TEST_F(SocketFrame, IsReadAsItsWordAndThenItsPayload) {
 TEST_F(SocketFrame, IsReadByteByByteWithOrWithoutALengthToFill) {
   std::vector<std::string> pieces;
   for (const char byte : frame("hello")) pieces.emplace_back(1, byte);
-  for (const bool asked : {true, false}) {
+  for (const bool asked : rowsOf({true, false})) {
     receives(pieces);
     char buffer[8] = {};
     unsigned long long length = 99;
@@ -1017,10 +1020,10 @@ TEST_F(SocketFrame, WhoseWordIsCutShortCountsItsMissingBytesAsZero) {
     std::string bytes;
     std::uint32_t length;
   };
-  for (const Row& row :
-       {Row{std::string("\x00", 1), 0U}, Row{std::string("\x01", 1), 0x01000000U},
-        Row{std::string("\x00\x02", 2), 0x00020000U}, Row{std::string("\xFF\x00\x03", 3), 0xFF000300U}}) {
-    SCOPED_TRACE(row.length);
+  for (const Row& row : rowsOf({Row{std::string("\x00", 1), 0U}, Row{std::string("\x01", 1), 0x01000000U},
+                                Row{std::string("\x00\x02", 2), 0x00020000U},
+                                Row{std::string("\xFF\x00\x03", 3), 0xFF000300U}})) {
+    ROW(row.length);
     receives({row.bytes});
     unsigned long long length = 99;
     const auto reading = [&] { socket().readMessage(scratch, &length, 0, 1, false); };
@@ -1044,8 +1047,8 @@ TEST_F(SocketFrame, LengthsAboveTheLargestIntAreUnsigned) {
       {0x80000000U, {"recv(#1, 4)", "recv(#1, 2147483647)", "recv(#1, 1)"}},
       {0xFFFFFFFFU, {"recv(#1, 4)", "recv(#1, 2147483647)", "recv(#1, 2147483647)", "recv(#1, 1)"}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.word);
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.word);
     fake.forget();
     fake.on.recv = [&](auto, char* bytes, int length) {
       if (length == 4) std::memcpy(bytes, lengthWord(row.word).data(), 4);
@@ -1073,9 +1076,9 @@ TEST_F(SocketFrame, ThatDoesNotFitIsLeftInTheStreamUnlessDrained) {
       {1025, {"recv(#1, 4)", "recv(#1, 1024)", "recv(#1, 1)"}},
       {3000, {"recv(#1, 4)", "recv(#1, 1024)", "recv(#1, 1024)", "recv(#1, 952)"}},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.length);
-    for (const bool drain : {false, true}) {
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.length);
+    for (const bool drain : rowsOf({false, true})) {
       receives({frame(std::string(row.length, 'z')) + frame("next")});
       fake.forget();
       char buffer[16] = {};
@@ -1272,7 +1275,7 @@ TEST_F(SocketSelect, ConvertsTheTimeout) {
   };
   std::list<Socket> nothing;
   leaves({}, {}, {}, 0);
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     std::list<Socket> read = listOf({0});
     fake.forget();
     Socket::select(read, nothing, nothing, &row.milliseconds);
@@ -1288,7 +1291,7 @@ TEST_F(SocketSelect, CutsATimeoutBeyondTheSystemsToTheLongest) {
     return static_cast<int>(read.count = 0);
   };
   for (const unsigned long long timeout :
-       {2147483648000ULL, 2147483648001ULL, 4294967296000ULL, 4294967297000ULL, ULLONG_MAX}) {
+       rowsOf({2147483648000ULL, 2147483648001ULL, 4294967296000ULL, 4294967297000ULL, ULLONG_MAX})) {
     std::list<Socket> read = listOf({0});
     Socket::select(read, nothing, nothing, &timeout);
     EXPECT_EQ(asked.seconds, 2147483647) << timeout;
@@ -1306,10 +1309,10 @@ TEST_F(SocketSelect, ThatFailsNamesTheFirstSocketOfTheFirstListAndChangesNothing
   };
   const std::vector<Row> rows = {{{2, 1}, {3}, {4}, 2}, {{1}, {}, {}, 1},    {{}, {3, 2}, {1}, 3},
                                  {{}, {1}, {}, 1},      {{}, {}, {4, 1}, 4}, {{3}, {}, {1}, 3}};
-  for (const Row& row : rows) {
-    for (const int code : sampleCodes) {
-      for (const bool spoiling : {false, true}) {
-        SCOPED_TRACE(testing::Message() << "socket " << row.named << ", " << code);
+  for (const Row& row : rowsOf(rows)) {
+    for (const int code : rowsOf(sampleCodes)) {
+      for (const bool spoiling : rowsOf({false, true})) {
+        ROW("socket", row.named, "code", code);
         std::list<Socket> read = listOf(row.read);
         std::list<Socket> write = listOf(row.write);
         std::list<Socket> error = listOf(row.error);
@@ -1351,7 +1354,7 @@ TEST_F(SocketResolve, ReturnsTheResolversCodeAndLeavesTheRecordUntouched) {
   Socket::_AddrInfoExternal record;
   std::memset(record.bytes, 0x5A, sizeof record.bytes);
   const Socket::_AddrInfoExternal before = record;
-  for (const int code : {11001, 11002, 11003, 11004, 8, 10022, -1}) {
+  for (const int code : rowsOf({11001, 11002, 11003, 11004, 8, 10022, -1})) {
     fake.forget();
     fake.on.getaddrinfo = [&](auto, auto, const auto&, auto& list) {
       list = {inetAddress("10.0.0.1", 1)};

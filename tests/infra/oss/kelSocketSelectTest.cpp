@@ -4,6 +4,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
@@ -118,7 +119,7 @@ TEST(SocketSelect, ErasesViewsWithoutClosingAnything) {
   Lists lists{{crowd.socket(0), crowd.socket(1)}, {}, {}};
   EXPECT_EQ(lists.select(&onlyLook), 0U);
   char byte = 0;
-  for (const std::size_t i : {0U, 1U}) {
+  for (const std::size_t i : rowsOf({0U, 1U})) {
     crowd.wakes(i);
     EXPECT_EQ(crowd[i].socket.read(&byte, 0, 1), 1U);
   }
@@ -193,6 +194,7 @@ TEST(SocketSelect, TellsAResetAsReadableAndNotAsAnError) {
   connection.peer.resets();
   awaitReset(connection.handle());
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     Lists lists{{connection.socket}, {}, {connection.socket}};
     EXPECT_EQ(lists.select(nullptr), 1U);
     EXPECT_THAT(handlesIn(lists.read), ElementsAre(connection.handle()));
@@ -326,8 +328,7 @@ TEST(SocketSelect, OfAHandleThatIsGoneNamesTheFirstSocketAndLeavesTheLists) {
   Crowd crowd(4);  // one good socket for each list, and the bad one
   crowd.wakes(0);
   closeBehindItsBack(crowd.handle(3));
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const Row& row : rowsOf(rows)) {
     Sockets all[3];
     const bool good[] = {row.read, row.write, row.error};
     std::vector<Handle> before[3];
@@ -340,7 +341,10 @@ TEST(SocketSelect, OfAHandleThatIsGoneNamesTheFirstSocketAndLeavesTheLists) {
                 Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, crowd[row.named].host(),
                                         crowd[row.named].port())
                     .from(source));
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(handlesIn(all[i]), before[i]);
+    for (std::size_t i = 0; i < 3; ++i) {
+      ROW("i", i);
+      EXPECT_EQ(handlesIn(all[i]), before[i]);
+    }
   }
 }
 
@@ -358,8 +362,7 @@ TEST(SocketSelect, DoesNotSeeABadHandleBeyond64) {
 
 TEST(SocketSelect, KeepsItsTimeoutAndThenEmptiesTheLists) {
   const Crowd crowd(1);
-  for (const unsigned long long timeout : {1ULL, 40ULL, 999ULL, 1050ULL}) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned long long timeout : rowsOf({1ULL, 40ULL, 999ULL, 1050ULL})) {
     Lists lists{{crowd.socket(0)}, {}, {crowd.socket(0)}};
     const Clock::time_point start = Clock::now();
     EXPECT_EQ(lists.select(&timeout), 0U);
@@ -373,8 +376,7 @@ TEST(SocketSelect, ReturnsAtOnceWhenSomethingIsReady) {
   Crowd crowd(1);
   crowd.wakes(0);
   const unsigned long long timeouts[] = {0, 1, 1ULL << 31, 1ULL << 32, 1ULL << 63, ~0ULL};
-  for (const unsigned long long timeout : timeouts) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned long long timeout : rowsOf(timeouts)) {
     Lists lists{{crowd.socket(0)}, {}, {}};
     EXPECT_EQ(lists.select(&timeout), 1U);
   }
@@ -387,8 +389,8 @@ TEST(SocketSelect, WaitsForWhatComesLater) {
       1ULL << 63, ~0ULL};
   std::vector<const unsigned long long*> timeouts = {nullptr};
   for (const unsigned long long& timeout : longest) timeouts.push_back(&timeout);
-  for (const unsigned long long* timeout : timeouts) {
-    SCOPED_TRACE(timeout == nullptr ? "without limit" : std::to_string(*timeout));
+  for (const unsigned long long* timeout : rowsOf(timeouts)) {
+    ROW(timeout == nullptr ? "without limit" : std::to_string(*timeout));
     Connection connection;
     const ThreadView waiter;
     std::thread sender([&] {
@@ -406,9 +408,11 @@ TEST(SocketSelect, WaitsForWhatComesLater) {
 TEST(SocketSelect, RunsInSeveralThreadsAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
+    ROW("i", i);
     threads.emplace_back([] {
       Crowd crowd(3);
       for (int round = 0; round < 50; ++round) {
+        ROW("round", round);
         crowd.wakes(1);
         Lists lists{{crowd.socket(0), crowd.socket(1)}, {crowd.socket(2)}, {crowd.socket(0)}};
         EXPECT_EQ(lists.select(nullptr), 2U);

@@ -1,6 +1,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "platform/kelWinsock.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -57,13 +58,12 @@ TEST(SocketServerOptions, AcceptedConnectionsStartWithTheBufferSizesThatWereSet)
       {"receive", &SocketServer::setReceiveBufferSize, platform::optionReceiveBuffer,
        platform::optionSendBuffer},
       {"send", &SocketServer::setSendBufferSize, platform::optionSendBuffer, platform::optionReceiveBuffer}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const Row& row : rowsOf(rows)) {
     SocketServer server;
     server.listen(0, 5, false);
     const int untouched = optionOf(Connection(server).far, platform::levelSocket, row.otherOption);
     std::vector<int> got;
-    for (const int size : {8 * 1024, 40 * 1024, 100 * 1024}) {
+    for (const int size : rowsOf({8 * 1024, 40 * 1024, 100 * 1024})) {
       (server.*row.set)(size);
       Connection connection(server);
       got.push_back(optionOf(connection.far, platform::levelSocket, row.option));
@@ -77,8 +77,7 @@ TEST(SocketServerOptions, AcceptedConnectionsStartWithTheBufferSizesThatWereSet)
 }
 
 TEST(SocketServerOptions, AddressReuseIsSetAndTakenBack) {
-  for (const bool reuse : {false, true}) {
-    SCOPED_TRACE(reuse);
+  for (const bool reuse : rowsOf({false, true})) {
     SocketServer server;
     server.listen(0, 5, reuse);
     const auto inherited = [&] {

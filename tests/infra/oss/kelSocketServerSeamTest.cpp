@@ -4,6 +4,7 @@
 
 #include "support/kelFakeWinsockSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 
 #include <gmock/gmock.h>
@@ -152,7 +153,7 @@ TEST_F(ServerListen, OnPortZeroAsksWhichPortItGot) {
 }
 
 TEST_F(ServerListen, HandsTheBacklogAndThePortOnUnchanged) {
-  for (const unsigned int backlog : {0U, 1U, 2147483647U, 2147483648U, 4294967295U}) {
+  for (const unsigned int backlog : rowsOf({0U, 1U, 2147483647U, 2147483648U, 4294967295U})) {
     fake.forget();
     server().listen(backlog, backlog, false);
     if (backlog != 0) {
@@ -181,8 +182,8 @@ TEST_F(ServerListen, ReadsThePortOfTheFamiliesItKnowsOnly) {
       {{0, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0},
       {{2, 1, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.address));
+  for (const Row& row : rowsOf(rows)) {
+    ROW(testing::PrintToString(row.address));
     named(row.address);
     server().listen(0, 1, false);
     EXPECT_EQ(server().getPort(), row.port);
@@ -208,7 +209,7 @@ TEST_F(ServerListen, TakesTheFirstAddressThatBinds) {
 
 TEST_F(ServerListen, SaysWhyTheWildcardDoesNotResolve) {
   for (const auto& [code, text] :
-       {std::pair{11003, "Fatal."}, std::pair{11001, ""}, std::pair{8, "Memory."}}) {
+       rowsOf({std::pair{11003, "Fatal."}, std::pair{11001, ""}, std::pair{8, "Memory."}})) {
     fake.failing("getaddrinfo").with(code);
     fake.on.systemText = [text = text](int) { return text; };
     EXPECT_THAT([&] { server().listen(80, 1, false); },
@@ -225,9 +226,9 @@ TEST_F(ServerListen, ThatBindsNothingGivesTheCodeOfTheLastFailure) {
     int code;
   };
   for (const Row& row :
-       {Row{"bind", 10048}, Row{"bind", 10013}, Row{"socket", 10024}, Row{"socket", 10054}}) {
-    for (const bool spoiling : {false, true}) {
-      SCOPED_TRACE(testing::Message() << row.lastFunction << row.code << spoiling);
+       rowsOf({Row{"bind", 10048}, Row{"bind", 10013}, Row{"socket", 10024}, Row{"socket", 10054}})) {
+    for (const bool spoiling : rowsOf({false, true})) {
+      ROW(testing::Message() << row.lastFunction << row.code << spoiling);
       offers({inetAddress("0.0.0.0", 1), inetAddress("0.0.0.0", 2)});
       fake.failing("bind", 1).with(10049);
       fake.failing(row.lastFunction, 2).with(row.code);
@@ -252,9 +253,9 @@ TEST_F(ServerListen, ThatIsOfferedNoAddressGivesTheLastErrorAsItStands) {
 }
 
 TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
-  for (const int code : sampleCodes) {
-    for (const bool spoiling : {false, true}) {
-      SCOPED_TRACE(testing::Message() << code << spoiling);
+  for (const int code : rowsOf(sampleCodes)) {
+    for (const bool spoiling : rowsOf({false, true})) {
+      ROW(testing::Message() << code << spoiling);
       offers({inetAddress("0.0.0.0", 1), inetAddress("0.0.0.0", 2)});
       fake.failing("setsockopt").with(code);
       std::optional<SpoilingTrace> trace;
@@ -271,10 +272,10 @@ TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
 
 TEST_F(ServerListen, ThatFailsAfterTheBindingKeepsTheHandleUntilClose) {
   named({2, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-  for (const char* function : {"listen", "getsockname"}) {
-    for (const int code : sampleCodes) {
-      for (const bool spoiling : {false, true}) {
-        SCOPED_TRACE(testing::Message() << function << " " << code << spoiling);
+  for (const char* function : rowsOf({"listen", "getsockname"})) {
+    for (const int code : rowsOf(sampleCodes)) {
+      for (const bool spoiling : rowsOf({false, true})) {
+        ROW(testing::Message() << function << " " << code << spoiling);
         fake.failing(function).with(code);
         std::optional<SpoilingTrace> trace;
         if (spoiling) trace.emplace();
@@ -437,7 +438,8 @@ TEST_F(ServerAccept, EndsWithATimeoutOfItsOwn) {
     unsigned long long timeout;
     const char* text;
   };
-  for (const Row& row : {Row{0, "0 s 0 us"}, Row{1500, "1 s 500000 us"}, Row{20000000, "20000 s 0 us"}}) {
+  for (const Row& row :
+       rowsOf({Row{0, "0 s 0 us"}, Row{1500, "1 s 500000 us"}, Row{20000000, "20000 s 0 us"}})) {
     fake.forget();
     EXPECT_THAT([&] { accept(&row.timeout); },
                 Raises<SocketException>("ERR_SOCKET_TIMEOUT", host, 4711).from(file));
@@ -466,10 +468,10 @@ TEST_F(ServerAccept, TakesAConnectionEvenIfTheSetCameBackEmpty) {
 }
 
 TEST_F(ServerAccept, FailsWithTheCodeOfTheCallThatFailed) {
-  for (const char* function : {"select", "accept"}) {
-    for (const int code : sampleCodes) {
-      for (const bool spoiling : {false, true}) {
-        SCOPED_TRACE(testing::Message() << function << " " << code << spoiling);
+  for (const char* function : rowsOf({"select", "accept"})) {
+    for (const int code : rowsOf(sampleCodes)) {
+      for (const bool spoiling : rowsOf({false, true})) {
+        ROW(testing::Message() << function << " " << code << spoiling);
         fake.failing(function).with(code);
         std::optional<SpoilingTrace> trace;
         if (spoiling) trace.emplace();
@@ -494,7 +496,7 @@ TEST_F(ServerAccept, WhoseViewsDoNotStartLeavesAServerThatCanBeClosed) {
   const int total = fake.countOf("WSAStartup");
   ASSERT_GE(total, 1);
   for (int nth = 1; nth <= total; ++nth) {
-    SCOPED_TRACE(nth);
+    ROW(nth);
     fake.failing("WSAStartup", nth).with(10091);
     EXPECT_THAT([&] { accept(); },
                 Raises<SocketException>("ERR_WSASTARTUP_FAILED", host, 4711).from("kelSocket.cpp"));
@@ -517,9 +519,10 @@ TEST_F(ServerAccept, ClosedDuringTheWaitSaysInvalidWhateverTheWaitSaid) {
       {"a reset", [](FakeWinsock& f, SocketSet&) { return f.fails(10054); }},
   };
   const unsigned long long limit = 60000;
-  for (const Row& row : rows) {
-    for (const unsigned long long* timeout : {static_cast<const unsigned long long*>(nullptr), &limit}) {
-      SCOPED_TRACE(row.name);
+  for (const Row& row : rowsOf(rows)) {
+    for (const unsigned long long* timeout :
+         rowsOf({static_cast<const unsigned long long*>(nullptr), &limit})) {
+      ROW(row.name);
       std::promise<void> woken;
       std::thread closer;
       fake.on.wakeAccept = [&](SocketHandle) { woken.set_value(); };
@@ -597,10 +600,10 @@ TEST_F(ServerOptions, ThatFailGiveTheCodeAndLeaveTheServerListening) {
       {"port", "getsockname", [](SocketServer& s) { s.queryPort(); }},
   };
   listening(4711);
-  for (const Row& row : rows) {
-    for (const int code : sampleCodes) {
-      for (const bool spoiling : {false, true}) {
-        SCOPED_TRACE(testing::Message() << row.name << " " << code << spoiling);
+  for (const Row& row : rowsOf(rows)) {
+    for (const int code : rowsOf(sampleCodes)) {
+      for (const bool spoiling : rowsOf({false, true})) {
+        ROW(testing::Message() << row.name << " " << code << spoiling);
         fake.failing(row.function).with(code);
         std::optional<SpoilingTrace> trace;
         if (spoiling) trace.emplace();

@@ -3,6 +3,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelResolverText.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTakenPort.hpp"
 
 #include <gmock/gmock.h>
@@ -104,8 +105,8 @@ const IdleRow idleRows[] = {
 
 TEST(SocketServer, WithoutAHandleSaysSoInEveryOperation) {
   const unsigned long long none = 0;
-  for (const IdleRow& row : idleRows) {
-    SCOPED_TRACE(row.how);
+  for (const IdleRow& row : rowsOf(idleRows)) {
+    ROW(row.how);
     SocketServer server;
     row.prepare(server);
     Socket client;
@@ -125,8 +126,8 @@ TEST(SocketServer, WithoutAHandleSaysSoInEveryOperation) {
 }
 
 TEST(SocketServer, WithoutAHandleCanListen) {
-  for (const IdleRow& row : idleRows) {
-    SCOPED_TRACE(row.how);
+  for (const IdleRow& row : rowsOf(idleRows)) {
+    ROW(row.how);
     SocketServer server;
     row.prepare(server);
     listenAnywhere(server);
@@ -164,8 +165,7 @@ TEST(SocketServer, AskedForPortZeroGetsOneOfItsOwn) {
 }
 
 TEST(SocketServer, StoresThePortItIsGiven) {
-  for (const bool reuse : {false, true}) {
-    SCOPED_TRACE(reuse);
+  for (const bool reuse : rowsOf({false, true})) {
     const unsigned int port = freePort();
     SocketServer server;
     server.listen(port, 5, reuse);
@@ -209,8 +209,7 @@ TEST_F(SocketServerTest, KeepsItsPortToItself) {
 // No port is listened on that was not asked for: the number is not taken modulo 65536. The system's own text
 // of the refusal is the last argument; there are systems that have none.
 TEST(SocketServer, TakesNoPortAboveTheLargest) {
-  for (const unsigned int port : {65536U, 65537U, 70000U, std::numeric_limits<unsigned int>::max()}) {
-    SCOPED_TRACE(port);
+  for (const unsigned int port : rowsOf({65536U, 65537U, 70000U, std::numeric_limits<unsigned int>::max()})) {
     SocketServer server;
     std::string error = "none";
     std::vector<std::string> arguments;
@@ -228,8 +227,7 @@ TEST(SocketServer, TakesNoPortAboveTheLargest) {
 }
 
 TEST_F(SocketServerTest, ListensOnTheWildcardOfIPv4) {
-  for (const char* address : {"127.0.0.1", "127.0.0.2", "127.255.255.254"}) {
-    SCOPED_TRACE(address);
+  for (const char* address : rowsOf({"127.0.0.1", "127.0.0.2", "127.255.255.254"})) {
     Socket near;
     Socket far;
     near.connect(address, server.getPort(), Socket::NullAddrInfoExternal, nullptr);
@@ -280,7 +278,7 @@ TEST(SocketServer, ListensAgainOnItsPortAtOnce) {
   const unsigned int port = freePort();
   SocketServer server;
   for (int round = 0; round < 50; ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     server.listen(port, 5, false);
     ASSERT_EQ(server.queryPort(), port);
     server.close();
@@ -324,8 +322,7 @@ TEST(SocketServer, CanBeMadeToLeaveAReusablePort) {
 // -------------------------------------------------------------------------------------------------
 
 TEST_F(SocketServerTest, GivesUpAfterTheTimeOut) {
-  for (const unsigned long long timeout : {0ULL, 1ULL, 30ULL, 110ULL}) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned long long timeout : rowsOf({0ULL, 1ULL, 30ULL, 110ULL})) {
     Socket client;
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT([&] { server.accept(client, &timeout); },
@@ -345,8 +342,8 @@ TEST_F(SocketServerTest, TakesAConnectionUnderAnyTimeOut) {
   const std::optional<unsigned long long> timeouts[] = {
       std::nullopt, 60'000,     1ULL << 31,
       1ULL << 32,   1ULL << 63, std::numeric_limits<unsigned long long>::max()};
-  for (const std::optional<unsigned long long>& timeout : timeouts) {
-    SCOPED_TRACE(timeout ? std::to_string(*timeout) : "no limit");
+  for (const std::optional<unsigned long long>& timeout : rowsOf(timeouts)) {
+    ROW(timeout ? std::to_string(*timeout) : "no limit");
     Socket near;
     dial(near, server.getPort());
     Socket far;
@@ -500,6 +497,7 @@ TEST(SocketServer, AcceptsHundredsOfClientsInTheOrderTheyCame) {
   std::list<Socket> clients;
   std::list<Socket> accepted;
   for (int batch = 0; batch < batches; ++batch) {
+    ROW("batch", batch);
     for (int i = 0; i < batchSize; ++i) {
       Socket& client = clients.emplace_back();
       dial(client, server.getPort());
@@ -507,6 +505,7 @@ TEST(SocketServer, AcceptsHundredsOfClientsInTheOrderTheyCame) {
       client.writeMessage(number.data(), 0, number.size());
     }
     for (int i = 0; i < batchSize; ++i) {
+      ROW("i", i);
       Socket& far = accepted.emplace_back();
       server.accept(far, nullptr);
       char number[16];

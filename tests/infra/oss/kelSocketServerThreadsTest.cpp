@@ -5,6 +5,7 @@
 #include "support/kelAwaited.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRounds.hpp"
+#include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -169,11 +170,11 @@ std::string nameOf(const std::optional<unsigned long long>& timeout) {
 
 TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
   const WaitWatch watch;
-  for (const std::optional<unsigned long long>& timeout : longTimeouts) {
-    SCOPED_TRACE(nameOf(timeout));
+  for (const std::optional<unsigned long long>& timeout : rowsOf(longTimeouts)) {
+    ROW(nameOf(timeout));
     SocketServer server;
     for (int round = 0; round < roundsWithThreads(500); ++round) {
-      SCOPED_TRACE(round);
+      ROW(round);
       server.listen(0, 4, false);
       const unsigned int port = server.getPort();
       Waiter waiter(server, timeout ? &*timeout : nullptr);
@@ -188,8 +189,8 @@ TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
 
 TEST(SocketServerThreads, AConnectionEndsTheWaitHoweverLongItWouldBe) {
   const WaitWatch watch;
-  for (const std::optional<unsigned long long>& timeout : longTimeouts) {
-    SCOPED_TRACE(nameOf(timeout));
+  for (const std::optional<unsigned long long>& timeout : rowsOf(longTimeouts)) {
+    ROW(nameOf(timeout));
     SocketServer server;
     server.listen(0, 4, false);
     Waiter waiter(server, timeout ? &*timeout : nullptr);
@@ -211,11 +212,11 @@ TEST(SocketServerThreads, ACloseBeforeTheWaitMeansNotListening) {
 }
 
 TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
+  ROW("seed", seed);
   Jitter jitter(seed);
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(3000); ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);
@@ -231,7 +232,7 @@ TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
   const WaitWatch watch;
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(500); ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);
@@ -252,7 +253,7 @@ TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWai
   server.listen(0, 4, true);
   const unsigned int port = server.getPort();
   for (int round = 0; round < roundsWithThreads(1000); ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     Waiter old(server);
     WaitWatch::awaitNext();
     server.close();
@@ -387,13 +388,13 @@ Meeting meet(SocketServer& server, const std::string& greeting, Jitter& jitter, 
 
 /// Meets `rounds` times; what was accepted must be the meeting's own client.
 void meetOften(int rounds, int closers, Strangers* strangers) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
+  ROW("seed", seed);
   Jitter jitter(seed);
   SocketServer server;
   int taken = 0;
   int turnedAway = 0;
   for (int round = 0; round < rounds; ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     const std::string greeting = "round " + std::to_string(round);
@@ -434,13 +435,13 @@ TEST(SocketServerThreads, ManyClosesCloseNothingOfAnybodyElse) {
 
 // The same without a client, from waits that have surely begun.
 TEST(SocketServerThreads, LeavesAWaitBeforeItsDescriptorMeansSomethingElse) {
-  SCOPED_TRACE("seed " + std::to_string(seed));
+  ROW("seed", seed);
   Jitter jitter(seed);
   const WaitWatch watch;
   Strangers strangers(2);
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(3000); ++round) {
-    SCOPED_TRACE(round);
+    ROW(round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);

@@ -2,6 +2,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTakenPort.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -154,7 +155,7 @@ const Operation optionOperations[] = {
 TEST_F(SocketServerTrace, ShowsTheOptionOperations) {
   listen();
   TraceRecorder trace(entryAndExit);
-  for (const Operation& operation : optionOperations) {
+  for (const Operation& operation : rowsOf(optionOperations)) {
     operation.run(server);
     EXPECT_EQ(trace.take(), joined({entered(operation.function), left(operation.function)}));
   }
@@ -179,8 +180,8 @@ TEST_F(SocketServerTrace, ShowsTheEntryAndNoExitOfWhatRaises) {
       {"setReuseAddress", optionOperations[3].run, "QN_ERR_SOCKET_ERROR", true, mapped("613")},
       {"queryPort", optionOperations[0].run, "QN_ERR_SOCKET_ERROR", true, mapped("610")},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.function);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.function);
     TraceRecorder trace(entryAndExit);
     const auto run = [&] { row.run(server); };
     if (row.carriesCode)
@@ -245,8 +246,8 @@ Calls rendered(const Calls& hooks, const std::string& function) {
 
 TEST_F(SocketServerTrace, CallsTheHooksThatTheFlagsNameInTheirOrder) {
   listenWithConnection();
-  for (const FlagRow& row : flagRows) {
-    SCOPED_TRACE(row.flags);
+  for (const FlagRow& row : rowsOf(flagRows)) {
+    ROW(row.flags);
     const auto in = [&](const std::string& function) { return rendered(row.entry, function); };
     const auto out = [&](const std::string& function) { return rendered(row.exit, function); };
     const Calls built = joined({in("626"), out("626"), out("614")});

@@ -4,6 +4,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gtest/gtest.h>
@@ -186,8 +187,7 @@ TEST(SocketTrace, OfOperationsThatSucceed) {
       {"getHost", [](Connection& c) { c.socket.getHost(); }, ""},
       {"getPort", [](Connection& c) { c.socket.getPort(); }, ""},
   };
-  for (const Operation& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const Operation& row : rowsOf(rows)) {
     Connection connection;
     TraceRecorder trace(entryAndExit);
     row.run(connection);
@@ -250,8 +250,8 @@ TEST(SocketTrace, OfGuardsThatMakeACallDoNothingIsEmpty) {
       {"select of three empty lists", [&] { Socket::select(none, none, none, nullptr); }},
   };
   TraceRecorder trace(0xFFFFFFFF);
-  for (const auto& [name, run] : rows) {
-    SCOPED_TRACE(name);
+  for (const auto& [name, run] : rowsOf(rows)) {
+    ROW(name);
     run();
     EXPECT_THAT(trace.take(), IsEmpty());
   }
@@ -269,8 +269,7 @@ TEST(SocketTrace, OfOperationsWithoutAHandleShowsTheEntryAlone) {
       {"setNoDelay", [](Connection& c) { c.socket.setNoDelay(true); }, "setNoDelay("},
       {"setTimeout", [](Connection& c) { c.socket.setTimeout(1); }, "setTimeout("},
   };
-  for (const Operation& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const Operation& row : rowsOf(rows)) {
     Connection connection;
     connection.socket.close();
     TraceRecorder trace(entryAndExit);
@@ -298,8 +297,7 @@ TEST(SocketTrace, OfAFailedSystemCallShowsTheMappingAndNoExit) {
       {"shutdownSend", [](Connection& c) { c.socket.shutdownSend(); }, "shutdownSend( socketError"},
       {"a bad range", [](Connection& c) { c.socket.read(nullptr, 0, 1); }, "read( socketError"},
   };
-  for (const Operation& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const Operation& row : rowsOf(rows)) {
     Connection connection;
     closeBehindItsBack(connection.handle());
     const int code = std::string(row.name) == "a bad range" ? 10014 : 10038;
@@ -410,8 +408,8 @@ TEST(SocketTrace, FollowsTheFlags) {
       {0xFFF9FF7C, {}, {}},
   };
   Connection connection;
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::Message() << std::hex << row.flags);
+  for (const Row& row : rowsOf(rows)) {
+    ROW("flags", row.flags);
     TraceRecorder trace(0);
     {
       const Socket view(connection.socket);

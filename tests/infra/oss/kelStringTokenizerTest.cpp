@@ -2,6 +2,7 @@
 #include "infra/oss/kelStringTokenizer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTokenizerModel.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -98,8 +99,7 @@ TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
       {"a byte above 7F is the unit of its number", u"a\xE9_\xE8", "\xE9", {u"a", u"_\xE8"}},
       {"a delimiter in UTF-8 is two units", u"a\xE9_\xC3_\xA9", "\xC3\xA9", {u"a\xE9_", u"_"}},
   });
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const auto& row : rowsOf(rows)) {
     StringTokenizer tokenizer(row.text, row.delimiters);
     EXPECT_EQ(tokenizer.countTokens(), static_cast<int>(row.expected.size()));
     EXPECT_EQ(tokenizer.hasMoreTokens(), !row.expected.empty());
@@ -135,8 +135,8 @@ TEST(StringTokenizer, SplitsEveryShortTextAsTheModelDoes) {
   for (std::size_t i = 0; i < texts.size() && texts[i].size() < 6; ++i) {
     for (const char16_t unit : alphabet) texts.push_back(texts[i] + unit);
   }
-  for (const auto& [delimiters, set] : sets) {
-    for (const std::u16string& text : texts) {
+  for (const auto& [delimiters, set] : rowsOf(sets)) {
+    for (const std::u16string& text : rowsOf(texts)) {
       Texts expected;
       for (const std::u16string& token : modelTokens(text, set)) expected.push_back(unicode(token));
       ASSERT_EQ(tokensOf(unicode(text), delimiters), expected)
@@ -210,8 +210,7 @@ TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
       {"null code page", "a,b", nullptr, ",", {"a", "b"}},
       {"empty code page", "a,b", "", ",", {"a", "b"}},
   });
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const auto& row : rowsOf(rows)) {
     StringTokenizer tokenizer(row.text, row.codePage, row.delimiters);
     std::vector<std::string> tokens;
     while (tokenizer.hasMoreTokens()) tokens.emplace_back(tokenizer.getNextToken());
@@ -242,10 +241,9 @@ TEST(StringTokenizer, GivesEveryTokenAsICUWritesIt) {
     text.append(unit).append(u'A').append(unit).append(u' ').append(unit).append(u"\u00E9~ \u65E5 ");
   }
   for (const char* const codePage :
-       {"UTF-8", "US-ASCII", "ISO-8859-1", "windows-1252", "IBM437", "IBM037", "ibm-1047", "Shift_JIS",
-        "ISO-2022-JP", "ISO-2022-KR", "HZ-GB-2312", "UTF-7", "IMAP-mailbox-name", "SCSU", "BOCU-1", "CESU-8",
-        "GB18030", "UTF-16LE", "x11-compound-text"}) {
-    SCOPED_TRACE(codePage);
+       rowsOf({"UTF-8", "US-ASCII", "ISO-8859-1", "windows-1252", "IBM437", "IBM037", "ibm-1047", "Shift_JIS",
+               "ISO-2022-JP", "ISO-2022-KR", "HZ-GB-2312", "UTF-7", "IMAP-mailbox-name", "SCSU", "BOCU-1",
+               "CESU-8", "GB18030", "UTF-16LE", "x11-compound-text"})) {
     StringTokenizer tokens(inCodePage(text, codePage).c_str(), codePage, nullptr);
     StringTokenizer texts(inCodePage(text, codePage).c_str(), codePage, nullptr);
     ASSERT_EQ(tokens.countTokens(), texts.countTokens());
@@ -282,8 +280,8 @@ TEST(StringTokenizer, WritesWithTheFirst64BytesOfTheCodePageName) {
   };
   const auto rows = std::to_array<Row>(
       {{40, "\x15"}, {63, "\x15"}, {64, "\x15"}, {65, "\x25"}, {70, "\x25"}, {5000, "\x25"}});
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.length);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.length);
     StringTokenizer tokenizer("\x15", swappingName(row.length).c_str(), "\x6B");
     EXPECT_STREQ(tokenizer.getFirstToken(), row.written);
     EXPECT_EQ(tokenizer.getFirstTokenString(), u"\n");
@@ -333,6 +331,7 @@ TEST(StringTokenizer, GivesEmptyTextsAtTheEndAndStartsAgain) {
   tokenizer.getNextToken();
   tokenizer.getNextToken();
   for (int i = 0; i < 3; ++i) {
+    ROW("i", i);
     EXPECT_FALSE(tokenizer.hasMoreTokens());
     EXPECT_STREQ(tokenizer.getNextToken(), "");
     EXPECT_EQ(tokenizer.getNextTokenString(), u"");
@@ -399,6 +398,7 @@ class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
     ASSERT_EQ(tokenizer.countTokens(), static_cast<int>(tokens.size()));
     std::size_t cursor = 0;
     for (int i = 0; i < 40; ++i) {
+      ROW("i", i);
       const bool first = below(8) == 0;
       if (first) cursor = 0;
       const std::u16string expected = cursor < tokens.size() ? tokens[cursor++] : std::u16string();
@@ -417,10 +417,10 @@ class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
 };
 
 TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   const std::u16string alphabet = u"ab,; \r\n\t\u00E9\u4E2D\uFFFD";
   for (int i = 0; i < 200; ++i) {
-    SCOPED_TRACE("text " + std::to_string(i));
+    ROW("text", i);
     const std::u16string text = randomUnits(60, alphabet);
     const std::u16string set = randomUnits(5, alphabet);
     StringTokenizer tokenizer(utf8(unicode(text)).c_str(), "UTF-8", utf8(unicode(set)).c_str());
@@ -430,9 +430,9 @@ TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {
 }
 
 TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   for (int i = 0; i < 200; ++i) {
-    SCOPED_TRACE("text " + std::to_string(i));
+    ROW("text", i);
     const std::u16string text = randomUnits(400, u"ab,; \r\n\t\u00E9\u4E2D\uFFFF");
     const std::u16string set = randomUnits(4, u"b,; \r\n\t");
     StringTokenizer tokenizer(unicode(text), utf8(unicode(set)).c_str());
@@ -446,10 +446,10 @@ TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
 
 // One delimiter to eight, of any kind, in texts of every length up to some blocks of units.
 TEST_P(StringTokenizerWalks, OverTextsOfAnyLengthAreTheModels) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   const std::u16string alphabet = u"ab,;:.! \u00E9\u4E2D";
   for (std::size_t length = 1; length <= 200; ++length) {
-    SCOPED_TRACE("length " + std::to_string(length));
+    ROW("length", length);
     std::u16string text;
     while (text.size() < length) text += alphabet[below(below(2) == 0 ? 2 : 10)];
     const std::u16string set = alphabet.substr(1 + below(9), 1 + below(8));
@@ -486,7 +486,7 @@ TEST(StringTokenizer, ReportsTheExitOfWhatBuildsAndMovesTheCursor) {
         {"traceExit 609 0", [&] { static_cast<void>(tokenizer.getFirstTokenString()); }},
         {"traceExit 60A 0", [&] { static_cast<void>(tokenizer.getNextTokenString()); }},
     });
-    for (const auto& [expected, step] : rows) {
+    for (const auto& [expected, step] : rowsOf(rows)) {
       step();
       EXPECT_THAT(tokenizerCalls(trace), ElementsAre(expected));
     }

@@ -5,6 +5,7 @@
 #include "infra/oss/kelUTF8String.hpp"
 
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -65,8 +66,7 @@ TEST(DataBufferAllocation, IsLinearInTheTextThatGrows) {
 
 TEST(ConversionAllocation, OpensACodePageOnce) {
   const icu::UnicodeString word(u"caf\u00E9");
-  for (const char* const page : {"ISO-8859-1", "windows-1252", "Shift_JIS", "GB18030"}) {
-    SCOPED_TRACE(page);
+  for (const char* const page : rowsOf({"ISO-8859-1", "windows-1252", "Shift_JIS", "GB18030"})) {
     DataBuffer buffer(word, page);
     const AllocationCount count;
     for (int i = 0; i < 100; ++i) buffer.appendString(word, page);
@@ -82,8 +82,7 @@ std::string words(int number) {
 
 TEST(StringTokenizerAllocation, DoesNotDependOnTheNumberOfTokens) {
   StringTokenizer("known", "ISO-8859-1", nullptr).getFirstToken();
-  for (const int number : {1, 100, 100'000}) {
-    SCOPED_TRACE(number);
+  for (const int number : rowsOf({1, 100, 100'000})) {
     const std::string bytes = words(number);
     const AllocationCount count;
     const StringTokenizer tokenizer(bytes.c_str(), "ISO-8859-1", nullptr);
@@ -93,8 +92,7 @@ TEST(StringTokenizerAllocation, DoesNotDependOnTheNumberOfTokens) {
 }
 
 TEST(StringTokenizerAllocation, OfUnicodeIsAtMostThree) {
-  for (const int number : {1, 100, 100'000}) {
-    SCOPED_TRACE(number);
+  for (const int number : rowsOf({1, 100, 100'000})) {
     const icu::UnicodeString text = icu::UnicodeString::fromUTF8(words(number));
     const AllocationCount count;
     const StringTokenizer tokenizer(text, nullptr);
@@ -168,8 +166,7 @@ TEST(ConverterAllocation, IsNoneUpTo1024BytesOnceThePagesAreKnown) {
     Converter::convert(nullptr, 0, to, text);
     Converter::convert(room.data(), 8192, to, text);
   };
-  for (const char* const to : {"UTF-8", "windows-1252", "GB18030", "ISO-8859-1"}) {
-    SCOPED_TRACE(to);
+  for (const char* const to : rowsOf({"UTF-8", "windows-1252", "GB18030", "ISO-8859-1"})) {
     convert("ISO-8859-1", to);
     const AllocationCount count;
     convert("ISO-8859-1", to);

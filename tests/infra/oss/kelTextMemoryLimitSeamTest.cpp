@@ -4,6 +4,7 @@
 #include "infra/oss/kelUTF8Iterator.hpp"
 
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -38,8 +39,8 @@ TEST(DataBufferWithoutMemory, StaysAsItIs) {
       {"append with a count far behind the text's end",
        [&](DataBuffer& b) { b.appendString(longText.c_str(), 200'000); }},
   });
-  for (const auto& [what, change] : rows) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, change] : rowsOf(rows)) {
+    ROW(what);
     DataBuffer buffer("0123456789");
     {
       const AllocationLimit limit(4000);
@@ -74,6 +75,7 @@ TEST(DataBufferWithoutMemory, DoesWithWhatItNeeds) {
   DataBuffer buffer(text.c_str());
   const AllocationLimit limit(150'000);
   for (int i = 0; i < 4; ++i) {
+    ROW("i", i);
     const std::string more(5000, static_cast<char>('b' + i));
     buffer.appendString(more.c_str());
     text += more;

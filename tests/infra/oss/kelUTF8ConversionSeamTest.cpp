@@ -1,4 +1,5 @@
 #include "oss/kelUTF8Conversion.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -12,6 +13,8 @@
 
 namespace tarvo::oss {
 namespace {
+
+using test::rowsOf;
 
 using namespace std::string_literals;
 
@@ -53,6 +56,7 @@ void expectWrites(const icu::UnicodeString& text, std::size_t mostMissing) {
   const std::string expected = utf8(text);
   const std::size_t least = expected.size() - std::min(expected.size(), mostMissing);
   for (std::size_t room = least; room <= std::max(expected.size() + 2, 3 * count + 1); ++room) {
+    ROW("room", room);
     std::string bytes(room + 1, '#');
     ASSERT_EQ(utf8FromUtf16(text.getBuffer(), count, bytes.data(), room),
               static_cast<std::int64_t>(expected.size()));
@@ -76,6 +80,7 @@ icu::UnicodeString repeated(const icu::UnicodeString& piece, int characters) {
 
 TEST(UTF8Conversion, TakesEveryCharacterBothWays) {
   for (UChar32 character = 0; character <= 0x10FFFF; ++character) {
+    ROW("character", character);
     if (character == 0xD800) character = 0xE000;
     const icu::UnicodeString text(character);
     const std::string bytes = utf8(text);
@@ -91,14 +96,17 @@ TEST(UTF8Conversion, TakesEveryCharacterBothWays) {
 }
 
 TEST(UTF8Conversion, WritesAsMuchAsThereIsRoomFor) {
-  for (const icu::UnicodeString& alphabet : alphabets()) {
-    for (int characters = 0; characters < 50; ++characters) expectWrites(repeated(alphabet, characters), 200);
+  for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
+    for (int characters = 0; characters < 50; ++characters) {
+      ROW("characters", characters);
+      expectWrites(repeated(alphabet, characters), 200);
+    }
   }
 }
 
 TEST(UTF8Conversion, TellsTheSizeOfLongTexts) {
-  for (const icu::UnicodeString& alphabet : alphabets()) {
-    for (const int characters : {4095, 4096, 4097, 8192, 70000}) {
+  for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
+    for (const int characters : rowsOf({4095, 4096, 4097, 8192, 70000})) {
       const icu::UnicodeString text = repeated(alphabet, characters);
       EXPECT_EQ(utf8FromUtf16(text.getBuffer(), static_cast<std::size_t>(text.length()), nullptr, 0),
                 static_cast<std::int64_t>(utf8(text).size()));
@@ -107,18 +115,19 @@ TEST(UTF8Conversion, TellsTheSizeOfLongTexts) {
 }
 
 TEST(UTF8Conversion, TellsHalvesThatStandAlone) {
-  for (const icu::UnicodeString& halves :
-       {icu::UnicodeString(u"\xD83D"), icu::UnicodeString(u"\xDE00"), icu::UnicodeString(u"\xDE00\xD83D"),
-        icu::UnicodeString(u"\xD83D\xD83D\xDE00"), icu::UnicodeString(u"\xD83D\xDE00\xDE00"),
-        icu::UnicodeString(u"\xD800\xE000"), icu::UnicodeString(u"\xDBFF\xDBFF")}) {
-    for (const icu::UnicodeString& alphabet : alphabets()) {
+  for (const icu::UnicodeString& halves : rowsOf(
+           {icu::UnicodeString(u"\xD83D"), icu::UnicodeString(u"\xDE00"), icu::UnicodeString(u"\xDE00\xD83D"),
+            icu::UnicodeString(u"\xD83D\xD83D\xDE00"), icu::UnicodeString(u"\xD83D\xDE00\xDE00"),
+            icu::UnicodeString(u"\xD800\xE000"), icu::UnicodeString(u"\xDBFF\xDBFF")})) {
+    for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
       for (int before = 0; before < 36; ++before) {
-        for (const int behind : {0, 1, 20}) {
+        ROW("before", before);
+        for (const int behind : rowsOf({0, 1, 20})) {
           icu::UnicodeString text = repeated(alphabet, before);
           const std::string head = utf8(text);
           text.append(halves).append(repeated(alphabet, behind));
           const auto count = static_cast<std::size_t>(text.length());
-          for (const std::size_t room : {std::size_t{0}, count, 3 * count}) {
+          for (const std::size_t room : rowsOf({std::size_t{0}, count, 3 * count})) {
             std::string bytes(room + 1, '#');
             ASSERT_EQ(utf8FromUtf16(text.getBuffer(), count, bytes.data(), room), -1);
             const std::size_t written = bytes.find('#');
@@ -133,9 +142,11 @@ TEST(UTF8Conversion, TellsHalvesThatStandAlone) {
 }
 
 TEST(UTF8Conversion, ReadsValidTextsOfEveryLength) {
-  for (const icu::UnicodeString& alphabet : alphabets()) {
-    for (int characters = 0; characters < 100; ++characters)
+  for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
+    for (int characters = 0; characters < 100; ++characters) {
+      ROW("characters", characters);
       expectReads(utf8(repeated(alphabet, characters)));
+    }
   }
 }
 
@@ -144,15 +155,19 @@ TEST(UTF8Conversion, ReadsWellFormedSequencesAndNoOthers) {
   const std::string limits =
       "\x01\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1\xF3\xF4\xF5\xFF";
   for (int first = 0; first < 256; ++first) {
+    ROW("first", first);
     const std::string one(1, static_cast<char>(first));
     expectReads(one);
-    for (int second = 0; second < 256; ++second) expectReads(one + static_cast<char>(second));
+    for (int second = 0; second < 256; ++second) {
+      ROW("second", second);
+      expectReads(one + static_cast<char>(second));
+    }
   }
-  for (const char first : limits.substr(2)) {
-    for (const char second : limits) {
-      for (const char third : limits) {
+  for (const char first : rowsOf(limits.substr(2))) {
+    for (const char second : rowsOf(limits)) {
+      for (const char third : rowsOf(limits)) {
         expectReads({first, second, third});
-        for (const char fourth : limits) expectReads({first, second, third, fourth});
+        for (const char fourth : rowsOf(limits)) expectReads({first, second, third, fourth});
       }
     }
   }
@@ -163,7 +178,9 @@ TEST(UTF8Conversion, FindsDamageAnywhere) {
   const icu::UnicodeString piece(u"plain words and more, caf\u00E9 \u65E5\u672C\u8A9E \U0001F600; ");
   const std::string text = utf8(repeated(piece, 120));
   for (std::size_t at = 0; at < text.size(); ++at) {
+    ROW("at", at);
     for (int time = 0; time < 8; ++time) {
+      ROW("time", time);
       std::string damaged = text;
       damaged[at] = static_cast<char>(random());
       expectReads(damaged);

@@ -2,6 +2,7 @@
 #include "infra/oss/kelUTF8Iterator.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 #include "support/kelUtf8Model.hpp"
 
@@ -80,9 +81,9 @@ TEST(UTF8Iterator, HandsOutTheBytesOfEachCharacter) {
 
 TEST(UTF8Iterator, HandsOutCharactersOfEverySizeInAnyOrder) {
   const auto characters = std::to_array<std::string>({"A", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"});
-  for (const std::string& first : characters) {
-    for (const std::string& second : characters) {
-      for (const std::string& third : characters) {
+  for (const std::string& first : rowsOf(characters)) {
+    for (const std::string& second : rowsOf(characters)) {
+      for (const std::string& third : rowsOf(characters)) {
         const std::string text = first + second + third;
         UTF8Iterator iterator(text.c_str());
         EXPECT_THAT(allCharacters(iterator), ElementsAre(first, second, third));
@@ -95,7 +96,7 @@ TEST(UTF8Iterator, FollowsACharacterByZeros) {
   UTF8Iterator iterator(
       "\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA9"
       "AB");
-  for (const std::string expected : {"\xF0\x9F\x98\x80", "\xE2\x82\xAC", "\xC3\xA9", "A", "B"}) {
+  for (const std::string expected : rowsOf({"\xF0\x9F\x98\x80", "\xE2\x82\xAC", "\xC3\xA9", "A", "B"})) {
     const char* const bytes = iterator.getNextChar();
     EXPECT_EQ(std::string(bytes, 5), expected + std::string(5 - expected.size(), '\0'));
   }
@@ -116,13 +117,14 @@ TEST(UTF8Iterator, GoesBackToTheFirstCharacter) {
 
 TEST(UTF8Iterator, GoesBackFromAnywhere) {
   for (unsigned int seed = 0; seed < 60; ++seed) {
-    SCOPED_TRACE(seed);
+    ROW(seed);
     std::mt19937 engine(seed);
     const std::string text = randomUtf8(engine, seed % 2 == 0 ? 3000 : 1 + engine() % 400, 0);
     const Characters expected = modelCharacters(text).value();
     UTF8Iterator iterator(text.c_str());
     std::size_t cursor = 0;
     for (int step = 0; step < 4000; ++step) {
+      ROW("step", step);
       const bool atEnd = cursor == expected.size();
       ASSERT_EQ(iterator.hasMoreChars(), !atEnd);
       if (atEnd) {
@@ -137,8 +139,9 @@ TEST(UTF8Iterator, GoesBackFromAnywhere) {
 
 // The iterator looks at some hundred bytes at once: a character may stand on both sides of where it stops.
 TEST(UTF8Iterator, HandsOutCharactersWhereverTheyStand) {
-  for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+  for (const std::string character : rowsOf({"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"})) {
     for (std::size_t before = 0; before < 600; ++before) {
+      ROW("before", before);
       expectAsTheModel(std::string(before, 'x') + character);
       if (before < 8) {
         std::string many(before, 'x');
@@ -163,7 +166,7 @@ TEST(UTF8Iterator, HoldsTheEmptyText) {
       },
   });
   for (std::size_t row = 0; row < iterators.size(); ++row) {
-    SCOPED_TRACE(row);
+    ROW(row);
     iterators.at(row)([](UTF8Iterator& iterator) {
       EXPECT_FALSE(iterator.isEmpty());  // it is empty of characters, but it does hold a text
       EXPECT_FALSE(iterator.hasMoreChars());
@@ -209,7 +212,7 @@ TEST(UTF8Iterator, EndsATextAtItsTerminator) {
 }
 
 TEST(UTF8Iterator, KeepsACopyOfItsOwn) {
-  for (const std::size_t size : {std::size_t{5}, std::size_t{5000}}) {
+  for (const std::size_t size : rowsOf({std::size_t{5}, std::size_t{5000}})) {
     std::string text(size, 'x');
     UTF8Iterator iterator(text.c_str());
     text.assign(size, 'y');
@@ -219,12 +222,11 @@ TEST(UTF8Iterator, KeepsACopyOfItsOwn) {
 }
 
 TEST(UTF8Iterator, KeepsUpTo4096BytesInside) {
-  for (const std::size_t size : std::vector<std::size_t>{1, 4095, 4096, 4097, 5000, 100'000}) {
-    SCOPED_TRACE(size);
+  for (const std::size_t size : rowsOf(std::vector<std::size_t>{1, 4095, 4096, 4097, 5000, 100'000})) {
     const std::string text(size, 'x');
     const UTF8Iterator bytes(text.c_str());
     const UTF8Iterator unicode(icu::UnicodeString::fromUTF8(text));
-    for (const UTF8Iterator* iterator : {&bytes, &unicode}) {
+    for (const UTF8Iterator* iterator : rowsOf({&bytes, &unicode})) {
       EXPECT_EQ(iterator->getString(), text);
       EXPECT_EQ(iterator->length(), static_cast<int>(size));
       EXPECT_EQ(iterator->numChars(), static_cast<int>(size));
@@ -241,7 +243,7 @@ TEST(UTF8Iterator, LeavesZerosBehindATextInside) {
 TEST(UTF8Iterator, TakesOneTextOnly) {
   UTF8Iterator iterator("first");
   iterator.getNextChar();
-  for (const char* const second : {"second", "", "\xFF", static_cast<const char*>(nullptr)}) {
+  for (const char* const second : rowsOf({"second", "", "\xFF", static_cast<const char*>(nullptr)})) {
     EXPECT_FALSE(iterator.takeText(second));
     EXPECT_STREQ(iterator.getString(), "first");
     EXPECT_EQ(iterator.length(), 5);
@@ -254,8 +256,10 @@ TEST(UTF8Iterator, TakesOneTextOnly) {
 
 TEST(UTF8Iterator, TakesAndRefusesEveryTextOfTwoBytesAsTheModelDoes) {
   for (int first = 1; first < 256; ++first) {
+    ROW("first", first);
     expectAsTheModel(std::string(1, static_cast<char>(first)));
     for (int second = 1; second < 256; ++second) {
+      ROW("second", second);
       expectAsTheModel({static_cast<char>(first), static_cast<char>(second)});
     }
   }
@@ -265,12 +269,13 @@ TEST(UTF8Iterator, RefusesBothSidesOfEachBoundaryAsTheModelDoes) {
   const auto edges = std::to_array<unsigned char>({0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0});
   const auto others = std::to_array<unsigned char>({0x7F, 0x80, 0xBF, 0xC0});
   for (int first = 0xE0; first < 0x100; ++first) {
-    for (const unsigned char second : edges) {
-      for (const unsigned char third : others) {
+    ROW("first", first);
+    for (const unsigned char second : rowsOf(edges)) {
+      for (const unsigned char third : rowsOf(others)) {
         const std::string three = {static_cast<char>(first), static_cast<char>(second),
                                    static_cast<char>(third)};
         expectAsTheModel(three);
-        for (const unsigned char fourth : others) {
+        for (const unsigned char fourth : rowsOf(others)) {
           expectAsTheModel(three + static_cast<char>(fourth));
         }
       }
@@ -303,9 +308,8 @@ TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
       {"cut short by a letter", "\xE2\x82x"},
       {"cut short by another character", "\xE2\xC3\xA9"},
   });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
-    for (const std::size_t before : std::vector<std::size_t>{0, 1, 7, 8, 9, 4094, 4095, 4096, 5000}) {
+  for (const Row& row : rowsOf(rows)) {
+    for (const std::size_t before : rowsOf(std::vector<std::size_t>{0, 1, 7, 8, 9, 4094, 4095, 4096, 5000})) {
       const std::string text = std::string(before, 'x') + row.text;
       EXPECT_THAT([&] { UTF8Iterator(text.c_str()); }, malformed()) << before;
       EXPECT_THAT([&] { UTF8Iterator((text + "yyyyyyyyy").c_str()); }, malformed()) << before;
@@ -315,7 +319,7 @@ TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
 
 TEST(UTF8Iterator, WalksRandomTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
-    SCOPED_TRACE(seed);
+    ROW(seed);
     std::mt19937 engine(seed);
     const std::size_t pieces = seed % 10 == 0 ? 2500 : engine() % 50;
     expectAsTheModel(randomUtf8(engine, pieces, seed % 3 == 0 ? 2 : 0));
@@ -366,8 +370,8 @@ TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
                           {0x40082, {"diagDispatchExit 60", "traceExit 60", "traceFlightRecord 60"}},
                           {0x1, {}},
                           {0, {}}});
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.flags);
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.flags);
     UTF8Iterator iterator("ab");
     TraceRecorder trace(row.flags);
     EXPECT_STREQ(iterator.getNextChar(), "a");
@@ -378,6 +382,7 @@ TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
     ASSERT_EQ(next.size(), 2 * row.calls.size());
     ASSERT_EQ(first.size(), row.calls.size());
     for (std::size_t i = 0; i < row.calls.size(); ++i) {
+      ROW("i", i);
       EXPECT_THAT(next[i], ::testing::StartsWith(row.calls[i] + "3"));
       EXPECT_EQ(next[i + row.calls.size()], next[i]);
       EXPECT_THAT(first[i], ::testing::StartsWith(row.calls[i] + "2"));

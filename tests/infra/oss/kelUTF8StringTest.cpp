@@ -2,6 +2,7 @@
 #include "infra/oss/kelUTF8String.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 #include "support/kelUtf8Model.hpp"
 
@@ -41,7 +42,7 @@ UTF8String holding(const std::string& bytes) {
 // --- building
 
 TEST(UTF8String, TakesBytesAsTheyAre) {
-  for (const char* const bytes : {"", "text", "\xC3\xA9", "\xFF\x80 not UTF-8"}) {
+  for (const char* const bytes : rowsOf({"", "text", "\xC3\xA9", "\xFF\x80 not UTF-8"})) {
     const UTF8String string(bytes);
     EXPECT_STREQ(string.getString(), bytes);
     EXPECT_EQ(string.length(), static_cast<int>(std::string(bytes).size()));
@@ -56,7 +57,7 @@ TEST(UTF8String, TakesUnicodeInUtf8) {
 }
 
 TEST(UTF8String, OfALongTextThatBeginsWithANulIsEmpty) {
-  for (const std::int32_t units : {4097, 100'000}) {
+  for (const std::int32_t units : rowsOf({4097, 100'000})) {
     icu::UnicodeString text(units, u'x', units);
     text.setCharAt(0, u'\0');
     EXPECT_EQ(UTF8String(text).length(), 0) << units;
@@ -70,7 +71,7 @@ TEST(UTF8String, TakesASizeLikeItsBase) {
 }
 
 TEST(UTF8String, IsCopied) {
-  for (const std::string& text : {"short"s, std::string(5000, 'x')}) {
+  for (const std::string& text : rowsOf({"short"s, std::string(5000, 'x')})) {
     const UTF8String string(text.c_str());
     const UTF8String copy(string);
     EXPECT_EQ(copy.getString(), text);
@@ -218,8 +219,8 @@ TEST(UTF8String, ConvertsItsTextIntoACodePage) {
       {"\xFF not looked at", "UTF-8", "\xFF not looked at"},
       {"", "no such page", ""},
   });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.codePage);
+  for (const Row& row : rowsOf(rows)) {
+    ROW(row.codePage);
     const UTF8String string(row.text);
     const int size = static_cast<int>(row.bytes.size()) + 1;
     EXPECT_EQ(string.getString(nullptr, 0, row.codePage), size);
@@ -270,8 +271,8 @@ TEST(UTF8String, ComparesTheArgumentWithItself) {
       {"a", nullptr, -1},
       {"", nullptr, -1},
   });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.string) + " with " + testing::PrintToString(row.argument));
+  for (const Row& row : rowsOf(rows)) {
+    ROW(testing::PrintToString(row.string) + " with " + testing::PrintToString(row.argument));
     EXPECT_EQ(UTF8String(row.string).compare(row.argument), row.expected);
     if (row.argument == nullptr) continue;
     EXPECT_EQ(UTF8String(row.string).compare(UTF8String(row.argument)), row.expected);
@@ -287,8 +288,8 @@ TEST(UTF8String, ComparesUpToTheTerminator) {
 TEST(UTF8String, IsOrderedByCodePoints) {
   const auto codePoints = std::to_array<UChar32>(
       {1, 'A', 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x1F600, 0x10FFFF});
-  for (const UChar32 one : codePoints) {
-    for (const UChar32 other : codePoints) {
+  for (const UChar32 one : rowsOf(codePoints)) {
+    for (const UChar32 other : rowsOf(codePoints)) {
       const UTF8String string{icu::UnicodeString(one)};
       EXPECT_EQ(string.compare(UTF8String(icu::UnicodeString(other))), (other > one) - (other < one));
     }
@@ -319,8 +320,7 @@ TEST(UTF8String, CountsCharactersByTheirLeadBytes) {
       {"a byte 0 is skipped, too", "\xC3\0b"s, 2},
       {"sixteen at once", "0123456789ABCDEF", 16},
   });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const Row& row : rowsOf(rows)) {
     EXPECT_EQ(holding(row.bytes).numChars(), row.expected);
   }
 }
@@ -328,8 +328,9 @@ TEST(UTF8String, CountsCharactersByTheirLeadBytes) {
 TEST(UTF8String, RefusesToCountWhereNoCharacterStarts) {
   const auto malformed = Raises<NLSException>("ERR_MALFORMED_UTF8_STRING").from("kelUTF8String.cpp");
   for (int byte = 0x80; byte < 0x100; ++byte) {
+    ROW("byte", byte);
     const bool leads = byte >= 0xC0 && byte < 0xF8;
-    for (const std::size_t before : std::vector<std::size_t>{0, 1, 7, 8, 20}) {
+    for (const std::size_t before : rowsOf(std::vector<std::size_t>{0, 1, 7, 8, 20})) {
       const UTF8String string = holding(std::string(before, 'x') + static_cast<char>(byte));
       if (leads) {
         EXPECT_EQ(string.numChars(), static_cast<int>(before) + 1) << byte;
@@ -412,13 +413,13 @@ TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
 
 TEST(UTF8String, AppendsAsIcuConvertsWhateverRoomThereIs) {
   for (unsigned int seed = 0; seed < 600; ++seed) {
-    SCOPED_TRACE(seed);
+    ROW(seed);
     std::mt19937 engine(seed);
     const std::string bytes = randomUtf8(engine, engine() % 200, seed % 3 == 0 ? 2 : 0);
     const icu::UnicodeString before(u"before");
     const icu::UnicodeString expected = before + icu::UnicodeString::fromUTF8(bytes);
     const auto most = before.length() + static_cast<std::int32_t>(bytes.size());
-    for (const std::int32_t room : {0, most / 2, most - 1, most, most + 1, 4 * most}) {
+    for (const std::int32_t room : rowsOf({0, most / 2, most - 1, most, most + 1, 4 * most})) {
       icu::UnicodeString text(room, 0, 0);
       text.append(before);
       UTF8String(bytes.c_str()).getString(text);

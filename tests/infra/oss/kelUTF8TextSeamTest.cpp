@@ -1,4 +1,5 @@
 #include "oss/kelUTF8Text.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelUtf8Model.hpp"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@ namespace tarvo::oss {
 namespace {
 
 using test::modelCount;
+using test::rowsOf;
 
 template <std::size_t Size>
 class Sequence {
@@ -31,10 +33,13 @@ class Sequence {
 TEST(Utf8Text, KnowsEveryTextOfThreeBytes) {
   Sequence<3> text;
   for (int first = 0; first < 256; ++first) {
+    ROW("first", first);
     text[0] = static_cast<char>(first);
     for (int second = 0; second < 256; ++second) {
+      ROW("second", second);
       text[1] = static_cast<char>(second);
       for (int third = 0; third < 256; ++third) {
+        ROW("third", third);
         text[2] = static_cast<char>(third);
         if (!text.agreesWithModel()) FAIL() << text.bytes();
       }
@@ -47,12 +52,14 @@ TEST(Utf8Text, KnowsTextsOfFourBytes) {
   const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xFF});
   Sequence<4> text;
   for (int first = 0; first < 256; ++first) {
+    ROW("first", first);
     text[0] = static_cast<char>(first);
     for (int second = 0; second < 256; ++second) {
+      ROW("second", second);
       text[1] = static_cast<char>(second);
-      for (const unsigned char third : edges) {
+      for (const unsigned char third : rowsOf(edges)) {
         text[2] = static_cast<char>(third);
-        for (const unsigned char fourth : edges) {
+        for (const unsigned char fourth : rowsOf(edges)) {
           text[3] = static_cast<char>(fourth);
           if (!text.agreesWithModel()) FAIL() << text.bytes();
         }
@@ -67,8 +74,10 @@ TEST(Utf8Text, KnowsThemWhereverTheyStand) {
                                                      "\xC1\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF",
                                                      "\xC3", "\xE2\x82", "\xF0\x9F\x98"});
   for (std::size_t before = 0; before <= 24; ++before) {
+    ROW("before", before);
     for (std::size_t behind = 0; behind <= 9; ++behind) {
-      for (const std::string& sequence : sequences) {
+      ROW("behind", behind);
+      for (const std::string& sequence : rowsOf(sequences)) {
         const std::string text = std::string(before, 'x') + sequence + std::string(behind, 'y');
         const auto expected = modelCount(text.data(), text.size());
         ASSERT_EQ(countWellFormed(text.data(), text.size()),
@@ -84,12 +93,15 @@ TEST(Utf8Text, CountsLenientlyAsTheModelDoes) {
   const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xF7, 0xF8});
   std::string text(3, '\0');
   for (int first = 0; first < 256; ++first) {
+    ROW("first", first);
     text[0] = static_cast<char>(first);
     for (int second = 0; second < 256; ++second) {
+      ROW("second", second);
       text[1] = static_cast<char>(second);
-      for (const unsigned char third : edges) {
+      for (const unsigned char third : rowsOf(edges)) {
         text[2] = static_cast<char>(third);
         for (std::size_t length = 0; length <= 3; ++length) {
+          ROW("length", length);
           ASSERT_EQ(countLeniently(text.data(), length),
                     test::modelLenientCount(text.substr(0, length)).value_or(-1))
               << testing::PrintToString(text) << " of " << length;

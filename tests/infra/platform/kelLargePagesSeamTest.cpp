@@ -1,4 +1,5 @@
 #include "platform/kelLargePages.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +15,7 @@ namespace {
 constexpr std::size_t MiB = std::size_t{1} << 20;
 
 TEST(LargePages, ChangeNoContents) {
-  for (const std::size_t size : {std::size_t{0}, std::size_t{1}, 4 * MiB - 1, 4 * MiB, 9 * MiB + 5}) {
-    SCOPED_TRACE(size);
+  for (const std::size_t size : rowsOf({std::size_t{0}, std::size_t{1}, 4 * MiB - 1, 4 * MiB, 9 * MiB + 5})) {
     const std::unique_ptr<char, decltype(&std::free)> block(static_cast<char*>(std::malloc(size + 1)),
                                                             &std::free);
     ASSERT_NE(block, nullptr);

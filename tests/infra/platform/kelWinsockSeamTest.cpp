@@ -2,6 +2,7 @@
 
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 
 #include <gmock/gmock.h>
@@ -80,8 +81,8 @@ TEST_F(WinsockSeam, HandlesThatAreNoSocketsSaySoEverywhere) {
       {"beyond any that is open", 2000000000ULL},
       {"beyond int, an open socket in its low half", (1ULL << 32U) + open},
       {"the sign bit", 1ULL << 63U}};
-  for (const auto& [what, handle] : handles) {
-    SCOPED_TRACE(what);
+  for (const auto& [what, handle] : rowsOf(handles)) {
+    ROW(what);
     expectNoSocket(handle);
   }
   EXPECT_EQ(system().closesocket(open), 0) << "as it was";
@@ -98,11 +99,11 @@ TEST_F(WinsockSeam, SocketRefusesWhatWinsockDoesNotKnow) {
     int code;
   };
   for (const Row& row :
-       {Row{0, 1, 6, 10047}, Row{1, 1, 0, 10047}, Row{10, 1, 6, 10047}, Row{17, 1, 0, 10047},
-        Row{-1, 1, 6, 10047}, Row{99, 1, 6, 10047}, Row{2, 0, 6, 10044}, Row{2, -1, 6, 10044},
-        Row{2, 6, 6, 10044}, Row{2, 10, 6, 10044}, Row{2, 1 | 0x800, 6, 10044}, Row{2, 1 | 0x80000, 6, 10044},
-        Row{2, INT_MIN + 1, 6, 10044}, Row{2, 1, 254, 10043}}) {
-    SCOPED_TRACE(testing::Message() << row.family << " " << row.type << " " << row.protocol);
+       rowsOf({Row{0, 1, 6, 10047}, Row{1, 1, 0, 10047}, Row{10, 1, 6, 10047}, Row{17, 1, 0, 10047},
+               Row{-1, 1, 6, 10047}, Row{99, 1, 6, 10047}, Row{2, 0, 6, 10044}, Row{2, -1, 6, 10044},
+               Row{2, 6, 6, 10044}, Row{2, 10, 6, 10044}, Row{2, 1 | 0x800, 6, 10044},
+               Row{2, 1 | 0x80000, 6, 10044}, Row{2, INT_MIN + 1, 6, 10044}, Row{2, 1, 254, 10043}})) {
+    ROW(row.family, row.type, row.protocol);
     system().WSASetLastError(0);
     EXPECT_EQ(system().socket(row.family, row.type, row.protocol), invalidSocket);
     EXPECT_EQ(lastError(), row.code);
@@ -139,9 +140,8 @@ TEST_F(WinsockSeam, AddressesOfOtherFamiliesOrCutShortAreRefused) {
       {"15 bytes", cut4, 10014},
       {"27 bytes of IPv6", cut6, 10014},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
-    for (const bool binding : {false, true}) {
+  for (const Row& row : rowsOf(rows)) {
+    for (const bool binding : rowsOf({false, true})) {
       system().WSASetLastError(0);
       EXPECT_EQ(binding ? system().bind(handle, row.address.data(), row.address.size())
                         : connectTo(handle, row.address),
@@ -165,7 +165,7 @@ TEST_F(WinsockSeam, ConnectsOverIpv6ByWinsocksAddress) {
 TEST_F(WinsockSeam, NameIsCutAtTheRoomGiven) {
   const SocketHandle handle = tcpSocket();
   system().bind(handle, loopback().data(), 16);
-  for (const std::size_t room : {0U, 1U, 2U, 8U, 15U, 16U}) {
+  for (const std::size_t room : rowsOf({0U, 1U, 2U, 8U, 15U, 16U})) {
     Address bytes(20, 0xEE);
     std::size_t length = room;
     EXPECT_EQ(system().getsockname(handle, bytes.data(), length), 0);
@@ -334,6 +334,7 @@ TEST_F(WinsockSeam, AnEndedDirectionIsShutDown) {
   char byte = 0;
   EXPECT_EQ(system().shutdown(pair.client, 1), 0);
   for (int again = 0; again < 2; ++again) {
+    ROW("again", again);
     EXPECT_EQ(system().send(pair.client, "x", 1), platform::socketError);
     EXPECT_EQ(lastError(), 10058);
   }
@@ -375,6 +376,7 @@ TEST_F(WinsockSeam, AResetIsReportedOnEveryCall) {
   const ResetConnection connection;
   char byte = 0;
   for (int again = 0; again < 3; ++again) {
+    ROW("again", again);
     EXPECT_EQ(system().recv(connection.client, &byte, 1), platform::socketError);
     EXPECT_EQ(lastError(), 10054);
     EXPECT_EQ(system().send(connection.client, "x", 1), platform::socketError);
@@ -405,7 +407,7 @@ TEST_F(WinsockSeam, SelectKeepsTheReadyOnesInOrderAndCountsEachSet) {
   SocketSet arrived;
   SocketSet none;
   SocketSet noneEither;
-  for (const SocketHandle handle : {one.client, three.client}) {
+  for (const SocketHandle handle : rowsOf({one.client, three.client})) {
     arrived.count = 0;
     arrived.add(handle);
     ASSERT_EQ(system().select(arrived, none, noneEither, nullptr), 1);
@@ -442,6 +444,7 @@ TEST_F(WinsockSeam, SelectWithNothingReadyEndsAtItsTimeWithEmptySets) {
 TEST(SocketSetTest, AddsAsTheSystemsMacroDoes) {
   SocketSet set;
   for (SocketHandle handle = 0; handle < 64; ++handle) {
+    ROW("handle", handle);
     set.add(handle);
     set.add(handle);
     EXPECT_EQ(set.count, handle + 1);

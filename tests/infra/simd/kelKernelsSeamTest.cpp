@@ -2,6 +2,7 @@
 #include "simd/kelKernelChoice.hpp"
 #include "support/kelBase64Model.hpp"
 #include "support/kelGuardedMemory.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelUtf8Model.hpp"
 
 #include <gmock/gmock.h>
@@ -104,7 +105,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
 
   /// The text at either end of memory.
   void expectCountedAsByTheModel(const std::string& text) {
-    for (char* const at : {source_.front(), source_.back(text.size())}) {
+    for (char* const at : rowsOf({source_.front(), source_.back(text.size())})) {
       if (!text.empty()) std::memcpy(at, text.data(), text.size());
       expectCountedAsByTheModel(static_cast<const char*>(at), text.size());
     }
@@ -114,7 +115,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
   void expectReadAsIcuReads(const std::string& text) {
     const bool wellFormed = modelCount(text.data(), text.size()).has_value();
     auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(2 * text.size()));
-    for (char* const at : {source_.front(), source_.back(text.size())}) {
+    for (char* const at : rowsOf({source_.front(), source_.back(text.size())})) {
       if (!text.empty()) std::memcpy(at, text.data(), text.size());
       const simd::Converted found = kernels().utf16FromUtf8(dest, at, text.size());
       ASSERT_LE(found.taken, text.size());
@@ -174,11 +175,13 @@ INSTANTIATE_TEST_SUITE_P(Simd, KernelsOfThisProcessor, testing::ValuesIn(simd::a
 // --- Base64
 
 TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
-  for (const simd::Base64Alphabet alphabet : alphabets) {
+  for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
+      ROW("groups", groups);
       const std::string bytes = randomBytes(engine_, groups * 3);
       const std::u16string expected = modelEncode(modelOf(alphabet), bytes);
       for (std::size_t gap = 0; gap < (groups % 8 == 0 ? 64U : 2U); ++gap) {
+        ROW("gap", gap);
         char* const at = source_.back(bytes.size() + gap);
         std::copy(bytes.begin(), bytes.end(), at);
         const std::u16string text = encoded(alphabet, at, groups);
@@ -189,10 +192,11 @@ TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDo
 }
 
 TEST_P(KernelsOfThisProcessor, EncodeLongTextsToEveryAlignmentAsTheModelDoes) {
-  for (const std::size_t groups : {127U, 128U, 129U, 150U, 400U}) {
+  for (const std::size_t groups : rowsOf({127U, 128U, 129U, 150U, 400U})) {
     const std::string bytes = randomBytes(engine_, groups * 3);
     const std::u16string expected = modelEncode(Base64Alphabet::standard, bytes);
     for (std::size_t gap = 0; gap < 40; ++gap) {
+      ROW("gap", gap);
       const std::u16string text = encoded(simd::standardAlphabet, bytes.data(), groups, gap);
       ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
     }
@@ -200,11 +204,13 @@ TEST_P(KernelsOfThisProcessor, EncodeLongTextsToEveryAlignmentAsTheModelDoes) {
 }
 
 TEST_P(KernelsOfThisProcessor, DecodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
-  for (const simd::Base64Alphabet alphabet : alphabets) {
+  for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
+      ROW("groups", groups);
       const std::string bytes = randomBytes(engine_, groups * 3);
       const std::u16string text = modelEncode(modelOf(alphabet), bytes);
       for (std::size_t gap = 0; gap < (groups % 8 == 0 ? 32U : 2U); ++gap) {
+        ROW("gap", gap);
         const std::string found = decoded(alphabet, placed(source_, text, gap), groups);
         ASSERT_EQ(found, bytes.substr(0, found.size())) << groups << " groups, " << gap << " behind";
       }
@@ -218,6 +224,7 @@ TEST_P(KernelsOfThisProcessor, TakeAllButTheLastFewGroupsUnlessTheyArePlain) {
   const std::string bytes = randomBytes(engine_, longest);
   const std::u16string text = modelEncode(Base64Alphabet::standard, bytes);
   for (std::size_t groups = 6; groups <= longest / 3; ++groups) {
+    ROW("groups", groups);
     EXPECT_EQ(encoded(simd::standardAlphabet, bytes.data(), groups).size() / 4, plain ? 0 : groups);
     EXPECT_EQ(decoded(simd::standardAlphabet, placed(source_, text), groups).size() / 3, plain ? 0 : groups);
   }
@@ -226,11 +233,12 @@ TEST_P(KernelsOfThisProcessor, TakeAllButTheLastFewGroupsUnlessTheyArePlain) {
 TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAFaultWhereverItStands) {
   const std::u16string faults =
       u"=* \n\x7F\x80\xC1\xFF\x0100\x0141\x2B2B\x7FFF\x8000\x8041\xC141\xFF41\xFFFF";
-  for (const simd::Base64Alphabet alphabet : alphabets) {
-    for (const std::size_t groups : {4U, 8U, 15U, 16U, 17U, 33U, 40U, 63U}) {
+  for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
+    for (const std::size_t groups : rowsOf({4U, 8U, 15U, 16U, 17U, 33U, 40U, 63U})) {
       const std::string bytes = randomBytes(engine_, groups * 3);
       const std::u16string valid = modelEncode(modelOf(alphabet), bytes);
       for (std::size_t place = 0; place < valid.size(); ++place) {
+        ROW("place", place);
         std::u16string text = valid;
         text[place] =
             (faults + (alphabet == simd::standardAlphabet ? u"-_" : u"+/"))[engine_() % (faults.size() + 2)];
@@ -244,7 +252,7 @@ TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAFaultWhereverItStands) {
 
 TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
   constexpr std::size_t groups = 16;  // a block of the widest
-  for (const simd::Base64Alphabet alphabet : alphabets) {
+  for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     const std::string characters =
         alphabet == simd::standardAlphabet ? simd::standardCharacters : simd::safeCharacters;
     const auto everyPlace = [](unsigned int unit) { return unit < 0x100; };
@@ -270,8 +278,9 @@ TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
 
 TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
   for (std::size_t length = 0; length <= longest; ++length) {
+    ROW("length", length);
     expectCountedAsByTheModel(std::string(length, 'a'));
-    for (const std::string character : {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
+    for (const std::string character : rowsOf({"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"})) {
       const std::size_t size = character.size();
       std::string text;
       while (text.size() + size <= length) text += character;
@@ -284,14 +293,16 @@ TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
 }
 
 TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentAsTheModelDoes) {
-  for (const std::size_t pieces : {200U, 900U}) {
+  for (const std::size_t pieces : rowsOf({200U, 900U})) {
     const std::string text = randomUtf8(engine_, pieces, 0);
     for (std::size_t at = 0; at < 70; ++at) {
+      ROW("at", at);
       char* const start = source_.front() + at;
       std::copy(text.begin(), text.end(), start);
       expectCountedAsByTheModel(static_cast<const char*>(start), text.size());
       // Something else on either side of the first boundary.
       for (std::size_t place = at < 60 ? 60 - at : 0; place < 70 - at; ++place) {
+        ROW("place", place);
         const char byte = std::exchange(start[place], static_cast<char>(0x80 + engine_() % 0x80));
         expectCountedAsByTheModel(static_cast<const char*>(start), text.size());
         start[place] = byte;
@@ -315,10 +326,10 @@ TEST_P(KernelsOfThisProcessor, JudgeEverySequenceOfBoundaryBytesAsTheModelDoes) 
   // Behind ASCII, at a place that goes through all of a block's.
   char* const text = source_.front();
   std::size_t round = 0;
-  for (const unsigned char first : boundaries) {
-    for (const unsigned char second : boundaries) {
-      for (const unsigned char third : boundaries) {
-        for (const unsigned char fourth : boundaries) {
+  for (const unsigned char first : rowsOf(boundaries)) {
+    for (const unsigned char second : rowsOf(boundaries)) {
+      for (const unsigned char third : rowsOf(boundaries)) {
+        for (const unsigned char fourth : rowsOf(boundaries)) {
           const std::size_t length = 80;
           const std::size_t at = round++ % (length - 3);
           std::memset(text, 'a', length);
@@ -334,7 +345,7 @@ TEST_P(KernelsOfThisProcessor, JudgeEverySequenceOfBoundaryBytesAsTheModelDoes) 
 }
 
 TEST_P(KernelsOfThisProcessor, JudgeEveryPairOfBytesAtEveryPlaceAsTheModelDoes) {
-  for (const std::string neighbour : {"a", "\xE4\xB8\xAD"}) {
+  for (const std::string neighbour : rowsOf({"a", "\xE4\xB8\xAD"})) {
     std::string text;
     while (text.size() < 270) text += neighbour;
     for (unsigned int pair = 0; pair < 0x10000; ++pair) {
@@ -354,16 +365,17 @@ TEST_P(KernelsOfThisProcessor, FindOneFaultWhereverItStands) {
   const std::vector<std::string> faults = {
       "\x80",         "\xC3", "\xC0\x80",     "\xE2\x82", "\xED\xA0\x80", "\xE0\x80\x80", "\xF4\x90\x80\x80",
       "\xF0\x9F\x98", "\xFF", "\xC3\xA9\xA9", "\xE2",     "\xF0"};
-  for (const std::string& fault : faults) {
-    for (const std::string neighbour : {"a", "\xC3\xA9", "\xF0\x9F\x98\x80"}) {
+  for (const std::string& fault : rowsOf(faults)) {
+    for (const std::string neighbour : rowsOf({"a", "\xC3\xA9", "\xF0\x9F\x98\x80"})) {
       // More than two steps of the widest, of which one can be all ASCII.
       const std::size_t size = neighbour.size() == 1 ? 600 : 300;
       for (std::size_t before = 0; before < size / neighbour.size(); ++before) {
+        ROW("before", before);
         std::string text;
         for (std::size_t i = 0; i < before; ++i) text += neighbour;
         text += fault;
         while (text.size() < size) text += neighbour;
-        for (const std::size_t length : {text.size(), before * neighbour.size() + fault.size()})
+        for (const std::size_t length : rowsOf({text.size(), before * neighbour.size() + fault.size()}))
           ASSERT_EQ(kernels().countWellFormed(text.data(), length), -1)
               << testing::PrintToString(fault) << " behind " << before << " of " << neighbour << ", "
               << length;
@@ -374,7 +386,7 @@ TEST_P(KernelsOfThisProcessor, FindOneFaultWhereverItStands) {
 
 TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    ROW("seed", seed);
     std::mt19937 engine(seed);
     expectCountedAsByTheModel(randomUtf8(engine, engine() % 400, seed % 4 == 0 ? 1 : 0));
     if (HasFailure()) return;
@@ -385,7 +397,7 @@ TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
 /// into exactly as much room as is asked for.
 TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    ROW("seed", seed);
     std::mt19937 engine(seed);
     const std::string text =
         seed % 4 == 0 ? std::string(engine() % 100, 'a') : randomUtf8(engine, engine() % 100, 0);
@@ -397,11 +409,13 @@ TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
     std::size_t expected = 0;  // characters that begin before `begins`
     std::size_t begins = 0;
     for (std::size_t length = 0; length <= text.size(); ++length) {
+      ROW("length", length);
       while (begins < length) begins += characters.at(expected++).size();
       const std::size_t room = (length + 15) / 16 * 16;
       auto* const dest = reinterpret_cast<std::uint64_t*>(dest_.back(room * sizeof(std::uint64_t)));
       ASSERT_EQ(kernels().spreadCharacters(dest, at, length), expected) << length;
       for (std::size_t i = 0; i < expected; ++i) {
+        ROW("i", i);
         const std::string found(reinterpret_cast<const char*>(dest + i), sizeof *dest);
         ASSERT_EQ(found, characters[i] + std::string(sizeof *dest - characters[i].size(), '\0'))
             << i << " of " << length;
@@ -412,18 +426,21 @@ TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
 
 /// Both ends of what each kind of lead byte leads.
 TEST_P(KernelsOfThisProcessor, SpreadCharactersOfEachRange) {
-  for (const UChar32 first : {0x01, 0x7F, 0x80, 0xBF, 0xC0, 0x7FF, 0x800, 0xFFF, 0x1000, 0xD7FF, 0xE000,
-                              0xFFFF, 0x10000, 0x3FFFF, 0x40000, 0xFFFFF, 0x100000, 0x10FFFF}) {
-    for (const UChar32 second : {0x61, 0xE9, 0x65E5, 0x1F600}) {
+  for (const UChar32 first :
+       rowsOf({0x01, 0x7F, 0x80, 0xBF, 0xC0, 0x7FF, 0x800, 0xFFF, 0x1000, 0xD7FF, 0xE000, 0xFFFF, 0x10000,
+               0x3FFFF, 0x40000, 0xFFFFF, 0x100000, 0x10FFFF})) {
+    for (const UChar32 second : rowsOf({0x61, 0xE9, 0x65E5, 0x1F600})) {
       std::string text;
       icu::UnicodeString().append(first).append(second).append(first).toUTF8String(text);
       const std::vector<std::string> characters = modelCharacters(text).value();
       const std::string readable = text + std::string(simd::spreadReadsBehind, '\xFF');
       std::array<std::uint64_t, 16> dest{};
       ASSERT_EQ(kernels().spreadCharacters(dest.data(), readable.data(), text.size()), 3U);
-      for (std::size_t i = 0; i < 3; ++i)
+      for (std::size_t i = 0; i < 3; ++i) {
+        ROW("i", i);
         EXPECT_STREQ(reinterpret_cast<const char*>(&dest.at(i)), characters[i].c_str())
             << first << ' ' << second;
+      }
     }
   }
 }
@@ -449,7 +466,7 @@ icu::UnicodeString randomRuns(std::mt19937& engine) {
 
 TEST_P(KernelsOfThisProcessor, ConvertRandomRunsAsIcuDoes) {
   for (unsigned int seed = 0; seed < 3000; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    ROW("seed", seed);
     std::mt19937 engine(seed);
     const icu::UnicodeString text = randomRuns(engine);
     std::string bytes;
@@ -467,9 +484,11 @@ TEST_P(KernelsOfThisProcessor, ConvertRandomRunsAsIcuDoes) {
 
 /// Each at every place of a step, among neighbours of each size.
 TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersAsIcuDoes) {
-  for (const UChar32 neighbour : {0x61, 0xE9, 0x65E5, 0x1F600}) {
-    for (const UChar32 character : {0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF}) {
+  for (const UChar32 neighbour : rowsOf({0x61, 0xE9, 0x65E5, 0x1F600})) {
+    for (const UChar32 character :
+         rowsOf({0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF})) {
       for (int before = 0; before < 140; ++before) {
+        ROW("before", before);
         icu::UnicodeString text;
         for (int i = 0; i < 220; ++i) text.append(i == before ? character : neighbour);
         std::string bytes;
@@ -482,9 +501,10 @@ TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersAsIcuDoes) {
 }
 
 TEST_P(KernelsOfThisProcessor, ConvertTextsOfEveryLengthAsIcuDoes) {
-  for (const UChar32 character : {0x61, 0xE9, 0x65E5, 0x1F600}) {
+  for (const UChar32 character : rowsOf({0x61, 0xE9, 0x65E5, 0x1F600})) {
     icu::UnicodeString text;
     for (int length = 0; length < 300; ++length) {
+      ROW("length", length);
       std::string bytes;
       text.toUTF8String(bytes);
       ASSERT_NO_FATAL_FAILURE(expectReadAsIcuReads(bytes));
@@ -509,7 +529,7 @@ TEST_F(KernelChoice, BeginsWithThePlainOnesAndEndsWithTheBest) {
 }
 
 TEST_F(KernelChoice, IsTheTestsIfTheyMakeOne) {
-  for (const Kernels* each : simd::availableKernels()) {
+  for (const Kernels* each : rowsOf(simd::availableKernels())) {
     simd::useKernels(each);
     EXPECT_EQ(&simd::kernels(), each);
   }

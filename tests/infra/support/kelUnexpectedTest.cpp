@@ -42,7 +42,7 @@ TEST(Unexpected, ExceptionsAreShownWithTheirRowAndMessage) {
   for (const Failure& row : rowsOf(failures)) {
     const ProcessResult result = failing(row.name);
     EXPECT_EQ(result.status, 1);
-    for (const std::string& text : row.printed) EXPECT_THAT(result.out, HasSubstr(text));
+    for (const std::string& text : rowsOf(row.printed)) EXPECT_THAT(result.out, HasSubstr(text));
     EXPECT_THAT(result.out, Not(HasSubstr(row.notPrinted)));
   }
 }

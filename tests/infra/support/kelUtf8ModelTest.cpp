@@ -1,3 +1,4 @@
+#include "support/kelRows.hpp"
 #include "support/kelUtf8Model.hpp"
 
 #include <gtest/gtest.h>
@@ -47,7 +48,7 @@ TEST(Utf8Model, KnowsTheTable) {
       {"\xE2\x82", false},
       {"\xF0\x90\x80", false},
   });
-  for (const Case& one : cases) {
+  for (const Case& one : rowsOf(cases)) {
     const std::string bytes = one.bytes;
     EXPECT_EQ(modelCount(bytes.data(), bytes.size()).value_or(0) == 1, one.wellFormed)
         << testing::PrintToString(bytes);

@@ -1,3 +1,4 @@
+#include "support/kelRows.hpp"
 #include "trace/kelProbes.hpp"
 
 #include <gmock/gmock.h>
@@ -12,6 +13,8 @@
 
 namespace tarvo::trace {
 namespace {
+
+using test::rowsOf;
 
 // What the host has settled: the classes in their order, each with its numbers and its probes.
 struct SettledBlock {
@@ -47,13 +50,14 @@ std::vector<std::string> classesOfTheTable() {
 
 TEST(Probes, ShareTheHighHalf) {
   EXPECT_EQ(probeBase, 0x1CD80000U);
-  for (const ProbeEntry& entry : probeTable)
+  for (const ProbeEntry& entry : rowsOf(probeTable))
     EXPECT_EQ((probeBase + entry.number) >> 16, 0x1CD8U) << entry.function;
 }
 
 TEST(Probes, OfAClassHaveItsSettledBlock) {
   ASSERT_EQ(probeBlocks.size(), std::size(settledBlocks));
   for (std::size_t i = 0; i < probeBlocks.size(); ++i) {
+    ROW("i", i);
     const SettledBlock& settled = settledBlocks[i];
     EXPECT_EQ(probeBlocks[i].className, settled.className);
     EXPECT_EQ(probeBlocks[i].first, settled.first) << settled.className;
@@ -64,7 +68,7 @@ TEST(Probes, OfAClassHaveItsSettledBlock) {
 }
 
 TEST(Probes, LieInTheirClasssBlock) {
-  for (const ProbeEntry& entry : probeTable) {
+  for (const ProbeEntry& entry : rowsOf(probeTable)) {
     const auto* block = std::ranges::find_if(
         settledBlocks, [&](const SettledBlock& b) { return entry.className() == b.className; });
     ASSERT_NE(block, std::end(settledBlocks)) << entry.function;
@@ -83,7 +87,7 @@ TEST(Probes, ComeForEveryTracedClassInTheOrderOfTheBlocks) {
 TEST(Probes, HaveOneNumberAFunctionAndOneFunctionANumber) {
   std::map<std::uint16_t, std::string> byNumber;
   std::set<std::string> names;
-  for (const ProbeEntry& entry : probeTable) {
+  for (const ProbeEntry& entry : rowsOf(probeTable)) {
     const std::string name(entry.function);
     EXPECT_TRUE(names.insert(name).second) << name << " stands twice";
     const auto [taken, fresh] = byNumber.emplace(entry.number, name);
@@ -93,15 +97,15 @@ TEST(Probes, HaveOneNumberAFunctionAndOneFunctionANumber) {
 
 TEST(Probes, LeaveTheHolesFree) {
   EXPECT_EQ(unassignedSocketNumber, 0x623);
-  for (const ProbeEntry& entry : probeTable) {
-    for (const unsigned int hole : {0x623U, 0x631U, 0x632U, 0x633U, 0x634U, 0x635U, 0x637U, 0x63BU})
+  for (const ProbeEntry& entry : rowsOf(probeTable)) {
+    for (const unsigned int hole : rowsOf({0x623U, 0x631U, 0x632U, 0x633U, 0x634U, 0x635U, 0x637U, 0x63BU}))
       EXPECT_NE(entry.number, hole) << entry.function;
   }
 }
 
 TEST(Probes, StartEachClassWithItsConstructors) {
-  for (const char* name : {"ByteArrayOutputStream", "ByteBuffer", "DataBuffer", "UTF8Iterator",
-                           "StringTokenizer", "SocketServer", "Socket", "MessageList"}) {
+  for (const char* name : rowsOf({"ByteArrayOutputStream", "ByteBuffer", "DataBuffer", "UTF8Iterator",
+                                  "StringTokenizer", "SocketServer", "Socket", "MessageList"})) {
     const auto* first =
         std::ranges::find_if(probeTable, [&](const ProbeEntry& entry) { return entry.className() == name; });
     ASSERT_NE(first, probeTable.end()) << name;
@@ -136,7 +140,7 @@ TEST(Probes, OfTheseFunctionsAreSettledWithTheHost) {
       {"MessageList::getNextMsg", probe("MessageList::getNextMsg"), 483919421},
       {"MessageList::clear", probe("MessageList::clear"), 483919422},
   };
-  for (const Settled& row : rows) EXPECT_EQ(row.found, row.settled) << row.function;
+  for (const Settled& row : rowsOf(rows)) EXPECT_EQ(row.found, row.settled) << row.function;
 }
 
 }  // namespace

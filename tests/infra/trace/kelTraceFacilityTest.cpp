@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/trace/kelTraceFacility.hpp"
 
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gmock/gmock.h>
@@ -267,7 +268,7 @@ TEST_P(EveryTracedOperation, ReportsInOrderUnderEverySetOfFlags) {
   for (unsigned int choice = 0; choice < 32; ++choice) {
     std::uint32_t word = 0;
     for (unsigned int i = 0; i < 5; ++i) word |= (choice >> i & 1U) != 0 ? meaningful[i] : 0;
-    for (const std::uint32_t flags : {word, word | meaningless}) {
+    for (const std::uint32_t flags : rowsOf({word, word | meaningless})) {
       TraceRecorder trace(flags);
       EXPECT_EQ(GetParam().run(trace), expected(GetParam().events, flags)) << "flags " << std::hex << flags;
     }
@@ -342,7 +343,7 @@ const Switch switches[] = {
 };
 
 TEST(TraceFacility, SeesFlagsChangedByAHookAtTheNextTest) {
-  for (const Switch& row : switches) {
+  for (const Switch& row : rowsOf(switches)) {
     TraceRecorder trace(0);
     MessageList list;
     const Message message;
@@ -476,7 +477,7 @@ TEST(TraceFacility, TakesANullFunctionForAnEmptyOne) {
        },
        0},
   };
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     Host host;
     host.flags[155] = everything;
     row.drop(host.facility);

@@ -1,6 +1,7 @@
 #include "infra/oss/kelMessageList.hpp"
 
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 #include "trace/kelTrace.hpp"
 
@@ -91,7 +92,7 @@ TEST(TracingOff, AllocatesNothing) {
   MessageList list((Message()));
   list.addMessage(Message());
   const MessageList none;
-  for (const bool installed : {false, true}) {
+  for (const bool installed : rowsOf({false, true})) {
     std::uint32_t flags[trace::componentIndex + 1] = {};
     trace::Facility facility;
     facility.componentTraceFlags = flags;

@@ -3,6 +3,7 @@
 
 #include "support/kelProcess.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -67,7 +68,7 @@ TEST_P(Base64Judge, AgreesOnEveryLengthOfAFewGroupsAndOnAMebibyte) {
   std::mt19937 engine(4648);
   std::vector<std::size_t> lengths = {1U << 20U, (1U << 20U) + 1, (1U << 20U) + 2};
   for (std::size_t length = 0; length <= 34; ++length) lengths.push_back(length);
-  for (const std::size_t length : lengths) {
+  for (const std::size_t length : rowsOf(lengths)) {
     const std::string bytes = randomBytes(length, engine);
     const std::string text = toolEncodes(bytes);
     EXPECT_TRUE(libraryEncodes(bytes) == text) << length;
@@ -79,6 +80,7 @@ TEST_P(Base64Judge, AgreesOnEveryLengthOfAFewGroupsAndOnAMebibyte) {
 
 TEST_P(Base64Judge, AgreesOnWhatIsInTheAlphabet) {
   for (int unit = 1; unit < 256; ++unit) {
+    ROW("unit", unit);
     if (unit == '\n') continue;  // the tools skip line ends, the library does not
     const std::string text = std::string("AAA") + static_cast<char>(unit);
     const ProcessResult tool = toolDecodes(text);

@@ -3,6 +3,7 @@
 
 #include "support/kelBase64Model.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gtest/gtest.h>
@@ -120,14 +121,14 @@ struct SizeRow {
 };
 
 TEST(Base64Sizes, OfAnEncodingAreFourUnitsForEachThreeBytesBegun) {
-  for (const auto& [bytes, units] : std::to_array<SizeRow>(
-           {{0, 0}, {1, 4}, {2, 4}, {3, 4}, {4, 8}, {5, 8}, {6, 8}, {7, 12}, {3072, 4096}, {3073, 4100}}))
+  for (const auto& [bytes, units] : rowsOf(std::to_array<SizeRow>(
+           {{0, 0}, {1, 4}, {2, 4}, {3, 4}, {4, 8}, {5, 8}, {6, 8}, {7, 12}, {3072, 4096}, {3073, 4100}})))
     EXPECT_EQ(Base64::encodeSize(bytes), units) << bytes;
 }
 
 TEST(Base64Sizes, OfADecodingAreThreeBytesForEachFourUnitsBegun) {
-  for (const auto& [units, bytes] : std::to_array<SizeRow>(
-           {{0, 0}, {1, 3}, {2, 3}, {3, 3}, {4, 3}, {5, 6}, {8, 6}, {9, 9}, {4096, 3072}, {4097, 3075}}))
+  for (const auto& [units, bytes] : rowsOf(std::to_array<SizeRow>(
+           {{0, 0}, {1, 3}, {2, 3}, {3, 3}, {4, 3}, {5, 6}, {8, 6}, {9, 9}, {4096, 3072}, {4097, 3075}})))
     EXPECT_EQ(Base64::decodeSize(units), bytes) << units;
 }
 
@@ -135,16 +136,21 @@ TEST(Base64Sizes, OfAnEncodingThatNoSizeHoldsAreTheLargestSize) {
   const std::size_t mostGroups = largest / 4;
   const std::size_t mostBytes = mostGroups * 3;
   EXPECT_EQ(Base64::encodeSize(mostBytes - 3), mostGroups * 4 - 4);
-  for (std::size_t less = 0; less < 3; ++less)
+  for (std::size_t less = 0; less < 3; ++less) {
+    ROW("less", less);
     EXPECT_EQ(Base64::encodeSize(mostBytes - less), mostGroups * 4);
-  for (const std::size_t bytes :
-       {mostBytes + 1, mostBytes + 2, mostBytes + 3, largest / 2 * 2, largest - 2, largest - 1, largest})
+  }
+  for (const std::size_t bytes : rowsOf(
+           {mostBytes + 1, mostBytes + 2, mostBytes + 3, largest / 2 * 2, largest - 2, largest - 1, largest}))
     EXPECT_EQ(Base64::encodeSize(bytes), largest) << bytes;
 }
 
 TEST(Base64Sizes, OfADecodingNeverWrap) {
   const std::size_t most = largest / 4 * 3 + 3;
-  for (std::size_t less = 0; less < 3; ++less) EXPECT_EQ(Base64::decodeSize(largest - less), most);
+  for (std::size_t less = 0; less < 3; ++less) {
+    ROW("less", less);
+    EXPECT_EQ(Base64::decodeSize(largest - less), most);
+  }
   EXPECT_EQ(Base64::decodeSize(largest - 3), most - 3);
 }
 
@@ -154,8 +160,9 @@ TEST(Base64Model, KnowsTheExamplesOfTheStandard) {
   const std::string foobar = "foobar";
   const std::u16string texts[] = {u"", u"Zg==", u"Zm8=", u"Zm9v", u"Zm9vYg==", u"Zm9vYmE=", u"Zm9vYmFy"};
   for (std::size_t length = 0; length <= foobar.size(); ++length) {
+    ROW("length", length);
     const std::string bytes = foobar.substr(0, length);
-    for (const Base64Alphabet alphabet : alphabets) {
+    for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
       EXPECT_EQ(modelEncode(alphabet, bytes), texts[length]);
       EXPECT_EQ(modelDecode(alphabet, texts[length], 6), (Base64Decoding{bytes, "", u""}));
     }
@@ -208,14 +215,14 @@ const std::vector<EncodeRow>& encodeRows() {
 }
 
 TEST(Base64, EncodesTheExamplesInBothAlphabets) {
-  for (const EncodeRow& row : encodeRows()) {
+  for (const EncodeRow& row : rowsOf(encodeRows())) {
     EXPECT_EQ(encoded(Base64Alphabet::standard, row.bytes), row.standard) << row.why;
     EXPECT_EQ(encoded(Base64Alphabet::safe, row.bytes), row.safe) << row.why;
   }
 }
 
 TEST(Base64, DecodesTheExamplesInBothAlphabets) {
-  for (const EncodeRow& row : encodeRows()) {
+  for (const EncodeRow& row : rowsOf(encodeRows())) {
     const Base64Decoding wanted{row.bytes, "", u""};
     EXPECT_EQ(decoded(Base64Alphabet::standard, row.standard, row.bytes.size()), wanted) << row.why;
     EXPECT_EQ(decoded(Base64Alphabet::safe, row.safe, row.bytes.size()), wanted) << row.why;
@@ -224,7 +231,7 @@ TEST(Base64, DecodesTheExamplesInBothAlphabets) {
 
 TEST(Base64, MapsEachOfTheSixtyFourValues) {
   const std::u16string common = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     const std::u16string characters = common + (alphabet == Base64Alphabet::standard ? u"+/" : u"-_");
     ASSERT_EQ(characters.size(), 64U);
     for (unsigned int value = 0; value < 64; ++value) {
@@ -238,7 +245,7 @@ TEST(Base64, MapsEachOfTheSixtyFourValues) {
 }
 
 TEST(Base64, EncodesAndDecodesEveryInputOfOneAndOfTwoBytes) {
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (unsigned int word = 0; word < 0x10000; ++word) {
       std::string bytes = {static_cast<char>(word >> 8U), static_cast<char>(word)};
       if (word < 0x100) bytes.erase(0, 1);
@@ -262,7 +269,7 @@ TEST(Base64, LeavesRoomThatTheTextDoesNotNeed) {
 }
 
 TEST(Base64, TakesNothingForNothing) {
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     EXPECT_EQ(encodeInto(alphabet, nullptr, 0, nullptr, 0), 0U);
     EXPECT_EQ(encodeInto(alphabet, nullptr, largest, nullptr, 0), 0U);
     EXPECT_EQ(decodeInto(alphabet, nullptr, 0, nullptr, 0), 0U);
@@ -300,8 +307,8 @@ TEST(Base64, EncodesNothingIntoADestinationThatIsTooSmall) {
       {"the argument is the low 32 bits: low", 0x100000005, largest, "5"},
       {"the argument is the low 32 bits: signed", 0x80000000, largest, "-2147483648"},
   });
-  for (const Base64Alphabet alphabet : alphabets) {
-    for (const TooSmallRow& row : rows) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
+    for (const TooSmallRow& row : rowsOf(rows)) {
       Units dest(8, 0x2A);
       EXPECT_THAT(
           [&] { encodeInto(alphabet, dest.data(), row.destUnits, "foobar", row.srcBytes); },
@@ -322,7 +329,7 @@ struct FaultRow {
 
 void expectFaults(const std::vector<FaultRow>& rows, Base64Alphabet alphabet, const std::string& identifier,
                   const auto& argumentOf) {
-  for (const FaultRow& row : rows) {
+  for (const FaultRow& row : rowsOf(rows)) {
     const Units units = terminated(row.text);
     std::string dest(32, '\x5A');
     EXPECT_THAT([&] { decodeInto(alphabet, dest.data(), dest.size(), units.data(), row.text.size()); },
@@ -362,7 +369,7 @@ TEST(Base64, RefusesMisalignedTextWithTheWholeTextAsArgument) {
       {"five units", u"Zm9vZ", "foo"},
       {"seven units", u"Zm9vZm9", "foofo"},
   };
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     std::vector<FaultRow> own = rows;
     if (alphabet == Base64Alphabet::safe) {
       for (FaultRow& row : own) std::replace(row.text.begin(), row.text.end(), u'+', u'-');
@@ -405,7 +412,7 @@ TEST(Base64, RefusesUnitsOutsideTheAlphabetWithTheUnitAsArgument) {
        "foo"},
       {"a NUL inside", Base64Alphabet::standard, std::u16string(u"Zm\0v", 4), std::string(1, '\0'), "f"},
   };
-  for (const InvalidRow& row : rows) {
+  for (const InvalidRow& row : rowsOf(rows)) {
     expectFaults({{row.why, row.text, row.before}}, row.alphabet, "ERR_BASE64_INVALID_DATA",
                  [&](const FaultRow&) { return row.unit; });
   }
@@ -415,8 +422,9 @@ TEST(Base64, RefusesTheFirstByteThatDoesNotFitAndKeepsTheOthers) {
   const std::u16string text = u"Zm9vYmFyYm8=";
   const std::string whole = "foobarbo";
   const Units units = terminated(text);
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (std::size_t capacity = 0; capacity < whole.size(); ++capacity) {
+      ROW("capacity", capacity);
       std::string dest(16, '\x5A');
       EXPECT_THAT([&] { decodeInto(alphabet, dest.data(), capacity, units.data(), text.size()); },
                   Raises<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", capacity).from(sourceFile));
@@ -437,7 +445,8 @@ TEST(Base64, MeetsFaultsInTheOrderOfTheText) {
       {u"Zm9", {"f", "ERR_BUFFER_SIZE_TOO_SMALL", u"1"}},
       {u"Z=*", {"", "ERR_BASE64_MISALIGNED_DATA", u"Z=*"}},
   });
-  for (const auto& [text, wanted] : rows) EXPECT_EQ(decoded(standard, text, 1), wanted) << shown(text);
+  for (const auto& [text, wanted] : rowsOf(rows))
+    EXPECT_EQ(decoded(standard, text, 1), wanted) << shown(text);
 }
 
 TEST(Base64, NeverWritesBehindADestinationOfAnySizeThatIsClaimed) {
@@ -463,7 +472,7 @@ TEST(Base64, StopsAtTheFirstFaultOfATextOfAnyLengthThatIsClaimed) {
 // --- against the model
 
 TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
-  for (const Base64Alphabet alphabet : alphabets) {
+  for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
       std::u16string text = u"QUJDREVG";
       text[4 + unit % 4] = static_cast<char16_t>(unit);
@@ -472,6 +481,7 @@ TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
     }
     for (unsigned int unit = 0; unit < 0x400; ++unit) {  // every place, as far as anything could be special
       for (std::size_t place = 0; place < 8; ++place) {
+        ROW("place", place);
         std::u16string text = u"QUJDREVG";
         text[place] = static_cast<char16_t>(unit);
         expectDecodesAsTheModel(alphabet, text, 6);
@@ -483,8 +493,8 @@ TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
 
 TEST(Base64, TreatsEveryPaddedEndAsTheModelDoes) {
   const std::u16string characters = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  for (const char16_t first : characters) {
-    for (const char16_t second : characters) {
+  for (const char16_t first : rowsOf(characters)) {
+    for (const char16_t second : rowsOf(characters)) {
       expectDecodesAsTheModel(Base64Alphabet::standard, {first, second, u'=', u'='}, 1);
       expectDecodesAsTheModel(Base64Alphabet::standard, {u'Z', first, second, u'='}, 2);
     }
@@ -539,8 +549,9 @@ class Base64Random : public testing::TestWithParam<unsigned int> {
 };
 
 TEST_P(Base64Random, RoundTripsMatchTheModel) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   for (int round = 0; round < 250; ++round) {
+    ROW("round", round);
     const Base64Alphabet alphabet = this->alphabet();
     const std::string data = bytes(upTo(200));
     const std::u16string text = encoded(alphabet, data);
@@ -552,8 +563,9 @@ TEST_P(Base64Random, RoundTripsMatchTheModel) {
 }
 
 TEST_P(Base64Random, CorruptedTextsMatchTheModel) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   for (int round = 0; round < 500; ++round) {
+    ROW("round", round);
     const Base64Alphabet alphabet = this->alphabet();
     std::u16string text = modelEncode(alphabet, bytes(upTo(upTo(1) == 0 ? 6 : 80)));
     corrupt(text);
@@ -563,9 +575,10 @@ TEST_P(Base64Random, CorruptedTextsMatchTheModel) {
 }
 
 TEST_P(Base64Random, GroupsOfAnyUnitsMatchTheModel) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   const std::u16string common = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
   for (int round = 0; round < 1000; ++round) {
+    ROW("round", round);
     std::u16string text;
     for (std::size_t length = 4 + upTo(4); text.size() < length;) text += common[upTo(common.size() - 1)];
     expectDecodesAsTheModel(alphabet(), text, upTo(6));
@@ -574,9 +587,10 @@ TEST_P(Base64Random, GroupsOfAnyUnitsMatchTheModel) {
 }
 
 TEST_P(Base64Random, OneFaultInALongTextIsFoundWhereverItStands) {
-  SCOPED_TRACE("seed " + std::to_string(GetParam()));
+  ROW("seed", GetParam());
   const std::u16string valid = modelEncode(Base64Alphabet::standard, bytes(96));
   for (std::size_t at = 0; at < valid.size(); ++at) {
+    ROW("at", at);
     std::u16string text = valid;
     text[at] = unit();
     expectDecodesAsTheModel(Base64Alphabet::standard, text, 96);

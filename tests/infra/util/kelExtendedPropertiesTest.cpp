@@ -2,6 +2,7 @@
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gtest/gtest.h>
@@ -84,7 +85,7 @@ TEST(ExtendedProperties, TakesKeysAsTheyAre) {
       {u"", u" ", u" a", u"A", u"a", u"a ", u"ab", u"\u00C4", u"a\u0308", u"\u00E4"});
   for (const char16_t* const key : keys) properties.putProperty(key, icu::UnicodeString(u"of ") + key);
   EXPECT_EQ(pairsOf(properties).size(), keys.size());
-  for (const char16_t* const key : keys) {
+  for (const char16_t* const key : rowsOf(keys)) {
     EXPECT_EQ(properties.requireProperty(key), icu::UnicodeString(u"of ") + key);
   }
 }
@@ -105,6 +106,7 @@ TEST(ExtendedProperties, OrdersKeysByTheirCodeUnits) {
   }
   EXPECT_EQ(pairsOf(properties), expected);
   for (std::size_t i = 0; i + 1 < expected.size(); ++i) {
+    ROW("i", i);
     EXPECT_TRUE(expected[i].first < expected[i + 1].first) << "the text class itself, row " << i;
   }
 }
@@ -178,7 +180,9 @@ TEST(ExtendedProperties, KeepsReferencesAndIteratorsWhileOthersComeAndGo) {
   const icu::UnicodeString& value = properties.requireProperty(u"key 500");
   const ExtendedProperties::iterator it = properties.begin();
   for (int round = 0; round < 2; ++round) {
+    ROW("round", round);
     for (int i = 0; i < 1000; ++i) {
+      ROW("i", i);
       const icu::UnicodeString key =
           icu::UnicodeString(u"key ") + icu::UnicodeString::fromUTF8(std::to_string(i));
       if (i == 500) continue;
@@ -204,6 +208,7 @@ TEST(ExtendedProperties, IsTheMapThatAModelIsUnderRandomChanges) {
     return text;
   };
   for (int step = 0; step < 20'000; ++step) {
+    ROW("step", step);
     const std::u16string key = randomText(4);
     if (random() % 3 == 0) {
       ASSERT_EQ(properties.removeProperty(unicode(key)), static_cast<int>(model.erase(key))) << step;
@@ -289,7 +294,7 @@ TEST(ExtendedProperties, PutsNumbersAsPlainDecimalText) {
       {[&] { properties.putPropertyAsUint64(u"n", std::numeric_limits<std::uint64_t>::max()); },
        u"18446744073709551615"},
   });
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     row.put();
     EXPECT_EQ(pairsOf(properties), (Pairs{{u"n", row.expected}}));
   }
@@ -323,8 +328,7 @@ const icu::UnicodeString key(u"the key");
 
 template <class Value>
 void expectReads(const Getter<Value>& getter, const std::vector<Case<Value>>& cases, Value other) {
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.why);
+  for (const auto& row : rowsOf(cases)) {
     ExtendedProperties properties;
     properties.putProperty(key, row.text);
     EXPECT_EQ((properties.*getter.byValue)(key, other), row.expected);
@@ -338,8 +342,7 @@ void expectReads(const Getter<Value>& getter, const std::vector<Case<Value>>& ca
 template <class Value>
 void expectRefuses(const Getter<Value>& getter, const std::vector<Refusal>& refusals) {
   const Value other{};
-  for (const Refusal& row : refusals) {
-    SCOPED_TRACE(row.why);
+  for (const Refusal& row : rowsOf(refusals)) {
     ExtendedProperties properties;
     properties.putProperty(key, row.text);
     const auto wrongType = raisesWrongType(key, row.trimmed, row.word);

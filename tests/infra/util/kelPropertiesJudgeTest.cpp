@@ -2,6 +2,7 @@
 #include "infra/util/kelExtendedProperties.hpp"
 
 #include "support/kelProcess.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -123,7 +124,7 @@ TEST(PropertiesJudge, ReadsTheseDifferently) {
   for (const Difference& row : rows) documents.push_back(row.document);
   const std::vector<std::string> byJava = readByJava(documents);
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    SCOPED_TRACE(rows[i].why);
+    ROW(rows[i].why);
     EXPECT_EQ(readByLibrary(rows[i].document), rows[i].byLibrary);
     EXPECT_EQ(byJava[i], rows[i].byJava);
     EXPECT_NE(rows[i].byLibrary, rows[i].byJava) << "no difference";
@@ -247,6 +248,7 @@ TEST(PropertiesJudge, ReadsEverythingElseAsTheLibraryDoes) {
   const std::vector<std::string> byJava = readByJava(documents);
   std::size_t properties = 0;
   for (std::size_t i = 0; i < all.size(); ++i) {
+    ROW("i", i);
     const std::string byLibrary = readByLibrary(documents[i]);
     ASSERT_EQ(byLibrary, byJava[i]) << all[i].name << ": " << testing::PrintToString(documents[i]);
     properties += static_cast<std::size_t>(std::count(byLibrary.begin(), byLibrary.end(), '\n'));

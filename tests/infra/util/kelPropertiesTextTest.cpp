@@ -5,6 +5,7 @@
 #include "support/kelDefaultCodePage.hpp"
 #include "support/kelPropertiesModel.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -215,15 +216,13 @@ const std::vector<Reading>& readings() {
 }
 
 TEST(PropertiesText, IsReadAsItSays) {
-  for (const Reading& row : readings()) {
-    SCOPED_TRACE(row.why);
+  for (const Reading& row : rowsOf(readings())) {
     EXPECT_EQ(loaded(row.bytes), row.expected) << shown(row.bytes);
   }
 }
 
 TEST(PropertiesModelItself, ReadsAsTheTextSays) {
-  for (const Reading& row : readings()) {
-    SCOPED_TRACE(row.why);
+  for (const Reading& row : rowsOf(readings())) {
     PropertiesModel properties;
     modelLoad(properties, row.bytes);
     EXPECT_EQ(properties, row.expected) << shown(row.bytes);
@@ -233,6 +232,7 @@ TEST(PropertiesModelItself, ReadsAsTheTextSays) {
 TEST(PropertiesText, IsReadWithinItsLength) {
   const std::string bytes = "a=\\u0041b\nc=d";
   for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    ROW("length", length);
     ExtendedProperties properties;
     properties.load(bytes.data(), length, false);
     EXPECT_EQ(contents(properties), loaded(bytes.substr(0, length))) << length;
@@ -244,7 +244,7 @@ TEST(PropertiesText, OfNullDataIsNone) {
   properties.putProperty(u"a", u"1");
   std::size_t position = 3;
   for (const std::size_t length :
-       {std::size_t{0}, std::size_t{10}, std::numeric_limits<std::size_t>::max()}) {
+       rowsOf({std::size_t{0}, std::size_t{10}, std::numeric_limits<std::size_t>::max()})) {
     properties.load(nullptr, length, true);
     properties.load(nullptr, length);
     EXPECT_FALSE(properties.parseLine(position, nullptr, length));
@@ -327,8 +327,7 @@ TEST(PropertiesText, IsReadLineByLine) {
       {"a rest of continuations", " \\\n\\\r\n ", 0, true, 7, {}},
       {"a continued property", "a=\\\n b\nc", 0, true, 7, {{u"a", u"b"}}},
   });
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const Row& row : rowsOf(rows)) {
     ExtendedProperties properties;
     std::size_t position = row.from;
     EXPECT_EQ(properties.parseLine(position, row.bytes.data(), row.bytes.size()), row.expected);
@@ -339,6 +338,7 @@ TEST(PropertiesText, IsReadLineByLine) {
 
 TEST(PropertiesText, OfALongLineIsReadWhole) {
   for (std::size_t length = 0; length < 400; ++length) {
+    ROW("length", length);
     const icu::UnicodeString key(0, u'k', static_cast<std::int32_t>(length % 150));
     const icu::UnicodeString value(0, u'\n', static_cast<std::int32_t>(length));
     std::string line(length % 150, 'k');
@@ -357,10 +357,13 @@ TEST(PropertiesText, OfALongLineIsReadWhole) {
 TEST(PropertiesText, IsReadAsTheModelReadsItWithAnyByteAnywhere) {
   constexpr std::size_t length = 34;
   for (std::size_t place = 0; place < length; ++place) {
+    ROW("place", place);
     for (int byte = 0; byte < 256; ++byte) {
+      ROW("byte", byte);
       std::string text(length, 'x');
       text[place] = static_cast<char>(byte);
-      for (const std::string& lines : {text, text + "\nb=2\n", "k=" + text, "k=" + text + "\nb=2\n"}) {
+      for (const std::string& lines :
+           rowsOf({text, text + "\nb=2\n", "k=" + text, "k=" + text + "\nb=2\n"})) {
         PropertiesModel expected;
         modelLoad(expected, lines);
         ASSERT_EQ(loaded(lines), expected) << "byte " << byte << " at " << place << " in " << lines;
@@ -386,8 +389,7 @@ TEST(PropertiesText, IsReadFromUnicodeAsLatin1) {
 }
 
 TEST(PropertiesText, IsReadFromUnicodeOfAnyLength) {
-  for (const int length : {0, 1, 500, 508, 509, 510, 511, 512, 513, 514, 5000, 100'000}) {
-    SCOPED_TRACE(length);
+  for (const int length : rowsOf({0, 1, 500, 508, 509, 510, 511, 512, 513, 514, 5000, 100'000})) {
     ExtendedProperties properties;
     properties.load(icu::UnicodeString(u"key=") + icu::UnicodeString(length, u'\u00E9', length));
     EXPECT_EQ(contents(properties),
@@ -507,8 +509,7 @@ const std::vector<Resolution>& resolutions() {
 }
 
 TEST(PropertiesReferences, AreReplaced) {
-  for (const Resolution& row : resolutions()) {
-    SCOPED_TRACE(row.why);
+  for (const Resolution& row : rowsOf(resolutions())) {
     ExtendedProperties properties;
     for (const auto& [key, value] : row.before) properties.putProperty(unicode(key), unicode(value));
     EXPECT_EQ(resolve(properties), row.error);
@@ -517,8 +518,7 @@ TEST(PropertiesReferences, AreReplaced) {
 }
 
 TEST(PropertiesModelItself, ReplacesReferences) {
-  for (const Resolution& row : resolutions()) {
-    SCOPED_TRACE(row.why);
+  for (const Resolution& row : rowsOf(resolutions())) {
     PropertiesModel properties = row.before;
     EXPECT_EQ(modelResolve(properties), row.error);
     EXPECT_EQ(properties, row.after);
@@ -637,8 +637,7 @@ TEST(PropertiesText, IsSavedAsItSays) {
       {"halves", u"\xD83D", u"\xDE00\xD83D", "\\uD83D=\\uDE00\\uD83D"},
       {"a half before a pair", u"k", u"\xD83D\xD83D\xDE00\xDE00", "k=\\uD83D\\uF600\\uF600\\uDE00"},
   });
-  for (const Saving& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const Saving& row : rowsOf(rows)) {
     ExtendedProperties properties;
     properties.putProperty(unicode(row.key), unicode(row.value));
     const std::string expected = "#saved by ExtendedProperties on \r\n" + row.expected + "\r\n";
@@ -703,7 +702,7 @@ TEST(PropertiesText, OfCopiesHasTheIncludes) {
   ExtendedProperties copied;
   copied.copy(properties);
   for (const ExtendedProperties* const copy :
-       {&constructed, &std::as_const(assigned), &std::as_const(copied)}) {
+       rowsOf({&constructed, &std::as_const(assigned), &std::as_const(copied)})) {
     EXPECT_EQ(saved(*copy), expected);
   }
 }
@@ -732,6 +731,7 @@ TEST(PropertiesText, IsSavedAsFarAsTheStreamTakesIt) {
   properties.putProperty(u"a", u"1");
   const std::string whole = saved(properties);
   for (std::size_t most = 0; most < whole.size(); ++most) {
+    ROW("most", most);
     KeepingStream stream;
     stream.mostBytes = most;
     EXPECT_THROW(properties.save(stream), std::length_error);
@@ -925,12 +925,15 @@ class PropertiesWalks : public ::testing::TestWithParam<unsigned> {
 };
 
 TEST_P(PropertiesWalks, OverBytesAreTheModels) {
-  for (int i = 0; i < 2500; ++i)
+  for (int i = 0; i < 2500; ++i) {
+    ROW("i", i);
     ASSERT_TRUE(agrees(randomBytes())) << "seed " << GetParam() << ", text " << i;
+  }
 }
 
 TEST_P(PropertiesWalks, OverReferencesAreTheModels) {
   for (int i = 0; i < 1000; ++i) {
+    ROW("i", i);
     ASSERT_TRUE(agrees(randomReferences())) << "seed " << GetParam() << ", text " << i;
   }
 }

@@ -1,6 +1,7 @@
 #include "infra/util/kelExtendedProperties.hpp"
 
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 #include "util/kelPropertyLines.hpp"
 #include "util/kelPropertyMap.hpp"
 #include "util/kelTextUnits.hpp"
@@ -56,7 +57,8 @@ TEST(PropertiesAllocation, OfEntriesThatWereRemovedIsForTheNextOnes) {
   ExtendedProperties properties;
   const auto turn = [&] {
     for (const char* const key : {"one", "two", "three"}) properties.putPropertyAsInt32(key, 1);
-    for (const char* const key : {"two", "one", "three"}) EXPECT_EQ(properties.removeProperty(key), 1);
+    for (const char* const key : rowsOf({"two", "one", "three"}))
+      EXPECT_EQ(properties.removeProperty(key), 1);
   };
   turn();
   const AllocationCount count;
@@ -118,11 +120,11 @@ TEST(TextUnits, AreNoMoreThanIcuCounts) {
 // A key without memory looks like the empty one, which may be there.
 TEST(PropertiesAllocation, ThatFailsForAKeyOrAValueLeavesAllOtherPropertiesAlone) {
   const std::string longText(100, 'x');
-  for (const std::string& line : {longText + "=short", "short=" + longText}) {
-    for (const bool withEmptyKey : {false, true}) {
+  for (const std::string& line : rowsOf({longText + "=short", "short=" + longText})) {
+    for (const bool withEmptyKey : rowsOf({false, true})) {
       bool happened = true;
       for (std::size_t nth = 1; happened; ++nth) {
-        SCOPED_TRACE(line.substr(0, 5) + (withEmptyKey ? ", empty key, " : ", ") + std::to_string(nth));
+        ROW(line.substr(0, 5) + (withEmptyKey ? ", empty key, " : ", ") + std::to_string(nth));
         ExtendedProperties properties;
         if (withEmptyKey) properties.putProperty(u"", u"of the empty key");
         properties.putProperty(u"other", u"value");
@@ -165,6 +167,7 @@ TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
   PropertyIndex index(keys.size());
   const auto place = [&](std::size_t i) { return index.find(PropertyIndex::hashOf(keys[i]), keys[i]); };
   for (std::size_t i = 0; i < PropertyIndex::reach; ++i) {
+    ROW("i", i);
     EXPECT_TRUE(place(i).place == nullptr && place(i).certain) << i;
     index.add(PropertyIndex::hashOf(keys[i]), properties[i], false);
     ASSERT_NE(place(i).place, nullptr) << i;
@@ -172,6 +175,7 @@ TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
   }
   EXPECT_TRUE(index.isComplete());
   for (std::size_t i = PropertyIndex::reach; i < keys.size(); ++i) {
+    ROW("i", i);
     index.add(PropertyIndex::hashOf(keys[i]), properties[i], false);
     EXPECT_EQ(place(i).place, nullptr) << i;
     EXPECT_FALSE(place(i).certain) << i;
@@ -213,7 +217,7 @@ TEST(PropertyIndex, HasAPlaceForEachKeyOfManySettings) {
       [](std::size_t i) { return numbered("component", i % 97, ".setting") + std::to_string(i); },
       [](std::size_t i) { return numbered("", i, ".a.name.that.goes.on.for.long.enough"); },
       [](std::size_t i) { return std::string(i % 1000, ' ') + std::to_string(i / 1000); }};
-  for (const Key keyOf : patterns) {
+  for (const Key keyOf : rowsOf(patterns)) {
     constexpr std::size_t count = 50'000;
     PropertyIndex::Property property(u"", u"");
     PropertyIndex index(count);
@@ -227,6 +231,7 @@ TEST(PropertyIndex, HasAPlaceForEachKeyOfManySettings) {
 
 TEST(PropertyIndex, HashesEveryUnit) {
   for (std::size_t length = 1; length < 40; ++length) {
+    ROW("length", length);
     const std::u16string key(length, u'x');
     std::set<PropertyIndex::Hash> hashes = {PropertyIndex::hashOf(key), PropertyIndex::hashOf(key + u'\0')};
     for (std::size_t i = 0; i < length; ++i) {
@@ -252,8 +257,7 @@ std::pair<std::u16string, std::u16string> keysOfOneHash(bool ofOneLength) {
 }
 
 TEST(PropertyIndex, TellsApartKeysOfOneHash) {
-  for (const bool ofOneLength : {true, false}) {
-    SCOPED_TRACE(ofOneLength);
+  for (const bool ofOneLength : rowsOf({true, false})) {
     const auto [one, other] = keysOfOneHash(ofOneLength);
     PropertyIndex::Property property(unicode(one), u"");
     PropertyIndex index(1);
@@ -280,8 +284,9 @@ TEST(ExtendedPropertiesIndex, StoresLinesUnderKeysThatWereLeftOut) {
     lines += escaped.findAndReplace(u" ", u"\\ ") + u"=%new%\n";
   }
   properties.load(lines + u"new=value\n");
-  for (const std::u16string& key : keys) ASSERT_EQ(properties.requireProperty(unicode(key)), u"value");
-  for (const std::u16string& key : keys) ASSERT_EQ(properties.removeProperty(unicode(key)), 1);
+  for (const std::u16string& key : rowsOf(keys))
+    ASSERT_EQ(properties.requireProperty(unicode(key)), u"value");
+  for (const std::u16string& key : rowsOf(keys)) ASSERT_EQ(properties.removeProperty(unicode(key)), 1);
   EXPECT_EQ(std::distance(properties.begin(), properties.end()), 1);
 }
 
@@ -295,10 +300,11 @@ TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
   EXPECT_EQ(properties.removeProperty(unicode(keys.front())), 0);
   properties.resolveReferences();
   const ExtendedProperties copy(properties);
-  for (const ExtendedProperties* const each : {&std::as_const(properties), &copy}) {
+  for (const ExtendedProperties* const each : rowsOf({&std::as_const(properties), &copy})) {
     const icu::UnicodeString none;
     EXPECT_EQ(&each->getProperty(unicode(keys.front()), none), &none);
     for (std::size_t i = 1; i + 1 < keys.size(); ++i) {
+      ROW("i", i);
       EXPECT_EQ(each->requireProperty(unicode(keys[i])), unicode(u"to " + keys[i])) << i;
     }
     EXPECT_EQ(each->requireProperty(unicode(keys.back())), u"changed");
@@ -307,7 +313,7 @@ TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
 
 /// Few of many are found by the index, more of them in the tree: both have to find the same.
 TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
-  for (const std::size_t referring : {0U, 1U, 10U, 62U, 63U, 64U, 500U}) {
+  for (const std::size_t referring : rowsOf({0U, 1U, 10U, 62U, 63U, 64U, 500U})) {
     ExtendedProperties properties;
     for (std::size_t i = 0; i < 1000; ++i) {
       icu::UnicodeString key = unicode(std::u16string(1 + i % 7, u'x'));
@@ -322,6 +328,7 @@ TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
     properties.putProperty(u"t", u"done");
     properties.resolveReferences();
     for (std::size_t i = 0; i < keys.size(); ++i) {
+      ROW("i", i);
       ASSERT_EQ(properties.requireProperty(keys[i]), i < referring ? u"done" : u"plain")
           << referring << ' ' << i;
     }
@@ -329,13 +336,15 @@ TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
 }
 
 TEST(TextUnits, AreHeldWhereverTheyStand) {
-  for (const char16_t unit : {u'%', u'\0', u'\x8025', u'\xFFFF'}) {
+  for (const char16_t unit : rowsOf({u'%', u'\0', u'\x8025', u'\xFFFF'})) {
     // Units that differ from it in one bit are not it.
     for (int bit = 0; bit < 16; ++bit) {
+      ROW("bit", bit);
       for (std::size_t length = 0; length < 14; ++length) {
+        ROW("length", length);
         std::u16string units(length, static_cast<char16_t>(unit ^ 1U << static_cast<unsigned int>(bit)));
         ASSERT_FALSE(util::holds(units, unit)) << length;
-        for (char16_t& place : units) {
+        for (char16_t& place : rowsOf(units)) {
           const char16_t former = std::exchange(place, unit);
           ASSERT_TRUE(util::holds(units, unit)) << length;
           place = former;
@@ -350,6 +359,7 @@ TEST(TextUnits, AreHeldWhereverTheyStand) {
 TEST(TextUnits, AreInTheOrderOfTheLibrarys) {
   std::mt19937 random(1);
   for (int i = 0; i < 20'000; ++i) {
+    ROW("i", i);
     const std::u16string common(random() % 10, u'c');
     std::u16string left = common;
     std::u16string right = common;
@@ -380,6 +390,7 @@ TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
     util::sortByKey(lines);
     ASSERT_EQ(lines.size(), expected.size());
     for (std::size_t i = 0; i < lines.size(); ++i) {
+      ROW("i", i);
       ASSERT_EQ(lines[i].hash, expected[i].hash) << "seed " << seed << ", line " << i;
     }
   }
@@ -390,6 +401,7 @@ TEST(PropertyLines, OfOneKeyBecomeTheLastOfThem) {
                                            {u"b", u"3", 7, false}, {u"c", u"4", 8, true},
                                            {u"c", u"5", 8, false}, {u"c", u"6", 8, false}};
   for (std::size_t first = 0; first <= lines.size(); ++first) {
+    ROW("first", first);
     std::vector<PropertyLine> kept(lines.begin() + static_cast<std::ptrdiff_t>(first), lines.end());
     std::vector<std::u16string_view> expected = {u"2", u"3", u"6"};
     expected.erase(expected.begin(), expected.begin() + (first < 2 ? 0 : first < 3 ? 1 : first < 6 ? 2 : 3));
@@ -410,6 +422,7 @@ TEST(PropertyLines, OfALongTextAreStoredAsThoseOfAShortOne) {
   properties.load(text.data(), text.size(), false);
   ASSERT_EQ(std::distance(properties.begin(), properties.end()), keys);
   for (std::size_t key = 0; key < keys; ++key) {
+    ROW("key", key);
     const icu::UnicodeString name = icu::UnicodeString::fromUTF8(std::to_string(key));
     EXPECT_EQ(properties.getPropertyAsUint64(name, 0), lines - keys + key);
   }
@@ -421,7 +434,10 @@ TEST(PropertyLines, OfLongKeysInCommonAreSorted) {
   std::vector<PropertyLine> lines;
   for (const std::u16string& key : keys) lines.push_back({key, {}, 0, false});
   util::sortByKey(lines);
-  for (std::size_t i = 0; i < lines.size(); ++i) ASSERT_EQ(lines[i].key.size(), i + 1);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    ROW("i", i);
+    ASSERT_EQ(lines[i].key.size(), i + 1);
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "support/kelCommaLocale.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -37,6 +38,7 @@ TEST_P(OthersUnderAComma, SeeNothingOfTheSwitchWhileNumbersAreRead) {
   std::thread reader([&] {
     started = true;
     for (int i = 0; i < 20'000; ++i) {
+      ROW("i", i);
       Formatter::stringToDouble("+1.5");
       if (i % 20 == 0) {
         EXPECT_THROW(Formatter::stringToDouble("1,5"), NLSException);

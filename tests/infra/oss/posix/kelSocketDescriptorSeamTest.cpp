@@ -4,6 +4,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -53,6 +54,7 @@ TEST(SocketSelectOfDescriptors, TellsAFailedConnectAsAnErrorAndKeepsItsReason) {
   Connection connection;
   replace(connection.handle(), refusedAttempt(closed));
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     std::list<Socket> none;
     std::list<Socket> write = {connection.socket};
     std::list<Socket> error = {connection.socket};

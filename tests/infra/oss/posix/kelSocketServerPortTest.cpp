@@ -2,6 +2,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelServerTalk.hpp"
 
 #include <gmock/gmock.h>
@@ -16,8 +17,7 @@ using oss::SocketServer;
 constexpr const char* source = "kelSocketServer.cpp";
 
 TEST(SocketServerPort, OfBothFamiliesIsOneServers) {
-  for (const bool reuse : {false, true}) {
-    SCOPED_TRACE(reuse);
+  for (const bool reuse : rowsOf({false, true})) {
     SocketServer first;
     first.listen(0, 4, reuse);
     SocketServer second;
@@ -29,8 +29,7 @@ TEST(SocketServerPort, OfBothFamiliesIsOneServers) {
 
 // A port that an old connection lingers on is another's only where that is asked for.
 TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnIt) {
-  for (const bool before : {true, false}) {
-    SCOPED_TRACE(before);
+  for (const bool before : rowsOf({true, false})) {
     const unsigned int port = lingeringPort(before);
     SocketServer server;
     EXPECT_THAT([&] { server.listen(port, 5, false); },

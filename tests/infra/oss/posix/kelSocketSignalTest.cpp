@@ -5,6 +5,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
@@ -31,8 +32,7 @@ constexpr std::size_t many = 2000;
 TEST(SocketUnderSignals, SelectKeepsItsTimeout) {
   Connection connection;
   const SignalStorm storm;
-  for (const unsigned long long timeout : {50ULL, 150ULL}) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned long long timeout : rowsOf({50ULL, 150ULL})) {
     const std::size_t before = storm.count();
     do {  // until a signal has come: the storm's thread has to get its turn
       std::list<Socket> read = {connection.socket};
@@ -146,6 +146,7 @@ TEST(SocketUnderSignals, ConnectKeepsItsTimeout) {
 TEST(SocketUnderSignals, ConnectsAgainAndAgain) {
   const SignalStorm storm;
   for (int i = 0; i < 50; ++i) {
+    ROW("i", i);
     Connection connection;
     connection.socket.write("x", 0, 1);
     EXPECT_EQ(connection.peer.receives(1), "x");
@@ -156,8 +157,7 @@ TEST(SocketUnderSignals, AcceptKeepsItsTimeout) {
   SocketServer server;
   server.listen(0, 1, false);
   const SignalStorm storm;
-  for (const unsigned long long timeout : {0ULL, 60ULL}) {
-    SCOPED_TRACE(timeout);
+  for (const unsigned long long timeout : rowsOf({0ULL, 60ULL})) {
     Socket client;
     const Clock::time_point start = Clock::now();
     EXPECT_THAT([&] { server.accept(client, &timeout); },

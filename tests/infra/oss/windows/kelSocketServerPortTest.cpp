@@ -2,6 +2,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelServerTalk.hpp"
 #include "support/kelTakenPort.hpp"
 
@@ -33,8 +34,8 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
     SocketServer& server;
     SocketServer& other;
   } rows[] = {{"127.0.0.1", first, second}, {"::1", second, first}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.address);
+  for (const auto& row : rowsOf(rows)) {
+    ROW(row.address);
     Socket far;
     const unsigned long long moment = 0;
     EXPECT_THAT([&] { row.other.accept(far, &moment); },
@@ -45,8 +46,7 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
 
 // Winsock keeps no port for the sake of connections that linger on it.
 TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnItWhetherAskedForOrNot) {
-  for (const bool reuse : {false, true}) {
-    SCOPED_TRACE(reuse);
+  for (const bool reuse : rowsOf({false, true})) {
     const unsigned int port = lingeringPort(false);
     SocketServer server;
     server.listen(port, 5, reuse);

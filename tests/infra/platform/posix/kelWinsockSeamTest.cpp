@@ -4,6 +4,7 @@
 #include "platform/posix/kelWinsockCodes.hpp"
 #include "support/kelGuardedMemory.hpp"
 #include "support/kelHandles.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 
 #include <gmock/gmock.h>
@@ -74,6 +75,7 @@ std::map<int, int> expectedCodes() {
 TEST(PosixCodes, OfEveryErrnoAreWinsocks) {
   const std::map<int, int> expected = expectedCodes();
   for (int value = -5; value < 200; ++value) {
+    ROW("value", value);
     const auto found = expected.find(value);
     EXPECT_EQ(posix::winsockCode(value), found == expected.end() ? 10107 : found->second) << value;
   }
@@ -83,7 +85,7 @@ TEST(PosixCodes, OfEveryErrnoAreWinsocks) {
 
 TEST(PosixCodes, TableHasEachErrnoOnce) {
   std::map<int, int> table;
-  for (const posix::CodePair& pair : posix::errnoCodes) {
+  for (const posix::CodePair& pair : rowsOf(posix::errnoCodes)) {
     EXPECT_TRUE(table.emplace(pair.posix, pair.winsock).second) << pair.posix;
   }
   EXPECT_EQ(table, expectedCodes());
@@ -97,19 +99,20 @@ TEST(PosixCodes, OfTheResolverGoThereAndBack) {
   const std::vector<Row> rows = {{EAI_NONAME, 11001},   {EAI_AGAIN, 11002},  {EAI_FAIL, 11003},
                                  {EAI_BADFLAGS, 10022}, {EAI_FAMILY, 10047}, {EAI_SOCKTYPE, 10044},
                                  {EAI_SERVICE, 10109},  {EAI_MEMORY, 8}};
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     EXPECT_EQ(posix::winsockResolverCode(row.posix), row.winsock) << row.posix;
     EXPECT_EQ(posix::posixResolverCode(row.winsock), row.posix) << row.winsock;
     EXPECT_EQ(system().systemText(row.winsock), ::gai_strerror(row.posix)) << row.winsock;
   }
   EXPECT_EQ(posix::winsockResolverCode(EAI_NODATA), 11001);
-  for (const posix::CodePair& pair : posix::resolverCodes)
+  for (const posix::CodePair& pair : rowsOf(posix::resolverCodes))
     EXPECT_EQ(posix::winsockResolverCode(pair.posix), pair.winsock) << pair.posix;
-  for (const int unknown : {0, 1, -12345, 10061, 11004}) {
+  for (const int unknown : rowsOf({0, 1, -12345, 10061, 11004})) {
     EXPECT_EQ(posix::posixResolverCode(unknown), 0) << unknown;
     EXPECT_EQ(system().systemText(unknown), "") << unknown;
   }
-  for (const int unknown : {1, -12345, EAI_OVERFLOW}) EXPECT_EQ(posix::winsockResolverCode(unknown), 11003);
+  for (const int unknown : rowsOf({1, -12345, EAI_OVERFLOW}))
+    EXPECT_EQ(posix::winsockResolverCode(unknown), 11003);
 }
 
 TEST_F(PosixWinsock, ANewThreadHasNoLastError) {
@@ -137,7 +140,7 @@ TEST_F(PosixWinsock, LastErrorSurvivesCallsThatSucceed) {
 TEST_F(PosixWinsock, APipeIsNoSocketAndStaysOpen) {
   std::array<int, 2> pipe{};
   ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
-  for (const int end : pipe) {
+  for (const int end : rowsOf(pipe)) {
     expectNoSocket(static_cast<SocketHandle>(end));
     EXPECT_EQ(::fcntl(end, F_GETFD), FD_CLOEXEC) << "it was not the seam's to close";
     ::close(end);
@@ -175,13 +178,13 @@ TEST_F(PosixWinsock, OptionsGoToTheSystemByTheirOwnNumbers) {
     int native;
   };
   const SocketHandle handle = tcpSocket();
-  for (const Row& row : {Row{"reuse", 0xFFFF, 4, SOL_SOCKET, SO_REUSEADDR, 1, 1},
-                         Row{"no reuse", 0xFFFF, 4, SOL_SOCKET, SO_REUSEADDR, 0, 0},
-                         Row{"no delay", 6, 1, IPPROTO_TCP, TCP_NODELAY, 1, 1},
-                         Row{"delay", 6, 1, IPPROTO_TCP, TCP_NODELAY, 0, 0},
-                         Row{"send buffer", 0xFFFF, 0x1001, SOL_SOCKET, SO_SNDBUF, 20000, 40000},
-                         Row{"receive buffer", 0xFFFF, 0x1002, SOL_SOCKET, SO_RCVBUF, 30000, 60000}}) {
-    SCOPED_TRACE(row.name);
+  for (const Row& row :
+       rowsOf({Row{"reuse", 0xFFFF, 4, SOL_SOCKET, SO_REUSEADDR, 1, 1},
+               Row{"no reuse", 0xFFFF, 4, SOL_SOCKET, SO_REUSEADDR, 0, 0},
+               Row{"no delay", 6, 1, IPPROTO_TCP, TCP_NODELAY, 1, 1},
+               Row{"delay", 6, 1, IPPROTO_TCP, TCP_NODELAY, 0, 0},
+               Row{"send buffer", 0xFFFF, 0x1001, SOL_SOCKET, SO_SNDBUF, 20000, 40000},
+               Row{"receive buffer", 0xFFFF, 0x1002, SOL_SOCKET, SO_RCVBUF, 30000, 60000}})) {
     EXPECT_EQ(system().setsockopt(handle, row.level, row.option, row.value), 0);
     int native = -1;
     socklen_t size = sizeof native;
@@ -192,8 +195,8 @@ TEST_F(PosixWinsock, OptionsGoToTheSystemByTheirOwnNumbers) {
     EXPECT_EQ(value, row.native);
   }
   for (const auto& [level, option] :
-       {std::pair{0xFFFF, 0x1234}, {6, 2}, {1, SO_REUSEADDR}, {0xFFFF, 2}, {0, 1}}) {
-    SCOPED_TRACE(testing::Message() << level << " " << option);
+       rowsOf({std::pair{0xFFFF, 0x1234}, {6, 2}, {1, SO_REUSEADDR}, {0xFFFF, 2}, {0, 1}})) {
+    ROW(level, option);
     int value = 0;
     EXPECT_EQ(system().setsockopt(handle, level, option, 1), platform::socketError);
     EXPECT_EQ(lastError(), 10042);
@@ -206,9 +209,9 @@ TEST_F(PosixWinsock, OptionsGoToTheSystemByTheirOwnNumbers) {
 
 TEST_F(PosixWinsock, TimeoutsAreUnsignedMilliseconds) {
   const SocketHandle handle = tcpSocket();
-  for (const auto& [option, native] : {std::pair{0x1006, SO_RCVTIMEO}, {0x1005, SO_SNDTIMEO}}) {
-    for (const unsigned int milliseconds : {1000U, 0U, 1U, 1500U, 2147483648U, 4294967295U}) {
-      SCOPED_TRACE(testing::Message() << option << " " << milliseconds);
+  for (const auto& [option, native] : rowsOf({std::pair{0x1006, SO_RCVTIMEO}, {0x1005, SO_SNDTIMEO}})) {
+    for (const unsigned int milliseconds : rowsOf({1000U, 0U, 1U, 1500U, 2147483648U, 4294967295U})) {
+      ROW(option, milliseconds);
       EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, static_cast<int>(milliseconds)), 0);
       timeval time{};
       socklen_t size = sizeof time;
@@ -228,7 +231,7 @@ TEST_F(PosixWinsock, TimeoutsAreUnsignedMilliseconds) {
 TEST_F(PosixWinsock, NonBlockingIsTheDescriptorsOwnFlag) {
   const SocketHandle handle = tcpSocket();
   EXPECT_EQ(::fcntl(descriptorOf(handle), F_GETFL) & O_NONBLOCK, 0);
-  for (const unsigned long mode : {1UL, 0UL, 2UL, 0UL}) {
+  for (const unsigned long mode : rowsOf({1UL, 0UL, 2UL, 0UL})) {
     EXPECT_EQ(system().ioctlsocketNonBlocking(handle, mode), 0);
     EXPECT_EQ((::fcntl(descriptorOf(handle), F_GETFL) & O_NONBLOCK) != 0, mode != 0) << mode;
   }
@@ -239,7 +242,7 @@ TEST_F(PosixWinsock, NonBlockingIsTheDescriptorsOwnFlag) {
 
 TEST_F(PosixWinsock, DescriptorsAreNotInherited) {
   const Pair pair;
-  for (const SocketHandle handle : {pair.listener, pair.client, pair.server})
+  for (const SocketHandle handle : rowsOf({pair.listener, pair.client, pair.server}))
     EXPECT_EQ(::fcntl(descriptorOf(handle), F_GETFD), FD_CLOEXEC);
 }
 
@@ -298,8 +301,10 @@ TEST_F(PosixWinsock, SendRaisesNoSignal) {
   struct sigaction fatal {};
   fatal.sa_handler = SIG_DFL;
   ASSERT_EQ(::sigaction(SIGPIPE, &fatal, &former), 0);
-  for (int again = 0; again < 3; ++again)
+  for (int again = 0; again < 3; ++again) {
+    ROW("again", again);
     EXPECT_EQ(system().send(connection.client, "x", 1), platform::socketError);
+  }
   ::sigaction(SIGPIPE, &former, nullptr);
 }
 

@@ -5,6 +5,7 @@
 #include "support/kelGuardedMemory.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 #include "support/windows/kelWinsockStart.hpp"
 
@@ -68,8 +69,10 @@ class WindowsWinsock : public testing::Test {
 TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
+    ROW("i", i);
     threads.emplace_back([] {
       for (int round = 0; round < 50'000; ++round) {
+        ROW("round", round);
         platform::StartupData data;
         EXPECT_EQ(system().WSAStartup(0x0202, data), 0);
         EXPECT_EQ(system().WSACleanup(), 0);
@@ -83,7 +86,7 @@ TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
 }
 
 TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
-  for (const int code : {11001, 11002, 11003, 10109, 10061}) {
+  for (const int code : rowsOf({11001, 11002, 11003, 10109, 10061})) {
     char text[1024];
     const DWORD count =
         ::FormatMessageA(0x12FF, nullptr, static_cast<DWORD>(code), 0x400, text, sizeof text, nullptr);
@@ -104,8 +107,8 @@ TEST_F(WindowsWinsock, AnEventIsNoSocketAndStaysOpen) {
 TEST_F(WindowsWinsock, HandlesAreWholeNumbersOf64Bits) {
   const Listening listening;
   const SocketHandle client = listening.connects();
-  for (const SocketHandle wild : {client | 1ULL << 32, client | 1ULL << 63, client | 0xFFFFFFFF00000000ULL}) {
-    SCOPED_TRACE(wild);
+  for (const SocketHandle wild :
+       rowsOf({client | 1ULL << 32, client | 1ULL << 63, client | 0xFFFFFFFF00000000ULL})) {
     expectNoSocket(wild);
   }
   EXPECT_EQ(system().send(client, "x", 1), 1) << "the socket itself is as it was";
@@ -116,14 +119,15 @@ TEST_F(WindowsWinsock, NoSocketIsInherited) {
   const Listening listening;
   const SocketHandle client = listening.connects();
   const SocketHandle server = system().accept(listening.handle);
-  for (const SocketHandle handle : {listening.handle, client, server}) EXPECT_FALSE(isInherited(handle));
+  for (const SocketHandle handle : rowsOf({listening.handle, client, server}))
+    EXPECT_FALSE(isInherited(handle));
   system().closesocket(client);
   system().closesocket(server);
 }
 
 TEST_F(WindowsWinsock, AcceptedSocketsBlockWhateverTheListenerDoes) {
   const Listening listening;
-  for (const unsigned long mode : {0UL, 1UL, 0UL}) {
+  for (const unsigned long mode : rowsOf({0UL, 1UL, 0UL})) {
     ASSERT_EQ(system().ioctlsocketNonBlocking(listening.handle, mode), 0);
     if (mode != 0) {
       EXPECT_EQ(system().accept(listening.handle), invalidSocket);
@@ -159,6 +163,7 @@ TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
   std::array<std::promise<void>, 3> started;
   std::vector<std::thread> waiters;
   for (int i = 0; i < 2; ++i) {
+    ROW("i", i);
     waiters.emplace_back([&, i] {
       started[static_cast<std::size_t>(i)].set_value();
       EXPECT_EQ(system().accept(listening.handle), invalidSocket);
@@ -209,7 +214,7 @@ TEST_F(WindowsWinsock, SelectWatchesAFullSetOfListeners) {
   ASSERT_EQ(read.count, 2U);
   EXPECT_EQ(read.handles[0], handles[7]);
   EXPECT_EQ(read.handles[1], handles[63]);
-  for (const SocketHandle handle : handles) EXPECT_EQ(system().closesocket(handle), 0);
+  for (const SocketHandle handle : rowsOf(handles)) EXPECT_EQ(system().closesocket(handle), 0);
 }
 
 TEST_F(WindowsWinsock, ANewSocketOfAWokenListenersNumberKnowsNothingOfIt) {
@@ -245,7 +250,7 @@ TEST_F(WindowsWinsock, NamesResolveThoughNobodyHasStartedWinsock) {
 }
 
 TEST_F(WindowsWinsock, ResolverLeavesTheProtocolOpenWhereNoneIsAskedFor) {
-  for (const int protocol : {0, 6}) {
+  for (const int protocol : rowsOf({0, 6})) {
     std::vector<platform::ResolvedAddress> list;
     EXPECT_EQ(system().getaddrinfo("::1", "4711", {0, 0, 1, protocol}, list), 0);
     ASSERT_EQ(list.size(), 1U);
@@ -268,9 +273,8 @@ TEST_F(WindowsWinsock, AnEndIsAResetOnlyWhereThereWasOne) {
     bool ended;  // by this end, before
     bool reset;  // by the peer, or it only closes
   };
-  for (const Row& row : {Row{"closed", false, false}, Row{"reset", false, true},
-                         Row{"both closed", true, false}, Row{"shut down, then reset", true, true}}) {
-    SCOPED_TRACE(row.what);
+  for (const Row& row : rowsOf({Row{"closed", false, false}, Row{"reset", false, true},
+                                Row{"both closed", true, false}, Row{"shut down, then reset", true, true}})) {
     const SocketHandle client = tcpSocket();
     Peer peer;
     ASSERT_EQ(connectTo(client, loopback(peer.port())), 0);
@@ -283,6 +287,7 @@ TEST_F(WindowsWinsock, AnEndIsAResetOnlyWhereThereWasOne) {
     char byte = 0;
     EXPECT_EQ(system().recv(client, &byte, 0), 0);
     for (int again = 0; again < 3; ++again) {
+      ROW("again", again);
       EXPECT_EQ(system().recv(client, &byte, 1), row.reset ? platform::socketError : 0);
       if (row.reset) {
         EXPECT_EQ(lastError(), 10054);
@@ -294,9 +299,9 @@ TEST_F(WindowsWinsock, AnEndIsAResetOnlyWhereThereWasOne) {
 
 TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
   const SocketHandle handle = tcpSocket();
-  for (const int option : {0x1005, 0x1006}) {
-    for (const unsigned int milliseconds : {1000U, 0U, 1U, 1500U, 2147483648U}) {
-      SCOPED_TRACE(testing::Message() << option << " " << milliseconds);
+  for (const int option : rowsOf({0x1005, 0x1006})) {
+    for (const unsigned int milliseconds : rowsOf({1000U, 0U, 1U, 1500U, 2147483648U})) {
+      ROW(testing::Message() << option << " " << milliseconds);
       EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, static_cast<int>(milliseconds)), 0);
       EXPECT_EQ(option == 0x1005 ? sendTimeout(handle) : receiveTimeout(handle), milliseconds);
       int value = -1;
@@ -309,7 +314,7 @@ TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
 
 TEST_F(WindowsWinsock, SizesOfBuffersAreAsGiven) {
   const SocketHandle handle = tcpSocket();
-  for (const int option : {0x1001, 0x1002}) {
+  for (const int option : rowsOf({0x1001, 0x1002})) {
     EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, 30'000), 0);
     int value = -1;
     EXPECT_EQ(system().getsockopt(handle, 0xFFFF, option, value), 0);
@@ -333,7 +338,7 @@ TEST_F(WindowsWinsock, AReadRefusesRoomThatIsNotAllThere) {
 
 TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
   const SocketHandle handle = tcpSocket();
-  for (const int value : {1, 0}) {
+  for (const int value : rowsOf({1, 0})) {
     ASSERT_EQ(system().setsockopt(handle, 6, 1, value), 0);
     int read = -1;
     EXPECT_EQ(system().getsockopt(handle, 6, 1, read), 0);
@@ -347,6 +352,7 @@ TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
 TEST(ThreadBlock, LeavesTheLastErrorAsItIs) {
   std::thread([] {
     for (int again = 0; again < 2; ++again) {
+      ROW("again", again);
       ::SetLastError(4711);
       EXPECT_NE(platform::threadBlock([](void*) noexcept {}), nullptr);
       EXPECT_EQ(::GetLastError(), 4711U);

@@ -1,4 +1,5 @@
 #include "simd/kelKernelChoice.hpp"
+#include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
 
@@ -76,17 +77,17 @@ TEST_P(UpperHalves, AreClearAfterEveryKernel) {
     const std::string ascii(length_, 'a');
     std::string mixed;
     while (mixed.size() < length_) mixed += "\xC3\xA9x";
-    for (const simd::Base64Alphabet alphabet : {simd::standardAlphabet, simd::safeAlphabet}) {
+    for (const simd::Base64Alphabet alphabet : rowsOf({simd::standardAlphabet, simd::safeAlphabet})) {
       expectClearAfter(kernels.encodeGroups[alphabet], units.data(), mixed.data(), mixed.size() / 3);
       expectClearAfter(kernels.decodeGroups[alphabet], bytes.data(), units.data(), mixed.size() / 3);
       units[length_] = u'*';
       expectClearAfter(kernels.decodeGroups[alphabet], bytes.data(), units.data(), mixed.size() / 3);
     }
-    for (const char16_t unit : {u'a', char16_t{0xE9}, char16_t{0x65E5}, char16_t{0xD83D}}) {
+    for (const char16_t unit : rowsOf({u'a', char16_t{0xE9}, char16_t{0x65E5}, char16_t{0xD83D}})) {
       units.fill(unit);
       expectClearAfter(kernels.utf8FromUtf16, bytes.data(), units.data(), length_);
     }
-    for (const std::string& text : {ascii, mixed, mixed + "\xFF" + ascii, ascii + "\xFF"}) {
+    for (const std::string& text : rowsOf({ascii, mixed, mixed + "\xFF" + ascii, ascii + "\xFF"})) {
       expectClearAfter(kernels.countWellFormed, text.data(), text.size());
       expectClearAfter(kernels.copyWellFormed, bytes.data(), text.data(), text.size());
       expectClearAfter(kernels.spreadCharacters, characters.data(), bytes.data(), length_ / 2);
