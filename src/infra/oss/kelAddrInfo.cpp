@@ -21,8 +21,8 @@ using Record = Socket::_AddrInfoExternal;
 constexpr std::size_t usedFieldSize = sizeof(std::uint16_t);
 constexpr std::size_t usedMost = sizeof(Record) - usedFieldSize;
 constexpr std::size_t hostMost = 1024;
-/// The 26 bytes of an entry's fixed fields and an IPv4 address. What is left behind the last entry and
-/// shorter than this is no entry.
+/// The size of an entry with an IPv4 address: 26 bytes of fixed fields and 16 bytes of address. If fewer
+/// bytes than this remain after the last entry, they are ignored.
 constexpr std::size_t smallestEntry = 42;
 
 /// Appends fields to a record's used area until one does not fit.
@@ -56,7 +56,7 @@ class RecordWriter {
   bool fits_ = true;
 };
 
-/// Takes fields from a record's used area until one is not there.
+/// Reads fields from a record's used area until one is incomplete.
 class RecordReader {
  public:
   RecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) {}
@@ -91,8 +91,8 @@ class RecordReader {
   std::size_t left_;
 };
 
-/// An IPv4 or IPv6 entry whose address is of another size cannot be meant; other families are for `socket` to
-/// pass.
+/// An IPv4 or IPv6 entry is refused if the size of its address is wrong for the family. Addresses of other
+/// families are not checked here: `socket` accepts or refuses them.
 bool lengthSuits(int family, std::uint64_t length) {
   if (family == platform::familyInet) return length == platform::inetAddressSize;
   if (family == platform::familyInet6) return length == platform::inet6AddressSize;
@@ -123,7 +123,7 @@ std::uint16_t usedBytes(const Record& record) {
   return used;
 }
 
-/// The entries of a record; empty when it cannot be read.
+/// The entries of a record; empty if the record cannot be read.
 AddressList readEntries(const Record& record) {
   const std::uint16_t used = usedBytes(record);
   if (used > usedMost) return {};
@@ -149,7 +149,7 @@ std::string narrowHost(const icu::UnicodeString& host) {
 
 int resolve(const std::string& host, unsigned int port, AddressList& list) {
   constexpr platform::AddressHints hints = {0, platform::familyUnspecified, platform::typeStream, 0};
-  // The resolver would end the name at a NUL and find another host.
+  // The resolver would end the name at a NUL and look up another host.
   if (host.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
   const int code = platform::winsock().getaddrinfo(host.c_str(), serviceText(port).c_str(), hints, list);
   return code == 0 && list.empty() ? platform::wsa::hostNotFound : code;

@@ -11,7 +11,8 @@ BaseException::BaseException(const icu::UnicodeString& messageID, const char* fi
   addMessage(message);
 }
 
-// An empty list first and then the join, so that the trace shows a copied exception as it always has.
+// The default constructor and `join`, not the copy constructor of MessageList: a host's trace then shows
+// these two calls. They are frozen because programs that read traces depend on them.
 BaseException::BaseException(const BaseException& other) : std::exception(other) {
   messages_.join(other.messages_);
 }

@@ -14,7 +14,7 @@ constexpr const char* builtInVersion = "5.2.1.0-1.1-275";
 
 BuildVersion::BuildVersion() : BuildVersion(invariantText(builtInVersion)) {}
 
-// NOLINTNEXTLINE(modernize-pass-by-value): the signature is settled
+// NOLINTNEXTLINE(modernize-pass-by-value): programs depend on this signature
 BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion) : buildVersion_(copied(buildVersion)) {
   StringTokenizer parts(buildVersion_, "-");
   productVersion_ = parts.getNextTokenString();

@@ -22,13 +22,13 @@ namespace {
 
 using Storage = DefaultAlternateBuffer<char>;
 
-/// What a content of `length` bytes needs with its terminator. A sum that wraps becomes a need that no
-/// storage meets.
+/// The storage size for `length` bytes and their terminator. If the sum wraps, the size is one that no
+/// storage can have.
 constexpr unsigned long long withTerminator(unsigned long long length) {
   return std::max(length + 1, length);
 }
 
-/// Resizes for `length` bytes and writes the terminator behind them.
+/// Resizes for `length` bytes and writes the terminator after them.
 void makeRoom(Storage& storage, unsigned long long length) {
   storage.resize(withTerminator(length));
   storage.data()[length] = '\0';
@@ -59,13 +59,13 @@ ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
     std::int32_t size = text.isEmpty() ? 0 : fromUnicode(text, nullptr, 0, codepage);
-    // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
+    // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.
     for (std::int32_t room = 0; size > room;) {
       room = size;
       makeRoom(*storage, static_cast<std::uint32_t>(room));
       size = fromUnicode(text, storage->data(), room, codepage);
     }
-    if (size < 0) throw std::bad_alloc();  // above the largest int
+    if (size < 0) throw std::bad_alloc();  // the size is above the largest int
     makeRoom(*storage, static_cast<std::uint32_t>(size));
     storage_ = storage.release();
   });
@@ -102,8 +102,9 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
   return compare(other.get(), other.length());
 }
 
-// The short piece that fits, untraced, has a path of its own: it calls nothing and saves no register. The size is set
-// before the bytes are written: behind them the capacity would have to be looked at again.
+// Fast path: if the piece is short and fits and entries are not traced, the append makes no call and saves no
+// register. The size is set before the bytes are written: after them the compiler would load the capacity
+// again, since a char may alias it.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;
@@ -154,8 +155,8 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   return *this;
 }
 
-// Moves, since the data may be a piece of this buffer. It then fits where it is, unless it is the whole
-// block, which must outlive the copy.
+// Moves the bytes, since they may be a part of this buffer. A part fits into the present block, except the
+// whole block without a terminator: `wholeBlock` keeps the old block until it is copied.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
   if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);

@@ -4,21 +4,21 @@
 
 namespace tarvo::oss {
 
-/// Bytes on their way from one code page to another.
+/// A conversion of bytes from one code page to another.
 struct ByteConversion {
-  char* destination;      ///< null asks for the size alone
+  char* destination;      ///< null asks only for the size
   int destinationLength;  ///< bytes
   const char* fromCodePage;
   const char* data;
-  std::int64_t length;  ///< of the data; below 1 there is none
+  std::int64_t length;  ///< of the data; below 1 the data is empty
   const char* toCodePage;
-  bool text;         ///< The debug lines show the data.
-  bool terminating;  ///< Every size counts a terminating NUL.
+  bool text;         ///< the debug lines show the data
+  bool terminating;  ///< sizes include a terminating NUL
 };
 
-/// What the two byte overloads of Converter::convert share; both set `terminating`, and results and errors
-/// are theirs. Without it the destination of an unchanged copy needs room for the bytes alone, and yet a NUL
-/// is stored behind them: one byte past a destination of exactly that length.
+/// The common part of the two byte overloads of Converter::convert; both set `terminating` and return its
+/// results and errors. Without `terminating` the destination of an unchanged copy needs room only for the
+/// bytes, but a NUL is stored after them: one byte past a destination of exactly that length.
 int convertData(const ByteConversion& conversion);
 
 }  // namespace tarvo::oss

@@ -31,30 +31,31 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The most units that ICU makes room for in a text, and so the most bytes, of which each may become a unit.
+/// The most units that ICU can hold in a text. It is also the limit for bytes, since each byte may become a
+/// unit.
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {
   return isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
 }
 
-/// By their bytes: two names of one converter are two code pages.
+/// Compares the bytes of the names: two names of one converter are different code pages.
 bool sameCodePage(const char* one, const char* other) {
   if (isEmpty(one) || isEmpty(other)) return isEmpty(one) && isEmpty(other);
   if (one == other) return true;
   return *one == *other && std::strcmp(one, other) == 0;  // most pairs differ at once
 }
 
-// --- debug lines: some of them end without a line end, and are wanted so
+// --- debug lines: some of them do not end in a line feed, which is intended
 
 constinit std::atomic<bool> debugging = false;
 
-/// The name of a code page, asked for only when it is printed.
+/// A code page; its name is looked up only when it is printed.
 struct CodePage {
   const char* codePage;
 };
 
-/// Bytes up to a NUL among them.
+/// Bytes to print, up to the first NUL among them.
 struct Shown {
   const char* bytes;
   std::int64_t count;
@@ -100,9 +101,9 @@ void debug(const Pieces&... pieces) {
 
 // --- the steps
 
-/// Where a conversion goes to, and what it says when it fails.
+/// The destination of a conversion, and the names for its errors.
 struct Target {
-  char* bytes;  // null: only the size is asked for
+  char* bytes;  // null: the caller asks only for the size
   int length;
   const char* fromCodePage;
   const char* toCodePage;
@@ -121,7 +122,7 @@ struct Target {
   raise<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", target.length);
 }
 
-/// A size that was asked for: there is none above the largest int.
+/// The size that the caller asked for. A size above the largest int is an error.
 int answer(std::int64_t size, const Target& target) {
   if (size > largestSize) raiseConversionError(target);
   return static_cast<int>(size);
@@ -140,7 +141,7 @@ int sizeUnchanged(std::int64_t length, const Target& target) {
   return size;
 }
 
-/// When nothing terminates, the NUL is stored all the same, one byte past the room that was asked for.
+/// Without `terminating` the NUL is stored too, one byte past the size that is checked.
 int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
   const std::int64_t size = target.sizeOf(length);
   if (size > target.length) {
@@ -159,7 +160,7 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
   return static_cast<int>(size);
 }
 
-/// Tells ICU's size, and answers with the terminator's place added.
+/// Prints ICU's size and returns it with the terminator added.
 int sizeConverted(const icu::UnicodeString& text, const Target& target) {
   const std::int32_t size = fromUnicode(text, nullptr, 0, nullIfEmpty(target.toCodePage));
   const CodePage name{target.toCodePage};
@@ -172,7 +173,7 @@ int sizeConverted(const icu::UnicodeString& text, const Target& target) {
   return answer(target.sizeOf(size), target);
 }
 
-/// ICU is not given a destination without room: what it answers then is no size.
+/// A destination without room is passed to ICU as null: otherwise ICU's result is not a size.
 int convertInto(const icu::UnicodeString& text, const Target& target) {
   const std::int32_t room = std::max(target.length, 0);
   const std::int32_t count =
@@ -203,7 +204,7 @@ int convertUnicode(const icu::UnicodeString& text, const Target& target) {
   return target.bytes == nullptr ? sizeConverted(text, target) : convertInto(text, target);
 }
 
-/// What the steps through Unicode would come to.
+/// Returns or raises what the conversion through Unicode would.
 int answerAtOnce(std::int32_t count, const Target& target) {
   if (count < 1) raiseConversionError(target);
   const std::int64_t size = target.sizeOf(count);
@@ -224,14 +225,14 @@ int convertBytes(const char* data, std::int64_t length, const Target& target) {
   if (length > longestData) raiseConversionError(target);
   const auto count = static_cast<std::int32_t>(length);
   const std::int32_t size =
-      debugging.load(std::memory_order_relaxed)  // which shows each step
+      debugging.load(std::memory_order_relaxed)  // prints each step
           ? -1
           : convertAtOnce(data, count, nullIfEmpty(target.fromCodePage), target.bytes,
                           target.bytes == nullptr ? 0 : target.length, nullIfEmpty(target.toCodePage));
   return size >= 0 ? answerAtOnce(size, target) : convertByUnicode(data, count, target);
 }
 
-/// ICU answers a capacity of 0 with the size only when the target is null.
+/// ICU returns the size for a capacity of 0 only if the target is null.
 std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* target,
                     std::size_t capacity) {
   const auto room = static_cast<std::int32_t>(std::min<std::size_t>(capacity, largestSize));
@@ -319,7 +320,7 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
       const char* const name = nullIfEmpty(codePage);
       std::size_t room = capacity;
       std::size_t size = extract(text, name, target, room);
-      // More than once for the few of ICU's converters that tell a size too small when a character is cut by the room.
+      // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.
       while (size > room) {
         room = size;
         size = extract(text, name, grow(buffer, room), room);

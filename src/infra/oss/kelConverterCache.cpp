@@ -35,8 +35,8 @@ using Form = CachedConverter::Form;
 
 struct ThreadConverters {
   std::array<KeptConverter, 8> kept;
-  std::array<KeptConverter*, 2> last;  // where either direction found its name last
-  std::size_t oldest;                  // where the next one goes
+  std::array<KeptConverter*, 2> last;  // the converter found last, by direction
+  std::size_t oldest;                  // the next place to be replaced
 };
 static_assert(sizeof(ThreadConverters) <= platform::threadBlockSize);
 static_assert(std::is_trivial_v<ThreadConverters>, "all zero is none kept");
@@ -48,12 +48,12 @@ void closeAll(void* block) noexcept {
   }
 }
 
-/// Null when the thread is ending, or when there is no memory: nothing is kept then.
+/// Null if the thread is ending or if there is no memory. Converters are not kept then.
 ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
 }
 
-/// A loop is faster than the C library for names this short.
+/// For names this short a loop is faster than the C library.
 inline bool isOf(const KeptConverter& kept, const char* name) {
   const char* own = kept.name.data();
   while (*own == *name && *own != '\0') ++own, ++name;
@@ -69,7 +69,7 @@ KeptConverter* find(ThreadConverters& converters, const char* name, Direction di
   return nullptr;
 }
 
-/// The place for a new converter, whose former one is closed; null when every one is in use.
+/// A place for a new converter, whose former converter is closed; null if all places are in use.
 KeptConverter* makePlace(ThreadConverters& converters) {
   for (std::size_t tried = 0; tried < converters.kept.size(); ++tried) {
     KeptConverter& place = converters.kept[converters.oldest];
@@ -82,7 +82,8 @@ KeptConverter* makePlace(ThreadConverters& converters) {
   return nullptr;
 }
 
-/// Whether ICU has its table of names. When there is no memory as it first looks, it goes without for good.
+/// Whether ICU has its table of names. If there is no memory when ICU first reads the table, ICU never reads
+/// it again.
 bool namesAreKnown() {
   UErrorCode status = U_ZERO_ERROR;
   ucnv_countAliases("UTF-8", &status);
@@ -97,13 +98,14 @@ UConverter* open(const char* name) {
   return nullptr;
 }
 
-/// ICU's compound text goes on where the last text left off, in spite of a reset.
+/// ICU's converter for compound text continues where the last text ended, in spite of a reset.
 bool startsAfresh(UConverter* converter) {
   return ucnv_getType(converter) != UCNV_COMPOUND_TEXT;
 }
 
-/// Whether the converter takes every unit for two bytes as they are, and back: names with options ("UTF-16LE,version=1")
-/// lead to converters of the same type that write a byte order mark, and read none.
+/// Whether the converter stores every unit as its two bytes, byte order marks included. Names with options
+/// ("UTF-16LE,version=1") open converters of the same type that write a byte order mark at the start and skip
+/// one that they read.
 bool takesMarksAsTheyAre(UConverter* converter, bool swapped) {
   constexpr std::array<char16_t, 3> marks = {u'\uFEFF', u'\uFFFE', u'a'};
   constexpr std::array<std::string_view, 2> inBytes = {
@@ -127,7 +129,8 @@ Form formOf(UConverter* converter) {
   return Form::others;
 }
 
-/// Whether ICU converts without a converter: for "", its invariant characters, and where its default one is UTF-8.
+/// Whether ICU converts without a converter: for "" (its invariant characters), and for null if its default
+/// converter is UTF-8.
 bool needsNoConverter(const char* codePage) {
   return codePage == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *codePage == '\0';
 }
@@ -150,7 +153,8 @@ CachedConverter::CachedConverter(const char* name, Direction direction) {
   }
 }
 
-/// Keeps the new converter unless there is one of that name already, in use further out.
+/// Keeps the new converter, unless the thread keeps one of that name that a caller further up the stack is
+/// using.
 void CachedConverter::openAnew(const char* name) {
   const bool inUse = kept_ != nullptr;
   kept_ = nullptr;
@@ -191,14 +195,14 @@ namespace {
 constexpr std::int32_t icuHasTo = -1;
 constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
-/// The size, with a terminator behind the text where there is room, as ICU leaves it.
+/// Returns the size. Writes a terminator after the text if there is room, as ICU does.
 std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
   if (size > largestSize) return icuHasTo;
   if (size >= 0 && size < room) target[size] = '\0';
   return static_cast<std::int32_t>(size);
 }
 
-/// UTF-16 that is not changed meanwhile.
+/// UTF-16 that does not change during the conversion.
 struct Units {
   const char16_t* first;
   std::size_t count;
@@ -213,7 +217,8 @@ std::int32_t toUtf8(Units text, char* target, std::int32_t room) {
                     room);
 }
 
-/// What ICU does where its default is UTF-8: no character is cut short then, and one that would be is ICU's.
+/// For the case that ICU's default converter is UTF-8: ICU never cuts a character then. A text that does not
+/// fit is left to ICU.
 std::int32_t toDefaultUtf8(const icu::UnicodeString& text, char* target, std::int32_t room) {
   const std::int64_t size = room == 0 || text.length() <= room / 3 ? 0 : toUtf8(unitsOf(text), nullptr, 0);
   return size < 0 || size > room ? icuHasTo : toUtf8(unitsOf(text), target, room);
@@ -234,7 +239,7 @@ std::int32_t toUtf16(Units text, char* target, std::int32_t room, bool swapped) 
   return terminated(static_cast<std::int64_t>(size), target, room);
 }
 
-/// The size of a text in a code page, and as much of it as there is room for, or `icuHasTo`.
+/// Returns the size of a text in a code page and writes as much of it as fits, or returns `icuHasTo`.
 std::int32_t withoutIcu(Units text, char* target, std::int32_t room, const CachedConverter& converter) {
   if ((target == nullptr) != (room == 0)) return icuHasTo;
   switch (converter.form()) {
@@ -256,14 +261,14 @@ std::int32_t byIcu(const icu::UnicodeString& text, char* target, std::int32_t ro
                    const CachedConverter& converter, const char* codePage) {
   UErrorCode status = U_ZERO_ERROR;
   if (!isWellFormed(text.getBuffer(), static_cast<std::size_t>(text.length()))) {
-    // In spite of a reset ICU's converters keep which substitute they took last, and give it to lone halves.
+    // Even after a reset ICU's converters remember their last substitute and use it for lone surrogates.
     const CachedConverter another(codePage);
     return text.extract(target, room, another.get(), status);
   }
   return text.extract(target, room, converter.get(), status);
 }
 
-/// The units of a text that are written, at most as many as it has bytes, or `icuHasTo`.
+/// Writes the units of a text, at most one per byte, and returns their number or `icuHasTo`.
 std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
                         const CachedConverter& converter) {
   const auto count = static_cast<std::size_t>(length);
@@ -283,9 +288,9 @@ std::int32_t withoutIcu(const char* bytes, std::int32_t length, char16_t* units,
   return icuHasTo;
 }
 
-/// As icu::UnicodeString(bytes, count, converter, status), which never comes back when a pair's second half does not
-/// fit into the room that it makes. Where there is too little room the whole text is read again: some converters
-/// (SCSU) lose their state when they go on in another room.
+/// As icu::UnicodeString(bytes, count, converter, status), which does not return if the second unit of a pair
+/// does not fit into its buffer. If the buffer is too small, the whole text is read again into a larger one:
+/// some converters (SCSU) lose their state if they continue in another buffer.
 icu::UnicodeString allUnits(UConverter* converter, const char* bytes, std::size_t count) {
   constexpr auto most = static_cast<std::size_t>(largestSize);
   icu::UnicodeString text;
@@ -314,7 +319,7 @@ icu::UnicodeString allUnits(UConverter* converter, const char* bytes, std::size_
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage) {
   const std::int32_t room = std::max(capacity, 0);
-  // With a target that has no room ICU takes the size for a distance from it, and answers anything.
+  // With a target that has no room ICU computes with the target's address, and its result is not a size.
   if (room == 0) target = nullptr;
   if (needsNoConverter(codePage) || text.isEmpty()) {
     const bool utf8 = codePage == nullptr && !text.isEmpty() && (target == nullptr) == (room == 0);
@@ -335,7 +340,7 @@ icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char*
   const std::size_t size = bytes == nullptr ? 0
                            : length == -1   ? std::strlen(bytes)
                                             : static_cast<std::size_t>(std::max(length, 0));
-  if (size > static_cast<std::size_t>(largestSize)) throw std::bad_alloc();  // no text of ICU's is longer
+  if (size > static_cast<std::size_t>(largestSize)) throw std::bad_alloc();  // ICU's texts cannot be longer
   if (bytes == nullptr || length == 0 || length < -1 || needsNoConverter(codePage)) {
     return made(icu::UnicodeString(bytes, length, codePage));
   }
@@ -375,14 +380,14 @@ bool isUtf16(Form form) {
   return form == Form::utf16 || form == Form::swappedUtf16;
 }
 
-/// Whether neither is written by writing the other.
+/// Whether writing to either range leaves the other unchanged.
 bool standApart(std::string_view one, std::string_view other) {
   const auto first = reinterpret_cast<std::uintptr_t>(one.data());
   const auto second = reinterpret_cast<std::uintptr_t>(other.data());
   return first + one.size() <= second || second + other.size() <= first;
 }
 
-/// Writes the units where they are wanted, if there they all have room. 0 when the size is above the largest int.
+/// Writes the units directly to the target if all fit there. Returns 0 if the size is above the largest int.
 std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const SingleByteTable& table,
                                 char* target, std::int32_t room, bool swapped) {
   const auto count = static_cast<std::size_t>(length);
@@ -396,7 +401,7 @@ std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const Si
   return terminated(static_cast<std::int64_t>(size), target, room);
 }
 
-/// Once the target is written the bytes may be gone, and what is left to ICU starts from the units.
+/// Writing to the target may overwrite the bytes. Therefore, if ICU has to convert, it converts the units.
 std::int32_t convertOnStack(const char* bytes, std::int32_t length, const CachedConverter& from, char* target,
                             std::int32_t room, const CachedConverter& to, const char* toCodePage) {
   if (length > atOnce) return icuHasTo;

@@ -5,15 +5,16 @@
 
 #include <cstdint>
 
-/// Code-page conversion without opening ICU's converter by name on every call, and without ICU where its answer
-/// is known: single-byte code pages are looked up (kelSingleByteTable.hpp), valid UTF-8 is written and read at
-/// once (kelUTF8Conversion.hpp), and so is UTF-16 in either order of bytes, without byte order marks
-/// (kelUTF16Bytes.hpp). Whatever these do not take whole is ICU's.
+/// Code-page conversion that neither opens ICU's converters by name on every call nor calls ICU where its
+/// result is known: single-byte code pages use a table (kelSingleByteTable.hpp), valid UTF-8 is converted
+/// directly (kelUTF8Conversion.hpp), and so is UTF-16 in either byte order without byte order marks
+/// (kelUTF16Bytes.hpp). ICU converts every text that these do not convert completely.
 ///
-/// Each thread keeps a few open converters by the exact name that asked for them and closes them when it
-/// ends. Threads share nothing but the tables. Names that ICU does not know are not remembered. Where ICU has no
-/// memory for a converter or a text, std::bad_alloc is raised: that is never taken for an unknown name. ICU
-/// that had none for its table of names, at its first use, stays without it, and the same is raised from then on.
+/// Each thread keeps up to eight open converters, by the exact name that was asked for, and closes them when
+/// it ends. Threads share only the tables. Names that ICU does not know are not remembered. If ICU has no
+/// memory for a converter or a text, std::bad_alloc is raised; this is never mistaken for an unknown name. If
+/// ICU has no memory for its table of names at its first use, it stays without it, and std::bad_alloc is
+/// raised from then on.
 namespace tarvo::oss {
 
 class SingleByteTable;
@@ -23,28 +24,30 @@ constexpr bool isEmpty(const char* text) {
   return text == nullptr || *text == '\0';
 }
 
-/// The name for ICU, for which "" is not the default code page.
+/// The name for ICU, which does not read "" as the default code page.
 constexpr const char* nullIfEmpty(const char* codePage) {
   return isEmpty(codePage) ? nullptr : codePage;
 }
 
-/// An open converter for the time of a scope: the thread's kept one, or one of its own when the kept one is
-/// in use further out, when the name is longer than any of ICU's, or when the thread is past its end.
+/// An open converter for the duration of a scope. It is the thread's kept one. A separate one is opened if
+/// the kept one is in use further up the stack, if the name is longer than any of ICU's, or if the thread is
+/// ending.
 ///
 ///     const CachedConverter converter("ISO-8859-1");
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name
 ///
-/// It starts as a freshly opened one does, but keeps the callbacks that were set on it: set none, or put them
-/// back.
+/// It starts in the state of a freshly opened one, but keeps the callbacks that were set on it: set none, or
+/// restore them.
 class CachedConverter {
  public:
-  /// Each has a place of its own to look at first: texts come in runs, of one code page to another.
+  /// Each direction remembers the converter found last: consecutive texts often use the same code pages.
   enum class Direction : std::uint8_t { toUnicode, fromUnicode };
 
-  /// Null is ICU's default converter, whose name is asked for each time since it can change.
+  /// Null is ICU's default converter; its name is read on every call since it can change.
   explicit CachedConverter(const char* name);
 
-  /// The same as the last use left it, for those of ICU's functions that reset it themselves.
+  /// The same, but in the state that the last use left: for functions of ICU that reset the converter
+  /// themselves.
   CachedConverter(const char* name, Direction direction);
 
   CachedConverter(const CachedConverter&) = delete;
@@ -54,41 +57,42 @@ class CachedConverter {
   /// Null when the converter cannot be opened. Lives as long as this object.
   UConverter* get() const { return converter_; }
 
-  /// The code pages for which it is dispensable. Only a kept converter is of one.
+  /// The code pages that are converted without ICU. A converter that is not kept is `others`.
   enum class Form : std::uint8_t { others, singleBytes, utf8, utf16, swappedUtf16 };
   Form form() const;
 
-  /// Not null for single bytes.
+  /// Not null if the form is `singleBytes`.
   SingleByteTable* table() const;
 
  private:
   [[gnu::noinline]] void openAnew(const char* name);
 
   UConverter* converter_ = nullptr;
-  KeptConverter* kept_ = nullptr;  // null when the converter is this object's own
+  KeptConverter* kept_ = nullptr;  // null: not kept, and this object closes the converter
 };
 
-/// What text.extract(0, text.length(), target, capacity, codePage) does and returns, to the bit: the whole
-/// size in the code page, or 0 when that is unknown; negative when the size is above the largest int. At most
-/// `capacity` bytes are written. A target without room is as good as none.
+/// Does and returns exactly what text.extract(0, text.length(), target, capacity, codePage) does and returns:
+/// the size of the whole text in the code page, or 0 if the code page is unknown; negative if the size is
+/// above the largest int. Writes at most `capacity` bytes. A target without room counts as null.
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage);
 
-/// What icu::UnicodeString(bytes, length, codePage) is, to the bit: bogus when the code page is unknown. A
-/// length of -1 is that of the NUL-terminated text.
+/// Returns exactly what icu::UnicodeString(bytes, length, codePage) is: bogus if the code page is unknown.
+/// The length -1 means that the bytes are NUL-terminated.
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage);
 
-/// The same text, which stands in the caller's `capacity` units, and not on the heap, where they suffice. It
-/// is not to outlive them.
+/// The same text, stored in the caller's `capacity` units if they suffice, otherwise on the heap. It must not
+/// outlive the units.
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage, char16_t* units,
                              std::int32_t capacity);
 
-/// What `toUnicode` and then `fromUnicode` make of the bytes, which may stand where the target is: the size; 0
-/// when it is above the largest int; or -1 when those two have to convert, and then nothing has been written.
+/// Converts as `toUnicode` and then `fromUnicode` do; the target may overlap the bytes. Returns the size, or
+/// 0 if it is above the largest int. Returns -1, and has written nothing, if the caller has to call those
+/// two.
 std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* fromCodePage, char* target,
                            std::int32_t capacity, const char* toCodePage);
 
-/// So many bytes are converted on the stack.
+/// Up to this many bytes are converted on the stack.
 constexpr std::int32_t atOnce = 1024;
 
 }  // namespace tarvo::oss

@@ -30,18 +30,19 @@ using trace::tracedExit;
 
 namespace {
 
-// What a text gets beyond its need when it outgrows its room.
+// The capacity beyond the need that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
-// So much room behind a text is rather taken from the system as untouched zeros than zeroed: a count may be
-// far above what its text turns out to hold.
+// If more than this many bytes after a text have to be zero, they come from the system as untouched zeros and
+// are not cleared here: a count may be far above the length of its text.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
-// A text that outgrows a block of so much is likely to grow on: the next one is not twice but four times as large, unless
-// that is above the other. Half of the copies are spared so, and room far behind what is written to is no memory yet.
+// A text that outgrows a block of this size probably grows further: the next block is four times as large,
+// not twice, unless it would be above `largestAhead`. This avoids half of the copies, and the pages that are
+// not written to take no memory yet.
 constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
 constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 
-/// Bytes for the time of one call, on the stack where they fit. Null when there is no memory.
+/// Bytes for the duration of one call, on the stack if they fit. Null if there is no memory.
 class Scratch {
  public:
   explicit Scratch(std::size_t size)
@@ -65,7 +66,7 @@ std::size_t lengthUpTo(const char* text, std::size_t limit) {
   return end == nullptr ? limit : static_cast<std::size_t>(static_cast<const char*>(end) - text);
 }
 
-/// A constructor says what the others keep to themselves: that there is no memory.
+/// Constructors report that there is no memory; the other members do not.
 void require(bool inserted) {
   if (!inserted) throw std::bad_alloc();
 }
@@ -78,7 +79,8 @@ const char* encodingName(const char* encoding) {
   return isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
 }
 
-// Only the very names: "utf-16" and "UTF-16LE" pass, and their zero bytes cut the text sooner or later.
+// Refuses only exactly these names. "utf-16" and "UTF-16LE" are accepted, and the zero bytes of their texts
+// end the text early.
 void refuseZeroBytes(const char* encoding) {
   const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
   if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
@@ -137,7 +139,7 @@ DataBuffer::DataBuffer(const DataBuffer& other) {
       insert(0, other.store_, static_cast<std::size_t>(other.length_));
       return;
     }
-    // The length is taken as it is although the bytes end at the first 0.
+    // The length is copied, although the bytes are copied only up to the first 0.
     takeZeroedBlock(other.capacity_);
     length_ = other.length_;
     written_ = zeroFree_ = static_cast<int>(other.tailLength(0));
@@ -151,7 +153,7 @@ DataBuffer::~DataBuffer() {
   });
 }
 
-/// For a buffer that is being built.
+/// Used by constructors.
 void DataBuffer::takeZeroedBlock(int capacity) {
   const std::size_t size = static_cast<std::size_t>(capacity) + 1;
   char* const block = allocateZeroed(size);
@@ -236,7 +238,7 @@ template <class Number>
   });
 }
 
-/// Where zeros follow it is written where it stays, zeros behind it. Untraced, that calls nothing.
+/// Fast path: if the free space is already zero, formats in place; makes no calls when tracing is off.
 template <class Integer>
 inline void DataBuffer::appendInteger(Integer value) {
   if (trace::entryIsTraced() || !endsInZeros(DecimalText<Integer>::longest)) return insertNumber(value);
@@ -285,8 +287,8 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
   traced<probe("DataBuffer::appendBinary")>([&] {
     const auto bytes = static_cast<std::size_t>(count);
     const std::size_t size = 2 * bytes + literalFrame;
-    if (!admits(size)) return;                 // before the data is touched
-    if (written_ <= length_ && !owns(data)) {  // written where it stays
+    if (!admits(size)) return;                 // before the data is read
+    if (written_ <= length_ && !owns(data)) {  // written in place
       char* const end = openAtEnd(static_cast<int>(size));
       if (end != nullptr) writeLiteral(end, data, bytes, upperCase);
       return;
@@ -301,8 +303,8 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
 bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
   refuseZeroBytes(encoding);
   const char* const codePage = nullIfEmpty(encoding);
-  // More than once when the store inside is too small, and now and then a third time: a few of ICU's converters tell a
-  // size too small when a character is cut by the room.
+  // Repeats if the buffer on the stack is too small. A third round is needed for those few of ICU's
+  // converters that under-report the size if the buffer cuts a character.
   for (std::int32_t capacity = Scratch::inlineSize;;) {
     Scratch room(static_cast<std::size_t>(capacity));
     if (room.get() == nullptr) return false;
@@ -316,10 +318,10 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
   }
 }
 
-// --- the one insert: everything that adds to the text ends here, but what is appended where there is room
+// --- insertion: every addition ends here, except an append that fits
 
-/// Inserts one byte or more at the end. Mostly zeros follow and nothing has to move, not even a text that is the buffer's
-/// own. Inline, since a short text is there sooner than a call of this is.
+/// Inserts at least one byte at the end. If zeros follow the text, as they usually do, nothing has to move,
+/// even if the added text is a part of the buffer. Inline, since a short text takes less time than a call.
 [[gnu::always_inline]] inline bool DataBuffer::append(const char* text, std::size_t count) {
   if (count > shortPiece || !endsInZeros(count)) return appendAny(text, count);
   char* const end = store_ + length_;
@@ -335,7 +337,7 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
   return true;
 }
 
-/// Inserts `count` bytes, unless they are too many for any capacity.
+/// Inserts `count` bytes. Returns false if no capacity suffices or if there is no memory.
 bool DataBuffer::insert(int position, const char* text, std::size_t count) {
   if (count < 1) return true;
   if (!admits(count)) return false;
@@ -344,7 +346,7 @@ bool DataBuffer::insert(int position, const char* text, std::size_t count) {
   return owns(text) ? insertCopied(position, text, added) : insertForeign(position, text, added);
 }
 
-/// The text lies in the store that is about to change.
+/// For a text that is inside the storage that is about to change.
 bool DataBuffer::insertCopied(int position, const char* text, int count) {
   const std::size_t used =
       fits(count) ? static_cast<std::size_t>(count) : lengthUpTo(text, static_cast<std::size_t>(count));
@@ -361,9 +363,9 @@ bool DataBuffer::insertForeign(int position, const char* text, int count) {
   return true;
 }
 
-/// The tail is what stands from the position up to a byte 0, not up to the length, so bytes behind a 0 inside
-/// the text stay where they are, and old bytes left by `clear(true)` move along. The bytes behind the new
-/// text are not touched otherwise. A tail of such old bytes moves only as far as it fits.
+/// The tail is the bytes from the position up to the first 0, not up to the length. So bytes after a 0 inside
+/// the text stay where they are, and old bytes left by `clear(true)` move. Other bytes after the new text do
+/// not change. A tail of old bytes moves only as far as it fits.
 void DataBuffer::insertFitting(int position, const char* text, int count) {
   char* const gap = store_ + position;
   const int tail = std::min(static_cast<int>(tailLength(position)), capacity_ - position - count);
@@ -374,8 +376,8 @@ void DataBuffer::insertFitting(int position, const char* text, int count) {
   zeroFree_ = std::min(zeroFree_, position);
 }
 
-/// The text becomes: what stands before the position, the new text, the tail, each up to its first 0; zeros
-/// behind.
+/// The text becomes the bytes before the position, the new text and the tail, each up to its first 0; zeros
+/// follow.
 bool DataBuffer::insertGrowing(int position, const char* text, int count) {
   const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
   char* const gap = growAround(position, count, added);
@@ -384,16 +386,16 @@ bool DataBuffer::insertGrowing(int position, const char* text, int count) {
   return true;
 }
 
-/// Leaves a gap of `added` of the `count` bytes in the text, and returns it; null when there is no memory. The capacity
-/// is always need + 4096, while the block at least doubles, so that a text built of many pieces is copied a few times
-/// only.
+/// Makes a gap of `added` bytes in the text and returns it; null if there is no memory. `count` is the
+/// requested number of bytes, of which `added` precede the first 0. The capacity is always length + count +
+/// 4096. The block at least doubles, so a text built of many pieces is copied only a few times.
 char* DataBuffer::growAround(int position, int count, std::size_t added) {
   const int capacity = length_ + count + spareCapacity;
   const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
   const std::size_t head = headLength(position);
   const std::size_t tail = tailLength(position);
   const std::size_t total = head + added + tail;
-  std::size_t unknown = needed;  // behind it every byte that is needed is 0
+  std::size_t unknown = needed;  // from here on the bytes are known to be 0
   if (needed - total > largeSpare) {
     if (!moveToZeroed(needed)) return nullptr;
     unknown = std::max(total, static_cast<std::size_t>(written_));
@@ -407,8 +409,8 @@ char* DataBuffer::growAround(int position, int count, std::size_t added) {
   return store_ + head;
 }
 
-/// Room at the end, behind which all is 0, for that many bytes that are not 0, already counted. The caller writes them.
-/// Null when there is no memory.
+/// Makes room at the end for `count` bytes, which the caller writes and of which none is 0. The length
+/// includes them already, and zeros follow the room. Null if there is no memory.
 char* DataBuffer::openAtEnd(int count) {
   if (!fits(count)) return growAround(length_, count, static_cast<std::size_t>(count));
   char* const end = store_ + length_;
@@ -416,8 +418,8 @@ char* DataBuffer::openAtEnd(int count) {
   return end;
 }
 
-/// A heap block of twice the size or more, or where there is none, of the size needed. What was written stays, the
-/// rest is unknown.
+/// Enlarges the heap block to at least twice its size, or allocates one of the size needed. The bytes written
+/// so far stay; the others are undefined.
 bool DataBuffer::enlarge(std::size_t needed) {
   char* const old = onHeap() ? store_ : nullptr;
   const std::size_t times = blockSize_ >= growsAheadFrom && 4 * blockSize_ <= largestAhead ? 4 : 2;
@@ -433,7 +435,7 @@ bool DataBuffer::enlarge(std::size_t needed) {
   return true;
 }
 
-/// A heap block of the size needed that is 0 behind what was written, without being touched there.
+/// Moves the text to a heap block of the size needed. The bytes after it are 0 and have not been touched.
 bool DataBuffer::moveToZeroed(std::size_t needed) {
   char* const block = allocateZeroed(needed);
   if (block == nullptr) return false;
@@ -448,7 +450,7 @@ bool DataBuffer::moveToZeroed(std::size_t needed) {
   return true;
 }
 
-/// Takes the text out of the inline store, which is all 0 while the heap is in use.
+/// Moves the text out of the inline store, which is all 0 while the heap is in use.
 void DataBuffer::leaveInlineStore(char* block) {
   std::memcpy(block, inlineStore_.data(), static_cast<std::size_t>(written_));
   std::memset(inlineStore_.data(), 0, static_cast<std::size_t>(written_));
@@ -456,7 +458,8 @@ void DataBuffer::leaveInlineStore(char* block) {
 
 // --- empty
 
-/// A short text inside goes without a call, untraced: zeros behind it are written once more.
+/// Fast path: a short text inside the object is cleared without a call when tracing is off. Always clears 64
+/// bytes, some of which may be 0 already.
 void DataBuffer::clear(bool keepContents) {
   constexpr int shortText = 64;
   if (trace::entryIsTraced() || keepContents || onHeap() || written_ > shortText)
@@ -478,7 +481,7 @@ void DataBuffer::clear(bool keepContents) {
   });
 }
 
-/// Back to the inline store, all of it 0. While the heap is in use the inline store is 0 already.
+/// Returns to the inline store, all of it 0. While the heap is in use the inline store is 0 already.
 void DataBuffer::release() {
   if (onHeap()) {
     std::free(store_);
@@ -491,15 +494,15 @@ void DataBuffer::release() {
   blockSize_ = 0;
 }
 
-// --- what is known of the store
+// --- the state of the store
 
-/// Whether the capacity for that many bytes more is still an int.
+/// Whether the capacity for `count` more bytes is still an int.
 bool DataBuffer::admits(std::size_t count) const {
   const int most = std::max(capacity_ - length_, largestCapacity - spareCapacity - length_);
   return count <= static_cast<std::size_t>(most);
 }
 
-/// Whether there is room for that many bytes more behind the text, all of it 0.
+/// Whether there is room for `count` more bytes after the text and all of it is 0.
 bool DataBuffer::endsInZeros(std::size_t count) const {
   return count <= static_cast<std::size_t>(capacity_ - length_) && written_ <= length_;
 }
@@ -517,14 +520,14 @@ bool DataBuffer::owns(const char* text) const {
   return !before(text, store_) && !before(store_ + capacity_, text);
 }
 
-/// The bytes before the position, or before the first 0 among them.
+/// The number of bytes before the position, or before the first 0 among them.
 std::size_t DataBuffer::headLength(int position) const {
   const int known = std::min(zeroFree_, position);
   return static_cast<std::size_t>(known) +
          lengthUpTo(store_ + known, static_cast<std::size_t>(position - known));
 }
 
-/// The bytes from the position up to the first 0.
+/// The number of bytes from the position up to the first 0.
 std::size_t DataBuffer::tailLength(int position) const {
   return position < written_ ? std::strlen(store_ + position) : 0;
 }

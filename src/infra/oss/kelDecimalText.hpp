@@ -16,17 +16,19 @@
 
 namespace tarvo::oss {
 
-/// Decimal digits, up to eight at a time in one word, the first in its lowest byte: they are reckoned side by side, and a
-/// text takes few steps and fewer branches, which numbers of any length would mislead.
+/// Computes up to eight decimal digits at a time in one word, the first digit in its lowest byte. The digits
+/// are computed in parallel, so a number takes few steps and few branches, which numbers of varying length
+/// would make mispredicted.
 namespace decimal {
 
 static_assert(std::endian::native == std::endian::little);
 
 constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 
-/// The values of 2, 4 or 8 digits. A number is parted in two beside each other, in lanes of 32, then 16, then 8 bits. The
-/// quotients are products, exact for as many digits as there are; a remainder goes into the lane above by the same
-/// subtraction that finds it.
+/// The values of 2, 4 or 8 digits, one in each byte. A number is split into quotient and remainder side by
+/// side: in lanes of 32 bits, then 16, then 8. A quotient is a product and a shift, exact for the values that
+/// occur: 10486 / 2^20 for values below 10000, 103 / 2^10 for values below 100. One subtraction leaves the
+/// quotient in its lane and puts the remainder into the lane above.
 template <unsigned int Digits>
 constexpr std::uint64_t digitsOf(std::uint32_t value) {
   std::uint64_t lanes = value;
@@ -40,7 +42,7 @@ constexpr std::uint64_t zeroDigits(unsigned int digits) {
   return 0x3030303030303030 >> (64 - 8 * digits);
 }
 
-/// The eight bytes of the word, as units of the text.
+/// Writes the eight bytes of the word as units of the text.
 inline void put(char* place, std::uint64_t word) {
   std::memcpy(place, &word, sizeof word);
 }
@@ -48,8 +50,8 @@ inline void put(char16_t* place, std::uint64_t word) {
   widenEight(word, place);
 }
 
-/// A number of up to so many digits, without zeros before it. Eight units are written, 0 behind its end, which is
-/// returned.
+/// Writes a number of at most `Digits` digits, without leading zeros, and returns its end. Always writes
+/// eight units; those after the end are 0.
 template <unsigned int Digits, class Unit>
 inline Unit* putFirst(Unit* place, std::uint64_t value) {
   const std::uint64_t digits = digitsOf<Digits>(static_cast<std::uint32_t>(value));
@@ -59,7 +61,7 @@ inline Unit* putFirst(Unit* place, std::uint64_t value) {
   return place + Digits - skipped;
 }
 
-/// Eight digits behind others.
+/// Writes eight digits after others, with leading zeros.
 template <class Unit>
 inline Unit* putNext(Unit* place, std::uint64_t value) {
   put(place, digitsOf<8>(static_cast<std::uint32_t>(value)) | zeroDigits(8));
@@ -86,8 +88,8 @@ inline Unit* putNumber(Unit* place, std::uint64_t value) {
 
 }  // namespace decimal
 
-/// The decimal text of a number, held by the object itself: integers as they are, floating-point numbers in
-/// fixed notation with a point and six decimals. The locale has no say in it.
+/// The decimal text of a number, stored in the object: integers without grouping, floating-point numbers in
+/// fixed notation with a point and six decimals. It does not depend on the locale.
 template <class Number>
 class DecimalText {
   using Limits = std::numeric_limits<Number>;
@@ -100,7 +102,7 @@ class DecimalText {
 
   explicit DecimalText(Number value) {
     if constexpr (std::floating_point<Number>) {
-      // The sign of a "nan" is a matter of chance, so it has none.
+      // The sign of a NaN is unpredictable, so it is dropped.
       const Number shown = std::isnan(value) ? std::numeric_limits<Number>::quiet_NaN() : value;
       end_ = std::to_chars(first(), first() + text_.size(), shown, std::chars_format::fixed, 6).ptr;
     } else {
@@ -112,15 +114,15 @@ class DecimalText {
   DecimalText& operator=(const DecimalText&) = delete;
   ~DecimalText() = default;
 
-  /// The text of an integer at a place with room for the longest, of which the part behind the text becomes 0 or stays as
-  /// it is. Returns the end of the text.
+  /// Writes the text of an integer to a place with room for the longest one, and returns its end. The units
+  /// after the end become 0 or stay as they are.
   template <class Unit>
   static Unit* write(Unit* place, Number value) requires std::integral<Number> {
     using Magnitude = std::conditional_t<(sizeof(Number) > 4), std::uint64_t, std::uint32_t>;
     static_assert(sizeof(Number) >= 4 && longest >= 1 + 8);
     auto magnitude = static_cast<Magnitude>(value);
     if constexpr (std::signed_integral<Number>) {
-      // Without a branch: the sign stays, or the first digit takes its place.
+      // No branch: the sign stays, or the first digit overwrites it.
       const Magnitude negative = magnitude >> (8 * sizeof magnitude - 1);
       *place = '-';
       place += negative;

@@ -8,7 +8,7 @@
 
 namespace tarvo::oss {
 
-/// How numbers and times are written for a locale. Empty until `Formatter::setSettings` has built it.
+/// The formats of a locale for numbers and times. Empty until `Formatter::setSettings` builds it.
 struct FormatSettings {
   icu::Locale locale;
   std::unique_ptr<icu::NumberFormat> number;
@@ -17,10 +17,11 @@ struct FormatSettings {
   std::unique_ptr<icu::DateFormat> dateAndTime;
 };
 
-/// The library's one record.
+/// The library's only record.
 FormatSettings& formatSettings();
 
-/// ICU's makers of formats, each with ICU's default style. They give null when ICU cannot make one.
+/// ICU's functions that create formats, each in ICU's default style. They return null if ICU cannot create
+/// one.
 struct FormatFactories {
   icu::NumberFormat* (*number)(const icu::Locale&);
   icu::DateFormat* (*date)(const icu::Locale&);
@@ -28,7 +29,7 @@ struct FormatFactories {
   icu::DateFormat* (*dateAndTime)(const icu::Locale&);
 };
 
-/// Those in use: ICU's, unless a test has put others in their place.
+/// The functions in use: ICU's, unless a test has replaced them.
 extern constinit FormatFactories formatFactories;
 
 }  // namespace tarvo::oss

@@ -48,13 +48,13 @@ constexpr bool isVisible(Unit unit) {
   return '!' <= unit && unit <= '~';
 }
 
-/// Nothing to trim, as nearly always. The empty text has its ends nowhere.
+/// Whether there is nothing to trim, as in nearly every text. False for the empty text.
 template <class Text>
 constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());
 }
 
-/// As icu::UnicodeString::trim, which also goes by single units: all white space is in the first plane.
+/// The result of icu::UnicodeString::trim. Single units suffice: all white space is in the first plane.
 Units trimmed(Units text) {
   if (endsVisible(text)) return text;
   while (!text.empty() && u_isWhitespace(text.back())) text.remove_suffix(1);
@@ -70,7 +70,7 @@ icu::UnicodeString fromUtf8(std::string_view bytes) {
       icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))}));
 }
 
-/// As an error records it: through UTF-8, which has no halves of surrogate pairs.
+/// The text as an error records it: converted through UTF-8, which replaces half a surrogate pair by U+FFFD.
 icu::UnicodeString recorded(Units text) {
   std::string bytes;
   made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
@@ -94,12 +94,12 @@ constexpr const char* typeWord<std::int64_t> = "int64_t";
 template <>
 constexpr const char* typeWord<std::uint64_t> = "uint64_t";
 
-/// As many as the largest value has.
+/// The number of digits of the largest value.
 template <class Integer>
 constexpr std::size_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
 
-/// Whether the trimmed text is an integer, which `value` then is. It is reduced modulo 2 to the power of the
-/// width, and that is wanted: only the number of digits is limited.
+/// Returns whether the trimmed text is an integer, and stores it in `value`. The number is reduced modulo 2
+/// to the power of the width, because programs depend on it: only the number of digits is limited.
 template <class Integer>
 bool readInteger(Units text, Integer& value) {
   bool negative = false;
@@ -133,10 +133,10 @@ Integer toInteger(const icu::UnicodeString& text) {
 
 // --- text of numbers
 
-/// The text's own store, which has room for any number: less work than a replacement, and no allocation. Null when the
-/// caller holds it open.
+/// The text's own buffer, which has room for any number: filling it takes less work than replacing the text,
+/// and allocates nothing. Null if the caller holds it open.
 char16_t* openUnits(icu::UnicodeString& out, std::size_t length) {
-  out.remove();  // a bogus text becomes one
+  out.remove();  // makes a bogus text valid
   return out.getBuffer(static_cast<std::int32_t>(length));
 }
 
@@ -161,9 +161,9 @@ constexpr char upperCaseOf(char digit) {
   return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
 }
 
-/// The digits of all 64 bits as they would be printed: those of a negative value are its two's complement.
+/// The digits of the value's 64 bits; a negative value is in two's complement.
 void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) {
-  char literal[20] = {'X', '\''};  // as long as the longest, and a NUL
+  char literal[20] = {'X', '\''};  // room for the longest and a NUL
   char* end = std::to_chars(literal + 2, literal + 18, static_cast<std::uint64_t>(value), 16).ptr;
   if (upperCase) std::transform(literal + 2, end, literal + 2, upperCaseOf);
   *end++ = '\'';
@@ -172,7 +172,8 @@ void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) 
 
 // --- floating-point numbers
 
-/// Rounds to nearest, as std::from_chars always does and strtod only does in this mode.
+/// Whether the rounding mode is to nearest: std::from_chars always rounds to nearest, strtod only in this
+/// mode.
 bool roundsToNearest() {
   const volatile float tiny = FLT_MIN;
   return tiny + 1.0F == 1.0F - tiny;
@@ -181,8 +182,9 @@ bool roundsToNearest() {
 constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
                                                 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
-/// Whether the text, which is not empty, is up to 15 digits, with a "-" before or a point among them or without, and its
-/// value: such an integer and such a power of ten are exact, so that their quotient is rounded once and strtod's.
+/// Whether the text, which is not empty, is up to 15 digits, with or without a "-" before them and a point
+/// among them; stores its value. Such an integer and such a power of ten are exact, so their quotient is
+/// rounded once and equals the result of strtod.
 template <class Text>
 bool readFewDigits(Text text, double& value) {
   static_assert(FLT_EVAL_METHOD == 0);
@@ -211,11 +213,12 @@ bool readFewDigits(Text text, double& value) {
   return true;
 }
 
-/// Whether `strtod` takes the whole text, and its value. The text is not empty, has no white space at its ends
-/// and a NUL behind it.
+/// Whether `strtod` accepts the whole text; stores its value. The text is not empty, has no white space at
+/// its ends, and a NUL follows it.
 bool readAnyDouble(std::string_view text, double& value) {
   const char* const end = text.data() + text.size();
-  // A finite value of a text that it takes whole is strtod's; the rest is for strtod to say.
+  // If from_chars accepts the whole text and the value is finite, strtod returns the same value. strtod
+  // decides about the rest.
   const auto [stop, error] = std::from_chars(text.data(), end, value);
   if (error == std::errc() && stop == end && std::isfinite(value) && roundsToNearest()) [[likely]]
     return true;
@@ -229,13 +232,13 @@ bool readDouble(std::string_view text, double& value) {
   return readFewDigits(text, value) || readAnyDouble(text, value);
 }
 
-/// Writes the text as bytes with a NUL behind it. False, and the bytes are of no use, unless it is all ASCII.
+/// Writes the text as bytes and a NUL. Returns false if it is not all ASCII; the bytes are then unusable.
 bool narrowed(Units text, char* bytes) {
   bytes[text.size()] = '\0';
   return narrowAscii(text.data(), text.size(), bytes);
 }
 
-/// A trimmed text. No number is written with anything but ASCII.
+/// Reads a trimmed text. Every number consists of ASCII characters.
 bool readDouble(Units text, double& value) {
   constexpr std::size_t usual = 128;
   if (text.empty()) return false;
@@ -259,7 +262,7 @@ double toDouble(Units text) {
 
 // --- locale
 
-/// An OEM code page that goes by another page's converter.
+/// An OEM code page whose converter is not named "windows-" and its number.
 struct StandIn {
   unsigned int codePage;
   unsigned int ibmPage;

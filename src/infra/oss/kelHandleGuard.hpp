@@ -6,7 +6,7 @@
 
 namespace tarvo::oss {
 
-/// A handle that is closed at the end of its scope unless somebody takes it over.
+/// Closes a handle at the end of its scope, unless `release` was called.
 class HandleGuard {
  public:
   explicit HandleGuard(platform::SocketHandle handle) : handle_(handle) {}

@@ -5,12 +5,12 @@
 #include <cstddef>
 #include <cstring>
 
-/// Bytes as two hexadecimal digits each, sixteen bytes at a time: digits are reckoned, since a table takes a load and a
-/// store a byte. The compilers' own vectors say so for every processor.
+/// Writes bytes as two hexadecimal digits each, sixteen bytes at a time. Digits are computed, since a table
+/// costs a load and a store for each byte. The compilers' vector extension works for every processor.
 namespace tarvo::oss {
 
-/// The digits of values below 16. `letters` is what lies between '9' and the letter for 10. Compared as signed numbers,
-/// which takes one step.
+/// The digits of values below 16. `letters` is the number of characters between '9' and the letter for 10.
+/// The comparison is signed, which takes one instruction.
 inline SixteenBytes hexDigitsOf(SixteenBytes values, unsigned char letters) {
   using Signed [[gnu::vector_size(sizeof values)]] = signed char;
   constexpr unsigned char zero = '0';

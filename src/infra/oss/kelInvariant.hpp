@@ -12,10 +12,11 @@
 
 namespace tarvo::oss {
 
-/// The library's own ASCII texts as Unicode, by ICU's invariant conversion. Null is the empty string.
+/// Converts the library's own ASCII texts to Unicode, by ICU's invariant conversion. Null is the empty
+/// string.
 inline icu::UnicodeString invariantText(std::string_view ascii) {
   if (ascii.size() > std::numeric_limits<std::int32_t>::max())
-    throw std::bad_alloc();  // no text of ICU's is longer
+    throw std::bad_alloc();  // ICU's texts cannot be longer
   return made(icu::UnicodeString(ascii.data(), static_cast<std::int32_t>(ascii.size()), US_INV));
 }
 

@@ -7,8 +7,8 @@
 namespace tarvo::oss {
 namespace {
 
-// ARA, DEBE, DELI, NR, RUUA, SRL and SVFI look wrong and are wanted: callers know the codes that stand here.
-// Each first letter begins a line, which the formatter would not leave so.
+// ARA, DEBE, DELI, NR, RUUA, SRL and SVFI look wrong but are intended: programs depend on these codes. Each
+// first letter begins a line; clang-format would change that.
 // clang-format off
 constexpr LocaleAlias aliases[] = {
     {"AR", "arAA"}, {"ARA", "arSA"}, {"ARAA", "arAA"}, {"ARAE", "arAE"}, {"ARB", "arLB"}, {"ARBH", "arBH"},
@@ -109,10 +109,10 @@ constexpr const char* find(std::string_view key) {
 constexpr const char* fallback = find(*std::rbegin(supported));
 static_assert(fallback == std::string_view("enUS"));
 
-/// What of an ICU name is looked at.
+/// Only this many bytes of an ICU name are used.
 constexpr std::size_t longestName = 63;
 
-/// The code of a name by its letters and digits alone, in capitals. Null when there is none.
+/// The code for the letters and digits of a name, in capitals; null if there is no such code.
 const char* findNormalised(std::string_view name) {
   std::array<char, longestName> key{};
   std::size_t length = 0;

@@ -8,21 +8,21 @@
 /// std::bad_alloc instead, so that the failure is not lost.
 namespace tarvo::oss {
 
-/// A string just made of a valid text.
+/// Checks a string that was just made from a valid text.
 inline icu::UnicodeString made(icu::UnicodeString text) {
   if (text.isBogus()) throw std::bad_alloc();
   return text;
 }
 
-/// A copy, bogus if the string given is. It owns its text, so that copies of the copy take no memory.
+/// A copy, which is bogus if `text` is. It owns its text, so copying the copy takes no memory.
 inline icu::UnicodeString copied(const icu::UnicodeString& text) {
   icu::UnicodeString copy(text);
   if (copy.isBogus() && !text.isBogus()) throw std::bad_alloc();
   return copy;
 }
 
-/// Whether a caller holds the text's buffer open, by its `getBuffer(minCapacity)`. Most changes to such a
-/// text have no effect, but an assignment would release the buffer.
+/// Whether the caller holds the text's buffer open (`getBuffer(minCapacity)`). Most changes of such a text
+/// have no effect, but an assignment would release the buffer.
 inline bool isHeldOpen(const icu::UnicodeString& text) {
   return text.getBuffer() == nullptr && !text.isBogus();
 }

@@ -68,7 +68,7 @@ const std::list<icu::UnicodeString>& Message::getMessageArgs() const {
   return arguments_;
 }
 
-/// Hands the pieces of the one-line rendering to `take`, in order.
+/// Passes the pieces of the one-line rendering to `take`, in order.
 template <class Take>
 void Message::render(Take take) const {
   const auto view = [](const icu::UnicodeString& text) {
@@ -128,7 +128,7 @@ void Message::addArgument(const char* value, const char* codepage) {
   arguments_.push_back(std::move(text));
 }
 
-// Signed 32 bits at every width is wanted: the catalogues of the calling programs count on it.
+// Signed 32 bits for every type are intended: the message catalogues of programs depend on it.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
   arguments_.push_back(invariantText(DecimalText(static_cast<std::int32_t>(value)).view()));
@@ -184,7 +184,8 @@ void Message::setMessage(const Message& other) {
   arguments_ = other.arguments_;
 }
 
-// The given strings may be fields of this message, and a copy may find no memory: all are made before the reset.
+// The strings may be fields of this message, and there may be no memory for a copy: all copies are made
+// before the reset.
 void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
   icu::UnicodeString newId = copied(id);
   icu::UnicodeString newText = copied(text);

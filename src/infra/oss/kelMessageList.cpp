@@ -31,7 +31,7 @@ MessageList::MessageList(const MessageList& other) {
     try {
       join(other);
     } catch (...) {
-      removeAll();  // the destructor of an object that was never complete does not run
+      removeAll();  // the destructor of an incomplete object does not run
       throw;
     }
   });
@@ -99,7 +99,7 @@ void MessageList::insertMessage(const Message& m) {
 
 void MessageList::join(const MessageList& other) {
   traced<probe("MessageList::join")>([&] {
-    const Node* end = other.last_;  // where it ends now: joined to itself, the list grows while it is walked
+    const Node* end = other.last_;  // the present end: a list joined to itself grows during the loop
     for (const Node* node = other.first_; node != nullptr; node = node == end ? nullptr : node->next) {
       addMessage(node->message);
     }

@@ -5,12 +5,13 @@
 #include <cstdint>
 #include <cstring>
 
-/// Runs of units and bytes that mean each other by the same number, sixteen at a time. The compilers' own vectors
-/// say so for every processor: plain loops stay loops, since a byte that is written may be any object's.
+/// Runs of units and bytes with equal numbers, converted sixteen at a time. The compilers' vector extension
+/// works for every processor. Plain loops would not be vectorised, since a byte that is written may alias any
+/// object.
 namespace tarvo::oss {
 
 constexpr std::size_t plainBlock = 16;
-// No vector is wider than the stack is aligned to.
+// Not wider, because the stack is aligned to 16 bytes.
 using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
 using EightBytes [[gnu::vector_size(8)]] = unsigned char;
 using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
@@ -22,8 +23,8 @@ inline std::uint64_t eightBytesAt(const void* place) {
   return word;
 }
 
-/// The bytes of the word, the lowest first. The units may be written to any address. A shuffle with zeros is one step;
-/// of a conversion of the vector GCC 12 makes four.
+/// Widens the bytes of the word to units, the lowest first. The units may be at any address. Shuffling with a
+/// zero vector is one instruction; GCC 12 compiles a vector conversion to four.
 inline void widenEight(std::uint64_t bytes, void* units) {
   static_assert(std::endian::native == std::endian::little);
   const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{bytes, 0});
@@ -51,7 +52,7 @@ constexpr bool hasZeroByte(std::uint64_t word) {
   return ((word - 0x0101010101010101) & ~word & 0x8080808080808080) != 0;
 }
 
-/// The bits that a number below `plain` (128 or 256) does not have, in each of eight bytes or four units.
+/// The bits that are 0 in every number below `plain` (128 or 256), for eight bytes or four units.
 constexpr std::uint64_t bitsAboveBytes(std::size_t plain) {
   return plain == 256 ? 0 : 0x8080808080808080;
 }
@@ -65,8 +66,8 @@ inline bool allAscii(EightUnits units) {
   return ((words[0] | words[1]) & 0xFF80FF80FF80FF80) == 0;
 }
 
-/// Narrows a text by blocks of eight, the last over the one before. The first three need no branch: numbers are hardly
-/// longer. False, and the bytes are of no use, unless it is all ASCII.
+/// Narrows a text in blocks of eight; the last block overlaps the one before. The first three take no branch:
+/// numbers are rarely longer. Returns false if the text is not all ASCII; the bytes are then unusable.
 inline bool narrowAscii(const char16_t* units, std::size_t count, char* bytes) {
   if (count < 8) {
     unsigned int seen = 0;
@@ -93,7 +94,7 @@ inline void* unitsAt(void* units, std::size_t place) {
   return static_cast<char*>(units) + sizeof(char16_t) * place;
 }
 
-/// Widens the leading whole blocks whose bytes are below `plain`, and returns how many bytes these are.
+/// Widens the leading whole blocks whose bytes are below `plain`, and returns the number of bytes.
 inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
@@ -104,7 +105,7 @@ inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units,
   return done;
 }
 
-/// Widens the leading whole blocks that have no byte from `first` to `last`, and returns how many bytes these are.
+/// Widens the leading whole blocks without a byte from `first` to `last`, and returns the number of bytes.
 inline std::size_t widenOutside(const char* bytes, std::size_t count, void* units, unsigned char first,
                                 unsigned char last) {
   static_assert(sizeof(SixteenBytes) == plainBlock);
@@ -119,7 +120,7 @@ inline std::size_t widenOutside(const char* bytes, std::size_t count, void* unit
   return done;
 }
 
-/// Narrows the leading whole blocks whose units are below `plain`, and returns how many units these are.
+/// Narrows the leading whole blocks whose units are below `plain`, and returns the number of units.
 inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* bytes, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {

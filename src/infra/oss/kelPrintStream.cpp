@@ -2,8 +2,8 @@
 
 #include "platform/kelRuntimeLocale.hpp"
 
-// Also makes sure that std::cerr stands before any static constructor of the library's users runs. The only
-// source that may include it: everywhere else it would be one more static constructor at load.
+// Also makes sure that std::cerr is constructed before any static constructor of the library's users runs. No
+// other source may include it: each would add a static constructor that runs when the library is loaded.
 #include <iostream>
 #include <new>
 
@@ -16,7 +16,7 @@ PrintStream& print(PrintStream& stream, Value value) {
   return stream;
 }
 
-/// Numbers that the standard library prints through the runtime.
+/// For numbers that the standard library prints through the runtime.
 template <class Value>
 PrintStream& printFloating(PrintStream& stream, Value value) {
   const platform::StandingRuntimeLocale locale;
@@ -27,8 +27,8 @@ alignas(PrintStream) unsigned char standing[sizeof(PrintStream)];
 
 }  // namespace
 
-// Constructed while the library is loaded, behind std::cerr and before any static constructor of the
-// library's users. Never destroyed, so that exit handlers that run late still print.
+// Constructed when the library is loaded, after std::cerr and before any static constructor of the library's
+// users. Never destroyed, so that late exit handlers can print.
 PrintStream& ossOut = *new (standing) PrintStream;
 
 PrintStream::~PrintStream() = default;

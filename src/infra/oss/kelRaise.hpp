@@ -9,15 +9,15 @@
 #include <string>
 #include <type_traits>
 
-/// The one way in which the library raises an error:
+/// The only way in which the library raises an error:
 ///
 ///     raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
 ///
-/// throws, by value, the exception of the class named, with one message that holds the identifier, the
-/// arguments in their order, and the file and line of this very statement.
+/// throws, by value, an exception of the class named. It has one message with the identifier, the arguments
+/// in their order, and the file and line of this statement.
 namespace tarvo::oss {
 
-/// A place in the library's sources. As a default argument it is the caller's place.
+/// A place in the library's sources. As a default argument it is the place of the caller.
 struct SourcePlace {
   const char* path;
   unsigned int line;
@@ -27,8 +27,8 @@ struct SourcePlace {
     return {path, line};
   }
 
-  /// The name that a message records: the base name, or for sources of util the longer path that the calling
-  /// programs know them by.
+  /// The name that a message records: the base name, or a longer path for sources of util. Both are frozen
+  /// because programs depend on them.
   std::string recordedName() const;
 };
 
@@ -43,7 +43,7 @@ struct Identifier {
   SourcePlace place;
 };
 
-/// A narrow argument; the code page is named as `Message::addArgument` takes it.
+/// A narrow argument and its code page, as for `Message::addArgument`.
 struct NarrowArgument {
   const char* text;
   const char* codePage;
@@ -62,7 +62,7 @@ void addArgument(Message& message, const Value& value) {
 
 }  // namespace detail
 
-/// The exception complete with its arguments, not yet thrown.
+/// Makes the exception, complete with its arguments, without throwing it.
 template <class Exception, class... Arguments>
 Exception makeError(Identifier identifier, const Arguments&... arguments) {
   Exception error(invariantText(identifier.text), identifier.place.recordedName().c_str(),

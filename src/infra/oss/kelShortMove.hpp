@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <cstring>
 
-/// Moves of a few bytes, for which a call of the C library takes longer than the bytes themselves.
+/// Moves of a few bytes, which take less time than a call of the C library.
 namespace tarvo::oss {
 
-/// Copies the first and the last `Piece` of a range that is no longer than two. Both are read before one is
-/// written, so that the ranges may overlap.
+/// Copies the first and the last `Piece` of a range that is at most two pieces long. Both are read before
+/// either is written, so the ranges may overlap.
 template <class Piece>
 inline void moveBothEnds(char* target, const char* source, std::size_t length) {
   Piece first;

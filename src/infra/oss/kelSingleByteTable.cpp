@@ -12,7 +12,7 @@
 namespace tarvo::oss {
 namespace {
 
-/// Every table made so far, the newest first. None is ever taken out.
+/// All tables made so far, the newest first. Tables are never removed.
 constinit std::atomic<SingleByteTable*> newest = nullptr;
 
 bool isSingleByte(const UConverter* converter) {
@@ -22,8 +22,9 @@ bool isSingleByte(const UConverter* converter) {
 
 constexpr int noSingle = -1;
 
-/// ICU's one byte for a unit, or `noSingle`. Since the text is not said to be at its end, ICU holds back a unit
-/// that may be the beginning of more. What it gives a lone half depends on what it was given before.
+/// ICU's byte for a unit, or `noSingle` if that is not exactly one byte. The text is passed as unfinished, so
+/// ICU holds back a unit that may begin a longer sequence. Lone surrogates are left out: their result depends
+/// on earlier input.
 int askForByte(UConverter* converter, char16_t unit) {
   if (U16_IS_SURROGATE(unit)) return noSingle;
   std::array<char, 16> bytes;
@@ -37,7 +38,7 @@ int askForByte(UConverter* converter, char16_t unit) {
   return single && U_SUCCESS(status) ? static_cast<unsigned char>(bytes.front()) : noSingle;
 }
 
-/// The same for a byte.
+/// The same in the other direction: ICU's unit for a byte.
 int askForUnit(UConverter* converter, char byte) {
   std::array<char16_t, 16> units;
   char16_t* target = units.data();
@@ -54,7 +55,7 @@ int askForUnit(UConverter* converter, char byte) {
 
 // --- made once
 
-// ICU's text of the name would go with what else ICU knows, should a program have it clean up.
+// The name is copied: ICU frees its own text of it if the program calls ICU's cleanup.
 SingleByteTable::SingleByteTable(const char* name) {
   std::memcpy(name_.data(), name, std::strlen(name));
 }
@@ -64,7 +65,7 @@ SingleByteTable* SingleByteTable::find(SingleByteTable* first, const char* name)
   return first;
 }
 
-// Of two threads that make one table at a time the second throws its own away.
+// If two threads make the same table at a time, the second one deletes its own.
 SingleByteTable* SingleByteTable::of(UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;
@@ -84,7 +85,7 @@ SingleByteTable* SingleByteTable::of(UConverter* converter) {
   return known;
 }
 
-/// False when a byte is more or less than one unit, or half of a pair.
+/// Returns false if a byte does not give exactly one unit, or gives half of a pair.
 bool SingleByteTable::fill(UConverter* converter) {
   for (std::size_t byte = 0; byte < units_.size(); ++byte) {
     const int unit = askForUnit(converter, static_cast<char>(byte));
@@ -130,7 +131,8 @@ void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* unit
   }
 }
 
-/// Bytes that are 0 are unknown, not here, or U+0000's. Written out: compilers leave a loop of this a loop.
+/// A byte of 0 means unknown, not in the table, or U+0000. Written out because compilers do not unroll a loop
+/// here.
 [[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
   static_assert(std::endian::native == std::endian::little);
   const auto byte = [&](unsigned i) {
@@ -178,7 +180,7 @@ int SingleByteTable::byteOf(char16_t unit, UConverter* converter) {
   return known == 0 ? notHere : known;
 }
 
-/// Fills in the block of the unit.
+/// Asks ICU for all units of the block that contains `unit`.
 void SingleByteTable::askAround(char16_t unit, UConverter* converter) {
   const std::size_t first = unit / blockSize * blockSize;
   for (std::size_t other = first; other < first + blockSize; ++other) {

@@ -9,35 +9,35 @@
 
 namespace tarvo::oss {
 
-/// A single-byte code page as ICU converts it, looked up instead of converted.
+/// A single-byte code page as ICU converts it, as a table.
 ///
 ///     SingleByteTable* const table = SingleByteTable::of(converter);
 ///     if (table == nullptr || !table->fromUnicode(units, count, bytes, converter)) ...   // ICU has to
 ///
-/// ICU itself says what stands in it: every entry is its answer to one unit or byte alone, substitutes and
-/// fallbacks included. A unit is in the table where that answer is one byte whatever follows it. Others (halves
-/// of pairs, units that ICU leaves out, the beginnings of sequences that a code page has a place for) are not,
-/// and a text that has one is ICU's as a whole.
+/// Every entry is ICU's result for one unit or byte by itself, substitutes and fallbacks included. A unit is
+/// in the table if that result is one byte, whatever follows the unit. Other units are not in the table:
+/// halves of pairs, units that ICU omits, and first units of sequences that the code page encodes together.
+/// ICU converts every text that contains one of them.
 ///
-/// There is one table a code page in the process, by ICU's own name of it, so that aliases and threads share
-/// it. It is made when a thread first opens the code page (some 20 us), and takes 66 KiB that are kept until
-/// the process ends. Bytes to Unicode is complete then. From Unicode ICU is asked for 64 units at a time (3 us)
-/// when the first of them is met: whole pages would take it milliseconds, and texts use little of them. Any
-/// thread may ask at any time; all get and store the same answers.
+/// The process has one table for each code page, under ICU's own name, so aliases and threads share it. A
+/// table is made when a thread first opens the code page (about 20 us); it takes 66 KiB until the process
+/// ends. The direction to Unicode is complete then. The direction from Unicode is filled in blocks of 64
+/// units (3 us) when a unit of the block first occurs: filling everything would take milliseconds, and texts
+/// use few blocks. Any thread may use a table at any time; all threads read and store the same entries.
 class SingleByteTable {
  public:
-  /// The table of the converter's code page. Null when that is no single-byte one, or when there is no memory.
-  /// The converter is one with ICU's own callbacks, and is reset.
+  /// The table of the converter's code page. Null if it is not a single-byte code page, or if there is no
+  /// memory. The converter must have ICU's own callbacks; it is reset.
   static SingleByteTable* of(UConverter* converter);
 
   SingleByteTable(const SingleByteTable&) = delete;
   SingleByteTable& operator=(const SingleByteTable&) = delete;
 
-  /// As many units as there are bytes, none of them half of a pair. They may be written to any address.
+  /// Writes one unit for each byte; none is half of a pair. The units may be at any address.
   void toUnicode(const char* bytes, std::size_t count, void* units) const;
 
-  /// As many bytes as there are units. False when there is a unit that is not in the table; what has been
-  /// written then is what ICU begins with. `converter` is asked for what is not known yet.
+  /// Writes one byte for each unit. Returns false if a unit is not in the table; the bytes written then are
+  /// the beginning of ICU's result. `converter` is used for units that are not known yet.
   bool fromUnicode(const char16_t* units, std::size_t count, char* bytes, UConverter* converter);
 
   /// Whether every unit is in the table.
@@ -61,14 +61,15 @@ class SingleByteTable {
   static constexpr std::size_t blocks = 0x10000 / blockSize;
 
   std::array<char, UCNV_MAX_CONVERTER_NAME_LENGTH> name_{};
-  SingleByteTable* older_ = nullptr;  // the one made before this one
-  std::size_t plain_ = 0;  // so many bytes mean the unit of the same number, and back: 256, 128 or 0
-  // Bytes that mean units of other numbers stand from here to there, in Latin code pages few; where there is one at all.
+  SingleByteTable* older_ = nullptr;  // the table made before this one
+  std::size_t plain_ = 0;             // units below this are the byte of the same number: 256, 128 or 0
+  // The first and the last byte whose unit has another number; valid if there is one. Latin code pages have
+  // few such bytes.
   unsigned char firstOther_ = 0;
   unsigned char lastOther_ = 0;
   std::atomic<bool> zeroIsZero_ = false;
   std::array<char16_t, 256> units_{};
-  // 0: not asked yet, or not in the table. No unit but U+0000 becomes a 0 in the code pages there are.
+  // 0: not asked yet, or not in the table. In the existing code pages only U+0000 becomes a byte of 0.
   std::array<std::atomic<unsigned char>, 0x10000> bytes_{};
   std::array<std::atomic<bool>, blocks> asked_{};
 };

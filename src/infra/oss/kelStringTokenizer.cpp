@@ -22,7 +22,7 @@ using trace::tracedExit;
 
 namespace {
 
-/// The same four characters whatever the code page.
+/// The same four characters in every code page.
 icu::UnicodeString defaultDelimiters() {
   return invariantText(" \r\n\t");
 }
@@ -44,7 +44,7 @@ bool isAscii(const icu::UnicodeString& text) {
   return true;
 }
 
-/// Whether a code page has ASCII's bytes for ASCII's units, whatever stands before or behind them.
+/// Whether a code page has ASCII's bytes for ASCII's units, whatever is before or after them.
 bool keepsAscii(const char* codePage) {
   using Form = CachedConverter::Form;
   const Form form = CachedConverter(codePage, CachedConverter::Direction::fromUnicode).form();
@@ -72,7 +72,7 @@ StringTokenizer::StringTokenizer(const char* text, const char* codePage, const c
   });
 }
 
-// NOLINTNEXTLINE(modernize-pass-by-value): the signature is settled
+// NOLINTNEXTLINE(modernize-pass-by-value): programs depend on this signature
 StringTokenizer::StringTokenizer(const icu::UnicodeString& text, const char* delimiters)
     : bytes_(nullptr), text_(copied(text)) {
   tracedExit<probe("StringTokenizer::StringTokenizer")>([&] { tokenize(delimitersFrom(delimiters)); });
@@ -82,8 +82,8 @@ StringTokenizer::~StringTokenizer() {
   tracedExit<probe("StringTokenizer::~StringTokenizer")>([&] { std::free(edges_); });
 }
 
-/// Room for the most edges that a text of that length can have, so that one pass suffices; what is too much
-/// goes back.
+/// Allocates for the most edges that a text of that length can have, so that one pass suffices, and then
+/// returns the part that is not used.
 void StringTokenizer::tokenize(const icu::UnicodeString& delimiters) {
   traced<probe("StringTokenizer::tokenize")>([&] {
     if (text_.length() < 1) return;
@@ -141,7 +141,7 @@ StringTokenizer::Token StringTokenizer::current() const {
   return {text_.getBuffer() + edges[0], edges[1] - edges[0]};
 }
 
-// The cursor moves last: what raises leaves it where it was.
+// The cursor moves last, so an error leaves it where it was.
 const char* StringTokenizer::takeBytes() {
   bytes_.clear(false);
   if (hasMoreTokens()) {
@@ -152,7 +152,7 @@ const char* StringTokenizer::takeBytes() {
   return bytes_.getString();
 }
 
-/// A short token of ASCII is narrowed here where that is what its code page makes of it. False otherwise.
+/// Narrows a short ASCII token if its code page has the same bytes for ASCII. Returns false otherwise.
 bool StringTokenizer::appendAscii(const Token& token) {
   std::array<char, 64> narrow;
   if (token.length < 1 || token.length > static_cast<std::int32_t>(narrow.size())) return false;
@@ -170,14 +170,14 @@ bool StringTokenizer::appendAscii(const Token& token) {
 void StringTokenizer::appendConverted(const Token& token) {
   const icu::UnicodeString text(static_cast<UBool>(false), token.units, token.length);
   bytes_.appendString(text, codePage_.data());
-  // The buffer keeps to itself that it had no memory; a token is not to be lost so. A long one that begins with a NUL
-  // ends there.
+  // The buffer does not report that it had no memory; the token must not be lost. A long token that begins
+  // with a NUL is rightly empty.
   if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
       fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
     throw std::bad_alloc();
 }
 
-// The text is made where the caller gets it: to move one takes as long as to make it.
+// The text is made in the returned object: moving a text takes as long as making it.
 icu::UnicodeString StringTokenizer::takeText() {
   icu::UnicodeString text;
   if (hasMoreTokens()) {

@@ -10,14 +10,15 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Where the tokens of a text begin and end. Delimiters are found as bits, one a unit for 64 units at a time, and the
-/// edges of tokens are where neighbouring bits differ: words of any lengths cost no branch that is foretold wrongly.
+/// Finds where the tokens of a text begin and end. Delimiters are found as bits, one for each unit, for 64
+/// units at a time; tokens begin and end where neighbouring bits differ. No branch depends on the length of a
+/// token, so none is mispredicted.
 namespace tarvo::oss {
 
 using UnitBits = std::uint64_t;
 constexpr std::size_t bitsUnits = 64;
 
-/// Delimiters below `Units`, however many.
+/// Any number of delimiters, all below `Units`.
 template <std::size_t Units>
 class ManyDelimiters {
  public:
@@ -40,7 +41,7 @@ class ManyDelimiters {
   std::array<std::uint64_t, Units / 64> bits_{};
 };
 
-/// One to four delimiters, any, each compared with eight units at once.
+/// One to four delimiters of any value, each compared with eight units at once.
 class FewDelimiters {
  public:
   static constexpr std::int32_t most = 4;
@@ -58,7 +59,7 @@ class FewDelimiters {
   }
 
  private:
-  /// The member of that index, or the last one again.
+  /// The delimiter of that index, or the last one, in all eight places.
   static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
     const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
     return EightUnits{} + unit;
@@ -68,8 +69,8 @@ class FewDelimiters {
     static_assert(std::endian::native == std::endian::little);
     const EightUnits eight = eightUnitsAt(units);
     const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
-    // A byte of ones for each unit found. One bit of each remains, every one another; the factor adds them up in
-    // the highest byte.
+    // Each unit found becomes a byte of ones. Of each byte a different bit is kept; the multiplication adds
+    // them up in the highest byte.
     const EightBytes bytes = __builtin_convertvector(found, EightBytes);
     return ((eightBytesAt(&bytes) & 0x8040201008040201) * 0x0101010101010101) >> 56U;
   }
@@ -80,7 +81,7 @@ class FewDelimiters {
   EightUnits fourth_;
 };
 
-/// The bits of the last units, fewer than 64; behind the text there are delimiters only.
+/// The bits of the last units, fewer than 64. The units after the text count as delimiters.
 template <class Delimiters>
 UnitBits amongLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
   std::array<char16_t, bitsUnits> padded{};
@@ -88,15 +89,15 @@ UnitBits amongLast(const char16_t* units, std::size_t count, const Delimiters& d
   return delimiters.among(padded.data()) | ~UnitBits{0} << count;
 }
 
-/// Writes the start and the end of each token of a text that is not empty, in turns, and returns the end of what it
-/// wrote: at most two more than the text has units. The first token starts with the text.
+/// Writes the start and the end of each token of a text that is not empty, alternately, and returns the end
+/// of the edges written: at most two more than the text has units. The first token starts with the text.
 ///
-/// A CR LF need not be folded first: where it would be, both are delimiters, and a run of them is one.
+/// CR LF needs no special case: if both are delimiters, they separate once like all adjacent delimiters.
 template <class Delimiters>
 std::int32_t* findEdges(const char16_t* text, std::size_t length, const Delimiters& delimiters,
                         std::int32_t* edge) {
   *edge++ = 0;
-  UnitBits before = 0;  // whether the last unit before these is a delimiter
+  UnitBits before = 0;  // whether the unit before these is a delimiter
   for (std::size_t at = 0; at <= length; at += bitsUnits) {
     const bool whole = length - at >= bitsUnits;
     const UnitBits found =

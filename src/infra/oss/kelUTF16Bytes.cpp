@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t unitSize = sizeof(char16_t);
 
-/// Eight units at a time. Neither side need be aligned; both may be one.
+/// Swaps eight units at a time. Neither side has to be aligned; both may be the same.
 void swapUnits(const char* from, char* to, std::size_t units) {
   std::size_t at = 0;
   for (; (units - at) * unitSize >= sizeof(EightUnits); at += sizeof(EightUnits) / unitSize) {
@@ -28,12 +28,12 @@ void swapUnits(const char* from, char* to, std::size_t units) {
   }
 }
 
-/// Copies `size` bytes, an even number where they are swapped.
+/// Copies `size` bytes; the number is even if they are swapped.
 void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
   if (swapped) {
     swapUnits(static_cast<const char*>(from), static_cast<char*>(to), size / unitSize);
   } else if (size > 0) {
-    std::memmove(to, from, size);  // a text may stand where its bytes go
+    std::memmove(to, from, size);  // the ranges may overlap
   }
 }
 

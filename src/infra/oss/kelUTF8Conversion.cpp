@@ -19,14 +19,14 @@ namespace {
 
 constexpr std::size_t ascii = 128;
 
-constexpr std::size_t largestUnit = 3;  // so many bytes a unit needs, also half of a pair
+constexpr std::size_t largestUnit = 3;  // the most bytes that a unit needs, also half of a pair
 
-/// Texts from so many bytes or units on are worth a kernel.
+/// Texts of at least this many bytes or units use a kernel.
 constexpr std::size_t worthKernel = 96;
 
 // --- to UTF-8
 
-/// Writes the whole text; null when it is not valid.
+/// Writes the whole text; returns null if it is not valid.
 char* writeAll(const char16_t* units, std::size_t count, char* to) {
   std::size_t at = 0;
   if (count >= worthKernel) {
@@ -39,7 +39,7 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
     const std::size_t plain = narrowPlain(units + at, count - at, to, ascii);
     at += plain;
     to += plain;
-    // A block that is not plain is not looked at again.
+    // A block that is not all ASCII is converted unit by unit to its end.
     for (const std::size_t end = std::min(at + plainBlock, count); at < end;) {
       if (units[at] < ascii) {
         *to++ = static_cast<char>(units[at++]);
@@ -63,7 +63,7 @@ bool hasHalf(const char16_t* units, std::size_t count) {
          std::any_of(units + at, units + count, isHalf);
 }
 
-/// The pairs, or -1 when a half stands alone.
+/// The number of pairs, or -1 if there is a lone surrogate.
 std::int64_t countPairs(const char16_t* units, std::size_t count) {
   if (!hasHalf(units, count)) return 0;
   std::int64_t pairs = 0;
@@ -76,14 +76,14 @@ std::int64_t countPairs(const char16_t* units, std::size_t count) {
   return pairs;
 }
 
-/// The bytes of the units each by itself, halves as three.
+/// The number of bytes of the units, with three for each half of a pair.
 std::size_t bytesOf(const char16_t* units, std::size_t count) {
-  constexpr std::size_t atOnce =
-      32768;  // so many units add no more than 16 bits hold, in each of eight places
+  // The sums of this many units fit into 16 bits in each of eight places.
+  constexpr std::size_t atOnce = 32768;
   std::size_t size = count;
   std::size_t at = 0;
   while (count - at >= eight) {
-    EightUnits more{};  // a comparison that holds is all ones, which is -1
+    EightUnits more{};  // a comparison that is true is all ones, which is -1
     for (const std::size_t end = at + std::min(count - at, atOnce) / eight * eight; at < end; at += eight) {
       const EightUnits wide = eightUnitsAt(units + at);
       more -= (wide & 0xFF80) != 0;
@@ -95,14 +95,14 @@ std::size_t bytesOf(const char16_t* units, std::size_t count) {
   return size;
 }
 
-/// The size, or -1. A pair takes four bytes, and not the six of its halves.
+/// The size in bytes, or -1. A pair takes four bytes, not the six of its halves.
 std::int64_t sizeOf(const char16_t* units, std::size_t count) {
   const std::int64_t pairs = countPairs(units, count);
   return pairs < 0 ? -1 : static_cast<std::int64_t>(bytesOf(units, count)) - 2 * pairs;
 }
 
-/// Writes the beginning of a valid text that is larger than the room: what fits in any case at once, then one
-/// character after the other.
+/// Writes the beginning of a valid text that is larger than the room: first the units that fit in any case,
+/// then one character at a time.
 void writeCut(const char16_t* units, char* bytes, std::size_t room) {
   std::size_t at = room / largestUnit;
   if (at > 0 && isPair(units[at - 1], units[at])) --at;

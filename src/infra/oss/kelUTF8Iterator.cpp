@@ -80,7 +80,8 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   takeText(bytes.get());
 }
 
-/// Zeros behind a text of that length, as many as are looked at. Null when there is no memory.
+/// Room for a text of that length, followed by as many zeros as are read after it. Null if there is no
+/// memory.
 char* UTF8Iterator::roomFor(std::size_t length) {
   static_assert(inlineSize >= inlineCapacity + spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();
@@ -105,7 +106,7 @@ bool UTF8Iterator::isEmpty() const {
 }
 
 bool UTF8Iterator::hasMoreChars() const {
-  return next_ != end_ || position_ < length_;  // without a text all are 0
+  return next_ != end_ || position_ < length_;  // without a text all of these are 0
 }
 
 const char* UTF8Iterator::getString() const {
@@ -134,7 +135,7 @@ const char* UTF8Iterator::getNextChar() {
   return trace::exitIsTraced() ? leaveTraced(character) : character;
 }
 
-/// Apart, so that the way of nearly every character saves no register.
+/// Separate, so that the path of nearly every character saves no register.
 [[gnu::noinline]] const char* UTF8Iterator::goOn() {
   return spreadMore() ? getNextChar() : nullptr;
 }
@@ -147,8 +148,8 @@ inline const char* UTF8Iterator::step() {
   return reinterpret_cast<const char*>(next_++);
 }
 
-/// Makes the next characters ready, at the text's beginning a few of them, which may be all that is asked for. The next
-/// stretch starts with a character, so that there is one whenever bytes are left.
+/// Prepares the next characters; at the beginning of the text only a few, since the caller may ask for no
+/// more. The next stretch starts with a character, so there is one whenever bytes are left.
 bool UTF8Iterator::spreadMore() {
   if (position_ >= length_) return false;  // without a text both are 0
   const int most = position_ == 0 ? charactersAtFirst : charactersAtOnce;

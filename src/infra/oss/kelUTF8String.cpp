@@ -23,15 +23,15 @@ namespace {
 
 constexpr const char* utf8 = "UTF-8";
 
-/// Without memory the text stays as it is: where it has no room, ICU's own append would lose it, as it loses one that
-/// shares its units with another. Nothing is copied when there is nothing to append to, unless much more room would be kept
-/// than the text needs.
+/// Appends `more`. If there is no memory for a larger text, `text` stays as it is: ICU's own append would
+/// lose it. A text that shares its units with another one becomes bogus then. An empty text takes over the
+/// units of `more`, unless these have much more room than needed.
 void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
   const std::int64_t length = std::int64_t{text.length()} + more.length();
   if (length > most) throw std::bad_alloc();
   if (length <= text.getCapacity() && !text.isBogus()) {
-    if (text.append(more).isBogus()) throw std::bad_alloc();  // it was shared
+    if (text.append(more).isBogus()) throw std::bad_alloc();  // its units were shared
     return;
   }
   if (text.isEmpty() && more.getCapacity() / 2 <= length) {
@@ -42,15 +42,15 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   text = made(std::move(grown.append(text).append(more)));
 }
 
-/// Writes the text where it is to stand, behind one that has room for it whatever it holds: no text has more units than
-/// bytes. False, and nothing is appended, where it has not, and when the bytes are no UTF-8.
+/// Decodes the bytes directly after the text if there is room for one unit for each byte, which suffices for
+/// any bytes. Returns false, and appends nothing, if there is less room or if the bytes are not UTF-8.
 bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t count) {
   const std::int32_t length = text.length();
   const auto room = static_cast<std::size_t>(text.getCapacity() - length);
   if (count == 0 || count > room) return false;  // a bogus text has no room
   char16_t* const units = text.getBuffer(length + static_cast<std::int32_t>(count));
   if (units == nullptr) {
-    if (text.isBogus()) throw std::bad_alloc();  // it was shared, and there is no memory for one of its own
+    if (text.isBogus()) throw std::bad_alloc();  // its units were shared, and there is no memory for a copy
     return false;                                // the caller holds it open
   }
   const std::ptrdiff_t written = utf16FromUtf8(bytes, count, units + length);
@@ -68,7 +68,7 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
-  // An append does not report that there was no memory. A long text that begins with a NUL ends there.
+  // An append does not report that there was no memory. A long text that begins with a NUL is rightly empty.
   if (length() == 0 && !text.isEmpty() && text.charAt(0) != u'\0') throw std::bad_alloc();
 }
 
@@ -92,7 +92,7 @@ int UTF8String::getString(char* target, int capacity, const char* codepage) cons
   return Converter::convert(target, capacity, utf8, getString(), codepage);
 }
 
-/// The argument stands on the left: the result is the reverse of what a comparison with it would give.
+/// The argument is the left operand: the result is the reverse of the usual one.
 signed char UTF8String::compare(const char* text) const {
   if (text == nullptr) return -1;
   const int difference = std::strcmp(text, getString());

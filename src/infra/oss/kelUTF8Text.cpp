@@ -16,10 +16,11 @@ std::uint64_t wordAt(const char* text) {
   return word;
 }
 
-/// The bits that tell a byte above 7F.
+/// The bits that are set in bytes above 7F.
 constexpr std::uint64_t foreignBits = 0x8080808080808080;
 
-/// The bytes of a character by its lead byte alone, which is above 7F; 0 for 80 to BF and F8 to FF, which lead none.
+/// The size of a character by its lead byte, which is above 7F; 0 for 80 to BF and F8 to FF, which are not
+/// lead bytes.
 constexpr std::size_t sizeByLead(unsigned char lead) {
   if (lead < 0xC0) return 0;
   if (lead < 0xE0) return 2;
@@ -60,7 +61,7 @@ std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t 
   return simd::kernels().spreadCharacters(dest, text, length);
 }
 
-/// A well-formed text has as many either way, and mostly it is one.
+/// For a well-formed text, which is the usual case, both counts are the same.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length) {
   const std::ptrdiff_t wellFormed = countWellFormed(text, length);
   return wellFormed >= 0 ? wellFormed : countByLeads(text, length);
