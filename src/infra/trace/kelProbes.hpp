@@ -8,9 +8,10 @@
 /// Every probe of the library in one table: the number by which the host's trace facility knows a function.
 ///
 /// All probes share the high half 0x1CD8; the low half is the function number. The constructors of a class
-/// share one number, and so do the overloads of a name. Each class owns a block of numbers; the blocks are
-/// settled with the host and never move. `probe("Class::function")` looks a number up while compiling: a name
-/// that is not in the table does not compile, nor does a table whose numbers leave their class's block.
+/// share one number, and so do the overloads of a name. Each class has a block of numbers. The numbers are
+/// frozen because hosts depend on them. `probe("Class::function")` looks a number up at compile time: a name
+/// that is not in the table does not compile, and neither does a table with a number outside the block of its
+/// class.
 namespace tarvo::trace {
 
 using Probe = std::uint32_t;
@@ -44,7 +45,7 @@ inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
     {"Formatter", 0x63F, 0x645},
 }};
 
-/// A hole inside the `Socket` block.
+/// A number of the `Socket` block that no function has.
 inline constexpr std::uint16_t unassignedSocketNumber = 0x623;
 
 inline constexpr auto probeTable = std::to_array<ProbeEntry>({
@@ -138,7 +139,7 @@ consteval Probe probe(std::string_view function) {
   for (const ProbeEntry& entry : probeTable) {
     if (entry.function == function) return probeBase + entry.number;
   }
-  throw "no such probe";  // reached while compiling only: an unknown name is a compile error
+  throw "no such probe";  // reached only at compile time: an unknown name is a compile error
 }
 
 namespace detail {

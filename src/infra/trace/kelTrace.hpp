@@ -7,18 +7,19 @@
 #include <type_traits>
 #include <utility>
 
-/// The one wrapper through which every traced function reports to the host's facility.
+/// The wrapper through which every traced function reports to the host's facility.
 ///
 ///     void MessageList::clear() {
 ///       trace::traced<trace::probe("MessageList::clear")>([&] { ... });
 ///     }
 ///
-/// The exit is reported behind the body, on its normal return only: an exception passes by without it. With
-/// all flags clear entry and exit are a load and a test each that is not taken; nothing is called, locked or
+/// The exit is reported after the body returns normally; if the body throws, no exit is reported. If all
+/// flags are clear, entry and exit cost one load and one untaken branch each; nothing is called, locked or
 /// allocated.
 namespace tarvo::trace {
 
-/// The installed facility: constant-initialised, no function null. Local, so that its address is a part of the code.
+/// The installed facility: constant-initialised, no function null. Hidden, so that code need not look up its
+/// address.
 extern constinit KELINFRA_LOCAL Facility installedFacility;
 
 namespace detail {
@@ -30,32 +31,33 @@ constexpr std::uint32_t flightRecordBit = 0x80;
 constexpr std::uint32_t anyEntryBits = dispatchBit | traceEntryBits;
 constexpr std::uint32_t anyExitBits = dispatchBit | traceExitBits | flightRecordBit;
 
-/// Read afresh at every test, since a hook or another thread may have changed it. The load is relaxed: on the
-/// supported processors a plain one, and no data race with a host that stores atomically.
+/// Reads the flags at every test, since a hook or another thread may have changed them. The load is relaxed:
+/// a plain load on the supported processors, and no data race with a host that stores atomically.
 inline bool flagged(std::uint32_t bits) noexcept {
   return (__atomic_load_n(installedFacility.componentTraceFlags + componentIndex, __ATOMIC_RELAXED) & bits) !=
          0;
 }
 
-/// Test for each hook again: the one before may have changed the flags.
+/// Test the flags again for each hook: the hook before may have changed them.
 [[gnu::cold, gnu::noinline]] void callEntryHooks(Probe probe);
 [[gnu::cold, gnu::noinline]] void callExitHooks(Probe probe);
 
 }  // namespace detail
 
-/// Whether a function that is entered now has an entry to report, for one that keeps a short path apart from
-/// its `traced` one: the path of no entry ends in `tracedExit`, and saves no register for hooks.
+/// Whether a function that is entered now has to report its entry. A function with a fast path asks this
+/// first: without an entry to report, the fast path ends in `tracedExit` and saves no register for hooks.
 inline bool entryIsTraced() noexcept {
   return detail::flagged(detail::anyEntryBits);
 }
 
-/// Whether a function that is left now has an exit to report, for one whose result would have to be kept in a
-/// register over the hooks: with nothing to report it returns at once, and saves none.
+/// Whether a function that is left now has to report its exit. A function asks this if its result would have
+/// to be kept in a register during the hooks: without an exit to report, it returns at once and saves no
+/// register.
 inline bool exitIsTraced() noexcept {
   return detail::flagged(detail::anyExitBits);
 }
 
-/// Runs `body` and reports the exit alone: for functions that only build, tear down or advance a cursor.
+/// Runs `body` and reports only the exit: for constructors, destructors and functions that advance a cursor.
 template <Probe P, class Body>
 inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t<Body>> {
   std::forward<Body>(body)();
@@ -63,7 +65,8 @@ inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t
     detail::callExitHooks(P);
 }
 
-/// A function apart, since GCC 12 makes a result where the caller gets it only if its scope is the whole function.
+/// A separate function, since GCC 12 constructs a result in its final place only if its scope is the whole
+/// function.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
   decltype(auto) result = std::forward<Body>(body)();

@@ -21,10 +21,10 @@ namespace {
 
 constexpr unsigned short pad = u'=';
 
-/// The entry of every unit that is not in the alphabet. Its bit 6 is set, and no value's is.
+/// The entry of every unit that is not in the alphabet. Bit 6 is set in it and clear in every value.
 constexpr unsigned char notInAlphabet = 127;
 
-/// An alphabet both ways: value to unit, and unit to value.
+/// An alphabet in both directions: value to unit, and unit to value.
 struct Alphabet {
   simd::Base64Alphabet name;
   std::array<unsigned short, 64> units{};
@@ -48,14 +48,16 @@ struct Alphabet {
 constexpr Alphabet standard(simd::standardAlphabet, simd::standardCharacters);
 constexpr Alphabet safe(simd::safeAlphabet, simd::safeCharacters);
 
-/// Groups of `size` that hold `count`, the last one perhaps in part; does not wrap for any count.
+/// The number of groups of `size` that hold `count`, the last one perhaps in part; does not wrap for any
+/// count.
 constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
   return count / size + (count % size == 0 ? 0 : 1);
 }
 
 // --- encode
 
-/// Encodes whole groups, three bytes to four units each: many at once where the processor can, the rest singly.
+/// Encodes whole groups, three bytes to four units each: many at once if the processor can, the rest one by
+/// one.
 template <const Alphabet& alphabet>
 void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   const std::size_t taken = simd::kernels().encodeGroups[alphabet.name](dest, bytes, groups);
@@ -73,7 +75,7 @@ void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   }
 }
 
-/// Encodes the one or two bytes behind the last whole group.
+/// Encodes the one or two bytes after the last whole group.
 template <const Alphabet& alphabet>
 void encodeRest(unsigned short* dest, const char* src, std::size_t bytes) {
   const unsigned int first = static_cast<unsigned char>(src[0]);
@@ -86,7 +88,7 @@ void encodeRest(unsigned short* dest, const char* src, std::size_t bytes) {
 
 template <const Alphabet& alphabet>
 std::size_t encodeIn(unsigned short* dest, std::size_t destUnits, const char* src, std::size_t srcBytes) {
-  // Compared in groups: the count of units may be more than size_t holds.
+  // Compares groups: the number of units may be more than size_t holds.
   if (destUnits / 4 < groupsOf(srcBytes, 3)) {
     raise<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(destUnits));
   }
@@ -118,13 +120,14 @@ struct Target {
 };
 
 [[noreturn]] void raiseMisaligned(const Source& source) {
-  // Up to the first NUL and not up to the count: callers know the text by its terminator.
+  // The argument is the text up to its first NUL, whatever the count: programs know the text by its
+  // terminator.
   raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", oss::made(icu::UnicodeString(source.units)));
 }
 
-/// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns how many
-/// groups it took. It raises nothing: what it does not take is looked at unit by unit. Many at once where the
-/// processor can, the rest singly.
+/// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns the number
+/// of groups decoded. Raises nothing: `decodeUnits` decodes the rest. Many groups at once if the processor
+/// can, the rest one by one.
 template <const Alphabet& alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
   std::size_t group = simd::kernels().decodeGroups[alphabet.name](dest, src, groups);
@@ -144,15 +147,15 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   return groups;
 }
 
-/// Whether the "=" at `index`, at place `phase` of its group, ends the text as it should. `unused` holds the
-/// bits of the unit before it that no byte took.
+/// Whether the "=" at `index` begins correct padding; `phase` is its place in its group. `unused` is the bits
+/// of the unit before it that belong to no byte.
 bool endsAligned(const Source& source, std::size_t index, unsigned int phase, unsigned int unused) {
   if (phase < 2 || unused != 0) return false;
   const std::size_t padding = 4 - phase;
   return source.count - index == padding && source.units[source.count - 1] == pad;
 }
 
-/// Decodes from the start of a group, unit by unit, up to the end or the exact error.
+/// Decodes unit by unit, from the start of a group, up to the end or the exact error.
 template <const Alphabet& alphabet>
 void decodeUnits(Target& target, const Source& source, std::size_t start) {
   unsigned int phase = 0;

@@ -31,8 +31,8 @@
 
 U_NAMESPACE_BEGIN
 
-// As ICU's header for streams has it; but that one includes <iostream>, which constructs the standard streams
-// when the library is loaded.
+// The declaration of ICU's header for streams. That header also includes <iostream>, which constructs the
+// standard streams when the library is loaded.
 U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
 
 U_NAMESPACE_END
@@ -56,7 +56,7 @@ PropertyLine lineOf(std::u16string_view key, std::u16string_view value) {
 
 // --- typed values
 
-/// What the function reads, or nothing when it raises an error: the error itself is of no interest.
+/// Returns the value that `read` returns, or nothing if it raises an error; the error itself is not used.
 template <class Number>
 std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const icu::UnicodeString& text) {
   try {
@@ -66,7 +66,7 @@ std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const i
   }
 }
 
-// How each type reads a trimmed text, and the word for it when the text is refused.
+// Each type reads a trimmed text and names the type word of the error if the text is refused.
 
 struct Boolean {
   static std::optional<bool> read(const icu::UnicodeString& text) {
@@ -90,7 +90,7 @@ struct Int64 {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "int64"; }
 };
 
-// The unsigned types tell a number that only the signed type takes from what is no number.
+// For the unsigned types the word depends on whether the signed type accepts the text.
 
 struct UInt32 {
   static auto read(const icu::UnicodeString& text) { return attempt(&Formatter::stringToUint32, text); }
@@ -113,7 +113,7 @@ struct Double {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
 };
 
-/// Whether no white space is at either end: then there is nothing to trim, and no copy is needed.
+/// Whether there is no white space at either end, so that no trimmed copy is needed.
 bool isTrimmed(const icu::UnicodeString& text) {
   const auto isVisible = [](char16_t unit) { return unit > u' ' && unit < 0x7F; };
   const std::u16string_view units = unitsOf(text);
@@ -154,7 +154,7 @@ ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& othe
   return *this;
 }
 
-// Copied first: a copy that fails changes nothing.
+// Copies first: if a copy fails, nothing has changed.
 void ExtendedProperties::copy(const ExtendedProperties& other) {
   if (this == &other) return;
   auto properties = std::make_unique<PropertyMap>(*other.properties_);
@@ -275,15 +275,15 @@ ExtendedProperties::iterator ExtendedProperties::end() const {
   return properties_->end();
 }
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the signature is settled
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): programs depend on this signature
 const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
   return it->first;
 }
 
 // --- load
 
-/// Stored in the order of keys, each property comes behind the last one of the tree. Lines can be as short as two
-/// bytes and take twenty times as much here, so that there are never more than some at once.
+/// Stores the lines in key order, so that each property usually comes after the last one of the tree. A line
+/// can be as short as two bytes and takes twenty times as much memory here, so their number is limited.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
   constexpr std::size_t mostAtOnce = std::size_t{1} << 18U;
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);
@@ -326,11 +326,12 @@ bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std:
 
 // --- references
 
-/// Replaces references one by one, as if each value were searched from its start after every replacement, but
-/// looks at each unit once: what stands before the first "%" cannot change any more.
+/// Replaces references one by one, as if each value were searched from its start after every replacement. It
+/// reads each unit only once, since the text before the first "%" does not change any more.
 ///
-/// A value in which references remain is under way: it waits, on a stack of its own and not the program's,
-/// for the values that it refers to. Its stored text stays as it was until it is done.
+/// While references remain in a value, it is in progress: it waits for the values that it refers to. The
+/// waiting values are on a separate stack on the heap, not on the thread's. The stored text of a value does
+/// not change until the value is complete.
 class ExtendedProperties::Resolver {
  public:
   explicit Resolver(PropertyMap& properties) : properties_(properties) {}
@@ -354,9 +355,9 @@ class ExtendedProperties::Resolver {
     std::u16string_view stored() const { return unitsOf(property->second); }
 
     Property* property;
-    std::u16string done;      ///< the value as far as it was looked at, with what was replaced in it
-    std::size_t rest = 0;     ///< where in the stored value the rest begins
-    std::size_t open = none;  ///< the first "%" of `done`, whose partner is to be found
+    std::u16string done;      ///< the value up to where it was read, with its replacements
+    std::size_t rest = 0;     ///< where the rest of the stored value begins
+    std::size_t open = none;  ///< the first "%" of `done` whose partner is not found yet
   };
 
   static bool hasReference(const Property& property) {
@@ -371,7 +372,7 @@ class ExtendedProperties::Resolver {
     while (!underWay_.empty()) step();
   }
 
-  /// Replaces one reference of the innermost value, or turns to the value that it refers to.
+  /// Replaces one reference of the last value on the stack, or begins with the value that it refers to.
   void step() {
     Work& work = underWay_.back();
     if (!findReference(work)) {
@@ -387,7 +388,7 @@ class ExtendedProperties::Resolver {
   }
 
   void begin(Property& property) {
-    // Only a value that has references still can be under way.
+    // A value that is in progress still has references.
     if (!keysUnderWay_.insert(&property).second) {
       raise<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", property.first);
     }
@@ -400,13 +401,13 @@ class ExtendedProperties::Resolver {
     underWay_.pop_back();
   }
 
-  /// Moves on to the "%" that closes a reference, where the rest begins then; false, and on to the end, when
-  /// there is none. Asked again, it finds the same.
+  /// Moves to the "%" that closes a reference, where the rest then begins. If no "%" is left, moves to the
+  /// end and returns false. A second call has the same result.
   static bool findReference(Work& work) {
     return (work.open != none || takeUpTo(work, true)) && takeUpTo(work, false);
   }
 
-  /// Before the text grows beyond what ICU can hold, and not when it is whole.
+  /// Throws before the text would exceed ICU's maximum length.
   static void requireRoom(std::size_t length, std::size_t more) {
     if (length + more > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
       throw std::bad_alloc();
@@ -436,7 +437,8 @@ class ExtendedProperties::Resolver {
     return *found;
   }
 
-  /// A "%" that comes with the value opens the next reference. It has one at most, or had been resolved.
+  /// A "%" in the replacement opens the next reference. The replacement has at most one "%", otherwise it
+  /// would have been resolved first.
   static void replace(Work& work, std::u16string_view value) {
     const std::size_t percent = value.find(u'%');
     requireRoom(work.open, value.size());
@@ -445,7 +447,7 @@ class ExtendedProperties::Resolver {
     ++work.rest;
   }
 
-  /// What was replaced before an error stays replaced.
+  /// Replacements made before an error stay.
   void storeProgress() {
     for (Work& work : underWay_) {
       work.done.append(work.stored(), work.rest);

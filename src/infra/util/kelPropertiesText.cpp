@@ -16,7 +16,7 @@ namespace tarvo::util {
 
 namespace {
 
-// What a byte can be, as bits.
+// The kinds of bytes, one bit each.
 constexpr unsigned char lineEnd = 1;
 constexpr unsigned char blank = 2;
 constexpr unsigned char separator = 4;
@@ -33,7 +33,7 @@ constexpr auto kindOf = [] {
   return kinds;
 }();
 
-/// The bytes of any of the kinds.
+/// The bytes that are of any of these kinds.
 template <unsigned int kinds>
 constexpr auto bytesOf = [] {
   constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
@@ -45,7 +45,7 @@ constexpr auto bytesOf = [] {
   return bytes;
 }();
 
-/// How many bytes of a block stand before the first of these.
+/// The number of bytes of a block before the first one that is in `bytes`.
 template <const auto& bytes, std::size_t... i>
 std::size_t bytesBefore(oss::SixteenBytes block, std::index_sequence<i...> /*all*/) {
   const oss::SixteenBytes found = (... | oss::SixteenBytes(block == bytes[i]));
@@ -64,13 +64,13 @@ unsigned int hexDigit(unsigned char byte) {
   return noDigit;
 }
 
-/// Surrogates and those that are never characters are not taken from an escape.
+/// Escapes of surrogates and of code points that are never characters are not accepted.
 bool isCharacter(unsigned int unit) {
   return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
 }
 
-/// Widens the bytes before the first one of the kinds, and returns how many these are. Behind them, units up to
-/// the last may have been written to.
+/// Widens the bytes before the first one of these kinds and returns their number. The units after them, up to
+/// `count`, may be overwritten.
 template <unsigned int kinds>
 std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t* units) {
   std::size_t done = 0;
@@ -93,7 +93,7 @@ std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t*
 
 }  // namespace
 
-/// No text has more units than bytes, so that none moves when others come.
+/// Makes room for one unit for each byte, which is the most there can be, so that texts never move.
 void PropertiesReader::keepTexts() {
   if (!atEnd()) grow(used_ + (length_ - position_));
   keepsTexts_ = true;
@@ -168,7 +168,7 @@ void PropertiesReader::readText() {
   }
 }
 
-/// Bytes are widened as they are looked at, as long as there is room.
+/// Widens bytes while it searches them, as long as there is room.
 template <unsigned int stops>
 void PropertiesReader::readPlain() {
   for (;;) {
@@ -183,7 +183,7 @@ void PropertiesReader::readPlain() {
   }
 }
 
-/// A unit that is escaped: what was read before it has left room.
+/// Appends an escaped unit. The bytes read before it have left room for it.
 void PropertiesReader::append(char16_t unit) {
   texts_[used_++] = unit;
 }
@@ -221,7 +221,8 @@ void PropertiesReader::readEscape() {
   }
 }
 
-/// Behind the "u". One byte more than the digits has to be there: an escape that ends the data is none.
+/// Called after the "u". At least one byte must follow the four digits: an escape at the end of the data is
+/// not accepted.
 void PropertiesReader::readUnicodeEscape() {
   unsigned int unit = 0;
   bool whole = length_ - position_ > 4;
@@ -240,8 +241,8 @@ void PropertiesReader::readUnicodeEscape() {
 
 // --- writing
 
-/// For each ASCII character what stands behind the backslash that it is written with; 0 for those that are
-/// written as they are.
+/// For each ASCII character the letter after the backslash with which it is written; 0 for characters that
+/// are written unchanged.
 struct PropertiesWriter::Escapes {
   std::array<char, 128> letters{};
 
@@ -265,7 +266,7 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", 
 constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
 
 void PropertiesWriter::writeHeader() {
-  // The blank at its end is wanted, with nothing behind it.
+  // The blank at the end is intended, with nothing after it.
   write(oss::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }
@@ -289,7 +290,8 @@ void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& esca
   for (std::int32_t i = 0; i < length; ++i) {
     const char16_t unit = units[i];
     if (unit > 127) {
-      // At either half of a pair this is the whole character, so it is written twice. This is wanted.
+      // At either half of a pair this is the whole character, so the character is written twice. This is
+      // intended: the format is frozen because programs depend on it.
       writeUnicodeEscape(static_cast<char32_t>(text.char32At(i)));
       continue;
     }

@@ -8,25 +8,26 @@
 #include <memory>
 #include <string_view>
 
-/// The text format of properties, line by line; `ExtendedProperties` says what it looks like.
+/// The text format of properties, line by line; `ExtendedProperties` describes it.
 namespace tarvo::util {
 
-/// Reads lines, continuations included, out of bytes. Any bytes make lines.
+/// Reads lines, with their continuations, from bytes. Any bytes are accepted.
 class PropertiesReader {
  public:
-  /// `position` may lie behind the end.
+  /// `position` may be beyond the end.
   PropertiesReader(const char* data, std::size_t length, std::size_t position)
       : data_(reinterpret_cast<const unsigned char*>(data)), length_(length), position_(position) {}
 
-  /// From now on keys and values live as long as the reader.
+  /// From now on keys and values stay valid as long as the reader.
   void keepTexts();
 
-  /// Takes the next line; false when there is none.
+  /// Reads the next line; returns false at the end of the data.
   bool readLine();
 
-  /// Behind the lines taken.
+  /// The position after the last line read.
   std::size_t position() const { return position_; }
-  /// Whether the line last taken has a property. Key and value live until the next line is taken.
+  /// Whether the last line read has a property. Without `keepTexts`, key and value are valid until the next
+  /// line is read.
   bool hasProperty() const { return hasProperty_; }
   std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
   std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }
@@ -53,8 +54,8 @@ class PropertiesReader {
   std::size_t position_;
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
-  /// The line's key and its value, behind those of former lines if they are kept. Not a string: that would fill its room
-  /// with zeros before it takes units.
+  /// Key and value of the line, after those of former lines if these are kept. Not a string, which would fill
+  /// its storage with zeros first.
   std::unique_ptr<char16_t[]> texts_;
   std::size_t used_ = 0;
   std::size_t capacity_ = 0;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t wordBytes = sizeof(std::uint64_t);
 
-/// Eight units as bytes, the first one highest, or nothing when one of them may be 255 or more.
+/// Eight units as bytes, the first one highest; nothing if one of them may be 255 or more.
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   constexpr std::uint64_t highBytes = 0xFF00'FF00'FF00'FF00;
   constexpr std::uint64_t one = 0x0001'0001'0001'0001;
@@ -26,9 +26,9 @@ std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   return __builtin_bswap64(bytes);
 }
 
-/// The eight units from `depth` on as one number, in whose order keys are that differ in them. A byte of 0 is the unit 0
-/// or the end of the key, 255 any unit from there on, behind which 0s follow: words with one of these can be those of
-/// different texts.
+/// The eight units from `depth` on as one number: if two keys differ in these units, their numbers have the
+/// order of the keys, or are equal. A byte of 0 is the unit 0 or the end of the key. A byte of 255 is any
+/// unit from 255 on, and zeros follow it. Different keys can have the same number if it contains such a byte.
 std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   const std::size_t rest = key.size() - std::min(depth, key.size());
   const std::size_t taken = std::min(rest, wordBytes);
@@ -46,13 +46,14 @@ std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   return word;
 }
 
-/// Whether only keys that have the same eight units have this word.
+/// Whether all keys with this number have the same eight units.
 constexpr bool tellsAll(std::uint64_t word) {
   return !oss::hasZeroByte(word) && !oss::hasZeroByte(~word);
 }
 
-/// Sorts by a few units at a time, packed into a number, and then those with the same ones by the next few. Keys
-/// of settings have long beginnings in common: these are looked at once and not in every comparison.
+/// Sorts by eight units at a time, packed into a number, and then sorts keys with equal numbers by the next
+/// eight. Keys of settings often have long common beginnings, which are read only once instead of in every
+/// comparison.
 class LineSorter {
  public:
   explicit LineSorter(const std::vector<PropertyLine>& lines) : lines_(lines), entries_(lines.size()) {
@@ -74,10 +75,10 @@ class LineSorter {
   };
   using Iterator = std::vector<Entry>::iterator;
 
-  /// Fewer than that are compared as they are.
+  /// Fewer keys than this are compared directly.
   static constexpr std::ptrdiff_t few = 12;
-  /// So are those that are still together behind so many turns, however many they are: keys that were made to
-  /// part one by one, each longer than the last, would use up the stack.
+  /// Keys that are still together after this many turns are compared directly, however many they are. Keys
+  /// made so that they separate one by one, each longer than the last, would otherwise use up the stack.
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
@@ -99,7 +100,7 @@ class LineSorter {
     }
   }
 
-  /// False when all keys have the same units from `depth` on.
+  /// Computes the numbers at `depth`. Returns false if all keys have the same eight units there.
   bool takeWords(Iterator first, Iterator last, std::size_t depth) {
     bool differ = false;
     for (auto entry = first; entry != last; ++entry) {
@@ -125,7 +126,7 @@ class LineSorter {
 }  // namespace
 
 void sortByKey(std::vector<PropertyLine>& lines) {
-  // Texts that were saved are in order.
+  // Texts that were saved are already sorted.
   const bool inOrder = std::is_sorted(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
     return isLess(left.key, right.key);
   });
@@ -136,7 +137,7 @@ void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
   const auto ofOneKey = [](const PropertyLine& one, const PropertyLine& other) {
     return one.hash == other.hash && one.key == other.key;
   };
-  // Most texts have each key once, and nothing moves.
+  // In most texts each key occurs once, and nothing moves.
   const auto again = std::adjacent_find(lines.begin(), lines.end(), ofOneKey);
   if (again == lines.end()) return;
   auto last = again;

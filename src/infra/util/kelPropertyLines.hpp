@@ -6,18 +6,18 @@
 
 namespace tarvo::util {
 
-/// What a line of a text of properties says.
+/// The property of a line.
 struct PropertyLine {
   std::u16string_view key;
   std::u16string_view value;
   std::uint32_t hash;  ///< of the key
-  bool refers;         ///< the value holds a "%"
+  bool refers;         ///< the value contains a "%"
 };
 
-/// In the order of keys by their units; lines of one key in the order that they have.
+/// Sorts by the units of the keys; lines with equal keys keep their order.
 void sortByKey(std::vector<PropertyLine>& lines);
 
-/// Of lines in order, those of one key become one, the last of them.
+/// Removes all lines of a key except the last one. The lines are sorted.
 void keepLastOfEachKey(std::vector<PropertyLine>& lines);
 
 }  // namespace tarvo::util

@@ -17,15 +17,15 @@ bool mayRefer(const icu::UnicodeString& value) {
   return holds(unitsOf(value), u'%');
 }
 
-/// Both halves of the product: its lower bits know nothing of the factors' upper ones, and the upper ones little of the
-/// lower.
+/// Combines both halves of the product: its lower bits do not depend on the upper bits of the factors, and
+/// its upper bits depend little on the lower ones.
 std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
   __extension__ using Product = unsigned __int128;
   const Product product = static_cast<Product>(left) * right;
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
 }
 
-// Numbers without a pattern.
+// Arbitrary numbers without a pattern.
 constexpr std::uint64_t saltOfFirst = 0x9E37'79B9'7F4A'7C15;
 constexpr std::uint64_t saltOfSecond = 0xD1B5'4A32'D192'ED03;
 
@@ -33,7 +33,7 @@ std::uint64_t foldedWords(std::uint64_t one, std::uint64_t next) noexcept {
   return folded(one ^ saltOfFirst, next ^ saltOfSecond);
 }
 
-/// As wordAt, of fewer than a word's units.
+/// Like wordAt, for fewer units than a word has.
 std::uint64_t shortWordOf(std::u16string_view units) noexcept {
   std::uint64_t word = 0;
   for (const char16_t unit : units) word = word << 16U | unit;
@@ -44,7 +44,7 @@ std::uint64_t shortWordOf(std::u16string_view units) noexcept {
 
 // --- the index
 
-/// Two words at a time, whose products do not wait for each other.
+/// Reads two words at a time; their products are computed independently.
 PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   const std::size_t size = key.size();
   if (size < wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
@@ -55,15 +55,15 @@ PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   };
   for (std::size_t i = 0; i + 2 * wordUnits < size; i += 2 * wordUnits)
     take(units + i, units + i + wordUnits);
-  // The last two words may hold units of those before, or of each other, again.
+  // The last two words may contain units of earlier ones, or of each other, again.
   take(units + (size < 2 * wordUnits ? 0 : size - 2 * wordUnits), units + size - wordUnits);
   return static_cast<Hash>(folded(hash, saltOfFirst) >> 32U);
 }
 
 constexpr std::size_t least = 8;
 
-// Between a third and a half of the places are used: rebuilt when there is no room, each property is moved a
-// bounded number of times.
+// Between a third and a half of the places are used. The index is rebuilt when there is no room, so each
+// property is moved a bounded number of times.
 PropertyIndex::PropertyIndex(std::size_t count) : home_(3 * std::max(count, least)) {
   places_.resize(home_ + reach);
 }
@@ -76,7 +76,7 @@ PropertyIndex::Answer PropertyIndex::find(Hash hash, std::u16string_view key) co
     if (place->hash != hash || place->property == nullptr) continue;
     const std::u16string_view stored = unitsOf(place->property->first);
     if (stored.size() == key.size() &&
-        (key.empty() ||  // then there may be no units to point to
+        (key.empty() ||  // an empty key may have no units to point to
          std::memcmp(stored.data(), key.data(), key.size() * sizeof(char16_t)) == 0)) {
       return {place, true};
     }
@@ -98,8 +98,8 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 
 // --- the nodes
 
-/// Blocks are doubled, up to a size that malloc still cuts from its heap: larger ones are fresh pages of the
-/// system's each time.
+/// Block sizes double up to one that malloc still takes from its heap: a larger block would be new pages of
+/// the system each time.
 void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);
@@ -144,7 +144,7 @@ ExtendedProperties::PropertyMap::Found ExtendedProperties::PropertyMap::search(
   if (certain) return {nullptr, nullptr};
   const auto found = map_.find(key);
   if (found == map_.end()) return {nullptr, nullptr};
-  return {const_cast<Property*>(&*found), nullptr};  // as the index has it: those who ask say who may write
+  return {const_cast<Property*>(&*found), nullptr};  // not const, as in the index
 }
 
 void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::UnicodeString&& value) {
@@ -157,13 +157,12 @@ void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::Unico
     return;
   }
   reserve(1);
-  // The end is tried first.
+  // Tries the end of the tree first.
   const auto added = map_.emplace_hint(map_.cend(), std::move(key), std::move(value));
   index_.add(hash, *added, refers);
 }
 
-/// Texts and places lie anywhere in memory once the lines are sorted: asked for some lines ahead, they come while
-/// others are stored.
+/// After sorting, texts and places are scattered in memory. They are prefetched some lines ahead.
 void ExtendedProperties::PropertyMap::store(const std::vector<PropertyLine>& lines) {
   constexpr std::size_t ahead = 8;
   reserve(lines.size());
@@ -188,7 +187,8 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
   if (place != nullptr) index_.noteValue(*place, line.refers);
 }
 
-/// The texts are made where they stay: a string takes as long to move as to make. The end is tried first.
+/// Constructs the texts in the node: moving a string takes as long as constructing it. Tries the end of the
+/// tree first.
 ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap::insert(
     const PropertyLine& line) {
   const std::int32_t keyLength = lengthOf(line.key);
@@ -198,7 +198,8 @@ ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap:
                                        std::forward_as_tuple(line.key.data(), keyLength),
                                        std::forward_as_tuple(line.value.data(), valueLength));
   if (added->first.length() != keyLength || added->second.length() != valueLength) {
-    // There was no memory for the text. Such a key is taken for the empty one, which may have been there.
+    // There was no memory for a text. A key without memory counts as the empty key, which may have existed
+    // before.
     if (map_.size() != before) map_.erase(added);
     throw std::bad_alloc();
   }
@@ -216,7 +217,7 @@ bool ExtendedProperties::PropertyMap::remove(std::u16string_view key) {
 
 std::vector<ExtendedProperties::PropertyMap::Property*> ExtendedProperties::PropertyMap::referring() {
   std::vector<Property*> properties;
-  // Few are sorted sooner than all values are searched.
+  // Sorting few properties is faster than searching all values.
   const std::size_t few = map_.size() / 16;
   if (index_.isComplete()) {
     for (const PropertyIndex::Place& place : index_.places()) {

@@ -16,14 +16,14 @@
 #include <utility>
 #include <vector>
 
-/// The properties themselves: a map in key order, and beside it a hash index that answers most look-ups.
+/// The properties: a map in key order, and a hash index that answers most look-ups.
 namespace tarvo::util {
 
-/// A hash table of properties that others own, of fixed size, so that what changes it cannot fail.
+/// A hash table of properties that it does not own, with a fixed size, so that changes cannot fail.
 ///
-/// Properties stand at the place that their hash names or in one of the next `reach - 1`. One that finds no free
-/// place there is left out, and a look-up that comes by that many full places is not certain of its answer:
-/// however keys are chosen, the index costs a bounded number of steps, and the map answers then.
+/// A property is at the place that its hash gives or at one of the next `reach - 1`. If none of these is
+/// free, the property is left out. A look-up that finds all of them in use is not certain of its result. So
+/// whatever keys are chosen, the index costs a bounded number of steps, and then the map answers.
 class PropertyIndex {
  public:
   using Property = std::pair<const icu::UnicodeString, icu::UnicodeString>;
@@ -34,33 +34,34 @@ class PropertyIndex {
   struct Place {
     Property* property = nullptr;
     Hash hash = 0;
-    bool used = false;    ///< now or before: the properties behind it are found past it
-    bool refers = false;  ///< the value may hold a "%"
+    bool used = false;    ///< now or earlier: look-ups continue after this place
+    bool refers = false;  ///< the value may contain a "%"
   };
 
   struct Answer {
     const Place* place;
-    bool certain;  ///< without a place: there is no such property
+    bool certain;  ///< if there is no place: no such property exists
   };
 
   static Hash hashOf(std::u16string_view key) noexcept;
 
   PropertyIndex() = default;
-  /// Without properties, with room for so many.
+  /// Empty, with room for `count` properties.
   explicit PropertyIndex(std::size_t count);
 
-  /// Whether so many more may be added. Half of the places stay free, so that look-ups are short.
+  /// Whether `more` properties can be added. At least half of the places stay free, so that look-ups are
+  /// short.
   bool hasRoom(std::size_t more) const noexcept { return 2 * (used_ + more) <= home_; }
-  /// Whether none was left out.
+  /// Whether no property was left out.
   bool isComplete() const noexcept { return complete_; }
   const std::vector<Place>& places() const noexcept { return places_; }
 
   Answer find(Hash hash, std::u16string_view key) const noexcept;
-  /// That a look-up of the hash follows soon.
+  /// Prefetches the place for a look-up of the hash that follows soon.
   void announce(Hash hash) const noexcept { __builtin_prefetch(places_.data() + homeOf(hash)); }
-  /// What has room and is not there.
+  /// Adds a property that is not in the index. There must be room.
   void add(Hash hash, Property& property, bool refers) noexcept;
-  /// What it has, at `place`.
+  /// Removes the property at `place`.
   void remove(const Place& place) noexcept { mine(place).property = nullptr; }
   void noteValue(const Place& place, bool refers) noexcept { mine(place).refers = refers; }
 
@@ -72,14 +73,14 @@ class PropertyIndex {
     return static_cast<std::size_t>((static_cast<std::uint64_t>(hash) * home_) >> 32U);
   }
 
-  std::vector<Place> places_;  ///< `reach` more than hashes name: no search goes round
-  std::size_t home_ = 0;       ///< so many places are named by hashes
+  std::vector<Place> places_;  ///< `reach` more than the hashes address: no search wraps around
+  std::size_t home_ = 0;       ///< the number of places that hashes address
   std::size_t used_ = 0;
   bool complete_ = true;
 };
 
-/// Memory for the nodes of one map, which are all of one size: taken from the system many at a time, and given back
-/// when the pool ends. What one node leaves is the next one's.
+/// Memory for the nodes of one map, which all have one size. Takes memory for many nodes at a time from the
+/// system and returns it when the pool is destroyed. A node that is given back is used again.
 class NodePool {
  public:
   void* take(std::size_t size);
@@ -97,7 +98,7 @@ class NodePool {
   Left* left_ = nullptr;
 };
 
-/// Nodes of a pool, for the standard library's map.
+/// Allocates the nodes of the standard library's map from a pool.
 template <class Node>
 class NodeAllocator {
  public:
@@ -117,7 +118,7 @@ class NodeAllocator {
   NodePool* pool_;
 };
 
-/// One value a key. References to what is stored stay good as those of a map do.
+/// One value per key. References to stored texts stay valid as those of a std::map do.
 class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;
@@ -132,26 +133,26 @@ class ExtendedProperties::PropertyMap {
   Map::const_iterator begin() const { return map_.begin(); }
   Map::const_iterator end() const { return map_.end(); }
 
-  /// Null when there is none.
+  /// Returns null if there is no such property.
   const Property* find(std::u16string_view key) const {
     return search(PropertyIndex::hashOf(key), key).property;
   }
   Property* find(std::u16string_view key) { return search(PropertyIndex::hashOf(key), key).property; }
 
-  /// Changes nothing when it fails.
+  /// If it fails, it changes nothing.
   void store(icu::UnicodeString&& key, icu::UnicodeString&& value);
-  /// Stores all of them, in the order of their keys, one a key. When it fails, some are stored.
+  /// Stores all lines, which are in key order with one line per key. If it fails, some are stored.
   void store(const std::vector<PropertyLine>& lines);
-  /// Whether there was one. The key may be the map's own.
+  /// Returns whether there was such a property. The key may be a text of the map.
   bool remove(std::u16string_view key);
 
-  /// In key order, at least those whose value holds a "%".
+  /// In key order; all properties whose value contains a "%", and perhaps others.
   std::vector<Property*> referring();
 
  private:
   struct Found {
     Property* property;
-    const PropertyIndex::Place* place;  ///< null when the index does not know it
+    const PropertyIndex::Place* place;  ///< null if the index does not contain it
   };
 
   Found search(PropertyIndex::Hash hash, std::u16string_view key) const;

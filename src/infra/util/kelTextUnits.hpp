@@ -13,7 +13,7 @@
 #include <new>
 #include <string_view>
 
-/// Between ICU's texts and views of their units.
+/// ICU's texts as views of their units, and back.
 namespace tarvo::util {
 
 inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
@@ -22,7 +22,7 @@ inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
 
 constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
 
-/// The four units there, the first one lowest.
+/// The four units at `units`, the first one lowest.
 inline std::uint64_t wordAt(const char16_t* units) noexcept {
   static_assert(std::endian::native == std::endian::little);
   std::uint64_t word = 0;
@@ -30,7 +30,7 @@ inline std::uint64_t wordAt(const char16_t* units) noexcept {
   return word;
 }
 
-/// As the library's own find, which goes unit by unit.
+/// Whether `units` contains `unit`. Compares four units at a time; the standard library's find compares one.
 inline bool holds(std::u16string_view units, char16_t unit) noexcept {
   constexpr std::uint64_t ones = 0x0001'0001'0001'0001;
   for (; units.size() >= wordUnits; units.remove_prefix(wordUnits)) {
@@ -40,7 +40,8 @@ inline bool holds(std::u16string_view units, char16_t unit) noexcept {
   return units.find(unit) != std::u16string_view::npos;
 }
 
-/// As left < right. The library's own order goes unit by unit, and keys have long beginnings in common.
+/// left < right. The standard library compares unit by unit, which is slow for keys with long common
+/// beginnings.
 inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept {
   const std::size_t both = std::min(left.size(), right.size());
   std::size_t at = 0;
@@ -49,7 +50,7 @@ inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept
   return at < both ? left[at] < right[at] : left.size() < right.size();
 }
 
-/// ICU counts units in 32 bits.
+/// ICU counts units in 32 bits; throws std::bad_alloc for more.
 inline std::int32_t lengthOf(std::u16string_view units) {
   if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
     throw std::bad_alloc();
