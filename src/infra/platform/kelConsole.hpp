@@ -1,12 +1,12 @@
 #pragma once
 
-/// The seam between the library and the system's console.
+/// The platform layer's access to the console.
 namespace tarvo::platform {
 
-/// GetOEMCP: the number of the console's OEM code page. Where consoles have none it is 437. Never fails.
+/// GetOEMCP: the number of the console's OEM code page; 437 on systems without such code pages. Never fails.
 unsigned int systemOemCodePage() noexcept;
 
-/// The one that the library asks: the system's, unless a test has put another in its place.
+/// The function that the library calls: the system's, unless a test has replaced it.
 using OemCodePage = unsigned int (*)() noexcept;
 extern constinit OemCodePage currentOemCodePage;
 

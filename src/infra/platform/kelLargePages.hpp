@@ -2,13 +2,13 @@
 
 #include <cstddef>
 
-/// The seam between large blocks of memory and the pages that the system makes them of.
+/// The platform layer's hint for large memory pages.
 namespace tarvo::platform {
 
-/// Tells the system that the block will be written to as a whole, so that it may give it pages of another size where it
-/// has not been touched yet: a page that is touched first is an interruption. Only what lies wholly in the block is meant,
-/// and a small block is left alone. A wish: contents stay, and nothing tells whether it was granted. Leaves the system's
-/// last error as it is.
+/// Asks the system to use large pages for a block that will be written as a whole, where its pages have not
+/// been touched yet: the first touch of each page is an interruption. Affects only pages that lie completely
+/// in the block; ignores small blocks. This is a hint: the contents stay, and the result is not reported.
+/// Does not change the system's last error.
 void preferLargePages(void* block, std::size_t size) noexcept;
 
 }  // namespace tarvo::platform

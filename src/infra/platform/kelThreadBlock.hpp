@@ -2,14 +2,15 @@
 
 #include <cstddef>
 
-/// The seam between what the library keeps for a thread and the thread's end.
+/// The platform layer's memory block for each thread, with a callback when the thread ends.
 namespace tarvo::platform {
 
 inline constexpr std::size_t threadBlockSize = 1024;
 
-/// The calling thread's block of `threadBlockSize` bytes, aligned for anything, all zero at first. When the thread ends
-/// `atEnd`, which is the same in every call, is called with it once. Null from that call on, or when there is no memory
-/// for the block. The block of the thread that ends the process may be left as it is.
+/// Returns the calling thread's block of `threadBlockSize` bytes, aligned for any type, all zero at first.
+/// When the thread ends, `atEnd` is called with the block, once; pass the same function in every call.
+/// Returns null from then on, or if there is no memory for the block. The block of the thread that ends the
+/// process may never be released.
 void* threadBlock(void (*atEnd)(void* block) noexcept) noexcept;
 
 }  // namespace tarvo::platform

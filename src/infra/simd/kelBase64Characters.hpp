@@ -1,6 +1,7 @@
 #pragma once
 
-/// The two alphabets of RFC 4648, by value. Tables of all kinds are made of them while compiling.
+/// The two alphabets of RFC 4648, in the order of the values. All other tables are made from them at compile
+/// time.
 namespace tarvo::simd {
 
 using Base64Characters = char[65];

@@ -7,13 +7,13 @@
 /// Base64 for vectors of 16 and of 32 bytes, whose look-ups choose among the 16 bytes of a block.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 // --- encode
 
-/// What is added to a value to make its character: a row for A..Z, one for a..z, ten for 0..9, which are the same,
-/// and one for each of the last two values.
+/// The number to add to a value to get its character: one row for A..Z, one for a..z, ten equal ones for
+/// 0..9, and one for each of the last two values.
 consteval Blocks encodeTable(const Base64Characters& characters) {
   Byte toAdd[16] = {};
   for (unsigned row = 0; row < 14; ++row) {
@@ -25,8 +25,8 @@ consteval Blocks encodeTable(const Base64Characters& characters) {
 
 constexpr Blocks encodeTables[] = {encodeTable(standardCharacters), encodeTable(safeCharacters)};
 
-/// Where the bytes of eight groups are in two blocks. Of each group its second, first, third and second byte:
-/// so the first two values are in one 16-bit lane and the last two in the next.
+/// Where the bytes of eight groups are in two blocks. Of each group the second, first, third and second byte
+/// are taken: so its first two values are in one 16-bit lane and its last two in the next.
 struct alignas(32) GroupOrder {
   Byte places[32] = {};
 
@@ -51,14 +51,14 @@ constexpr GroupOrder fromStart(0, 6, 0, 6);
 constexpr GroupOrder upToEnd(4, 10, 4, 10);
 constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
 
-/// The bytes of four groups of which the first starts, or the last ends, where the 16 bytes read do.
+/// The bytes of four groups. The first group starts, or the last one ends, where the 16 bytes read do.
 HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
   return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
 }
 
 #if HWY_MAX_BYTES >= 32
-/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. Widening takes
-/// half of each block at a time, which then puts them in order.
+/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. `encodeAt`
+/// widens one half of each block at a time, which restores the order.
 HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const GroupOrder& order) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 3, 4, 1, 2, 4, 5};
   const hn::Full256<std::uint32_t> d32;
@@ -68,7 +68,8 @@ HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const
 }
 #endif
 
-/// The characters of groups that lie as GroupOrder says. Multiplying shifts each lane of 16 bits by its own count.
+/// The characters of groups in the order of GroupOrder. The multiplications shift each 16-bit lane by another
+/// count.
 template <class D, class V>
 HWY_INLINE V charactersOf(D d, V groups, V table) {
   const hn::Repartition<std::uint16_t, D> d16;
@@ -77,14 +78,14 @@ HWY_INLINE V charactersOf(D d, V groups, V table) {
   const auto first = hn::MulHigh(hn::And(lanes, eachFour<0x0FC0FC00>(d16)), eachFour<0x04000040>(d16));
   const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
   const auto values = hn::BitCast(d, hn::Or(first, second));
-  // Of those above Z, as a mask is -1, one less.
+  // The mask of values above 25 is -1, so subtracting it selects the next row.
   const auto small =
       hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
   const auto row = hn::SaturatedSub(values, each<51>(d)) - hn::BitCast(d, small);
   return values + hn::TableLookupBytes(table, row);
 }
 
-/// As many units as the vector has bytes.
+/// Writes as many units as the vector has bytes.
 template <class D>
 HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order,
                          const Blocks& table) {
@@ -117,8 +118,8 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
     encodeAt(narrow, dest, bytes, fromStart, table);
     pass(narrowGroups);
   }
-  // What is read now ends where the groups do, and what is written too, be some of it written already.
-  while (left > 0) {  // NOLINT(bugprone-infinite-loop): what passes is no longer left
+  // From here on reads end where the groups end, and writes too; some units are written twice.
+  while (left > 0) {  // NOLINT(bugprone-infinite-loop): `pass` reduces `left`
     pass(left < narrowGroups ? left : narrowGroups);
     encodeAt(narrow, dest - hn::MaxLanes(narrow), bytes - hn::MaxLanes(narrow), upToEnd, table);
   }
@@ -127,9 +128,9 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 // --- decode
 
-/// A character is looked up by its two halves. In the row of its low half a bit stands for each high half with
-/// which it is in the alphabet. What is added to it to make its value depends on the high half alone, but for
-/// one character, which gets the row that no other uses.
+/// A character is looked up by its two nibbles. The row of its low nibble has one bit for each high nibble
+/// with which it is in the alphabet. The number to add to get its value depends only on the high nibble,
+/// except for one character; that one uses row 0, which no other character uses.
 struct DecodeTable {
   Blocks highHalves;
   Blocks toAdd;
@@ -151,19 +152,20 @@ consteval DecodeTable decodeTable(const Base64Characters& characters) {
 
 constexpr DecodeTable decodeTables[] = {decodeTable(standardCharacters), decodeTable(safeCharacters)};
 
-/// The bit of each high half; none for those of 80 to FF.
+/// The bit of each high nibble; 0 for those of 80 to FF.
 constexpr Blocks bitOfHighHalf({1, 2, 4, 8, 16, 32, 64, 128, 0, 0, 0, 0, 0, 0, 0, 0});
 
-/// For each group of four, its three bytes from the right.
+/// The positions of the three bytes of each group of four, from the right.
 constexpr Blocks groupsToBytes({2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80});
 
-/// As many units as there are bytes in a vector, each as a byte that no unit above 127 shares with one below.
+/// Narrows as many units as the vector has bytes. Units above 127 become bytes that no unit below 128
+/// becomes.
 HWY_INLINE hn::Vec128<Byte> narrowed(Narrow, const unsigned short* src) {
   const hn::Full128<std::uint16_t> d16;
   return packedBlocks(hn::LoadU(d16, src), hn::LoadU(d16, src + 8));
 }
 
-/// The first 12 bytes.
+/// Stores the first 12 bytes.
 HWY_INLINE void storeBytes(Narrow, hn::Vec128<Byte> bytes, Byte* dest) {
   const hn::Full64<Byte> half;
   const hn::Full128<std::uint32_t> d32;
@@ -173,7 +175,7 @@ HWY_INLINE void storeBytes(Narrow, hn::Vec128<Byte> bytes, Byte* dest) {
 }
 
 #if HWY_MAX_BYTES >= 32
-/// Each half of the text is loaded on its own, so that packing within blocks leaves it in order.
+/// Loads each half of the text separately, so that packing within blocks keeps the order.
 HWY_INLINE hn::Vec256<Byte> narrowed(hn::Full256<Byte>, const unsigned short* src) {
   const hn::Full128<std::uint16_t> half;
   const hn::Full256<std::uint16_t> d16;
@@ -181,7 +183,7 @@ HWY_INLINE hn::Vec256<Byte> narrowed(hn::Full256<Byte>, const unsigned short* sr
                       hn::Combine(d16, hn::LoadU(half, src + 24), hn::LoadU(half, src + 8)));
 }
 
-/// The first 12 bytes of each block.
+/// Stores the first 12 bytes of each block.
 HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* dest) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 2, 4, 5, 6, 3, 7};
   const hn::Full256<std::uint32_t> d32;
@@ -194,19 +196,20 @@ HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* de
 }
 #endif
 
-/// As many units as the vector has bytes, or nothing when one of them is not in the alphabet.
+/// Decodes as many units as the vector has bytes. Returns false, and writes nothing, if one is not in the
+/// alphabet.
 template <Base64Alphabet alphabet, class D>
 HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src) {
   constexpr const DecodeTable& table = decodeTables[alphabet];
   const hn::Repartition<std::uint16_t, D> d16;
   const auto characters = narrowed(d, src);
   const auto high = hn::ShiftRight<4>(characters);
-  // Of an index above 127 this instruction makes 0, of one below it takes the low half.
+  // For an index above 127 this instruction gives 0; of a smaller index it uses the low nibble.
   const auto known = hn::And(hn::TableLookupBytes(load(d, table.highHalves), characters),
                              hn::TableLookupBytes(load(d, bitOfHighHalf), high));
   if (!hn::AllFalse(d, hn::Eq(known, hn::Zero(d)))) return false;
   const auto own = hn::VecFromMask(d, hn::Eq(characters, each<table.own>(d)));
-  const auto row = hn::SaturatedSub(high, own);  // 0 for the one that has its own
+  const auto row = hn::SaturatedSub(high, own);  // 0 for the one with a separate row
   const auto values = characters + hn::TableLookupBytes(load(d, table.toAdd), row);
   const auto pairs = sumsOfProducts(values, eachFour<0x01400140>(d));
   const auto groups = hn::BitCast(d, sumsOfProducts(pairs, eachFour<0x00011000>(d16)));
@@ -228,7 +231,7 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   for (; groups - taken >= narrowGroups; taken += narrowGroups) {
     if (!decodeAt<alphabet>(narrow, dest + taken * 3, src + taken * 4)) return taken;
   }
-  // Those again that end the text.
+  // Decodes the last groups; some of them may be decoded already.
   const std::size_t last = groups - narrowGroups;
   return last == taken || decodeAt<alphabet>(narrow, dest + last * 3, src + last * 4) ? groups : taken;
 }

@@ -7,10 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which holds a whole alphabet.
+/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which is enough for a whole
+/// alphabet.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 // --- encode
@@ -26,8 +27,8 @@ consteval ByteTable tableOf(const Base64Characters& characters) {
 
 constexpr ByteTable encodeTables[] = {tableOf(standardCharacters), tableOf(safeCharacters)};
 
-/// Each lane of eight bytes gets two groups, each from its last byte: the lane's own group k lowest, and above it
-/// group k + 8.
+/// Lane k of eight bytes gets two groups: group k in its lowest bytes and group k + 8 above it, each from its
+/// last byte to its first.
 consteval ByteTable groupsInLanes() {
   ByteTable table;
   for (unsigned lane = 0; lane < 8; ++lane) {
@@ -41,16 +42,17 @@ consteval ByteTable groupsInLanes() {
 
 constexpr ByteTable laneOrder = groupsInLanes();
 
-/// Where the values of a lane start: those of its lower group for the even bytes, those of the upper one for the odd.
+/// The bits at which the values of a lane start: those of the lower group in the even bytes, those of the
+/// upper group in the odd bytes.
 constexpr long long valuePlaces = 0x1800'1E06'240C'2A12;
 
-/// The units of 16 groups, 32 in each.
+/// The units of 16 groups, 32 in each vector.
 struct Units {
   Vector low;
   Vector high;
 };
 
-/// A look-up takes the low six bits of each byte.
+/// The look-up uses the low six bits of each byte.
 template <Base64Alphabet alphabet>
 __attribute__((always_inline)) inline Units unitsOf(Vector bytes) {
   const Vector lanes = _mm512_permutexvar_epi8(load(laneOrder), bytes);
@@ -59,7 +61,7 @@ __attribute__((always_inline)) inline Units unitsOf(Vector bytes) {
   return {_mm512_and_si512(characters, _mm512_set1_epi16(0xFF)), _mm512_srli_epi16(characters, 8)};
 }
 
-/// At most 16 groups.
+/// Encodes at most 16 groups.
 template <Base64Alphabet alphabet>
 __attribute__((always_inline)) inline void encodeSome(unsigned short* dest, const char* src,
                                                       std::size_t groups) {
@@ -69,8 +71,8 @@ __attribute__((always_inline)) inline void encodeSome(unsigned short* dest, cons
   _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(all >> 32U), units.high);
 }
 
-/// The groups before a boundary of the destination, from which on no vector lies in two lines of the cache; none where they
-/// do not end there.
+/// Encodes the groups before the next cache line of the destination and returns their number, so that later
+/// vectors do not cross lines. Encodes nothing if no group ends there.
 template <Base64Alphabet alphabet>
 __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, const char* src) {
   const std::size_t before = -reinterpret_cast<std::uintptr_t>(dest) % 64;
@@ -79,7 +81,7 @@ __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, con
   return before / 8;
 }
 
-/// The bytes of 16 groups, and more where so many can be read.
+/// Loads the bytes of 16 groups, and more if a whole vector can be read.
 __attribute__((always_inline)) inline Vector bytesOfBlock(const char* src, std::size_t groups) {
   return groups * 3 >= sizeof(Vector) ? _mm512_loadu_si512(src)
                                       : _mm512_maskz_loadu_epi8(firstBits(blockGroups * 3), src);
@@ -116,8 +118,8 @@ struct DecodeTable {
 
 constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
 
-/// The bytes of 16 groups of four bytes, each from its third one. Packing has put half blocks of the first and
-/// of the second 32 units side by side.
+/// The positions of the bytes of 16 groups of four bytes, each from its third byte. Packing has put half
+/// blocks of the first and of the second 32 units side by side.
 consteval ByteTable bytesOfGroups() {
   ByteTable table;
   for (unsigned group = 0; group < 16; ++group) {
@@ -130,8 +132,8 @@ consteval ByteTable bytesOfGroups() {
 
 constexpr ByteTable byteOrder = bytesOfGroups();
 
-/// The 48 bytes of 64 units; false when one of them is not in the alphabet. Packing makes 255 of units above it
-/// and 0 of those above 32767, which no alphabet holds.
+/// Decodes 64 units to 48 bytes; returns false if a unit is not in the alphabet. Packing makes 255 of units
+/// above 255 and 0 of units above 32767, which no alphabet contains.
 __attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table,
                                                        Vector& bytes) {
   const Vector characters = _mm512_packus_epi16(first, second);

@@ -6,13 +6,13 @@ namespace tarvo::simd {
 
 namespace {
 
-/// Null until first asked for: nothing runs when the library is loaded.
+/// Null until the first call: nothing runs when the library is loaded.
 constinit std::atomic<const Kernels*> inUse = nullptr;
 
 const Kernels& choose() {
   const Kernels* const best = availableKernels().back();
-  inUse.store(
-      best, std::memory_order_relaxed);  // every thread comes to the same, and what it points to is constant
+  // All threads choose the same kernels, which are constant.
+  inUse.store(best, std::memory_order_relaxed);
   return *best;
 }
 

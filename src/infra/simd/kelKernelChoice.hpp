@@ -9,10 +9,10 @@ namespace tarvo::simd {
 /// The kernels that this processor and this system can run, from the plainest to the best.
 std::span<const Kernels* const> availableKernels();
 
-/// The best of them, or those that `useKernels` named. Any number of threads at once.
+/// The best of them, or those set by `useKernels`. Any number of threads may call it at once.
 const Kernels& kernels();
 
-/// For tests: from now on these, one of the available; null goes back to the best.
+/// For tests: uses these kernels, one of the available ones, from now on; null returns to the best.
 void useKernels(const Kernels* chosen);
 
 }  // namespace tarvo::simd

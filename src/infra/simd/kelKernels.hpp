@@ -3,49 +3,52 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What exists once for each kind of processor: the inner loops of Base64, of UTF-8 and of UTF-16.
+/// The inner loops of Base64, UTF-8 and UTF-16, which exist once for each kind of processor.
 ///
-/// The files that define the wider ones are compiled with wider instruction sets, file by file and not function by
-/// function: only then GCC 12 clears the upper halves of the vector registers before it leaves, without which all
-/// SSE code of the process runs several times slower afterwards. For the same reason such a file must not emit a
-/// function that the linker could take for everybody's: it defines its table of kernels and nothing else that has
-/// external linkage, and uses no inline function of the standard library. tests/inspect looks at both.
+/// The files with the wider kernels are compiled with wider instruction sets, file by file and not function
+/// by function: only then GCC 12 clears the upper halves of the vector registers on return, without which all
+/// SSE code of the process runs several times slower afterwards. Therefore such a file must not define a
+/// function that the linker could share with other files, which may run on other processors: it defines its
+/// table of kernels and nothing else that has external linkage, and uses no inline function of the standard
+/// library. tests/inspect checks both.
 namespace tarvo::simd {
 
 enum Base64Alphabet : unsigned char { standardAlphabet, safeAlphabet };
 
-/// How far a kernel got.
+/// How much of a text a kernel has converted.
 struct Converted {
-  std::size_t taken;    ///< units or bytes of the text, whole characters
-  std::size_t written;  ///< of the destination
+  std::size_t taken;    ///< units or bytes of the text, up to the end of a character
+  std::size_t written;  ///< units or bytes of the destination
 };
 
-/// So many bytes behind a text are read where its characters are spread.
+/// `spreadCharacters` reads this many bytes after the text.
 constexpr std::size_t spreadReadsBehind = 23;
 
 struct Kernels {
-  /// Encodes groups of three bytes to four units each, at most `groups` of them, none touched behind; returns
-  /// how many it took. What it leaves is the caller's.
+  /// Encodes at most `groups` groups of three bytes to four units each and returns their number; touches
+  /// nothing after them. The caller encodes the rest.
   using EncodeGroups = std::size_t (*)(unsigned short* dest, const char* src, std::size_t groups);
-  /// Decodes groups of four units to three bytes each while all their units are in the alphabet, at most `groups`
-  /// of them, and returns how many it took; not a byte behind those is written. What it leaves is the caller's
-  /// to look at: not every group left holds a fault.
+  /// Decodes at most `groups` groups of four units to three bytes each, while all their units are in the
+  /// alphabet, and returns their number; writes no byte after them. The caller decodes the rest, and may find
+  /// valid groups in it.
   using DecodeGroups = std::size_t (*)(char* dest, const unsigned short* src, std::size_t groups);
-  /// The characters of a text, or -1 when it is malformed, by the Unicode Standard's table of well-formed byte
-  /// sequences. Reads nothing behind `length` bytes.
+  /// Returns the number of characters of a text, or -1 if it is malformed by the Unicode Standard's table of
+  /// well-formed byte sequences. Reads nothing after `length` bytes.
   using CountWellFormed = std::ptrdiff_t (*)(const char* text, std::size_t length);
-  /// The same, and copies the text on the way, `length` bytes exactly; what a malformed text leaves in `dest` is
-  /// not said. The two must not overlap.
+  /// The same, and copies exactly `length` bytes of the text. If it is malformed, the contents of `dest` are
+  /// unspecified. The two ranges must not overlap.
   using CopyWellFormed = std::ptrdiff_t (*)(char* dest, const char* text, std::size_t length);
-  /// Writes each character that begins within the first `length` bytes of a well-formed text to eight bytes of its own,
-  /// zeros behind it; returns how many. The text must go on for as many bytes more as `spreadReadsBehind` says, of
-  /// whatever kind, and `dest` have room for `length` characters, rounded up to a multiple of 16.
+  /// Writes each character that begins within the first `length` bytes of a well-formed text to eight bytes,
+  /// followed by zeros; returns the number of characters. After the text `spreadReadsBehind` more bytes of
+  /// any value must be readable; `dest` must have room for `length` characters, rounded up to a multiple of
+  /// 16.
   using SpreadCharacters = std::size_t (*)(std::uint64_t* dest, const char* text, std::size_t length);
-  /// Writes a text's UTF-16, from its beginning as far as it is worth it; takes ASCII alone where the text is malformed. What
-  /// it leaves is the caller's. Anything may be written within `length` units.
+  /// Converts a text to UTF-16 from its beginning, as far as the kernel is faster than the caller; if the
+  /// text is malformed, converts only ASCII. The caller converts the rest. May write anything within `length`
+  /// units.
   using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
-  /// The same the other way round. Takes ASCII alone where half of a surrogate pair stands alone. No byte is written behind
-  /// those of the whole text, so when the caller has written the rest all are as they should be.
+  /// The same in the other direction; if there is a lone surrogate, converts only ASCII. Writes no byte after
+  /// those of the whole text, so all bytes are right when the caller has converted the rest.
   using Utf8FromUtf16 = Converted (*)(char* dest, const unsigned short* units, std::size_t count);
 
   const char* name;

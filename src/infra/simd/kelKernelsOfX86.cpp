@@ -8,8 +8,8 @@ namespace tarvo::simd {
 
 namespace {
 
-/// What the processor says of itself. The compiler's own question, __builtin_cpu_supports, would add code that runs
-/// when the library is loaded.
+/// The answer of the processor about its features. The compiler's __builtin_cpu_supports would add code that
+/// runs when the library is loaded.
 struct Leaf {
   unsigned a = 0;
   unsigned b = 0;
@@ -26,7 +26,7 @@ bool holds(unsigned word, std::initializer_list<unsigned> bits) {
   return true;
 }
 
-/// The sets of registers that the system saves for a thread.
+/// The sets of registers that the system saves for a thread, one bit each.
 unsigned savedRegisters(const Leaf& first) {
   if (!holds(first.c, {27})) return 0;  // OSXSAVE
   unsigned low = 0;
@@ -35,7 +35,7 @@ unsigned savedRegisters(const Leaf& first) {
   return low;
 }
 
-/// How many of the kernels below, from the first one on.
+/// The number of kernels in `all`, from the first one, that can run.
 std::size_t countAvailable() {
   const Leaf first(1);
   const Leaf seventh(7);

@@ -1,7 +1,8 @@
 #include "simd/kelKernels.hpp"
 #include "simd/kelUtf8Words.hpp"
 
-// Any processor. Base64 and UTF-16 leave everything to their callers, whose loops are as good as it gets here.
+// For any processor. Base64 and UTF-16 leave everything to their callers, whose loops are the fastest
+// code without vectors.
 namespace tarvo::simd {
 
 namespace {
@@ -19,7 +20,7 @@ std::ptrdiff_t copyByWords(char* dest, const char* text, std::size_t length) {
   return countByWords(dest, length);
 }
 
-/// Without a branch that depends on the text: what is written for a byte that starts no character is written over.
+/// No branch depends on the text: the character written for a byte that starts none is overwritten.
 std::size_t spreadByWords(std::uint64_t* dest, const char* text, std::size_t length) {
   constexpr std::uint64_t ofLead[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF,   0xFF,   0xFF,     0xFF,
                                         0,    0,    0,    0,    0xFFFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF};

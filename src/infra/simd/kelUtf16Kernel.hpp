@@ -4,11 +4,11 @@
 #include "simd/kelUtf16Words.hpp"
 #include "simd/kelVectors.hpp"
 
-/// UTF-8 to UTF-16 and back, a few characters at a time whose sizes a table or a pattern knows: of one and two bytes in
-/// any order, or of three throughout. Others are taken one by one.
+/// UTF-8 to UTF-16 and back, several characters at a time: characters of one and two bytes in any order,
+/// whose sizes a table contains, or characters of three bytes each. Others are converted one by one.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 using Unit = unsigned short;
@@ -17,9 +17,10 @@ using WidestUnits = hn::ScalableTag<std::uint16_t>;
 
 constexpr std::size_t vectorBytes = 16;
 constexpr std::size_t vectorUnits = 8;
-constexpr Byte none = 0x80;  // where a shuffle puts a zero
+constexpr Byte none = 0x80;  // for this index a shuffle writes a zero
 
-/// What to do with the characters of a window of eight elements, by what is known of these.
+/// For each bit pattern of a window of eight elements: a shuffle of its characters, and their numbers of
+/// bytes and units.
 template <unsigned cases>
 struct Windows {
   alignas(vectorBytes) Byte shuffles[cases][vectorBytes] = {};
@@ -35,14 +36,15 @@ struct Windows {
 
 // --- from UTF-8
 
-/// The including file has it from its kernel of UTF-8.
+/// Defined by the UTF-8 kernel of the including file.
 std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
 
-constexpr std::size_t stretch = 64;  // bytes, whose characters' ends are found at once
+constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are found at once
 
-/// Bit 0 says whether the byte before the window ends a character, the others whether those of the window do. Of each
-/// character of one or two bytes the last byte and the one before it, if there is one, as they are counted from the byte
-/// before the window; as far as the first larger one.
+/// Bit 0 of the pattern says whether the byte before the window ends a character, the other bits say it for
+/// the bytes of the window. A shuffle takes the last byte of each character of one or two bytes, and the byte
+/// before it if there are two; positions count from the byte before the window. It ends at the first larger
+/// character.
 consteval auto windowsOfBytes() {
   Windows<512> windows;
   for (unsigned ends = 0; ends < 512; ++ends) {
@@ -61,7 +63,7 @@ consteval auto windowsOfBytes() {
 
 constexpr Windows<512> byteWindows = windowsOfBytes();
 
-/// The last byte of a character is the one before a byte that starts one. Reads one byte behind the stretch.
+/// The last byte of a character is the one before a byte that starts one. Reads one byte after the stretch.
 HWY_INLINE std::uint64_t endsOf(const Byte* text) {
   const Widest d;
   std::uint64_t ends = 0;
@@ -87,7 +89,8 @@ HWY_INLINE void widenAscii(const Byte* text, Unit* dest) {
     hn::StoreU(hn::PromoteTo(d, hn::LoadU(narrow, text + at)), d, dest + at);
 }
 
-/// Up to eight characters of one or two bytes each, of those that end in eight bytes. Reads the byte before, too.
+/// Converts the characters, of one or two bytes each, that end within eight bytes. Also reads the byte
+/// before.
 HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   const Narrow d;
   const EightUnits d16;
@@ -98,8 +101,8 @@ HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   hn::StoreU(hn::Or(hn::And(pairs, eachFour<0x007F007F>(d16)), leads), d16, dest);
 }
 
-/// The same for a stretch without larger characters. No window waits for the one before: a character is in the one that it
-/// ends in.
+/// The same for a stretch without larger characters. No window waits for the one before it: a character
+/// belongs to the window in which it ends.
 HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& dest) {
   std::uint64_t next = ends << 1U | 1U;
   Unit* to = dest;
@@ -113,7 +116,7 @@ HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& de
   return stretch - (ends >> (stretch - 1) == 0 ? 1 : 0);
 }
 
-/// The last, the middle and the first byte of each of four characters.
+/// The positions of the last, the middle and the first byte of each of four characters.
 constexpr Blocks threesFromStart({2, 1, 0, none, 5, 4, 3, none, 8, 7, 6, none, 11, 10, 9, none});
 constexpr Blocks threesFromFour({6, 5, 4, none, 9, 8, 7, none, 12, 11, 10, none, 15, 14, 13, none});
 constexpr Blocks toLowerHalf({0, 1, 4, 5, 8, 9, 12, 13, none, none, none, none, none, none, none, none});
@@ -140,7 +143,8 @@ HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
   hn::StoreU(hn::BitCast(d16, units), d16, dest);
 }
 
-/// The characters of a stretch, but for a few that another one can begin with. Returns their bytes.
+/// Converts the characters of a stretch, except a few at its end with which the next one can begin. Returns
+/// their bytes.
 HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& dest) {
   std::size_t at = 0;
   while (at <= stretch - 8) {
@@ -165,12 +169,12 @@ HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& de
 
 HWY_INLINE std::size_t readStretch(const Byte* text, Unit*& dest) {
   const std::uint64_t ends = endsOf(text);
-  const bool small =
-      (~ends & ~ends >> 1U) == 0;  // two bytes in a row that end nothing belong to a larger character
+  // Two adjacent bytes that end no character belong to a larger one.
+  const bool small = (~ends & ~ends >> 1U) == 0;
   return small ? readSmall(text, ends, dest) : readMixed(text, ends, dest);
 }
 
-/// A text on the way.
+/// A conversion in progress.
 struct Conversion {
   const Byte* text;
   std::size_t length;
@@ -179,7 +183,7 @@ struct Conversion {
 
   bool hasStretch() const { return length - at >= stretch + vectorBytes; }
 
-  /// One character, so that there is a byte before the next one.
+  /// Converts one character, so that there is a byte before the next one.
   void takeFirst() {
     if (text[0] >= 0x80) {
       at = decode(text, length, dest);
@@ -212,7 +216,8 @@ Converted utf16FromUtf8(Unit* dest, const char* text, std::size_t length) {
 
 // --- to UTF-8
 
-/// By the units that are ASCII: the two bytes of each unit, or the first one alone.
+/// Bits of the pattern: which units are ASCII. A shuffle takes two bytes of each unit, or only the first if
+/// it is ASCII.
 consteval auto windowsOfUnits() {
   Windows<256> windows;
   for (unsigned ascii = 0; ascii < 256; ++ascii) {
@@ -240,7 +245,7 @@ HWY_INLINE V tailOf(V units) {
   return hn::Or(hn::And(units, eachUnit<0x3F>(d)), eachUnit<0x80>(d));
 }
 
-/// Units below U+0800. Writes 16 bytes, and returns how many count.
+/// Writes units below U+0800: 16 bytes, of which the first ones are valid. Returns their number.
 template <class V>
 HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
   const EightUnits d;
@@ -257,7 +262,7 @@ HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
 
 constexpr Blocks withoutFourth({0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, none, none, none, none});
 
-/// Units from U+0800 on, none of them half of a pair. Writes 28 bytes, of which 24 count.
+/// Writes units from U+0800 on, none of them half of a pair: 28 bytes, of which 24 are valid.
 template <class V>
 HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   const EightUnits d;
@@ -272,7 +277,7 @@ HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   hn::StoreU(hn::TableLookupBytesOr0(high, order), bytes, dest + 12);
 }
 
-/// So many units, or one more where they end within a pair, one by one. Returns how many.
+/// Writes `count` units one by one, and one more if they end within a pair. Returns the number of units.
 HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size_t left, char*& dest) {
   std::size_t at = 0;
   while (at < count) {
@@ -285,7 +290,7 @@ HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size
   return at;
 }
 
-/// Eight units, or nine where the last one begins a pair. Returns how many.
+/// Writes eight units, or nine if the last one begins a pair. Returns the number of units.
 HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& dest) {
   const EightUnits d;
   const auto eight = hn::LoadU(d, units);
@@ -304,7 +309,7 @@ HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& de
 
 constexpr std::size_t asciiUnits = 32;
 
-/// Writes so many units as bytes if they are all ASCII.
+/// Narrows `asciiUnits` units to bytes; returns false if one of them is not ASCII.
 HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
   const WidestUnits d;
   const hn::Rebind<Byte, WidestUnits> narrow;
@@ -320,7 +325,7 @@ HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
   return true;
 }
 
-/// Whether no half of a pair stands alone.
+/// Whether there is no lone surrogate.
 HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   const WidestUnits d;
   for (std::size_t at = 0; at < count;) {
@@ -342,7 +347,7 @@ HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   return true;
 }
 
-/// What is written too far is written over: behind each step so many units are left.
+/// A step may write too many bytes. Later steps overwrite them: after each step enough units are left.
 Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
   char* to = dest;
   std::size_t at = 0;

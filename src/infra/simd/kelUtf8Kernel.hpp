@@ -4,16 +4,17 @@
 #include "simd/kelUtf8Words.hpp"
 #include "simd/kelVectors.hpp"
 
-/// UTF-8 for vectors of any width. Every byte is judged with the three before it, which are simply loaded again, one,
-/// two and three bytes further left; so any stretch of a text can be judged alone, and one twice.
+/// UTF-8 for vectors of any width. Every byte is checked with the three bytes before it, which are loaded
+/// again, one, two and three bytes further left. So any part of a text can be checked by itself, and also
+/// twice.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
-// --- what two neighbours can be
+// --- faults of two adjacent bytes
 
-/// A fault that shows in two bytes: the halves that they then have, bit n for half n.
+/// A fault that two adjacent bytes show: the nibbles that they have then, bit n for nibble n.
 struct Fault {
   unsigned firstHigh;
   unsigned firstLow;
@@ -24,17 +25,17 @@ constexpr unsigned anyLow = 0xFFFF;
 constexpr unsigned continuations = 0x0F00;  // 8_ to B_
 
 constexpr Fault faults[8] = {
-    {0xF000, anyLow, static_cast<unsigned>(0xFFFF & ~continuations)},  // a lead that nothing continues
-    {0x00FF, anyLow, continuations},                                   // ASCII, continued
+    {0xF000, anyLow, static_cast<unsigned>(0xFFFF & ~continuations)},  // a lead byte without a continuation
+    {0x00FF, anyLow, continuations},                                   // a continuation after ASCII
     {1U << 0xCU, 0x0003, continuations},                               // overlong: C0, C1
     {1U << 0xEU, 1U << 0x0U, 0x0300},                                  // overlong: E0 80 to 9F
     {1U << 0xEU, 1U << 0xDU, 0x0C00},                                  // surrogates: ED A0 to BF
     {1U << 0xFU, 0xFFE1, 1U << 8U},          // overlong: F0 8_; too large: F5 to FF, 8_
     {1U << 0xFU, 0xFFF0, 0x0E00},            // too large: F4 to FF, 90 to BF
-    {continuations, anyLow, continuations},  // none, if a lead further left asks for both: bit 7
+    {continuations, anyLow, continuations},  // no fault if a lead byte further left needs both: bit 7
 };
 
-/// For each half the faults that it goes with; what all three halves have in common is found.
+/// For each nibble the faults that it can belong to. A fault is found if all three nibbles can belong to it.
 consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {
@@ -48,7 +49,7 @@ constexpr Blocks ofFirstHigh = faultsOf(&Fault::firstHigh);
 constexpr Blocks ofFirstLow = faultsOf(&Fault::firstLow);
 constexpr Blocks ofSecondHigh = faultsOf(&Fault::secondHigh);
 
-/// Not 0 where a byte, as far as the three to its left go, cannot stand. `bytes` are those at `text`.
+/// Not 0 where a byte cannot follow the three to its left. `bytes` are those at `text`.
 template <class D, class V>
 HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
   const auto first = hn::LoadU(d, text - 1);
@@ -56,7 +57,7 @@ HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
       hn::And(hn::And(hn::TableLookupBytes(load(d, ofFirstHigh), hn::ShiftRight<4>(first)),
                       hn::TableLookupBytes(load(d, ofFirstLow), hn::And(first, each<0x0F>(d)))),
               hn::TableLookupBytes(load(d, ofSecondHigh), hn::ShiftRight<4>(bytes)));
-  // Bit 7 is set where E0 to FF stand two bytes further left, or F0 to FF three.
+  // Bit 7 is set if a byte E0 to FF is two places to the left, or a byte F0 to FF three places.
   const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), each<0xE0 - 0x80>(d)),
                             hn::SaturatedSub(hn::LoadU(d, text - 3), each<0xF0 - 0x80>(d)));
   return hn::Xor(found, hn::And(asked, each<0x80>(d)));
@@ -64,7 +65,7 @@ HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
 
 // --- stretches
 
-/// A text on the way. The last character taken may be malformed in what follows.
+/// A check in progress. The last character taken may still turn out to be malformed.
 struct Progress {
   const Byte* text;
   Byte* dest;  // null: no copy is made
@@ -79,8 +80,8 @@ HWY_INLINE auto bytesAt(D d, const Progress& progress, std::size_t at) {
   return bytes;
 }
 
-/// Four vectors at a time as long as there are as many. Where all are ASCII only the first can hold a fault, and only
-/// if something else stands to its left.
+/// Takes four vectors at a time, as long as there are four. If all are ASCII, only the first can have a
+/// fault, and only if a byte that is not ASCII precedes it.
 template <bool copies, class D>
 HWY_INLINE bool takeFours(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -114,7 +115,7 @@ HWY_INLINE bool takeFours(D d, Progress& progress) {
   return allZero(d, found);
 }
 
-/// One vector at a time.
+/// Takes one vector at a time.
 template <bool copies, class D>
 HWY_INLINE bool takeOnes(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -131,11 +132,11 @@ HWY_INLINE bool takeOnes(D d, Progress& progress) {
   return allZero(d, found);
 }
 
-/// From `left` before the middle on: zeros for what was counted, then ones for what was not.
+/// Loaded from offset `left`: zeros for the bytes counted before, then ones for the last `left` bytes.
 alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                              1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-/// The last bytes, fewer than a vector of 16: those before them are taken once more, but not counted.
+/// Takes the last bytes, fewer than a vector of 16. The bytes before them are checked again but not counted.
 template <bool copies>
 HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const hn::Repartition<std::uint64_t, Narrow> d64;
@@ -148,14 +149,14 @@ HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   return allZero(d, faultsAt(d, progress.text + at, bytes));
 }
 
-/// Whether the last character is all there.
+/// Whether the last character is complete.
 HWY_INLINE bool endsWhole(const Byte* end) {
   return end[-1] < 0xC0 && end[-2] < 0xE0 && end[-3] < 0xF0;
 }
 
 // --- texts
 
-/// The first bytes have no three to their left: words are taken until the next one has.
+/// The first bytes do not have three bytes to their left: words are taken until the next byte has.
 HWY_INLINE bool takeFirst(Progress& progress) {
   const char* const text = reinterpret_cast<const char*>(progress.text);
   while (progress.taken.bytes < 3) {
@@ -164,7 +165,7 @@ HWY_INLINE bool takeFirst(Progress& progress) {
   return true;
 }
 
-/// Where less than a vector and what stands to its left is there, words serve.
+/// Texts shorter than a vector and the three bytes to its left are taken by words.
 constexpr std::size_t leastLength = 3 + 16;
 
 template <bool copies>

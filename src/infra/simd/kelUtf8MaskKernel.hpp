@@ -5,18 +5,20 @@
 #include <cstddef>
 #include <cstdint>
 
-/// UTF-8 for processors that have a bit for each of 64 bytes and look-ups among as many: which bytes continue a character
-/// and which have to are masks that must be equal, and what a lead byte bars its second byte from is looked up.
+/// UTF-8 for processors that have a mask bit for each of 64 bytes and look-ups among 64 bytes. Two masks must
+/// be equal: the bytes that continue a character, and the bytes that have to. A table contains the second
+/// bytes that a lead byte forbids.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 using Mask = __mmask64;
 
 constexpr std::size_t width = 64;
 
-/// By the low six bits of a lead byte: the quarters of 80 to BF that its second byte is barred from.
+/// Table indexed by the low six bits of a lead byte; each entry says which quarters of 80 to BF its second
+/// byte must not be in.
 consteval ByteTable tableOfLeads() {
   ByteTable table;
   table.at[0x00] = table.at[0x01] = 0b1111;                                  // C0, C1: overlong
@@ -24,11 +26,12 @@ consteval ByteTable tableOfLeads() {
   table.at[0x2D] = 0b1100;                                                   // ED A0 to BF: surrogates
   table.at[0x30] = 0b0001;                                                   // F0 80 to 8F: overlong
   table.at[0x34] = 0b1110;                                                   // F4 90 to BF: above U+10FFFF
-  for (unsigned lead = 0x35; lead < width; ++lead) table.at[lead] = 0b1111;  // F5 to FF: none
+  for (unsigned lead = 0x35; lead < width; ++lead) table.at[lead] = 0b1111;  // F5 to FF: never valid
   return table;
 }
 
-/// By the low six bits of a second byte: its quarter.
+/// Table indexed by the low six bits of the second byte; each entry says which quarter of the range the byte
+/// is in.
 consteval ByteTable tableOfSeconds() {
   ByteTable table;
   for (unsigned byte = 0; byte < width; ++byte) table.at[byte] = static_cast<unsigned char>(1U << byte / 16);
@@ -42,7 +45,7 @@ __attribute__((always_inline)) inline Vector each(int byte) {
   return _mm512_set1_epi8(static_cast<char>(byte));
 }
 
-/// Whether the last character wants more bytes than there are.
+/// Whether the last character needs more bytes than there are.
 __attribute__((always_inline)) inline bool lastIsCut(const char* text, std::size_t length) {
   const auto from = [&](std::size_t back, int lead) {
     return length >= back && static_cast<unsigned char>(text[length - back]) >= lead;
@@ -50,12 +53,12 @@ __attribute__((always_inline)) inline bool lastIsCut(const char* text, std::size
   return from(1, 0xC0) || from(2, 0xE0) || from(3, 0xF0);
 }
 
-/// A text on the way.
+/// A check in progress.
 struct Progress {
   Mask faults = 0;
   std::size_t continuations = 0;
 
-  /// 64 bytes, and those that begin one, two and three bytes further left.
+  /// Takes 64 bytes; the other vectors begin one, two and three bytes further left.
   __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
     const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
     const Mask behindLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
@@ -72,7 +75,8 @@ struct Progress {
   }
 };
 
-/// At most 64 bytes, as if zeros followed, which continue nothing; the text's first, or with three and more to the left.
+/// Takes at most 64 bytes as if zeros followed, which continue no character. They are the text's first bytes,
+/// or at least three bytes precede them.
 template <bool copies>
 __attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, std::size_t count) {
@@ -92,7 +96,8 @@ __attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* tex
   return bytes;
 }
 
-/// Four times 64 bytes. Where all are ASCII only the first can hold a fault, and only if something else stands to its left.
+/// Takes 4 * 64 bytes. If all are ASCII, only the first 64 can have a fault, and only if a byte that is not
+/// ASCII precedes them.
 template <bool copies>
 __attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, bool& asciiBefore) {
@@ -110,8 +115,8 @@ __attribute__((always_inline)) inline void takeFour(Progress& progress, char* de
   progress.take(v3, text + at + 3 * width);
 }
 
-/// How many bytes to take first, not counting that there may be fewer. Of a long text those before a boundary, from which
-/// on no vector lies in two lines of the cache, unless too few would stand to the left of it.
+/// The number of bytes to take first, although the text may have fewer. In a long text these are the bytes
+/// before a cache line, so that later vectors do not cross lines, unless they would be fewer than three.
 __attribute__((always_inline)) inline std::size_t sizeOfHead(const char* text, std::size_t length) {
   constexpr std::size_t isLong = 16 * width;
   const std::size_t before = width - reinterpret_cast<std::uintptr_t>(text) % width;

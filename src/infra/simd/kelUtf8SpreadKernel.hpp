@@ -4,14 +4,14 @@
 #include "simd/kelUtf8Words.hpp"
 #include "simd/kelVectors.hpp"
 
-/// Each character of a text in eight bytes of its own. No character waits for the one before: where they start is told by
-/// the bytes of sixteen places at once.
+/// Stores each character of a text in eight bytes. No character waits for the one before it: the starts of
+/// characters are found in sixteen bytes at once.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
-/// By the bytes, of eight, that start a character: where they are, and how many.
+/// Table indexed by which of eight bytes start a character: their places and their number.
 struct Starts {
   alignas(8) char places[256][8] = {};
   Byte counts[256] = {};
@@ -26,7 +26,7 @@ struct Starts {
 
 constexpr Starts startsOfEight;
 
-/// Each of eight bytes, eight times over.
+/// The indices of eight bytes, each repeated eight times.
 consteval auto eachEightTimes() {
   struct {
     alignas(64) Byte at[64];
@@ -37,11 +37,13 @@ consteval auto eachEightTimes() {
 
 constexpr auto fromEight = eachEightTimes();
 constexpr Blocks behindStart({0, 1, 2, 3, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 0, 0});
-/// From which lead byte on a character has so many bytes; none has more than four.
+/// The smallest lead byte of a character that has a byte at this place; no character has more than four
+/// bytes.
 constexpr Blocks leastLead({0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                             0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF});
 
-/// Writes eight times eight bytes, of which as many count as there are starts. Reads 16 bytes.
+/// Writes eight characters of eight bytes each. Returns how many of them are valid: the number of starts.
+/// Reads 16 bytes.
 HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::uint64_t* dest) {
   const Widest d;
   const hn::Repartition<std::uint64_t, Widest> d64;

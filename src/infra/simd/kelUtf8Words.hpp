@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <cstring>
 
-/// UTF-8 eight bytes at a time, on any processor. Internal linkage: see kelKernels.hpp.
+/// Checks and counts UTF-8 eight bytes at a time, on any processor. Internal linkage: see kelKernels.hpp.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
@@ -20,7 +20,7 @@ inline std::uint64_t wordAt(const char* text) {
   return word;
 }
 
-// How a character of each size looks in a word, and what its first two bytes must not be.
+// The bits of a character of each size in a word, and the first two bytes that it must not have.
 
 constexpr bool isOfTwo(std::uint64_t word) {
   return (word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0;  // C0, C1: overlong
@@ -36,14 +36,15 @@ constexpr bool isOfFour(std::uint64_t word) {
   return (word & 0xC0C0C0F8) == 0x808080F0 && top != 0 && ((top & 0x07) < 4 || top == 4);
 }
 
-/// Where a text stands: bytes and characters taken.
+/// The numbers of bytes and characters taken so far.
 struct Taken {
   std::size_t bytes = 0;
   std::size_t characters = 0;
 };
 
-/// The word's ASCII characters if it starts with some, else one character; false when that is malformed. Each
-/// size is a branch of its own, so that the next step need not wait for it: texts mostly keep to one.
+/// Takes the word's ASCII characters if it starts with some, otherwise one character; returns false if that
+/// is malformed. Each size has a separate branch, so that the next step need not wait for the size: texts
+/// mostly use one size.
 __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& taken) {
   const std::uint64_t foreign = word & 0x8080808080808080;
   if (foreign == 0) {
@@ -68,8 +69,8 @@ __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& t
   return true;
 }
 
-/// The last bytes are looked at with zeros behind them: a character that the end cuts short runs into a 0, which
-/// continues none.
+/// The last bytes are followed by zeros: a character that the end cuts short meets a 0, which continues no
+/// character.
 inline std::ptrdiff_t countByWords(const char* text, std::size_t length) {
   Taken taken;
   while (length - taken.bytes >= wordSize) {
@@ -83,7 +84,7 @@ inline std::ptrdiff_t countByWords(const char* text, std::size_t length) {
     if (!takeWord(wordAt(rest + last.bytes), last)) return -1;
   }
   return static_cast<std::ptrdiff_t>(taken.characters + last.characters -
-                                     (last.bytes - left));  // less zeros taken
+                                     (last.bytes - left));  // without the zeros taken
 }
 
 }  // namespace

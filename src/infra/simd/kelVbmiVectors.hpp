@@ -4,10 +4,11 @@
 
 #include <cstddef>
 
-/// 64 bytes at once, with a bit for each and look-ups among them. Highway has no names for these instructions.
+/// Vectors of 64 bytes, with a mask bit for each byte and look-ups among all bytes. Highway has no functions
+/// for these instructions.
 namespace tarvo::simd {
 
-// NOLINTBEGIN(misc-definitions-in-headers): every source that includes this is to have its own, in its instructions
+// NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
 using Vector = __m512i;

@@ -1,8 +1,8 @@
 #pragma once
 
-// The vector operations of the target that the including file is compiled for. Highway picks the widest one
-// that the compiler's flags allow; what it would pick only together with instructions that nothing here needs
-// is not asked for.
+// The vector operations of the target for which the including file is compiled. Highway picks the widest
+// target that the compiler's flags allow. The macros below keep it from requiring instructions that no kernel
+// needs.
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
@@ -32,7 +32,8 @@ HWY_INLINE Byte* bytesOf(char* text) {
 
 // --- constants
 
-/// Bytes for each block of a vector, as wide as vectors get: GCC 12 makes anything narrower wide within the loop.
+/// The same 16 bytes for each block of a vector of the largest width: GCC 12 widens a narrower constant
+/// inside the loop.
 struct alignas(64) Blocks {
   Byte at[64] = {};
 
@@ -52,7 +53,7 @@ HWY_INLINE hn::Vec<D> load(D d, const Blocks& blocks) {
 template <std::uint32_t four>
 constexpr Blocks fours{four};
 
-/// The same four bytes throughout, or the same byte.
+/// The same four bytes in the whole vector, or the same byte.
 template <std::uint32_t four, class D>
 HWY_INLINE hn::Vec<D> eachFour(D d) {
   return hn::BitCast(d, load(hn::Repartition<Byte, D>(), fours<four>));
@@ -83,9 +84,9 @@ HWY_INLINE bool allAscii(D d, V bytes) {
   return allZero(d, hn::And(bytes, each<0x80>(d)));
 }
 
-// --- what Highway 1.0.3 has no name for
+// --- operations that Highway 1.0.3 does not have
 
-/// A bit for each element.
+/// One bit for each element.
 template <class D, class M>
 HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
   std::uint64_t bits = 0;
@@ -93,18 +94,19 @@ HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
   return bits;
 }
 
-/// Units of a and then of b, block by block, each as a byte: those above 255 become 255, those above 32767
-/// become 0.
+/// The units of a and then of b, block by block, each as a byte: those above 255 become 255, those above
+/// 32767 become 0.
 HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128<std::uint16_t> b) {
   return hn::Vec128<Byte>{_mm_packus_epi16(a.raw, b.raw)};
 }
 
-/// For each two bytes, the first times the multiplier's first plus the second times its second.
+/// For each pair of bytes, the first times the multiplier's first plus the second times the multiplier's
+/// second.
 HWY_INLINE hn::Vec128<std::uint16_t> sumsOfProducts(hn::Vec128<Byte> a, hn::Vec128<Byte> multiplier) {
   return hn::Vec128<std::uint16_t>{_mm_maddubs_epi16(a.raw, multiplier.raw)};
 }
 
-/// The same for each two units.
+/// The same for each pair of units.
 HWY_INLINE hn::Vec128<std::uint32_t> sumsOfProducts(hn::Vec128<std::uint16_t> a,
                                                     hn::Vec128<std::uint16_t> multiplier) {
   return hn::Vec128<std::uint32_t>{_mm_madd_epi16(a.raw, multiplier.raw)};

@@ -1,6 +1,6 @@
 #include "platform/kelRuntimeLocale.hpp"
 
-#include <locale.h>  // NOLINT(modernize-deprecated-headers): the system's own, with locales for threads
+#include <locale.h>  // NOLINT(modernize-deprecated-headers): POSIX declares the locales of threads here
 
 #include <new>
 #include <type_traits>
@@ -16,8 +16,8 @@ locale_t makeEnglishNumbers() {
   return made;
 }
 
-/// The system has no locale of that name; its "C" locale has the same numeric rules. Kept for good, once it could be
-/// made: a thread may still be using it when the library's other objects go.
+/// The system has no locale of that name; its "C" locale has the same numeric rules. Never released once it
+/// is made: a thread may still be using it when the library's other objects are destroyed.
 locale_t englishNumbers() {
   static const locale_t kept = makeEnglishNumbers();
   return kept;

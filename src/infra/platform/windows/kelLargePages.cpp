@@ -2,7 +2,7 @@
 
 namespace tarvo::platform {
 
-/// The system has large pages for those who may lock memory alone.
+/// Does nothing: the system gives large pages only to processes that may lock memory.
 void preferLargePages(void*, std::size_t) noexcept {}
 
 }  // namespace tarvo::platform

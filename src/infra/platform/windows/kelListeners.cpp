@@ -20,7 +20,8 @@ class Locked {
   SRWLOCK& lock_;
 };
 
-/// A datagram socket that only hears itself. INVALID_SOCKET, with the system's last error, when there is none.
+/// Returns a datagram socket connected to itself; INVALID_SOCKET, with the system's last error set, on
+/// failure.
 SOCKET makeWaker() noexcept {
   const SOCKET waker =
       ::WSASocketW(AF_INET, SOCK_DGRAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);

@@ -1,8 +1,8 @@
 #pragma once
 
-// Before windows.h, which would bring in the first Winsock.
+// Before windows.h, which would include the first version of Winsock.
 #include <winsock2.h>
-// Behind it.
+// After winsock2.h.
 #include <windows.h>
 
 #include <atomic>
@@ -10,14 +10,15 @@
 
 /// The process's listening sockets.
 ///
-/// Winsock ends a wait on a listening socket only by closing it, and then its number can mean another socket before
-/// the waiting thread knows. So each has a waker: a datagram socket connected to itself. Whoever waits for the one
-/// watches the other as well, and one byte sent to a waker makes it readable for good.
+/// In Winsock only closing a listening socket ends a wait on it, and then its number can belong to another
+/// socket before the waiting thread knows. Therefore each listener has a waker: a datagram socket connected
+/// to itself. A thread that waits for a listener waits for its waker too. One byte sent to a waker makes it
+/// readable for good.
 namespace tarvo::platform::windows {
 
 struct Listener {
   SOCKET waker = INVALID_SOCKET;
-  bool blocking = true;  ///< what callers set; to the system every listener is non-blocking
+  bool blocking = true;  ///< as set by callers; for the system every listener is non-blocking
   bool woken = false;
 
   bool known() const noexcept { return waker != INVALID_SOCKET; }
@@ -25,12 +26,13 @@ struct Listener {
 
 class Listeners {
  public:
-  /// Makes `handle` one of them. False, with the system's last error, when it gets no waker.
+  /// Adds `handle` to the listeners. Returns false, with the system's last error set, if there is no waker
+  /// for it.
   bool add(SOCKET handle) noexcept;
   /// Closes the waker if `handle` is a listener.
   void remove(SOCKET handle) noexcept;
   void wake(SOCKET handle) noexcept;
-  /// False when `handle` is no listener.
+  /// Returns false if `handle` is not a listener.
   bool setBlocking(SOCKET handle, bool blocking) noexcept;
   Listener find(SOCKET handle) noexcept;
 
@@ -43,10 +45,10 @@ class Listeners {
 
   Entry* entryOf(SOCKET handle) noexcept;
 
-  // Nothing here has to be constructed or destroyed: programs may open listeners before main and close them behind it.
+  // Needs no construction or destruction: programs may open listeners before main and close them after it.
   SRWLOCK lock_ = SRWLOCK_INIT;
   Entry* first_ = nullptr;
-  std::atomic<std::size_t> count_{0};  ///< so that handles are not looked up where there are none
+  std::atomic<std::size_t> count_{0};  ///< avoids look-ups while there are no listeners
 };
 
 extern constinit Listeners listeners;

@@ -11,8 +11,9 @@
 namespace tarvo::platform {
 namespace {
 
-/// The locale is the process's: who is between a switch and its end holds this, and so does who needs it to stand. The
-/// same thread may take it again. No std::recursive_mutex, which here is constructed when the library is loaded.
+/// The locale belongs to the process. A thread holds this lock from a switch to its end, or while the locale
+/// must not change. The same thread may take it again. Not a std::recursive_mutex, which this compiler
+/// constructs when the library is loaded.
 class SwitchLock {
  public:
   void take() noexcept {
@@ -31,17 +32,17 @@ class SwitchLock {
 
  private:
   SRWLOCK lock_ = SRWLOCK_INIT;
-  std::atomic<DWORD> owner_{0};  ///< no thread's number is 0
+  std::atomic<DWORD> owner_{0};  ///< no thread has the number 0
   unsigned int depth_ = 0;
 };
 
 constinit SwitchLock switching;
 
-/// Room for the name of the locale that stood before, as long as any that is not made to be longer. Who holds the lock
-/// uses it.
+/// Room for the name of the former locale; only artificial names are longer. Used by the thread that holds
+/// the lock.
 constinit char formerName[1024];
 
-/// The name of the locale that stands, copied, since the runtime's own text changes with the next switch.
+/// A copy of the current locale's name, since the runtime's own text changes with the next switch.
 char* currentName() {
   const char* const name = std::setlocale(LC_ALL, nullptr);
   const std::size_t size = std::strlen(name) + 1;
@@ -62,7 +63,7 @@ EnglishRuntimeLocale::EnglishRuntimeLocale() {
     switching.giveBack();
     throw std::bad_alloc();
   }
-  // A system that lacks it has "C", whose numeric rules are the same.
+  // A system without it has "C", whose numeric rules are the same.
   if (std::setlocale(LC_ALL, "English_USA.1252") == nullptr) std::setlocale(LC_ALL, "C");
 }
 

@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 
-// Not by the language's own means: this compiler's runtime takes a thread's objects away before it destroys them. Nor by
-// the library's entry point, which is told of no thread's end. The system calls back from the slots of its fibers when
-// any thread ends.
+// Not a thread_local object: this compiler's runtime releases a thread's objects before it destroys them. Not
+// the library's entry point either, which is not notified when a thread ends. The callback of a fiber-local
+// slot is called when any thread ends.
 
 namespace tarvo::platform {
 namespace {
@@ -16,14 +16,15 @@ struct Block {
   void (*atEnd)(void*) noexcept;
 };
 
-/// What the thread's slot holds once the block is gone.
+/// The value of a thread's slot after its block is gone.
 Block pastTheEnd{};
 
-/// The system's slots: one that calls back with a thread's block, and one that can be looked at until the very end.
+/// Two slots of the system: one with a callback that receives a thread's block, and one that can be read
+/// until the thread has ended.
 class Slots {
  public:
   Slots() noexcept : looked_(::TlsAlloc()), calling_(::FlsAlloc(&end)) {
-    // The code that is called back must stay where it is, whoever unloads the library.
+    // The callback must stay loaded, even if the program unloads the library.
     HMODULE library = nullptr;
     ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                          reinterpret_cast<const wchar_t*>(&pastTheEnd), &library);
