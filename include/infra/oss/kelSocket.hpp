@@ -32,7 +32,16 @@ namespace tarvo::oss {
 /// the caller's buffer, whose size is not known here. A range with a null buffer, or one that wraps, is the
 /// mapped error 10014, unless its length is 0; nothing is sent or received then.
 ///
-/// Threads: one object is used by one thread at a time, but one reader and one writer may share a connection.
+/// Threads: one object is used by one thread at a time, with two exceptions. One reader and one writer may
+/// share a connection. And any thread may call `shutdownBoth`, `shutdownReceive` or `shutdownSend` on an
+/// object while other threads are inside `readOnce`, `read`, `readMessage`, `write`, `writeMessage` or
+/// `select` on its connection: that is how to end a call that waits. A read whose receiving direction is shut
+/// down, and a write whose sending direction is shut down, raises QN_ERR_SOCKET_SHUTDOWN; a `select` finds
+/// the socket ready to read after `shutdownBoth`. Closing the connection instead ends no call on Linux, and
+/// its handle may soon mean another connection: `close`, `connect`, `SocketServer::accept` into the object
+/// and the destructor must not meet another call.
+///
+/// Forked children: see docs/platforms.md.
 ///
 /// Errors: every failure is a SocketException whose first message carries file "kelSocket.cpp". A failed
 /// system call is raised as *the mapped error* of its Winsock code, the same on every platform:
@@ -108,7 +117,8 @@ class KELINFRA_API Socket {
   /// shut the connection down first. Raises nothing.
   void close();
 
-  /// Each ends a direction of the connection, or both, without closing the handle; nothing without a handle.
+  /// Each ends a direction of the connection, or both, without closing the handle, and ends the calls of
+  /// other threads that wait in that direction with QN_ERR_SOCKET_SHUTDOWN. Does nothing without a handle.
   ///   raises   the mapped error
   void shutdownBoth();
   void shutdownReceive();
@@ -178,6 +188,8 @@ class KELINFRA_API Socket {
   ///             watched: the rest is erased.
   ///   raises    the mapped error, with host and port of the first socket of the first list that is not
   ///             empty; the lists are left as they were. 10038: a list holds a handle that is no open socket.
+  ///             Such a handle may go unnoticed as long as another socket is ready at once, and in a call
+  ///             that only looks; a call that waits notices it first.
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 

@@ -28,9 +28,13 @@ namespace tarvo::oss {
 /// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not
 /// close the server: it would wait for itself.
 ///
-/// Errors: every failure except the constructor's is a SocketException. Its first message carries the host text
-/// "localhost", the port that `getPort` returns (unless a member says otherwise) and the file "kelSocketServer.cpp"
-/// ("kelSocket.cpp" if the wait itself failed). Failed system calls are raised as *the mapped error* (see `Socket`).
+/// In a forked child, `close` and the destructor close the child's descriptor only: the parent goes on
+/// listening and its waiters go on waiting (docs/platforms.md).
+///
+/// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
+/// text "localhost", the port that `getPort` returns (unless a member says otherwise) and the file
+/// "kelSocketServer.cpp" ("kelSocket.cpp" if the wait itself failed). Failed system calls are raised as *the
+/// mapped error* (see `Socket`).
 class KELINFRA_API SocketServer {
  public:
   /// A server that does not listen.
@@ -44,11 +48,16 @@ class KELINFRA_API SocketServer {
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
   ///   port           0 lets the system choose; `getPort` then tells which. One above 65535 does not resolve.
   ///   backlog        connections that may wait to be accepted; the system caps it
-  ///   reuseAddress   binds a port that old connections still linger on. (Winsock needs it for none of that; to it, it
-  ///                  means to share a port with those that listen on it now, where the system allows that.)
+  ///   reuseAddress   On Linux: binds a port although old connections linger on it, which they do for up to a
+  ///                  minute after this end closed them first. That works if this library closed them, or a
+  ///                  program that set SO_REUSEADDR on them; otherwise the error is 10048. A port on which
+  ///                  anybody listens is never shared. On Windows lingering connections never keep a port;
+  ///                  there the option means to share the port with those that listen on it now, where the
+  ///                  system allows that.
   /// The system here lists IPv4 first, so IPv4 is what is listened on: a client that takes "localhost" for ::1 does
-  /// not get here, one that says 127.0.0.1 does. If listen() fails after the port was bound, the server holds the port until
-  /// `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept` raises the mapped error 10022.
+  /// not get here, one that says 127.0.0.1 does. If listen() fails after the port was bound, the server holds
+  /// the port until `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept` raises the mapped
+  /// error 10022.
   ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): it holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, `port`, code, the system's text for the code)
   ///            the mapped error (host text, `port`): 10048 for a port in use
@@ -104,6 +113,7 @@ class KELINFRA_API SocketServer {
   std::mutex mutex_;
   std::condition_variable waiterLeft_;
   unsigned int waiters_ = 0;
+  unsigned int process_;  ///< whose threads the members above are about; a forked child differs
 };
 
 }  // namespace tarvo::oss

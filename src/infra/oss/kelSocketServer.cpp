@@ -2,12 +2,14 @@
 
 #include "oss/kelHandleGuard.hpp"
 #include "oss/kelSocketError.hpp"
+#include "platform/kelProcess.hpp"
 #include "platform/kelWinsock.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <vector>
 
 namespace tarvo::oss {
@@ -24,6 +26,7 @@ namespace wsa = platform::wsa;
 class SocketServer::Waiter {
  public:
   explicit Waiter(SocketServer& server) : server_(server) {
+    forgetParent(server_);
     const std::lock_guard<std::mutex> lock(server_.mutex_);
     handle_ = server_.listeningSocket_.handle();
     ++server_.waiters_;
@@ -37,12 +40,24 @@ class SocketServer::Waiter {
 
   SocketHandle handle() const { return handle_; }
 
+  /// In a forked child the parent's threads do not exist: none of them leaves `accept`, and no lock of theirs
+  /// is released. Without their waiters, `close` closes the child's own descriptor and does not touch the
+  /// parent's listener.
+  static void forgetParent(SocketServer& server) {
+    const unsigned int process = platform::currentProcess();
+    if (server.process_ == process) return;
+    new (&server.mutex_) std::mutex;
+    new (&server.waiterLeft_) std::condition_variable;
+    server.waiters_ = 0;
+    server.process_ = process;
+  }
+
  private:
   SocketServer& server_;
   SocketHandle handle_ = invalidSocket;
 };
 
-SocketServer::SocketServer() : hostText_(u"localhost", -1) {
+SocketServer::SocketServer() : hostText_(u"localhost", -1), process_(platform::currentProcess()) {
   tracedExit<probe("SocketServer::SocketServer")>([] {});
 }
 
@@ -71,8 +86,8 @@ bool readPort(SocketHandle handle, unsigned int& port) {
   return true;
 }
 
-/// The port that a server holds. A failed `listen` can leave the handle bound with no port stored; the system is asked
-/// then, and the result is 0 if it refuses to answer.
+/// The port that a server holds. A failed `listen` can leave the handle bound with no port stored; the system
+/// is asked then, and the result is 0 if it refuses to answer.
 unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   unsigned int port = stored;
   if (port == 0) readPort(handle, port);
@@ -166,6 +181,7 @@ void SocketServer::close() {
 }
 
 void SocketServer::stopListening() {
+  Waiter::forgetParent(*this);
   std::unique_lock<std::mutex> lock(mutex_);
   listening_ = false;
   if (waiters_ > 0) {

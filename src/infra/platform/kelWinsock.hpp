@@ -127,30 +127,36 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int WSAGetLastError() = 0;
   virtual void WSASetLastError(int code) = 0;
 
-  /// A new socket, not inherited by child processes. `familyNotSupported` for any family but IPv4 and IPv6,
-  /// `socketTypeNotSupported` for a type that is none of Winsock's five.
+  /// A new socket, not inherited by programs that the process starts. `familyNotSupported` for any family
+  /// except IPv4 and IPv6, `socketTypeNotSupported` for a type that is none of Winsock's five, `noBuffers` if
+  /// the platform keeps a record of its sockets and has no memory for it.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
-  /// `wouldBlock` for a non-blocking attempt in progress. The address is Winsock's; one whose own family is
-  /// neither IPv4 nor IPv6 is `familyNotSupported`, one that is cut short `badAddress`.
+  /// `wouldBlock` for a non-blocking attempt in progress, `noBuffers` if the system lacks what it needs to
+  /// begin. The address is Winsock's; one whose own family is neither IPv4 nor IPv6 is `familyNotSupported`,
+  /// one that is cut short `badAddress`.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   /// `noBuffers` where the platform keeps a record of its listeners and has no memory for it.
   virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
   /// The accepted socket is blocking and not inherited by child processes. Waits as long as nothing is
-  /// pending; `invalidArgument` once `wakeAccept` was called.
+  /// pending; `invalidArgument` once `wakeAccept` was called; `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
   /// Makes `listening` readable for every `select` and ends every `accept` on it, now and later, without
   /// closing it: whoever waits leaves before the number can mean another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
+  /// Closes every socket, whatever else fails. Only a handle that is no open socket is refused.
   virtual int closesocket(SocketHandle handle) = 0;
 
   /// Waits until a socket is ready and leaves in each set the ready ones, in order; returns how many, over
   /// the three sets. Null `timeout` waits without limit. A reset or closed connection is readable; a failed
-  /// connect is in the error set, not in the write set, and its pending error stays.
+  /// connect is in the error set, not in the write set, and its pending error stays. A handle that is no open
+  /// socket is noticed before the call waits; beside a ready socket, or in a call that does not wait, it may
+  /// go unnoticed.
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
   /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one past its time-out;
-  /// `shutDown` after the direction was shut down here, `connectionReset` on every call after a reset.
+  /// `shutDown` after the direction was shut down here, also for a call that was waiting in another thread;
+  /// `connectionReset` on every call after the first that reported a reset.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;

@@ -64,6 +64,13 @@ bool wasReset(SOCKET handle) noexcept {
   return ::WSAPoll(&entry, 1, 0) == 1 && (entry.revents & POLLERR) != 0;
 }
 
+/// Whether a stream has ended because another thread shut receiving down while this one waited. A further
+/// receive does not wait at the end of a stream.
+bool wasShutDownHere(SOCKET handle) noexcept {
+  char byte = 0;
+  return ::recv(handle, &byte, sizeof byte, MSG_PEEK) == SOCKET_ERROR && ::WSAGetLastError() == WSAESHUTDOWN;
+}
+
 // --- text ---------------------------------------------------------------------------------------------
 
 /// UTF-8 as the system's wide text. Null stays null.
@@ -269,8 +276,9 @@ class SystemWinsock final : public Winsock {
 
   int recv(SocketHandle handle, char* bytes, int length) override {
     const int result = ::recv(handle, bytes, length, 0);
-    if (result == 0 && length > 0 && wasReset(handle)) return fail(wsa::connectionReset);
-    return result;
+    if (result != 0 || length <= 0) return result;
+    if (wasShutDownHere(handle)) return fail(wsa::shutDown);
+    return wasReset(handle) ? fail(wsa::connectionReset) : 0;
   }
 
   int shutdown(SocketHandle handle, int how) override { return ::shutdown(handle, how); }

@@ -1,0 +1,87 @@
+#include "platform/posix/kelAddresses.hpp"
+
+#include "platform/kelWinsockChecks.hpp"
+#include "platform/posix/kelLastError.hpp"
+#include "platform/posix/kelWinsockCodes.hpp"
+
+#include <netdb.h>
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+namespace tarvo::platform::posix {
+namespace {
+
+static_assert(inetAddressSize == sizeof(sockaddr_in) && inet6AddressSize == sizeof(sockaddr_in6),
+              "Winsock's addresses differ from the system's in the number of the IPv6 family only");
+
+int toWinsockFamily(int family) noexcept {
+  return family == AF_INET6 ? familyInet6 : family;
+}
+
+/// Writes Winsock's number over the family of a system address.
+void toWinsockAddress(unsigned char* address, std::size_t length, int family) noexcept {
+  const auto number = static_cast<std::uint16_t>(toWinsockFamily(family));
+  std::memcpy(address, &number, std::min(length, sizeof number));
+}
+
+ResolvedAddress toResolved(const addrinfo& entry) {
+  ResolvedAddress resolved;
+  resolved.flags = entry.ai_flags;
+  resolved.family = toWinsockFamily(entry.ai_family);
+  resolved.socketType = entry.ai_socktype;
+  resolved.protocol = entry.ai_protocol;
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(entry.ai_addr);
+  resolved.address.assign(bytes, bytes + entry.ai_addrlen);
+  toWinsockAddress(resolved.address.data(), resolved.address.size(), entry.ai_family);
+  if (entry.ai_canonname != nullptr) resolved.canonicalName = entry.ai_canonname;
+  return resolved;
+}
+
+}  // namespace
+
+int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept {
+  if (const int refusal = addressRefusal(address, length); refusal != 0) return refusal;
+  std::uint16_t family = 0;
+  std::memcpy(&family, address, sizeof family);
+  const std::size_t needed = family == familyInet ? inetAddressSize : inet6AddressSize;
+  native.storage = {};
+  std::memcpy(&native.storage, address, needed);
+  native.storage.ss_family = family == familyInet ? AF_INET : AF_INET6;
+  native.length = static_cast<socklen_t>(needed);
+  return 0;
+}
+
+int readName(int descriptor, unsigned char* address, std::size_t& length) noexcept {
+  sockaddr_storage storage{};
+  socklen_t size = sizeof storage;
+  const int result = answer(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&storage), &size));
+  if (result != 0) return result;
+  length = std::min<std::size_t>(length, size);
+  std::memcpy(address, &storage, length);
+  toWinsockAddress(address, length, storage.ss_family);
+  return 0;
+}
+
+int resolve(const char* node, const char* service, const AddressHints& hints,
+            std::vector<ResolvedAddress>& list) {
+  if (isBeyondPorts(service)) return wsa::typeNotFound;
+  addrinfo wanted{};
+  wanted.ai_flags = (hints.flags & passiveFlag) != 0 ? AI_PASSIVE : 0;
+  wanted.ai_family = hints.family == familyInet6 ? AF_INET6 : hints.family;
+  wanted.ai_socktype = hints.socketType;
+  wanted.ai_protocol = hints.protocol;
+  addrinfo* first = nullptr;
+  const int result = ::getaddrinfo(node, service, &wanted, &first);
+  if (result == EAI_SYSTEM) return winsockCode(errno);
+  if (result != 0) return winsockResolverCode(result);
+  const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> owner(first, &::freeaddrinfo);
+  for (const addrinfo* entry = first; entry != nullptr; entry = entry->ai_next)
+    list.push_back(toResolved(*entry));
+  return 0;
+}
+
+}  // namespace tarvo::platform::posix

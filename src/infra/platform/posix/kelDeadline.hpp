@@ -1,0 +1,53 @@
+#pragma once
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+
+namespace tarvo::platform::posix {
+
+inline constexpr long long nanosecondsPerSecond = 1'000'000'000;
+
+inline long long now(clockid_t clock) noexcept {
+  timespec time{};
+  ::clock_gettime(clock, &time);
+  return static_cast<long long>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
+}
+
+/// A point on the monotonic clock up to which a wait may last, or none.
+class Deadline {
+ public:
+  static Deadline never() noexcept { return Deadline(false, 0); }
+  static Deadline passed() noexcept { return at(0); }
+  static Deadline at(long long nanoseconds) noexcept { return Deadline(true, nanoseconds); }
+
+  bool hasPassed() const noexcept { return limited_ && (at_ == 0 || now(CLOCK_MONOTONIC) >= at_); }
+
+  /// The time that is left, for ppoll; null for no limit.
+  const timespec* remaining(timespec& store) const noexcept {
+    if (!limited_) return nullptr;
+    const long long left = at_ == 0 ? 0 : std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
+    store.tv_sec = left / nanosecondsPerSecond;
+    store.tv_nsec = left % nanosecondsPerSecond;
+    return &store;
+  }
+
+ private:
+  Deadline(bool limited, long long at) noexcept : limited_(limited), at_(at) {}
+
+  bool limited_;
+  long long at_;
+};
+
+/// Polls until something is reported or the deadline has passed, whatever signals arrive.
+inline int pollUntil(pollfd* entries, nfds_t count, const Deadline& deadline) noexcept {
+  for (;;) {
+    timespec store{};
+    const int result = ::ppoll(entries, count, deadline.remaining(store), nullptr);
+    if (result >= 0 || errno != EINTR) return result;
+  }
+}
+
+}  // namespace tarvo::platform::posix

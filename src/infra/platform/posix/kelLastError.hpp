@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/kelWinsock.hpp"
+#include "platform/posix/kelWinsockCodes.hpp"
+
+#include <cerrno>
+
+/// Winsock's last error of the calling thread, and the two ways in which a function of the platform layer
+/// ends.
+namespace tarvo::platform::posix {
+
+int lastError() noexcept;
+void setLastError(int newCode) noexcept;
+
+/// Records a Winsock code and returns `socketError`.
+inline int fail(int code) noexcept {
+  setLastError(code);
+  return socketError;
+}
+
+/// The result of a system call; if it failed, errno becomes the last error.
+inline int answer(long result) noexcept {
+  return result < 0 ? fail(winsockCode(errno)) : static_cast<int>(result);
+}
+
+}  // namespace tarvo::platform::posix

@@ -1,0 +1,176 @@
+#include "platform/posix/kelTransfer.hpp"
+
+#include "platform/kelWinsock.hpp"
+#include "platform/posix/kelAttempt.hpp"
+#include "platform/posix/kelDeadline.hpp"
+#include "platform/posix/kelDescriptors.hpp"
+#include "platform/posix/kelLastError.hpp"
+#include "platform/posix/kelSocketFacts.hpp"
+
+#include <poll.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <array>
+#include <cstddef>
+
+namespace tarvo::platform::posix {
+namespace {
+
+/// A transfer in one direction.
+struct Direction {
+  int timeoutOption;
+  short event;
+  Facts ended;
+};
+
+constexpr Direction receiving = {SO_RCVTIMEO, POLLIN, fact::receiveEnded};
+constexpr Direction sending = {SO_SNDTIMEO, POLLOUT, fact::sendEnded};
+
+Deadline deadlineOf(int descriptor, const Direction& direction, long long started) noexcept {
+  timeval limit{};
+  socklen_t size = sizeof limit;
+  ::getsockopt(descriptor, SOL_SOCKET, direction.timeoutOption, &limit, &size);
+  if (limit.tv_sec == 0 && limit.tv_usec == 0) return Deadline::never();
+  return Deadline::at(started + static_cast<long long>(limit.tv_sec) * nanosecondsPerSecond +
+                      limit.tv_usec * 1000LL);
+}
+
+/// Makes `call` until a signal lets it end, within the timeout that it began with.
+template <class Call>
+long resumed(int descriptor, const Direction& direction, Call call) noexcept {
+  const long long started = now(CLOCK_MONOTONIC_COARSE);
+  long result = call();
+  if (result >= 0 || errno != EINTR) return result;
+  const Deadline deadline = deadlineOf(descriptor, direction, started);
+  do {
+    pollfd entry = {descriptor, direction.event, 0};
+    if (pollUntil(&entry, 1, deadline) == 0) {
+      errno = EAGAIN;
+      return -1;
+    }
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+/// Whether an errno value means that the connection is over. The system reports it to one call only.
+bool endsConnection(int error) noexcept {
+  switch (error) {
+    case ECONNRESET:
+    case EPIPE:
+    case ETIMEDOUT:
+    case ECONNABORTED:
+    case EHOSTUNREACH:
+    case EHOSTDOWN:
+    case ENETUNREACH:
+    case ENETDOWN:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// Whether the socket was never connected. The system reports that to a send by the same error as a reset,
+/// and to a receive by a different one.
+bool wasNeverConnected(int descriptor) noexcept {
+  char byte = 0;
+  return ::recv(descriptor, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN;
+}
+
+int failTransfer(int descriptor, const Direction& direction) noexcept {
+  const int error = errno;
+  if (error == EAGAIN) return fail(isNonBlocking(descriptor) ? wsa::wouldBlock : wsa::timedOut);
+  if (!endsConnection(error)) return fail(winsockCode(error));
+  if (error == EPIPE && socketFacts.has(descriptor, direction.ended)) return fail(wsa::shutDown);
+  const bool reset = error == EPIPE || error == ECONNRESET;
+  if (attemptFailed(descriptor)) return fail(reset ? wsa::notConnected : winsockCode(error));
+  if (error == EPIPE && wasNeverConnected(descriptor)) return fail(wsa::notConnected);
+  socketFacts.add(descriptor, fact::connectionLost);
+  return fail(winsockCode(error));
+}
+
+template <class Call>
+int transfer(int descriptor, const Direction& direction, Call call) noexcept {
+  if (socketFacts.has(descriptor, direction.ended)) return fail(wsa::shutDown);
+  const long result = resumed(descriptor, direction, call);
+  return result < 0 ? failTransfer(descriptor, direction) : static_cast<int>(result);
+}
+
+// --- the end of the stream ----------------------------------------------------------------------------
+
+/// Whether neither direction of the socket can transfer anything any more.
+bool hangsUp(int descriptor) noexcept {
+  pollfd entry = {descriptor, 0, 0};
+  return pollUntil(&entry, 1, Deadline::passed()) == 1 && (entry.revents & POLLHUP) != 0;
+}
+
+/// Waits until a thread that sends has recorded its result. The system reports a reset to one call; a receive
+/// that ends at the same moment gets an end of stream. While the sending half is open there was no reset, and
+/// once both halves are closed no send waits. The limit is for a child of a process in which a thread was
+/// sending: here it never ends.
+void awaitSender(int descriptor) noexcept {
+  constexpr long long patience = nanosecondsPerSecond / 10;
+  if (!socketFacts.isSending(descriptor) || !hangsUp(descriptor)) return;
+  const Deadline deadline = Deadline::at(now(CLOCK_MONOTONIC) + patience);
+  while (socketFacts.isSending(descriptor)) {
+    if (deadline.hasPassed()) return socketFacts.setSending(descriptor, false);
+    ::sched_yield();
+  }
+}
+
+/// The result of a receive that got no bytes: 0 for the peer's end, or the failure that is known to have
+/// ended it.
+int endOfStream(int descriptor) noexcept {
+  awaitSender(descriptor);
+  const Facts facts = socketFacts.of(descriptor);
+  if ((facts & fact::receiveEnded) != 0) return fail(wsa::shutDown);
+  if ((facts & fact::connectionLost) != 0) return fail(wsa::connectionReset);
+  return attemptFailed(descriptor) ? fail(wsa::notConnected) : 0;
+}
+
+/// Marks a send for its scope.
+class Sending {
+ public:
+  explicit Sending(int descriptor) noexcept : descriptor_(descriptor) {
+    socketFacts.setSending(descriptor_, true);
+  }
+  Sending(const Sending&) = delete;
+  Sending& operator=(const Sending&) = delete;
+  ~Sending() { socketFacts.setSending(descriptor_, false); }
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+int send(int descriptor, const char* bytes, int length) noexcept {
+  const Sending marked(descriptor);
+  return transfer(descriptor, sending,
+                  [&] { return ::send(descriptor, bytes, static_cast<std::size_t>(length), MSG_NOSIGNAL); });
+}
+
+int receive(int descriptor, char* bytes, int length) noexcept {
+  const int result = transfer(descriptor, receiving,
+                              [&] { return ::recv(descriptor, bytes, static_cast<std::size_t>(length), 0); });
+  return result == 0 && length > 0 ? endOfStream(descriptor) : result;
+}
+
+int shutDown(int descriptor, int how) noexcept {
+  constexpr std::array<int, 3> natives = {SHUT_RD, SHUT_WR, SHUT_RDWR};
+  constexpr std::array<Facts, 3> ends = {fact::receiveEnded, fact::sendEnded,
+                                         fact::receiveEnded | fact::sendEnded};
+  if (how < shutdownReceive || how > shutdownBoth) return fail(wsa::invalidArgument);
+  const auto index = static_cast<std::size_t>(how);
+  // Recorded first: the call wakes threads that then look for the reason.
+  const Facts before = socketFacts.of(descriptor);
+  socketFacts.add(descriptor, ends[index]);
+  if (::shutdown(descriptor, natives[index]) == 0) return 0;
+  const int error = errno;
+  socketFacts.remove(descriptor, static_cast<Facts>(ends[index] & ~before));
+  return fail(winsockCode(error));
+}
+
+}  // namespace tarvo::platform::posix
