@@ -1,5 +1,17 @@
 #pragma once
 
+#include <cstddef>
+
+/// Public classes contain containers of the C++ library. Two settings of libstdc++ change the size of these
+/// containers, so a program that is compiled with such a setting and the library would disagree on where
+/// members are.
+#if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
+#error "KELINFRA is built for the C++11 ABI of libstdc++: compile without -D_GLIBCXX_USE_CXX11_ABI=0"
+#endif
+#if defined(_GLIBCXX_DEBUG)
+#error "KELINFRA is built without checked containers: use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
+#endif
+
 /// KELINFRA_API marks what the shared library exports. Everything else stays inside it.
 /// KELINFRA_LOCAL removes a private member of an exported class from the exports. Windows exports whole
 /// classes.

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# settings.sh COMPILER INCLUDE...: each public header in the first folder refuses, with a sentence, the
+# settings that change the size of the C++ library's containers, and accepts the setting that does not.
+set -euo pipefail
+
+compiler=$1
+shift
+headers=$1
+folders=("${@/#/-I}")
+failed=0
+
+# refused HEADER SETTING SENTENCE
+refused() {
+  local output
+  local -a preprocess=("$compiler" -std=c++17 "${folders[@]}" "-D$2" -Wfatal-errors -E -o /dev/null -x c++)
+  if output=$("${preprocess[@]}" "$headers/$1" 2>&1); then
+    printf '%s: -D%s is accepted\n' "$1" "$2"
+    failed=1
+  elif ! grep -qF "$3" <<<"$output"; then
+    printf '%s: -D%s is refused without the sentence "%s":\n%s\n' "$1" "$2" "$3" "$output"
+    failed=1
+  fi
+}
+
+count=0
+while read -r header; do
+  refused "$header" _GLIBCXX_USE_CXX11_ABI=0 "compile without -D_GLIBCXX_USE_CXX11_ABI=0"
+  refused "$header" _GLIBCXX_DEBUG "use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
+  "$compiler" -std=c++17 "${folders[@]}" -D_GLIBCXX_ASSERTIONS -fsyntax-only -x c++ - \
+    <<<"#include \"$header\"" || failed=1
+  count=$((count + 1))
+done < <(cd "$headers" && grep -rlE 'KELINFRA_API|kelExport' . --include='*.hpp' | sed 's|^\./||' | sort)
+[ "$count" -gt 20 ] || { printf 'only %s headers are found\n' "$count"; failed=1; }
+exit $failed
