@@ -145,6 +145,12 @@ TEST(MemoryTorture, PropertiesAreLoaded) {
       EXPECT_EQ(shown(byLine), "");
       EXPECT_EQ(position, 0U);
     }
+    ExtendedProperties tails;
+    tails.putProperty(u"p", u"%" + longText());
+    tails.putProperty(longText() + u"x", u"1");
+    tails.putProperty(u"a", u"%p%x%, %p%x%, %p%");
+    if (!run.completes([&] { tails.resolveReferences(); })) tails.resolveReferences();
+    EXPECT_EQ(utf8(tails.requireProperty(u"a")), "1, 1, %" + longWords);
     ExtendedProperties cyclic;
     cyclic.putProperty(longText(), u"%b%");
     cyclic.putProperty(u"b", u"%" + longText() + u"%");

@@ -18,13 +18,16 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
 #include <new>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -349,25 +352,28 @@ class ExtendedProperties::Resolver {
   using Property = Map::value_type;
   static constexpr std::size_t none = std::u16string_view::npos;
 
+  /// The text after the "%" of values that keep one, and the properties that it names together with a text
+  /// that follows it. When such a value replaces a reference, its "%" opens the next one and the tail begins
+  /// the name. The tail may be long and the text after it short: each name is put together only once.
+  using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
+
   struct Work {
     explicit Work(Property& which) : property(&which) {}
 
-    std::u16string_view stored() const { return unitsOf(property->second); }
+    /// The part that is not read yet. After an open "%" it begins with the name, or with the end of the name.
+    std::u16string_view rest() const { return unitsOf(property->second).substr(position); }
 
     Property* property;
-    std::u16string done;      ///< the value up to where it was read, with its replacements
-    std::size_t rest = 0;     ///< where the rest of the stored value begins
-    std::size_t open = none;  ///< the first "%" of `done` whose partner is not found yet
+    std::u16string done;       ///< the value up to the rest or the open "%", with its replacements
+    std::size_t position = 0;  ///< where the rest of the stored value begins
+    bool open = false;         ///< whether a "%" stands between `done` and the rest
+    Tail* opener = nullptr;    ///< the tail that came with the open "%"; it stands before the rest
   };
 
-  static bool hasReference(const Property& property) {
+  void resolve(Property& property) {
     const std::u16string_view value = unitsOf(property.second);
     const std::size_t first = value.find(u'%');
-    return first != none && value.find(u'%', first + 1) != none;
-  }
-
-  void resolve(Property& property) {
-    if (!hasReference(property)) return;
+    if (first == none || value.find(u'%', first + 1) == none) return;
     begin(property);
     while (!underWay_.empty()) step();
   }
@@ -375,16 +381,23 @@ class ExtendedProperties::Resolver {
   /// Replaces one reference of the last value on the stack, or begins with the value that it refers to.
   void step() {
     Work& work = underWay_.back();
-    if (!findReference(work)) {
+    const std::size_t length = open(work) ? work.rest().find(u'%') : none;
+    if (length == none) {
       finish(work);
       return;
     }
-    Property& target = referenced(work);
-    if (hasReference(target)) {
+    Property& target = referenced(work, work.rest().substr(0, length));
+    const std::u16string_view value = unitsOf(target.second);
+    const std::size_t percent = value.find(u'%');
+    Tail* const tail = percent == none ? nullptr : findTail(target, percent);
+    if (percent != none && tail == nullptr) {
       begin(target);
-    } else {
-      replace(work, unitsOf(target.second));
+      return;
     }
+    append(work.done, value.substr(0, percent));
+    work.position += length + 1;
+    work.open = tail != nullptr;
+    work.opener = tail;
   }
 
   void begin(Property& property) {
@@ -395,41 +408,53 @@ class ExtendedProperties::Resolver {
     underWay_.emplace_back(property);
   }
 
-  void finish(const Work& work) {
-    work.property->second = textOf(work.done);
+  void finish(Work& work) {
+    store(work);
     keysUnderWay_.erase(work.property);
     underWay_.pop_back();
   }
 
-  /// Moves to the "%" that closes a reference, where the rest then begins. If no "%" is left, moves to the
-  /// end and returns false. A second call has the same result.
-  static bool findReference(Work& work) {
-    return (work.open != none || takeUpTo(work, true)) && takeUpTo(work, false);
-  }
-
   /// Throws before the text would exceed ICU's maximum length.
-  static void requireRoom(std::size_t length, std::size_t more) {
-    if (length + more > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+  static void append(std::u16string& text, std::u16string_view more) {
+    if (text.size() + more.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
       throw std::bad_alloc();
+    text.append(more);
   }
 
-  static bool takeUpTo(Work& work, bool opens) {
-    const std::u16string_view stored = work.stored();
-    const std::size_t percent = std::min(stored.find(u'%', work.rest), stored.size());
-    requireRoom(work.done.size(), percent - work.rest);
-    work.done.append(stored, work.rest, percent - work.rest);
-    work.rest = percent;
-    if (percent == stored.size()) return false;
-    if (opens) {
-      work.open = work.done.size();
-      work.done += u'%';
-      ++work.rest;
-    }
+  /// Moves past the next "%" unless one is open. False if there is none.
+  static bool open(Work& work) {
+    if (work.open) return true;
+    const std::size_t percent = work.rest().find(u'%');
+    if (percent == none) return false;
+    append(work.done, work.rest().substr(0, percent));
+    work.position += percent + 1;
+    work.open = true;
     return true;
   }
 
-  Property& referenced(const Work& work) const {
-    const std::u16string_view name = std::u16string_view(work.done).substr(work.open + 1);
+  /// Null when the value has a second "%" after this one.
+  Tail* findTail(const Property& property, std::size_t percent) {
+    const auto known = tailOf_.find(&property);
+    if (known != tailOf_.end()) return known->second;
+    const std::u16string_view text = unitsOf(property.second).substr(percent + 1);
+    if (text.find(u'%') != none) return nullptr;
+    Tail& tail = *tails_.try_emplace(text).first;
+    return tailOf_.emplace(&property, &tail).first->second;
+  }
+
+  Property& referenced(const Work& work, std::u16string_view name) {
+    if (work.opener == nullptr) return find(work, name);
+    auto& named = work.opener->second;
+    const auto known = named.find(name);
+    if (known != named.end()) return *known->second;
+    std::u16string whole(work.opener->first);
+    append(whole, name);
+    Property& found = find(work, whole);
+    named.emplace(name, &found);
+    return found;
+  }
+
+  Property& find(const Work& work, std::u16string_view name) const {
     Property* const found = properties_.find(name);
     if (found == nullptr) {
       raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", work.property->first, textOf(name));
@@ -437,27 +462,28 @@ class ExtendedProperties::Resolver {
     return *found;
   }
 
-  /// A "%" in the replacement opens the next reference. The replacement has at most one "%", otherwise it
-  /// would have been resolved first.
-  static void replace(Work& work, std::u16string_view value) {
-    const std::size_t percent = value.find(u'%');
-    requireRoom(work.open, value.size());
-    work.done.replace(work.open, none, value);
-    work.open = percent == none ? none : work.open + percent;
-    ++work.rest;
+  /// Stores the value with its replacements so far. After std::bad_alloc it may be called again.
+  static void store(Work& work) {
+    if (work.open) append(work.done, u"%");
+    work.open = false;
+    if (work.opener != nullptr) append(work.done, work.opener->first);
+    work.opener = nullptr;
+    const std::u16string_view rest = work.rest();
+    append(work.done, rest);
+    work.position += rest.size();
+    work.property->second = textOf(work.done);
   }
 
   /// Replacements made before an error stay.
   void storeProgress() {
-    for (Work& work : underWay_) {
-      work.done.append(work.stored(), work.rest);
-      work.property->second = textOf(work.done);
-    }
+    for (Work& work : underWay_) store(work);
   }
 
   PropertyMap& properties_;
   std::vector<Work> underWay_;
   std::unordered_set<const Property*> keysUnderWay_;
+  std::map<Tail::first_type, Tail::second_type> tails_;
+  std::unordered_map<const Property*, Tail*> tailOf_;
 };
 
 void ExtendedProperties::resolveReferences() {

@@ -474,6 +474,18 @@ const std::vector<Resolution>& resolutions() {
        {{u"a", u"%b%c%"}, {u"b", u"%p%"}, {u"c", u"1"}, {u"p", u"%"}},
        {},
        {{u"a", u"1"}, {u"b", u"%"}, {u"c", u"1"}, {u"p", u"%"}}},
+      {"a value with a percent sign begins several names",
+       {{u"a", u"%p%x%,%p%y%,%p%x%,%p%"}, {u"p", u"[%t"}, {u"tx", u"1"}, {u"ty", u"2"}},
+       {},
+       {{u"a", u"[1,[2,[1,[%t"}, {u"p", u"[%t"}, {u"tx", u"1"}, {u"ty", u"2"}}},
+      {"a value with a percent sign begins the name of such a value",
+       {{u"a", u"%p%x%y%z"}, {u"p", u"(%t"}, {u"tx", u"[%u"}, {u"uy", u"{%v"}},
+       {},
+       {{u"a", u"([{%vz"}, {u"p", u"(%t"}, {u"tx", u"[%u"}, {u"uy", u"{%v"}}},
+      {"a name that a value with a percent sign begins refers to nothing",
+       {{u"a", u"%p%x%,%p%z%."}, {u"p", u"[%t"}, {u"tx", u"1"}},
+       bad(u"a", u"tz"),
+       {{u"a", u"[1,[%tz%."}, {u"p", u"[%t"}, {u"tx", u"1"}}},
       {"a name made of replacements leads to the value itself",
        {{u"a", u"%p%%"}, {u"p", u"%a"}},
        cyclic(u"a"),
@@ -603,6 +615,38 @@ TEST(PropertiesReferences, InOneLongValueAreReplacedInOnePass) {
   const icu::UnicodeString& replaced = properties.requireProperty(u"long");
   ASSERT_EQ(replaced.length(), 2 * count);
   EXPECT_EQ(replaced.tempSubString(2 * count - 6), u"1,1,1,");
+}
+
+struct LongTail {
+  const char* why;
+  icu::UnicodeString piece;     ///< of the value whose references are replaced
+  icu::UnicodeString after;     ///< what follows the long text in the key of `target`
+  icu::UnicodeString target;    ///< the value of that key; "*" stands for the long text
+  icu::UnicodeString expected;  ///< what becomes of all pieces, with the same "*"
+};
+
+// "s" has the value "%" and a long text, which thus begins names again and again. If the long text were copied
+// or read each time, this would take many minutes.
+TEST(PropertiesReferences, WhoseNamesBeginWithALongTailAreReplacedInOnePass) {
+  constexpr int count = 1'000'000;
+  const icu::UnicodeString longText(count, u'k', count);
+  const auto whole = [&](icu::UnicodeString text) { return text.findAndReplace(u"*", longText); };
+  const auto rows = std::to_array<LongTail>({
+      {"the tail is all of the name, and comes again", u"%", u"", u"%*", u"%*"},
+      {"the tail is not all of the name, and comes again", u"x%", u"x", u"%*", u"%*"},
+      {"the tail is the name of nothing more", u"%%s%", u"", u"", u"%*"},
+  });
+  for (const LongTail& row : rows) {
+    SCOPED_TRACE(row.why);
+    ExtendedProperties properties;
+    properties.putProperty(u"s", whole(u"%*"));
+    properties.putProperty(whole(u"*") + row.after, whole(row.target));
+    icu::UnicodeString value(u"%s%");
+    for (int i = 0; i < count; ++i) value += row.piece;
+    properties.putProperty(u"a", value);
+    EXPECT_EQ(resolve(properties), std::nullopt);
+    EXPECT_TRUE(properties.requireProperty(u"a") == whole(row.expected));
+  }
 }
 
 // --- saving
