@@ -1,7 +1,8 @@
 # Removes the files installed from BINARY_DIR, then the library's folders that are empty.
 file(GLOB manifests ${BINARY_DIR}/install_manifest*.txt)
 if(NOT manifests)
-  message(FATAL_ERROR "nothing is installed from ${BINARY_DIR}: look for the folder that was used with cmake --install")
+  message(FATAL_ERROR "nothing is installed from ${BINARY_DIR}: "
+                      "look for the folder that was used with cmake --install")
 endif()
 set(folders)
 foreach(manifest IN LISTS manifests)
