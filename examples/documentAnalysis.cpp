@@ -31,17 +31,10 @@ namespace {
 
 constexpr const char* thisFile = "documentAnalysis.cpp";
 
-/// Loads properties that a stranger wrote. References multiply text, so their number is limited before they
-/// are resolved.
-void loadForeign(ExtendedProperties& properties, std::string_view text, unsigned int percentLimit) {
+/// Loads properties that a stranger wrote.
+void loadForeign(ExtendedProperties& properties, std::string_view text, const ReferenceLimits& limits) {
   properties.load(text.data(), text.size(), false);
-  unsigned int percents = 0;
-  for (const auto& [key, value] : properties) {
-    for (int at = value.indexOf(u'%'); at >= 0; at = value.indexOf(u'%', at + 1)) ++percents;
-  }
-  if (percents > percentLimit) {
-    fail<PropertiesException>("ERR_TOO_MANY_REFERENCES", thisFile, __LINE__, percents, percentLimit);
-  }
+  checkReferences(properties, limits);
   properties.resolveReferences();
 }
 
@@ -62,7 +55,7 @@ std::string decodeBase64(icu::UnicodeString text) {
 
 Request readRequest(std::string_view text, const Settings& settings) {
   ExtendedProperties properties;
-  loadForeign(properties, text, settings.percentLimit);
+  loadForeign(properties, text, settings.references);
   const icu::UnicodeString& constructor = properties.requireProperty(Constants::DOCUMENT_CONSTRUCTOR_NAME);
   if (constructor != "words" && constructor != "lines") {
     fail<PropertiesException>("ERR_UNKNOWN_CONSTRUCTOR", thisFile, __LINE__, constructor);
@@ -72,7 +65,7 @@ Request readRequest(std::string_view text, const Settings& settings) {
   const std::size_t length = Converter::convertToBytes(
       properties.requireProperty(Constants::DOCUMENT_CONSTRUCTOR_CONFIG), "ISO8859_1", bytes);
   ExtendedProperties config;
-  loadForeign(config, {bytes.data(), length}, settings.percentLimit);
+  loadForeign(config, {bytes.data(), length}, settings.references);
 
   Request request;
   request.byLines = constructor == "lines";
@@ -136,6 +129,14 @@ std::vector<Term> topOf(const Counts& counts, std::size_t most) {
   return terms;
 }
 
+/// Each term and its count are a line each, whose keys grow with the number of terms.
+void checkProduced(const std::vector<Term>& terms, unsigned int limit) {
+  constexpr std::size_t keysOfATerm = 32;
+  std::size_t produced = 0;
+  for (const auto& [term, occurrences] : terms) produced += term.size() + keysOfATerm;
+  if (produced > limit) fail<PropertiesException>("ERR_TOO_MUCH_PRODUCED", thisFile, __LINE__, limit);
+}
+
 }  // namespace
 
 Settings readSettings(std::string_view text) {
@@ -144,10 +145,14 @@ Settings readSettings(std::string_view text) {
   Settings settings;
   settings.port = properties.requirePropertyAsUInt32("server.port");
   settings.backlog = properties.requirePropertyAsUInt32("server.backlog");
+  settings.clientLimit = properties.requirePropertyAsUInt32("server.clients");
   settings.clientTimeout = properties.requirePropertyAsUInt32("time.client");
   settings.acceptTimeout = properties.requirePropertyAsUInt32("time.accept");
+  settings.stopTimeout = properties.requirePropertyAsUInt32("time.stop");
   settings.requestLimit = properties.requirePropertyAsUInt32("request.limit");
-  settings.percentLimit = properties.requirePropertyAsUInt32("request.percents");
+  settings.references.percents = properties.requirePropertyAsUInt32("request.percents");
+  settings.references.nesting = properties.requirePropertyAsUInt32("request.nesting");
+  settings.references.produced = properties.requirePropertyAsUInt32("request.produced");
   settings.top = properties.requirePropertyAsUInt32("text.top");
   settings.codePage = utf8(properties.requireProperty("text.codepage"));
   settings.delimiters = utf8(properties.requireProperty("text.delimiters"));
@@ -159,6 +164,8 @@ std::string answer(std::string_view requestText, const Settings& settings) {
   const Text text = toUtf8(request);
   Counts counts;
   const unsigned int tokens = count(text, request.byLines ? "\r\n" : settings.delimiters, counts);
+  const std::vector<Term> top = topOf(counts, request.top);
+  checkProduced(top, settings.references.produced);
 
   ExtendedProperties answer;
   answer.putProperty("build", tarvo::oss::BuildVersion().getBuildVersion());
@@ -166,7 +173,7 @@ std::string answer(std::string_view requestText, const Settings& settings) {
   answer.putPropertyAsUint32("tokens", tokens);
   answer.putPropertyAsUint64("terms", counts.size());
   int number = 0;
-  for (const auto& [term, occurrences] : topOf(counts, request.top)) {
+  for (const auto& [term, occurrences] : top) {
     const std::string suffix = "." + std::to_string(++number);
     answer.putProperty(("term" + suffix).c_str(), toWire(term));
     answer.putPropertyAsUint32(("count" + suffix).c_str(), occurrences);

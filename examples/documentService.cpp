@@ -126,6 +126,12 @@ constexpr Entry catalogue[] = {
     {"ERR_MALFORMED_UTF8_STRING", "The document is not well-formed UTF-8.", statusBadRequest},
     {"ERR_DOCUMENT_HOLDS_NUL", "The document holds a NUL at byte {1} of its UTF-8 form.", statusBadRequest},
     {"ERR_UNKNOWN_CONSTRUCTOR", R"(There is no constructor "{1}".)", statusBadRequest},
+    {"ERR_PERCENT_SIGN_ALONE", R"(The property "{1}" holds a percent sign that begins no reference.)",
+     statusBadRequest},
+    {"ERR_REFERENCES_TOO_DEEP", "References lead from one to the next more than {1} times.",
+     statusBadRequest},
+    {"ERR_TOO_MUCH_PRODUCED", "More than {1} characters would be produced, which is the limit.",
+     statusBadRequest},
     {"ERR_TOO_MANY_REFERENCES", "The properties hold {1} percent signs, and {2} are the limit.",
      statusBadRequest},
 };
@@ -168,13 +174,14 @@ void explain(std::ostream& out, const Message& message) {
 }
 
 std::string refusalText(const Message& message) {
+  constexpr int longestArgument = 200;
   ExtendedProperties refusal;
   refusal.putProperty("error.id", message.getMessageID());
   refusal.putPropertyAsInt32("error.arguments", message.getMessageArgsCount());
   int number = 0;
   for (const icu::UnicodeString& argument : message.getMessageArgs()) {
     const std::string key = "error.argument." + std::to_string(++number);
-    refusal.putProperty(key.c_str(), toWire(utf8(argument)));
+    refusal.putProperty(key.c_str(), toWire(utf8(argument.tempSubString(0, longestArgument))));
   }
   return textOf(refusal);
 }

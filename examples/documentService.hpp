@@ -101,7 +101,8 @@ ExitStatus statusOf(const tarvo::oss::Message& message);
 /// Prints the sentence, the message and, when it is known, where it was raised.
 void explain(std::ostream& out, const tarvo::oss::Message& message);
 
-/// The refusal that tells a client of an error, and the error's message read back from it.
+/// The refusal that reports an error to a client, and the error's message read back from it. Arguments hold
+/// what the client sent, so the refusal holds only their first 200 characters.
 std::string refusalText(const tarvo::oss::Message& message);
 std::optional<tarvo::oss::Message> refusalOf(const tarvo::util::ExtendedProperties& answer);
 

@@ -41,6 +41,10 @@ REQUESTS = {
         'The property "ctor.config" refers to itself.',
         "ERR_PROPERTIES_CYCLIC_REFERENCE: [] - [ctor.config]",
     ),
+    "deep-references": (
+        "References lead from one to the next more than 4 times.",
+        "ERR_REFERENCES_TOO_DEEP: [] - [4]",
+    ),
     "malformed-base64": (
         'The document is no Base64: it holds "*".',
         "ERR_BASE64_INVALID_DATA: [] - [*]",
@@ -54,6 +58,10 @@ REQUESTS = {
     "nul-in-document": (
         "The document holds a NUL at byte 3 of its UTF-8 form.",
         "ERR_DOCUMENT_HOLDS_NUL: [] - [3]",
+    ),
+    "percent-sign-alone": (
+        'The property "ctor.config" holds a percent sign that begins no reference.',
+        "ERR_PERCENT_SIGN_ALONE: [] - [ctor.config]",
     ),
     "reference-bomb": (
         "The properties hold 182 percent signs, and 16 are the limit.",
@@ -127,7 +135,7 @@ def main():
         if process.wait(60) != 0:
             sys.exit(f"the server ended with status {process.returncode}: {rest}")
     for line in ("client 1: done, 5 answered, 0 refused", "client 2: done, 1 answered, 0 refused",
-                 "client 3: done, 1 answered, 11 refused", "served 3 clients"):
+                 f"client 3: done, 1 answered, {len(REQUESTS) - 1} refused", "served 3 clients"):
         if line not in rest:
             sys.exit(f"the server did not say '{line}': {rest}")
 

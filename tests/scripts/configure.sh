@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Configures the project in other ways than this build's.
-# configure.sh old ROOT COMPILER KIND               CMake refuses what is too old; README.md has its versions
-# configure.sh warnings ROOT COMPILER KIND VERSION  warnings are errors only for the compilers that are named
-# configure.sh kernels ROOT COMPILER KIND           each kernel file keeps to its instructions, although the
-#                                                   rest is compiled for a processor that has more
+# Configures the project in other ways than this build.
+#   configure.sh old ROOT COMPILER KIND               CMake refuses versions that are too old, and README.md
+#                                                     names the oldest ones
+#   configure.sh warnings ROOT COMPILER KIND VERSION  warnings are errors only for the named compilers
+#   configure.sh kernels ROOT COMPILER KIND           each kernel file uses only its instruction set, although
+#                                                     the rest is compiled for a processor that has more
 set -euo pipefail
 root=$2
 compiler=$3

@@ -83,6 +83,7 @@ ALLOWED = [
     "const char* a = \"\\\"__linux__\"; char b = '\\''; const char* c = \"__linux__\";\n",
     "int f() __attribute__((cold)); int g(int at = __builtin_LINE());\n",
     "std::_Exit(1); _AddrInfo info; int a__b = 0x1'000;\n",
+    "#define KEL_CALL(f, ...) f(__VA_ARGS__)\n",
     "std::setvbuf(stdout, nullptr, _IONBF, 0);\n",
 ]
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# words.sh ROOT: scripts/words finds each kind of turn, in a comment, a page and the name of a test, and nothing else.
+# words.sh ROOT: scripts/words finds each kind of turn in a comment, a page and the name of a test, and nothing
+# else.
 . "$1/scripts/common.sh"
 
 folder=$(mktemp -d)

@@ -32,12 +32,13 @@ class KELINFRA_API BaseException : public std::exception {
 
   /// `name()` of the most derived class: a static string.
   const char* what() const noexcept override;
-  /// "oss::BaseException"; each subclass has its own. Only some names carry a namespace; programs print them.
+  /// Returns "oss::BaseException"; each subclass overrides it. Only some of the names include a namespace.
+  /// The names are frozen because programs print them.
   virtual const char* name() const;
 
   /// Appends a copy of `m`.
   void addMessage(Message& m);
-  /// The messages themselves, for reading, iterating and adding; lives as long as the exception.
+  /// The exception's own list, not a copy, for reading, iterating and adding. Lives as long as the exception.
   MessageList& getMessages() KELINFRA_LIFETIMEBOUND;
   /// The first message.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the messages were cleared

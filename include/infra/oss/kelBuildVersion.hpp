@@ -14,20 +14,20 @@ namespace tarvo::oss {
 ///     version.getProtocolVersion();      // -> "1.1"
 ///     version.getBuildNumberString();    // -> "275"
 ///
-/// The parts are what `StringTokenizer` finds between hyphens: hyphens in a row separate once, so "5--275"
-/// has the product version 5 and the protocol version 275. A missing part is empty; text after the third part
-/// is only in `getBuildVersion`. The only failure is std::bad_alloc. Returned references live as long as the
-/// object; after an assignment they show the new texts.
+/// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens separate once, so
+/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty; text after the
+/// third part is only in `getBuildVersion`. The only failure is std::bad_alloc. Returned references live as
+/// long as the object; after an assignment they refer to the new texts.
 class KELINFRA_API BuildVersion {
  public:
-  /// The library's own.
+  /// The version of this library.
   BuildVersion();
   explicit BuildVersion(const icu::UnicodeString& buildVersion);
   BuildVersion(const BuildVersion& other);
   ~BuildVersion();
 
-  /// Takes the other's four texts, which stay as they are.
-  // NOLINTNEXTLINE(misc-unconventional-assign-operator): the signature is settled
+  /// Copies the four texts of `other`, which is not changed.
+  // NOLINTNEXTLINE(misc-unconventional-assign-operator): programs depend on this signature
   BuildVersion& operator=(BuildVersion& other) KELINFRA_LIFETIMEBOUND;
 
   /// The whole text.

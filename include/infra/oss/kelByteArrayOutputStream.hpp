@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// An `OutputStream` that fills a buffer of the caller's from the front.
+/// An `OutputStream` that writes to a buffer that the caller owns, from its start.
 ///
 ///     tarvo::util::ExtendedProperties properties;
 ///     properties.putProperty("host", "db1");
@@ -16,9 +16,9 @@ namespace tarvo::oss {
 ///     properties.save(stream);
 ///     puts(text);                            // prints #saved by ExtendedProperties on host=db1
 ///
-/// The buffer is not owned, nor is it terminated; it must outlive the last write. There is no way back to its
-/// front, and no member returns the count of bytes: the caller counts, or clears the buffer first. One thread
-/// at a time.
+/// The buffer must outlive the last write. The stream adds no terminator. Its position cannot be reset, and
+/// no member returns the number of bytes written: count them in the program, or fill the buffer with zeros
+/// first. One thread at a time.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the bytes that the buffer can take; with 0 it may be null.

@@ -49,8 +49,8 @@ class KELINFRA_API ByteBuffer {
   unsigned long long capacity() const;
   /// Whether the buffer holds exactly these bytes; false for null.
   bool compare(const char* const data, unsigned long long length) const;
-  /// Whether `other` has storage and both hold the same bytes. So nothing equals an `other` without storage,
-  /// not even itself; but a buffer without storage equals an empty `other` that has storage.
+  /// Whether `other` has storage and both hold the same bytes. Therefore no buffer equals an `other` without
+  /// storage, not even `other` itself; but a buffer without storage equals an empty `other` that has storage.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------

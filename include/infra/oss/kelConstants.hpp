@@ -4,13 +4,13 @@
 
 namespace tarvo::oss {
 
-/// The keys by which programs configure a document constructor. NUL-terminated, plain ASCII, there from the
+/// The keys by which programs configure a document constructor. NUL-terminated plain ASCII, valid from the
 /// start of the process to its end.
 class KELINFRA_API Constants {
  public:
   Constants() = delete;
 
-  // NOLINTBEGIN(modernize-avoid-c-arrays): the names stand for the characters themselves
+  // NOLINTBEGIN(modernize-avoid-c-arrays): programs depend on the types of these arrays
   static const char DOCUMENT_CONSTRUCTOR_NAME[10];    ///< "ctor.name"
   static const char DOCUMENT_CONSTRUCTOR_CONFIG[12];  ///< "ctor.config"
   static const char DOCUMENT_CONSTRUCTOR_DATA[14];    ///< "ctor.doc.data"

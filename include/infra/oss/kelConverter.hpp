@@ -31,9 +31,10 @@ char* growBuffer(void* buffer, std::size_t size) {
 ///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", u"Grüße");   // -> 11
 ///
 /// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths,
-/// capacities and sizes are bytes. Bytes that mean nothing in their code page become U+FFFD or what ICU has
-/// in its place, characters that a code page cannot hold its substitution byte. Converters are kept open, for
-/// each thread its own. All members are static and may be called from any thread.
+/// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the character
+/// that ICU's converter uses instead. A character that the target code page does not contain becomes that
+/// code page's substitution byte. Each thread keeps the converters that it uses open. All members are static
+/// and may be called from any thread.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
@@ -43,21 +44,22 @@ class KELINFRA_API Converter {
   /// under-reports that size by a byte or two: the conversion then raises ERR_BUFFER_SIZE_TOO_SMALL, and a
   /// larger destination suffices.)
   ///
-  ///   destination        receives at most `destinationLength` bytes; of a conversion that fails it may hold
-  ///                      the beginning
-  ///   fromCodePage,      null or "" is ICU's default converter. Between two names that are equal byte for
-  ///   toCodePage         byte the data is copied as it is, whatever it holds and whether ICU knows the name
-  ///                      or not; two names of one converter lead to a conversion
-  ///   returns            the size of the result with a terminating NUL counted, which is written, too. Null
-  ///                      `data` is 0, and nothing is written. Empty data, and a length below 0, is 1, the
-  ///                      NUL, which is written where there is room for it; no code page is looked at then
+  ///   destination        receives at most `destinationLength` bytes; after a failed conversion it may hold
+  ///                      the beginning of the result
+  ///   fromCodePage,      null or "" is ICU's default converter. If the two names are equal byte for byte,
+  ///   toCodePage         the data is copied unchanged, whatever it contains, even if ICU does not know the
+  ///                      name. Two different names of one converter do convert
+  ///   returns            the size of the result, including its terminating NUL, which is written too. For
+  ///                      null `data` the size is 0, and nothing is written. For empty data, and for a length
+  ///                      below 0, it is 1: the NUL is written if there is room for it, and the code pages
+  ///                      are not used
   ///
-  ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page, or nothing
-  ///            is left of the data, or the size is above the largest int, or the data is longer than
-  ///            2^31 - 11 bytes, which is the most that ICU can hold. The names are those given, the default
-  ///            converter's for null, "" and Unicode text
-  ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size is above it; so every
-  ///            destination of length 0 or below is too small, and nothing is written
+  ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page, or the
+  ///            result is empty, or the size is above the largest int, or the data is longer than 2^31 - 11
+  ///            bytes, which is the most that ICU can hold. The names are those given; for null, "" and
+  ///            Unicode text it is the name of the default converter
+  ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size is above it. Therefore
+  ///            every destination of length 0 or below is too small; nothing is written to it
   static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
                      const char* toCodePage);
   static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
@@ -65,8 +67,8 @@ class KELINFRA_API Converter {
   static int convert(char* destination, int destinationLength, const char* toCodePage,
                      const icu::UnicodeString& data);
 
-  /// Turns the debug lines on or off, for the whole process: `convert` then prints its parameters and what it
-  /// does about them on standard output, the data among them. They are off at first.
+  /// Turns the debug lines on or off, for the whole process: `convert` then prints its parameters, including
+  /// the data, and its steps on standard output. They are off at first.
   static void setDebug(bool on);
 
   /// Converts `text` into `bytes` and returns the byte count. The buffer grows, to a power of two, only if
@@ -82,8 +84,8 @@ class KELINFRA_API Converter {
                           &detail::growBuffer<N>, &bytes);
   }
 
-  /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` gives room for `size` bytes
-  /// or raises std::bad_alloc; it is called only when `capacity` bytes at `target` do not suffice.
+  /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` returns room for `size`
+  /// bytes or raises std::bad_alloc; it is called only when `capacity` bytes at `target` do not suffice.
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage, char* target,
                                     std::size_t capacity, char* (*grow)(void* buffer, std::size_t size),
                                     void* buffer);

@@ -23,11 +23,11 @@ namespace tarvo::oss {
 /// overwrite what follows. When the text moves to a larger block, the part before the position, the added
 /// text and the part after the position are each cut at their first zero byte.
 ///
-/// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. From 4
-/// MiB on the system is asked for large pages.
+/// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. For
+/// blocks of 4 MiB or more the system is asked for large pages.
 ///
-/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own or a part
-/// of it; it is added as if copied first. One thread at a time.
+/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own text or a
+/// part of it; it is added as if it had been copied first. One thread at a time.
 ///
 /// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
 /// append or insert changes nothing and reports nothing; a constructor raises std::bad_alloc. ICU allocates a
@@ -38,18 +38,20 @@ namespace tarvo::oss {
 /// that a code page cannot hold becomes its substitution byte; if ICU does not know the code page, nothing is
 /// added. Members that convert raise, from "kelDataBuffer.cpp", the buffer unchanged:
 ///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): it is exactly "UTF-16" or "UTF-32", or null
-///                                          while the default is; their zero bytes would end the text
+///                                          while the default converter has one of these names; the zero
+///                                          bytes of such a text would terminate it
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
 /// where `encoding` is the default converter's name when none was given.
 class KELINFRA_API DataBuffer {
  public:
-  /// Empty, with room for `size` bytes; up to 4096, negative ones included, the room inside suffices.
+  /// Empty, with room for `size` bytes. If `size` is at most 4096, even negative, nothing is allocated: the
+  /// room inside the object suffices.
   explicit DataBuffer(int size);
   /// A copy of the text up to its terminator; null is the empty text.
   explicit DataBuffer(const char* text);
   /// The text in ICU's default code page.
   explicit DataBuffer(const icu::UnicodeString& text);
-  /// The text in the code page named.
+  /// The text in the code page `encoding`.
   DataBuffer(const icu::UnicodeString& text, const char* encoding);
   /// A copy of text and length. The capacity is the other's if that is above 4096, else 4096. A copy on the
   /// heap takes only the bytes up to the first zero byte; the rest of its length is zeros.
@@ -69,7 +71,7 @@ class KELINFRA_API DataBuffer {
   int capacity() const;
 
   /// Decodes the literal X'0aff' that the buffer holds, digits of either case, into `target`.
-  ///   target    room for `capacity` bytes, or null to ask for the size alone
+  ///   target    room for `capacity` bytes, or null to ask only for the size
   ///   returns   the byte count
   ///   raises    NLSException ERR_DB_INVALID_BINARY_DATA (no arguments): the buffer holds anything else
   ///             NLSException ERR_BUFFER_SIZE_TOO_SMALL (capacity): fewer bytes than needed; none is written
@@ -82,7 +84,7 @@ class KELINFRA_API DataBuffer {
   /// Appends `count` bytes, zero bytes included; `count` is not checked against the text's own length. A null
   /// text and a count below 1 change nothing.
   void appendString(const char* text, int count);
-  /// Appends the text in the code page named.
+  /// Appends the text in the code page `encoding`.
   void appendString(const icu::UnicodeString& text, const char* encoding);
   /// Appends the other's bytes, as many as its length.
   void appendString(const DataBuffer& other);
@@ -107,7 +109,7 @@ class KELINFRA_API DataBuffer {
 
   // --- insert: the position is clamped into [0, length()], nothing is overwritten
 
-  /// As the `appendString` of the same arguments.
+  /// Inserts what `appendString` appends for the same arguments.
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text, const char* encoding);
@@ -159,12 +161,12 @@ class KELINFRA_API DataBuffer {
   int capacity_ = inlineCapacity;
   int length_ = 0;
 
-  // No byte before this one is 0.
+  // No byte before this position is 0.
   int zeroFree_ = 0;
-  // From here to the end of the capacity every byte is 0. Not beside the length: GCC writes both at once
-  // then, by a vector, and the next append waits for it.
+  // Every byte from this position to the end of the capacity is 0. Not next to length_: GCC would store both
+  // at once, as a vector, and the next append would wait for that store.
   int written_ = 0;
-  // Bytes of the heap block: more than capacity_ + 1 when it grew ahead of what is asked for.
+  // Bytes of the heap block, 0 without one. More than capacity_ + 1 if it was allocated with room for growth.
   std::size_t blockSize_ = 0;
 };
 

@@ -16,10 +16,9 @@ namespace tarvo::oss {
 ///   2  a maximum size is set and the need is above it: the storage is released; data null, both sizes 0.
 ///   3  need <= alternate size: the alternate block becomes the storage.
 ///   4  otherwise a new block of the smallest power of two, at least 4, that holds the need.
-/// In 3 and 4 the contents are lost. A need above 2^30 raises std::bad_alloc before anything is asked of the
-/// allocator: larger buffers are not supported. After a failed allocation data is null and both sizes are 0;
-/// the object can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate block nor a
-/// maximum.
+/// In 3 and 4 the contents are lost. A need above 2^30 raises std::bad_alloc without calling the allocator:
+/// larger buffers are not supported. After a failed allocation data is null and both sizes are 0; the object
+/// can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate block nor a maximum.
 ///
 /// One thread at a time. The pointer from `data` lives until the next `resize` that moves the storage.
 template <class T>
@@ -33,7 +32,7 @@ class DefaultAlternateBuffer {
     delete[] alternateBlock_;
   }
 
-  /// The storage; null when there is none.
+  /// The storage, or null if there is no storage.
   T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// Elements allocated at `data()`.
   unsigned long long capacity() const { return capacity_; }
@@ -60,20 +59,20 @@ class DefaultAlternateBuffer {
     std::swap(usedSize_, other.usedSize_);
   }
 
-  /// The greatest need that `resize` meets.
+  /// The largest size that `resize` accepts.
   static constexpr unsigned long long largestSize = 1ULL << 30;
 
  protected:
-  /// Takes over `block`, made by array-new, as the alternate block of `size` elements.
+  /// Takes ownership of `block`, allocated by new[], as the alternate block of `size` elements.
   void setAlternateBlock(T* block, unsigned long long size) {
     alternateBlock_ = block;
     alternateSize_ = size;
   }
-  /// Sets the upper limit of a need; 0 means none.
+  /// Sets the upper limit of a need; 0 is no limit.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:
-  // Not inlined, so that a resize within the capacity costs its users a comparison and a store.
+  // Not inlined: a resize within the capacity then costs the caller one comparison and one store.
   [[gnu::noinline]] void replaceStorage(unsigned long long need) {
     release();
     if (maximumSize_ != 0 && need > maximumSize_) return;

@@ -34,8 +34,8 @@ class TextList {
 ///     const int port = Formatter::stringToInt32(" 8080 ");        // -> 8080
 ///     const double ratio = Formatter::stringToDouble("1.5");      // -> 1.5
 ///
-/// Threads: every member but `setSettings` may be called from any thread at any time. See `stringToDouble`
-/// for what other threads can notice of it.
+/// Threads: every member except `setSettings` may be called from any thread at any time. On Windows
+/// `stringToDouble` can affect other threads; see there.
 class KELINFRA_API Formatter {
  public:
   Formatter() = delete;
@@ -43,8 +43,8 @@ class KELINFRA_API Formatter {
   // --- numbers to text
 
   /// `out` becomes the decimal text of `value`: "-" and digits, no grouping. The former text of `out` is
-  /// replaced; nothing is allocated. An `out` whose buffer is held open (`getBuffer(minCapacity)`) is not
-  /// changed. The same holds for `int64ToHexLiteral`.
+  /// replaced; nothing is allocated. If the caller holds the buffer of `out` open (`getBuffer(minCapacity)`),
+  /// `out` is not changed. The same holds for `int64ToHexLiteral`.
   static void int32ToString(icu::UnicodeString& out, int value);
   static void uint32ToString(icu::UnicodeString& out, unsigned int value);
   static void int64ToString(icu::UnicodeString& out, std::int64_t value);
@@ -61,8 +61,8 @@ class KELINFRA_API Formatter {
   /// for `std::uint64_t`, leading zeros counted. The signed types allow one sign before them.
   ///
   /// A value out of the type's range that has no more digits than that is no error: it is reduced modulo 2 to
-  /// the power of the type's width. So "4294967296" is 0 for 32 bits, and `stringToInt32("2147483648")` is
-  /// -2147483648.
+  /// the power of the type's width. For example, "4294967296" is 0 for 32 bits, and
+  /// `stringToInt32("2147483648")` is -2147483648.
   ///   raises   NLSException ERR_STR_TO_NUM_CONV_ERR (type, text): anything else. The type is "int32_t",
   ///            "uint32_t", "int64_t" or "uint64_t", the text is the trimmed one, perhaps empty;
   ///            half a surrogate pair in it is recorded as U+FFFD
@@ -71,43 +71,43 @@ class KELINFRA_API Formatter {
   static std::int64_t stringToInt64(const icu::UnicodeString& text);
   static std::uint64_t stringToUint64(const icu::UnicodeString& text);
 
-  /// The value of a floating-point number with "." before the decimals, whatever locale is set, white space
-  /// around it left out: what the runtime's `strtod` makes of it, by the rules of its locale
-  /// "English_USA.1252", provided that it takes the whole text. What is out of range is therefore an infinity
-  /// or about 0 and no error; hexadecimal, "inf" and "nan" forms are taken where the platform takes them.
+  /// The value of a floating-point number with "." before the decimals, whatever locale is set. White space
+  /// around it is ignored. The rest is converted as by the runtime's `strtod` in the locale
+  /// "English_USA.1252", which must accept all of it. Therefore a value out of range is no error: it is an
+  /// infinity or about 0. Hexadecimal, "inf" and "nan" forms are accepted where the platform accepts them.
   ///   text     the narrow form is UTF-8, NUL-terminated
-  ///   raises   NLSException ERR_STR_TO_NUM_CONV_ERR ("double", text): anything else. The text is what was
-  ///            left by the trimming, perhaps empty, and "NULL" for a null pointer; half a surrogate pair and
-  ///            malformed UTF-8 are recorded as U+FFFD
+  ///   raises   NLSException ERR_STR_TO_NUM_CONV_ERR ("double", text): anything else. The text is the trimmed
+  ///            one, perhaps empty, and "NULL" for a null pointer; half a surrogate pair and malformed UTF-8
+  ///            are recorded as U+FFFD
   ///
-  /// The runtime locale is switched for the time of the conversion, and is the caller's own again when the
-  /// value or the error leaves. On Linux the switch is the calling thread's; on Windows it is the process's,
-  /// so that other threads that print or read numbers by the runtime meanwhile can see it.
+  /// The runtime locale is switched during the conversion and restored before the member returns or throws.
+  /// On Linux the switch affects only the calling thread. On Windows it affects the whole process: other
+  /// threads that print or read numbers with the runtime at that time can notice it.
   static double stringToDouble(const icu::UnicodeString& text);
   static double stringToDouble(const char* text);
 
   // --- locale
 
-  /// The code of ICU's default locale as it now is: language and territory in four letters, such as "deCH",
-  /// found by name in the library's table of aliases; "enUS" when it is not there. Lives as long as the
-  /// library is loaded.
+  /// The code of ICU's current default locale: language and territory in four letters, such as "deCH". It is
+  /// looked up by name in the library's table of aliases and is "enUS" if the table does not contain it.
+  /// Lives as long as the library is loaded.
   static const char* localeCode();
 
-  /// The 118 locales that are supported, in capitals ("ENUS", "DECH"); the last is "DEFAULTLOCALE", which
-  /// stands for what `localeCode` falls back to. Does not change.
+  /// The 118 supported locales, in capitals ("ENUS", "DECH"). The last is "DEFAULTLOCALE", the alias of the
+  /// code that `localeCode` falls back to. Does not change.
   static TextList supportedLocaleCodes();
 
-  /// ICU's name for the converter of the console's code page: "windows-" and its number, or "ibm-" and the
-  /// number of the page that stands in for 720, 737, 775, 855 and 858. ICU need not know it. Asked of the
-  /// system once and kept; a console whose code page is changed later keeps its name here. Lives as long as
-  /// the library is loaded.
+  /// ICU's name for the converter of the console's code page: "windows-" and its number. Five pages have
+  /// another name: 720 is "ibm-864", 737 "ibm-869", 775 "ibm-901", 855 "ibm-855" and 858 "ibm-858". ICU may
+  /// not know the name. The code page is read once, at the first call; later changes of the console's code
+  /// page have no effect. Lives as long as the library is loaded.
   static const char* consoleCodePageName();
 
   /// Builds the library's locale settings for `localeCode()`: ICU's locale, its number format, and its
   /// formats for date, time, and both together in ICU's default styles. There is one such record in the
-  /// process. The conversions above never depend on it. A caller learns that ICU can format for the default
-  /// locale, and calls it again when that locale has changed. On an error the former settings stay. One
-  /// thread at a time.
+  /// process. The conversions above never depend on it. If the call succeeds, ICU can format for the default
+  /// locale; call it again after that locale changes. On an error the former settings stay. One thread at a
+  /// time.
   ///   raises   NLSException ERR_OUT_OF_MEMORY ("Formatter::setSettings()"): ICU could not create one of the
   ///            formats
   static void setSettings();

@@ -70,7 +70,8 @@ class KELINFRA_API Message {
   /// `value` adds nothing; an unknown code page adds one empty argument.
   void addArgument(const char* value, const char* codepage);
   /// Append the signed 32-bit decimal text of the value's low 32 bits, whatever its type: 4294967295u adds
-  /// "-1" and 5000000000 adds "705032704". That is what the catalogues expect; pass text for more.
+  /// "-1" and 5000000000 adds "705032704". This is frozen because message catalogues depend on it; pass text
+  /// for larger numbers.
   void addArgument(unsigned char value);
   void addArgument(unsigned short value);
   void addArgument(unsigned int value);
@@ -84,12 +85,12 @@ class KELINFRA_API Message {
 
   // --- change the whole -------------------------------------------------------------------------------
 
-  /// Resets the message: identifier, text and file name become bogus (`isBogus()`, which renders as nothing),
-  /// `LEVEL_ERROR`, line 0, no arguments.
+  /// Resets the message: identifier, text and file name become bogus (`isBogus()`, which `toString` renders
+  /// as an empty text), `LEVEL_ERROR`, line 0, no arguments.
   void clear();
 
-  /// Each resets the message as `clear` does and then sets what it is given; fields that it does not take
-  /// stay reset. The arguments may be the message's own fields. A message set to itself stays as it is.
+  /// Each resets the message as `clear` does and then sets the fields that it has parameters for; the others
+  /// stay reset. The arguments may be the message's own fields. A message set to itself does not change.
   void setMessage(const Message& other);
   void setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
   void setMessage(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);

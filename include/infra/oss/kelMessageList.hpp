@@ -5,7 +5,7 @@
 
 namespace tarvo::oss {
 
-/// The ordered messages that an exception carries. Owns copies of what is put into it.
+/// The ordered messages that an exception carries. Stores copies of the messages that are added.
 ///
 ///     MessageList list(Message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120));
 ///     list.addMessage(Message("ERR_SAVE_FAILED", Message::LEVEL_ERROR, "editor.cpp", 33));
@@ -38,14 +38,16 @@ class KELINFRA_API MessageList {
   Message& getFirstMessage() KELINFRA_LIFETIMEBOUND;
   const Message& getFirstMessage() const KELINFRA_LIFETIMEBOUND;
 
-  // --- iterate: one cursor a list ---------------------------------------------------------------------
+  // --- iterate: one cursor per list -------------------------------------------------------------------
 
-  /// The first message; the cursor moves to the second. Null for an empty list, whose cursor does not change.
+  /// Returns the first message and moves the cursor to the second. Returns null for an empty list, whose
+  /// cursor does not change.
   const Message* getFirstMsg() KELINFRA_LIFETIMEBOUND;
-  /// The message at the cursor, which moves on; null when it was never set or has passed the last message. A
-  /// message appended while the cursor stands at one is still reached.
+  /// Returns the message at the cursor and moves the cursor to the next one. Returns null if the cursor was
+  /// never set or has passed the last message. A message appended before the cursor passes the last one is
+  /// still reached.
   const Message* getNextMsg() KELINFRA_LIFETIMEBOUND;
-  /// Whether the next `getNextMsg` gives a message.
+  /// Whether the next `getNextMsg` returns a message.
   bool hasMoreMsgs() const;
 
   // --- change; only `clear` moves the cursor ----------------------------------------------------------

@@ -6,7 +6,7 @@
 
 namespace tarvo::oss {
 
-/// A sink of bytes whose only primitive is writing one character. Everything else is made of it.
+/// A destination for bytes. A subclass implements `write(char)`; the other members call it.
 ///
 ///     class CountingStream : public OutputStream {
 ///      public:
@@ -17,8 +17,8 @@ namespace tarvo::oss {
 ///     CountingStream stream;
 ///     stream.write("four");                    // stream.count -> 4
 ///
-/// Errors: none of its own; what `write(char)` raises passes through, and the characters before it stay
-/// written. One stream is used by one thread at a time.
+/// Errors: the class raises none. Errors of `write(char)` pass through the other members, and the characters
+/// before it stay written. One stream is used by one thread at a time.
 class KELINFRA_API OutputStream {
  public:
   virtual ~OutputStream();
@@ -31,10 +31,10 @@ class KELINFRA_API OutputStream {
   virtual void write(char c) = 0;
   /// The characters of `s` without its terminator, one `write(char)` each. Null writes nothing.
   virtual void write(const char* s);
-  /// `length` characters, one `write(char)` each, *from the start of the first range that was ever given*:
-  /// the first call in the process, on whatever stream, fixes the start at its buffer + offset, and every
-  /// later call writes from there, whatever buffer and offset it is given. This is wanted, callers rely on
-  /// it: give one and the same range always, and keep it readable as long as anyone may call this. For
+  /// Writes `length` characters, one `write(char)` each, *from the start of the first range that was ever
+  /// given*: the first call in the process, on any stream, fixes the start at its buffer + offset. Every
+  /// later call writes from there, whatever its buffer and offset. This is intended, because programs depend
+  /// on it: always give the same range, and keep it readable as long as any code may call this member. For
   /// different ranges call `write(char)`.
   virtual void write(const char* buffer, std::size_t offset, std::size_t length);
 };

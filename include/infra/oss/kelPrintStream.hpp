@@ -4,17 +4,18 @@
 
 namespace tarvo::oss {
 
-/// Prints to the standard error stream, for programs that have no stream of their own at hand.
+/// Prints to the standard error stream, for programs that have no other stream at hand.
 ///
 ///     const int limit = 5;
 ///     ossOut << "retry " << 2 << " of " << limit << '\n';  // prints retry 2 of 5
 ///
-/// Each insertion is `std::cerr`'s own for the type, in its formatting state at that moment (decimal unless
-/// someone changed it), and returns the stream. The three character types print as characters, `bool` as 0 or
-/// 1. A `const char*` is NUL-terminated. A null one sets the error bit of `std::cerr`, which then prints
-/// nothing until somebody clears the bit. This class reports no error.
+/// Each insertion prints as the same insertion into `std::cerr` does, in the formatting state that
+/// `std::cerr` has at that moment (decimal unless the program changed it), and returns the stream. The three
+/// character types print as characters, `bool` as 0 or 1. A `const char*` is NUL-terminated. A null one sets
+/// the error bit of `std::cerr`, which then prints nothing until the program clears the bit. This class
+/// reports no error.
 ///
-/// Threads: no lock of its own; concurrent insertions interleave as those into `std::cerr` do.
+/// Threads: the class takes no lock; concurrent insertions interleave as those into `std::cerr` do.
 class KELINFRA_API PrintStream {
  public:
   virtual ~PrintStream();
@@ -35,8 +36,8 @@ class KELINFRA_API PrintStream {
   PrintStream& operator<<(const char* value) KELINFRA_LIFETIMEBOUND;
 };
 
-/// The process-wide stream. It is there as soon as the library is loaded, for static constructors of the
-/// programs and libraries that use it, too, and until the process ends, exit handlers included.
+/// The process-wide stream. It can be used as soon as the library is loaded, also by static constructors of
+/// the programs and libraries that use it, and until the process ends, exit handlers included.
 extern KELINFRA_API PrintStream& ossOut;
 
 }  // namespace tarvo::oss

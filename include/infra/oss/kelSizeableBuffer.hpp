@@ -25,7 +25,7 @@ namespace tarvo::oss {
 template <class T, std::size_t N>
 class SizeableBuffer {
  public:
-  // NOLINTNEXTLINE(modernize-use-equals-default,cppcoreguidelines-pro-type-member-init): the store stays raw
+  // NOLINTNEXTLINE(modernize-use-equals-default,cppcoreguidelines-pro-type-member-init): it stays raw
   SizeableBuffer() : data_(inlineStore_) {}
   SizeableBuffer(const SizeableBuffer&) = delete;
   SizeableBuffer& operator=(const SizeableBuffer&) = delete;
@@ -58,7 +58,7 @@ class SizeableBuffer {
   }
 
  protected:
-  /// Sets the upper limit of a size, above which `resize` changes nothing; 0 means none.
+  /// Sets the upper limit of a size, above which `resize` changes nothing; 0 is no limit.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:

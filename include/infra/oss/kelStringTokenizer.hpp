@@ -11,30 +11,32 @@
 
 namespace tarvo::oss {
 
-/// Splits a text at any of a set of delimiters, once, when it is built, and hands the tokens out one by one.
+/// Splits a text at any of a set of delimiters. The constructor splits it once; the members return the tokens
+/// one by one.
 ///
 ///     StringTokenizer words("x, y,z", "UTF-8", ", ");
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
-/// Delimiters in a row separate once, and at the end of the text they give no token. At its start they do
-/// give one, an empty one: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists
-/// of delimiters only is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the
-/// two halves of a supplementary character are two delimiters.
+/// Adjacent delimiters separate once. Delimiters at the end of the text give no token; those at its start
+/// give one empty token: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists of delimiters
+/// only is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the two halves of
+/// a supplementary character are two delimiters.
 ///
 /// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
 /// starts at the first token. One thread at a time. If there is no memory, or if a narrow text is longer than
 /// 2^31 - 1 bytes, std::bad_alloc is raised.
 class KELINFRA_API StringTokenizer {
  public:
-  /// Takes text and delimiters in the code page named, an ICU converter name, and hands out bytes in it.
+  /// Takes text and delimiters in the code page `codePage`, an ICU converter name; tokens are returned in it
+  /// too.
   ///   text         NUL-terminated; null is the empty text
   ///   codePage     null or "" is ICU's default converter. One that ICU does not know makes the text empty.
-  ///                Its first 64 bytes are what the tokens are converted with
+  ///                Only its first 64 bytes are used to convert the tokens
   ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
   StringTokenizer(const char* text, const char* codePage, const char* delimiters);
-  /// Takes ASCII delimiters, NUL-terminated; null or "" is " \r\n\t". A byte above 7F delimits at the code
-  /// unit of the same number, U+0080 to U+00FF: it is not taken as part of a UTF-8 character. Bytes are
-  /// handed out in ICU's default code page.
+  /// Takes ASCII delimiters, NUL-terminated; null or "" is " \r\n\t". A byte above 7F is the delimiter with
+  /// the same number, U+0080 to U+00FF: it is not read as a part of a UTF-8 character. Tokens are returned in
+  /// ICU's default code page.
   StringTokenizer(const icu::UnicodeString& text, const char* delimiters);
   StringTokenizer(const StringTokenizer&) = delete;
   StringTokenizer& operator=(const StringTokenizer&) = delete;
@@ -42,24 +44,24 @@ class KELINFRA_API StringTokenizer {
 
   // --- ask
 
-  /// All tokens, those handed out included.
+  /// The number of all tokens, including those already returned.
   int countTokens() const;
   bool hasMoreTokens() const;
 
   // --- iterate
 
-  /// Return the first token, and the one at the cursor, as NUL-terminated bytes in the tokenizer's code page;
-  /// the cursor moves to the token after it. If there is none, the empty text. Never null; valid until the
-  /// next call of either. A zero byte in a token, as of U+0000, ends it for whoever reads up to the
-  /// terminator.
+  /// Return the first token, and the token at the cursor, as NUL-terminated bytes in the tokenizer's code
+  /// page, and move the cursor to the token after it. Return an empty text if there is no such token. Never
+  /// null; valid until the next call of either. A zero byte in a token, as U+0000 gives, ends it for code
+  /// that reads up to the terminator.
   ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc if there is no memory for
   ///            the token. `getFirstToken` then leaves the cursor at the first token, `getNextToken` leaves
   ///            it where it was
   const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
   const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 
-  /// The same as text. An empty one when there is no token.
-  // NOLINTBEGIN(readability-const-return-type): the signatures are settled
+  /// Return the same tokens as text, or an empty text if there is no such token.
+  // NOLINTBEGIN(readability-const-return-type): programs depend on these signatures
   const icu::UnicodeString getFirstTokenString();
   const icu::UnicodeString getNextTokenString();
   // NOLINTEND(readability-const-return-type)
@@ -79,11 +81,11 @@ class KELINFRA_API StringTokenizer {
 
   DataBuffer bytes_;
   std::array<char, 65> codePage_{};
-  std::optional<bool> keepsAscii_;  // whether the code page has ASCII's bytes for ASCII, once that is known
+  std::optional<bool> keepsAscii_;  // whether ASCII has the same bytes in the code page, once known
   int cursor_ = 0;
   int count_ = 0;
   icu::UnicodeString text_;
-  std::int32_t* edges_ = nullptr;  // where each token starts and ends in the text
+  std::int32_t* edges_ = nullptr;  // the start and the end of each token in the text
 };
 
 }  // namespace tarvo::oss

@@ -16,18 +16,18 @@ namespace tarvo::oss {
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
 ///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß
 ///
-/// It takes one text in its lifetime, copies it, up to 4096 bytes into the object itself, and checks it
-/// strictly before the first character is handed out: well-formed byte sequences of the Unicode Standard, no
-/// overlong forms, no surrogates, nothing above U+10FFFF, nothing cut short. The object takes about 6 KiB.
-/// One thread at a time.
+/// An iterator takes one text in its lifetime. It copies the text, up to 4096 bytes into the object itself,
+/// and checks it completely before it returns the first character: well-formed byte sequences of the Unicode
+/// Standard, no overlong forms, no surrogates, nothing above U+10FFFF, no incomplete character. The object
+/// takes about 6 KiB. One thread at a time.
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
 /// text: nothing is raised, and `isEmpty` returns true. An iterator over an empty string is different: it has
 /// text, of length 0. Only ICU's own allocation, when a thread first converts Unicode, raises std::bad_alloc.
 class KELINFRA_API UTF8Iterator {
  public:
-  /// Take the text up to its terminator, Unicode text in UTF-8 and up to its first U+0000; null is the empty
-  /// text. A Unicode text is checked up to there only. Half a surrogate pair in it becomes U+FFFD.
+  /// Take the text up to its terminator. Unicode text is converted to UTF-8, and checked, up to its first
+  /// U+0000; half a surrogate pair in it becomes U+FFFD. Null is the empty text.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): it is not well-formed
   ///            NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the Unicode text's size is above
   ///            the largest int
@@ -40,11 +40,11 @@ class KELINFRA_API UTF8Iterator {
 
   // --- ask
 
-  /// Whether the iterator holds no text at all. This is false for the empty text: ask `hasMoreChars` or
-  /// `length`.
+  /// Whether the iterator holds no text. This is false for an iterator over the empty text: to learn whether
+  /// characters are left, call `hasMoreChars`.
   bool isEmpty() const;
   bool hasMoreChars() const;
-  /// The iterator's copy, null when it holds no text; valid as long as the iterator.
+  /// The iterator's copy, or null if it holds no text; valid as long as the iterator.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   /// Bytes, not characters.
   int length() const;
@@ -53,21 +53,22 @@ class KELINFRA_API UTF8Iterator {
 
   // --- iterate
 
-  /// Return the first character, and the one at the cursor: 1 to 4 bytes and a NUL. The cursor moves to the
-  /// character after it. Null if there is none. Valid until the next call of either.
+  /// Return the first character, and the character at the cursor, as 1 to 4 bytes and a NUL, and move the
+  /// cursor to the character after it. Return null if there is no such character. Valid until the next call
+  /// of either.
   const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
   const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 
   // --- change
 
-  /// Gives a text to an iterator that holds none, as the constructor does. False, and nothing changes, when
-  /// it holds one already, be it the empty one, or when there is no memory.
-  ///   raises   as the constructor, nothing changed
+  /// Gives a text to an iterator that holds no text, as the constructor does. Returns false and changes
+  /// nothing if it holds a text already, even an empty one, or if there is no memory.
+  ///   raises   as the constructor; nothing has changed
   bool takeText(const char* text);
 
  private:
   static constexpr std::size_t inlineCapacity = 4096;
-  static constexpr std::size_t inlineSize = inlineCapacity + 24;  // so much further the store is read
+  static constexpr std::size_t inlineSize = inlineCapacity + 24;  // reads go this far past the end
 
   static constexpr int charactersAtOnce = 256;
   static constexpr int charactersAtFirst = 64;
@@ -84,7 +85,7 @@ class KELINFRA_API UTF8Iterator {
   char* text_ = nullptr;
   const std::uint64_t* next_ = nullptr;
   const std::uint64_t* end_ = nullptr;
-  int position_ = 0;  // what begins here or further on is not yet among the characters below
+  int position_ = 0;  // the characters from here on are not yet in characters_
   int count_ = 0;
   int length_ = 0;
   std::array<std::uint64_t, charactersAtOnce>

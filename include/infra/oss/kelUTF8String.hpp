@@ -31,7 +31,7 @@ class KELINFRA_API UTF8String : public DataBuffer {
   explicit UTF8String(const char* text);
   /// The text in UTF-8; half of a surrogate pair becomes U+FFFD.
   explicit UTF8String(const icu::UnicodeString& text);
-  /// As the copy of a `DataBuffer`.
+  /// Copies as `DataBuffer` does.
   UTF8String(const UTF8String& other);
   ~UTF8String() override;
 
@@ -41,9 +41,9 @@ class KELINFRA_API UTF8String : public DataBuffer {
 
   /// The bytes, never null; valid until the next change.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
-  /// Appends the text, up to its terminator, to `text`, which keeps what it held; a bogus one becomes valid.
-  /// Bytes that are not well-formed become U+FFFD. A `text` whose buffer is held open
-  /// (`getBuffer(minCapacity)`) is not changed.
+  /// Appends the text, up to its terminator, to `text`, which keeps its contents; a bogus `text` becomes
+  /// valid. Bytes that are not well-formed become U+FFFD. If the caller holds the buffer of `text` open
+  /// (`getBuffer(minCapacity)`), `text` is not changed.
   ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with
   ///            a copy.
   void getString(icu::UnicodeString& text) const;

@@ -23,8 +23,9 @@ namespace tarvo::trace {
 /// The library's element of `Facility::componentTraceFlags`.
 constexpr unsigned int componentIndex = 155;
 
-/// What a host installs. Every function may be called from any thread that uses the library, and must return
-/// normally. A null function is taken for an empty one, a null flag array for one that is all zero.
+/// The functions and flags that a host installs. Every function may be called from any thread that uses the
+/// library, and must return normally. A null function is never called; a null flag array means that all flags
+/// are clear.
 ///
 /// Bits of the library's flag word:
 ///   0x40000   diagDispatchEntry at entry, diagDispatchExit at exit
@@ -36,9 +37,9 @@ constexpr unsigned int componentIndex = 155;
 /// destructors and cursor steps report their exit only. The destruction of a `MessageList`, or of an
 /// exception, reports entry and exit of `MessageList::clear`.
 struct Facility {
-  /// Array of flag words, one a component of the host; element 155 is read afresh before every test, as a
-  /// plain load without a lock. The host may change it at any time and from any thread, a hook included; it
-  /// keeps the array alive until `uninstall` or another `install`.
+  /// Array of flag words, one for each component of the host. Element 155 is read again before every test, as
+  /// a plain load without a lock. The host may change it at any time and from any thread, also in a hook; it
+  /// must keep the array alive until `uninstall` or another `install`.
   const volatile std::uint32_t* componentTraceFlags = nullptr;
   void (*diagDispatchEntry)(std::uint32_t probe) = nullptr;
   void (*diagDispatchExit)(std::uint32_t probe) = nullptr;
@@ -47,8 +48,8 @@ struct Facility {
   void (*traceFlightRecord)(std::uint32_t probe, int, int, int) = nullptr;
 };
 
-/// Puts a copy of `facility` in place of the present one. Call it before traced calls run in other threads:
-/// the exchange itself is not synchronised with them. Raises nothing.
+/// Replaces the present facility by a copy of `facility`. Call it before other threads make traced calls: the
+/// replacement is not synchronised with them. Raises nothing.
 KELINFRA_API void install(const Facility& facility) noexcept;
 
 /// Puts the built-in facility back, under the same rule.

@@ -18,11 +18,12 @@ namespace tarvo::util {
 ///     const auto* units = reinterpret_cast<const unsigned short*>(document.getTerminatedBuffer());
 ///     room.resize(Base64::decode(room.data(), room.size(), units, document.length())); // room -> "KELINFRA"
 ///
-/// Text is UTF-16 code units, bytes are `char`; all sizes count units or bytes. Every buffer is the caller's,
-/// and what is written is exactly the count that is returned: no terminator, no line breaks. Source and
-/// destination must not overlap. An empty source returns 0 and touches nothing, null pointers included.
+/// Text is UTF-16 code units, bytes are `char`; all sizes count units or bytes. The caller provides every
+/// buffer. A member writes exactly as many units or bytes as it returns: no terminator, no line breaks.
+/// Source and destination must not overlap. For an empty source a member returns 0 and touches nothing, so
+/// pointers may be null.
 ///
-/// Threads: no state; any number of threads at once.
+/// Threads: the class has no state; any number of threads may use it at once.
 ///
 /// Errors: every failure is a Base64Exception with one argument; its message carries the file
 /// "src/infra/oss/../util/kelBase64.cpp". Nothing is allocated but the error.
@@ -32,12 +33,12 @@ class KELINFRA_API Base64 {
 
   // --- sizes
 
-  /// The units that encoding `byteCount` bytes gives, padding included: four for each three bytes begun. A
-  /// count that size_t cannot hold is the largest size_t, which is no multiple of four and which no buffer
-  /// reaches. Raises nothing.
+  /// The number of units into which `byteCount` bytes are encoded, padding included: four for each group of
+  /// up to three bytes. If the number is too large for size_t, returns the largest size_t; it is not a
+  /// multiple of four, and no buffer is that large. Raises nothing.
   static std::size_t encodeSize(std::size_t byteCount);
-  /// The most bytes that decoding `unitCount` units can give: three for each four units begun. Padding is not
-  /// subtracted. Never wraps. Raises nothing.
+  /// The most bytes that `unitCount` units can decode to: three for each group of up to four units. Padding
+  /// is not subtracted. Never wraps. Raises nothing.
   static std::size_t decodeSize(std::size_t unitCount);
 
   // --- encode
@@ -53,12 +54,12 @@ class KELINFRA_API Base64 {
 
   // --- decode
 
-  /// Each reads `srcUnits` units of padded text and returns the bytes written. Decoding is strict: neither
-  /// white space nor the other alphabet's two characters are taken, the padding must be there, and its unused
-  /// bits must be zero.
+  /// Each reads `srcUnits` units of padded text and returns the bytes written. Decoding is strict: white
+  /// space and the other alphabet's two characters are refused, the padding is required, and its unused bits
+  /// must be zero.
   ///   destBytes   bytes that `dest` can take; nothing after them is touched
-  ///   src         must hold a NUL unit at its end or after it: the argument of misaligned data is read up
-  ///               to the first NUL, whatever `srcUnits` says
+  ///   src         must hold a NUL unit at its end or after it: for misaligned data the error's argument is
+  ///               read up to the first NUL, regardless of `srcUnits`
   ///   raises      in the order of the text, and with the bytes before the error left in `dest`:
   ///               ERR_BUFFER_SIZE_TOO_SMALL (destBytes): there is one more byte than fits; the argument is
   ///               the signed decimal of its low 32 bits

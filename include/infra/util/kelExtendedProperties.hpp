@@ -16,8 +16,8 @@
 
 namespace tarvo::util {
 
-/// Configuration: an ordered map from text keys to text values, read and written as typed values, with a text
-/// format of lines and references between properties.
+/// Configuration: an ordered map from text keys to text values. Values can be read and written as typed
+/// values. There is a text format of lines, in which properties can refer to other properties.
 ///
 ///     const std::string text = "host=db1\nport=4711\nurl=tcp:%host%\n";
 ///     ExtendedProperties settings;
@@ -32,9 +32,9 @@ namespace tarvo::util {
 /// their UTF-16 code units, case counts, and a key comes before longer ones that begin with it. A bogus key
 /// is the empty key.
 ///
-/// References and iterators to a stored key or value are valid until that entry is removed, whatever happens
-/// to other entries; a change of the value is seen through them. `copy` from another object, assignment and
-/// destruction end the validity of all of them, that of `end()` included.
+/// References and iterators to a stored key or value stay valid until that entry is removed, whatever happens
+/// to other entries; they show a later change of the value. `copy` from another object, assignment and
+/// destruction invalidate all of them, also `end()`.
 ///
 /// Threads: one thread at a time, or any number that only read.
 ///
@@ -44,12 +44,12 @@ namespace tarvo::util {
 /// std::bad_alloc is raised if there is no memory or a text would be longer than 2^31 - 1 units; a `load` may
 /// have stored some of its lines then.
 ///
-/// Cost: a look-up allocates nothing and compares a few keys, however many there are. It still slows down as
-/// the properties outgrow the processor's caches: 15 ns among 1,000 properties and 143 ns among 100,000 were
-/// measured. Keys chosen to collide cost a bounded search of the index and one of the ordered map. Memory for
-/// properties is allocated in blocks of many; memory of removed ones is kept for later ones until the object
-/// is destroyed or copied to. A key or value above 27 units, which ICU does not store inside its string
-/// object, takes a block of its own.
+/// Cost: a look-up allocates nothing and compares a few keys, however many there are. It slows down as the
+/// properties outgrow the processor's caches: 15 ns among 1,000 properties and 143 ns among 100,000 were
+/// measured. If keys are chosen to collide, a look-up costs a bounded search of the index and one of the
+/// ordered map. Memory for properties is allocated in blocks of many; memory of removed ones is kept for
+/// later ones until the object is destroyed or copied to. A key or value above 27 units, which ICU does not
+/// store inside its string object, takes a separate block.
 class KELINFRA_API ExtendedProperties {
   struct KeyOrder {
     using is_transparent = void;
@@ -65,12 +65,13 @@ class KELINFRA_API ExtendedProperties {
     }
 
    private:
-    /// By their units.
+    /// Compares the UTF-16 code units.
     KELINFRA_LOCAL static bool precedes(std::u16string_view left, std::u16string_view right) noexcept;
   };
   using Map = std::map<icu::UnicodeString, icu::UnicodeString, KeyOrder>;
 
-  /// The same type, or integers of the same size and sign: int64_t is `long` here and `long long` there.
+  /// The same type, or integers of the same size and sign: int64_t is `long` on one platform and `long long`
+  /// on the other.
   template <class Left, class Right>
   static constexpr bool alike() {
     if constexpr (std::is_integral_v<Left> && std::is_integral_v<Right>) {
@@ -102,13 +103,13 @@ class KELINFRA_API ExtendedProperties {
   using iterator = Map::const_iterator;
   using const_iterator = iterator;
 
-  /// No properties, no includes.
+  /// Empty: no properties, no includes.
   ExtendedProperties();
-  /// As `copy`.
+  /// Copies as `copy` does.
   ExtendedProperties(const ExtendedProperties& other);
   virtual ~ExtendedProperties();
 
-  /// As `copy`.
+  /// Copies as `copy` does.
   ExtendedProperties& operator=(const ExtendedProperties& other) KELINFRA_LIFETIMEBOUND;
 
   /// Replaces properties and includes by the other's. A copy of the object onto itself changes nothing.
@@ -116,14 +117,14 @@ class KELINFRA_API ExtendedProperties {
 
   // --- ask for texts
 
-  /// A reference to the stored value, untrimmed, or to `defaultValue` if there is none. If the default is a
-  /// temporary, for instance one made of a literal, the reference is valid only up to the end of the full
-  /// expression: copy the result.
+  /// Returns a reference to the stored value, untrimmed, or to `defaultValue` if there is no such property.
+  /// If the default is a temporary, for instance one made of a literal, the reference is valid only up to the
+  /// end of the full expression: copy the result.
   const icu::UnicodeString& getProperty(const icu::UnicodeString& key,
                                         const icu::UnicodeString& defaultValue
                                             KELINFRA_LIFETIMEBOUND) const KELINFRA_LIFETIMEBOUND;
-  /// The stored value itself.
-  ///   raises   ERR_PROPERTY_MISSING (key): there is none
+  /// Returns a reference to the stored value.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is no such property
   const icu::UnicodeString& requireProperty(const icu::UnicodeString& key) const KELINFRA_LIFETIMEBOUND;
 
   // --- ask for typed values
@@ -147,7 +148,7 @@ class KELINFRA_API ExtendedProperties {
   double getPropertyAsDouble(const icu::UnicodeString& key, double defaultValue) const;
 
   /// The value.
-  ///   raises   ERR_PROPERTY_MISSING (key): there is none
+  ///   raises   ERR_PROPERTY_MISSING (key): there is no such property
   bool requirePropertyAsBoolean(const icu::UnicodeString& key) const;
   std::int32_t requirePropertyAsInt32(const icu::UnicodeString& key) const;
   unsigned int requirePropertyAsUInt32(const icu::UnicodeString& key) const;
@@ -156,8 +157,9 @@ class KELINFRA_API ExtendedProperties {
   double requirePropertyAsDouble(const icu::UnicodeString& key) const;
 
   /// The same with the default by pointer, `const X*`: the value, or `*defaultValue` when there is no such
-  /// property. A null pointer makes it required. A literal 0 is the number and not a null pointer.
-  ///   raises   ERR_PROPERTY_MISSING (key): there is none, and the pointer is null
+  /// property. With a null pointer the property is required. A literal 0 is the number and not a null
+  /// pointer.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is no such property, and the pointer is null
   template <class Pointer, DefaultPointer<Pointer, bool> = 0>
   bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const {
     return defaultValue == nullptr ? requirePropertyAsBoolean(key)
@@ -205,18 +207,18 @@ class KELINFRA_API ExtendedProperties {
 
   // --- change
 
-  /// Stores the value under the key; a former value is replaced in its place. Key and value may be the
-  /// object's own.
+  /// Stores the value under the key. A former value is replaced; references to it stay valid. Key and value
+  /// may be texts of this object.
   void putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
   /// Store the number's plain decimal text: "-" before negatives, no other sign, no grouping.
   void putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value);
   void putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value);
   void putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value);
   void putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value);
-  /// Removes the property and returns how many there were: 0 or 1. The key may be the object's own.
+  /// Removes the property and returns how many were removed: 0 or 1. The key may be a text of this object.
   std::int32_t removeProperty(const icu::UnicodeString& key);
-  /// Appends a name to those that `save` writes as "#include " lines. The name is written as it is, so a
-  /// line end in it ends the line. `load` takes such a line for a comment: nothing else fills the list.
+  /// Appends a name to those that `save` writes as "#include " lines. The name is written unchanged, so a
+  /// line end in it ends the line. `load` reads such a line as a comment: only this member fills the list.
   void addInclude(const icu::UnicodeString& name);
 
   // --- iterate
@@ -228,59 +230,62 @@ class KELINFRA_API ExtendedProperties {
 
   // --- the text format: load
   //
-  // Bytes; each byte is the character of the same number (ISO-8859-1), NUL as any other. White space is TAB
-  // and SPACE. Lines end in LF, CR or CR LF, the last one at the end of the data.
-  //   - A line of white space alone is empty. One whose first other byte is "#" or "!" is a comment to its
-  //     end, whatever stands before that.
+  // The format is bytes; each byte is the character of the same number (ISO-8859-1), NUL like any other.
+  // White space is TAB and SPACE. Lines end in LF, CR or CR LF, the last one at the end of the data.
+  //   - A line that consists of white space is empty. If the first byte that is not white space is "#" or
+  //     "!", the line is a comment.
   //   - The key ends at ":", "=", white space or the line's end. Then white space, one ":" or "=", and white
-  //     space are skipped; all of the rest is the value, trailing white space and further "=" included.
-  //   - A backslash and a line end continue the line: both and the white space that begins the next line are
-  //     skipped, also between lines, and there a comment or an empty line can follow. Comments are not
-  //     continued.
+  //     space are skipped. The rest of the line is the value, including trailing white space and further "=".
+  //   - A backslash before a line end continues the line: both and the white space that begins the next line
+  //     are skipped. This holds before a key too: then a comment or an empty line can follow. Comments are
+  //     not continued.
   //   - In keys and values \n, \r, \t are LF, CR, TAB; \uXXXX, hexadecimal digits of either case, is that
-  //     character; a backslash before any other byte is that byte; as the last byte of the data it is
-  //     nothing.
-  //   - \uXXXX is taken when at least one more byte follows it, and it names neither a surrogate nor U+FDD0
-  //     to U+FDEF, U+FFFE or U+FFFF. Else it is the letter "u" and what follows is read as it stands. End
-  //     the data with a line end.
-  // Every sequence of bytes yields some map, the last line with a key wins, and nothing is raised but what
-  // `resolveReferences` raises. Properties that are already there stay unless a line replaces them. Null
-  // data are no data, whatever the length.
+  //     character; a backslash before any other byte is that byte; a backslash as the last byte of the data
+  //     is ignored.
+  //   - \uXXXX is read as a character only if at least one more byte follows it, and if it names neither a
+  //     surrogate nor U+FDD0 to U+FDEF, U+FFFE or U+FFFF. Otherwise it is the letter "u", and the bytes after
+  //     that are read as usual. So end the data with a line end.
+  // Every sequence of bytes yields a map. If several lines have the same key, the last one wins. Errors come
+  // only from `resolveReferences`. Properties that exist already stay unless a line replaces them. Null data
+  // is empty data, whatever the length.
 
-  /// Reads all lines and, if asked to, then resolves references.
+  /// Reads all lines and then, if `resolveReferences` is true, resolves references.
   void load(const char* data, std::size_t length, bool resolveReferences);
   /// Reads all lines, then resolves references.
   void load(const char* data, std::size_t length);
-  /// The same of a text, which is first converted to ISO-8859-1; what that cannot hold becomes its
-  /// substitution byte, 26.
+  /// Converts the text to ISO-8859-1, reads all lines, then resolves references. A character that ISO-8859-1
+  /// does not contain becomes its substitution byte, 26.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"), from "kelConverter.cpp"
   void load(const icu::UnicodeString& text);
-  /// Reads one line, continuations included, from `position`, stores its property if it has one, and moves
-  /// `position` after it. Returns false, and does nothing, if `position` is at the end or beyond. A rest that
-  /// consists of white space and continuations only is a line without a property.
+  /// Reads one line, with its continuations, from `position`, stores its property if it has one, and moves
+  /// `position` after it. Returns false and does nothing if `position` is at the end or beyond. If the rest
+  /// of the data consists of white space and continuations, it is a line without a property.
   bool parseLine(std::size_t& position, const char* data, std::size_t length);
 
-  /// Replaces in every value, in key order, each "%name%" by the value of the property of that name, in
-  /// which references are replaced first, and stored so. In a value the first "%" pairs with the next one,
-  /// and after each replacement the search begins anew: a "%" that came with a replacement pairs with the
-  /// next one behind it. A "%" left without a partner stays. "%%" refers to the property of the empty key.
+  /// Replaces each "%name%" in every value by the value of the property of that name, in key order, and
+  /// stores the result. References in that value are replaced first. In a value the first "%" pairs with the
+  /// next one. After each replacement the search starts again at the beginning of the value: a "%" that came
+  /// with a replacement pairs with the next one after it. A "%" without a partner stays. "%%" refers to the
+  /// property of the empty key.
   ///
-  /// References may be nested to any depth. The time is proportional to the text that is read and written.
-  /// The text that is written can be exponential in the size of a file, when lines refer twice to the line
-  /// before. Names that begin with the tail of a value (the text after its only "%") are an exception: n
-  /// units of such names and values can take time proportional to n^(4/3); ten million units crafted for it
-  /// took 1 s. A value above 2^31 - 1 units is std::bad_alloc. For untrusted files, load without resolving,
-  /// and limit the number and nesting of references, or refuse "%".
-  ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of this property leads back to it
-  ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a name that there is
-  ///            no property of
-  ///            Either leaves all that was replaced before it, also in the values under way.
+  /// References may be nested to any depth. The time is proportional to the text that is read and written,
+  /// including text that is replaced again later. It can be exponential in the size of a file if each line
+  /// refers twice to the line before it. Names that begin with the tail of a value (the text after its only
+  /// "%") are an exception: n units of such names and values can take time proportional to n^(4/3); ten
+  /// million units crafted for it took 1 s. A value above 2^31 - 1 units raises std::bad_alloc. Load
+  /// untrusted files without resolving, and limit the number and nesting of references, or refuse "%".
+  ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of this property refers to itself, directly
+  ///            or through other properties
+  ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a property that does
+  ///            not exist
+  ///            Both keep the replacements made before the error, also those in values that are not complete.
   void resolveReferences();
 
   // --- the text format: save
 
-  /// Writes, in lines that end in CR LF: "#saved by ExtendedProperties on ", nothing after the blank; an
-  /// "#include " line for each include; "key=value" for each property in key order; then flushes.
+  /// Writes lines that end in CR LF: "#saved by ExtendedProperties on " with nothing after the blank; an
+  /// "#include " line for each include; "key=value" for each property in key order. Then it flushes the
+  /// stream.
   ///
   /// In keys and values CR, LF, TAB, "!", "#", ":", "=" and backslash are escaped, in keys SPACE too; on all
   /// lines characters above 127 are written as \uXXXX. `load` does not read everything back as it was:
@@ -289,11 +294,11 @@ class KELINFRA_API ExtendedProperties {
   ///   - Half a surrogate pair, U+FDD0 to U+FDEF, U+FFFE and U+FFFF are written as escapes that `load` does
   ///     not accept. U+D800 reads back as "uD800".
   ///   - Leading SPACEs of a value are lost.
-  ///   - A "%" is a part of a reference, unless `load` is told not to resolve.
+  ///   - A "%" becomes a part of a reference, unless `load` is called without resolving.
   ///   - Bogus keys and values read back as empty ones, and the includes are comments.
   /// Two keys can read back as one; the property that is written later, in key order, replaces the other. So
   /// a key from an untrusted source can overwrite another property: refuse such characters in it.
-  ///   raises   what the stream raises; the bytes before it are written
+  ///   raises   any error of the stream; the bytes before it are written
   void save(oss::OutputStream& out) const;
 
   /// Writes "-- listing properties --" and a line "key=value" for each property in key order, for people to
@@ -304,7 +309,7 @@ class KELINFRA_API ExtendedProperties {
   template <class Value, class Pointer>
   static Value valueAt(Pointer pointer) {
     if constexpr (std::is_null_pointer_v<Pointer>) {
-      return Value();  // never asked for
+      return Value();  // never evaluated
     } else {
       return static_cast<Value>(*pointer);
     }

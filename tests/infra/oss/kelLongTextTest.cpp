@@ -9,8 +9,10 @@
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
+#include <unicode/unistr.h>
 
 #include <array>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <string>
@@ -81,6 +83,16 @@ TEST(TextOfTheLargestInt, IsAConversionErrorAndNotWantOfMemory) {
     EXPECT_EQ(Converter::convert(nullptr, 0, "ISO-8859-1", memory.get(), (1 << 30) - 1, utf16), largestInt)
         << utf16;
   }
+}
+
+TEST(TextWhoseUtf8IsAboveTheLargestInt, IsRefusedByUTF8Iterator) {
+  constexpr std::int32_t length = largestInt / 3 + 1;  // of characters that take three bytes
+  constexpr std::size_t bytes = length * sizeof(char16_t);
+  const RepeatedMemory memory(bytes / RepeatedMemory::pieceSize + 1, '\x65');
+  const icu::UnicodeString text(false, reinterpret_cast<const char16_t*>(memory.get()), length);
+  EXPECT_THAT(
+      [&] { UTF8Iterator{text}; },
+      Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "UTF-16", "UTF-8").from("kelUTF8Iterator.cpp"));
 }
 
 }  // namespace

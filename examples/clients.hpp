@@ -1,0 +1,58 @@
+#pragma once
+
+#include "infra/oss/kelSocket.hpp"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <thread>
+
+namespace documents {
+
+/// The clients that are there, each served in a thread of its own. Only the thread that owns the object calls
+/// its members.
+class Clients {
+ public:
+  /// Talks to the client of that number until it has left, and raises nothing.
+  using Serve = std::function<void(tarvo::oss::Socket&, unsigned long long number)>;
+
+  explicit Clients(Serve serve);
+  Clients(const Clients&) = delete;
+  Clients& operator=(const Clients&) = delete;
+  /// Waits until all have left.
+  ~Clients();
+
+  /// Where to accept the next client. The same socket until `serveNext` succeeds.
+  tarvo::oss::Socket& nextSocket();
+  /// Serves the client that was accepted into `nextSocket`. If no thread can be made, the client's connection
+  /// is closed.
+  ///   raises   std::system_error: there are too few threads; std::bad_alloc
+  void serveNext(unsigned long long number);
+
+  /// How many clients are there, those that left since the last `removeDone` included.
+  std::size_t count() const { return clients_.size(); }
+  void removeDone();
+  /// Waits until a client leaves, but not longer than `limit`. Returns at once if one left since the last
+  /// `removeDone`.
+  void waitForDeparture(std::chrono::milliseconds limit);
+
+ private:
+  struct Client {
+    tarvo::oss::Socket socket;
+    std::thread thread;
+    bool done = false;
+  };
+
+  void serve(Client& client, unsigned long long number) noexcept;
+
+  Serve serve_;
+  std::list<Client> clients_;
+  std::list<Client> next_;  // empty, or the one to come
+  std::mutex mutex_;        // for `done`, and for closing a client's socket
+  std::condition_variable departed_;
+};
+
+}  // namespace documents

@@ -1,0 +1,50 @@
+// Linked with the document server's sources: lets the thread that takes clients run out of memory. SIGUSR1
+// begins it, SIGUSR2 ends it. With the environment's KELINFRA_TEST_ONE_REQUEST only one request fails after
+// each SIGUSR1: the first one after the first signal, the second one after the second, and so on.
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <new>
+#include <thread>
+
+namespace {
+
+constexpr int every = -1;
+std::atomic<int> toFail = 0;  // counts down to the request that fails at 1; or `every`
+std::atomic<int> signals = 0;
+const std::thread::id mainThread = std::this_thread::get_id();
+const bool oneRequest = std::getenv("KELINFRA_TEST_ONE_REQUEST") != nullptr;
+
+extern "C" void begin(int) {
+  toFail = oneRequest ? ++signals : every;
+}
+
+extern "C" void end(int) {
+  toFail = 0;
+}
+
+[[maybe_unused]] const bool installed =
+    std::signal(SIGUSR1, begin) != SIG_ERR && std::signal(SIGUSR2, end) != SIG_ERR;
+
+bool isRefused() {
+  if (toFail == 0 || std::this_thread::get_id() != mainThread) return false;
+  return toFail == every || toFail-- == 1;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const memory = isRefused() ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
