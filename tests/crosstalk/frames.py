@@ -5,6 +5,7 @@
 Both are command lines of kelinfra_frames, so that either can be run by another program.
 """
 
+import os
 import pathlib
 import re
 import shlex
@@ -28,7 +29,8 @@ def main():
     for end, (status, text) in said.items():
         print(f"the {end} end received {text}")
         if status != 0 or not re.fullmatch(r"48 frames, \d+ bytes: as they were sent", text):
-            sys.exit(f"the {end} end ended with status {status}")
+            seed = os.environ.get("KELINFRA_TEST_SEED", "0")
+            sys.exit(f"the {end} end ended with status {status}, with KELINFRA_TEST_SEED={seed}")
 
 
 main()

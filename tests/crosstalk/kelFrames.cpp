@@ -10,6 +10,8 @@
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelSocketServer.hpp"
 
+#include "support/kelSeed.hpp"
+
 #include <algorithm>
 #include <cstddef>
 #include <iostream>
@@ -58,7 +60,7 @@ std::string payloadOf(Kind kind, std::size_t size, std::mt19937_64& random) {
 }
 
 std::vector<std::string> framesOf(unsigned long long seed) {
-  std::mt19937_64 random(seed);
+  std::mt19937_64 random(seed + tarvo::test::runSeed());
   std::vector<std::string> frames;
   for (const std::size_t size : sizes) {
     for (const Kind kind : kinds) frames.push_back(payloadOf(kind, size, random));

@@ -3,6 +3,7 @@
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 #include "support/kelThreadEnd.hpp"
 
 #include <gtest/gtest.h>
@@ -209,7 +210,7 @@ icu::UnicodeString randomText(std::mt19937& random) {
 
 TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
   constexpr unsigned seed = 20;
-  std::mt19937 random(seed);
+  std::mt19937 random(test::seeded(seed));
   for (const std::string& name : rowsOf(codePages())) {
     for (int time = 0; time < 60; ++time) {
       ROW("time", time);
@@ -259,7 +260,7 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
               expected);
     EXPECT_EQ(toUnicode(row.bytes.c_str(), -1, row.codePage), expected);
   }
-  std::mt19937 random(20261121);
+  std::mt19937 random(test::seeded(20261121));
   for (int i = 0; i < 20'000; ++i) {
     ROW("i", i);
     std::string bytes(1 + random() % 60, '\0');

@@ -3,6 +3,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -54,7 +55,7 @@ const std::vector<std::string>& codePages() {
 
 class RandomTexts {
  public:
-  explicit RandomTexts(unsigned seed) : random_(seed) {}
+  explicit RandomTexts(unsigned seed) : random_(seeded(seed)) {}
 
   unsigned below(unsigned count) { return static_cast<unsigned>(random_() % count); }
   const std::string& oneOf(const std::vector<std::string>& all) {

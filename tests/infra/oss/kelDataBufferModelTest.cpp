@@ -2,6 +2,7 @@
 
 #include "support/kelDataBufferModel.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -107,7 +108,7 @@ class DataBufferSteps : public ::testing::TestWithParam<unsigned> {
   std::string addBuffer();
   std::string renew();
 
-  std::mt19937 random_{GetParam()};
+  std::mt19937 random_{seeded(GetParam())};
   std::unique_ptr<DataBuffer> buffer_ = std::make_unique<DataBuffer>(0);
   std::unique_ptr<Model> model_ = std::make_unique<Model>();
 };

@@ -1,5 +1,6 @@
 #include "oss/kelDecimalText.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 
@@ -90,7 +91,7 @@ TYPED_TEST(DecimalTexts, OfEveryFourDigitsInEveryPlace) {
 
 TYPED_TEST(DecimalTexts, OfNumbersOfAnySize) {
   constexpr unsigned int seed = 34;
-  std::mt19937_64 random(seed);
+  std::mt19937_64 random(seeded(seed));
   for (int i = 0; i < 200'000; ++i) {
     ROW("i", i);
     this->expectBoth(random() >> (random() % 64));

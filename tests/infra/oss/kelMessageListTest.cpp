@@ -3,6 +3,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -492,7 +493,7 @@ std::string fieldsOf(const Message* message) {
 // Some lists and their models, and the operations on both.
 class Lists {
  public:
-  explicit Lists(unsigned int seed) : random_(seed) {}
+  explicit Lists(unsigned int seed) : random_(seeded(seed)) {}
 
   std::string step() {
     const std::size_t one = upTo(size);

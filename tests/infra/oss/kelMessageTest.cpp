@@ -2,6 +2,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -320,7 +321,7 @@ TEST(Message, AddsTheLowHalfNextToEveryPowerOfTwo) {
 }
 
 TEST(Message, AddsTheLowHalfOfRandomNumbers) {
-  std::mt19937_64 random(20240611);
+  std::mt19937_64 random(seeded(20240611));
   ROW("seed 20240611");
   for (int i = 0; i < 2000; ++i) {
     ROW("i", i);

@@ -6,6 +6,7 @@
 #include "support/kelRaises.hpp"
 #include "support/kelRounds.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -120,7 +121,7 @@ class Waiter {
 /// then meet is the scheduler's business.
 class Jitter {
  public:
-  explicit Jitter(unsigned int seed) : random_(seed) {}
+  explicit Jitter(unsigned int seed) : random_(seeded(seed)) {}
 
   void operator()() {
     const auto steps = random_() % 400;

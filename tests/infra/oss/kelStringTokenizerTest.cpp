@@ -3,6 +3,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 #include "support/kelTokenizerModel.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -413,7 +414,7 @@ class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
     }
   }
 
-  std::mt19937 random_{GetParam()};
+  std::mt19937 random_{seeded(GetParam())};
 };
 
 TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {

@@ -1,4 +1,5 @@
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 #include "support/kelUtf8Model.hpp"
 
 #include <gtest/gtest.h>
@@ -67,7 +68,7 @@ TEST(Utf8Model, CountsByLeadBytes) {
 }
 
 TEST(Utf8Model, MakesSoundTextsUnlessToldOtherwise) {
-  std::mt19937 engine(1);
+  std::mt19937 engine(seeded(1));
   EXPECT_TRUE(modelCharacters(randomUtf8(engine, 10'000, 0)).has_value());
   EXPECT_FALSE(modelCharacters(randomUtf8(engine, 10'000, 5)).has_value());
 }

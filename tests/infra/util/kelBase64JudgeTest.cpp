@@ -4,6 +4,7 @@
 #include "support/kelProcess.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 
@@ -65,7 +66,7 @@ std::string randomBytes(std::size_t length, std::mt19937& engine) {
 }
 
 TEST_P(Base64Judge, AgreesOnEveryLengthOfAFewGroupsAndOnAMebibyte) {
-  std::mt19937 engine(4648);
+  std::mt19937 engine(seeded(4648));
   std::vector<std::size_t> lengths = {1U << 20U, (1U << 20U) + 1, (1U << 20U) + 2};
   for (std::size_t length = 0; length <= 34; ++length) lengths.push_back(length);
   for (const std::size_t length : rowsOf(lengths)) {
@@ -99,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(Coreutils, Base64Judge,
                          [](const auto& row) { return std::string(row.index == 0 ? "Standard" : "Safe"); });
 
 TEST(Base64JudgeTools, TheProgramBase64ReadsAndWritesTheStandardAlphabet) {
-  std::mt19937 engine(64);
+  std::mt19937 engine(seeded(64));
   const std::string bytes = randomBytes(50'000, engine);
   std::vector<unsigned short> text(Base64::encodeSize(bytes.size()));
   Base64::encode(text.data(), text.size(), bytes.data(), bytes.size());

@@ -4,6 +4,7 @@
 #include "support/kelBase64Model.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gtest/gtest.h>
@@ -545,7 +546,7 @@ class Base64Random : public testing::TestWithParam<unsigned int> {
   }
 
  private:
-  std::mt19937 engine_{GetParam()};
+  std::mt19937 engine_{seeded(GetParam())};
 };
 
 TEST_P(Base64Random, RoundTripsMatchTheModel) {

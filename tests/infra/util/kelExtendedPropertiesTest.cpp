@@ -3,6 +3,7 @@
 
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 #include "support/kelTraceRecorder.hpp"
 
 #include <gtest/gtest.h>
@@ -199,7 +200,7 @@ TEST(ExtendedProperties, KeepsReferencesAndIteratorsWhileOthersComeAndGo) {
 }
 
 TEST(ExtendedProperties, IsTheMapThatAModelIsUnderRandomChanges) {
-  std::mt19937 random(20'240'501);
+  std::mt19937 random(seeded(20'240'501));
   ExtendedProperties properties;
   std::map<std::u16string, std::u16string> model;
   const auto randomText = [&](std::size_t most) {

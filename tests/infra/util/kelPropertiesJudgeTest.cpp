@@ -3,6 +3,7 @@
 
 #include "support/kelProcess.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -136,7 +137,7 @@ TEST(PropertiesJudge, ReadsTheseDifferently) {
 /// Lines as programs and people write them, without what is told above.
 class Documents {
  public:
-  explicit Documents(unsigned int seed) : random_(seed) {}
+  explicit Documents(unsigned int seed) : random_(seeded(seed)) {}
 
   std::string next() {
     const std::string lineEnd = pick({"\n", "\r\n", "\r"});

@@ -6,6 +6,7 @@
 #include "support/kelPropertiesModel.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRows.hpp"
+#include "support/kelSeed.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -965,7 +966,7 @@ class PropertiesWalks : public ::testing::TestWithParam<unsigned> {
     return bytes;
   }
 
-  std::mt19937 random_{GetParam()};
+  std::mt19937 random_{seeded(GetParam())};
 };
 
 TEST_P(PropertiesWalks, OverBytesAreTheModels) {

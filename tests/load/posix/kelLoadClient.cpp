@@ -18,6 +18,7 @@
 
 #include "kelFigures.hpp"
 #include "kelFrame.hpp"
+#include "support/kelSeed.hpp"
 
 #include <cstdlib>
 #include <iostream>
@@ -36,7 +37,8 @@ using tarvo::oss::SocketException;
 
 class Client {
  public:
-  Client(unsigned int port, std::size_t first) : port_(port), first_(first), random_(first) {}
+  Client(unsigned int port, std::size_t first)
+      : port_(port), first_(first), random_(tarvo::test::runSeed() + static_cast<unsigned int>(first)) {}
 
   std::size_t connect(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) open(sockets_.emplace_back());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/kelSeed.hpp"
+
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -23,7 +25,8 @@ class Report {
       std::printf("ok      %s: %s (%.1f s)\n", title.c_str(), figures.c_str(), took.count());
       ++passed_;
     } catch (const std::exception& error) {
-      std::printf("FAILED  %s: %s\n", title.c_str(), error.what());
+      std::printf("FAILED  %s: %s, with %s=%u\n", title.c_str(), error.what(), test::seedVariable,
+                  test::runSeed());
       ++failed_;
     }
     std::fflush(stdout);

@@ -7,12 +7,12 @@
 #include "kelPacketRelay.hpp"
 #include "kelReport.hpp"
 #include "support/kelProcess.hpp"
+#include "support/kelSeed.hpp"
 
 #include <signal.h>
 
 #include <cstdio>
 #include <list>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -397,9 +397,8 @@ int main(int count, char** arguments) {
     return 2;
   }
   ::signal(SIGPIPE, SIG_IGN);
-  const unsigned int seed = std::random_device()();
-  std::printf("the link's seed: %u\n", seed);
-  Network network(arguments[1], arguments[2], seed);
+  tarvo::test::drawRunSeed();
+  Network network(arguments[1], arguments[2], tarvo::test::seeded(1));
   tarvo::load::Report report("netfaults");
   const auto check = [&](const std::string& title, const auto& body) {
     report.check(title, [&] {

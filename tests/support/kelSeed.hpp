@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+
+namespace tarvo::test {
+
+/// The one variable that changes the random numbers of all tests and test programs, from 0 to 2^32 - 1. The
+/// same number gives the same random numbers; a failed random test prints it.
+inline constexpr const char* seedVariable = "KELINFRA_TEST_SEED";
+
+/// The variable's value, 0 without it. Ends the program if the value is not a number.
+inline unsigned int& runSeed() {
+  static unsigned int seed = [] {
+    const char* const text = std::getenv(seedVariable);  // NOLINT(concurrency-mt-unsafe): nobody sets it
+    unsigned int number = 0;
+    if (text == nullptr) return number;
+    const char* const end = text + std::strlen(text);
+    const auto [rest, error] = std::from_chars(text, end, number);
+    if (error != std::errc() || rest != end) {
+      std::fprintf(stderr, "%s=%s is not a number from 0 to 4294967295\n", seedVariable, text);
+      std::_Exit(2);
+    }
+    return number;
+  }();
+  return seed;
+}
+
+/// For programs whose runs are to differ: draws the run's seed unless the variable gives it.
+inline void drawRunSeed() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets it
+  if (std::getenv(seedVariable) == nullptr) runSeed() = std::random_device()();
+}
+
+/// Whether the running test, or the program, has printed the run's seed.
+inline std::atomic<bool> seedShown = false;
+
+inline void showRunSeed() {
+  std::printf("random numbers of %s=%u\n", seedVariable, runSeed());
+  std::fflush(stdout);
+}
+
+/// The seed for a generator of random numbers. `own` keeps generators apart. The first call of a test prints
+/// the run's seed.
+inline unsigned int seeded(unsigned int own) {
+  if (!seedShown.exchange(true)) showRunSeed();
+  return runSeed() + own;
+}
+
+}  // namespace tarvo::test
