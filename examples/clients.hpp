@@ -12,7 +12,7 @@
 
 namespace documents {
 
-/// The clients that are there, each served in a thread of its own. Only the thread that owns the object calls
+/// The clients that are there, each served in a separate thread. Only the thread that owns the object calls
 /// its members.
 class Clients {
  public:

@@ -38,7 +38,7 @@ void loadForeign(ExtendedProperties& properties, std::string_view text, const Re
   properties.resolveReferences();
 }
 
-/// What a request asks for.
+/// The contents of a request.
 struct Request {
   bool byLines = false;
   std::string codePage;

@@ -1,4 +1,4 @@
-// Answers documents with what it counted in them, each client in a thread of its own.
+// Answers documents with what it counted in them, each client in a separate thread.
 
 #include "documentAnalysis.hpp"
 #include "documentService.hpp"

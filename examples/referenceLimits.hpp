@@ -4,7 +4,7 @@
 
 namespace documents {
 
-/// What the references between a stranger's properties may cost. References multiply text: ten lines of ten
+/// Limits for the references between untrusted properties. References multiply text: ten lines of ten
 /// references each make a text of 10^9 words.
 struct ReferenceLimits {
   unsigned int percents = 0;  ///< percent signs, two for each reference

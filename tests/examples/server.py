@@ -322,7 +322,7 @@ def references_may_produce_characters_up_to_the_limit(place):
                 check("tokens" in client.ask(text), length, "was refused")
             else:
                 client.is_refused(text, "ERR_TOO_MUCH_PRODUCED", "1000")
-        # What several values produce is added up.
+        # The characters of several values are added up.
         lines = f"a=%d%\nb=%d%\nc=%d%\nd={'x' * 400}\n"
         client.is_refused(request(lines=lines), "ERR_TOO_MUCH_PRODUCED", "1000")
         client.is_answered()
