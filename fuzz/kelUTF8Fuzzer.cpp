@@ -34,7 +34,7 @@ void compareKernels(const Kernels& kernels, const std::vector<char>& text, std::
 
 void compareSpread(const Kernels& kernels, const std::string& bytes,
                    const std::vector<std::string>& characters) {
-  const std::string readable = bytes + std::string(tarvo::simd::spreadReadsBehind, '\xBF');
+  const std::string readable = bytes + std::string(tarvo::simd::spreadReadsAfter, '\xBF');
   const std::vector<char> text(readable.begin(), readable.end());
   std::vector<std::uint64_t> spread((bytes.size() + 15) / 16 * 16);
   expect(kernels.spreadCharacters(spread.data(), text.data(), bytes.size()) == characters.size(),

@@ -17,8 +17,8 @@ namespace tarvo::oss {
 ///       error.getErrorMessage().getMessageArgs();  // -> "127.0.0.1", "1"
 ///     }
 ///
-/// The subclasses `NLSException`, `IOException`, `SocketException` (here), `PropertiesException` and
-/// `Base64Exception` (tarvo::util) differ in type and name only. Copies are deep and independent of one
+/// The subclasses `NLSException`, `IOException`, `SocketException` (tarvo::oss), `PropertiesException` and
+/// `Base64Exception` (tarvo::util) differ only in type and name. Copies are deep and independent of one
 /// another, so an exception may be handed to another thread; one object is used by one thread at a time.
 class KELINFRA_API BaseException : public std::exception {
  public:
@@ -30,7 +30,7 @@ class KELINFRA_API BaseException : public std::exception {
 
   BaseException& operator=(const BaseException& other) = delete;
 
-  /// `name()` of the most derived class: a static string.
+  /// Returns `name()` of the most derived class, a static string.
   const char* what() const noexcept override;
   /// Returns "oss::BaseException"; each subclass overrides it. Only some of the names include a namespace.
   /// The names are frozen because programs print them.

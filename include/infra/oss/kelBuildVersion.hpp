@@ -6,7 +6,7 @@
 
 namespace tarvo::oss {
 
-/// Which build of the library this is: "product-protocol-build", and its three parts.
+/// A version "product-protocol-build" and its three parts; by default the version of this library.
 ///
 ///     BuildVersion version;
 ///     version.getBuildVersion();         // -> "5.2.1.0-1.1-275"
@@ -14,7 +14,7 @@ namespace tarvo::oss {
 ///     version.getProtocolVersion();      // -> "1.1"
 ///     version.getBuildNumberString();    // -> "275"
 ///
-/// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens separate once, so
+/// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens count as one, so
 /// "5--275" has the product version 5 and the protocol version 275. A missing part is empty; text after the
 /// third part is only in `getBuildVersion`. The only failure is std::bad_alloc. Returned references live as
 /// long as the object; after an assignment they refer to the new texts.

@@ -21,13 +21,13 @@ namespace tarvo::oss {
 /// first. One thread at a time.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
-  /// `capacity` is the bytes that the buffer can take; with 0 it may be null.
+  /// `capacity` is the size of the buffer in bytes; if it is 0, the buffer may be null.
   ByteArrayOutputStream(char* buffer KELINFRA_LIFETIMEBOUND, std::size_t capacity);
   ~ByteArrayOutputStream() override;
 
   using OutputStream::write;
-  /// Stores one byte after those written before. The other `write`s store bytes up to the first that does
-  /// not fit.
+  /// Stores one byte after the bytes written so far. The other `write` members store bytes up to the first
+  /// that does not fit.
   ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits),
   ///            file "kelByteArrayOutputStream.cpp": the buffer is full. The byte is lost, the stream is
   ///            unchanged

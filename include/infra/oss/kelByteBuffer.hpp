@@ -45,7 +45,7 @@ class KELINFRA_API ByteBuffer {
   unsigned long long length() const;
   /// The same as `length`.
   unsigned long long getSize() const;
-  /// Bytes allocated, the terminator's included.
+  /// The number of bytes allocated, including the terminator.
   unsigned long long capacity() const;
   /// Whether the buffer holds exactly these bytes; false for null.
   bool compare(const char* const data, unsigned long long length) const;

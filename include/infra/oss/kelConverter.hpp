@@ -22,7 +22,7 @@ char* growBuffer(void* buffer, std::size_t size) {
 
 }  // namespace detail
 
-/// Code-page conversion over ICU's converters.
+/// Code-page conversion by ICU's converters.
 ///
 ///     char latin[64];
 ///     const char* utf8 = "Gr\xC3\xBC\xC3\x9F""e";
@@ -33,8 +33,8 @@ char* growBuffer(void* buffer, std::size_t size) {
 /// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths,
 /// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the character
 /// that ICU's converter uses instead. A character that the target code page does not contain becomes that
-/// code page's substitution byte. Each thread keeps the converters that it uses open. All members are static
-/// and may be called from any thread.
+/// code page's substitution byte. Each thread keeps recently used converters open. All members are static and
+/// may be called from any thread.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;

@@ -18,10 +18,10 @@ namespace tarvo::oss {
 ///     line.appendBinary("\x0A\xFF", 2, true);
 ///     puts(line.getString());        // prints id=4711 straße X'0AFF'
 ///
-/// It holds text, not bytes at large: a zero byte in the contents terminates the text for every operation
-/// that computes a length. An insert moves only the bytes from its position up to the next zero byte; they
-/// overwrite what follows. When the text moves to a larger block, the part before the position, the added
-/// text and the part after the position are each cut at their first zero byte.
+/// It is for text, not for arbitrary bytes: a zero byte in the contents terminates the text for every
+/// operation that computes a length. An insert moves only the bytes from its position up to the next zero
+/// byte; they overwrite what follows. When the text moves to a larger block, the part before the position,
+/// the added text and the part after the position are each cut at their first zero byte.
 ///
 /// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. For
 /// blocks of 4 MiB or more the system is asked for large pages.
@@ -41,7 +41,7 @@ namespace tarvo::oss {
 ///                                          while the default converter has one of these names; the zero
 ///                                          bytes of such a text would terminate it
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
-/// where `encoding` is the default converter's name when none was given.
+/// If no encoding was given, `encoding` is the default converter's name.
 class KELINFRA_API DataBuffer {
  public:
   /// Empty, with room for `size` bytes. If `size` is at most 4096, even negative, nothing is allocated: the
@@ -66,8 +66,8 @@ class KELINFRA_API DataBuffer {
   /// after the text are 0, except where `clear(true)` left older ones.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
-  /// 4096 while the text is inside the object. A constructor that was given a larger size makes it that size;
-  /// an append or insert that does not fit makes it length + count + 4096.
+  /// 4096 while the text is inside the object. If a constructor was given a larger size, it is that size.
+  /// After an append or insert that did not fit it is length + count + 4096.
   int capacity() const;
 
   /// Decodes the literal X'0aff' that the buffer holds, digits of either case, into `target`.

@@ -26,8 +26,8 @@ class TextList {
   std::size_t size_;
 };
 
-/// Numbers as text and back, the same in every locale, and the library's locale settings. All members are
-/// static.
+/// Converts numbers to text and back, independently of the locale, and holds the library's locale settings.
+/// All members are static.
 ///
 ///     icu::UnicodeString text;
 ///     Formatter::int64ToString(text, -42);                        // text -> "-42"
@@ -51,7 +51,7 @@ class KELINFRA_API Formatter {
   static void uint64ToString(icu::UnicodeString& out, std::uint64_t value);
 
   /// `out` becomes the hexadecimal literal of the value's 64 bits, without leading zeros: X'1F' for 31,
-  /// X'FFFFFFFFFFFFFFFF' for -1, with small letters unless `upperCase`.
+  /// X'FFFFFFFFFFFFFFFF' for -1, in lower case unless `upperCase` is true.
   static void int64ToHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase);
 
   // --- text to numbers

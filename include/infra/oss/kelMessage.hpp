@@ -17,8 +17,8 @@ namespace tarvo::oss {
 ///     icu::UnicodeString line;
 ///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
-/// A value class, used by one thread at a time. Returned references live until the message's next change.
-/// No member raises an error of the library's own; exhausted memory is the standard allocation failure.
+/// A value class, used by one thread at a time. Returned references live until the message's next change. The
+/// only failure is std::bad_alloc.
 class KELINFRA_API Message {
  public:
   /// Severity: one bit each.
@@ -50,8 +50,8 @@ class KELINFRA_API Message {
   const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
   /// Writes the message on one line, "ID: [text]" or "ID: [text] - [first] [second]", into `out`, whose
-  /// former contents are dropped, and returns `out`. File, line and level are not part of it. An `out` whose
-  /// buffer is held open (`getBuffer(minCapacity)`) is not changed.
+  /// former contents are dropped, and returns `out`. File, line and level are not part of it. If the caller
+  /// holds the buffer of `out` open (`getBuffer(minCapacity)`), `out` is not changed.
   const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------

@@ -14,8 +14,8 @@ namespace tarvo::oss {
 ///     }
 ///
 /// One thread at a time, the cursor included. Returned references and pointers live until `clear` or the
-/// list's destruction; adding messages keeps them. Exhausted memory while adding is the standard allocation
-/// failure and leaves the list without the message that did not fit; messages added before it stay.
+/// list's destruction; adding messages keeps them. If there is no memory for a message, std::bad_alloc is
+/// raised and the message is not added; messages added before it stay.
 class KELINFRA_API MessageList {
  public:
   /// An empty list.

@@ -7,8 +7,8 @@
 
 namespace tarvo::oss {
 
-/// A scratch array with room for N elements inside the object and heap storage when more is asked for. Meant
-/// for the stack, one thread at a time.
+/// A scratch array with room for N elements inside the object and heap storage for larger sizes. Meant for
+/// the stack, one thread at a time.
 ///
 ///     const icu::UnicodeString text = u"Grüße";
 ///     SizeableBuffer<char, 4> bytes;
@@ -20,8 +20,8 @@ namespace tarvo::oss {
 ///     }
 ///     bytes.capacity();  // -> 8
 ///
-/// The contents are not initialised, and a resize that moves to the heap or within it does not keep them. The
-/// pointer from `data` lives until the next `resize`.
+/// The contents are not initialised. A resize that changes the storage does not keep them. The pointer from
+/// `data` lives until the next `resize`.
 template <class T, std::size_t N>
 class SizeableBuffer {
  public:
@@ -39,8 +39,8 @@ class SizeableBuffer {
   /// N while the inline store is in use, then the heap storage's capacity: a power of two.
   unsigned long long capacity() const { return capacity_; }
 
-  /// Makes room for `n` elements. Up to N the inline store stays while it is in use; once on the heap, the
-  /// buffer stays there and grows as `DefaultAlternateBuffer` does.
+  /// Makes room for `n` elements. If n is at most N and the inline store is in use, it stays in use. Once the
+  /// buffer is on the heap, it stays there and grows as `DefaultAlternateBuffer` does.
   ///   raises   std::bad_alloc: n above 2^30, or no memory; data is then null and both sizes are 0
   void resize(unsigned long long n) {
     if (maximumSize_ != 0 && n > maximumSize_) return;

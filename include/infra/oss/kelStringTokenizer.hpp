@@ -17,10 +17,10 @@ namespace tarvo::oss {
 ///     StringTokenizer words("x, y,z", "UTF-8", ", ");
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
-/// Adjacent delimiters separate once. Delimiters at the end of the text give no token; those at its start
-/// give one empty token: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists of delimiters
-/// only is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the two halves of
-/// a supplementary character are two delimiters.
+/// Adjacent delimiters count as one. Delimiters at the end of the text give no token; those at its start give
+/// one empty token: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists of delimiters only
+/// is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the two halves of a
+/// supplementary character are two delimiters.
 ///
 /// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
 /// starts at the first token. One thread at a time. If there is no memory, or if a narrow text is longer than

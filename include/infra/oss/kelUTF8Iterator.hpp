@@ -23,7 +23,8 @@ namespace tarvo::oss {
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
 /// text: nothing is raised, and `isEmpty` returns true. An iterator over an empty string is different: it has
-/// text, of length 0. Only ICU's own allocation, when a thread first converts Unicode, raises std::bad_alloc.
+/// text, of length 0. std::bad_alloc is raised only if ICU has no memory when a thread first converts
+/// Unicode.
 class KELINFRA_API UTF8Iterator {
  public:
   /// Take the text up to its terminator. Unicode text is converted to UTF-8, and checked, up to its first

@@ -52,7 +52,7 @@ struct Facility {
 /// replacement is not synchronised with them. Raises nothing.
 KELINFRA_API void install(const Facility& facility) noexcept;
 
-/// Puts the built-in facility back, under the same rule.
+/// Restores the built-in facility; the same rule holds.
 KELINFRA_API void uninstall() noexcept;
 
 }  // namespace tarvo::trace

@@ -99,7 +99,7 @@ class KELINFRA_API ExtendedProperties {
   using OtherPointer = std::enable_if_t<pointsElsewhere<Pointer, Value>(), int>;
 
  public:
-  /// Over pairs of a constant key, `first`, and a value, `second`, in key order.
+  /// Iterates over pairs of a constant key, `first`, and a value, `second`, in key order.
   using iterator = Map::const_iterator;
   using const_iterator = iterator;
 
@@ -112,7 +112,7 @@ class KELINFRA_API ExtendedProperties {
   /// Copies as `copy` does.
   ExtendedProperties& operator=(const ExtendedProperties& other) KELINFRA_LIFETIMEBOUND;
 
-  /// Replaces properties and includes by the other's. A copy of the object onto itself changes nothing.
+  /// Replaces properties and includes by the other's. Copying an object to itself changes nothing.
   void copy(const ExtendedProperties& other);
 
   // --- ask for texts
@@ -130,9 +130,9 @@ class KELINFRA_API ExtendedProperties {
   // --- ask for typed values
   //
   // Each call reads the stored text, without its leading and trailing white space (ICU's). Boolean: exactly
-  // one of "true", "yes", "on", "1", or "false", "no", "off", "0". Numbers: what the function of `Formatter`
-  // for the type accepts. Out-of-range numbers are no error there. An integer with no more digits than the
-  // largest of its type is reduced modulo 2^32 or 2^64: "4294967296" is 0 as int32 and as uint32,
+  // one of "true", "yes", "on", "1", or "false", "no", "off", "0". Numbers: every text that the function of
+  // `Formatter` for the type accepts. Out-of-range numbers are no error there. An integer with no more digits
+  // than the largest of its type is reduced modulo 2^32 or 2^64: "4294967296" is 0 as int32 and as uint32,
   // "3000000000" is -1294967296 as int32. A double becomes an infinity, or about 0.
   //   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value. The type
   //            word is "boolean", "integer", "int64" or "double". For uint32 it is "uint32" when the text

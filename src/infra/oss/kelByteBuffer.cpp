@@ -155,8 +155,8 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   return *this;
 }
 
-// Moves the bytes, since they may be a part of this buffer. A part fits into the present block, except the
-// whole block without a terminator: `wholeBlock` keeps the old block until it is copied.
+// Moves the bytes, since they may be a part of this buffer. A part fits into the present block. Only the
+// whole block leaves no room for the terminator; `wholeBlock` then keeps the old block until it is copied.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
   if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);

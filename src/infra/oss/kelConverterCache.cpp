@@ -146,16 +146,15 @@ CachedConverter::CachedConverter(const char* name, Direction direction) {
   ThreadConverters* const own = converters();
   kept_ = own == nullptr ? nullptr : find(*own, name, direction);
   if (kept_ == nullptr || kept_->leased) {
-    openAnew(name);
+    openNew(name);
   } else {
     converter_ = kept_->converter;
     kept_->leased = true;
   }
 }
 
-/// Keeps the new converter, unless the thread keeps one of that name that a caller further up the stack is
-/// using.
-void CachedConverter::openAnew(const char* name) {
+/// Keeps the new converter, unless a kept one of that name is in use further up the stack.
+void CachedConverter::openNew(const char* name) {
   const bool inUse = kept_ != nullptr;
   kept_ = nullptr;
   converter_ = open(name);
@@ -381,7 +380,7 @@ bool isUtf16(Form form) {
 }
 
 /// Whether writing to either range leaves the other unchanged.
-bool standApart(std::string_view one, std::string_view other) {
+bool disjoint(std::string_view one, std::string_view other) {
   const auto first = reinterpret_cast<std::uintptr_t>(one.data());
   const auto second = reinterpret_cast<std::uintptr_t>(other.data());
   return first + one.size() <= second || second + other.size() <= first;
@@ -394,7 +393,7 @@ std::int32_t singleBytesToUtf16(const char* bytes, std::int32_t length, const Si
   const std::size_t size = sizeof(char16_t) * count;
   if (size > static_cast<std::size_t>(largestSize)) return 0;
   if (target != nullptr) {
-    if (size > static_cast<std::size_t>(room) || !standApart({bytes, count}, {target, size})) return icuHasTo;
+    if (size > static_cast<std::size_t>(room) || !disjoint({bytes, count}, {target, size})) return icuHasTo;
     table.toUnicode(bytes, count, target);
     if (swapped) swapUtf16(target, count);
   }

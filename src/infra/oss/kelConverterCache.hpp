@@ -29,9 +29,9 @@ constexpr const char* nullIfEmpty(const char* codePage) {
   return isEmpty(codePage) ? nullptr : codePage;
 }
 
-/// An open converter for the duration of a scope. It is the thread's kept one. A separate one is opened if
-/// the kept one is in use further up the stack, if the name is longer than any of ICU's, or if the thread is
-/// ending.
+/// An open converter for the duration of a scope. Usually it is one that the thread keeps. A separate one is
+/// opened if the kept one is in use further up the stack, if the name is longer than any of ICU's, or if the
+/// thread is ending.
 ///
 ///     const CachedConverter converter("ISO-8859-1");
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name
@@ -65,7 +65,7 @@ class CachedConverter {
   SingleByteTable* table() const;
 
  private:
-  [[gnu::noinline]] void openAnew(const char* name);
+  [[gnu::noinline]] void openNew(const char* name);
 
   UConverter* converter_ = nullptr;
   KeptConverter* kept_ = nullptr;  // null: not kept, and this object closes the converter

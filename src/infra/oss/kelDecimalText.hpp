@@ -17,8 +17,8 @@
 namespace tarvo::oss {
 
 /// Computes up to eight decimal digits at a time in one word, the first digit in its lowest byte. The digits
-/// are computed in parallel, so a number takes few steps and few branches, which numbers of varying length
-/// would make mispredicted.
+/// are computed in parallel, so a number takes few steps and few branches; branches on the length of a number
+/// would often be mispredicted.
 namespace decimal {
 
 static_assert(std::endian::native == std::endian::little);

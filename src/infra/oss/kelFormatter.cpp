@@ -98,8 +98,8 @@ constexpr const char* typeWord<std::uint64_t> = "uint64_t";
 template <class Integer>
 constexpr std::size_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
 
-/// Returns whether the trimmed text is an integer, and stores it in `value`. The number is reduced modulo 2
-/// to the power of the width, because programs depend on it: only the number of digits is limited.
+/// Returns whether the trimmed text is an integer, and stores it in `value`. A value out of range is reduced
+/// modulo 2 to the power of the width; only the number of digits is limited. Programs depend on this.
 template <class Integer>
 bool readInteger(Units text, Integer& value) {
   bool negative = false;

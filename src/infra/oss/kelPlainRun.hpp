@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
-/// Runs of units and bytes with equal numbers, converted sixteen at a time. The compilers' vector extension
-/// works for every processor. Plain loops would not be vectorised, since a byte that is written may alias any
-/// object.
+/// Converts runs of code units and bytes that have equal values, sixteen at a time. The compilers' vector
+/// extension works for every processor. Plain loops would not be vectorised, since a byte that is written may
+/// alias any object.
 namespace tarvo::oss {
 
 constexpr std::size_t plainBlock = 16;

@@ -23,13 +23,13 @@ PrintStream& printFloating(PrintStream& stream, Value value) {
   return print(stream, value);
 }
 
-alignas(PrintStream) unsigned char standing[sizeof(PrintStream)];
+alignas(PrintStream) unsigned char storage[sizeof(PrintStream)];
 
 }  // namespace
 
 // Constructed when the library is loaded, after std::cerr and before any static constructor of the library's
 // users. Never destroyed, so that late exit handlers can print.
-PrintStream& ossOut = *new (standing) PrintStream;
+PrintStream& ossOut = *new (storage) PrintStream;
 
 PrintStream::~PrintStream() = default;
 

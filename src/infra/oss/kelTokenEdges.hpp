@@ -29,7 +29,7 @@ class ManyDelimiters {
     }
   }
 
-  UnitBits among(const char16_t* units) const {
+  UnitBits findIn(const char16_t* units) const {
     UnitBits found = 0;
     for (std::size_t i = 0; i < bitsUnits; ++i) found |= UnitBits{contains(units[i])} << i;
     return found;
@@ -52,9 +52,9 @@ class FewDelimiters {
         third_(eachUnit(members, 2)),
         fourth_(eachUnit(members, 3)) {}
 
-  UnitBits among(const char16_t* units) const {
+  UnitBits findIn(const char16_t* units) const {
     UnitBits found = 0;
-    for (std::size_t i = 0; i < bitsUnits; i += 8) found |= amongEight(units + i) << i;
+    for (std::size_t i = 0; i < bitsUnits; i += 8) found |= findInEight(units + i) << i;
     return found;
   }
 
@@ -65,7 +65,7 @@ class FewDelimiters {
     return EightUnits{} + unit;
   }
 
-  UnitBits amongEight(const char16_t* units) const {
+  UnitBits findInEight(const char16_t* units) const {
     static_assert(std::endian::native == std::endian::little);
     const EightUnits eight = eightUnitsAt(units);
     const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
@@ -83,10 +83,10 @@ class FewDelimiters {
 
 /// The bits of the last units, fewer than 64. The units after the text count as delimiters.
 template <class Delimiters>
-UnitBits amongLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
+UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
   std::array<char16_t, bitsUnits> padded{};
   std::copy_n(units, count, padded.data());
-  return delimiters.among(padded.data()) | ~UnitBits{0} << count;
+  return delimiters.findIn(padded.data()) | ~UnitBits{0} << count;
 }
 
 /// Writes the start and the end of each token of a text that is not empty, alternately, and returns the end
@@ -101,7 +101,7 @@ std::int32_t* findEdges(const char16_t* text, std::size_t length, const Delimite
   for (std::size_t at = 0; at <= length; at += bitsUnits) {
     const bool whole = length - at >= bitsUnits;
     const UnitBits found =
-        whole ? delimiters.among(text + at) : amongLast(text + at, length - at, delimiters);
+        whole ? delimiters.findIn(text + at) : findInLast(text + at, length - at, delimiters);
     UnitBits edges = found ^ (found << 1U | before);
     before = found >> (bitsUnits - 1);
     for (; edges != 0; edges &= edges - 1) {

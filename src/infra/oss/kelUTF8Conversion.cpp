@@ -77,7 +77,7 @@ std::int64_t countPairs(const char16_t* units, std::size_t count) {
 }
 
 /// The number of bytes of the units, with three for each half of a pair.
-std::size_t bytesOf(const char16_t* units, std::size_t count) {
+std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
   // The sums of this many units fit into 16 bits in each of eight places.
   constexpr std::size_t atOnce = 32768;
   std::size_t size = count;
@@ -98,7 +98,7 @@ std::size_t bytesOf(const char16_t* units, std::size_t count) {
 /// The size in bytes, or -1. A pair takes four bytes, not the six of its halves.
 std::int64_t sizeOf(const char16_t* units, std::size_t count) {
   const std::int64_t pairs = countPairs(units, count);
-  return pairs < 0 ? -1 : static_cast<std::int64_t>(bytesOf(units, count)) - 2 * pairs;
+  return pairs < 0 ? -1 : static_cast<std::int64_t>(sizeWithoutPairs(units, count)) - 2 * pairs;
 }
 
 /// Writes the beginning of a valid text that is larger than the room: first the units that fit in any case,

@@ -24,7 +24,7 @@ std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length);
 /// followed by zeros, and returns the number of characters. After the text `spreadSlack` more bytes must be
 /// readable; `dest` needs room for `length` characters, rounded up to a multiple of 16.
 std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t length);
-constexpr std::size_t spreadSlack = simd::spreadReadsBehind;
+constexpr std::size_t spreadSlack = simd::spreadReadsAfter;
 
 /// The number of characters by their lead bytes, whatever bytes follow these, or -1 if a lead byte is 80 to
 /// BF or F8 to FF. A character that the end cuts short counts.

@@ -22,7 +22,7 @@ struct Converted {
 };
 
 /// `spreadCharacters` reads this many bytes after the text.
-constexpr std::size_t spreadReadsBehind = 23;
+constexpr std::size_t spreadReadsAfter = 23;
 
 struct Kernels {
   /// Encodes at most `groups` groups of three bytes to four units each and returns their number; touches
@@ -39,7 +39,7 @@ struct Kernels {
   /// unspecified. The two ranges must not overlap.
   using CopyWellFormed = std::ptrdiff_t (*)(char* dest, const char* text, std::size_t length);
   /// Writes each character that begins within the first `length` bytes of a well-formed text to eight bytes,
-  /// followed by zeros; returns the number of characters. After the text `spreadReadsBehind` more bytes of
+  /// followed by zeros; returns the number of characters. After the text `spreadReadsAfter` more bytes of
   /// any value must be readable; `dest` must have room for `length` characters, rounded up to a multiple of
   /// 16.
   using SpreadCharacters = std::size_t (*)(std::uint64_t* dest, const char* text, std::size_t length);

@@ -12,7 +12,7 @@ namespace tarvo::simd {
 namespace {
 
 using Unit = unsigned short;
-using EightUnits = hn::Full128<std::uint16_t>;
+using EightUnitsTag = hn::Full128<std::uint16_t>;
 using WidestUnits = hn::ScalableTag<std::uint16_t>;
 
 constexpr std::size_t vectorBytes = 16;
@@ -22,12 +22,12 @@ constexpr Byte none = 0x80;  // for this index a shuffle writes a zero
 /// For each bit pattern of a window of eight elements: a shuffle of its characters, and their numbers of
 /// bytes and units.
 template <unsigned cases>
-struct Windows {
+struct WindowTable {
   alignas(vectorBytes) Byte shuffles[cases][vectorBytes] = {};
   Byte bytes[cases] = {};
   Byte units[cases] = {};
 
-  consteval Windows() {
+  consteval WindowTable() {
     for (Byte(&shuffle)[vectorBytes] : shuffles) {
       for (Byte& place : shuffle) place = none;
     }
@@ -46,7 +46,7 @@ constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are 
 /// before it if there are two; positions count from the byte before the window. It ends at the first larger
 /// character.
 consteval auto windowsOfBytes() {
-  Windows<512> windows;
+  WindowTable<512> windows;
   for (unsigned ends = 0; ends < 512; ++ends) {
     for (unsigned last = 1; last <= 8; ++last) {
       if ((ends >> last & 1U) == 0) continue;
@@ -61,7 +61,7 @@ consteval auto windowsOfBytes() {
   return windows;
 }
 
-constexpr Windows<512> byteWindows = windowsOfBytes();
+constexpr WindowTable<512> byteWindows = windowsOfBytes();
 
 /// The last byte of a character is the one before a byte that starts one. Reads one byte after the stretch.
 HWY_INLINE std::uint64_t endsOf(const Byte* text) {
@@ -93,7 +93,7 @@ HWY_INLINE void widenAscii(const Byte* text, Unit* dest) {
 /// before.
 HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   const Narrow d;
-  const EightUnits d16;
+  const EightUnitsTag d16;
   const auto window = hn::LoadU(d, text - 1);
   const auto pairs =
       hn::BitCast(d16, hn::TableLookupBytesOr0(window, hn::Load(d, byteWindows.shuffles[ends])));
@@ -124,7 +124,7 @@ constexpr Blocks toUpperHalf({none, none, none, none, none, none, none, none, 0,
 
 HWY_INLINE hn::Vec<Narrow> fourOfThree(hn::Vec<Narrow> bytes, const Blocks& order) {
   const Narrow d;
-  const EightUnits d16;
+  const EightUnitsTag d16;
   const auto values = hn::And(hn::TableLookupBytesOr0(bytes, load(d, order)), eachFour<0x000F3F3F>(d));
   const auto halves = sumsOfProducts(values, eachFour<0x00014001>(d));
   return hn::BitCast(d, sumsOfProducts(halves, eachFour<0x10000001>(d16)));
@@ -139,7 +139,7 @@ HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
   const auto high = fourOfThree(hn::LoadU(d, text + 8), threesFromFour);
   const auto units = hn::Or(hn::TableLookupBytesOr0(low, load(d, toLowerHalf)),
                             hn::TableLookupBytesOr0(high, load(d, toUpperHalf)));
-  const EightUnits d16;
+  const EightUnitsTag d16;
   hn::StoreU(hn::BitCast(d16, units), d16, dest);
 }
 
@@ -219,7 +219,7 @@ Converted utf16FromUtf8(Unit* dest, const char* text, std::size_t length) {
 /// Bits of the pattern: which units are ASCII. A shuffle takes two bytes of each unit, or only the first if
 /// it is ASCII.
 consteval auto windowsOfUnits() {
-  Windows<256> windows;
+  WindowTable<256> windows;
   for (unsigned ascii = 0; ascii < 256; ++ascii) {
     unsigned count = 0;
     for (unsigned unit = 0; unit < vectorUnits; ++unit) {
@@ -231,7 +231,7 @@ consteval auto windowsOfUnits() {
   return windows;
 }
 
-constexpr Windows<256> unitWindows = windowsOfUnits();
+constexpr WindowTable<256> unitWindows = windowsOfUnits();
 
 template <std::uint32_t unit, class D>
 HWY_INLINE hn::Vec<D> eachUnit(D d) {
@@ -241,14 +241,14 @@ HWY_INLINE hn::Vec<D> eachUnit(D d) {
 /// The last byte of a character, in the lower half of each unit.
 template <class V>
 HWY_INLINE V tailOf(V units) {
-  const EightUnits d;
+  const EightUnitsTag d;
   return hn::Or(hn::And(units, eachUnit<0x3F>(d)), eachUnit<0x80>(d));
 }
 
 /// Writes units below U+0800: 16 bytes, of which the first ones are valid. Returns their number.
 template <class V>
 HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
-  const EightUnits d;
+  const EightUnitsTag d;
   const Narrow bytes;
   const auto ascii = hn::Eq(hn::And(units, eachUnit<0xFF80>(d)), hn::Zero(d));
   const auto leads = hn::Or(hn::ShiftRight<6>(units), eachUnit<0xC0>(d));
@@ -265,7 +265,7 @@ constexpr Blocks withoutFourth({0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, none, no
 /// Writes units from U+0800 on, none of them half of a pair: 28 bytes, of which 24 are valid.
 template <class V>
 HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
-  const EightUnits d;
+  const EightUnitsTag d;
   const Narrow bytes;
   const auto leads = hn::Or(hn::ShiftRight<12>(units), eachUnit<0xE0>(d));
   const auto firstTwo = hn::Or(leads, hn::ShiftLeft<8>(tailOf(hn::ShiftRight<6>(units))));
@@ -292,7 +292,7 @@ HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size
 
 /// Writes eight units, or nine if the last one begins a pair. Returns the number of units.
 HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& dest) {
-  const EightUnits d;
+  const EightUnitsTag d;
   const auto eight = hn::LoadU(d, units);
   const auto top = hn::And(eight, eachUnit<0xF800>(d));
   const auto small = hn::Eq(top, hn::Zero(d));

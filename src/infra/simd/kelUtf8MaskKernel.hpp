@@ -61,12 +61,12 @@ struct Progress {
   /// Takes 64 bytes; the other vectors begin one, two and three bytes further left.
   __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
     const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
-    const Mask behindLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
+    const Mask afterLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
     const Mask due =
-        behindLead | _mm512_cmpge_epu8_mask(second, each(0xE0)) | _mm512_cmpge_epu8_mask(third, each(0xF0));
+        afterLead | _mm512_cmpge_epu8_mask(second, each(0xE0)) | _mm512_cmpge_epu8_mask(third, each(0xF0));
     const Vector barred = _mm512_permutexvar_epi8(first, load(barredByLead));
     const Vector own = _mm512_permutexvar_epi8(bytes, load(quarters));
-    faults |= (due ^ continuing) | _mm512_mask_test_epi8_mask(behindLead, barred, own);
+    faults |= (due ^ continuing) | _mm512_mask_test_epi8_mask(afterLead, barred, own);
     continuations += static_cast<std::size_t>(__builtin_popcountll(continuing));
   }
 
@@ -81,12 +81,12 @@ template <bool copies>
 __attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, std::size_t count) {
   const Mask all = firstBits(count);
-  const auto behind = [&](std::size_t places) {
+  const auto shiftedBy = [&](std::size_t places) {
     return _mm512_maskz_loadu_epi8(at == 0 ? all & ~firstBits(places) : all, text + at - places);
   };
-  const Vector bytes = behind(0);
+  const Vector bytes = shiftedBy(0);
   if constexpr (copies) _mm512_mask_storeu_epi8(dest + at, all, bytes);
-  progress.take(bytes, behind(1), behind(2), behind(3));
+  progress.take(bytes, shiftedBy(1), shiftedBy(2), shiftedBy(3));
 }
 
 template <bool copies>

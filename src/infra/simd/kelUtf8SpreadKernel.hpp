@@ -36,7 +36,7 @@ consteval auto eachEightTimes() {
 }
 
 constexpr auto fromEight = eachEightTimes();
-constexpr Blocks behindStart({0, 1, 2, 3, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 0, 0});
+constexpr Blocks offsetsInCharacter({0, 1, 2, 3, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 0, 0});
 /// The smallest lead byte of a character that has a byte at this place; no character has more than four
 /// bytes.
 constexpr Blocks leastLead({0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF,  //
@@ -53,7 +53,7 @@ HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::
     const auto first = hn::TableLookupBytes(places, hn::Load(d, fromEight.at + at));
     const auto lead = hn::TableLookupBytes(bytes, first);
     const auto missing = hn::SaturatedSub(load(d, leastLead), lead);
-    const auto own = hn::TableLookupBytes(bytes, first + load(d, behindStart));
+    const auto own = hn::TableLookupBytes(bytes, first + load(d, offsetsInCharacter));
     const auto character = hn::IfThenElseZero(missing == hn::Zero(d), own);
     hn::StoreU(hn::BitCast(d64, character), d64, dest + at / 8);
   }

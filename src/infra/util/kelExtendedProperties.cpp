@@ -34,7 +34,7 @@
 
 U_NAMESPACE_BEGIN
 
-// The declaration of ICU's header for streams. That header also includes <iostream>, which constructs the
+// Declared as in ICU's header for streams. That header also includes <iostream>, which would construct the
 // standard streams when the library is loaded.
 U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
 
@@ -69,7 +69,7 @@ std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const i
   }
 }
 
-// Each type reads a trimmed text and names the type word of the error if the text is refused.
+// Each type has a function that reads a trimmed text, and one that returns the type word for the error.
 
 struct Boolean {
   static std::optional<bool> read(const icu::UnicodeString& text) {
@@ -401,7 +401,7 @@ class ExtendedProperties::Resolver {
   }
 
   void begin(Property& property) {
-    // A value that is in progress still has references.
+    // Cycles are found here, since a value without references is never in progress.
     if (!keysUnderWay_.insert(&property).second) {
       raise<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", property.first);
     }

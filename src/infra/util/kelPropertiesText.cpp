@@ -35,7 +35,7 @@ constexpr auto kindOf = [] {
 
 /// The bytes that are of any of these kinds.
 template <unsigned int kinds>
-constexpr auto bytesOf = [] {
+constexpr auto bytesOfKinds = [] {
   constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
   std::array<unsigned char, std::count_if(kindOf.begin(), kindOf.end(), isOne)> bytes{};
   std::size_t count = 0;
@@ -81,7 +81,7 @@ std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t*
       oss::widenEight(reinterpret_cast<const char*>(bytes) + done + i, units + done + i);
     }
     const std::size_t plain =
-        bytesBefore<bytesOf<kinds>>(block, std::make_index_sequence<bytesOf<kinds>.size()>());
+        bytesBefore<bytesOfKinds<kinds>>(block, std::make_index_sequence<bytesOfKinds<kinds>.size()>());
     if (plain < oss::plainBlock) return done + plain;
   }
   while (done < count && (kindOf[bytes[done]] & kinds) == 0) {

@@ -47,7 +47,7 @@ std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
 }
 
 /// Whether all keys with this number have the same eight units.
-constexpr bool tellsAll(std::uint64_t word) {
+constexpr bool identifiesUnits(std::uint64_t word) {
   return !oss::hasZeroByte(word) && !oss::hasZeroByte(~word);
 }
 
@@ -91,7 +91,7 @@ class LineSorter {
     while (first != last) {
       const auto same =
           std::find_if(first, last, [&](const Entry& entry) { return entry.word != first->word; });
-      if (tellsAll(first->word)) {
+      if (identifiesUnits(first->word)) {
         sort(first, same, depth + wordBytes, turn + 1);
       } else {
         compareAll(first, same, depth);
@@ -107,7 +107,7 @@ class LineSorter {
       entry->word = wordOf(keyOf(*entry), depth);
       differ = differ || entry->word != first->word;
     }
-    return differ || !tellsAll(first->word);
+    return differ || !identifiesUnits(first->word);
   }
 
   void compareAll(Iterator first, Iterator last, std::size_t depth) {

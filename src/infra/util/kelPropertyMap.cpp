@@ -98,8 +98,8 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 
 // --- the nodes
 
-/// Block sizes double up to one that malloc still takes from its heap: a larger block would be new pages of
-/// the system each time.
+/// Blocks double in size, up to a size that malloc still takes from its heap. For a larger block malloc would
+/// get new pages from the system each time.
 void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);

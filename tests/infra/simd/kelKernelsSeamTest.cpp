@@ -402,7 +402,7 @@ TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
     std::mt19937 engine(seeded(seed));
     const std::string text =
         seed % 4 == 0 ? std::string(engine() % 100, 'a') : randomUtf8(engine, engine() % 100, 0);
-    const std::string behind = randomBytes(engine, simd::spreadReadsBehind);
+    const std::string behind = randomBytes(engine, simd::spreadReadsAfter);
     char* const at = source_.back(text.size() + behind.size());
     std::copy(text.begin(), text.end(), at);
     std::copy(behind.begin(), behind.end(), at + text.size());
@@ -434,7 +434,7 @@ TEST_P(KernelsOfThisProcessor, SpreadCharactersOfEachRange) {
       std::string text;
       icu::UnicodeString().append(first).append(second).append(first).toUTF8String(text);
       const std::vector<std::string> characters = modelCharacters(text).value();
-      const std::string readable = text + std::string(simd::spreadReadsBehind, '\xFF');
+      const std::string readable = text + std::string(simd::spreadReadsAfter, '\xFF');
       std::array<std::uint64_t, 16> dest{};
       ASSERT_EQ(kernels().spreadCharacters(dest.data(), readable.data(), text.size()), 3U);
       for (std::size_t i = 0; i < 3; ++i) {
