@@ -29,17 +29,17 @@ namespace tarvo::oss {
 /// closing a copy leaves the connection open. The copy must not outlive the owner's connection.
 ///
 /// Times are milliseconds. Ranges are (buffer, offset, length): the bytes offset .. offset + length - 1 of
-/// the caller's buffer, whose size is not known here. A range with a null buffer, or one that wraps, is the
-/// mapped error 10014, unless its length is 0; nothing is sent or received then.
+/// the caller's buffer, whose size is not known here. A range with a null buffer, or one that wraps, raises
+/// the mapped error 10014, unless its length is 0; nothing is sent or received then.
 ///
 /// Threads: one object is used by one thread at a time, with two exceptions. One reader and one writer may
 /// share a connection. And any thread may call `shutdownBoth`, `shutdownReceive` or `shutdownSend` on an
 /// object while other threads are inside `readOnce`, `read`, `readMessage`, `write`, `writeMessage` or
-/// `select` on its connection: that is how to end a call that waits. A read whose receiving direction is shut
-/// down, and a write whose sending direction is shut down, raises QN_ERR_SOCKET_SHUTDOWN; a `select` finds
-/// the socket ready to read after `shutdownBoth`. Closing the connection instead ends no call on Linux, and
-/// its handle may soon mean another connection: `close`, `connect`, `SocketServer::accept` into the object
-/// and the destructor must not meet another call.
+/// `select` on its connection, to end calls that wait. A read whose receiving direction is shut down, and a
+/// write whose sending direction is shut down, raises QN_ERR_SOCKET_SHUTDOWN; a `select` finds the socket
+/// ready to read after `shutdownBoth`. Closing the connection instead does not end such a call on Linux, and
+/// its handle can soon belong to another connection. Therefore no other call may be in progress during
+/// `close`, `connect`, `SocketServer::accept` into the object, or the destructor.
 ///
 /// Forked children: see docs/platforms.md.
 ///
@@ -52,13 +52,14 @@ namespace tarvo::oss {
 ///   10060 QN_ERR_SOCKET_TIMEOUT             (host, port)
 ///   10061 QN_ERR_SOCKET_CONNECTION_REFUSED  (host, port)
 ///   other QN_ERR_SOCKET_ERROR               (code, host, port)
-/// Host and port are the object's own unless a member says otherwise. An error never closes the connection.
+/// Host and port are those of the object unless a member says otherwise. An error never closes the
+/// connection.
 class KELINFRA_API Socket {
  public:
   /// An already resolved address list, flat, so that one process can resolve a name and another connect: 3000
   /// bytes, packed, little-endian, in Winsock's numbers on every platform (the IPv6 family is 23).
   ///
-  ///   used        2   bytes in use behind this field; 0: no list, the host name is to be resolved
+  ///   used        2   bytes in use after this field; 0: no list, `connect` resolves the host name
   ///   host        n   the name that was resolved, NUL-terminated, at most 1024 bytes before the NUL
   ///   port        2   the port that was resolved
   ///   then entries, back to back, while at least 42 bytes of the used area remain:
@@ -67,7 +68,7 @@ class KELINFRA_API Socket {
   ///     address                                  that many bytes, a Winsock socket address
   ///     canonical-name length                    2
   ///     canonical name                           that many bytes, no NUL
-  struct _AddrInfoExternal {  // NOLINT(bugprone-reserved-identifier): the name that the calling programs use
+  struct _AddrInfoExternal {  // NOLINT(bugprone-reserved-identifier): programs depend on this name
     unsigned char bytes[3000];
   };
 
@@ -78,13 +79,14 @@ class KELINFRA_API Socket {
   ///   raises   ERR_WSASTARTUP_FAILED (host, port): Winsock does not start
   ///            ERR_INVALID_SOCKET_VERSION (host, port): it is not version 2.2
   Socket();
-  /// A view of the other's handle, host and port that owns nothing.
+  /// A view of the other's handle, host and port, which does not own the handle.
   ///   raises   as the default constructor
   Socket(const Socket& other);
   /// Closes an owned handle, then releases the object's start of Winsock.
   virtual ~Socket();
 
-  /// None: what became of an owned handle would have to be guessed. Lists are filled anew with push_back or insert.
+  /// Not assignable: it would be unclear whether the old handle is closed. To refill a list use push_back or
+  /// insert.
   Socket& operator=(const Socket& other) = delete;
 
   // --- connect and close ------------------------------------------------------------------------------
@@ -92,15 +94,15 @@ class KELINFRA_API Socket {
   /// Connects to `host`, a name or an address literal of IPv4 or IPv6, and sets TCP_NODELAY on the
   /// connection.
   ///   port       one above 65535 does not resolve (10109)
-  ///   addrInfo   a list resolved earlier, whose addresses and ports are what is connected to then; host and port
-  ///              stand in errors and getters. Or NullAddrInfoExternal.
+  ///   addrInfo   a list resolved earlier: its addresses and ports are used, and `host` and `port` appear
+  ///              only in errors and getters. Or NullAddrInfoExternal
   ///   timeout    for the attempt on one address; null waits until the system gives up. The name's resolution
-  ///              is not under it.
-  /// The addresses are tried in order as long as each fails at once. An attempt that is in progress is waited
-  /// for, and its failure ends the call: later addresses are not tried. (A closed port on this machine, too,
-  /// answers "in progress" first, so a name that stands for ::1 and 127.0.0.1 is only tried at the first of
-  /// them.) On a failure the object stays unconnected and no handle is left open, but host and port keep the
-  /// new values. A host name that holds a NUL is unknown.
+  ///              has no limit
+  /// The addresses are tried in order as long as each fails at once. If an attempt is in progress, the call
+  /// waits for it, and its failure ends the call: later addresses are not tried. (An attempt on a closed port
+  /// of this machine is in progress at first, too. So if a name means ::1 and 127.0.0.1, only the first is
+  /// tried.) On a failure the object stays unconnected and no handle is left open, but host and port keep the
+  /// new values. A host name that contains a NUL is unknown.
   ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: there is a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
   ///            not resolve; 11001 is an unknown name
@@ -126,7 +128,7 @@ class KELINFRA_API Socket {
 
   // --- ask --------------------------------------------------------------------------------------------
 
-  /// The system's handle; all bits set when there is none.
+  /// The system's handle; all bits set if there is no handle.
   unsigned long long handle() const;
   /// The host and port of the last `connect`; empty and 0 after `close`. Live as long as the object.
   const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
@@ -134,7 +136,7 @@ class KELINFRA_API Socket {
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
-  /// One receive of up to `length` bytes; a length of 0 is handed to the system, too, which may wait.
+  /// One receive of up to `length` bytes; a length of 0 is passed to the system too, which may wait.
   ///   returns  bytes received; 0 when the peer has closed the connection
   ///   raises   the mapped error
   ///   waits    until something arrives, without limit unless `setTimeout` was called
@@ -143,7 +145,7 @@ class KELINFRA_API Socket {
   /// Receives until `length` bytes are placed or the peer closes.
   ///   length   0 returns at once without a receive
   ///   returns  bytes placed; fewer than length only when the peer closed first
-  ///   raises   the mapped error; what came before it stays in the buffer, its count is lost
+  ///   raises   the mapped error; the bytes received before it stay in the buffer, their number is lost
   unsigned long long read(char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Sends all `length` bytes.
@@ -154,16 +156,17 @@ class KELINFRA_API Socket {
   ///   frameLength     receives the payload's length, also when it does not fit; may be null
   ///   capacity        bytes that the caller's buffer can take from offset on
   ///   drainTooLarge   reads a payload that does not fit and drops it, so that the next frame can be read
-  ///   returns         payload bytes placed; fewer than the frame's length only when the peer closed first. A
-  ///                   length word that the peer cut short counts its missing bytes as 0.
+  ///   returns         payload bytes placed; fewer than the frame's length only when the peer closed first.
+  ///                   If the peer cut the length word short, its missing bytes count as 0
   ///   raises          ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
-  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): also when a drained payload ends early
+  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit, even if
+  ///                   a drained payload ends early
   ///                   the mapped error 10014 for a bad range, once the length word has been read
   ///                   the mapped error
   unsigned long long readMessage(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                                  unsigned long long capacity, bool drainTooLarge);
 
-  /// Sends one frame. The length word takes the low 32 bits of `length`: frames end at 4 GiB - 1.
+  /// Sends one frame. The length word has the low 32 bits of `length`: a frame has at most 4 GiB - 1 bytes.
   ///   raises   the mapped error
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
 
@@ -182,14 +185,14 @@ class KELINFRA_API Socket {
   /// Waits until a socket of the first list can be read, one of the second written, or one of the third has
   /// an exceptional condition (a failed connect, out-of-band data), then erases from each list what is not
   /// ready. The elements are views; erasing them closes nothing. A list may be given in more than one place.
-  ///   timeout   null waits without limit, 0 only looks; beyond 2^31 - 1 seconds it is cut to that
-  ///   returns   how many sockets are ready, each counted in every list; 0 after the time-out, with all lists
-  ///             empty. Three empty lists return 0 at once. Beyond 64 different handles a list is not
-  ///             watched: the rest is erased.
+  ///   timeout   null waits without limit, 0 does not wait; above 2^31 - 1 seconds it is cut to that
+  ///   returns   the number of ready sockets, each counted in every list; 0 after the timeout, with all lists
+  ///             empty. Three empty lists return 0 at once. Only the first 64 different handles of a list are
+  ///             watched; the rest is erased
   ///   raises    the mapped error, with host and port of the first socket of the first list that is not
-  ///             empty; the lists are left as they were. 10038: a list holds a handle that is no open socket.
-  ///             Such a handle may go unnoticed as long as another socket is ready at once, and in a call
-  ///             that only looks; a call that waits notices it first.
+  ///             empty; the lists are not changed. 10038: a list contains a handle that is not an open
+  ///             socket. A call that waits notices it before it waits. A call with timeout 0, or one in which
+  ///             another socket is ready at once, may not notice it
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 

@@ -24,12 +24,12 @@ namespace tarvo::oss {
 ///     char request[512];
 ///     connection.readMessage(request, nullptr, 0, sizeof request, true);  // -> 5
 ///
-/// One thread at a time, but `close` may be called from any thread while another waits in `accept`: the
-/// waiter leaves at once, and `close` returns when it has. So a trace hook that runs inside `accept` must not
+/// One thread at a time, but `close` may be called from any thread while another waits in `accept`: that call
+/// then ends at once, and `close` returns after it. Therefore a trace hook that runs inside `accept` must not
 /// close the server: it would wait for itself.
 ///
-/// In a forked child, `close` and the destructor close the child's descriptor only: the parent goes on
-/// listening and its waiters go on waiting (docs/platforms.md).
+/// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
+/// listen, and its threads continue to wait (docs/platforms.md).
 ///
 /// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
 /// text "localhost", the port that `getPort` returns (unless a member says otherwise) and the file
@@ -46,7 +46,7 @@ class KELINFRA_API SocketServer {
   virtual ~SocketServer();
 
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
-  ///   port           0 lets the system choose; `getPort` then tells which. One above 65535 does not resolve.
+  ///   port           0 lets the system choose; `getPort` then returns it. One above 65535 does not resolve.
   ///   backlog        connections that may wait to be accepted; the system caps it
   ///   reuseAddress   On Linux: binds a port although old connections linger on it, which they do for up to a
   ///                  minute after this end closed them first. That works if this library closed them, or a
@@ -54,10 +54,10 @@ class KELINFRA_API SocketServer {
   ///                  anybody listens is never shared. On Windows lingering connections never keep a port;
   ///                  there the option means to share the port with those that listen on it now, where the
   ///                  system allows that.
-  /// The system here lists IPv4 first, so IPv4 is what is listened on: a client that takes "localhost" for ::1 does
-  /// not get here, one that says 127.0.0.1 does. If listen() fails after the port was bound, the server holds
-  /// the port until `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept` raises the mapped
-  /// error 10022.
+  /// The supported systems list IPv4 first, so the server listens on IPv4: a client for which "localhost" is
+  /// ::1 cannot connect, but it can connect to 127.0.0.1. If listen() fails after the port was bound, the
+  /// server holds the port until `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept`
+  /// raises the mapped error 10022.
   ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): it holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, `port`, code, the system's text for the code)
   ///            the mapped error (host text, `port`): 10048 for a port in use
@@ -65,7 +65,7 @@ class KELINFRA_API SocketServer {
 
   /// Waits for a connection and puts it into `client`, which then owns it. A handle that `client` held before
   /// is overwritten, not closed; its host and port stay as they are.
-  ///   timeout   null waits without limit, 0 only looks
+  ///   timeout   null waits without limit, 0 does not wait
   ///   raises    ERR_SOCKET_NOT_LISTENING (host text, port)
   ///             ERR_SOCKET_TIMEOUT (host text, port)
   ///             QN_ERR_SOCKET_ERROR (10022, host text, port): closed while waiting; the port is the one that
@@ -74,7 +74,8 @@ class KELINFRA_API SocketServer {
   ///             as the constructor of `Socket`, with host text and port: Winsock does not start again
   void accept(Socket& client, const unsigned long long* timeout);
 
-  /// Stops listening. Connections handed out are not touched. Harmless when not listening. Raises nothing.
+  /// Stops listening. Accepted connections stay open. Does nothing if the server does not listen. Raises
+  /// nothing.
   void close();
 
   /// The port listened on; 0 when not listening.
@@ -108,12 +109,12 @@ class KELINFRA_API SocketServer {
   icu::UnicodeString hostText_;
   std::atomic<unsigned int> port_{0};
   std::atomic<bool> listening_{false};
-  // `close` lets waiters leave before the handle is closed, so that none ever accepts on a handle that has
-  // gone to somebody else.
+  // `close` waits until no thread is in `accept` before it closes the handle: otherwise such a thread could
+  // accept on a handle that belongs to another socket by then.
   std::mutex mutex_;
   std::condition_variable waiterLeft_;
   unsigned int waiters_ = 0;
-  unsigned int process_;  ///< whose threads the members above are about; a forked child differs
+  unsigned int process_;  ///< the process whose threads use the members above
 };
 
 }  // namespace tarvo::oss

@@ -44,8 +44,8 @@ int pendingError(SocketHandle handle, const Peer& peer) {
   });
 }
 
-/// The address buffer + offset of a range. The sum is made in integers: a wild one is an error here and
-/// must not be undefined before.
+/// The address buffer + offset of a range. The sum is computed with integers: an invalid one is an error, and
+/// a pointer would make it undefined behaviour before.
 char* startOf(const char* buffer, unsigned long long offset, unsigned long long length, const Peer& peer) {
   const auto base = reinterpret_cast<std::uintptr_t>(buffer);
   const std::uintptr_t room = std::numeric_limits<std::uintptr_t>::max() - base;
@@ -54,7 +54,7 @@ char* startOf(const char* buffer, unsigned long long offset, unsigned long long 
   return reinterpret_cast<char*>(base + offset);
 }
 
-/// What one call can be asked to transfer.
+/// The most bytes that one call can be asked to transfer.
 int cappedCount(unsigned long long count) {
   return static_cast<int>(std::min<unsigned long long>(count, std::numeric_limits<int>::max()));
 }
@@ -71,7 +71,7 @@ void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, 
 
 constexpr std::size_t lengthWordSize = 4;
 constexpr std::size_t drainChunk = 1024;
-/// How much of a payload travels with its length word.
+/// The most bytes of a payload that are sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
 
 void putLengthWord(char* word, unsigned long long length) {
@@ -90,7 +90,7 @@ unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
 
 using SocketList = std::list<Socket>;
 
-/// Handles mostly ascend: one above all before it is not looked for among them.
+/// Handles mostly ascend: a handle above all earlier ones is added without a search.
 platform::SocketSet setOf(const SocketList& list) {
   platform::SocketSet set;
   SocketHandle greatest = 0;
@@ -154,7 +154,7 @@ void Socket::startWinsock() {
 
 namespace {
 
-/// Waits for the attempt on `handle`, which is in progress, and says whether it failed.
+/// Waits for `attempt`, which is in progress, and returns whether it failed.
 bool waitForConnect(const Socket& attempt, const Peer& peer, const unsigned long long* timeout) {
   SocketList read;
   SocketList write(1, attempt);
@@ -212,7 +212,7 @@ bool Socket::connectTo(const platform::ResolvedAddress& address, const unsigned 
   return true;
 }
 
-// Without a handle, that is when every address failed at once, setNoDelay raises what callers then see.
+// If every address failed at once, there is no handle, and setNoDelay raises the error that callers get.
 void Socket::finishConnect() {
   try {
     setNoDelay(true);
@@ -277,7 +277,7 @@ void Socket::requireHandle() const {
   if (handle_ == invalidSocket) raise<SocketException>("ERR_SOCKET_NOT_CONNECTED", host_, port_);
 }
 
-/// One receive.
+/// Receives once, up to `length` bytes.
 unsigned long long Socket::receive(char* buffer, unsigned long long length) {
   const int count = winsock().recv(handle_, buffer, cappedCount(length));
   if (count < 0) raiseLastError({&host_, port_});
@@ -331,7 +331,7 @@ unsigned long long Socket::readMessage(char* buffer, unsigned long long* frameLe
   });
 }
 
-/// Drops `length` bytes of the stream, or what is left of it.
+/// Drops `length` bytes of the stream, or the rest if it is shorter.
 void Socket::drain(unsigned long long length) {
   std::array<char, drainChunk> scratch;
   while (length > 0) {
@@ -342,8 +342,8 @@ void Socket::drain(unsigned long long length) {
   }
 }
 
-// The length word and the payload's beginning leave in one send: apart, the second would often wait for the
-// first one's acknowledgement. To the host's trace they are the two writes that the frame consists of.
+// The length word and the beginning of the payload are sent together: sent separately, the second would often
+// wait for the acknowledgement of the first. A host's trace shows them as the two writes of a frame.
 void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigned long long length) {
   traced<probe("Socket::writeMessage")>([&] {
     requireHandle();

@@ -33,7 +33,7 @@ void raiseLastError(const Peer& peer, SourcePlace place) {
 }
 
 void raiseResolverError(int code, const Peer& peer, SourcePlace place) {
-  // The text may be empty; as a string it is an argument all the same.
+  // The text may be empty. It is passed as a string, since an empty narrow text would add no argument.
   const icu::UnicodeString text = toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
   raise<SocketException>({"ERR_SOCKET_GETADDRINFO_ERROR", place}, *peer.host, peer.port, code, text);
 }

@@ -9,7 +9,7 @@
 #include <array>
 #include <string>
 
-/// The one mapping from a Winsock code to what callers see.
+/// The only mapping from Winsock codes to the errors that callers see.
 namespace tarvo::oss {
 
 struct SocketErrorName {
@@ -26,21 +26,21 @@ inline constexpr std::array<SocketErrorName, 6> socketErrorNames = {{
     {10061, "QN_ERR_SOCKET_CONNECTION_REFUSED"},
 }};
 
-/// Whom an error is about; without a host it carries neither host nor port.
+/// The host and port in an error. Without a host the error carries neither.
 struct Peer {
   const icu::UnicodeString* host = nullptr;
   unsigned int port = 0;
 };
 
-/// The exception for `code`: a name of its own with (host, port), or QN_ERR_SOCKET_ERROR with (code, host,
-/// port).
+/// The exception for `code`: an identifier for this code with (host, port), or QN_ERR_SOCKET_ERROR with
+/// (code, host, port).
 SocketException mappedError(int code, const Peer& peer, SourcePlace place);
 
-/// Throws it for a code that is known. A failed call's code is to be read before any clean-up call.
+/// Throws the exception for `code`. Read the code of a failed call before any clean-up call.
 [[noreturn]] void raiseMapped(int code, const Peer& peer,
                               SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
-/// Throws it for the code of the call that has just failed in this thread.
+/// Throws the exception for the call that has just failed in this thread.
 [[noreturn]] void raiseLastError(const Peer& peer,
                                  SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
@@ -49,7 +49,7 @@ SocketException mappedError(int code, const Peer& peer, SourcePlace place);
                                      SourcePlace place = SourcePlace::here(__builtin_FILE(),
                                                                            __builtin_LINE()));
 
-/// A port as the service text that the resolver takes.
+/// A port as the service text for the resolver.
 std::string serviceText(unsigned int port);
 
 }  // namespace tarvo::oss

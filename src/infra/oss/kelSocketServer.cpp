@@ -22,7 +22,7 @@ using trace::traced;
 using trace::tracedExit;
 namespace wsa = platform::wsa;
 
-/// A stay in `accept`: as long as it lasts, `close` leaves the handle open.
+/// Counts a thread inside `accept` for the duration of a scope. `close` leaves the handle open meanwhile.
 class SocketServer::Waiter {
  public:
   explicit Waiter(SocketServer& server) : server_(server) {
@@ -163,7 +163,7 @@ void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long l
   }
 }
 
-/// One wait. Whatever it says, a server that was closed meanwhile says so.
+/// Waits once. If the server was closed meanwhile, raises that error whatever the result of the wait.
 bool SocketServer::selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,
                                    unsigned long long limit) {
   unsigned long long ready = 0;

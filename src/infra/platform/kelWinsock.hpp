@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
-/// The seam between the networking classes and the system: Winsock's functions, numbers and answers, whatever
-/// the platform. One source file a platform implements `systemWinsock`; tests put a failing one in its place.
+/// The interface between the networking classes and the system: Winsock's functions, numbers and results on
+/// every platform. Each platform has one source that implements `systemWinsock`; tests replace it by a
+/// failing one.
 ///
-/// Unless a function says otherwise: 0 or a count is success, `socketError` (-1) a failure whose code
-/// `WSAGetLastError` then gives, in the calling thread, until the next call. A descriptor that is closed or
-/// no socket is `wsa::notASocket`, everywhere. A signal neither ends a call nor lengthens it. No call raises
-/// SIGPIPE.
+/// Unless a function says otherwise, 0 or a count is success, and `socketError` (-1) is a failure. Then
+/// `WSAGetLastError` returns its code, in the calling thread, until the next call. A handle that is closed or
+/// not a socket gives `wsa::notASocket` on every platform. A signal neither ends a call nor lengthens it. No
+/// call raises SIGPIPE.
 namespace tarvo::platform {
 
 using SocketHandle = unsigned long long;
@@ -19,7 +20,7 @@ using SocketHandle = unsigned long long;
 inline constexpr SocketHandle invalidSocket = ~0ULL;
 inline constexpr int socketError = -1;
 
-/// Winsock's error codes, as far as the library or its platforms name them.
+/// Winsock's error codes that the library or its platforms use.
 namespace wsa {
 inline constexpr int notEnoughMemory = 8;
 inline constexpr int interrupted = 10004;
@@ -46,7 +47,7 @@ inline constexpr int tryAgain = 11002;
 inline constexpr int noRecovery = 11003;
 }  // namespace wsa
 
-/// Winsock's numbers for what is passed to the functions below. Never those of the platform's own headers.
+/// Winsock's numbers for the arguments of the functions below, never those of the platform's headers.
 inline constexpr int familyUnspecified = 0;
 inline constexpr int familyInet = 2;
 inline constexpr int familyInet6 = 23;
@@ -82,7 +83,7 @@ struct SocketSet {
   unsigned int count = 0;
   SocketHandle handles[most];
 
-  /// As FD_SET: a handle that is in the set already, or finds it full, is left out.
+  /// As FD_SET: a handle that is in the set already is not added, nor is any handle if the set is full.
   void add(SocketHandle handle) noexcept {
     if (count < most && !contains(handle)) handles[count++] = handle;
   }
@@ -108,53 +109,53 @@ struct AddressHints {
   int protocol;
 };
 
-/// One answer of the resolver.
+/// One result of the resolver.
 struct ResolvedAddress {
   int flags = 0;
   int family = 0;
   int socketType = 0;
   int protocol = 0;
   std::vector<unsigned char> address;  ///< a Winsock socket address
-  std::string canonicalName;           ///< empty: none
+  std::string canonicalName;           ///< empty if the resolver gives no name
 };
 
-// Not owned or destroyed through the base, so that the real one can be constant-initialised.
+// Not owned or destroyed through the base, so that the platform's object can be constant-initialised.
 class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see above
  public:
-  /// Returns 0, or the code itself; `data.version` is the version that was started. Counted by the system.
+  /// Returns 0 or the code; `data.version` is the version that was started. The system counts the starts.
   virtual int WSAStartup(std::uint16_t version, StartupData& data) = 0;
   virtual int WSACleanup() = 0;
   virtual int WSAGetLastError() = 0;
   virtual void WSASetLastError(int code) = 0;
 
   /// A new socket, not inherited by programs that the process starts. `familyNotSupported` for any family
-  /// except IPv4 and IPv6, `socketTypeNotSupported` for a type that is none of Winsock's five, `noBuffers` if
-  /// the platform keeps a record of its sockets and has no memory for it.
+  /// except IPv4 and IPv6, `socketTypeNotSupported` for any type except Winsock's five, `noBuffers` if the
+  /// platform keeps a record of its sockets and has no memory for it.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
   /// `wouldBlock` for a non-blocking attempt in progress, `noBuffers` if the system lacks what it needs to
-  /// begin. The address is Winsock's; one whose own family is neither IPv4 nor IPv6 is `familyNotSupported`,
-  /// one that is cut short `badAddress`.
+  /// begin. The address is a Winsock address: `familyNotSupported` if its family is neither IPv4 nor IPv6,
+  /// `badAddress` if it is too short.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
-  /// `noBuffers` where the platform keeps a record of its listeners and has no memory for it.
+  /// `noBuffers` if the platform keeps a record of its listeners and has no memory for it.
   virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
   /// The accepted socket is blocking and not inherited by child processes. Waits as long as nothing is
   /// pending; `invalidArgument` once `wakeAccept` was called; `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
   /// Makes `listening` readable for every `select` and ends every `accept` on it, now and later, without
-  /// closing it: whoever waits leaves before the number can mean another socket.
+  /// closing it: threads that wait return before the number can belong to another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
-  /// Closes every socket, whatever else fails. Only a handle that is no open socket is refused.
+  /// Closes the socket even if it reports another error. Refuses only a handle that is not an open socket.
   virtual int closesocket(SocketHandle handle) = 0;
 
-  /// Waits until a socket is ready and leaves in each set the ready ones, in order; returns how many, over
+  /// Waits until a socket is ready and leaves the ready ones in each set, in order; returns their number over
   /// the three sets. Null `timeout` waits without limit. A reset or closed connection is readable; a failed
-  /// connect is in the error set, not in the write set, and its pending error stays. A handle that is no open
-  /// socket is noticed before the call waits; beside a ready socket, or in a call that does not wait, it may
-  /// go unnoticed.
+  /// connect is in the error set, not in the write set, and its pending error stays. A handle that is not an
+  /// open socket is noticed before the call waits; if another socket is ready, or if the call does not wait,
+  /// it may go unnoticed.
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
-  /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one past its time-out;
+  /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one after its timeout;
   /// `shutDown` after the direction was shut down here, also for a call that was waiting in another thread;
   /// `connectionReset` on every call after the first that reported a reset.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
@@ -163,28 +164,27 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
 
   /// FIONBIO: `mode` 1 for non-blocking.
   virtual int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) = 0;
-  /// All options have a 4-byte value. Time-outs are milliseconds.
+  /// All options have a 4-byte value. Timeouts are milliseconds.
   virtual int setsockopt(SocketHandle handle, int level, int option, int value) = 0;
   virtual int getsockopt(SocketHandle handle, int level, int option, int& value) = 0;
-  /// Writes at most `length` bytes of the handle's own Winsock address and sets `length` to their number.
+  /// Writes at most `length` bytes of the handle's local Winsock address and sets `length` to their number.
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
   /// Returns 0 and fills `list` in the resolver's order, or returns the code: `hostNotFound`, `tryAgain`, ...
-  /// Null `node` stands for this machine. A `service` that is a number above 65535 is `typeNotFound`.
+  /// Null `node` means this machine. A `service` that is a number above 65535 is `typeNotFound`.
   virtual int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                           std::vector<ResolvedAddress>& list) = 0;
-  /// FormatMessageA for a resolver's code: the system's own words, one line, at most 1023 bytes; may be
-  /// empty.
+  /// FormatMessageA for a resolver's code: the system's text, one line, at most 1023 bytes; may be empty.
   virtual std::string systemText(int code) = 0;
 
  protected:
   ~Winsock() = default;
 };
 
-/// The platform's own.
+/// The platform's implementation.
 Winsock& systemWinsock() noexcept;
 
-/// The one that the library uses: the platform's, unless a test has put another in its place.
+/// The implementation that the library uses: the platform's, unless a test has replaced it.
 extern constinit Winsock* currentWinsock;
 
 inline Winsock& winsock() noexcept {

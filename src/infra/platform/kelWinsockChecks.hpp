@@ -6,19 +6,21 @@
 #include <cstdlib>
 #include <cstring>
 
-/// What is refused on every platform before the system is asked, because systems differ in what they make of it.
+/// Arguments that are refused on every platform before the system is called, because systems differ in how
+/// they treat them.
 namespace tarvo::platform {
 
-/// 0, or why there is no such socket.
+/// Returns 0, or the code if there is no such socket.
 inline int socketRefusal(int family, int type) noexcept {
-  constexpr int lastType = 5;  // further bits are flags to some systems, not types
+  constexpr int lastType = 5;  // some systems use further bits as flags
   if (family != familyInet && family != familyInet6) return wsa::familyNotSupported;
   if (type < typeStream || type > lastType) return wsa::socketTypeNotSupported;
   return 0;
 }
 
-/// 0, or what is wrong with a Winsock address. Only IPv4 and IPv6 pass: what else a stranger's record may hold could
-/// mean something to the system, "no family" even the end of a connection.
+/// Returns 0, or the code that says what is wrong with a Winsock address. Only IPv4 and IPv6 are accepted:
+/// other families in an untrusted record could have a meaning for the system; "no family" can even end a
+/// connection.
 inline int addressRefusal(const unsigned char* address, std::size_t length) noexcept {
   std::uint16_t family = 0;
   if (address == nullptr || length < sizeof family) return wsa::badAddress;
@@ -27,7 +29,7 @@ inline int addressRefusal(const unsigned char* address, std::size_t length) noex
   return length < (family == familyInet ? inetAddressSize : inet6AddressSize) ? wsa::badAddress : 0;
 }
 
-/// Whether `service` is a number that no port has. Some resolvers would take it modulo 65536.
+/// Whether `service` is a number above the largest port. Some resolvers would reduce it modulo 65536.
 inline bool isBeyondPorts(const char* service) noexcept {
   constexpr unsigned long mostPort = 65535;
   char* end = nullptr;

@@ -16,7 +16,7 @@ inline long long now(clockid_t clock) noexcept {
   return static_cast<long long>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
 }
 
-/// A point on the monotonic clock up to which a wait may last, or none.
+/// A point on the monotonic clock up to which a wait may last, or no limit.
 class Deadline {
  public:
   static Deadline never() noexcept { return Deadline(false, 0); }

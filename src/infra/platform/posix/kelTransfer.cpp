@@ -37,7 +37,7 @@ Deadline deadlineOf(int descriptor, const Direction& direction, long long starte
                       limit.tv_usec * 1000LL);
 }
 
-/// Makes `call` until a signal lets it end, within the timeout that it began with.
+/// Repeats `call` as long as signals interrupt it, within the timeout that it began with.
 template <class Call>
 long resumed(int descriptor, const Direction& direction, Call call) noexcept {
   const long long started = now(CLOCK_MONOTONIC_COARSE);
@@ -108,8 +108,8 @@ bool hangsUp(int descriptor) noexcept {
 
 /// Waits until a thread that sends has recorded its result. The system reports a reset to one call; a receive
 /// that ends at the same moment gets an end of stream. While the sending half is open there was no reset, and
-/// once both halves are closed no send waits. The limit is for a child of a process in which a thread was
-/// sending: here it never ends.
+/// once both halves are closed no send waits. The limit is for a forked child: a thread of the parent that
+/// was sending does not exist in it and never records a result.
 void awaitSender(int descriptor) noexcept {
   constexpr long long patience = nanosecondsPerSecond / 10;
   if (!socketFacts.isSending(descriptor) || !hangsUp(descriptor)) return;
@@ -130,7 +130,7 @@ int endOfStream(int descriptor) noexcept {
   return attemptFailed(descriptor) ? fail(wsa::notConnected) : 0;
 }
 
-/// Marks a send for its scope.
+/// Marks the socket as sending for the duration of a scope.
 class Sending {
  public:
   explicit Sending(int descriptor) noexcept : descriptor_(descriptor) {

@@ -2,7 +2,7 @@
 
 #include <array>
 
-/// How POSIX codes and options are said in Winsock's numbers. Data only.
+/// The tables between POSIX codes and Winsock codes. Data only.
 namespace tarvo::platform::posix {
 
 struct CodePair {
@@ -13,13 +13,13 @@ struct CodePair {
 extern const std::array<CodePair, 44> errnoCodes;
 extern const std::array<CodePair, 9> resolverCodes;
 
-/// The Winsock code of an errno value; `wsa::systemCallFailure` for one without a counterpart.
+/// The Winsock code of an errno value; `wsa::systemCallFailure` if there is no counterpart.
 int winsockCode(int errnoValue) noexcept;
 
-/// The Winsock code of a getaddrinfo result (EAI_SYSTEM is not among them: it stands for errno).
+/// The Winsock code of a getaddrinfo result. EAI_SYSTEM has no entry: errno has the code then.
 int winsockResolverCode(int result) noexcept;
 
-/// The getaddrinfo result that a Winsock resolver code stands for; 0 for none.
+/// The getaddrinfo result for a Winsock resolver code; 0 if there is no counterpart.
 int posixResolverCode(int code) noexcept;
 
 }  // namespace tarvo::platform::posix

@@ -4,7 +4,7 @@
 #include "platform/windows/kelListeners.hpp"
 
 #include <ws2tcpip.h>
-// Behind winsock2.h.
+// After winsock2.h.
 #include <windows.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ static_assert(inetAddressSize == sizeof(sockaddr_in) && inet6AddressSize == size
 static_assert(SocketSet::most == FD_SETSIZE && familyInet == AF_INET && familyInet6 == AF_INET6);
 static_assert(optionReuseAddress == SO_REUSEADDR && optionError == SO_ERROR && optionNoDelay == TCP_NODELAY);
 
-/// A socket address whose length is its family's, whatever lies behind it.
+/// A socket address whose length is that of its family, whatever bytes follow it.
 struct NativeAddress {
   explicit NativeAddress(const unsigned char* bytes) noexcept
       : name(reinterpret_cast<const sockaddr*>(bytes)),
@@ -57,8 +57,8 @@ int setBlocking(SOCKET handle, bool blocking) noexcept {
   return ::ioctlsocket(handle, static_cast<long>(FIONBIO), &mode);
 }
 
-/// Whether a connection that has reached its end was reset. Not every system says so to each reader: to Wine's it is an
-/// end of stream, and an error when polled.
+/// Whether a connection that has ended was reset. Not every system reports that to a read: Wine reports an
+/// end of stream to it, and an error to a poll.
 bool wasReset(SOCKET handle) noexcept {
   WSAPOLLFD entry = {handle, POLLRDNORM, 0};
   return ::WSAPoll(&entry, 1, 0) == 1 && (entry.revents & POLLERR) != 0;
@@ -110,8 +110,8 @@ ResolvedAddress toResolved(const ADDRINFOW& entry) {
   return resolved;
 }
 
-// Winsock counts who has started it, and not every system's count stands two threads at once: one that goes missing
-// ends all sockets of the process.
+// Winsock counts its starts. On some systems the count is wrong if two threads start it at once, and one
+// start too few ends all sockets of the process.
 SRWLOCK startLock = SRWLOCK_INIT;
 
 int start(WORD version, WSADATA& data) noexcept {
@@ -149,7 +149,7 @@ class Started {
 
 // --- select -------------------------------------------------------------------------------------------
 
-/// The system's fd_set with more room, which is how the system lets it be enlarged: an array as long as is said.
+/// The system's fd_set with more room. The system allows this: the array is as long as `count` says.
 struct WatchedSet {
   static constexpr unsigned int most = 2 * SocketSet::most;
 
@@ -164,7 +164,7 @@ struct WatchedSet {
 };
 static_assert(offsetof(WatchedSet, handles) == offsetof(fd_set, fd_array));
 
-/// The handles of a set, and behind each listener its waker.
+/// The handles of a set, each listener followed by its waker.
 struct Watch {
   explicit Watch(const SocketSet& set) noexcept {
     for (unsigned int i = 0; i < set.count; ++i) {
@@ -175,7 +175,7 @@ struct Watch {
     }
   }
 
-  /// Leaves in `set` what was found ready.
+  /// Leaves the ready handles in `set`.
   void keepReady(SocketSet& set) const noexcept {
     unsigned int kept = 0;
     for (unsigned int i = 0; i < set.count; ++i) {
@@ -293,7 +293,7 @@ class SystemWinsock final : public Winsock {
   }
 
   int getsockopt(SocketHandle handle, int level, int option, int& value) override {
-    // Of some options the system writes one byte.
+    // For some options the system writes one byte.
     int whole = 0;
     int size = sizeof whole;
     if (::getsockopt(handle, level, option, reinterpret_cast<char*>(&whole), &size) != 0) return socketError;
@@ -313,7 +313,7 @@ class SystemWinsock final : public Winsock {
   int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                   std::vector<ResolvedAddress>& list) override {
     if (isBeyondPorts(service)) return wsa::typeNotFound;
-    // Who only resolves has no Socket that would have started Winsock.
+    // A program that only resolves names has no Socket that has started Winsock.
     const Started started;
     if (started.code() != 0) return started.code();
     ADDRINFOW wanted{};
@@ -341,7 +341,7 @@ class SystemWinsock final : public Winsock {
   }
 
  private:
-  /// An accepted socket as every new one: it would have its listener's mode and be inherited.
+  /// Makes an accepted socket like a new one: otherwise it has its listener's mode and is inherited.
   static SocketHandle asNew(SOCKET accepted) noexcept {
     if (setBlocking(accepted, true) != 0) return discard(accepted);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
@@ -350,14 +350,14 @@ class SystemWinsock final : public Winsock {
   }
 };
 
-constinit SystemWinsock theSystems;
+constinit SystemWinsock windowsWinsock;
 
 }  // namespace
 
-constinit Winsock* currentWinsock = &theSystems;
+constinit Winsock* currentWinsock = &windowsWinsock;
 
 Winsock& systemWinsock() noexcept {
-  return theSystems;
+  return windowsWinsock;
 }
 
 }  // namespace tarvo::platform
