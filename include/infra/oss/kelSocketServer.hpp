@@ -51,7 +51,7 @@ class KELINFRA_API SocketServer {
   ///   reuseAddress   On Linux: binds a port although old connections linger on it, which they do for up to a
   ///                  minute after this end closed them first. That works if this library closed them, or a
   ///                  program that set SO_REUSEADDR on them; otherwise the error is 10048. A port on which
-  ///                  anybody listens is never shared. On Windows lingering connections never keep a port;
+  ///                  a socket listens is never shared. On Windows lingering connections never keep a port;
   ///                  there the option means to share the port with those that listen on it now, where the
   ///                  system allows that.
   /// The supported systems list IPv4 first, so the server listens on IPv4: a client for which "localhost" is

@@ -65,7 +65,7 @@ SingleByteTable* SingleByteTable::find(SingleByteTable* first, const char* name)
   return first;
 }
 
-// If two threads make the same table at a time, the second one deletes its own.
+// If two threads make the same table at the same time, the second one deletes its own.
 SingleByteTable* SingleByteTable::of(UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;

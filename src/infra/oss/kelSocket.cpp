@@ -44,8 +44,8 @@ int pendingError(SocketHandle handle, const Peer& peer) {
   });
 }
 
-/// The address buffer + offset of a range. The sum is computed with integers: an invalid one is an error, and
-/// a pointer would make it undefined behaviour before.
+/// The address buffer + offset of a range. The sum is computed with integers: with pointers, a range that
+/// wraps would be undefined behaviour instead of an error.
 char* startOf(const char* buffer, unsigned long long offset, unsigned long long length, const Peer& peer) {
   const auto base = reinterpret_cast<std::uintptr_t>(buffer);
   const std::uintptr_t room = std::numeric_limits<std::uintptr_t>::max() - base;

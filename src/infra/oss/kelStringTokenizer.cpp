@@ -170,8 +170,8 @@ bool StringTokenizer::appendAscii(const Token& token) {
 void StringTokenizer::appendConverted(const Token& token) {
   const icu::UnicodeString text(static_cast<UBool>(false), token.units, token.length);
   bytes_.appendString(text, codePage_.data());
-  // The buffer does not report that it had no memory; the token must not be lost. A long token that begins
-  // with a NUL is rightly empty.
+  // The buffer does not report that it had no memory; the token must not be lost. If a long token begins with
+  // a NUL, an empty result is correct.
   if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
       fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
     throw std::bad_alloc();

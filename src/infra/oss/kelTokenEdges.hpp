@@ -89,10 +89,10 @@ UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& 
   return delimiters.findIn(padded.data()) | ~UnitBits{0} << count;
 }
 
-/// Writes the start and the end of each token of a text that is not empty, alternately, and returns the end
-/// of the edges written: at most two more than the text has units. The first token starts with the text.
+/// Writes the start and the end of each token, alternately, and returns the end of the edges written. The
+/// text is not empty; it has at most two more edges than units. The first token starts at its beginning.
 ///
-/// CR LF needs no special case: if both are delimiters, they separate once like all adjacent delimiters.
+/// CR LF needs no special case: if both are delimiters, they count as one, as all adjacent delimiters do.
 template <class Delimiters>
 std::int32_t* findEdges(const char16_t* text, std::size_t length, const Delimiters& delimiters,
                         std::int32_t* edge) {

@@ -68,7 +68,8 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
-  // An append does not report that there was no memory. A long text that begins with a NUL is rightly empty.
+  // An append does not report that there was no memory. If a long text begins with a NUL, an empty string is
+  // correct.
   if (length() == 0 && !text.isEmpty() && text.charAt(0) != u'\0') throw std::bad_alloc();
 }
 

@@ -51,7 +51,8 @@ constexpr GroupOrder fromStart(0, 6, 0, 6);
 constexpr GroupOrder upToEnd(4, 10, 4, 10);
 constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
 
-/// The bytes of four groups. The first group starts, or the last one ends, where the 16 bytes read do.
+/// The bytes of four groups out of 16 bytes. The first group begins at the first byte, or the last group ends
+/// at the last byte.
 HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
   return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
 }

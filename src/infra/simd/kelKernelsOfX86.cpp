@@ -8,7 +8,7 @@ namespace tarvo::simd {
 
 namespace {
 
-/// The answer of the processor about its features. The compiler's __builtin_cpu_supports would add code that
+/// The processor's description of its features. The compiler's __builtin_cpu_supports would add code that
 /// runs when the library is loaded.
 struct Leaf {
   unsigned a = 0;
