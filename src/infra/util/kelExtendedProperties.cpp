@@ -352,9 +352,10 @@ class ExtendedProperties::Resolver {
   using Property = Map::value_type;
   static constexpr std::size_t none = std::u16string_view::npos;
 
-  /// The text after the "%" of values that keep one, and the properties that it names together with a text
-  /// that follows it. When such a value replaces a reference, its "%" opens the next one and the tail begins
-  /// the name. The tail may be long and the text after it short: each name is put together only once.
+  /// The text after the "%" of a value that keeps one "%". When such a value replaces a reference, its "%"
+  /// opens the next reference, and this tail begins the name. The map holds the properties whose names are
+  /// the tail and the text after it, by that text. The tail may be long and the text short, so each name is
+  /// put together only once.
   using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
 
   struct Work {
@@ -366,8 +367,8 @@ class ExtendedProperties::Resolver {
     Property* property;
     std::u16string done;       ///< the value up to the rest or the open "%", with its replacements
     std::size_t position = 0;  ///< where the rest of the stored value begins
-    bool open = false;         ///< whether a "%" stands between `done` and the rest
-    Tail* opener = nullptr;    ///< the tail that came with the open "%"; it stands before the rest
+    bool open = false;         ///< whether a "%" is between `done` and the rest
+    Tail* opener = nullptr;    ///< the tail that came with the open "%", before the rest
   };
 
   void resolve(Property& property) {
@@ -421,7 +422,7 @@ class ExtendedProperties::Resolver {
     text.append(more);
   }
 
-  /// Moves past the next "%" unless one is open. False if there is none.
+  /// Moves past the next "%" unless one is open. Returns false if the rest contains no "%".
   static bool open(Work& work) {
     if (work.open) return true;
     const std::size_t percent = work.rest().find(u'%');
@@ -432,7 +433,7 @@ class ExtendedProperties::Resolver {
     return true;
   }
 
-  /// Null when the value has a second "%" after this one.
+  /// Returns null if the value has a second "%" after this one.
   Tail* findTail(const Property& property, std::size_t percent) {
     const auto known = tailOf_.find(&property);
     if (known != tailOf_.end()) return known->second;
