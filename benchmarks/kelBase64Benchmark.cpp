@@ -8,7 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// Base64 on 16-bit units beside what a user would write by hand, and beside memcpy of the larger side, the limit.
+/// Base64 on 16-bit units compared with loops that a user would write, and with memcpy of the larger side as
+/// the limit.
 namespace {
 
 using namespace tarvo::benchmarks::base64;
@@ -16,7 +17,7 @@ using tarvo::benchmarks::timed;
 
 constexpr std::string_view characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// --- the plain loops: one byte, one unit at a time, bits gathered in a word
+// --- the plain loops: one byte or one code unit at a time, with the bits collected in a word
 
 std::size_t plainEncode(unsigned short* dest, std::size_t, const char* src, std::size_t srcBytes) {
   const unsigned short* const begin = dest;

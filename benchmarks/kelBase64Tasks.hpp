@@ -14,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-/// What all of Base64's benchmarks share: the data, and the two tasks, whose candidates have the library's
-/// signatures. Each size is bytes of data; a byte of data is 8/3 bytes of text.
+/// The data and the two tasks that all benchmarks of Base64 share. Candidates have the library's signatures.
+/// Sizes are in bytes of data; each byte of data is 8/3 bytes of text.
 namespace tarvo::benchmarks::base64 {
 
 using util::Base64;
@@ -68,7 +68,7 @@ void decodes(benchmark::State& state) {
   finish(state, data.bytes.size());
 }
 
-/// Text as bytes, for libraries that take no units; false where a unit is no byte.
+/// Converts text to bytes, for libraries that take no 16-bit units. False if a code unit exceeds a byte.
 inline bool narrowed(const unsigned short* src, std::size_t srcUnits, std::string& text) {
   text.resize(srcUnits);
   unsigned int all = 0;
@@ -79,7 +79,7 @@ inline bool narrowed(const unsigned short* src, std::size_t srcUnits, std::strin
   return all <= 0xFF;
 }
 
-/// And as units again.
+/// Converts bytes back to 16-bit units.
 inline void widen(std::string_view text, unsigned short* dest) {
   std::transform(text.begin(), text.end(), dest, [](char c) { return static_cast<unsigned char>(c); });
 }

@@ -1,4 +1,5 @@
-// Buffers grown from nothing by pieces of 16 bytes, and scratch room, beside the standard library's.
+// Buffers that grow from nothing by pieces of 16 bytes, and scratch space, compared with the standard
+// library's.
 // Names are "class/task/candidate"; the candidate KELINFRA is compared with the others of its task.
 #include "infra/oss/kelByteBuffer.hpp"
 #include "infra/oss/kelSizeableBuffer.hpp"
@@ -23,7 +24,7 @@ using oss::SizeableBuffer;
 constexpr std::array<char, 16> piece = {'0', '1', '2', '3', '4', '5',  '6', '7',
                                         '8', '9', 'a', 'b', 'c', '\0', 'e', 'f'};
 
-/// What each container needs to be grown and looked at.
+/// One interface to append to each container and to read its bytes.
 struct Ours {
   ByteBuffer bytes{0ULL};
   void append(const char* data, std::size_t length) { bytes.append(data, length); }
@@ -40,10 +41,10 @@ struct String {
   std::string_view view() const { return bytes; }
 };
 
-/// Apart from where the container was made: it is memory, as a member of something is, and not a few registers.
+/// Not inlined, so that the container is in memory, as a member of an object is, and not in a few registers.
 template <class Container>
 [[gnu::noinline]] void grow(Container& container, std::size_t total) {
-  // Neither is known while compiling, as in a program that is handed its pieces.
+  // The compiler knows neither value, as in a program that receives its pieces.
   const char* const source = hidden(piece.data());
   const std::size_t pieceLength = hidden(piece.size());
   for (std::size_t length = 0; length < total; length += pieceLength) container.append(source, pieceLength);
@@ -76,8 +77,8 @@ void append16(benchmark::State& state) {
 
 constexpr std::int64_t MiB = 1 << 20;
 
-// A full MiB and its terminator need a block of two, which the last piece alone moves to: a vector stays in one.
-// One piece less shows the appends without that move.
+// A full MiB and its terminator need a block of 2 MiB, to which only the last piece moves the bytes; a vector
+// keeps its block of 1 MiB. With one piece less, no bytes move at the end.
 BENCHMARK(append16<Ours>)->Name("ByteBuffer/append 16 B up to 1 MiB/KELINFRA")->Arg(MiB);
 BENCHMARK(append16<Vector>)->Name("ByteBuffer/append 16 B up to 1 MiB/std::vector")->Arg(MiB);
 BENCHMARK(append16<String>)->Name("ByteBuffer/append 16 B up to 1 MiB/std::string")->Arg(MiB);
@@ -105,7 +106,7 @@ std::size_t room(Inline<size>& buffer) {
   return static_cast<std::size_t>(buffer.capacity());
 }
 
-/// Room of the same size that a vector gives: zeroed, on the heap.
+/// Space of the same size from a vector: zeroed, on the heap.
 template <std::size_t size>
 struct HeapRoom {
   std::vector<char> bytes = std::vector<char>(size);
@@ -116,7 +117,7 @@ std::size_t room(HeapRoom<size>& buffer) {
   return buffer.bytes.size();
 }
 
-/// Inside, too, and zeroed, lest anyone reads what nobody wrote. It does not grow.
+/// Space inside the object, zeroed, so that no byte is read uninitialised. It does not grow.
 template <std::size_t size>
 struct ZeroedRoom {
   std::array<char, size> bytes{};

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-/// Converter beside ICU used by hand, opened by name each time or kept open. Every candidate first has to give the
-/// library's bytes.
+/// Converter compared with direct use of ICU, where a converter is opened by name for each call or kept open.
+/// Each candidate must produce the library's bytes before it is timed.
 namespace {
 
 using namespace tarvo::benchmarks::converter;
@@ -126,7 +126,7 @@ void compareBetweenPages(const BetweenPages& task) {
 void compareCopy(std::size_t bytes) {
   const std::string data(bytes, 'x');
   const Task own = [=](auto& room) {
-    const char* const text = hidden(data.c_str());  // its length is not known beforehand
+    const char* const text = hidden(data.c_str());  // the compiler does not know its length
     return written(room, Converter::convert(room.data(), roomIn(room), "UTF-8", text, "UTF-8") - 1);
   };
   const Task byHand = [=](auto& room) {

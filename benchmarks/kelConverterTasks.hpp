@@ -16,13 +16,13 @@
 #include <string_view>
 #include <vector>
 
-/// What all of Converter's benchmarks share: the texts, the tasks, and how a candidate takes part.
+/// The texts and tasks that all benchmarks of Converter share, and the functions that register a candidate.
 namespace tarvo::benchmarks::converter {
 
-/// Converts and tells where the bytes are: in `room`, or in the candidate's own store.
+/// Converts and returns the bytes, which are in `room` or in the candidate's storage.
 using Task = std::function<std::string_view(std::vector<char>& room)>;
 
-/// A candidate whose bytes have to be those of the task's first, the library's.
+/// Registers a candidate. Its bytes must equal those of the task's first candidate, which is the library.
 inline void compete(const std::string& task, const std::string& candidate, const Task& run, const Task& own) {
   registerBenchmark(task + "/" + candidate, [=](benchmark::State& state) {
     constexpr std::size_t mostBytes = std::size_t{1} << 19U;
@@ -45,7 +45,7 @@ std::string_view written(const std::vector<char>& room, Size size) {
   return {room.data(), static_cast<std::size_t>(size)};
 }
 
-/// UTF-16 units as the bytes that they are.
+/// The bytes of UTF-16 code units, in memory order.
 template <class Unit>
 std::string_view asBytes(const Unit* units, std::int32_t count) {
   return {reinterpret_cast<const char*>(units), static_cast<std::size_t>(count) * 2};
@@ -92,7 +92,7 @@ inline std::string bytesOf(const icu::UnicodeString& text, const char* page) {
   return bytes;
 }
 
-// --- the tasks; in each case `own` is what the library does
+// --- the tasks; `own` is the library's function in each of them
 
 struct FromUnicode {
   std::string task;
@@ -144,7 +144,7 @@ inline ToUnicode toUnicode(const Text& kind, std::int32_t units, const char* pag
           }};
 }
 
-/// UTF-8 has a class of its own.
+/// The library converts UTF-8 with a separate class, UTF8String.
 inline ToUnicode fromUtf8(const Text& kind, std::int32_t units) {
   const std::string data = bytesOf(kind.ofUnits(units), "UTF-8");
   const auto string = std::make_shared<const oss::UTF8String>(data.c_str());

@@ -13,8 +13,8 @@
 #include <sstream>
 #include <string>
 
-/// DataBuffer beside std::string, std::ostringstream and ICU used by hand. Every case first checks that its
-/// rival builds the same text.
+/// DataBuffer compared with std::string, std::ostringstream and direct use of ICU. Each case first checks
+/// that the candidate builds the same text.
 namespace {
 
 using namespace tarvo::benchmarks::databuffer;
@@ -22,7 +22,7 @@ using tarvo::benchmarks::refuse;
 using tarvo::benchmarks::timed;
 using tarvo::oss::DataBuffer;
 
-// --- builders: one vocabulary for all
+// --- builders with the same interface
 
 class Printf : public StdString {
  public:
@@ -105,7 +105,7 @@ BENCHMARK(appendUnicode<CachedIcu>)
     ->Name("DataBuffer/100 converted texts/an open ICU converter")
     ->Apply(unicodeArguments);
 
-// --- short lives and clears
+// --- buffers with short lifetimes, and clears
 
 void makeShort(benchmark::State& state) {
   timed(state, [&] {
@@ -114,7 +114,7 @@ void makeShort(benchmark::State& state) {
   });
 }
 
-/// What a store of that size costs when it is zeroed and nothing else.
+/// Only zeroes a block of that size: the least that such an object can cost.
 void makeShortZeroedStore(benchmark::State& state) {
   timed(state, [&] {
     std::array<char, 4097> store{};
@@ -164,7 +164,7 @@ BENCHMARK(clearAndAppend<StdString>)
     ->Arg(100)
     ->Arg(4096);
 
-/// What goes before a clear is as short as it can be: a few bytes of a known count.
+/// The text before a clear is as short as possible: a few bytes, whose number is known.
 void clearShort(benchmark::State& state) {
   DataBuffer buffer(0);
   const auto putAndClear = [&] {

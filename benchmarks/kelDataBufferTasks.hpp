@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <string>
 
-/// What all of DataBuffer's benchmarks share: the tasks, whose candidates are builders with one vocabulary, and the
-/// library's and the standard string's builder.
+/// The tasks that all benchmarks of DataBuffer share. Candidates are builders with the same interface; the
+/// builders of the library and of std::string are here.
 namespace tarvo::benchmarks::databuffer {
 
 using oss::DataBuffer;
@@ -53,7 +53,7 @@ class StdString {
     }
     text_ += '\'';
   }
-  /// ICU by name: ask for the size, then convert, as one does without a library.
+  /// ICU with a converter's name: ask for the size, then convert, as a user without a library does.
   void addUnicode(const icu::UnicodeString& text, const char* page) {
     const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, page);
     const std::size_t before = text_.size();
@@ -84,7 +84,7 @@ void fill(Builder& builder, std::int64_t steps, Step step) {
   for (std::int64_t i = 0; i < steps; ++i) step(builder, i);
 }
 
-/// Builds a text of `steps` steps again and again; says so when the text is not the library's.
+/// Builds a text of `steps` steps in each run. Reports a text that differs from the library's.
 template <class Builder, class Step>
 void build(benchmark::State& state, std::int64_t steps, Step step) {
   {
@@ -105,7 +105,7 @@ void build(benchmark::State& state, std::int64_t steps, Step step) {
 template <class Builder>
 void appendText(benchmark::State& state) {
   build<Builder>(state, state.range(0) / 10, [](auto& builder, std::int64_t) {
-    builder.addText(hidden(tenBytes));  // its length is not known beforehand
+    builder.addText(hidden(tenBytes));  // the compiler does not know its length
   });
 }
 

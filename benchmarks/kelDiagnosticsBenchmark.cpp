@@ -35,7 +35,7 @@ SocketException makeOurs(unsigned int portOf, int codeOf) {
 
 [[noreturn]] void throwOurs(unsigned int portOf, int codeOf) {
   throw makeOurs(portOf,
-                 codeOf);  // NOLINT(cert-err60-cpp): a copy takes memory, and that is what is measured
+                 codeOf);  // NOLINT(cert-err60-cpp): copying allocates, which is part of the measurement
 }
 
 [[noreturn]] void throwStandard(unsigned int portOf, int codeOf) {
@@ -125,7 +125,7 @@ void renderStandard(benchmark::State& state) {
   });
 }
 
-/// The pattern was read before.
+/// The pattern has been parsed before.
 void renderIcu(benchmark::State& state) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::MessageFormat format(u"{0}: [{1}] - [{2}] [{3}] [{4}]", icu::Locale::getUS(), status);
@@ -157,7 +157,7 @@ void listStandard(benchmark::State& state) {
   });
 }
 
-// A cursor step reports its exit only: one test of the flag word.
+// A step of the cursor reports only its exit, with one test of the flag word.
 void tracedStep(benchmark::State& state) {
   MessageList list;
   list.addMessage(Message());

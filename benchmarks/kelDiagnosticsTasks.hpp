@@ -9,7 +9,8 @@
 
 #include <string>
 
-/// What all of the diagnostics' benchmarks share: one error, thrown or rendered, and a call that may trace.
+/// The tasks that all benchmarks of the diagnostics share: an error that is thrown or formatted, and a call
+/// that may be traced.
 namespace tarvo::benchmarks::diagnostics {
 
 inline constexpr const char* identifier = "QN_ERR_SOCKET_ERROR";
@@ -18,7 +19,7 @@ inline constexpr unsigned int port = 4711;
 inline constexpr int code = 10022;
 inline constexpr const char* line = "QN_ERR_SOCKET_ERROR: [] - [10022] [db.example] [4711]";
 
-/// `thrower(port, code)` throws a Caught, of which `textOf` makes the line.
+/// `thrower(port, code)` throws a Caught; `textOf` formats it as a line.
 template <class Caught, class Thrower, class TextOf>
 void throwsAndCatches(benchmark::State& state, Thrower thrower, TextOf textOf) {
   try {
@@ -42,21 +43,21 @@ inline bool isLine(const std::string& text) {
   return text == line;
 }
 
-/// `render()` makes the line.
+/// `render()` returns the line.
 template <class Render>
 void renders(benchmark::State& state, Render render) {
   if (!isLine(render())) return refuse(state, "the lines differ");
   timed(state, [&] { benchmark::DoNotOptimize(render()); });
 }
 
-// --- a cursor's step, which might trace
+// --- a step of the cursor, which may be traced
 
 struct Node {
   int message;
   const Node* next;
 };
 
-/// `step(first, cursor)` moves the cursor behind the first and gives its message.
+/// `step(first, cursor)` moves the cursor past the first message and returns that message.
 template <class Step>
 void steps(benchmark::State& state, Step step) {
   const Node last{2, nullptr};

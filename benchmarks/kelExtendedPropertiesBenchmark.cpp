@@ -16,8 +16,9 @@
 #include <unordered_map>
 #include <utility>
 
-/// ExtendedProperties beside the standard library's maps used by hand, which read and write plain "key=value"
-/// lines and comments but neither continuations nor escapes. Every case first checks that its rival has the same properties.
+/// ExtendedProperties compared with maps of the standard library and hand-written code that reads and writes
+/// "key=value" lines and comments but neither continuations nor escapes. Each case first checks that the
+/// candidate has the same properties.
 namespace {
 
 using namespace tarvo::benchmarks::properties;
@@ -39,7 +40,7 @@ void loadInto(ByteMap& map, const std::string& file) {
   });
 }
 
-// --- resolving: ten values that refer to others, set anew each time
+// --- resolving: ten values that contain references, set again before each run
 
 constexpr std::u16string_view reference = u"%component1.setting1%/data";
 
@@ -63,7 +64,7 @@ void resolveFew(benchmark::State& state) {
   }
 }
 
-/// Only what resolving cannot do without.
+/// Only the work that resolving cannot omit.
 void searchEveryValue(benchmark::State& state) {
   Map map;
   if (!loaded(state, map)) return;
@@ -85,7 +86,7 @@ void save(benchmark::State& state) {
   });
 }
 
-/// Escaping as `save` does, byte by byte into a standard stream.
+/// Escapes like `save`, byte by byte into a standard stream.
 void put(std::ostream& out, const icu::UnicodeString& text) {
   for (std::int32_t i = 0; i < text.length(); ++i) {
     const char16_t unit = text.charAt(i);

@@ -20,8 +20,8 @@
 #include <type_traits>
 #include <vector>
 
-/// What all of ExtendedProperties' benchmarks share: the files, and the tasks. A candidate is a type with `loadInto`
-/// and `asMap`, and with `valueOf` and `int32Of` where it takes part in look-ups.
+/// The files and tasks that all benchmarks of ExtendedProperties share. A candidate is a type with `loadInto`
+/// and `asMap`. For look-ups it also has `valueOf` and `int32Of`.
 namespace tarvo::benchmarks::properties {
 
 using oss::OutputStream;
@@ -83,7 +83,7 @@ Map asMap(const Properties& properties, const std::string& /*file*/) {
   return map;
 }
 
-/// The library's properties of the state's file.
+/// The library's properties, read from the state's file.
 inline const ExtendedProperties& ownOf(const benchmark::State& state) {
   static std::map<std::int64_t, ExtendedProperties> all;
   ExtendedProperties& own = all[state.range(0)];
@@ -91,8 +91,8 @@ inline const ExtendedProperties& ownOf(const benchmark::State& state) {
   return own;
 }
 
-/// Loads the state's file and says whether the properties are those that the library reads; the first time for each
-/// size, since repetitions need not look again.
+/// Loads the state's file. Returns whether the properties are those that the library reads; compares them
+/// only once for each size.
 template <class Properties>
 bool loaded(benchmark::State& state, Properties& properties) {
   static std::set<std::int64_t> known;
@@ -130,13 +130,14 @@ const icu::UnicodeString& valueOf(const AnyMap& map, const icu::UnicodeString& k
   return map.at(key);
 }
 
-/// Candidates whose keys are bytes say so by a type of that name.
+/// A candidate whose keys are bytes has a type of this name.
 template <class Properties>
 concept OfBytes = requires {
   typename Properties::OfBytes;
 };
 
-/// Every key as the candidate takes it, in an order of its own; of numbers alone, if asked for.
+/// All keys in the candidate's type, in an order that is the same in each run; on request only those of
+/// numbers.
 template <class Properties>
 auto shuffledKeys(const benchmark::State& state, bool numbersAlone = false) {
   std::vector<std::conditional_t<OfBytes<Properties>, std::string, icu::UnicodeString>> keys;
@@ -167,7 +168,7 @@ void lookUp(benchmark::State& state) {
 inline std::int32_t int32Of(const ExtendedProperties& properties, const icu::UnicodeString& key) {
   return properties.getPropertyAsInt32(key, -1);
 }
-/// The digits as bytes, and the standard library's parser.
+/// Extracts the digits as bytes and parses them with the standard library.
 template <class AnyMap>
 std::int32_t int32Of(const AnyMap& map, const icu::UnicodeString& key) {
   const auto found = map.find(key);
@@ -205,7 +206,7 @@ class StringStream : public OutputStream {
   std::string bytes;
 };
 
-/// `saved()` gives a text that says, read again, what the library's properties say.
+/// `saved()` returns a text; read again, it gives the library's properties.
 template <class Saved>
 void saves(benchmark::State& state, Saved saved) {
   ExtendedProperties again;

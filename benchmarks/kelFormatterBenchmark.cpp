@@ -16,9 +16,9 @@
 #include <memory>
 #include <string>
 
-/// Numbers as UTF-16 text and back, beside the standard library with a widening or narrowing step, the C
-/// library with the copies and switches that strictness asks for, and ICU. Every rival first has to give the
-/// same answers.
+/// Numbers to UTF-16 text and back, compared with the standard library plus a widening or narrowing step,
+/// with the C library plus the copies and locale switches that a strict parse needs, and with ICU. Each
+/// candidate must give the same answers before it is timed.
 namespace {
 
 using namespace tarvo::benchmarks::formatter;
@@ -37,7 +37,7 @@ void toCharsAndWiden(UnicodeString& out, std::int64_t value) {
   widen(out, text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
-/// Less than was asked for: an array instead of the text, which stays empty.
+/// Does less work than the task: writes an array and leaves the text empty.
 void toCharsAndArray(UnicodeString&, std::int64_t value) {
   char text[24];
   char16_t units[24];
@@ -72,7 +72,7 @@ bool equals(const UnicodeString& out, const UnicodeString& expected) {
   return out == expected;
 }
 
-/// The digits are elsewhere, and `toCharsAndWiden`'s.
+/// The text is empty: the digits are in an array, and `toCharsAndWiden` checks the same digits.
 bool isElsewhere(const UnicodeString& out, const UnicodeString&) {
   return out.isEmpty();
 }
@@ -84,7 +84,7 @@ void writesText(benchmark::State& state) {
 
 // --- text to numbers
 
-/// Checks nothing: what any parse costs at least.
+/// Checks nothing: the least that any parse costs.
 std::int64_t digitLoop(const UnicodeString& text) {
   const char16_t* unit = text.getBuffer();
   const char16_t* const end = unit + text.length();
@@ -102,7 +102,7 @@ std::int64_t trimAndSscanf(const UnicodeString& text) {
   if (bytes.empty() || bytes.find_first_not_of("0123456789", bytes[0] == '-' ? 1 : 0) != std::string::npos)
     return 0;
   long long value = 0;
-  // NOLINTNEXTLINE(cert-err34-c): a range check is just what is not wanted
+  // NOLINTNEXTLINE(cert-err34-c): the value is in range
   return std::sscanf(bytes.c_str(), "%lld", &value) == 1 ? value : 0;
 }
 
@@ -136,7 +136,7 @@ double strtodWhole(const char* text) {
 }
 
 double strtodUnderSetlocale(const char* text) {
-  // NOLINTBEGIN(concurrency-mt-unsafe): there is one thread, and no other switch on every platform
+  // NOLINTBEGIN(concurrency-mt-unsafe): one thread; no other way exists on every platform
   const std::string former = std::setlocale(LC_ALL, nullptr);
   if (std::setlocale(LC_ALL, "C") == nullptr) return 0;
   const double value = strtodWhole(text);

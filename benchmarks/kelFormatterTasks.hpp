@@ -12,12 +12,12 @@
 #include <type_traits>
 #include <vector>
 
-/// What all of Formatter's benchmarks share: the numbers, and the tasks. Each candidate is one function.
+/// The numbers and tasks that all benchmarks of Formatter share. Each candidate is one function.
 namespace tarvo::benchmarks::formatter {
 
 constexpr std::size_t numbers = 1024;
 
-/// All magnitudes alike, of either sign.
+/// All magnitudes are equally frequent, with either sign.
 inline std::vector<std::int64_t> integers() {
   std::mt19937_64 engine(34);
   std::vector<std::int64_t> values(numbers);
@@ -25,7 +25,7 @@ inline std::vector<std::int64_t> integers() {
   return values;
 }
 
-/// As people and programs write them: some with a few decimals, some with all their digits.
+/// As people and programs write them: some with few decimals, some with all digits.
 inline std::vector<double> doubles() {
   std::mt19937_64 engine(34);
   std::vector<double> values(numbers);
@@ -51,7 +51,7 @@ inline std::vector<std::string> textsOf(const std::vector<std::int64_t>& values)
   return texts;
 }
 
-/// As UTF-16 texts of the candidate's type.
+/// The numbers as UTF-16 texts of the candidate's type.
 template <class Text = icu::UnicodeString>
 std::vector<Text> wide(const std::vector<std::string>& texts) {
   std::vector<Text> result;
@@ -67,7 +67,7 @@ std::vector<Text> wide(const std::vector<std::string>& texts) {
   return result;
 }
 
-/// `same(out, expected)` says whether the text that the candidate wrote is that one.
+/// `same(out, expected)` returns whether the candidate wrote the expected text.
 template <auto convert, class Out, auto same>
 void writes(benchmark::State& state) {
   const std::vector<std::int64_t> values = integers();

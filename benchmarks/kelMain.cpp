@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-/// As the framework's own, and it fails when a candidate's answer was not the library's.
+/// Like the framework's main, but fails if a candidate's answer differed from the library's.
 namespace tarvo::benchmarks {
 namespace {
 

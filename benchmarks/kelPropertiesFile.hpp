@@ -9,7 +9,7 @@
 
 namespace tarvo::benchmarks::properties {
 
-/// Keys and values as settings have them, in an order that is not the map's, a comment before every tenth.
+/// Typical keys and values of settings, not in the map's order, with a comment before every tenth.
 inline std::string makeFile(std::size_t entries) {
   std::vector<std::size_t> numbers(entries);
   std::iota(numbers.begin(), numbers.end(), 0);

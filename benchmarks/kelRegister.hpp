@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-/// Benchmarks whose names are put together when the program starts.
+/// Registers benchmarks whose names are composed when the program starts.
 namespace tarvo::benchmarks {
 
 class NamedBenchmark : public benchmark::internal::Benchmark {
@@ -24,7 +24,7 @@ class NamedBenchmark : public benchmark::internal::Benchmark {
 
 inline void registerBenchmark(const std::string& name, NamedBenchmark::Body body) {
   benchmark::internal::RegisterBenchmarkInternal(new NamedBenchmark(name, std::move(body)));
-  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): it is Google Benchmark's now
+  // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): Google Benchmark owns it
 }
 
 }  // namespace tarvo::benchmarks

@@ -5,8 +5,8 @@
 
 namespace tarvo::benchmarks {
 
-/// How often the calling thread has asked for memory: malloc, calloc, realloc and what stands on them. Nothing on
-/// Windows, where each library asks in its own way, which the program does not see.
+/// The number of the calling thread's allocations: malloc, calloc, realloc and functions that call them.
+/// Nothing on Windows, where each library allocates in a different way that the program cannot count.
 std::optional<std::size_t> requestsForMemory();
 
 }  // namespace tarvo::benchmarks

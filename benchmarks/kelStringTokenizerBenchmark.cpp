@@ -16,8 +16,8 @@
 #include <string_view>
 #include <vector>
 
-/// StringTokenizer beside the standard library and ICU used by hand, on 64 KiB of five-letter words. Every
-/// case first checks that it finds the library's tokens.
+/// StringTokenizer compared with the standard library and direct use of ICU, on 64 KiB of five-letter words.
+/// Each case first checks that the candidate finds the library's tokens.
 namespace {
 
 using namespace tarvo::benchmarks::tokenizer;
@@ -35,7 +35,7 @@ void eachView(Take take) {
   }
 }
 
-/// A test of each unit by hand, as fast as a bare loop goes.
+/// Tests each code unit with a hand-written condition, as fast as a bare loop can.
 template <class Take>
 void eachBareView(Take take) {
   const char16_t* const text = units().getBuffer();
@@ -106,7 +106,7 @@ void constructFindFirstOf(benchmark::State& state) {
   collectViews(state, [](auto take) { eachView(take); });
 }
 
-/// One delimiter, as many other libraries take.
+/// One delimiter, the form that many other libraries take.
 void constructBlanks(benchmark::State& state) {
   const icu::UnicodeString text = icu::UnicodeString::fromUTF8(blankSeparated());
   std::string all;
@@ -179,7 +179,7 @@ void fetchOnly(benchmark::State& state) {
   });
 }
 
-/// A store zeroed whole and a converter opened by name for each token.
+/// For each token, zeroes a whole buffer and opens a converter by name.
 void fetchOnlyZeroedByName(benchmark::State& state) {
   if (!agrees(state, glued([](auto take) { eachBareView(take); }))) return;
   std::array<char, 4097> store{};
@@ -194,7 +194,7 @@ void fetchOnlyZeroedByName(benchmark::State& state) {
   });
 }
 
-/// One converter kept open by hand, the token converted in place.
+/// One converter stays open; each token is converted in place.
 void fetchOnlyCachedIcu(benchmark::State& state) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open(page, &status), &ucnv_close);

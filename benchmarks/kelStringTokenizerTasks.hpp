@@ -11,8 +11,8 @@
 #include <string>
 #include <string_view>
 
-/// What all of StringTokenizer's benchmarks share: 64 KiB of five-letter words in UTF-16, and whether a candidate finds
-/// the library's tokens.
+/// 64 KiB of five-letter words in UTF-16, and the check that a candidate finds the library's tokens: shared
+/// by all benchmarks of StringTokenizer.
 namespace tarvo::benchmarks::tokenizer {
 
 using oss::StringTokenizer;
@@ -37,7 +37,7 @@ inline const icu::UnicodeString& units() {
   return text;
 }
 
-/// The same words with one blank between them, and none behind the last.
+/// The same words with one blank between two words, and no blank after the last.
 inline const std::string& blankSeparated() {
   static const std::string text = [] {
     std::string made;
@@ -51,7 +51,7 @@ inline const std::string& blankSeparated() {
   return text;
 }
 
-/// The library's tokens, glued together with a mark behind each.
+/// The library's tokens in one text, with a mark after each.
 inline std::string expected() {
   std::string all;
   StringTokenizer tokenizer(units(), nullptr);
@@ -59,14 +59,14 @@ inline std::string expected() {
   return all;
 }
 
-/// Whether the candidate may be timed: its tokens, glued in the same way, are those.
+/// Whether the candidate may be timed: its tokens, joined in the same way, equal the library's.
 inline bool agrees(benchmark::State& state, const std::string& tokens) {
   if (tokens == expected()) return true;
   refuse(state, "the tokens differ");
   return false;
 }
 
-/// `split()` gives a container, and `bytesOf(token)` a token of it as bytes.
+/// `split()` returns a container, and `bytesOf(token)` returns a token of it as bytes.
 template <class Split, class BytesOf>
 void splits(benchmark::State& state, Split split, BytesOf bytesOf) {
   std::string all;

@@ -9,24 +9,24 @@
 #include <cstdint>
 #include <optional>
 
-/// What every candidate of every task goes through: it is refused when its answer is not the library's, timed, and
-/// its requests for memory are counted.
+/// Each candidate of a task is refused if its answer differs from the library's, then timed, and its
+/// allocations are counted.
 namespace tarvo::benchmarks {
 
-/// Leaves the candidate out, and has the whole program fail in the end.
+/// Skips the candidate and makes the whole program fail at its end.
 void refuse(benchmark::State& state, const char* why);
 bool anyRefused();
 
-/// The same value, which the compiler does not know any more. (The framework's DoNotOptimize leaves it to the compiler to
-/// take a variable from memory or a register, and mingw-w64's then forgets to fill the register.)
+/// Returns the same value, but the compiler no longer knows it. (The framework's DoNotOptimize lets the
+/// compiler choose between memory and a register; the compiler of mingw-w64 then does not load the register.)
 template <class Value>
 Value hidden(Value value) {
   const volatile Value kept = value;
   return kept;
 }
 
-/// The requests are counted behind the timed loop, for the counter "allocations": those of one run, on the average of
-/// up to 1024. What the first run asks for is left out.
+/// Counts allocations after the timed loop. The counter "allocations" is the average of up to 1024 runs.
+/// Allocations of the first run only are not counted.
 template <class Body>
 void timed(benchmark::State& state, Body body) {
   for (auto _ : state) body();

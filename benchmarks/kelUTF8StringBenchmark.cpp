@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
-/// UTF8String and UTF8Iterator beside ICU's macros and text interface used by hand, and the C library. Every
-/// candidate first has to give the library's answer.
+/// UTF8String and UTF8Iterator compared with direct use of ICU's macros and text interface, and with the C
+/// library. Each candidate must give the library's answer before it is timed.
 namespace {
 
 using namespace tarvo::benchmarks::utf8;
@@ -29,7 +29,7 @@ struct Candidate {
   Task task;
 };
 
-/// The first candidate is the library's.
+/// The first candidate must be that of the library.
 void compare(const std::string& task, const std::vector<Candidate>& candidates) {
   for (const Candidate& candidate : candidates)
     compete(task, candidate.name, candidate.task, candidates.front().task);
@@ -82,7 +82,7 @@ Answer walkByUText(const char* text) {
   return sum;
 }
 
-/// Validates, then hands out each character as bytes, as one would write it.
+/// Validates, then returns each character as bytes, as a user would write it.
 Answer walkByU8Next(const char* text) {
   const std::string copy(text);
   const auto length = static_cast<std::int32_t>(copy.size());

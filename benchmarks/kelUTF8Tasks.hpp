@@ -11,13 +11,14 @@
 #include <string>
 #include <vector>
 
-/// What all of UTF8String's and UTF8Iterator's benchmarks share: the texts, and how a candidate takes part.
+/// The texts that all benchmarks of UTF8String and UTF8Iterator share, and the function that registers a
+/// candidate.
 namespace tarvo::benchmarks::utf8 {
 
 using Answer = std::int64_t;
 using Task = std::function<Answer()>;
 
-/// A candidate whose answer has to be that of the task's first, the library's.
+/// Registers a candidate. Its answer must equal that of the task's first candidate, which is the library.
 inline void compete(const std::string& task, const std::string& candidate, const Task& run, const Task& own) {
   registerBenchmark(task + "/" + candidate, [=](benchmark::State& state) {
     if (run() != own()) return refuse(state, "the answers differ");
@@ -25,7 +26,7 @@ inline void compete(const std::string& task, const std::string& candidate, const
   });
 }
 
-/// Keeps the compiler from knowing a text and its length.
+/// Hides a text and its length from the compiler.
 inline const char* hidden(const std::string& text) {
   return benchmarks::hidden(text.c_str());
 }
@@ -77,7 +78,7 @@ inline const std::vector<Text>& texts() {
   return all;
 }
 
-/// What a walk sums up, which depends on each character: 1 for ASCII, 2 for others.
+/// The sum that a walk computes, which depends on each character: 1 for ASCII, 2 for others.
 inline Answer sumOf(const Text& text) {
   const icu::UnicodeString units = icu::UnicodeString::fromUTF8(*text.bytes);
   Answer sum = 0;

@@ -15,7 +15,10 @@ SIZE = re.compile(
     r"|\bover (?P<sockets>\d+)\b"
 )
 SCALE = {"B": (1, "bytes"), "KiB": (1 << 10, "bytes"), "MiB": (1 << 20, "bytes"), "units": (1, "units")}
-COLOURS = ["#2f81f7", "#1a9e5c", "#a855f7", "#d97706", "#7b8794", "#0fa3b1", "#8a9a0b", "#ec4899", "#9c6b4e", "#5b6ee1"]
+COLOURS = [
+    "#2f81f7", "#1a9e5c", "#a855f7", "#d97706", "#7b8794",
+    "#0fa3b1", "#8a9a0b", "#ec4899", "#9c6b4e", "#5b6ee1",
+]
 OUR_COLOUR = "#e5484d"
 
 PANEL_WIDTH, PANEL_HEIGHT, COLUMNS = 660, 250, 2
@@ -119,7 +122,8 @@ class Pen:
     def draw(self, places):
         path = " ".join(f"{x:.1f},{y:.1f}" for x, y in places)
         dots = "".join(
-            f'<circle cx="{x:.1f}" cy="{y:.1f}" r="{self.width + 1}" fill="{self.colour}"/>' for x, y in places
+            f'<circle cx="{x:.1f}" cy="{y:.1f}" r="{self.width + 1}" fill="{self.colour}"/>'
+            for x, y in places
         )
         stroke = f'fill="none" stroke="{self.colour}" stroke-width="{self.width}"{self.dashes}'
         return f'<polyline points="{path}" {stroke}/>{dots}'

@@ -3,9 +3,9 @@
 
     report.py GOALS.json OUTPUT.md RESULTS.json...
 
-Benchmarks are named "class/task/candidate[/arguments]". In each task the candidate KELINFRA is compared with the
-others. Named arguments are part of the task. The counter "allocations" is the number of allocations in a run. "p50"
-and "p99" are times of single runs and become separate tasks.
+Benchmarks are named "class/task/candidate[/arguments]". In each task the candidate KELINFRA is compared with
+the others. Named arguments are part of the task. The counter "allocations" is the number of allocations in a
+run. "p50" and "p99" are times of single runs and become separate tasks.
 
 A goal is one of
     {"task", "than", "atMost"}        the largest ratio of KELINFRA's time to that candidate's
@@ -61,7 +61,8 @@ class Goals:
         self.own = [goal for goal in goals if "than" not in goal]
         self.met = 0
         self.missed = []
-        unknown = {goal["task"] for goal in goals} | {goal["thanTask"] for goal in goals if "thanTask" in goal}
+        unknown = {goal["task"] for goal in goals}
+        unknown |= {goal["thanTask"] for goal in goals if "thanTask" in goal}
         unknown = sorted(task for task in unknown if (task, OURS) not in results.times)
         if unknown:
             sys.exit(f"goals without a benchmark: {unknown}")
@@ -136,7 +137,8 @@ def document(results, goals, drawn):
     for goal in goals.own:
         own[goal["task"].split("/")[0]].append(goals.own_line(goal))
     parts = [HEAD, f"\n## Goals\n\n{goals.met} goals are met, {len(goals.missed)} are missed"]
-    parts.append(":\n\n" + table(["task", "beside", "figure", "goal"], goals.missed) if goals.missed else ".\n")
+    missed = ":\n\n" + table(["task", "beside", "figure", "goal"], goals.missed) if goals.missed else ".\n"
+    parts.append(missed)
     for name in sorted(lines):
         parts.append(f"\n## {name}\n\n")
         if name in drawn:

@@ -15,13 +15,14 @@ import java.util.Random;
 import java.util.TreeMap;
 
 /**
- * The JVM's properties, in a process of their own, beside ExtendedProperties. Writes what it measured as Google Benchmark
- * does: medians of five repetitions, warm, in nanoseconds of the process' processor time, the collector's share included.
+ * The JVM's properties, in a separate process, for comparison with ExtendedProperties. Writes its results in
+ * Google Benchmark's form: medians of five repetitions after a warm-up, in nanoseconds of the process's
+  * processor time, which includes the garbage collector.
  *
  * <pre>java PropertiesBenchmark.java SIZE=DIGEST=FILE...</pre>
  *
- * The digest is what kelinfra_properties_files prints of the file. A file in which Properties reads something else, and
- * a saved text that reads as something else, end the program with an error.
+ * The digest is the one that kelinfra_properties_files prints for the file. The program ends with an error if
+  * Properties reads other properties from the file, or from the text that it saves.
  */
 final class PropertiesBenchmark {
   private static final int REPETITIONS = 5;
@@ -57,7 +58,7 @@ final class PropertiesBenchmark {
     List<String> keys = new ArrayList<>(properties.stringPropertyNames());
     Collections.shuffle(keys, new Random(815));
     int[] at = {0};
-    // A batch a run: one look-up is shorter than the clock's step.
+    // Each run is a batch: one look-up is shorter than the resolution of the clock.
     final int batch = 1000;
     row("look-up", entries, batch, () -> {
       int length = 0;

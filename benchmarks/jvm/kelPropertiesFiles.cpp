@@ -12,15 +12,15 @@
 #include <span>
 #include <string>
 
-/// Writes the files that ExtendedProperties' benchmarks read into a folder, for programs outside of this one, and
-/// prints of each its number of entries and a digest of what the library reads from it.
+/// Writes the files of ExtendedProperties' benchmarks into a folder, for programs other than this one. Prints
+/// for each file its number of entries and a digest of the properties that the library reads from it.
 ///
 ///     kelinfra_properties_files FOLDER SIZE...
 namespace {
 
 using tarvo::util::ExtendedProperties;
 
-/// FNV-1a over the units of all keys, in their order, and values, a zero behind each.
+/// FNV-1a over the code units of all keys, in their order, and their values, with a zero after each.
 class Digest {
  public:
   void add(const icu::UnicodeString& text) {

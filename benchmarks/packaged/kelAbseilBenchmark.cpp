@@ -18,12 +18,12 @@
 #include <utility>
 #include <vector>
 
-/// Abseil, which is of bytes, beside several classes.
+/// Abseil, which works on bytes, compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;
 
-// --- Base64: widened after encoding, narrowed before decoding, in room that stays from call to call
+// --- Base64: widened after encoding, narrowed before decoding, in a buffer that is kept between calls
 
 std::size_t encodeBase64(unsigned short* dest, std::size_t, const char* src, std::size_t srcBytes) {
   static std::string text;

@@ -15,12 +15,12 @@
 #include <string>
 #include <vector>
 
-/// Boost beside several classes.
+/// Boost compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;
 
-// --- diagnostics: an exception that carries the same facts, each by a type of its own
+// --- diagnostics: an exception that carries the same facts, with a separate type for each
 
 using Code = boost::error_info<struct CodeTag, int>;
 using Host = boost::error_info<struct HostTag, icu::UnicodeString>;
@@ -31,7 +31,8 @@ struct SocketError : virtual std::exception, virtual boost::exception {
 };
 
 [[noreturn]] void throwBoost(unsigned int port, int code) {
-  // NOLINTBEGIN(cert-err09-cpp,cert-err60-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference): Boost's way
+  // Boost's documentation throws errors in this way.
+  // NOLINTBEGIN(cert-err09-cpp,cert-err60-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
   throw SocketError() << boost::throw_file("kelSocket.cpp") << boost::throw_line(120) << Code(code)
                       << Host(diagnostics::host) << Port(port);
   // NOLINTEND(cert-err09-cpp,cert-err60-cpp,cert-err61-cpp,misc-throw-by-value-catch-by-reference)
@@ -87,7 +88,7 @@ BENCHMARK(splitBytes)->Name("StringTokenizer/construct/boost::tokenizer of bytes
 BENCHMARK(splitBlanks)->Name("StringTokenizer/construct, one delimiter/boost::tokenizer of bytes");
 BENCHMARK(splitUnits)->Name("StringTokenizer/construct and fetch every token/boost::tokenizer");
 
-// --- ExtendedProperties: keys without parts, as a file of settings has them
+// --- ExtendedProperties: keys without sections, as in a file of settings
 
 struct Tree {
   boost::property_tree::ptree all;

@@ -8,7 +8,7 @@
 #include <limits>
 #include <string>
 
-/// double-conversion, which reads UTF-16, too, beside Formatter.
+/// double-conversion, which also reads UTF-16, compared with Formatter.
 namespace {
 
 using namespace tarvo::benchmarks::formatter;

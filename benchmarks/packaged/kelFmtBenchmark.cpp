@@ -8,7 +8,7 @@
 #include <iterator>
 #include <string>
 
-/// fmt, which is of bytes, beside a message's line and DataBuffer.
+/// fmt, which works on bytes, compared with a message's line and with DataBuffer.
 namespace {
 
 using namespace tarvo::benchmarks;

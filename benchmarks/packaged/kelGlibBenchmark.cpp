@@ -15,17 +15,18 @@
 #include <string>
 #include <vector>
 
-/// GLib beside several classes.
+/// GLib compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;
 
-// --- Base64: of bytes, so the text is widened after encoding and narrowed before decoding. Room for bytes stays from
-// call to call, and it decodes where the text is, as fast as GLib can.
+// --- Base64: GLib works on bytes, so the text is widened after encoding and narrowed before decoding. The
+// byte
+// buffer is kept between calls, and GLib decodes in place, its fastest way.
 
 std::size_t encodeBase64(unsigned short* dest, std::size_t, const char* src, std::size_t srcBytes) {
   static std::string text;
-  // A line end after each 72 characters is not asked for; four more characters, says GLib, may be waiting.
+  // Requests no line breaks. GLib documents that four more characters may be pending.
   if (text.size() < srcBytes / 3 * 4 + 8) text.resize(srcBytes / 3 * 4 + 8);
   gint state = 0;
   gint save = 0;
@@ -56,7 +57,7 @@ gsize lengthOf(const utf8::Text& text) {
   return text.bytes->size();
 }
 
-/// Validates, then hands out each character.
+/// Validates, then returns each character.
 utf8::Answer walk(const char* text, gsize length) {
   if (g_utf8_validate(text, static_cast<gssize>(length), nullptr) == FALSE) return -1;
   utf8::Answer sum = 0;
@@ -143,7 +144,7 @@ BENCHMARK(databuffer::appendInteger<Builder>)
 
 // --- StringTokenizer
 
-/// Between two delimiters it finds an empty token, which is passed over.
+/// It finds an empty token between two delimiters, which is skipped.
 template <class Take>
 void eachToken(Take take) {
   gchar** const tokens = g_strsplit_set(tokenizer::bytes().c_str(), tokenizer::narrowDelimiters, -1);
@@ -173,7 +174,7 @@ struct KeyFile {
   GKeyFile* all = g_key_file_new();
 };
 
-/// Its properties belong to groups.
+/// It requires that properties belong to a group.
 void loadInto(KeyFile& properties, const std::string& file) {
   static std::map<const std::string*, std::string> grouped;
   std::string& text = grouped[&file];
@@ -195,7 +196,7 @@ properties::Map asMap(const KeyFile& properties, const std::string& /*file*/) {
 
 BENCHMARK(properties::load<KeyFile>)->Name("ExtendedProperties/load/GKeyFile")->Apply(properties::sizes);
 
-// --- diagnostics: entry and exit, as many tests as a member of the library makes
+// --- diagnostics: entry and exit, with as many tests as a member of the library makes
 
 [[gnu::noinline]] const int* step(const diagnostics::Node* first, const diagnostics::Node** cursor) {
   g_debug("entry");

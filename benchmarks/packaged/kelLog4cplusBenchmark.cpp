@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-/// log4cplus: its properties, and what a trace that is off costs with it.
+/// log4cplus: its properties, and the cost of its tracing when it is off.
 namespace {
 
 using namespace tarvo::benchmarks;
@@ -20,7 +20,7 @@ struct Properties {
   log4cplus::helpers::Properties all;
 };
 
-/// Reads from a stream that has a copy of the text: the way there is.
+/// It reads from a stream, which copies the text; there is no other way.
 void loadInto(Properties& properties, const std::string& file) {
   std::istringstream stream(file);
   properties.all = log4cplus::helpers::Properties(stream);
@@ -51,7 +51,7 @@ BENCHMARK(properties::getInt32<Properties>)
     ->Name("ExtendedProperties/getPropertyAsInt32/log4cplus")
     ->Apply(properties::sizes);
 
-/// Entry and exit, as many tests as a member of the library makes.
+/// Entry and exit, with as many tests as a member of the library makes.
 [[gnu::noinline]] const int* step(const log4cplus::Logger& logger, const diagnostics::Node* first,
                                   const diagnostics::Node** cursor) {
   LOG4CPLUS_TRACE(logger, "entry");

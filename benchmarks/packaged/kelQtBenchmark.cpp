@@ -16,12 +16,12 @@
 #include <string>
 #include <string_view>
 
-/// Qt, whose texts are of UTF-16, too, beside several classes.
+/// Qt, whose texts are UTF-16, too, compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;
 
-// --- Base64: of bytes, so the text is widened after encoding and narrowed before decoding
+// --- Base64: Qt works on bytes, so the text is widened after encoding and narrowed before decoding
 
 std::size_t encodeBase64(unsigned short* dest, std::size_t, const char* src, std::size_t srcBytes) {
   const QByteArray text = QByteArray::fromRawData(src, static_cast<int>(srcBytes)).toBase64();
@@ -62,7 +62,7 @@ double readDouble(const QString& text) {
   return text.toDouble();
 }
 
-/// What the shared tasks make their texts of.
+/// The shared tasks make their texts of this type.
 class Text : public QString {
  public:
   using value_type = QChar;

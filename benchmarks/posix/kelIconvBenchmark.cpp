@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// The system's iconv beside Converter.
+/// The system's iconv compared with Converter.
 namespace {
 
 using namespace tarvo::benchmarks::converter;
@@ -13,7 +13,7 @@ using namespace tarvo::benchmarks::converter;
 std::string_view convertByIconv(const std::string& to, const char* from, std::string_view data,
                                 std::vector<char>& room) {
   iconv_t converter = iconv_open(to.c_str(), from);
-  char* in = const_cast<char*>(data.data());  // its signature; it does not write there
+  char* in = const_cast<char*>(data.data());  // iconv's signature; it does not write there
   std::size_t bytes = data.size();
   char* out = room.data();
   std::size_t left = room.size();

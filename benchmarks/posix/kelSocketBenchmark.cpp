@@ -1,4 +1,5 @@
-// Sockets beside the bare system calls, over loopback, both ends on the core that the whole program is pinned to.
+// Sockets compared with system calls, over loopback. Both ends use the one core to which the program is
+// pinned.
 // Names are "class/task/candidate"; the candidate KELINFRA is compared with the others of its task.
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketServer.hpp"
@@ -30,7 +31,7 @@ using namespace tarvo::benchmarks::sockets;
 using tarvo::benchmarks::refuse;
 using tarvo::benchmarks::timed;
 
-/// The library's connection, the library's way.
+/// Uses the library's connection through the library.
 struct Ours : Connection {
   int peer() const { return acceptedDescriptor(); }
   void endOfSending() { client.shutdownSend(); }
@@ -39,7 +40,7 @@ struct Ours : Connection {
   void receive(char* bytes, std::size_t size) { check(client.read(bytes, 0, size) == size, "read"); }
 };
 
-/// And the bare calls on its descriptor.
+/// Uses the library's connection through system calls on its descriptor.
 struct Bare : Ours {
   void send(const char* bytes, std::size_t size) const { sendAll(clientDescriptor(), bytes, size); }
   void receive(char* bytes, std::size_t size) const {
@@ -50,7 +51,7 @@ struct Bare : Ours {
 constexpr std::size_t frameSize = 128;
 using Frame = std::array<char, frameSize>;
 
-/// `exchange(connection, bytes)` sends a frame and takes one in its place; the peer sends the same bytes back.
+/// `exchange(connection, bytes)` sends a frame and replaces `bytes` by the frame received; the peer echoes.
 template <class Exchange>
 void exchangesFrames(benchmark::State& state, Exchange exchange) {
   Ours connection;
@@ -132,7 +133,7 @@ struct BareServer {
   std::string service;
 };
 
-/// The steps that `connect` and `accept` take, by hand: resolve, connect without blocking, wait, ask for the error.
+/// The steps of `connect` and `accept` by hand: resolve, connect without blocking, wait, ask for the error.
 void connectPosixSameSteps(benchmark::State& state) {
   BareServer server;
   timed(state, [&] {
@@ -171,7 +172,7 @@ void connectPosixLeast(benchmark::State& state) {
   });
 }
 
-/// Each wait needs its list anew, since it comes back with the ready ones only.
+/// Each wait needs a new list, because select removes the sockets that are not ready.
 void selectOurs(benchmark::State& state) {
   const auto connections = idleConnections(state.range(0));
   const unsigned long long timeout = 0;

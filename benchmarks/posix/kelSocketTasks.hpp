@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
-/// What all of the sockets' benchmarks share: connections over loopback, both ends on the core that the whole program is
-/// pinned to, and the tasks of which other libraries have a way, too.
+/// Connections over loopback, and the tasks that other libraries can do, too: shared by all benchmarks of
+/// sockets. Both ends use the one core to which the program is pinned.
 namespace tarvo::benchmarks::sockets {
 
 using oss::Socket;
@@ -43,7 +43,7 @@ inline bool isReady(int descriptor, short event) {
   return poll(&entry, 1, 10000) == 1;
 }
 
-/// A connection: one end for either candidate, and its descriptor for the bare calls.
+/// A connection: an end of the library's class on each side, and descriptors for system calls.
 struct Connection {
   Connection() {
     SocketServer server;
@@ -78,8 +78,8 @@ inline bool receiveAll(int descriptor, char* bytes, std::size_t length) {
   return true;
 }
 
-/// The peer of every round trip, the same bare echo for all candidates. `link` has `peer()`, the descriptor to answer
-/// on, and `endOfSending()`, which ends it.
+/// The peer of every round trip, the same echo by system calls for all candidates. `link` has `peer()`, the
+/// descriptor to answer on, and `endOfSending()`, which ends the echo.
 template <class Link>
 class Echo {
  public:
@@ -90,7 +90,7 @@ class Echo {
         }) {}
   Echo(const Echo&) = delete;
   Echo& operator=(const Echo&) = delete;
-  // NOLINTNEXTLINE(bugprone-exception-escape): a program whose connection fails here may well end
+  // NOLINTNEXTLINE(bugprone-exception-escape): the program may end if its connection fails here
   ~Echo() {
     link_.endOfSending();
     thread_.join();
@@ -101,7 +101,7 @@ class Echo {
   std::thread thread_;
 };
 
-/// How long each of many runs takes, for the counters "p50" and "p99", in nanoseconds.
+/// The durations of many runs, for the counters "p50" and "p99", in nanoseconds.
 class Spread {
  public:
   void add() {
@@ -110,7 +110,7 @@ class Spread {
     last_ = now;
   }
 
-  /// Just before the first run; nothing else may come between them.
+  /// Call it immediately before the first run.
   void begin(const benchmark::State& state) {
     taken_.reserve(static_cast<std::size_t>(state.max_iterations) + 1024);
     last_ = Clock::now();
@@ -133,7 +133,7 @@ class Spread {
   Clock::time_point last_;
 };
 
-/// Sends so many bytes to an echo and waits for them. A Link has `send` and `receive` as well.
+/// Sends `state.range(0)` bytes to an echo and waits for them. A Link also has `send` and `receive`.
 template <class Link>
 void roundTrips(benchmark::State& state) {
   const auto size = static_cast<std::size_t>(state.range(0));
@@ -155,7 +155,7 @@ void roundTrips(benchmark::State& state) {
   spread.report(state);
 }
 
-/// Idle connections, of which the first has something to read.
+/// Idle connections, of which only the first has a byte to read.
 inline std::vector<std::unique_ptr<Connection>> idleConnections(std::int64_t count) {
   std::vector<std::unique_ptr<Connection>> connections;
   for (std::int64_t i = 0; i < count; ++i) connections.push_back(std::make_unique<Connection>());

@@ -3,10 +3,11 @@
 
     instructions.py check|renew EXPECTED.json PRINTED DUMPS
 
-PRINTED is the output of kelinfra_scenarios, DUMPS the folder of Callgrind's dumps. Instructions may exceed the
-recorded number by MARGIN, allocations by nothing. The numbers depend on the compiler, the C library, ICU and the
-processor. If one of them differs from the recorded one, the script prints the difference, and both numbers may exceed
-by MARGIN_OF_OTHERS. A number that improved by more than the margin is printed, too, so that somebody renews it.
+PRINTED is the output of kelinfra_scenarios, DUMPS the folder of Callgrind's dumps. Instructions may exceed
+the recorded number by MARGIN, allocations by nothing. The numbers depend on the compiler, the C library, ICU
+and the processor. If one of them differs from the recorded one, the script prints the difference, and both
+numbers may exceed by MARGIN_OF_OTHERS. A number that improved by more than the margin is printed, too, so
+that somebody renews it.
 """
 import glob
 import json
@@ -62,11 +63,15 @@ def compare(expected, figures, around):
     noted = expected["scenarios"]
     if set(noted) != set(figures):
         sys.exit(f"the scenarios are {sorted(figures)}; noted are {sorted(noted)}")
-    others = [f"{key} {around[key]}, noted {was}" for key, was in expected["noted with"].items() if around[key] != was]
+    recorded = expected["noted with"].items()
+    others = [f"{key} {around[key]}, noted {was}" for key, was in recorded if around[key] != was]
     same = not others
     if others:
         print(f"other versions than noted, so the margin is {MARGIN_OF_OTHERS:.0%}: " + "; ".join(others))
-    margins = {"instructions": MARGIN if same else MARGIN_OF_OTHERS, "requests": 0 if same else MARGIN_OF_OTHERS}
+    margins = {
+        "instructions": MARGIN if same else MARGIN_OF_OTHERS,
+        "requests": 0 if same else MARGIN_OF_OTHERS,
+    }
     worse, better = 0, 0
     for name, both in figures.items():
         for what, figure in both.items():

@@ -28,15 +28,15 @@
 #include <string>
 #include <vector>
 
-/// A piece of work for each class, always the same. Under Callgrind the instructions of each are dumped by its name;
-/// in any case its name and how often it asks for memory are printed. scripts/instructions compares both.
+/// A fixed piece of work for each class. Under Callgrind, the instruction counts of each are dumped under its
+/// name. The program always prints each name and number of allocations. instructions.py checks both.
 namespace {
 
 using namespace tarvo::oss;
 using tarvo::util::Base64;
 using tarvo::util::ExtendedProperties;
 
-/// Keeps the compiler from leaving out what a value was made by.
+/// Keeps the compiler from removing the computation of a value.
 template <class Value>
 void use(const Value& value) {
   asm volatile("" : : "r"(&value) : "memory");
@@ -182,7 +182,7 @@ void propertiesAsked() {
   properties.save(out);
 }
 
-/// Both ends in one thread: what is written waits in the system until it is read.
+/// Both ends in one thread: the system buffers the bytes until they are read.
 void sockets() {
   SocketServer server;
   server.listen(0, 1, true);
@@ -231,7 +231,7 @@ std::size_t requests() {
 
 int main() {
   for (const Scenario& scenario : scenarios) {
-    scenario.run();  // what is made once only
+    scenario.run();  // objects that are made only once
     const std::size_t before = requests();
     CALLGRIND_ZERO_STATS;
     scenario.run();

@@ -9,7 +9,7 @@
 #include <boost/asio/write.hpp>
 #include <cstddef>
 
-/// Asio's blocking calls beside Socket.
+/// Asio's blocking calls compared with Socket.
 namespace {
 
 using namespace tarvo::benchmarks;

@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-/// Poco beside several classes.
+/// Poco compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;
@@ -46,7 +46,7 @@ std::int32_t int32Of(const Properties& properties, const std::string& key) {
   return properties.all->getInt(key, -1);
 }
 
-/// It lists keys by their parts; each is asked for instead.
+/// It lists keys by their sections; the benchmark asks for each key instead.
 properties::Map asMap(const Properties& properties, const std::string& file) {
   properties::Map map;
   properties::eachProperty(file, [&](std::string_view key, std::string_view) {
@@ -145,7 +145,7 @@ void select(benchmark::State& state) {
   std::vector<Poco::Net::StreamSocket> accepted;
   accepted.reserve(connections.size());
   for (const auto& connection : connections) {
-    // Its objects close what they hold, so each gets a descriptor of its own.
+    // Its objects close their descriptors, so each gets a separate one.
     accepted.emplace_back(new Poco::Net::StreamSocketImpl(dup(connection->acceptedDescriptor())));
   }
   timed(state, [&] {
