@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-/// Records of resolved addresses from a stranger, and those that the library writes, beside the model.
+/// Address records of an untrusted source, and those that the library writes, compared with the model.
 namespace {
 
 using tarvo::fuzz::errorOf;
@@ -28,7 +28,7 @@ using tarvo::test::recordOf;
 using tarvo::test::recordSize;
 using tarvo::test::usedArea;
 
-/// Exactly 3000 bytes of their own, so that the address sanitizer sees every byte beside them.
+/// A separate block of exactly 3000 bytes, so that the address sanitizer notices access outside of it.
 std::unique_ptr<Socket::_AddrInfoExternal> onItsOwn(const Bytes& record) {
   auto copy = std::make_unique<Socket::_AddrInfoExternal>();
   std::memcpy(copy->bytes, record.data(), recordSize);
@@ -66,7 +66,7 @@ ResolvedAddress addressFrom(Input& input) {
   return entry;
 }
 
-/// Writes a list, and gives the record, or none where the list does not fit.
+/// Writes a list and returns the record; nothing if the list does not fit.
 std::optional<Bytes> compareWriting(Input& input) {
   Bytes host = input.bytes(input.below(40));
   host = host.c_str();
@@ -87,7 +87,7 @@ std::optional<Bytes> compareWriting(Input& input) {
   return written;
 }
 
-/// Some damage of the kinds that strangers do.
+/// Damages the record in one of the ways in which an untrusted record can be wrong.
 void damage(Bytes& record, Input& input) {
   const std::size_t used =
       static_cast<unsigned char>(record[0]) + 256U * static_cast<unsigned char>(record[1]);

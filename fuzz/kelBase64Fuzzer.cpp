@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// Bytes to text and text to bytes in both alphabets, with every kernel, beside the model.
+/// Bytes to text and text to bytes in both alphabets, with every kernel, compared with the model.
 namespace {
 
 using tarvo::fuzz::decimal;
@@ -23,10 +23,10 @@ using tarvo::test::modelDecode;
 using tarvo::test::modelEncode;
 using tarvo::util::Base64;
 
-/// Several rounds of the widest vectors and what is left behind them.
+/// Several rounds of the widest vectors and a remainder after them.
 constexpr std::size_t mostBytes = 160;
 
-// The destinations are of the exact size, so that the address sanitizer sees a unit or a byte too many.
+// Destinations have the exact size, so that the address sanitizer notices one unit or byte too many.
 
 void compareEncoding(Base64Alphabet alphabet, const std::string& bytes, const std::u16string& expected) {
   const auto encode = alphabet == Base64Alphabet::standard ? &Base64::encode : &Base64::encodeSafe;
@@ -57,7 +57,8 @@ void compareDecoding(Base64Alphabet alphabet, const std::u16string& text, std::s
   expect(std::equal(expected.bytes.begin(), expected.bytes.end(), room.begin()), "the bytes decoded");
 }
 
-/// Sound text of the bytes, with a few units put in by the input, or the bytes themselves as units.
+/// Valid text of the bytes with a few code units replaced by the input's, or the bytes themselves as code
+/// units.
 std::u16string textOf(Base64Alphabet alphabet, const std::string& bytes, unsigned int damages, Input& input) {
   if (damages == 3) {
     std::u16string text;

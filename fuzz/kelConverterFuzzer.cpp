@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// Conversions one after the other, between any two of many code pages, beside ICU's calls that open a converter by
-/// its name each time: results, bytes, and errors with their arguments.
+/// A series of conversions between any two of many code pages. Results, bytes, and errors with their
+/// arguments are compared with those of ICU, which opens a converter by name for each call.
 namespace {
 
 using tarvo::fuzz::decimal;
@@ -24,7 +24,8 @@ using tarvo::oss::SizeableBuffer;
 
 constexpr int mostSteps = 8;
 
-// One byte a character, several, with states, of ICU's own making, aliases of one converter, and none at all.
+// Code pages with one byte for each character, with several, with states, of ICU only; aliases; unknown
+// names.
 constexpr std::array codePages = {
     "UTF-8",
     "utf8",
@@ -71,7 +72,7 @@ constexpr std::array codePages = {
 
 const char* codePageFrom(Input& input) {
   const unsigned int chosen = input.byte();
-  // The first ones, whose conversions the library does by itself, more often.
+  // The first ones are chosen more often: the library converts these without ICU.
   if (chosen >= 128) return codePages[chosen % 8];
   return chosen % (codePages.size() + 1) == codePages.size() ? nullptr : codePages[chosen % codePages.size()];
 }
@@ -93,9 +94,9 @@ bool sameCodePage(const char* one, const char* other) {
   return one == nullptr || other == nullptr ? one == other : std::strcmp(one, other) == 0;
 }
 
-/// A call, whichever of the overloads is meant.
+/// A call of any overload.
 struct Call {
-  bool toSize;  // with a null destination
+  bool toSize;  // the destination is null
   int destinationLength;
   const char* from;  // null for Unicode
   const char* to;
@@ -104,7 +105,7 @@ struct Call {
 struct Outcome {
   std::optional<ToldError> error;
   int result = 0;
-  std::string destination;  // as it is left, filled up with the filler
+  std::string destination;  // after the call; unwritten bytes are the filler
 };
 
 constexpr char filler = '\x5A';
@@ -140,7 +141,8 @@ Outcome expectConverted(const Call& call, const icu::UnicodeString& text) {
   return fitting(call, count + 1, std::move(destination));
 }
 
-/// Of SCSU and BOCU-1 through a room that suffices: ICU's constructor of a text never comes back from some bytes.
+/// Reads SCSU and BOCU-1 into a buffer that is large enough: for some bytes ICU's constructor of a text does
+/// not return.
 icu::UnicodeString readByIcu(const std::string& bytes, const char* codePage) {
   const auto length = static_cast<std::int32_t>(bytes.size());
   const std::string name = codePage == nullptr ? "" : codePage;
@@ -171,12 +173,12 @@ Outcome expectFromUnicode(const Call& call, const icu::UnicodeString& text) {
 
 // --- the library
 
-/// `convert(destination)` into a block of the exact size, so that the address sanitizer sees a byte too many.
+/// Calls `convert` with a block of the exact size, so that the address sanitizer notices a byte too many.
 template <class Convert>
 void compare(const Call& call, const Outcome& expected, Convert convert) {
   const std::string before = untouched(call);
   std::vector<char> room(before.begin(), before.end());
-  room.reserve(1);  // no null pointer, which asks for the size
+  room.reserve(1);  // not a null pointer, which would ask for the size
   int result = 0;
   const auto error = errorOf([&] { result = convert(call.toSize ? nullptr : room.data()); });
   expect(error == expected.error, "how a conversion ends");
@@ -185,7 +187,7 @@ void compare(const Call& call, const Outcome& expected, Convert convert) {
          "the bytes of a conversion");
 }
 
-/// Nothing to convert: null, which leaves the destination alone, or a length that is not above zero.
+/// Nothing to convert: a null source, which leaves the destination unchanged, or a length of at most 0.
 void compareNothing(const Call& call, int length) {
   const char byte = 'x';
   compare(call, {std::nullopt, 0, untouched(call)}, [&](char* destination) {
@@ -219,7 +221,7 @@ void compareUnicode(Call call, const icu::UnicodeString& text) {
   });
 }
 
-/// All bytes of a text. Not by asking for the size: a few of ICU's converters tell one that is too small.
+/// The bytes of a text. Does not ask for the size, which a few of ICU's converters under-report.
 std::string bytesIn(const char* codePage, const icu::UnicodeString& text) {
   std::string bytes(64 + 12 * static_cast<std::size_t>(text.length()), '\0');
   const std::int32_t size = text.extract(0, text.length(), bytes.data(),
@@ -249,7 +251,7 @@ icu::UnicodeString unicodeOf(const std::string& bytes, bool wide) {
   return tarvo::fuzz::unicode(pairs);
 }
 
-/// Now and then beyond what the library keeps on the stack.
+/// Sometimes longer than the library's stack buffers.
 std::string repeated(const std::string& piece, unsigned int times) {
   std::string all;
   for (; times > 0; --times) all += piece;
@@ -264,11 +266,10 @@ void step(Input& input) {
   const unsigned int room = input.byte();
   const std::string given = repeated(input.bytes(input.below(64)), kind >= 0xE0 ? 1 + input.byte() : 1);
   const icu::UnicodeString text = unicodeOf(given, (kind & 0x04) != 0);
-  const bool sound =
-      (kind & 0x08) != 0;  // bytes that mean something in the code page that they are said to be in
+  const bool sound = (kind & 0x08) != 0;  // the bytes are well-formed in the source code page
   const std::string bytes = sound ? bytesIn(call.from, text) : given;
 
-  // Near the size that is needed, or anything.
+  // Near the required size, or any size.
   Call asking = call;
   asking.toSize = true;
   const unsigned int overload = kind % 4;

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-/// Operations in any order, the whole store compared with the model's after each.
+/// Operations in any order; after each, the whole buffer is compared with the model.
 namespace {
 
 using tarvo::fuzz::expect;
@@ -52,7 +52,7 @@ class Pair {
   std::unique_ptr<DataBufferModel> model_ = std::make_unique<DataBufferModel>();
 };
 
-/// A few of the fuzzer's bytes, over and over up to a size of its choice.
+/// A few of the fuzzer's bytes, repeated up to a size that the input chooses.
 std::string Pair::text() {
   const std::size_t size = input_.flag() ? input_.below(40) : input_.below(6000);
   const std::string pattern = input_.bytes(1 + input_.below(8));
@@ -113,7 +113,7 @@ void Pair::addNumber(bool floating) {
   if (floating) {
     double value = 0;
     std::memcpy(&value, &bits, sizeof value);
-    if (value != value || value - value != 0) value = 0;  // how those are written is the runtime's
+    if (value != value || value - value != 0) value = 0;  // the runtime chooses their text
     static_cast<void>(std::snprintf(digits.data(), digits.size(), "%f", value));
     buffer_->appendNumber(value);
   } else {

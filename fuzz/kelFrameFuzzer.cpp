@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-/// Frames, and bytes without frames, from a peer that sends what it likes in pieces as it likes, and frames to one that
-/// takes them so, beside a model that reads byte by byte.
+/// Frames, and bytes that are no frames, from a peer that sends them in pieces of any size, and frames to a
+/// peer that receives them in such pieces. Compared with a model that reads byte by byte.
 namespace {
 
 using tarvo::fuzz::decimal;
@@ -33,7 +33,7 @@ constexpr unsigned int port = 4711;
 
 // --- the peer
 
-/// What one receive meets: some bytes, or the code that it fails with.
+/// The result of one receive: some bytes, or the code of its failure.
 struct Event {
   std::string bytes;
   int code = 0;
@@ -41,10 +41,10 @@ struct Event {
   friend bool operator==(const Event&, const Event&) = default;
 };
 
-/// The peer's doings in order; behind them the end of the stream.
+/// The peer's events in order, after which the stream ends.
 using Stream = std::deque<Event>;
 
-/// A length word that lies or not.
+/// A length word, which may be false.
 std::string lengthWord(Input& input, std::size_t truth) {
   constexpr std::uint32_t lies[] = {0xFFFFFFFF, 0x80000000, 0x7FFFFFFF, 0x40000001,
                                     0x40000000, 1025,       1024,       0};
@@ -78,7 +78,7 @@ Stream streamFrom(Input& input) {
   for (unsigned int steps = input.below(12); steps > 0; --steps) {
     const unsigned int kind = input.byte();
     if (kind >= 0xD0) {
-      // A reset is for good, all else may pass.
+      // A connection stays reset; other errors are temporary.
       const int code = codeFrom(input);
       for (int times = code == 10054 ? 40 : 1; times > 0; --times) stream.push_back({"", code});
       continue;
@@ -106,14 +106,14 @@ std::optional<ToldError> mapped(int code) {
   return ToldError{"QN_ERR_SOCKET_ERROR", {decimal(code), host, decimal(port)}};
 }
 
-/// Numbers are told as signed ones of 32 bits.
+/// Error arguments show numbers as signed 32-bit integers.
 std::u16string told(unsigned long long number) {
   return decimal(static_cast<std::int32_t>(static_cast<std::uint32_t>(number)));
 }
 
 struct Outcome {
   std::optional<ToldError> error;
-  std::string bytes;  // that came, those before an error among them
+  std::string bytes;  // all bytes received, including those before an error
 };
 
 class Model {
@@ -178,9 +178,9 @@ class Model {
   Stream& stream_;
 };
 
-// --- the library, over a system that plays the peer
+// --- the library, with a system that simulates the peer
 
-/// The longest block that was asked for: what a peer claims to send costs no memory.
+/// The longest block allocated: a length that a peer only claims must not cost memory.
 std::atomic<std::size_t> largestBlock = 0;
 constexpr std::size_t blockLimit = std::size_t{1} << 22;
 
@@ -206,10 +206,10 @@ class Peer {
   Socket& socket() { return *socket_; }
   void forget() { fake_.forget(); }
 
-  Stream stream;          // what is to be received
-  std::string taken;      // by all sends
-  std::size_t piece = 1;  // the most that one takes
-  std::size_t room = 0;   // and all of them; the next one fails
+  Stream stream;          // the bytes and errors to receive
+  std::string taken;      // the bytes of all sends
+  std::size_t piece = 1;  // the most that one send takes
+  std::size_t room = 0;   // the most that all sends take together; then a send fails
   int code = 0;
 
  private:
@@ -245,22 +245,22 @@ Peer& peer() {
 
 constexpr char filler = '\x5A';
 
-/// What came stands at the offset, and all else in the buffer is as it was.
+/// The bytes received are at the offset; all other bytes of the buffer are unchanged.
 void compareBuffer(const std::vector<char>& buffer, std::size_t offset, const std::string& came) {
   std::vector<char> expected(buffer.size(), filler);
   std::copy(came.begin(), came.end(), expected.begin() + static_cast<std::ptrdiff_t>(offset));
   expect(buffer == expected, "the bytes received, and those beside them");
 }
 
-/// What is left to be received.
+/// The number of bytes that are not yet received.
 std::size_t bytesLeft() {
   std::size_t count = 0;
   for (const Event& event : peer().stream) count += event.bytes.size();
   return count;
 }
 
-/// A buffer that ends with what there is room for, or with all that the peer still sends: beyond it the address
-/// sanitizer looks.
+/// A buffer that ends after `length` bytes, or after all bytes that the peer still sends. The address
+/// sanitizer notices access beyond its end.
 std::vector<char> bufferFor(std::size_t offset, unsigned long long length) {
   return std::vector<char>(
       offset + static_cast<std::size_t>(std::min<unsigned long long>(length, bytesLeft())), filler);
@@ -315,7 +315,7 @@ void compareReadMessage(Model& model, Input& input) {
   compareBuffer(buffer, offset, expected.bytes);
 }
 
-/// The peer takes so many bytes, in pieces, and fails from then on.
+/// The peer takes `room` bytes, in pieces; then every send fails.
 void compareWrite(Input& input, bool framed) {
   const std::size_t offset = input.below(8);
   std::string payload = input.bytes(input.below(32));

@@ -13,10 +13,10 @@
 #include <string>
 #include <vector>
 
-/// What the fuzzers share.
+/// Functions that all fuzzers share.
 namespace tarvo::fuzz {
 
-/// Ends the run, which keeps the input, when the library and the model differ.
+/// Ends the run if the library and the model differ; the fuzzer then keeps the input.
 inline void expect(bool agreed, const char* what) {
   if (agreed) return;
   std::fprintf(stderr, "the library and the model differ: %s\n", what);
@@ -31,7 +31,7 @@ inline icu::UnicodeString unicode(const std::u16string& text) {
   return {text.data(), static_cast<std::int32_t>(text.size())};
 }
 
-/// An error of the library, told by what its first message holds.
+/// An error of the library, as its first message describes it.
 struct ToldError {
   std::string identifier;
   std::vector<std::u16string> arguments;
@@ -39,7 +39,7 @@ struct ToldError {
   friend bool operator==(const ToldError&, const ToldError&) = default;
 };
 
-/// How `action` ends: nothing when it returns. Anything else that it raises ends the run.
+/// The error with which `action` ends; nothing if it returns. Any other exception ends the run.
 template <class Action>
 std::optional<ToldError> errorOf(Action action) {
   try {
@@ -61,7 +61,7 @@ inline std::u16string decimal(long long number) {
   return {digits.begin(), digits.end()};
 }
 
-/// The fuzzer's bytes, taken from the front; zeros behind the end.
+/// The fuzzer's bytes, read from the front; zeros after the end.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : next_(data), left_(size) {}
@@ -77,11 +77,11 @@ class Input {
     const unsigned int low = byte();
     return low | byte() << 8;
   }
-  /// Below `limit`, which is at most 65536.
+  /// A number below `limit`, which is at most 65536.
   unsigned int below(unsigned int limit) { return (limit <= 256 ? byte() : word()) % limit; }
   bool flag() { return byte() % 2 == 1; }
 
-  /// Fewer when the input ends before.
+  /// Returns fewer bytes if the input ends before.
   std::string bytes(std::size_t count) {
     const std::size_t taken = std::min(count, left_);
     std::string all(next_, next_ + taken);

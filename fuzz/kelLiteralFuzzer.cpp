@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Any bytes decoded as a binary literal, and as many encoded as one.
+/// Any bytes decoded as a binary literal, and bytes encoded as one.
 namespace {
 
 using tarvo::fuzz::decimal;
@@ -48,7 +48,7 @@ void compareDecoding(const DataBuffer& buffer, const std::string& text, int capa
   const auto sizeError = errorOf([&] { count = buffer.decodeBinary(nullptr, 0); });
   expect(sizeError == (expected ? std::nullopt : invalid), "whether it is a literal");
 
-  // Of the exact size, so that the address sanitizer sees a byte too many.
+  // The exact size, so that the address sanitizer notices a byte too many.
   std::vector<char> room(static_cast<std::size_t>(std::max(capacity, 1)), '\x5A');
   const std::vector<char> untouched = room;
   int written = 0;
@@ -66,7 +66,7 @@ void compareDecoding(const DataBuffer& buffer, const std::string& text, int capa
   }
   expect(!error && written == size, "bytes decoded");
   expect(std::equal(expected->begin(), expected->end(), room.begin()), "the bytes decoded");
-  expect(std::equal(room.begin() + size, room.end(), untouched.begin()), "what is behind them");
+  expect(std::equal(room.begin() + size, room.end(), untouched.begin()), "the bytes after them");
 }
 
 void compareEncoding(const std::string& bytes, bool upperCase) {
@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Input input(data, size);
   const bool framed = input.flag();
   const int capacity = static_cast<int>(input.below(600)) - 2;
-  // Both ways within the store inside the object, which keeps a byte 0.
+  // The encoded text, too, fits into the buffer inside the object, whose last byte stays 0.
   std::string text = input.bytes(2000);
   compareEncoding(text, framed);
   if (framed) text = "X'" + text + "'";

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-/// Texts read as numbers: integers beside the model, floating-point numbers beside the runtime's own reader.
+/// Texts read as numbers: integers compared with the model, floating-point numbers with the runtime's parser.
 namespace {
 
 using tarvo::fuzz::errorOf;
@@ -23,7 +23,7 @@ std::u16string trimmed(const icu::UnicodeString& text) {
   return units(copy.trim());
 }
 
-/// Errors record text, in which half a surrogate pair is U+FFFD.
+/// Errors contain the text as Unicode, in which an unpaired surrogate becomes U+FFFD.
 ToldError noNumber(const char16_t* type, const std::u16string& text) {
   std::string bytes;
   tarvo::fuzz::unicode(text).toUTF8String(bytes);
@@ -53,7 +53,7 @@ bool same(double one, double other) {
   return std::memcmp(&one, &other, sizeof one) == 0;
 }
 
-/// The program never sets a locale, so that the runtime reads by its plain one.
+/// The program never sets a locale, so the runtime parses in the "C" locale.
 std::optional<double> runtimeReads(const std::u16string& text) {
   std::string narrow;
   for (const char16_t unit : text) {

@@ -32,7 +32,7 @@ PropertiesModel contents(const ExtendedProperties& properties) {
   return map;
 }
 
-/// The model's error in the fuzzers' terms.
+/// The model's error in the form that the fuzzers compare.
 std::optional<ToldError> told(const std::optional<PropertiesModelError>& error) {
   if (!error) return std::nullopt;
   return ToldError{error->identifier, error->arguments};
@@ -46,7 +46,7 @@ class StringStream : public tarvo::oss::OutputStream {
   std::string bytes;
 };
 
-/// Few enough that what they expand to stays small.
+/// So few references that the text they expand to stays small.
 bool hasFewReferences(const PropertiesModel& properties) {
   std::ptrdiff_t percents = 0;
   for (const auto& [key, value] : properties) percents += std::count(value.begin(), value.end(), u'%');

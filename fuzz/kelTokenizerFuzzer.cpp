@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Any text split at any delimiters, from bytes and from Unicode, beside the model.
+/// Any text split at any delimiters, from bytes and from Unicode, compared with the model.
 namespace {
 
 using tarvo::fuzz::expect;
@@ -17,7 +17,7 @@ using tarvo::fuzz::units;
 using tarvo::oss::StringTokenizer;
 using Tokens = std::vector<std::u16string>;
 
-/// Steps of the input's choice, then all tokens in order.
+/// Takes the steps that the input chooses, then all tokens in order.
 void walk(StringTokenizer& tokenizer, const Tokens& tokens, bool withBytes, Input& input) {
   expect(tokenizer.countTokens() == static_cast<int>(tokens.size()), "the count of tokens");
   std::size_t cursor = 0;

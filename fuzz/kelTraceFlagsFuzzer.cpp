@@ -17,8 +17,8 @@
 #include <utility>
 #include <vector>
 
-/// Traced calls, nested, some of which end with an error, while every hook changes the flag word: what is recorded,
-/// beside a model that knows the calls' order and the meaning of the flags alone.
+/// Nested traced calls, some of which end with an error, while every hook changes the flag word. The records
+/// are compared with those of a model that knows only the order of the calls and the meaning of the flags.
 namespace {
 
 using tarvo::fuzz::expect;
@@ -40,10 +40,10 @@ struct Record {
   friend bool operator==(const Record&, const Record&) = default;
 };
 
-/// The words that the flags take, one behind every record.
+/// The words that the flags take, one after each record.
 using Script = std::vector<std::uint32_t>;
 
-/// The bits that mean something, and the others, which do not.
+/// Combines the bits that have a meaning, and optionally all others, which have no effect.
 std::uint32_t wordOf(unsigned int byte) {
   constexpr std::array<std::uint32_t, 5> bits = {0x1, 0x2, 0x80, 0x20000, 0x40000};
   std::uint32_t word = 0;
@@ -55,7 +55,7 @@ std::uint32_t wordOf(unsigned int byte) {
 
 class Host {
  public:
-  /// Functions that `absent` names are left out of the facility: nothing is called then.
+  /// The functions that `absent` selects are missing from the facility, so they are not called.
   Host(Script script, unsigned int absent) : script_(std::move(script)) {
     current = this;
     flags_.fill(0xFFFFFFFF);
@@ -99,13 +99,13 @@ class Host {
 
 // --- what is expected
 
-/// A traced call: what it reports, and what runs inside.
+/// A traced call: its records, and the calls inside it.
 struct Call {
   Probe probe = 0;
-  bool entry = false;  // it reports its entry, too
+  bool entry = false;  // it also reports its entry
   std::vector<Call> inner;
-  bool raises = false;                 // behind all that is inside
-  std::optional<std::uint32_t> flags;  // set by its body, as another thread does
+  bool raises = false;                 // after all calls inside
+  std::optional<std::uint32_t> flags;  // set by its body, as another thread could do
 };
 
 Call entered(Probe number, std::vector<Call> inner = {}) {
@@ -123,7 +123,7 @@ class Model {
 
   const std::vector<Record>& records() const { return records_; }
 
-  /// Whether the call returns.
+  /// Returns whether the call returns.
   bool run(const Call& call) {
     if (call.entry) {
       if (has(0x40000)) record(Hook::dispatchEntry, call.probe);
@@ -156,7 +156,7 @@ class Model {
   std::vector<Record> records_;
 };
 
-// --- calls of the wrapper alone
+// --- calls of the wrapper only
 
 struct Raised {};
 
@@ -209,9 +209,10 @@ Call callFrom(Input& input, int depth, std::size_t& left) {
   return call;
 }
 
-// --- calls of the library, some of which have a path of their own where no entry is traced
+// --- calls of the library; some of them take a separate path if no entry is traced
 
-/// Objects of the library and what is known of them; each step tells the model what it reports, and is done.
+/// Objects of the library and their known state. Each step passes the expected records to the model, then
+/// acts.
 class Library {
  public:
   Library(Input& input, Model& model) : input_(input), model_(model) {
@@ -265,11 +266,11 @@ class Library {
   Model& model_;
   std::optional<MessageList> list_;
   std::size_t messages_ = 0;
-  std::optional<std::size_t> cursor_;  // the message that comes next
+  std::optional<std::size_t> cursor_;  // the next message
   std::optional<ByteBuffer> buffer_;
   const std::string piece_ = std::string(50, 'x');
   std::optional<tarvo::oss::UTF8Iterator> iterator_;
-  int characters_ = 0;  // passed so far
+  int characters_ = 0;  // already passed
 };
 
 void Library::stepOfList(unsigned int which) {
@@ -383,7 +384,7 @@ void Library::convert(unsigned int which) {
   }
 }
 
-/// Ends with an error, which is built with a list of one message: what was entered is not left then.
+/// Ends with an error, whose construction builds a list of one message. The calls then report no exit.
 void Library::fillStream() {
   Call full =
       entered(probe("ByteArrayOutputStream::write"), {left(probe("MessageList::MessageList")), adding()});
@@ -402,7 +403,7 @@ void Library::fillStream() {
   expect(raised, "whether a full stream takes a byte");
 }
 
-/// Of what the input begins with, the flags that come one behind the other.
+/// The sequence of flag words, from the beginning of the input.
 Script scriptFrom(Input& input) {
   Script script;
   for (unsigned int count = 1 + input.below(40); count > 0; --count) script.push_back(wordOf(input.byte()));

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-/// Any bytes counted, copied and walked, with every kernel, beside the model.
+/// Any bytes counted, copied and walked, with every kernel, compared with the model.
 namespace {
 
 using tarvo::fuzz::errorOf;
@@ -23,7 +23,7 @@ using tarvo::simd::Kernels;
 
 const ToldError malformed = {"ERR_MALFORMED_UTF8_STRING", {}};
 
-/// Source and destination are of the exact size, so that the address sanitizer sees every byte too many.
+/// Source and destination have the exact size, so that the address sanitizer notices every byte too many.
 void compareKernels(const Kernels& kernels, const std::vector<char>& text, std::optional<std::size_t> count) {
   const std::ptrdiff_t expected = count ? static_cast<std::ptrdiff_t>(*count) : -1;
   expect(kernels.countWellFormed(text.data(), text.size()) == expected, "the count of a kernel");
@@ -76,7 +76,7 @@ void compareString(const std::string& bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  // Long enough for several rounds of the widest vectors, with the fuzzer's bytes at every place in them.
+  // Long enough for several rounds of the widest vectors, with the fuzzer's bytes at every position in them.
   std::string bytes(input.below(128), 'a');
   const unsigned int repeats = 1 + input.below(4);
   const std::string given = input.bytes(600);
