@@ -92,7 +92,7 @@ void printAnswer(const Item& item, const ExtendedProperties& answer) {
   }
 }
 
-/// Sends one item, prints what comes back, and tells how it ended.
+/// Sends one item, prints the answer, and returns how the request ended.
 ExitStatus submit(Socket& socket, const Item& item, documents::FrameBuffer& buffer) {
   documents::sendFrame(socket, requestText(item));
   const std::string_view text = documents::receiveFrame(socket, buffer);
@@ -124,7 +124,7 @@ ExitStatus submitAll(const Options& options) {
   return first;
 }
 
-/// Walks the command line behind HOST and PORT; false when it is wrong.
+/// Parses the command line after HOST and PORT; false if it is wrong.
 class Walk {
  public:
   Walk(const std::vector<std::string>& arguments, Options& options)

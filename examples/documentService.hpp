@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-/// What the programs of the document service share. A client sends documents, the server answers each with
-/// what it counted. Both travel as properties text in frames of `Socket::writeMessage`:
+/// Functions that the programs of the document service share. A client sends documents; the server answers
+/// each one with its counts. Both travel as properties text in frames of `Socket::writeMessage`:
 ///
 ///     a request    ctor.name      what builds the tokens: "words" or "lines"
 ///                  ctor.config    its configuration, properties text again: codepage, top

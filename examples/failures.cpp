@@ -40,7 +40,7 @@ struct Pair {
   Socket accepted;
 };
 
-/// Returns when something stands to be read.
+/// Returns when something has arrived.
 void awaitArrival(const Socket& socket) {
   std::list<Socket> read(1, socket);
   std::list<Socket> nothing;
