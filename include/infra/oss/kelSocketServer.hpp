@@ -29,7 +29,8 @@ namespace tarvo::oss {
 /// close the server: it would wait for itself.
 ///
 /// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
-/// listen, and its threads continue to wait (docs/platforms.md).
+/// listen, and its threads continue to wait, unless a thread of the child waits in `accept`
+/// (docs/platforms.md).
 ///
 /// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
 /// text "localhost", the port that `getPort` returns (unless a member says otherwise) and the file

@@ -86,4 +86,10 @@ int getOption(int descriptor, int level, int option, int& value) noexcept {
   return result;
 }
 
+void leavePortReusable(int descriptor, Facts facts) noexcept {
+  if ((facts & fact::connected) == 0 || (facts & (fact::connectionLost | fact::sendEnded)) != 0) return;
+  const int on = 1;
+  ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+}
+
 }  // namespace tarvo::platform::posix

@@ -6,6 +6,7 @@
 #include "platform/posix/kelDescriptors.hpp"
 #include "platform/posix/kelLastError.hpp"
 #include "platform/posix/kelSocketFacts.hpp"
+#include "platform/posix/kelSocketOptions.hpp"
 
 #include <poll.h>
 #include <sched.h>
@@ -166,6 +167,7 @@ int shutDown(int descriptor, int how) noexcept {
   const auto index = static_cast<std::size_t>(how);
   // Recorded first: the call wakes threads that then look for the reason.
   const Facts before = socketFacts.of(descriptor);
+  if (how != shutdownReceive) leavePortReusable(descriptor, before);
   socketFacts.add(descriptor, ends[index]);
   if (::shutdown(descriptor, natives[index]) == 0) return 0;
   const int error = errno;

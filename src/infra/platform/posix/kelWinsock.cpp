@@ -57,14 +57,6 @@ int outcomeOfConnect(int descriptor, int result) noexcept {
   return errno == EAGAIN ? wsa::noBuffers : posix::winsockCode(errno);
 }
 
-/// A closed connection that lingers keeps its port from every server unless it has this option. To Winsock
-/// only the new server's own option matters.
-void leavePortReusable(int descriptor, posix::Facts facts) noexcept {
-  if ((facts & fact::connected) == 0 || (facts & fact::connectionLost) != 0) return;
-  const int on = 1;
-  ::setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-}
-
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): one object, never deleted, constant-initialised
 class PosixWinsock final : public Winsock {
  public:
@@ -116,7 +108,7 @@ class PosixWinsock final : public Winsock {
     const int descriptor = descriptorOf(handle);
     const posix::Facts facts = socketFacts.of(descriptor);
     if ((facts & fact::made) == 0 && !posix::isSocket(descriptor)) return answer(-1);
-    leavePortReusable(descriptor, facts);
+    posix::leavePortReusable(descriptor, facts);
     socketFacts.remove(descriptor, facts);
     // After any other error, too, the descriptor is closed.
     return ::close(descriptor) != 0 && errno == EBADF ? answer(-1) : 0;

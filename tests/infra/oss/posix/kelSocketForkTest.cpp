@@ -113,7 +113,7 @@ TEST(SocketFork, AChildThatClosesAServerOfWhichNobodyWaitsLeavesItListening) {
   expectTalk("127.0.0.1", server);
 }
 
-TEST(SocketFork, AChildAcceptsOnItsParentsServerAndWakesItsOwnWaiter) {
+TEST(SocketFork, AChildAcceptsOnItsParentsServer) {
   WaitingServer parent;
   SocketServer other;
   other.listen(0, 5, false);

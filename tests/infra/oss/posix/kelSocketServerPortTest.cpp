@@ -11,6 +11,7 @@
 namespace tarvo::test {
 namespace {
 
+using oss::Socket;
 using oss::SocketException;
 using oss::SocketServer;
 
@@ -37,6 +38,28 @@ TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnIt) {
     server.listen(port, 5, true);
     EXPECT_EQ(server.getPort(), port);
     expectTalk("127.0.0.1", server);
+  }
+}
+
+// Such a connection lingers before it is closed: its peer has closed after it saw the end.
+TEST(SocketServerPort, IsReusedWhereAConnectionLingersWhoseSendingWasShutDownBeforeItsClose) {
+  for (const bool both : rowsOf({false, true})) {
+    SocketServer first;
+    first.listen(0, 5, false);
+    const unsigned int port = first.getPort();
+    Socket client;
+    Socket accepted;
+    client.connect("127.0.0.1", port, Socket::NullAddrInfoExternal, nullptr);
+    first.accept(accepted, nullptr);
+    both ? accepted.shutdownBoth() : accepted.shutdownSend();
+    char byte = 0;
+    EXPECT_EQ(client.readOnce(&byte, 0, 1), 0U);
+    client.close();
+    accepted.close();
+    first.close();
+    SocketServer second;
+    second.listen(port, 5, true);
+    expectTalk("127.0.0.1", second);
   }
 }
 

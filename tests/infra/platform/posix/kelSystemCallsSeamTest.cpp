@@ -60,11 +60,13 @@ TEST(SystemCallsOf, AConnection) {
   accepted.readMessage(bytes.data(), nullptr, 0, bytes.size(), false);
   EXPECT_EQ(calls.take(), "recv recv") << "the length word, then the payload";
   client.shutdownSend();
-  EXPECT_EQ(calls.take(), "shutdown");
+  EXPECT_EQ(calls.take(), "setsockopt(REUSEADDR) shutdown");
   EXPECT_EQ(accepted.read(bytes.data(), 0, 1), 0U);
   EXPECT_EQ(calls.take(), "recv") << "the peer's end";
   accepted.close();
   EXPECT_EQ(calls.take(), "setsockopt(REUSEADDR) close");
+  client.close();
+  EXPECT_EQ(calls.take(), "close") << "after a shutdown of sending";
   server.close();
   EXPECT_EQ(calls.take(), "close") << "a listener has no lingering port";
 }
