@@ -328,7 +328,7 @@ void Library::stepOfBuffer(unsigned int which) {
     case 0:
       if (length > 0) reports({entered(probe("ByteBuffer::append"))});
       buffer_->append(piece_.data(), length);
-      expect(buffer_->length() == before + length, "what a buffer holds behind an append");
+      expect(buffer_->length() == before + length, "the length of a buffer after an append");
       break;
     case 1:
       reports({entered(probe("ByteBuffer::set"))});
