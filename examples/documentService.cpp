@@ -26,7 +26,7 @@ const char* const exitStatusHelp =
     "  2  the connection was refused: nobody listens there\n"
     "  3  the connection was lost: reset, or closed where an answer was due\n"
     "  4  a frame is larger than the reader's limit\n"
-    "  5  a time-out\n"
+    "  5  a timeout\n"
     "  6  the host name is unknown\n"
     "  7  any other error of the network or of the system\n"
     "  8  a request or a settings file is wrong\n";
@@ -109,8 +109,8 @@ constexpr Entry catalogue[] = {
     {"QN_ERR_SOCKET_NOT_CONNECTED", "The connection is gone.", statusConnectionLost},
     {"QN_ERR_SOCKET_SHUTDOWN", "The connection is gone.", statusConnectionLost},
     {"ERR_DEST_BUFFER_TOO_SMALL", "The frame has {2} bytes, and {1} are the limit.", statusFrameTooLarge},
-    {"ERR_SOCKET_TIMEOUT", "Nothing came within the time-out.", statusTimeOut},
-    {"QN_ERR_SOCKET_TIMEOUT", "Nothing moved within the time-out.", statusTimeOut},
+    {"ERR_SOCKET_TIMEOUT", "Nothing came within the timeout.", statusTimeOut},
+    {"QN_ERR_SOCKET_TIMEOUT", "Nothing moved within the timeout.", statusTimeOut},
     {"ERR_SOCKET_GETADDRINFO_ERROR", R"(The host "{1}" is unknown: {4})", statusUnknownHost},
     {"ERR_SOCKET_NOT_CONNECTED", "None of the addresses of {1} can be reached.", statusOther},
     {"QN_ERR_SOCKET_ADDRESS_IN_USE", "Another program has port {2}.", statusOther},
