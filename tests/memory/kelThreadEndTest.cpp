@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <thread>
 
-/// What the library keeps for a thread goes when the thread ends, whoever tells the library of it: the only test of this
-/// program, because ICU is told where to get its memory before anybody uses it.
+/// The library frees the memory that it keeps for a thread when the thread ends, however it learns of the
+/// end. This is the only test of the program, because ICU's memory functions must be set before ICU is used.
 namespace tarvo::test {
 namespace {
 
@@ -42,11 +42,11 @@ void convertInAThread() {
   }).join();
 }
 
-TEST(ThreadEnd, ClosesTheConvertersThatWereKept) {
+TEST(ThreadEnd, ClosesTheConvertersKeptForTheThread) {
   UErrorCode status = U_ZERO_ERROR;
   u_setMemoryFunctions(nullptr, &allocate, &reallocate, &release, &status);
   ASSERT_TRUE(U_SUCCESS(status));
-  convertInAThread();  // ICU itself keeps what it has loaded
+  convertInAThread();  // loads the data that ICU keeps
   const long before = blocks;
   ASSERT_GT(before, 0);
   for (int i = 0; i < 20; ++i) convertInAThread();

@@ -42,7 +42,7 @@ using namespace oss;
 using util::Base64;
 using util::ExtendedProperties;
 
-/// Counts the requests of what it is given; everything else in an operation is preparation.
+/// Counts the allocations of the work that it is given; the rest of an operation is preparation.
 class Meter {
  public:
   template <class Work>
@@ -59,7 +59,7 @@ struct Row {
   const char* subject;
   const char* operation;
   std::function<void(Meter&)> run;
-  bool promised = false;  ///< a header promises that nothing is asked for
+  bool promised = false;  ///< a header promises that nothing is allocated
 };
 
 icu::UnicodeString units(int length) {
@@ -428,7 +428,7 @@ const std::vector<Row>& rows() {
 
 std::size_t requestsOf(const Row& row) {
   Meter first;
-  row.run(first);  // ICU and the library have what they keep from here on
+  row.run(first);  // from here on, ICU and the library have allocated what they keep
   Meter meter;
   row.run(meter);
   return meter.requests;
@@ -445,7 +445,7 @@ std::string table() {
   return text.str();
 }
 
-TEST(AllocationTable, HoldsWhatTheHeadersPromise) {
+TEST(AllocationTable, CountsNoAllocationWhereAHeaderPromisesNone) {
   for (const Row& row : rowsOf(rows())) {
     if (row.promised) {
       EXPECT_EQ(requestsOf(row), 0U) << row.subject << ": " << row.operation;
@@ -453,8 +453,10 @@ TEST(AllocationTable, HoldsWhatTheHeadersPromise) {
   }
 }
 
-// The table of docs/allocations.md, which is Linux's; with KELINFRA_PRINT_ALLOCATIONS set it is printed to be put there.
-TEST(AllocationTable, IsTheOneOfTheManual) {
+// The table of docs/allocations.md holds the counts on Linux. With KELINFRA_PRINT_ALLOCATIONS in the
+// environment
+// it is printed, to be copied there.
+TEST(AllocationTable, EqualsTheTableInTheManual) {
   const std::string counted = table();
   if (std::getenv("KELINFRA_PRINT_ALLOCATIONS") != nullptr) std::printf("%s", counted.c_str());
   std::ifstream file(KELINFRA_DOCS "/allocations.md");

@@ -31,7 +31,7 @@ using testing::ElementsAre;
 
 constexpr const char* longWords = "more than the 27 units that ICU keeps in a string itself";
 
-/// A string that refers to its text, so that every copy takes memory.
+/// A string that refers to its text, so that every copy allocates.
 icu::UnicodeString longText() {
   return {true, u"more than the 27 units that ICU keeps in a string itself", -1};
 }
@@ -58,7 +58,7 @@ Message filled(const icu::UnicodeString& id) {
 
 const std::string filledB = "B: [text] - [" + std::string(longWords) + "] [2]";
 
-TEST(MemoryTorture, MessageAddsArguments) {
+TEST(MemoryTorture, AddingMessageArgumentsSurvivesEachRefusedAllocation) {
   sweepMemory("Message: arguments", [](FaultRun& run) {
     Message message(u"A", u"text", Message::LEVEL_ERROR);
     std::vector<std::string> wanted;
@@ -77,7 +77,7 @@ TEST(MemoryTorture, MessageAddsArguments) {
   });
 }
 
-TEST(MemoryTorture, MessageSetsFields) {
+TEST(MemoryTorture, SettingMessageFieldsSurvivesEachRefusedAllocation) {
   sweepMemory("Message: fields", [](FaultRun& run) {
     Message message(u"A", u"text", Message::LEVEL_ERROR);
     message.setFileName("file");
@@ -90,7 +90,7 @@ TEST(MemoryTorture, MessageSetsFields) {
   });
 }
 
-TEST(MemoryTorture, MessageIsBuiltAndSetWhole) {
+TEST(MemoryTorture, BuildingAndSettingAMessageSurvivesEachRefusedAllocation) {
   sweepMemory("Message: whole", [](FaultRun& run) {
     const Message other = filled(u"B");
     std::optional<Message> built;
@@ -129,7 +129,7 @@ TEST(MemoryTorture, MessageIsBuiltAndSetWhole) {
   });
 }
 
-TEST(MemoryTorture, MessageList) {
+TEST(MemoryTorture, MessageListSurvivesEachRefusedAllocation) {
   sweepMemory("MessageList", [](FaultRun& run) {
     const Message message = filled(u"B");
     MessageList two;
@@ -197,7 +197,7 @@ void exceptionScenario(FaultRun& run) {
   }
 }
 
-TEST(MemoryTorture, Exceptions) {
+TEST(MemoryTorture, ThrowingAnExceptionSurvivesEachRefusedAllocation) {
   sweepMemory("BaseException", exceptionScenario<oss::BaseException>);
   sweepMemory("NLSException", exceptionScenario<NLSException>);
   sweepMemory("IOException", exceptionScenario<oss::IOException>);
@@ -206,13 +206,13 @@ TEST(MemoryTorture, Exceptions) {
   sweepMemory("Base64Exception", exceptionScenario<util::Base64Exception>);
 }
 
-/// Counts of hooks called; taking part costs no memory.
+/// Counts the calls of hooks; counting allocates nothing.
 struct Hooks {
   static inline int entries = 0;
   static inline int exits = 0;
 };
 
-TEST(MemoryTorture, TraceFacility) {
+TEST(MemoryTorture, TraceFacilitySurvivesEachRefusedAllocation) {
   sweepMemory("trace facility", [](FaultRun& run) {
     std::uint32_t flags[trace::componentIndex + 1] = {};
     flags[trace::componentIndex] = 0x20000;

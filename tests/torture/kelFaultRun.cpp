@@ -33,11 +33,11 @@ const testing::Environment* const registered = testing::AddGlobalTestEnvironment
 
 enum class Icu { fresh, atWork };
 
-/// Runs the scenario in a thread of its own; whether its request was refused.
+/// Runs the scenario in a separate thread. Returns whether an allocation was refused.
 bool runOnce(const std::function<void(FaultRun&)>& scenario, std::size_t nth, Shortage shortage) {
   bool struck = false;
   std::thread([&] {
-    // Without memory at the first question ICU would settle on another default for good.
+    // If its first allocation failed, ICU would choose another default name for the rest of the process.
     ucnv_getDefaultName();
     FaultRun run(nth, shortage);
     try {
@@ -52,7 +52,7 @@ bool runOnce(const std::function<void(FaultRun&)>& scenario, std::size_t nth, Sh
 
 constexpr std::size_t never = 1'000'000;
 
-/// What a run leaves behind.
+/// The number of blocks that a run leaves allocated.
 std::ptrdiff_t leftBy(const std::function<bool()>& run) {
   const std::ptrdiff_t held = blocksHeld();
   run();
@@ -72,14 +72,14 @@ std::size_t sweep(const std::function<void(FaultRun&)>& scenario, Shortage short
       return struck;
     };
     std::ptrdiff_t left = leftBy(run);
-    // A run may have come upon a code page that ICU at work keeps for good, or the library's table of it, but not twice.
+    // The first run may load a code page that ICU or the library keeps from then on; the second one may not.
     if (left != 0) left = leftBy(run);
-    if (!testing::Test::HasFailure()) {  // whose text is kept, too
+    if (!testing::Test::HasFailure()) {  // the text of a failure is kept, too
       EXPECT_EQ(left, 0) << "blocks are left";
       EXPECT_EQ(openDescriptors(), handles);
     }
     if (testing::Test::HasFailure()) {
-      ADD_FAILURE() << "request " << nth << (shortage == Shortage::once ? "" : " and all behind it")
+      ADD_FAILURE() << "request " << nth << (shortage == Shortage::once ? "" : " and all after it")
                     << (icu == Icu::fresh ? ", ICU fresh" : ", ICU at work");
       return nth;
     }
@@ -101,7 +101,7 @@ bool FaultRun::ranOut(const std::exception_ptr& error) const {
   try {
     std::rethrow_exception(error);
   } catch (const std::bad_alloc&) {
-    EXPECT_TRUE(struckLast_ || icuIsLost()) << "there was memory";
+    EXPECT_TRUE(struckLast_ || icuIsLost()) << "no allocation was refused";
     return true;
   } catch (...) {
     return false;
@@ -115,7 +115,7 @@ void sweepMemory(const std::string& name, const std::function<void(FaultRun&)>& 
       if (!testing::Test::HasFailure()) faults += sweep(scenario, shortage, icu);
     }
   }
-  EXPECT_GT(faults, 0U) << "nothing was asked for";
+  EXPECT_GT(faults, 0U) << "no allocation was made";
   reportFaults(name, faults);
 }
 

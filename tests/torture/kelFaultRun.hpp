@@ -13,15 +13,15 @@
 
 namespace tarvo::test {
 
-/// One run of a scenario in which memory runs out once, at its n-th request or from there on. Memory is short
-/// only inside the calls below, so that a scenario prepares and looks at things undisturbed. What a call takes
-/// part in the count goes on through all calls of the run.
+/// One run of a scenario in which allocations fail: the n-th one only, or all from the n-th on. They fail
+/// only inside the calls below, so that a scenario can prepare and check without failures. Allocations are
+/// counted across all calls of the run.
 class FaultRun {
  public:
   FaultRun(std::size_t nth, Shortage shortage) : nth_(nth), shortage_(shortage) {}
 
-  /// Runs `operation`. False when it ended with std::bad_alloc, for which a request has to have been refused.
-  /// Any other exception fails the test.
+  /// Runs `operation`. Returns false if it ended with std::bad_alloc, which is allowed only if an allocation
+  /// was refused. Any other exception fails the test.
   template <class Operation>
   bool completes(Operation operation) {
     const std::exception_ptr error = run(operation);
@@ -30,26 +30,26 @@ class FaultRun {
     return false;
   }
 
-  /// How an operation with an error of its own for that says that there is no memory.
+  /// How often an operation reports lack of memory with a separate error instead of std::bad_alloc.
   enum class Saying { always, inPart };
 
-  /// The same for an operation that says, always or in part of its work, by an error of its own, matched by
-  /// `wanted`, that there is no memory.
+  /// The same for an operation that reports lack of memory, always or in part of its work, with an error that
+  /// `wanted` matches.
   template <class Operation, class Matcher>
   bool completes(Operation operation, const Matcher& wanted, Saying saying) {
     const std::exception_ptr error = run(operation);
     if (error == nullptr) return true;
-    // Where memory stays short there is none for the error either.
+    // If all further allocations fail, the error cannot be allocated either.
     const bool always = saying == Saying::always && shortage_ == Shortage::once;
     if (always || !ranOut(error)) {
-      EXPECT_TRUE(struckLast_ || icuIsLost()) << "there was memory";
+      EXPECT_TRUE(struckLast_ || icuIsLost()) << "no allocation was refused";
       EXPECT_THAT([&] { std::rethrow_exception(error); }, wanted);
     }
     return false;
   }
 
-  /// Runs `operation`, which ends with the error that `wanted` matches, or with std::bad_alloc if a request
-  /// was refused. True: with the error.
+  /// Runs `operation`, which must end with the error that `wanted` matches, or with std::bad_alloc if an
+  /// allocation was refused. Returns true for the error.
   template <class Operation, class Matcher>
   bool raises(Operation operation, const Matcher& wanted) {
     const std::exception_ptr error = run(operation);
@@ -62,10 +62,10 @@ class FaultRun {
     return true;
   }
 
-  /// Without memory at its first use ICU stays without its table of names. No code page can be opened then.
+  /// If ICU's first allocation fails, ICU never has its table of names, and no code page can be opened.
   static bool icuIsLost();
 
-  /// Whether a request was refused so far, and in the call made last.
+  /// Whether an allocation was refused so far, and whether in the last call.
   bool struck() const { return struck_; }
   bool struckLast() const { return struckLast_; }
 
@@ -96,13 +96,13 @@ class FaultRun {
   bool struckLast_ = false;
 };
 
-/// Runs `scenario` for every request that it makes: that one failing alone, and that one and all behind it;
-/// each with ICU as in a program that has just started, and with ICU at work for long. Every run has a thread
-/// of its own, so that what the library keeps for a thread is also asked for while memory is short; after it
-/// nothing is left, neither memory nor handles.
+/// Runs `scenario` for every allocation that it makes: that one fails, or that one and all after it; each
+/// with ICU as in a program that has just started, and with ICU after long use. Every run has a separate
+/// thread, so that the allocations that the library keeps for a thread fail, too. After the run, neither
+/// memory nor handles may be left.
 void sweepMemory(const std::string& name, const std::function<void(FaultRun&)>& scenario);
 
-/// Adds to what is printed at the end.
+/// Adds a line to the report that is printed at the end.
 void reportFaults(const std::string& name, std::size_t faults);
 
 }  // namespace tarvo::test

@@ -27,7 +27,7 @@ bool FaultyWinsock::fails(Function function) {
   return true;
 }
 
-/// A call that says by -1, or by the invalid handle, that it has failed.
+/// A call that reports failure by returning -1 or the invalid handle.
 template <class Call>
 auto FaultyWinsock::call(Function function, Call forward) {
   using Result = std::invoke_result_t<Call>;
@@ -54,7 +54,7 @@ platform::SocketHandle FaultyWinsock::socket(int family, int type, int protocol)
 }
 
 int FaultyWinsock::connect(SocketHandle handle, const unsigned char* address, std::size_t length) {
-  // "Would block" is no failure: an attempt is then under way.
+  // "Would block" is no failure: it means that an attempt is in progress.
   if (failure_ == Failure::code && code_ == platform::wsa::wouldBlock)
     return system_.connect(handle, address, length);
   return call(Function::connect, [&] { return system_.connect(handle, address, length); });

@@ -10,8 +10,8 @@
 
 namespace tarvo::test {
 
-/// The system, one call of which fails: the n-th of all. It stands in the platform's place for its life and
-/// takes no memory itself. What was opened is closed even by a `closesocket` that fails.
+/// The system, with a failure in its n-th call. It replaces the platform during its lifetime and allocates
+/// nothing. Even a `closesocket` that fails closes its socket.
 class FaultyWinsock final : public platform::Winsock {
  public:
   using SocketHandle = platform::SocketHandle;
@@ -38,8 +38,8 @@ class FaultyWinsock final : public platform::Winsock {
     getsockname,
     getaddrinfo,
   };
-  /// How a call fails: with a code, or, where the function can, by a bad answer without one: another version
-  /// from the start-up, a pending error from getsockopt, no address from getaddrinfo.
+  /// How a call fails: with a code, or, if the function can do so, with a bad result and no code: another
+  /// version from the start-up, a pending error from getsockopt, no address from getaddrinfo.
   enum class Failure { code, answer };
 
   static constexpr std::size_t never = 1'000'000;
@@ -49,11 +49,11 @@ class FaultyWinsock final : public platform::Winsock {
   FaultyWinsock& operator=(const FaultyWinsock&) = delete;
   ~FaultyWinsock();
 
-  /// Whether the n-th call has come, and the function that it failed: `none` if that has no such answer.
+  /// Whether the n-th call has come, and the function that it called; `none` if that has no such bad result.
   bool came() const { return left_ == 0; }
   Function struck() const { return struck_; }
   Failure failure() const { return failure_; }
-  /// Starts that have no clean-up yet.
+  /// The number of starts without a clean-up yet.
   int started() const { return started_; }
 
   int WSAStartup(std::uint16_t version, platform::StartupData& data) override;

@@ -5,7 +5,7 @@
 
 namespace tarvo::test {
 
-/// How many requests for memory an operation makes here beyond those that it makes on Linux.
+/// The number of allocations that an operation makes on this platform in addition to those on Linux.
 std::size_t furtherRequests(std::string_view subject, std::string_view operation);
 
 }  // namespace tarvo::test

@@ -22,7 +22,7 @@ using util::PropertiesException;
 constexpr const char* file = "src/infra/oss/../util/kelExtendedProperties.cpp";
 const std::string longWords = "more than the 27 units that ICU keeps in a string itself";
 
-/// A string that refers to its text, so that every copy takes memory.
+/// A string that refers to its text, so that every copy allocates.
 icu::UnicodeString longText() {
   return {true, u"more than the 27 units that ICU keeps in a string itself", -1};
 }
@@ -41,7 +41,7 @@ void fill(ExtendedProperties& properties) {
 
 const std::string filled = "a=1;b=" + longWords + ";";
 
-TEST(MemoryTorture, PropertiesAreChanged) {
+TEST(MemoryTorture, ChangingPropertiesSurvivesEachRefusedAllocation) {
   sweepMemory("ExtendedProperties: changes", [](FaultRun& run) {
     ExtendedProperties properties;
     fill(properties);
@@ -76,7 +76,7 @@ TEST(MemoryTorture, PropertiesAreChanged) {
   });
 }
 
-TEST(MemoryTorture, PropertiesAreAsked) {
+TEST(MemoryTorture, ReadingPropertiesSurvivesEachRefusedAllocation) {
   sweepMemory("ExtendedProperties: values", [](FaultRun& run) {
     ExtendedProperties properties;
     fill(properties);
@@ -109,7 +109,7 @@ TEST(MemoryTorture, PropertiesAreAsked) {
   });
 }
 
-TEST(MemoryTorture, PropertiesAreLoaded) {
+TEST(MemoryTorture, LoadingPropertiesSurvivesEachRefusedAllocation) {
   sweepMemory("ExtendedProperties: load", [](FaultRun& run) {
     const std::string lines = "k = " + longWords + "\nr: %k%, %s%\ns=%k%\\\n  more\n#comment\n";
     const std::string raw = "k=" + longWords + ";r=%k%, %s%;s=%k%more;";
@@ -125,7 +125,7 @@ TEST(MemoryTorture, PropertiesAreLoaded) {
     if (run.completes([&] { properties.resolveReferences(); })) {
       EXPECT_EQ(shown(properties), resolved);
     } else {
-      // What was replaced stays; the rest is still to be.
+      // Values that were replaced stay replaced; the second call replaces the others.
       properties.resolveReferences();
       EXPECT_EQ(shown(properties), resolved);
     }
@@ -163,7 +163,7 @@ TEST(MemoryTorture, PropertiesAreLoaded) {
   });
 }
 
-TEST(MemoryTorture, PropertiesAreSaved) {
+TEST(MemoryTorture, SavingPropertiesSurvivesEachRefusedAllocation) {
   sweepMemory("ExtendedProperties: save", [](FaultRun& run) {
     ExtendedProperties properties;
     fill(properties);

@@ -5,13 +5,13 @@
 
 #include <cstddef>
 
-// ICU can only start afresh where no thread that lives keeps a converter: each scenario of this program converts in a
-// thread of its own.
+// ICU can restart only if no living thread keeps a converter, so each scenario of this program converts in a
+// separate thread.
 
 namespace tarvo::test {
 namespace {
 
-TEST(Allocations, OfIcuAreGivenBackWhenItStartsAfresh) {
+TEST(Allocations, OfIcuAreFreedWhenItRestarts) {
   restartIcu();
   const std::ptrdiff_t before = blocksHeld();
   UErrorCode status = U_ZERO_ERROR;
@@ -22,7 +22,7 @@ TEST(Allocations, OfIcuAreGivenBackWhenItStartsAfresh) {
   EXPECT_EQ(blocksHeld(), before);
   const AllocationCount count;
   ucnv_close(ucnv_open("Shift_JIS", &status));
-  EXPECT_GT(count.made(), 0U) << "it still asks here";
+  EXPECT_GT(count.made(), 0U) << "ICU still allocates with the test's functions";
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ using Function = FaultyWinsock::Function;
 
 constexpr unsigned long long patience = 20'000;
 
-// Every code that a system has for a failure of a socket function; 10035 is none of a connect.
+// Every code with which a socket function of a system can fail; connect does not fail with 10035.
 const std::set<int> codes = {10004, 10009, 10013, 10014, 10022, 10024, 10035, 10036, 10037, 10038, 10039,
                              10040, 10041, 10042, 10043, 10044, 10045, 10046, 10047, 10048, 10049, 10050,
                              10051, 10052, 10053, 10054, 10055, 10056, 10057, 10058, 10059, 10060, 10061,
@@ -46,7 +46,7 @@ Socket::_AddrInfoExternal resolvedRecord(const char* host, unsigned int port) {
   return record;
 }
 
-/// A connection from outside of what is tortured, by whichever family the server has come to listen on.
+/// A connection that bypasses the failing calls, over the address family on which the server listens.
 class Caller {
  public:
   explicit Caller(unsigned int port) {
@@ -72,15 +72,14 @@ class Caller {
 };
 
 // --- a call of the system fails
-// ---------------------------------------------------------------------------------------------
 
-/// What one step of a scenario does under a failing call, and what it is to raise for which function.
+/// The system calls of one scenario, one of which fails, and the errors that its steps must raise.
 class SeamRun {
  public:
   SeamRun(std::size_t nth, int with, Failure failure) : system(nth, with, failure), code(with) {}
 
-  /// Runs a step. True when it completed, which it does unless the failing call came in it; false when it
-  /// raised what `wanted` says for the function.
+  /// Runs a step. Returns true if it completed; it must complete unless the failing call came in it. Returns
+  /// false if it raised the error that `wanted` expects for the function.
   template <class Step>
   bool completes(Step step, const std::function<void(Function, const std::function<void()>&)>& wanted) {
     const bool cameBefore = system.came();
@@ -106,7 +105,8 @@ class SeamRun {
   int code;
 };
 
-/// Runs the scenario with every call of the system failing in every way that it can. How often it did.
+/// Runs the scenario with every call of the system failing in every possible way. Reports the number of
+/// failures.
 void sweepSystem(const std::string& name, const std::function<void(SeamRun&)>& scenario) {
   std::size_t faults = 0;
   const std::size_t handles = openDescriptors();
@@ -149,7 +149,7 @@ RaisesMatcher<SocketException> startFailed(bool byAnswer, const std::string& hos
       .from("kelSocket.cpp");
 }
 
-/// A socket's data operation or option: whatever fails is the mapped error.
+/// A data operation or an option of a socket: every failure raises the mapped error.
 auto mappedFor(const SeamRun& run, bool byAnswer, const std::string& host, unsigned int port) {
   return [&run, byAnswer, host, port](Function function, const std::function<void()>& again) {
     if (function == Function::closesocket || function == Function::cleanup) {
@@ -253,7 +253,7 @@ void clientScenario(SeamRun& run, bool byAnswer, bool byRecord) {
   run.completes([&] { socket.reset(); }, mapped);
 }
 
-TEST(SystemTorture, Socket) {
+TEST(SystemTorture, SocketSurvivesEachFailedSystemCall) {
   for (const bool byRecord : {false, true}) {
     sweepSystem(byRecord ? "Socket, each call, resolved before" : "Socket, each call", [&](SeamRun& run) {
       clientScenario(run, run.system.failure() == Failure::answer, byRecord);
@@ -283,7 +283,7 @@ void serverScenario(SeamRun& run, bool byAnswer, std::size_t families) {
                                                   systemText(run.code))
                               .from("kelSocketServer.cpp"));
     } else if (function == Function::getaddrinfo) {
-      EXPECT_THROW(again(), SocketException);  // the system's last error, whatever that is
+      EXPECT_THROW(again(), SocketException);  // with the system's last error
     } else if ((function == Function::socket || function == Function::bind) && families > 1) {
       EXPECT_NO_THROW(again()) << "the next address is bound";
     } else {
@@ -328,19 +328,18 @@ std::size_t wildcardFamilies() {
   return list.size();
 }
 
-TEST(SystemTorture, SocketServer) {
+TEST(SystemTorture, SocketServerSurvivesEachFailedSystemCall) {
   const std::size_t families = wildcardFamilies();
   sweepSystem("SocketServer, each call",
               [&](SeamRun& run) { serverScenario(run, run.system.failure() == Failure::answer, families); });
 }
 
 // --- memory runs out
-// ---------------------------------------------------------------------------------------------------------
 
 const auto noMemoryForTheName =
     Raises<NLSException>("QN_ERR_OUT_OF_MEMORY", "Converter::convertToBytes()").from("kelConverter.cpp");
 
-/// Counts starts and clean-ups of a run.
+/// Checks that the starts and clean-ups of a run are equal in number.
 class Balance {
  public:
   Balance() : system_(FaultyWinsock::never, 0) {}
@@ -352,7 +351,7 @@ class Balance {
   FaultyWinsock system_;
 };
 
-TEST(MemoryTorture, Socket) {
+TEST(MemoryTorture, SocketSurvivesEachRefusedAllocation) {
   sweepMemory("Socket", [](FaultRun& run) {
     const Balance balance;
     Peer peer;
@@ -396,7 +395,7 @@ TEST(MemoryTorture, Socket) {
   });
 }
 
-TEST(MemoryTorture, SocketResolves) {
+TEST(MemoryTorture, ResolvingAddressesSurvivesEachRefusedAllocation) {
   sweepMemory("Socket: names and records", [](FaultRun& run) {
     const Balance balance;
     const ClosedPort closed;
@@ -434,7 +433,7 @@ TEST(MemoryTorture, SocketResolves) {
   });
 }
 
-TEST(MemoryTorture, SocketServer) {
+TEST(MemoryTorture, SocketServerSurvivesEachRefusedAllocation) {
   sweepMemory("SocketServer", [](FaultRun& run) {
     const Balance balance;
     std::optional<SocketServer> server;

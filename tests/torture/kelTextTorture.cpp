@@ -52,7 +52,7 @@ icu::UnicodeString longText() {
   return {5000, u'x', 5000};
 }
 
-/// A string that refers to its text, so that every copy takes memory.
+/// A string that refers to its text, so that every copy allocates.
 icu::UnicodeString referring() {
   return {true, u"more than the 27 units that ICU keeps in a string itself", -1};
 }
@@ -66,7 +66,7 @@ std::string contents(const ByteBuffer& buffer) {
   return buffer.get() == nullptr ? "" : std::string(buffer.get(), buffer.length());
 }
 
-TEST(MemoryTorture, DefaultAlternateBuffer) {
+TEST(MemoryTorture, DefaultAlternateBufferSurvivesEachRefusedAllocation) {
   sweepMemory("DefaultAlternateBuffer", [](FaultRun& run) {
     oss::DefaultAlternateBuffer<char> buffer;
     for (const unsigned long long need : rowsOf({10ULL, 1000ULL, 100'000ULL})) {
@@ -80,7 +80,7 @@ TEST(MemoryTorture, DefaultAlternateBuffer) {
   });
 }
 
-TEST(MemoryTorture, SizeableBuffer) {
+TEST(MemoryTorture, SizeableBufferSurvivesEachRefusedAllocation) {
   sweepMemory("SizeableBuffer", [](FaultRun& run) {
     SizeableBuffer<char, 16> buffer;
     for (const unsigned long long need : rowsOf({17ULL, 1000ULL})) {
@@ -93,7 +93,7 @@ TEST(MemoryTorture, SizeableBuffer) {
   });
 }
 
-TEST(MemoryTorture, ByteBufferIsBuilt) {
+TEST(MemoryTorture, BuildingAByteBufferSurvivesEachRefusedAllocation) {
   sweepMemory("ByteBuffer: building", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -117,7 +117,7 @@ TEST(MemoryTorture, ByteBufferIsBuilt) {
   });
 }
 
-TEST(MemoryTorture, ByteBufferIsChanged) {
+TEST(MemoryTorture, ChangingAByteBufferSurvivesEachRefusedAllocation) {
   sweepMemory("ByteBuffer: changes", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const ByteBuffer other(bytes.data(), bytes.size());
@@ -140,7 +140,7 @@ TEST(MemoryTorture, ByteBufferIsChanged) {
   });
 }
 
-TEST(MemoryTorture, DataBufferIsBuilt) {
+TEST(MemoryTorture, BuildingADataBufferSurvivesEachRefusedAllocation) {
   sweepMemory("DataBuffer: building", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -164,9 +164,9 @@ TEST(MemoryTorture, DataBufferIsBuilt) {
   });
 }
 
-// A text for which there is no memory is not added, and not reported; a code page that there was no memory to
-// open is.
-TEST(MemoryTorture, DataBufferGrows) {
+// A text is silently not added if its allocation fails. If the allocation for opening a code page fails, the
+// error is reported.
+TEST(MemoryTorture, GrowingADataBufferSurvivesEachRefusedAllocation) {
   sweepMemory("DataBuffer: growing", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -205,7 +205,7 @@ TEST(MemoryTorture, DataBufferGrows) {
   });
 }
 
-TEST(MemoryTorture, UTF8String) {
+TEST(MemoryTorture, UTF8StringSurvivesEachRefusedAllocation) {
   sweepMemory("UTF8String", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -257,7 +257,8 @@ TEST(MemoryTorture, UTF8String) {
     } else {
       EXPECT_EQ(utf8(out), utf8(before));
     }
-    // One that has room, but shares it: when ICU cannot part the two, its string is bogus.
+    // A string with enough capacity that it shares with another: if ICU cannot separate them, the string is
+    // bogus.
     const auto appendToShared = [&](const UTF8String& more, std::int32_t room) {
       icu::UnicodeString roomy(room, 0, 0);
       roomy.append(before);
@@ -270,7 +271,7 @@ TEST(MemoryTorture, UTF8String) {
       return complete || roomy.isBogus();
     };
     EXPECT_TRUE(appendToShared(other, 6000));
-    // Room for the units alone, of which there are fewer than bytes: these are converted apart first.
+    // Capacity for the code units only, which are fewer than the bytes: the library converts elsewhere first.
     static_cast<void>(appendToShared(ofTwoBytesEach, before.length() + 1000));
     std::string target(6000, '\0');
     int size = 0;
@@ -283,8 +284,9 @@ TEST(MemoryTorture, UTF8String) {
   });
 }
 
-// Without memory for its copy an iterator holds no text and says so; it never holds the empty one instead.
-TEST(MemoryTorture, UTF8Iterator) {
+// If the allocation of its copy fails, an iterator holds no text and reports that; it never holds the empty
+// text instead.
+TEST(MemoryTorture, UTF8IteratorSurvivesEachRefusedAllocation) {
   sweepMemory("UTF8Iterator", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -323,7 +325,7 @@ TEST(MemoryTorture, UTF8Iterator) {
   });
 }
 
-TEST(MemoryTorture, StringTokenizer) {
+TEST(MemoryTorture, StringTokenizerSurvivesEachRefusedAllocation) {
   sweepMemory("StringTokenizer", [](FaultRun& run) {
     const std::string bytes = "one " + longBytes() + " three";
     const icu::UnicodeString text = icu::UnicodeString::fromUTF8(bytes);
@@ -361,7 +363,7 @@ TEST(MemoryTorture, StringTokenizer) {
 const auto noMemoryToConvert =
     Raises<NLSException>("QN_ERR_OUT_OF_MEMORY", "Converter::convertToBytes()").from("kelConverter.cpp");
 
-TEST(MemoryTorture, Converter) {
+TEST(MemoryTorture, ConverterSurvivesEachRefusedAllocation) {
   sweepMemory("Converter", [](FaultRun& run) {
     const std::string bytes = longBytes();
     const icu::UnicodeString text = longText();
@@ -390,7 +392,7 @@ TEST(MemoryTorture, Converter) {
   });
 }
 
-TEST(MemoryTorture, ConverterToBytes) {
+TEST(MemoryTorture, ConvertingToBytesSurvivesEachRefusedAllocation) {
   sweepMemory("Converter::convertToBytes", [](FaultRun& run) {
     const icu::UnicodeString text = longText();
     SizeableBuffer<char, 512> bytes;
@@ -406,7 +408,7 @@ TEST(MemoryTorture, ConverterToBytes) {
   });
 }
 
-TEST(MemoryTorture, Formatter) {
+TEST(MemoryTorture, FormatterSurvivesEachRefusedAllocation) {
   sweepMemory("Formatter", [](FaultRun& run) {
     icu::UnicodeString out = referring();
     EXPECT_TRUE(run.completes([&] { Formatter::int64ToString(out, -1234567890123456789); }));
@@ -435,8 +437,8 @@ TEST(MemoryTorture, Formatter) {
   });
 }
 
-/// ICU's own makers of formats, with memory for all that they do: without, this ICU writes through null pointers. The
-/// library's settings are empty again behind it.
+/// Lets ICU's functions that make formats allocate without failure: this version of ICU writes through null
+/// pointers otherwise. The destructor resets the library's settings.
 class FormatsGranted {
  public:
   FormatsGranted() {
@@ -464,12 +466,12 @@ class FormatsGranted {
   static inline const oss::FormatFactories own = oss::formatFactories;
 };
 
-TEST(MemoryTorture, FormatterSettings) {
+TEST(MemoryTorture, ChangingFormatterSettingsSurvivesEachRefusedAllocation) {
   sweepMemory("Formatter::setSettings", [](FaultRun& run) {
     const FormatsGranted formats;
     const auto noMemory =
         Raises<NLSException>("ERR_OUT_OF_MEMORY", "Formatter::setSettings()").from("kelFormatter.cpp");
-    icu::Locale::getDefault();  // which ICU settles for good, too
+    icu::Locale::getDefault();  // ICU sets it once for the whole process, too
     std::string code;
     if (run.completes([&] { code = Formatter::localeCode(); })) {
       EXPECT_EQ(code.size(), 4U);
@@ -491,7 +493,7 @@ TEST(MemoryTorture, FormatterSettings) {
   });
 }
 
-TEST(MemoryTorture, Base64) {
+TEST(MemoryTorture, Base64SurvivesEachRefusedAllocation) {
   sweepMemory("Base64", [](FaultRun& run) {
     const std::string bytes = longBytes();
     std::vector<unsigned short> units(Base64::encodeSize(bytes.size()) + 1);
@@ -515,7 +517,7 @@ TEST(MemoryTorture, Base64) {
   });
 }
 
-TEST(MemoryTorture, OutputStreams) {
+TEST(MemoryTorture, WritingToStreamsSurvivesEachRefusedAllocation) {
   sweepMemory("OutputStream family", [](FaultRun& run) {
     char bytes[3] = {};
     oss::ByteArrayOutputStream stream(bytes, sizeof bytes);
@@ -533,7 +535,7 @@ TEST(MemoryTorture, OutputStreams) {
   });
 }
 
-TEST(MemoryTorture, BuildVersion) {
+TEST(MemoryTorture, BuildVersionSurvivesEachRefusedAllocation) {
   sweepMemory("BuildVersion", [](FaultRun& run) {
     const icu::UnicodeString text(true, u"12345678901234567890.1234567890-12345678901234567890.12345678-3",
                                   -1);

@@ -5,14 +5,14 @@
 
 #include <cstddef>
 
-/// The C library's own requests: the malloc, calloc and realloc of a program take the place of the C library's
-/// for all libraries. So a fault run also refuses what a call of the C library needs: the value of a thread's
-/// key, or the record of a thread's destructor.
+/// The C library's allocations: malloc, calloc and realloc of a program replace the C library's for all
+/// libraries. So a fault run also refuses allocations that the C library makes, such as the value of a
+/// thread's key or the record of a thread's destructor.
 
 namespace {
 
-/// The values of a thread's first 32 keys need no memory. These keys come before the library's, so its value
-/// does.
+/// The values of a thread's first 32 keys are not allocated. These keys are made before the library's, so
+/// that the library's value is allocated.
 const bool keysMade = [] {
   for (int i = 0; i < 32; ++i) {
     pthread_key_t key;
@@ -41,14 +41,14 @@ void* realloc(void* block, std::size_t size) noexcept {
   return tarvo::test::refusesToOthers(size) ? nullptr : __libc_realloc(block, size);
 }
 
-// The resolver reports a refused request by an error code; the faults of system calls contain that code.
+// The resolver reports a refused allocation with an error code; the faults of system calls contain that code.
 int __real_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** found);
 int __wrap_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** found) {
   const tarvo::test::AllocationsGranted granted;
   return __real_getaddrinfo(host, service, hints, found);
 }
 
-// An exception that gets no memory is made in the reserve of the C++ library, so the refused request changes nothing.
+// If the allocation of an exception fails, the C++ library uses its reserve, so the refusal changes nothing.
 void* __real___cxa_allocate_exception(std::size_t size) noexcept;
 void* __wrap___cxa_allocate_exception(std::size_t size) noexcept {
   const tarvo::test::AllocationsGranted granted;

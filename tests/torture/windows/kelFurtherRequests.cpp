@@ -3,9 +3,9 @@
 namespace tarvo::test {
 
 std::size_t furtherRequests(std::string_view subject, std::string_view operation) {
-  // The host in the system's wide characters.
+  // The host name in the system's wide characters.
   if (subject == "Socket" && operation == "connect to an address in digits") return 1;
-  // The record that a listener has a waker.
+  // The record that the listener has a socket to wake it.
   if (subject == "SocketServer" && operation == "listen") return 1;
   return 0;
 }
