@@ -1,11 +1,12 @@
-// One end of a connection on which frames of known bytes go both ways. The other end may be another platform's build.
+// One end of a connection on which frames of known bytes travel in both directions. The other end may be the
+// build for another platform.
 //
 //   kelinfra_frames listen               prints "listening on PORT" and talks to one client
 //   kelinfra_frames connect HOST PORT
 //
-// First the listening end sends its frames, one behind the other, then the connecting end its own. Each holds what comes
-// against what has to come, byte by byte. Prints "N frames, M bytes: as they were sent" and ends with 0; otherwise says
-// what differs and ends with 1.
+// The listening end sends its frames first, then the connecting end. Each end compares every byte that it
+// receives with the expected one. Prints "N frames, M bytes: as they were sent" and ends with 0; otherwise
+// prints the difference and ends with 1.
 
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelSocketServer.hpp"
@@ -31,11 +32,11 @@ constexpr unsigned long long patience = 120'000;  // milliseconds; a guard again
 constexpr std::size_t longest = 1024 * 1024;
 constexpr std::size_t sizes[] = {0, 1, 3, 4, 5, 127, 128, 4095, 4096, 65535, 65536, longest};
 
-// What could be taken for an end, for text, or for a sign; and anything.
+// Bytes that could be mistaken for the end of a text, for a line end or for a sign, and random bytes.
 enum class Kind { nuls, lineEnds, ones, random };
 constexpr Kind kinds[] = {Kind::nuls, Kind::lineEnds, Kind::ones, Kind::random};
 
-// The two ends' frames differ, so that none can be mistaken for an echo.
+// The frames of the two ends differ, so that no frame can be mistaken for an echo.
 constexpr unsigned long long listenerSeed = 20'240'229;
 constexpr unsigned long long connectorSeed = 20'261'121;
 
@@ -54,7 +55,7 @@ std::string payloadOf(Kind kind, std::size_t size, std::mt19937_64& random) {
       break;
   }
   std::string payload(size, '\0');
-  // The generator's numbers are the same everywhere; those of the library's distributions are not.
+  // The generator's numbers are the same everywhere; those of the standard library's distributions are not.
   for (char& byte : payload) byte = static_cast<char>(random() >> 56);
   return payload;
 }
@@ -100,7 +101,7 @@ void expectFrames(Socket& socket, unsigned long long seed) {
 
 void expectEnd(Socket& socket) {
   char byte = 0;
-  if (socket.readOnce(&byte, 0, 1) != 0) throw std::runtime_error("there is something behind the last frame");
+  if (socket.readOnce(&byte, 0, 1) != 0) throw std::runtime_error("there are bytes after the last frame");
 }
 
 void listen() {

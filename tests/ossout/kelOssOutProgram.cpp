@@ -12,7 +12,7 @@ void atExit(void (*handler)()) {
   if (std::atexit(handler) != 0) ossOut << "the handler is not registered\n";
 }
 
-/// Prints before main and behind it. The handler that its construction registers runs after its destruction.
+/// Prints before main and after it. The handler that its constructor registers runs after its destructor.
 struct Program {
   Program() {
     ossOut << "program starts " << 2U << '\n';

@@ -51,7 +51,7 @@ Child::Child(const std::vector<std::string>& command) {
 Child::~Child() {
   ::close(in_);
   ::close(out_);
-  ::kill(pid_, SIGKILL);  // what it had to say has been heard
+  ::kill(pid_, SIGKILL);  // all that it had to print has been read
   while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) continue;
 }
 

@@ -8,12 +8,12 @@
 
 namespace tarvo::load {
 
-/// A program that answers a line with a line.
+/// A program that answers each line with a line.
 ///
 ///     Child client({"kelinfra_load_client", "4711", "0"});
 ///     client.ask("connect 100");   // "connected 100"
 ///
-/// Every wait has a limit, so that a program that hangs is told of instead of waited for.
+/// Every wait has a limit, so that a program that hangs is reported.
 class Child {
  public:
   explicit Child(const std::vector<std::string>& command);

@@ -56,8 +56,8 @@ std::string Figures::text() const {
 Figures ownFigures(long threads) {
   Figures figures;
   figures.threads = threadsOnceSettled(threads);
-  figures.descriptors = entriesOf("/proc/self/fd") - 1;  // the one that reads them
-  ::malloc_trim(0);  // else what is freed lies resident or not as the threads happened to share the allocator
+  figures.descriptors = entriesOf("/proc/self/fd") - 1;  // without the one that reads them
+  ::malloc_trim(0);  // otherwise freed memory stays resident, depending on the threads' order
   const struct mallinfo2 heap = ::mallinfo2();
   figures.heap = static_cast<long>(heap.uordblks + heap.hblkhd);
   figures.resident = residentBytes();

@@ -4,24 +4,25 @@
 
 namespace tarvo::load {
 
-/// What a process holds of the system.
+/// Resources that a process holds.
 struct Figures {
   long descriptors = 0;
   long threads = 0;
   long heap = 0;      ///< bytes that are allocated and not freed
-  long resident = 0;  ///< bytes of memory that lie in the machine's own
+  long resident = 0;  ///< bytes of memory that are in physical memory
 
   std::string text() const;
 };
 
-/// Those of this process, which knows itself to have `threads` threads.
+/// The figures of this process. The caller knows how many threads the process has.
 Figures ownFigures(long threads);
 
 /// The inverse of `text`. Throws std::runtime_error for anything else.
 Figures parseFigures(const std::string& text);
 
-/// What has grown between two looks at a process that does nothing, "" when nothing has. Descriptors and threads are
-/// counted exactly. The allocator's own books leave it some play, which a leak in every connection exceeds.
+/// Resources that have grown between two measurements of an idle process; "" if none have. Descriptors and
+/// threads are counted exactly. Heap and resident memory may grow a little because of the allocator; a leak
+/// in every connection exceeds that.
 std::string growth(const Figures& first, const Figures& last);
 
 }  // namespace tarvo::load

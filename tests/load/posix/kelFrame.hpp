@@ -18,7 +18,7 @@ inline std::string frameOf(const std::string& payload) {
   return bytes + payload;
 }
 
-/// The payload of connection `connection`'s `round`-th frame: no two that could be mistaken for each other are alike.
+/// The payload of the `round`-th frame of connection `connection`. Frames that could be confused differ.
 inline std::string payloadOf(std::size_t connection, std::size_t round, std::size_t length) {
   return test::pattern(connection * 7919 + round * 104729, length);
 }

@@ -1,21 +1,24 @@
 // A server that answers every frame with the same frame, for the load programs to talk to and to look at.
 //
-//   kelinfra_frame_server [--groups] [--timeout MS] [--capacity BYTES] [--drain] [--buffers BYTES] [--leak KIND]
+//   kelinfra_frame_server [--groups] [--timeout MS] [--capacity BYTES] [--drain] [--buffers BYTES]
+//                         [--leak KIND]
 //
-//   --groups     a thread serves up to 63 connections, which it watches with select; otherwise a thread a connection
+//   --groups     a thread serves up to 63 connections and watches them with select; otherwise each connection
+//                has a thread
 //   --timeout    the longest wait of one receive and of one send
-//   --capacity   the longest payload that is taken
-//   --drain      a longer one is dropped and the connection goes on; otherwise it ends
-//   --buffers    what the system is asked to hold for a connection, each way
-//   --leak       descriptors, threads or heap: loses one with every tenth connection, to show that it is noticed
+//   --capacity   the longest payload that is accepted
+//   --drain      a longer one is dropped and the connection continues; otherwise the connection ends
+//   --buffers    size of the system's buffer for a connection, in each direction
+//   --leak       descriptors, threads or heap: leaks one with every tenth connection, to show that leaks are
+//                noticed
 //
 // Prints "listening PORT"; then a line for every line that it reads:
 //   open N       waits until N connections are open             "open N"
 //   figures      what it holds (kelFigures.hpp)                 "descriptors ..."
 //   ended N      waits until N connections have ended since     "OUTCOME COUNT ...", sorted
-//                the last answer to this
-// and ends when there is no more to read. An outcome is where a connection ended and by which error, for example
-// "read:ERR_SOCKET_CLOSED", "write:QN_ERR_SOCKET_TIMEOUT", or "read:short" for a frame that the peer did not finish.
+// and ends when its input ends. An outcome is the operation that ended a connection and its error, for
+// example "read:ERR_SOCKET_CLOSED", "write:QN_ERR_SOCKET_TIMEOUT", or "read:short" for a frame that the peer
+// did not finish.
 
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelSocketServer.hpp"
@@ -58,7 +61,7 @@ std::string identifierOf(const SocketException& error) {
   return error.getErrorMessage().getMessageID().toUTF8String(text);
 }
 
-/// What happened to the connections, for whoever asks.
+/// Counts the open connections and the outcomes of the ended ones.
 class Ledger {
  public:
   void opened() {
@@ -100,7 +103,7 @@ class Ledger {
   std::map<std::string, long> outcomes_;
 };
 
-/// One frame of a connection. Says how the connection ended, or "" when it goes on.
+/// Answers one frame of a connection. Returns how the connection ended, or "" if it continues.
 class FrameEcho {
  public:
   explicit FrameEcho(const Settings& settings)
@@ -128,12 +131,12 @@ class FrameEcho {
   std::unique_ptr<char[]> buffer_;
 };
 
-/// Serves connections in threads of its own.
+/// Serves connections in threads that it owns.
 class Service {
  public:
   virtual ~Service() = default;
   virtual void take(std::unique_ptr<Socket> connection) = 0;
-  /// Its threads that run, once those that have ended are gone.
+  /// The number of its running threads, after those that have ended are joined.
   virtual long threads() = 0;
 };
 
@@ -187,7 +190,7 @@ class ThreadPerConnection : public Service {
   std::list<std::thread> finished_;
 };
 
-/// A thread that watches as many connections as select takes, less the one by which it is woken.
+/// A thread that watches as many connections as select accepts, less the one that wakes it.
 class Group {
  public:
   Group(const Settings& settings, Ledger& ledger) : echo_(settings), ledger_(ledger) {
@@ -198,7 +201,7 @@ class Group {
     thread_ = std::thread([this] { run(); });
   }
 
-  /// Whether there was room.
+  /// Returns whether there was room.
   bool take(std::unique_ptr<Socket>& connection) {
     constexpr long most = 63;
     {
@@ -280,7 +283,7 @@ class ThreadPerGroup : public Service {
   std::atomic<long> count_{0};
 };
 
-/// Loses what it is told to.
+/// Leaks one object of the given kind.
 void leak(const std::string& kind) {
   if (kind == "descriptors" && ::dup(0) < 0) std::abort();
   if (kind == "heap") {
@@ -370,5 +373,5 @@ int main(int count, char** arguments) {
   std::cout << "listening " << server.getPort() << std::endl;
   obey(*service, ledger);
   std::cout.flush();
-  std::_Exit(0);  // the connections' threads are not waited for
+  std::_Exit(0);  // does not wait for the connections' threads
 }

@@ -1,5 +1,5 @@
-// A frame server in a process of its own under load: many connections at once, connections without end, and peers of
-// every bad kind. What it holds must not grow, and every connection must end as it should.
+// A frame server in a separate process under load: many connections at once, connections without end, and
+// peers of every bad kind. Its resources must not grow, and every connection must end as expected.
 //
 //   kelinfra_load quick|full
 
@@ -42,7 +42,7 @@ using tarvo::test::seeded;
 constexpr int tenths = 10;
 constexpr std::size_t wordSize = 4;
 
-/// How much is done.
+/// The amounts of work.
 struct Amounts {
   std::size_t clients;
   std::size_t connections;  ///< of each client, at once
@@ -64,14 +64,14 @@ class Server {
 
   unsigned int port() const { return port_; }
 
-  /// Waits until so many connections are open, then looks.
+  /// Waits until that number of connections is open, then returns the server's figures.
   Figures figuresWith(std::size_t connections) {
     const std::string line = "open " + to_string(connections);
     requireSame(child_.ask(line), line, "the server");
     return tarvo::load::parseFigures(child_.ask("figures"));
   }
 
-  /// How the connections ended that have ended since this was asked last, once they are so many.
+  /// Waits until `count` connections have ended since the last call, and returns their outcomes.
   std::string ended(std::size_t count) { return child_.ask("ended " + to_string(count)); }
 
  private:
@@ -85,7 +85,7 @@ class Server {
   unsigned int port_ = 0;
 };
 
-/// Client processes that do the same at the same time.
+/// Client processes that do the same work at the same time.
 class Clients {
  public:
   Clients(std::size_t count, const Server& server) {
@@ -110,7 +110,7 @@ class Clients {
   std::list<Child> all_;
 };
 
-/// What a process held after each part of the work, mostly tenths.
+/// The resources that a process held after each part of the work, mostly after each tenth.
 class Course {
  public:
   void add(const Figures& figures) { all_.push_back(figures); }
@@ -207,7 +207,7 @@ std::string refusals(const Amounts& amounts) {
   return to_string(amounts.refused) + " refused connects; " + course.text();
 }
 
-/// A server that loses a little with every tenth connection: the checks above are worth something.
+/// A server that leaks a little with every tenth connection, to prove that the checks above notice leaks.
 std::string leakIsNoticed(const Amounts& amounts, const std::string& kind) {
   Server server({"--leak", kind});
   const Course course = churned(server, amounts, 2000, 2);
@@ -229,14 +229,14 @@ void breakOff(Peer& peer, Break how) {
   }
 }
 
-/// How the server must see a connection end of which `count` bytes of a frame came. A length word that was cut short
-/// within its zeroes is an empty frame, which is answered.
+/// How the server must see a connection end if `count` bytes of a frame came. The missing bytes of a length
+/// word that ends within its zeros count as zeros: the frame is empty, and is answered.
 std::string expectedEnd(std::size_t count, std::size_t frame, Break how) {
   if (how == Break::reset) return "QN_ERR_SOCKET_CONNECTION_RESET";
   return count < wordSize || count == frame ? "ERR_SOCKET_CLOSED" : "short";
 }
 
-/// Whichever transfer notices it: a peer that is gone may answer the server's answer with a reset.
+/// Any transfer may notice the end: the system of a peer that is gone may respond to the answer with a reset.
 bool endedAs(const std::string& outcome, const std::string& expected, bool answered) {
   if (outcome == "read:" + expected + " 1") return true;
   if (!answered) return false;
@@ -267,7 +267,7 @@ std::string breaksInRequests(Break how) {
   return to_string(cases) + " connections, each with the error due; " + course.text();
 }
 
-/// What the library's client makes of an answer of which only `count` bytes come.
+/// The result of the library's client if only `count` bytes of an answer come.
 std::string clientsView(const std::string& frame, std::size_t count, Break how) {
   Peer peer;
   Socket socket;
@@ -311,7 +311,7 @@ void requireAnswer(Peer& peer, const std::string& frame) {
   require(peer.receives(frame.size()) == frame, "an answer differs from its frame");
 }
 
-/// Other clients are served while something is going on.
+/// Checks that other clients are served in the meantime.
 void requireOthersServed(const Server& server) {
   constexpr std::size_t count = 50;
   Clients others(1, server);
@@ -368,7 +368,7 @@ std::string halfClosed() {
   return to_string(tenths * peers) + " peers that had ended their half got every answer; " + course.text();
 }
 
-/// Reads only when nothing more can be sent, and then little: the server mostly waits for it.
+/// Reads only when nothing more can be sent, and then little, so the server mostly waits for this peer.
 void readSlowly(const Server& server, std::size_t connection) {
   constexpr std::size_t frames = 20;
   constexpr std::size_t length = 60'000;
@@ -417,7 +417,7 @@ std::string slowReaders() {
   return to_string(peers) + " peers read 1.2 MB each, 97 bytes at a time, beside 50 others";
 }
 
-/// Every peer stops at another byte of its frame, and goes on when others have been served.
+/// Every peer stops at a different byte of its frame, and continues after others have been served.
 std::string slowWriters() {
   Server server;
   std::list<Peer> peers;
@@ -445,7 +445,7 @@ std::string timeOuts() {
               "unfinished frames");
   peers.clear();
 
-  // A peer that does not read what it asked for, until the server has given it up.
+  // A peer that does not read its answers until the server has closed the connection.
   Peer deaf(Peer::Server{server.port()}, 4096);
   std::string many;
   for (std::size_t k = 0; k < 100; ++k) many += frameOf(payloadOf(6, k, 60'000));
@@ -458,7 +458,7 @@ std::string timeOuts() {
   require(refused, "6 MB of answers went to a peer that reads none");
   requireSame(server.ended(1), "write:QN_ERR_SOCKET_TIMEOUT 1", "a peer that does not read");
   return to_string(frame.size()) +
-         " unfinished frames and a peer that does not read, each given up by its time-out";
+         " unfinished frames and a peer that does not read, each dropped after its timeout";
 }
 
 std::string tooLarge() {
@@ -478,7 +478,7 @@ std::string tooLarge() {
   return "ended, or dropped and the next frame answered";
 }
 
-/// Peers of every bad kind without end, in an order of chance.
+/// Peers of every bad kind, one after the other, in random order.
 std::string soak(const Amounts& amounts) {
   std::mt19937 random(seeded(8));
   Server server({"--capacity", "4000"});
@@ -525,7 +525,7 @@ int main(int count, char** arguments) {
   report.check("half-closed peers", [] { return halfClosed(); });
   report.check("slow readers", [] { return slowReaders(); });
   report.check("slow writers", [] { return slowWriters(); });
-  report.check("time-outs", [] { return timeOuts(); });
+  report.check("timeouts", [] { return timeOuts(); });
   report.check("frames that do not fit", [] { return tooLarge(); });
   report.check("broken connections without end", [&] { return soak(amounts); });
   for (const char* kind : {"descriptors", "threads", "heap"}) {

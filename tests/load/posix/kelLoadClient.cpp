@@ -1,4 +1,4 @@
-// Many connections to the frame server at once, or one after the other, in one thread. Every answer is compared.
+// Many connections to the frame server at once, or one after the other, in one thread. Compares every answer.
 //
 //   kelinfra_load_client PORT FIRST
 //
@@ -11,7 +11,7 @@
 //   churn N LENGTH     N times: connect, one frame, close           "answered N"
 //   refused N PORT     N connects to a port where nobody listens    "refused N"
 //   figures            what it holds (kelFigures.hpp)               "descriptors ..."
-// or "failed WHAT" when a frame or a connection is lost, and ends when there is no more to read.
+// or "failed WHAT" if a frame or a connection is lost, and ends when its input ends.
 
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
@@ -45,7 +45,7 @@ class Client {
     return sockets_.size();
   }
 
-  /// All are asked before the first answer is read.
+  /// Sends all requests before it reads the first answer.
   std::size_t rounds(std::size_t count, std::size_t longest) {
     std::vector<std::size_t> lengths(sockets_.size());
     for (std::size_t round = 0; round < count; ++round) {
@@ -97,7 +97,7 @@ class Client {
   }
 
  private:
-  /// Every connection leaves its port unusable for a while; to another of this machine's addresses it is usable.
+  /// Every connection makes its port unusable for a while, but only for the same address of this machine.
   void open(Socket& socket) {
     const std::string host = "127.0.0." + std::to_string(1 + opened_++ % 16);
     socket.connect(host.c_str(), port_, Socket::NullAddrInfoExternal, nullptr);

@@ -11,7 +11,7 @@
 
 namespace tarvo::load {
 
-/// A line for every check; each gives the figures that it saw, or throws what is wrong.
+/// Prints a line for every check. A check returns its figures, or throws an error.
 class Report {
  public:
   explicit Report(std::string name) : name_(std::move(name)) {}
@@ -32,7 +32,7 @@ class Report {
     std::fflush(stdout);
   }
 
-  /// The closing line; returns the exit status.
+  /// Prints the closing line and returns the exit status.
   int close() const {
     std::printf("%s: %d passed, %d failed\n", name_.c_str(), passed_, failed_);
     return failed_ == 0 && passed_ > 0 ? 0 : 1;

@@ -1,7 +1,7 @@
-// kelinfra_loading copies LIBRARY FOLDER   two copies with names of their own convert in the same threads
+// kelinfra_loading copies LIBRARY FOLDER   two copies with different names convert in the same threads
 // kelinfra_loading after LIBRARY MODULE    the library is loaded after the module, and converts
 // kelinfra_loading cycles LIBRARY          1,000 times: load, convert in threads that end, close
-// kelinfra_loading late LIBRARY            a thread ends after the library that it has used was closed
+// kelinfra_loading late LIBRARY            a thread ends after the library that it used was closed
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -47,7 +47,7 @@ class Library {
   void* handle_;
 };
 
-/// Converts in code pages of one byte a character, for each of which the library keeps a table.
+/// Converts in code pages of one byte for each character. The library keeps a table for each of them.
 class Conversions {
  public:
   explicit Conversions(const Library& library)

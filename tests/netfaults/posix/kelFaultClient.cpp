@@ -1,4 +1,4 @@
-// A client of the frame server that does what it is told and tells how each call ended.
+// A client of the frame server that reports how each call ended.
 //
 // Prints a line for every line that it reads, each followed by " after MS", the milliseconds that it took:
 //   connect HOST PORT LIMIT          LIMIT in milliseconds, or none     "connected"
@@ -9,8 +9,9 @@
 //   flood LENGTH                     sends bytes that begin no frame    "sent"
 //   rest                             the rest of that frame's answer    "answered LENGTH"
 //   close                                                               "closed"
-// or "failed WHAT", which for the library's errors is "IDENTIFIER argument argument ..."; a transfer tells of receiving
-// and sending: "failed WHAT and WHAT". After a failed `rest` another `rest` goes on where it stopped.
+// or "failed WHAT"; for the library's errors, WHAT is "IDENTIFIER argument argument ...". A transfer reports
+// receiving and sending: "failed WHAT and WHAT". After a failed `rest` another `rest` continues where it
+// stopped.
 
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
@@ -48,13 +49,13 @@ std::size_t usedOf(const Socket::_AddrInfoExternal& record) {
   return record.bytes[0] + record.bytes[1] * 256U;
 }
 
-/// Where the entries begin: behind the count of used bytes, the name with its NUL, and the port.
+/// The offset of the entries: after the number of used bytes, the name with its NUL, and the port.
 std::size_t entriesOf(const Socket::_AddrInfoExternal& record) {
   const auto* const name = record.bytes + 2;
   return 2 + std::strlen(reinterpret_cast<const char*>(name)) + 1 + 2;
 }
 
-/// The first record with the second one's addresses behind its own.
+/// The first record, with the second one's addresses after its addresses.
 Socket::_AddrInfoExternal joined(Socket::_AddrInfoExternal one, const Socket::_AddrInfoExternal& other) {
   const std::size_t start = entriesOf(other);
   const std::size_t end = 2 + usedOf(other);
@@ -139,7 +140,7 @@ class Client {
     return "failed " + receiving + " and " + sending;
   }
 
-  /// What went wrong, or "nothing".
+  /// The error, or "nothing".
   std::string receiveAll(std::size_t frames, std::size_t length) {
     std::string answer(length, '\0');
     try {

@@ -1,5 +1,5 @@
-// A client and a server in two network namespaces, and everything that a network does to the two. Transfers arrive
-// intact or fail with the error due, time-outs are kept, nothing hangs.
+// A client and a server in two network namespaces, and every fault that a network between them can have.
+// Transfers arrive intact or fail with the expected error, timeouts are kept, and nothing hangs.
 //
 //   kelinfra_netfaults CLIENT-NAMESPACE SERVER-NAMESPACE
 
@@ -29,7 +29,7 @@ using tarvo::netfaults::PacketRelay;
 
 const std::string clientAddress = "10.77.0.1";
 const std::string serverAddress = "10.77.0.2";
-/// A further address of the server's namespace, which its packet filter treats as a check wants it.
+/// A further address of the server's namespace. A check chooses what the packet filter does with it.
 const std::string filteredAddress = "10.77.0.3";
 
 std::vector<std::string> words(const std::string& line) {
@@ -74,7 +74,7 @@ class Client {
     return hear();
   }
 
-  /// The milliseconds that it took.
+  /// Returns the milliseconds that the call took.
   long expect(const std::string& line, const std::string& text) {
     const Outcome outcome = ask(line);
     requireSame(outcome.text, text, line);
@@ -116,7 +116,7 @@ class Network {
     require(result.status == 0, file + ": " + result.err);
   }
 
-  /// Nothing is wrong any more.
+  /// Removes every fault.
   void heal() {
     relay_.set({});
     linkUp();
@@ -158,14 +158,14 @@ class Server {
   std::string port_;
 };
 
-/// The system counts time-outs in ticks, of which it may take the first for a whole one.
+/// The system counts timeouts in ticks, and may count the first, incomplete one as a whole.
 void requireLasted(long milliseconds, long timeout, const std::string& what) {
   constexpr long tick = 10;
   require(milliseconds >= timeout - tick,
           what + " ended after " + to_string(milliseconds) + " of " + to_string(timeout) + " ms");
 }
 
-// --- a bad link ---------------------------------------------------------------------------------------------
+// --- a bad link --------------------------------------------------------------------------------------------
 
 std::string fateText(const Fates& fates) {
   return to_string(fates.delivered) + " packets delivered, " + to_string(fates.lost) + " lost, " +
@@ -173,7 +173,7 @@ std::string fateText(const Fates& fates) {
          to_string(fates.damaged) + " damaged";
 }
 
-/// Whether every fault that was asked for has happened.
+/// Checks that every requested fault has happened.
 void requireHappened(const Faults& faults, const Fates& fates) {
   require(faults.loss == 0 || fates.lost > 0, "nothing was lost");
   require(faults.duplicate == 0 || fates.duplicated > 0, "nothing was duplicated");
@@ -181,7 +181,7 @@ void requireHappened(const Faults& faults, const Fates& fates) {
   require(faults.damage == 0 || fates.damaged > 0, "nothing was damaged");
 }
 
-/// Several clients at once; all is sent back and compared.
+/// Several clients at once; every frame is echoed and compared.
 std::string transfers(Network& network, const Faults& faults, std::size_t clients) {
   constexpr std::size_t frames = 30;
   constexpr std::size_t length = 20'000;
@@ -221,7 +221,7 @@ std::string delay(Network& network) {
          to_string(answered) + " ms, and 1 MB intact";
 }
 
-// --- nobody answers -----------------------------------------------------------------------------------------
+// --- nobody answers ----------------------------------------------------------------------------------------
 
 std::string blackHole(Network& network) {
   constexpr long timeout = 300;
@@ -232,7 +232,7 @@ std::string blackHole(Network& network) {
   const long took =
       client.expect("connect " + place + " " + to_string(timeout), "failed ERR_SOCKET_TIMEOUT " + place);
   require(took >= timeout, "gave up after " + to_string(took) + " ms");
-  // Still unconnected, and as good as new.
+  // The socket is not connected and can connect again.
   client.expect("connect " + server.place() + " 60000", "connected");
   client.expect("transfer 1 100", "transferred 100");
   return "connect gave up after " + to_string(took) + " of " + to_string(timeout) + " ms";
@@ -245,11 +245,11 @@ std::string systemGivesUpConnecting(Network& network) {
   network.filter("ip daddr " + filteredAddress + " drop");
   const std::string place = server.place(filteredAddress);
   const long took = client.expect("connect " + place + " none", "failed QN_ERR_SOCKET_TIMEOUT " + place);
-  return "without a time-out of ours the system gave up after " + to_string(took) + " ms";
+  return "without a timeout of the client the system gave up after " + to_string(took) + " ms";
 }
 
-/// The link goes dark, or down, in the middle of an answer: the read gives up in time. When the link is back, what is
-/// left of the answer comes.
+/// The link drops all packets, or goes down, in the middle of an answer: the read times out. When the link
+/// works again, the rest of the answer arrives.
 template <class Break, class Mend>
 std::string readInterrupted(Network& network, const Break& breakLink, const Mend& mendLink) {
   constexpr long timeout = 1500;
@@ -291,8 +291,8 @@ std::string writeIntoTheDark(Network& network) {
   return "the client's write gave up after " + to_string(took) + " ms, the server's read, too";
 }
 
-/// The client sets no time-out: the system's own limit on what is sent, shortened here, ends the transfer. The server
-/// may be receiving just then, of which the system has no limit.
+/// The client sets no timeout: the system's limit on unanswered packets, shortened here, ends the transfer.
+/// The server may be receiving at that time, for which the system has no limit.
 std::string systemGivesUpSending(Network& network) {
   Server server(network, {"--timeout", "10000"});
   Client client(network.clientSpace());
@@ -309,7 +309,7 @@ std::string systemGivesUpSending(Network& network) {
   dark.dark = true;
   network.relay().set(dark);
   const Outcome outcome = client.hear();
-  // The system tells of it once; whichever of reader and writer comes later finds the connection gone.
+  // The system reports it once; the later one of reader and writer finds the connection closed.
   const std::string timeout = "QN_ERR_SOCKET_TIMEOUT " + server.place();
   const std::string gone = "QN_ERR_SOCKET_CONNECTION_RESET " + server.place();
   require(outcome.text == "failed " + timeout + " and " + gone ||
@@ -321,7 +321,7 @@ std::string systemGivesUpSending(Network& network) {
   return "the system gave the connection up after " + to_string(outcome.milliseconds) + " ms";
 }
 
-// --- somebody says no ---------------------------------------------------------------------------------------
+// --- refusals ----------------------------------------------------------------------------------------------
 
 std::string refusals(Network& network) {
   struct Case {
@@ -376,7 +376,7 @@ std::string resetByTheFilter(Network& network) {
   return "reader and writer learn of the reset";
 }
 
-/// On a connection that stands, "unreachable" is only for now.
+/// For an established connection, "unreachable" is a temporary error.
 std::string unreachableForNow(Network& network) {
   Server server(network);
   Client client(network.clientSpace());
@@ -424,7 +424,7 @@ int main(int count, char** arguments) {
   check("all of it, and delay", [&] { return transfers(network, everything, 12); });
   check("delay", [&] { return delay(network); });
   check("a black hole, connecting", [&] { return blackHole(network); });
-  check("a black hole, connecting without a time-out", [&] { return systemGivesUpConnecting(network); });
+  check("a black hole, connecting without a timeout", [&] { return systemGivesUpConnecting(network); });
   check("a link that goes dark in the middle of a read", [&] {
     Faults dark;
     dark.dark = true;
@@ -436,7 +436,7 @@ int main(int count, char** arguments) {
         network, [&] { network.linkDown(); }, [&] { network.heal(); });
   });
   check("writing into the dark", [&] { return writeIntoTheDark(network); });
-  check("a dark link and no time-out", [&] { return systemGivesUpSending(network); });
+  check("a dark link and no timeout", [&] { return systemGivesUpSending(network); });
   check("connections turned away", [&] { return refusals(network); });
   check("no way there", [&] { return noRoute(network); });
   check("a reset by the packet filter", [&] { return resetByTheFilter(network); });

@@ -35,7 +35,7 @@ int checked(int result, const std::string& what) {
   return result;
 }
 
-/// A device of the namespace that the calling thread is in.
+/// Makes a device in the namespace of the calling thread.
 int makeDevice() {
   const int device = checked(::open("/dev/net/tun", O_RDWR | O_NONBLOCK | O_CLOEXEC), "/dev/net/tun");
   ifreq request = {};
@@ -45,7 +45,7 @@ int makeDevice() {
   return device;
 }
 
-/// A thread enters the namespace, so that this one need not come back from it.
+/// A separate thread enters the namespace, so that the calling thread does not have to leave it again.
 int makeDeviceIn(const std::string& space) {
   int device = -1;
   std::exception_ptr failure;
@@ -65,7 +65,7 @@ int makeDeviceIn(const std::string& space) {
 
 }  // namespace
 
-/// What the thread does.
+/// The work of the thread.
 class PacketRelay::Carrier {
  public:
   Carrier(PacketRelay& relay, unsigned int seed) : relay_(relay), random_(seed) {}
@@ -133,7 +133,7 @@ class PacketRelay::Carrier {
   void deliverDue() {
     while (!underWay_.empty() && underWay_.begin()->first <= Clock::now()) {
       const OnItsWay& next = underWay_.begin()->second;
-      // A device that is down takes nothing: what arrives there is lost, as on any link.
+      // A device that is down accepts nothing: its packets are lost, as on any link.
       if (::write(next.device, next.packet.data(), next.packet.size()) > 0) {
         ++relay_.fates_.delivered;
       } else {
@@ -145,7 +145,7 @@ class PacketRelay::Carrier {
 
   PacketRelay& relay_;
   std::mt19937 random_;
-  std::multimap<Clock::time_point, OnItsWay> underWay_;  // what is due at the same time keeps its order
+  std::multimap<Clock::time_point, OnItsWay> underWay_;  // packets due at the same time keep their order
 };
 
 PacketRelay::PacketRelay(const std::string& one, const std::string& other, unsigned int seed)

@@ -9,17 +9,17 @@
 
 namespace tarvo::netfaults {
 
-/// What happens to packets on their way, either way. Chances are in percent.
+/// Faults of packets in both directions. Chances are in percent.
 struct Faults {
   unsigned int loss = 0;
   unsigned int duplicate = 0;
-  unsigned int reorder = 0;  ///< held back for so long that others overtake it
-  unsigned int damage = 0;   ///< a bit behind the address header is turned round
+  unsigned int reorder = 0;  ///< delayed until others have overtaken it
+  unsigned int damage = 0;   ///< one bit after the address header is inverted
   std::chrono::milliseconds delay{0};
-  bool dark = false;  ///< nothing arrives, and nobody is told
+  bool dark = false;  ///< every packet is lost, without a notice
 };
 
-/// How many packets met which fate since `set` was called last.
+/// The number of packets with each fate since the last call of `set`.
 struct Fates {
   std::atomic<std::size_t> delivered{0};
   std::atomic<std::size_t> lost{0};
@@ -28,10 +28,10 @@ struct Fates {
   std::atomic<std::size_t> damaged{0};
 };
 
-/// A link between two network namespaces, of two devices named "wire" and a thread that carries the packets from
-/// each to the other. The devices exist as long as the relay.
+/// A link between two network namespaces: a device named "wire" in each, and a thread that carries packets
+/// between them. The devices exist as long as the relay.
 ///
-/// Namespaces by name, as `ip netns add` makes them. Needs the rights of root.
+/// Namespaces are given by name, as `ip netns add` makes them. Needs the rights of root.
 class PacketRelay {
  public:
   PacketRelay(const std::string& one, const std::string& other, unsigned int seed);
@@ -42,7 +42,7 @@ class PacketRelay {
   void set(const Faults& faults);
   const Fates& fates() const { return fates_; }
 
-  /// Waits until so many packets more have been delivered. Throws std::runtime_error when that takes minutes.
+  /// Waits until `more` packets have been delivered. Throws std::runtime_error if that takes minutes.
   void awaitDelivered(std::size_t more) const;
 
  private:
