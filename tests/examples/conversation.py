@@ -2,8 +2,8 @@
 
     conversation.py EXAMPLES SERVER CLIENT
 
-EXAMPLES is the folder of the examples' sources; SERVER and CLIENT are command lines, so that either can be run by
-another program.
+EXAMPLES is the folder of the examples' sources; SERVER and CLIENT are command lines, so that either can be
+run by another program.
 """
 
 import collections
@@ -36,7 +36,10 @@ REQUESTS = {
         'The property "ctor.config" refers to "default.top", which is not there.',
         "ERR_PROPERTIES_BAD_REFERENCE: [] - [ctor.config] [default.top]",
     ),
-    "by-lines": ["    45 characters, 3 tokens, 2 terms; counted by build " + BUILD, "       2  première ligne"],
+    "by-lines": [
+        "    45 characters, 3 tokens, 2 terms; counted by build " + BUILD,
+        "       2  première ligne",
+    ],
     "cyclic-reference": (
         'The property "ctor.config" refers to itself.',
         "ERR_PROPERTIES_CYCLIC_REFERENCE: [] - [ctor.config]",
@@ -99,7 +102,8 @@ def requested(name, reply):
 def converse(client, examples, port, arguments, status, expected):
     process = subprocess.run(
         shlex.split(client) + ["127.0.0.1", port] + arguments,
-        cwd=examples, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", timeout=240, check=False,
+        cwd=examples, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", timeout=240,
+        check=False,
     )
     printed = process.stdout.splitlines()
     if process.returncode != status or printed != expected:

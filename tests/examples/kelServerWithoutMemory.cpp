@@ -1,6 +1,6 @@
-// Linked with the document server's sources: lets the thread that takes clients run out of memory. SIGUSR1
-// begins it, SIGUSR2 ends it. With the environment's KELINFRA_TEST_ONE_REQUEST only one request fails after
-// each SIGUSR1: the first one after the first signal, the second one after the second, and so on.
+// Linked with the document server's sources: makes the allocations of the thread that accepts clients fail,
+// from SIGUSR1 until SIGUSR2. With KELINFRA_TEST_ONE_REQUEST in the environment only one allocation fails
+// after each SIGUSR1: the first one after the first signal, the second one after the second, and so on.
 
 #include <algorithm>
 #include <atomic>
@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int every = -1;
-std::atomic<int> toFail = 0;  // counts down to the request that fails at 1; or `every`
+std::atomic<int> toFail = 0;  // counts down; the allocation that finds 1 fails; or `every`
 std::atomic<int> signals = 0;
 const std::thread::id mainThread = std::this_thread::get_id();
 const bool oneRequest = std::getenv("KELINFRA_TEST_ONE_REQUEST") != nullptr;

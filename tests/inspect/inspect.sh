@@ -4,9 +4,10 @@
 #   inspect.sh list-exports LIBRARY      prints that list
 #   inspect.sh data LIBRARY NAME...      each name is exported and names an object, not a function
 #   inspect.sh initialisers LIBRARY      loading the library constructs ossOut and nothing else
-#   inspect.sh imports LIBRARY           the library calls no function that reads the environment or a file, or
-#                                        that starts a thread
-#   inspect.sh traced-call OBJECT        the fast path of a traced call: two tests of at most four instructions
+#   inspect.sh imports LIBRARY           the library calls no function that reads the environment or a file,
+#                                        or that starts a thread
+#   inspect.sh traced-call OBJECT        the fast path of a traced call: two tests of at most four
+#                                        instructions
 #   inspect.sh threads LIBRARY           each thread has at most 64 bytes of static storage for the library
 #   inspect.sh hardening LIBRARY         the library has the hardening that compiler and linker offer
 #   inspect.sh control-flow OBJECT...    each object says that its jumps and returns are protected (x86-64)
@@ -25,7 +26,10 @@ mingw=x86_64-w64-mingw32
 # exported LIBRARY: the names of its exports.
 exported() {
   case $1 in
-    *.dll) "$mingw-objdump" -p "$1" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t*\[ *[0-9]*\].* //p' ;;
+    *.dll)
+      "$mingw-objdump" -p "$1" |
+        sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t*\[ *[0-9]*\].* //p'
+      ;;
     *) nm -D --defined-only --format=just-symbols "$1" | sed 's/@.*//' | grep -v '^KELINFRA_[0-9]*$' ;;
   esac
 }
@@ -33,7 +37,10 @@ exported() {
 # imported LIBRARY: the names that it imports from other libraries.
 imported() {
   case $1 in
-    *.dll) "$mingw-objdump" -p "$1" | awk '/^\tvma:.*Member-Name/ { on = 1; next } NF < 3 { on = 0 } on { print $3 }' ;;
+    *.dll)
+      "$mingw-objdump" -p "$1" |
+        awk '/^\tvma:.*Member-Name/ { on = 1; next } NF < 3 { on = 0 } on { print $3 }'
+      ;;
     *) nm -D --undefined-only --format=just-symbols "$1" | sed 's/@.*//' ;;
   esac
 }
@@ -59,7 +66,7 @@ initialisers() {
 # The names of ICU's classes contain its major version.
 without_icu_version() { sed -E 's/\<icu_[0-9]+::/icu::/g'; }
 
-# Demangled, so that the list reads well and does not depend on which of a constructor's symbols a compiler emits.
+# Demangled: the list is readable and does not depend on the symbols that a compiler emits for a constructor.
 list_exports() {
   exported "$1" | c++filt | without_icu_version | sort -u
 }
@@ -95,11 +102,15 @@ $difference"
   imports)
     names=$(imported "$2" | c++filt)
     grep -qx _Unwind_Resume <<<"$names" || fail "the list of what the library calls cannot be read"
-    found=$(grep -xE '(secure_|_w?)?getenv(_s)?|_*w?environ|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*|pthread_create|thrd_create|std::thread::.*|CreateThread|_beginthread(ex)?|GetEnvironment.*|Reg(Open|Query).*' <<<"$names" || true)
+    forbidden='(secure_|_w?)?getenv(_s)?|_*w?environ|GetEnvironment.*|Reg(Open|Query).*'
+    forbidden+='|_?w?fopen(64|_s)?|_?w?s?open(64|at|_s)?|freopen|std::.*filebuf.*|CreateFile.*'
+    forbidden+='|pthread_create|thrd_create|std::thread::.*|CreateThread|_beginthread(ex)?'
+    found=$(grep -xE "$forbidden" <<<"$names" || true)
     [ -z "$found" ] || fail "calls $found"
     ;;
   traced-call)
-    code=$(objdump -d --no-show-raw-insn --disassemble=tracedCall "$2" | sed -n '/<tracedCall>:/,/ret/p' | grep -E '^ +[0-9a-f]+:')
+    code=$(objdump -d --no-show-raw-insn --disassemble=tracedCall "$2" |
+      sed -n '/<tracedCall>:/,/ret/p' | grep -E '^ +[0-9a-f]+:')
     count=$(printf '%s\n' "$code" | grep -vcE '\<(ret|endbr64|nop[lw]?|xchg)\>')
     printf '%s\n' "$code"
     [ "$count" -gt 0 ] && [ "$count" -le 10 ] || fail "$count instructions before the return; 10 are allowed"

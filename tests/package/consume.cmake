@@ -1,6 +1,7 @@
 # Builds and runs the README's program outside the tree.
 #   MODE      find_package, pkg-config or add_subdirectory
-#   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR is installed into a new folder
+#   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR is installed into a new
+#             folder
 #   WINE      runs the program; given if it is cross-built for Windows
 
 function(run)

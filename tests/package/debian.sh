@@ -61,7 +61,8 @@ check_runtime() {
   same "the soname" libKELINFRA.so.5 "$(readelf -d "$library" | sed -n 's/.*(SONAME).*\[\(.*\)\]$/\1/p')"
   same "packages that $runtime depends on" "$(needed_packages "$library")" \
     "$(field $runtime Depends | tr ',' '\n' | awk '{ print $1 }' | sort)"
-  same "what programs built with $runtime depend on" "libKELINFRA 5 $runtime (>= $version)" "$(cat "$work/control/shlibs")"
+  same "what programs built with $runtime depend on" "libKELINFRA 5 $runtime (>= $version)" \
+    "$(cat "$work/control/shlibs")"
   same "triggers" "activate-noawait ldconfig" "$(cat "$work/control/triggers")"
   same "debug information" "" "$(readelf -SW "$library" | grep -F .debug_info || true)"
   same "paths of the building machine" "" "$(strings "$library" | grep -F "$root" || true)"
@@ -70,7 +71,8 @@ check_runtime() {
 check_development() {
   local icu
   icu=$(pkg-config --modversion icu-uc | sed 's/\..*//')
-  same "what $development depends on" "$runtime (= $version), libicu-dev (>= $icu), libicu-dev (<< $((icu + 1)))" \
+  same "what $development depends on" \
+    "$runtime (= $version), libicu-dev (>= $icu), libicu-dev (<< $((icu + 1)))" \
     "$(field $development Depends)"
   dpkg-deb -x "$(file_of $development)" "$work/contents"
   same "paths of the building machine" "" \
@@ -84,7 +86,8 @@ purge() { as_root dpkg --purge $development $runtime; }
 check_use() {
   same "installed before" "" "$(installed)"
   trap 'purge >/dev/null 2>&1 || true' EXIT
-  step "installing the packages" as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
+  step "installing the packages" \
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
     "$(file_of $runtime)" "$(file_of $development)"
   same "files changed since they were packed" "" "$(dpkg --verify $runtime $development)"
   local files

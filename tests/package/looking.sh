@@ -5,7 +5,9 @@
 version=$(sed -n 's/^project(KELINFRA VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")
 
 # same WHAT EXPECTED FOUND
-same() { diff -u <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || die "$1: differs from what was expected (-)"; }
+same() {
+  diff -u <(printf '%s\n' "$2") <(printf '%s\n' "$3") >&2 || die "$1: differs from what was expected (-)"
+}
 
 # paths PREFIX FOLDER: the files of a folder, named as in a package.
 paths() { (cd "$2" && find . -type f) | sed "s|^\.|$1|"; }

@@ -17,7 +17,8 @@ check_files() {
   local icu_version
   icu_version=$(sed -n 's/^#define U_ICU_VERSION_MAJOR_NUM \([0-9]*\)$/\1/p' "$icu/include/unicode/uvernum.h")
   same "files" "$(LC_ALL=C sort <<END
-$(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll" libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+$(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
+$(printf 'bin/%s\n' libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 $(printf 'bin/%s.exe\n' documentServer documentClient failures)
 $(printf 'lib/lib%s.dll.a\n' KELINFRA icu{uc,in,io,dt})
 $(printf 'lib/cmake/KELINFRA/KELINFRA%s.cmake\n' Config ConfigVersion Targets Targets-relwithdebinfo)
@@ -60,7 +61,8 @@ check_contents() {
 with_package() { WINEPATH="Z:$(tr / '\\' <<<"$zip/bin")" "$@"; }
 
 check_program() {
-  step "the README's program with the ZIP" with_package consume find_package 17 "$compiler" "$zip" -D WINE=wine
+  step "the README's program with the ZIP" \
+    with_package consume find_package 17 "$compiler" "$zip" -D WINE=wine
   same "paths of the project that it was built with" "" \
     "$(sed "s|$work||g" "$work"/find_package-17/build/{CMakeCache.txt,build.ninja,Makefile} \
        "$work"/find_package-17/build/CMakeFiles/program.dir/* 2>/dev/null | grep -F "$root" || true)"
@@ -71,10 +73,12 @@ check_program() {
 
 # The package's server, and the client built from the package's sources.
 check_examples() {
-  step "configuring the ZIP's examples" cmake -G Ninja -S "$zip/examples" -B "$work/examples" -D CMAKE_SYSTEM_NAME=Windows \
+  step "configuring the ZIP's examples" \
+    cmake -G Ninja -S "$zip/examples" -B "$work/examples" -D CMAKE_SYSTEM_NAME=Windows \
     -D CMAKE_CXX_COMPILER="$compiler" -D KELINFRA_DIR="$zip/lib/cmake/KELINFRA" -D CMAKE_BUILD_TYPE=Debug
   step "building the ZIP's examples" cmake --build "$work/examples" -j "$jobs"
-  step "running the ZIP's examples" with_package python3 "$root/tests/examples/conversation.py" "$zip/examples" \
+  step "running the ZIP's examples" \
+    with_package python3 "$root/tests/examples/conversation.py" "$zip/examples" \
     "wine '$zip/bin/documentServer.exe'" "wine '$work/examples/documentClient.exe'"
 }
 

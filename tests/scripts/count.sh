@@ -46,7 +46,7 @@ expect "a hang is a failure" "1 1" <<'END'
 1/1 Test #3: program ..........***Timeout 600.08 sec
 END
 
-expect "a program that ends badly behind its tests" "2 1" <<'END'
+expect "a program that fails after its tests" "2 1" <<'END'
 3: [==========] Running 2 tests from 2 test suites.
 3: [       OK ] A.One (0 ms)
 3: [       OK ] A.Two (0 ms)
@@ -109,13 +109,15 @@ expect_tally() {
   printf '%s\n' "$2" >"$logs/first"
   printf '%s\n' "$3" >"$logs/again"
   run_tests release >/dev/null 2>&1
-  [ "$tally" = "$4" ] && [[ $tally = "$passed passed, $failed failed"* ]] || die "$1: the tally is $tally and not $4"
+  [ "$tally" = "$4" ] && [[ $tally = "$passed passed, $failed failed"* ]] ||
+    die "$1: the tally is $tally and not $4"
 }
 
 all="100% tests passed, 0 tests failed out of 2"
 one=" 2/2 Test #2: B.One ...***Failed  0.1 sec
 50% tests passed, 1 tests failed out of 2"
 expect_tally "all pass" "$all" "" "2 passed, 0 failed"
-expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" "1 passed, 1 failed, 1 of them again when run alone"
+expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1" \
+  "1 passed, 1 failed, 1 of them again when run alone"
 expect_tally "one fails beside others only" "$one" "100% tests passed, 0 tests failed out of 1" \
   "1 passed, 1 failed, 0 of them again when run alone"
