@@ -36,7 +36,7 @@ final class PropertiesBenchmark {
     Object run() throws IOException;
   }
 
-  /** What results go to, so that no operation can be left out. */
+  /** Receives the results, so that no operation can be optimised away. */
   private static Object sink;
 
   private final List<String> rows = new ArrayList<>();
