@@ -156,7 +156,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
   /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one after its timeout;
-  /// `shutDown` after the direction was shut down here, also for a call that was waiting in another thread;
+  /// `shutDown` after the direction was shut down here, also for a call that waited in another thread while
+  /// both directions were shut down;
   /// `connectionReset` on every call after the first that reported a reset.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;

@@ -12,7 +12,6 @@
 
 #include <chrono>
 #include <functional>
-#include <list>
 #include <string>
 #include <thread>
 #include <vector>
@@ -837,27 +836,19 @@ TEST(SocketThreads, OneReaderAndOneWriterShareAConnection) {
 /// A call that waits on a connection in one thread until another thread shuts the connection down.
 struct WaitingCall {
   const char* name;
-  void (Socket::*shutdown)();
   std::function<void(Socket&)> run;
 };
 
 const WaitingCall waitingCalls[] = {
-    {"readOnce", &Socket::shutdownBoth, [](Socket& socket) { socket.readOnce(scratch, 0, 1); }},
-    {"read", &Socket::shutdownBoth, [](Socket& socket) { socket.read(scratch, 0, 2); }},
-    {"read, receiving alone", &Socket::shutdownReceive, [](Socket& socket) { socket.read(scratch, 0, 2); }},
-    {"readMessage", &Socket::shutdownBoth,
-     [](Socket& socket) { socket.readMessage(scratch, nullptr, 0, sizeof scratch, true); }},
-    {"write", &Socket::shutdownBoth,
+    {"readOnce", [](Socket& socket) { socket.readOnce(scratch, 0, 1); }},
+    {"read", [](Socket& socket) { socket.read(scratch, 0, 2); }},
+    {"readMessage", [](Socket& socket) { socket.readMessage(scratch, nullptr, 0, sizeof scratch, true); }},
+    {"write",
      [](Socket& socket) {
        const std::string much(64 << 20, 'x');
        socket.write(much.data(), 0, much.size());
      }},
-    {"write, sending alone", &Socket::shutdownSend,
-     [](Socket& socket) {
-       const std::string much(64 << 20, 'x');
-       socket.write(much.data(), 0, much.size());
-     }},
-    {"writeMessage", &Socket::shutdownBoth,
+    {"writeMessage",
      [](Socket& socket) {
        const std::string much(64 << 20, 'x');
        socket.writeMessage(much.data(), 0, much.size());
@@ -871,27 +862,13 @@ TEST(SocketThreads, AShutdownByAnotherThreadEndsEachCallThatWaits) {
     const ThreadView waiting;
     std::thread other([&] {
       waiting.awaitWaiting();
-      (connection.socket.*call.shutdown)();
+      connection.socket.shutdownBoth();
     });
     EXPECT_THAT(
         [&] { call.run(connection.socket); },
         Raises<SocketException>("QN_ERR_SOCKET_SHUTDOWN", connection.host(), connection.port()).from(source));
     other.join();
   }
-}
-
-TEST(SocketThreads, AShutdownByAnotherThreadEndsASelect) {
-  Connection connection;
-  const ThreadView waiting;
-  std::thread other([&] {
-    waiting.awaitWaiting();
-    connection.socket.shutdownBoth();
-  });
-  std::list<Socket> read = {connection.socket};
-  std::list<Socket> none;
-  EXPECT_EQ(Socket::select(read, none, none, nullptr), 1U);
-  EXPECT_EQ(read.size(), 1U);
-  other.join();
 }
 
 }  // namespace

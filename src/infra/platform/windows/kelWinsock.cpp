@@ -52,6 +52,12 @@ SocketHandle discard(SOCKET handle) noexcept {
   return refuse(code);
 }
 
+/// The result of a call that can wait. `shutdown` in another thread cancels it.
+int unlessCancelled(int result) noexcept {
+  const bool cancelled = result == socketError && ::WSAGetLastError() == WSA_OPERATION_ABORTED;
+  return cancelled ? fail(wsa::shutDown) : result;
+}
+
 int setBlocking(SOCKET handle, bool blocking) noexcept {
   u_long mode = blocking ? 0 : 1;
   return ::ioctlsocket(handle, static_cast<long>(FIONBIO), &mode);
@@ -263,7 +269,7 @@ class SystemWinsock final : public Winsock {
     if (timeout != nullptr) limit = {timeout->seconds, timeout->microseconds};
     const int count = ::select(0, reading.watched.get(), writing.watched.get(), failing.watched.get(),
                                timeout == nullptr ? nullptr : &limit);
-    if (count == socketError) return socketError;
+    if (unlessCancelled(count) == socketError) return socketError;
     reading.keepReady(read);
     writing.keepReady(write);
     failing.keepReady(error);
@@ -271,17 +277,23 @@ class SystemWinsock final : public Winsock {
   }
 
   int send(SocketHandle handle, const char* bytes, int length) override {
-    return ::send(handle, bytes, length, 0);
+    return unlessCancelled(::send(handle, bytes, length, 0));
   }
 
   int recv(SocketHandle handle, char* bytes, int length) override {
-    const int result = ::recv(handle, bytes, length, 0);
+    const int result = unlessCancelled(::recv(handle, bytes, length, 0));
     if (result != 0 || length <= 0) return result;
     if (wasShutDownHere(handle)) return fail(wsa::shutDown);
     return wasReset(handle) ? fail(wsa::connectionReset) : 0;
   }
 
-  int shutdown(SocketHandle handle, int how) override { return ::shutdown(handle, how); }
+  int shutdown(SocketHandle handle, int how) override {
+    if (::shutdown(handle, how) != 0) return socketError;
+    // The system lets calls wait on. Of one direction they cannot be cancelled without those of the other.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
+    if (how == shutdownBoth) ::CancelIoEx(reinterpret_cast<HANDLE>(handle), nullptr);
+    return 0;
+  }
 
   int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) override {
     if (listeners.setBlocking(handle, mode == 0)) return 0;

@@ -7,6 +7,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,50 @@ TEST(SocketEnd, IsAnEndOnADescriptorAbove1024) {
   EXPECT_THAT(
       [&] { connection.socket.write(&byte, 0, 1); },
       Raises<SocketException>("QN_ERR_SOCKET_SHUTDOWN", connection.host(), connection.port()).from(source));
+}
+
+// --- a shutdown by another thread
+
+TEST(SocketEnd, ByAShutdownOfReceivingInAnotherThreadIsAShutdownForTheRead) {
+  Connection connection;
+  const ThreadView waiting;
+  std::thread other([&] {
+    waiting.awaitWaiting();
+    connection.socket.shutdownReceive();
+  });
+  char byte = 0;
+  EXPECT_THAT(
+      [&] { connection.socket.read(&byte, 0, 1); },
+      Raises<SocketException>("QN_ERR_SOCKET_SHUTDOWN", connection.host(), connection.port()).from(source));
+  other.join();
+}
+
+TEST(SocketEnd, ByAShutdownOfSendingInAnotherThreadIsAShutdownForTheWrite) {
+  Connection connection;
+  const std::string much(64 << 20, 'x');
+  const ThreadView waiting;
+  std::thread other([&] {
+    waiting.awaitWaiting();
+    connection.socket.shutdownSend();
+  });
+  EXPECT_THAT(
+      [&] { connection.socket.write(much.data(), 0, much.size()); },
+      Raises<SocketException>("QN_ERR_SOCKET_SHUTDOWN", connection.host(), connection.port()).from(source));
+  other.join();
+}
+
+TEST(SocketEnd, ByAShutdownInAnotherThreadMakesASelectReturn) {
+  Connection connection;
+  const ThreadView waiting;
+  std::thread other([&] {
+    waiting.awaitWaiting();
+    connection.socket.shutdownBoth();
+  });
+  std::list<Socket> read = {connection.socket};
+  std::list<Socket> none;
+  EXPECT_EQ(Socket::select(read, none, none, nullptr), 1U);
+  EXPECT_EQ(read.size(), 1U);
+  other.join();
 }
 
 // --- connections that were reset before anything was measured
