@@ -1,5 +1,6 @@
 #include "infra/oss/kelNLSException.hpp"
 
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
@@ -79,6 +80,12 @@ TEST(Failing, ThrowsANumber) {
 TEST(Failing, ExpectsSomethingElseInATable) {
   for (const auto& [text, length] : rowsOf({std::pair{std::string("a"), 1U}, {std::string("b"), 2U}}))
     EXPECT_EQ(text.size(), length);
+}
+
+TEST(Failing, RaisesInAThreadThatReports) {
+  std::thread(reporting([] {
+    for (const Row& row : rowsOf(rows)) raiseUnless(row.good);
+  })).join();
 }
 
 TEST(Failing, RaisesInAThread) {

@@ -13,6 +13,10 @@ enum class Family { ipv4, ipv6 };
 /// The loopback address of a family, "127.0.0.1" or "::1".
 const char* loopback(Family family);
 
+/// Throws std::system_error if that address cannot be reached. Without a network it can be bound, and whoever
+/// accepts there waits for ever.
+void requireLoopback(Family family = Family::ipv4);
+
 /// The bytes from .. from + count - 1 of an endless text that repeats nowhere near, so that a byte lost,
 /// doubled or misplaced shows.
 std::string pattern(std::size_t from, std::size_t count);

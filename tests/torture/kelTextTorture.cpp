@@ -231,7 +231,7 @@ TEST(MemoryTorture, UTF8StringSurvivesEachRefusedAllocation) {
     } else {
       EXPECT_EQ(contents(assigned), bytes);
     }
-    for (const bool own : {false, true}) {
+    for (const bool own : rowsOf({false, true})) {
       const std::string before = "abc" + bytes;
       UTF8String string(before.c_str());
       if (!run.completes([&] { string = own ? string.getString() + 3 : bytes.c_str(); })) {

@@ -20,6 +20,7 @@
 #include "support/kelAwaited.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
@@ -289,6 +290,7 @@ TEST_P(EveryClass, WorksInManyThreadsAsInOne) {
   for (std::size_t thread = 0; thread < threadCount; ++thread) {
     ROW("thread", thread);
     for (unsigned int round = 0; round < work.rounds; ++round) {
+      ROW("round", round);
       ASSERT_EQ(results.at(thread).at(round), work.run(numberOf(thread, round))) << thread << " " << round;
     }
   }
@@ -305,6 +307,7 @@ void workAll(std::array<std::string, std::size(works)>& results, unsigned int ro
 TEST(Concurrency, ClassesDoNotMindEachOther) {
   std::array<std::string, std::size(works)> results;
   for (unsigned int round = 0; round < 10; ++round) {
+    ROW("round", round);
     workAll(results, round);
     for (std::size_t i = 0; i < std::size(works); ++i) {
       ROW("i", i);
@@ -317,6 +320,7 @@ TEST(Concurrency, ClassesDoNotMindEachOther) {
 
 /// The word's changes go on until the work is done; the hooks are counted.
 TEST(Concurrency, TheFlagWordMayChangeWhileEveryClassWorks) {
+  requireLoopback();
   static std::atomic<unsigned long> calls;
   calls = 0;
   std::uint32_t flags[trace::componentIndex + 1] = {};
@@ -330,15 +334,16 @@ TEST(Concurrency, TheFlagWordMayChangeWhileEveryClassWorks) {
   trace::install(facility);
   std::atomic_ref<std::uint32_t> word(flags[trace::componentIndex]);
   std::atomic<bool> done{false};
-  std::thread host([&] {
+  std::thread host(reporting([&] {
     for (std::uint32_t step = 0; !done; ++step) {
       constexpr std::uint32_t bits[] = {0x40000, 0x20001, 0x20002, 0x80, 0, 0x60083, 1, 2};
       word.store(bits[step % std::size(bits)], std::memory_order_relaxed);
     }
     word = 0;
-  });
+  }));
   std::array<std::string, std::size(works)> results;
   for (unsigned int round = 0; round < 10; ++round) {
+    ROW("round", round);
     workAll(results, round);
     for (std::size_t i = 0; i < std::size(works); ++i) {
       ROW("i", i);
@@ -433,6 +438,7 @@ TEST(Concurrency, ConvertersEndWithTheirThreads) {
   constexpr unsigned int generations = 40;
   std::array<std::string, threadCount> results;
   for (unsigned int generation = 0; generation < generations; ++generation) {
+    ROW("generation", generation);
     inThreads(threadCount, [&](std::size_t thread) {
       results.at(thread).clear();
       for (unsigned int i = 0; i < codePages.size(); ++i) results.at(thread) += conversions(generation + i);
@@ -478,7 +484,7 @@ TEST(Concurrency, ServersAreClosedWhileTheyAccept) {
       SocketServer server;
       server.listen(0, 4, false);
       const std::string port = std::to_string(server.getPort());
-      std::thread closer([&] { server.close(); });
+      std::thread closer(reporting([&] { server.close(); }));
       Socket client;
       const std::string outcome = errorOf([&] { server.accept(client, nullptr); });
       closer.join();

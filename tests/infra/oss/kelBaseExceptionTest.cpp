@@ -7,6 +7,7 @@
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 
 #include <gmock/gmock.h>
@@ -245,7 +246,7 @@ TEST_P(EveryException, IsThrownOnWithWhatAHandlerAdded) {
 
 TEST_P(EveryException, CrossesThreads) {
   std::exception_ptr carried;
-  std::thread([&] { carried = raisedBy(GetParam()); }).join();
+  std::thread(reporting([&] { carried = raisedBy(GetParam()); })).join();
   ASSERT_NE(carried, nullptr);
   for (int i = 0; i < 2; ++i) {
     ROW("i", i);

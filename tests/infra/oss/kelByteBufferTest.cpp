@@ -78,7 +78,7 @@ TEST(ByteBuffer, ReservesRoomForTheSizeAndItsTerminator) {
   for (const Row row :
        rowsOf({Row{0, 4}, Row{1, 4}, Row{3, 4}, Row{4, 8}, Row{7, 8}, Row{8, 16}, Row{100, 128},
                Row{127, 128}, Row{128, 256}, Row{65535, 65536}, Row{65536, 131072}})) {
-    ROW(row.size);
+    ROW("size", row.size);
     const ByteBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
     EXPECT_EQ(std::string(buffer.get(), row.size + 1), std::string(row.size + 1, '\0'));
@@ -89,7 +89,7 @@ TEST(ByteBuffer, CopiesBytesAtEveryPowerOfTwo) {
   for (int k = 2; k <= 20; ++k) {
     ROW("k", k);
     const std::size_t power = std::size_t{1} << k;
-    ROW(power);
+    ROW("power", power);
     const std::string bytes(power + 1, 'b');
     expectHolds(ByteBuffer(bytes.data(), power - 2), bytes.substr(0, power - 2), power);
     expectHolds(ByteBuffer(bytes.data(), power - 1), bytes.substr(0, power - 1), power);
@@ -194,7 +194,7 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
   std::string utf8;
   std::string wide;
   for (int units = 0; units <= 300; ++units) {
-    ROW(units);
+    ROW("units", units);
     expectHolds(ByteBuffer(text, "UTF-8"), utf8, capacityFor(utf8.size() + 1));
     expectHolds(ByteBuffer(text, "UTF-16LE"), wide, capacityFor(wide.size() + 1));
     const bool euro = units % 3 == 0;
@@ -206,7 +206,7 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
 
 TEST(ByteBuffer, HoldsTheWholeTextWhereICUsSizeWasTooSmall) {
   for (const CutCharacters& cut : rowsOf(cutCharacters())) {
-    ROW(cut.codePage);
+    ROW("codePage", cut.codePage);
     for (int times = 1; times < 120; ++times) {
       ROW("times", times);
       const ByteBuffer buffer(cut.times(times), cut.codePage);
@@ -227,6 +227,7 @@ TEST(ByteBuffer, HasNoMemoryForATextWhoseSizeIsAboveTheLargestInt) {
 TEST(ByteBuffer, OfAnEmptyCodePageNameKeepsInvariantCharactersAndZeroesTheRest) {
   const std::string variant = "\n!#$@[\\]^`{|}~";
   for (unsigned int unit = 0; unit < 0x300; ++unit) {
+    ROW("unit", unit);
     const bool kept = unit < 0x80 && variant.find(static_cast<char>(unit)) == std::string::npos;
     const ByteBuffer buffer(icu::UnicodeString(static_cast<char16_t>(unit)), "");
     ASSERT_EQ(bytesOf(buffer), std::string(1, kept ? static_cast<char>(unit) : '\0'))

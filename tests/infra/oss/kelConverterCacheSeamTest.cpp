@@ -2,6 +2,7 @@
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 #include "support/kelThreadEnd.hpp"
@@ -22,6 +23,7 @@ namespace {
 
 using test::atThreadEnd;
 using test::DefaultCodePage;
+using test::reporting;
 using test::rowsOf;
 
 std::string nameOf(const CachedConverter& converter) {
@@ -407,7 +409,7 @@ TEST(ConverterCache, OpensNothingForUnknownNames) {
 TEST(ConverterCache, SharesNothingBetweenThreads) {
   const CachedConverter here("KOI8-R");
   const UConverter* there = here.get();
-  std::thread([&] { there = CachedConverter("KOI8-R").get(); }).join();
+  std::thread(reporting([&] { there = CachedConverter("KOI8-R").get(); })).join();
   EXPECT_NE(there, here.get());
 }
 
@@ -418,7 +420,9 @@ TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnde
     fromUnicode(u"\u00E9", bytes.data(), 4, "ISO-8859-2");
     return std::string(bytes.data());
   };
-  std::thread([&] { convert(); }).join();  // the system's slot for blocks comes before that of `atThreadEnd`
+  std::thread(reporting([&] {
+    convert();
+  })).join();  // the system's slot for blocks comes before that of `atThreadEnd`
   struct {
     std::string bytes;
     std::size_t made;
@@ -430,16 +434,16 @@ TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnde
     found.made = count.made();
     found.outstanding = count.outstanding();
   };
-  std::thread([&] {
+  std::thread(reporting([&] {
     atThreadEnd([&] {
       note(first);
       note(second);
     });
     convert();
     note(during);
-  }).join();
+  })).join();
   EXPECT_EQ(during.made, 0U);
-  for (const auto& found : {first, second}) {
+  for (const auto& found : rowsOf({first, second})) {
     EXPECT_EQ(found.bytes, "\xE9");
     EXPECT_GT(found.made, 0U) << "a converter that was closed is used";
     EXPECT_EQ(found.outstanding, 0);
@@ -481,10 +485,10 @@ TEST(ConverterCache, WritesNothingWithoutATargetWhateverRoomIsClaimed) {
 TEST(ConverterCache, OpensAnewUnderTheEmptyName) {
   UErrorCode status = U_ZERO_ERROR;
   UConverter* const expected = ucnv_open("", &status);
-  std::thread([&] {
+  std::thread(reporting([&] {
     const CachedConverter converter("");
     EXPECT_EQ(nameOf(converter), expected == nullptr ? "(none)" : ucnv_getName(expected, &status));
-  }).join();
+  })).join();
   ucnv_close(expected);
 }
 

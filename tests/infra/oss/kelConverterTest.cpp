@@ -110,7 +110,7 @@ TEST(ConvertToBytes, OfABogusTextGivesNothing) {
 
 template <std::size_t N>
 void movesToTheHeapAbove(unsigned long long capacity) {
-  ROW(N);
+  ROW("N", N);
   const icu::UnicodeString unit(u'x');
   expectConverts<N>(repeatedText(unit, N - 1), "ISO8859_1", std::string(N - 1, 'x'), N);
   expectConverts<N>(repeatedText(unit, N), "ISO8859_1", std::string(N, 'x'), N);
@@ -218,7 +218,7 @@ TEST(ConvertToBytes, WritesNoTerminatorBehindAFullStore) {
 
 TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
   for (std::size_t capacity = 1; capacity < 5; ++capacity) {
-    ROW(capacity);
+    ROW("capacity", capacity);
     std::string store(9, '?');
     Growth growth;
     EXPECT_EQ(Converter::convertToBytes(u"\u20ACxy", "UTF-8", store.data(), capacity, &Growth::grow, &growth),

@@ -75,7 +75,7 @@ TEST(DataBuffer, StartsEmptyWithTheRoomAskedFor) {
                                         {4097, 4097},
                                         {100000, 100000}});
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.size);
+    ROW("size", row.size);
     const DataBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
     EXPECT_THAT(behind(buffer), Each('\0'));
@@ -231,7 +231,7 @@ TEST(DataBuffer, TakesTextAtAClampedPosition) {
                                         {largest, "abcXY"}});
   const DataBuffer other("XY");
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.position);
+    ROW("position", row.position);
     std::array<DataBuffer, 4> buffers = {DataBuffer("abc"), DataBuffer("abc"), DataBuffer("abc"),
                                          DataBuffer("abc")};
     buffers[0].insertString(row.position, "XY");
@@ -361,7 +361,7 @@ TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
   const auto rows = std::to_array<Row>(
       {{0, 2, 2, "cdabcdef"}, {6, 0, 3, "abcdefabc"}, {3, 1, 4, "abcbcdedef"}, {2, 3, 3, "abdefcdef"}});
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.expected);
+    ROW("expected", row.expected);
     DataBuffer buffer("abcdef");
     buffer.insertString(row.position, buffer.getString() + row.start, row.count);
     expectHolds(buffer, row.expected, 4096);
@@ -394,7 +394,7 @@ TEST(DataBuffer, TakesItselfWhileGrowing) {
   for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 26);
   DataBuffer buffer(expected.c_str());
   for (int times = 0; times < 4; ++times) {
-    ROW(times);
+    ROW("times", times);
     buffer.insertString(7, buffer);
     const std::string copy = expected;
     expected.insert(7, copy);
@@ -490,7 +490,7 @@ TEST(DataBuffer, TakesTextInACodePage) {
       {"UTF-32BE", u"a", "\0\0\0a"s},
   });
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.encoding);
+    ROW("encoding", row.encoding);
     DataBuffer buffer("-");
     buffer.appendString(row.given, row.encoding);
     buffer.appendString(row.given, row.encoding);  // nothing is left over from the first time
@@ -503,7 +503,7 @@ TEST(DataBuffer, TakesTextInACodePage) {
 
 TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
   for (const CutCharacters& cut : rowsOf(cutCharacters())) {
-    ROW(cut.codePage);
+    ROW("codePage", cut.codePage);
     for (int padding = 0; padding < 30; ++padding) {
       ROW("padding", padding);
       const icu::UnicodeString given = icu::UnicodeString(padding, 'x', padding) + cut.times(700);
@@ -532,7 +532,7 @@ TEST(DataBuffer, TakesLongTextInACodePage) {
 TEST(DataBuffer, RefusesTwoNamesOnly) {
   for (const char* const encoding : rowsOf({"UTF-16", "UTF-32"})) {
     for (const char16_t* const given : rowsOf({u"abc", u""})) {
-      ROW(encoding);
+      ROW("encoding", encoding);
       DataBuffer buffer("xyz");
       const auto error =
           Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", std::string(encoding), std::string(encoding));
@@ -603,7 +603,7 @@ TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
 TEST(DataBuffer, WritesNumbersUpToTheEndOfItsRoom) {
   const std::string number = "-2147483648";
   for (int filled = 4096 - 2 * 11; filled <= 4096; ++filled) {
-    ROW(filled);
+    ROW("filled", filled);
     const std::string before(static_cast<std::size_t>(filled), 'x');
     DataBuffer buffer(before.c_str());
     buffer.appendNumber(std::numeric_limits<int>::min());
@@ -674,7 +674,7 @@ TEST(DataBuffer, WritesBytesAsALiteral) {
                                         {"\x0A\xFF"s, true, "X'0AFF'"},
                                         {"a"s, true, "X'61'"}});
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.expected);
+    ROW("expected", row.expected);
     DataBuffer buffer("-");
     buffer.appendBinary(row.bytes.data(), static_cast<int>(row.bytes.size()), row.upperCase);
     expectHolds(buffer, "-"s + row.expected, 4096);

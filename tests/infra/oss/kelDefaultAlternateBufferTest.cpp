@@ -75,7 +75,7 @@ TEST(DefaultAlternateBuffer, GivesAtLeastFour) {
 
 TEST(DefaultAlternateBuffer, TakesTheSmallestPowerOfTwoAtEveryBoundary) {
   for (int k = 2; k < 30; ++k) {
-    ROW(k);
+    ROW("k", k);
     const unsigned long long power = 1ULL << k;
     Storage below;
     below.resize(power - 1);

@@ -4,6 +4,7 @@
 
 #include "support/kelCommaLocale.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 
@@ -466,7 +467,7 @@ TEST(FormatterThreads, ReadTheSameTextsAtTheSameTime) {
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&wrong, t] {
+    threads.emplace_back(reporting([&wrong, t] {
       const std::string text = "+" + std::to_string(t) + ".25";
       for (int i = 0; i < 1'000; ++i) {
         if (Formatter::stringToDouble(text.c_str()) != t + 0.25) ++wrong;
@@ -476,7 +477,7 @@ TEST(FormatterThreads, ReadTheSameTextsAtTheSameTime) {
         } catch (const NLSException&) {
         }
       }
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);
@@ -493,10 +494,10 @@ TEST(FormatterThreads, ReadNumbersWhileAnotherPrintsThem) {
   std::atomic<int> wrong{0};
   std::vector<std::thread> readers;
   for (int t = 0; t < 2; ++t) {
-    readers.emplace_back([&] {
+    readers.emplace_back(reporting([&] {
       for (int i = 0; i < 1'000; ++i) wrong += Formatter::stringToDouble("+0.25") == 0.25 ? 0 : 1;
       --reading;
-    });
+    }));
   }
   std::string expected;
   do {

@@ -1,6 +1,7 @@
 #include "infra/oss/kelFormatter.hpp"
 
 #include "support/kelDefaultLocale.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
@@ -114,7 +115,7 @@ TEST(FormatterLocale, NameOfTheConsolesCodePageStaysTheSame) {
   EXPECT_TRUE(std::string(name).starts_with("windows-") || std::string(name).starts_with("ibm-")) << name;
   EXPECT_EQ(Formatter::consoleCodePageName(), name);
   const char* elsewhere = nullptr;
-  std::thread([&] { elsewhere = Formatter::consoleCodePageName(); }).join();
+  std::thread(reporting([&] { elsewhere = Formatter::consoleCodePageName(); })).join();
   EXPECT_EQ(elsewhere, name);
 }
 

@@ -121,7 +121,7 @@ std::string letters(const char* name) {
 
 TEST(LocaleCode, IsFoundForEveryAliasAsIcusDefaultLocale) {
   for (const LocaleAlias& alias : rowsOf(localeAliases())) {
-    ROW(alias.key);
+    ROW("key", alias.key);
     const std::string key = alias.key;
     // ICU changes some names to others that it likes better; one of these stays.
     bool named = false;

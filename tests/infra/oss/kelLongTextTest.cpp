@@ -61,7 +61,7 @@ struct Pair {
 void expectNoSize(const RepeatedMemory& memory, int length, const Pair& pair) {
   const char* const fromName = pair.from == nullptr ? ucnv_getDefaultName() : pair.from;
   std::array<char, 8> room{};
-  for (char* const destination : {static_cast<char*>(nullptr), room.data()}) {
+  for (char* const destination : rowsOf({static_cast<char*>(nullptr), room.data()})) {
     const int capacity = destination == nullptr ? 0 : static_cast<int>(room.size());
     EXPECT_THAT([&] { Converter::convert(destination, capacity, pair.from, memory.get(), length, pair.to); },
                 Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", pair.to, fromName).from("kelConverter.cpp"))
@@ -75,11 +75,12 @@ TEST(TextOfTheLargestInt, IsAConversionErrorAndNotWantOfMemory) {
   const RepeatedMemory memory((std::size_t{1} << 31) / RepeatedMemory::pieceSize, 'x');
   const Pair pairs[] = {{"ISO-8859-1", "UTF-16LE"}, {"ISO-8859-1", "windows-1252"}, {"UTF-8", "UTF-16LE"},
                         {"Shift_JIS", "UTF-8"},     {nullptr, "UTF-16LE"},          {"UTF-16LE", "UTF-8"}};
-  for (const Pair& pair : pairs) {
-    for (const int length : {largestInt, largestInt - 9}) expectNoSize(memory, length, pair);
+  for (const Pair& pair : rowsOf(pairs)) {
+    for (const int length : rowsOf({largestInt, largestInt - 9})) expectNoSize(memory, length, pair);
   }
-  for (const char* const utf16 : {"UTF-16LE", "UTF-16BE"}) {
-    for (const int length : {largestInt - 10, 1 << 30}) expectNoSize(memory, length, {"ISO-8859-1", utf16});
+  for (const char* const utf16 : rowsOf({"UTF-16LE", "UTF-16BE"})) {
+    for (const int length : rowsOf({largestInt - 10, 1 << 30}))
+      expectNoSize(memory, length, {"ISO-8859-1", utf16});
     EXPECT_EQ(Converter::convert(nullptr, 0, "ISO-8859-1", memory.get(), (1 << 30) - 1, utf16), largestInt)
         << utf16;
   }

@@ -306,7 +306,7 @@ TEST(LowHalfModel, KnowsTheseByHeart) {
 }
 
 void expectLowHalf(std::uint64_t bits) {
-  ROW(bits);
+  ROW("bits", bits);
   EXPECT_EQ(added<unsigned long long>(bits), lowHalf(bits));
   EXPECT_EQ(added(static_cast<long long>(bits)), lowHalf(bits));
   EXPECT_EQ(added(static_cast<unsigned int>(bits)), lowHalf(bits));
@@ -315,6 +315,7 @@ void expectLowHalf(std::uint64_t bits) {
 
 TEST(Message, AddsTheLowHalfNextToEveryPowerOfTwo) {
   for (unsigned int power = 0; power < 64; ++power) {
+    ROW("power", power);
     const std::uint64_t bits = std::uint64_t{1} << power;
     for (const std::uint64_t value : rowsOf({bits - 1, bits, bits + 1, ~bits})) expectLowHalf(value);
   }
@@ -650,7 +651,7 @@ TEST(Message, RendersIntoABogusStringAndMakesItValid) {
 }
 
 TEST(Message, DoesNotChangeAStringWhoseBufferIsHeldOpen) {
-  for (const std::int32_t length : {0, 20, 5000}) {
+  for (const std::int32_t length : rowsOf({0, 20, 5000})) {
     const UnicodeString id(length, u'x', length);
     UnicodeString out(u"xy");
     const char16_t* const buffer = out.getBuffer(20);

@@ -1,6 +1,7 @@
 #include "oss/kelConverterCache.hpp"
 #include "oss/kelSingleByteTable.hpp"
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 
@@ -20,6 +21,7 @@
 namespace tarvo::oss {
 namespace {
 
+using test::reporting;
 using test::rowsOf;
 
 struct CloseConverter {
@@ -196,11 +198,11 @@ TEST(SingleByteTable, MakesOneTableOfTheSameAnswersInAllThreads) {
   std::array<SingleByteTable*, 4> tables{};
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < found.size(); ++i) {
-    threads.emplace_back([&, i] {
+    threads.emplace_back(reporting([&, i] {
       const Open own = openPage("ibm-1125");
       tables.at(i) = SingleByteTable::of(own.get());
       found.at(i) = tableBytes(*tables.at(i), own.get(), text).bytes;
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
   for (std::size_t i = 0; i < found.size(); ++i) {

@@ -47,7 +47,7 @@ void expectSizes(const SizeableBuffer<T, N>& buffer, unsigned long long capacity
 
 template <std::size_t N>
 void startsInline() {
-  ROW(N);
+  ROW("N", N);
   const CellHeap heap;
   {
     SizeableBuffer<Cell, N> buffer;
@@ -61,7 +61,7 @@ void startsInline() {
 
 template <std::size_t N>
 void growsBy(unsigned long long size, unsigned long long capacity) {
-  ROW(N);
+  ROW("N", N);
   const CellHeap heap;
   {
     SizeableBuffer<Cell, N> buffer;

@@ -5,6 +5,7 @@
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
 #include "support/kelRepeatedMemory.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
@@ -180,10 +181,10 @@ TEST_F(SocketReadOnce, TakesNoMoreThanItsLength) {
 
 TEST_F(SocketReadOnce, WaitsForTheFirstBytes) {
   const ThreadView reader;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     reader.awaitWaiting();
     peer.says("late");
-  });
+  }));
   EXPECT_EQ(socket.readOnce(buffer, 0, 100), 4U);
   EXPECT_EQ(seen(5), "late-");
   sender.join();
@@ -239,12 +240,12 @@ TEST_F(SocketRead, PlacesItsLength) {
 
 TEST_F(SocketRead, CollectsWhatComesInPieces) {
   const ThreadView reader;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     for (int i = 0; i < 5; ++i) {
       reader.awaitWaiting();
       peer.sends(20);
     }
-  });
+  }));
   EXPECT_EQ(socket.read(buffer, 0, 100), 100U);
   EXPECT_EQ(seen(100), pattern(0, 100));
   sender.join();
@@ -338,11 +339,11 @@ TEST_F(SocketWrite, OfMoreThanTheSystemBuffersReachesASlowReader) {
   const std::string text = pattern(0, 24 << 20);
   const ThreadView writer;
   std::string received;
-  std::thread reader([&] {
+  std::thread reader(reporting([&] {
     writer.awaitWaiting();
     for (std::size_t step = 1; received.size() < text.size(); step = step * 3 % 100'003)
       received += peer.receives(std::min(step, text.size() - received.size()));
-  });
+  }));
   socket.write(text.data(), 0, text.size());
   reader.join();
   EXPECT_TRUE(received == text);
@@ -368,7 +369,7 @@ TEST_F(SocketReset, IsWhatEveryReadAndWriteSaysFromThenOn) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    ROW(i);
+    ROW("i", i);
     EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
@@ -380,7 +381,7 @@ TEST_F(SocketReset, IsWhatEveryWriteAndReadSaysFromThenOn) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    ROW(i);
+    ROW("i", i);
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.writeMessage("x", 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); },
@@ -393,7 +394,7 @@ TEST_F(SocketReset, StaysAResetForReadsAfterOnesOwnShutdownOfSending) {
   socket.shutdownSend();
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
-    ROW(i);
+    ROW("i", i);
     EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
     EXPECT_THAT([&] { socket.write("x", 0, 1); }, raises("QN_ERR_SOCKET_SHUTDOWN"));
   }
@@ -422,10 +423,10 @@ TEST_F(SocketReset, LeavesTheHandleForItsOwnerToClose) {
 
 TEST_F(SocketReset, WakesAReaderThatWaits) {
   const ThreadView reader;
-  std::thread breaker([&] {
+  std::thread breaker(reporting([&] {
     reader.awaitWaiting();
     peer.resets();
-  });
+  }));
   EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
   breaker.join();
 }
@@ -434,10 +435,10 @@ TEST_F(SocketReset, WakesAWriterThatWaits) {
   const BrokenPipeWatch signals;
   const std::string text(64 << 20, 'x');
   const ThreadView writer;
-  std::thread breaker([&] {
+  std::thread breaker(reporting([&] {
     writer.awaitWaiting();
     peer.resets();
-  });
+  }));
   EXPECT_THAT([&] { socket.write(text.data(), 0, text.size()); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
   breaker.join();
   EXPECT_EQ(signals.count(), 0);
@@ -633,10 +634,10 @@ TEST_F(SocketOption, TimeoutOfZeroWaitsAgain) {
   EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
   socket.setTimeout(0);
   const ThreadView reader;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     reader.awaitWaiting();
     peer.sends(1);
-  });
+  }));
   EXPECT_EQ(socket.readOnce(buffer, 0, 1), 1U);
   sender.join();
 }
@@ -655,7 +656,7 @@ TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
   socket.writeMessage(text.data(), 0, 0);
   socket.writeMessage(nullptr, 0, 0);
   EXPECT_EQ(peer.receives(9 + 4 + 4), std::string("\0\0\0\5", 4) + text.substr(3, 5) + std::string(8, '\0'));
-  std::thread writer([&] { socket.writeMessage(text.data(), 0, text.size()); });
+  std::thread writer(reporting([&] { socket.writeMessage(text.data(), 0, text.size()); }));
   EXPECT_EQ(peer.receives(4), std::string("\0\1\2\3", 4));
   EXPECT_TRUE(peer.receives(text.size()) == text);
   writer.join();
@@ -664,7 +665,7 @@ TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
 TEST_F(SocketFrame, OfEachLengthAroundABlockIsWhole) {
   for (const std::size_t block : rowsOf({1024U, 1460U, 2048U, 4096U})) {
     for (std::size_t length = block - 8; length <= block + 8; ++length) {
-      ROW(length);
+      ROW("length", length);
       const std::string text = pattern(length, length);
       socket.writeMessage(text.data(), 0, length);
       EXPECT_EQ(peer.receives(4), word(length));
@@ -714,7 +715,8 @@ TEST_F(SocketFrame, AboveTheCapacityIsDrainedSoThatTheNextOneIsRead) {
   // Around the drain's chunk, and more than one of it.
   for (const std::size_t length : rowsOf({1U, 21U, 1023U, 1024U, 1025U, 2048U, 2500U, 50'000U})) {
     clear();
-    std::thread sender([&] { peer.says(word(length) + std::string(length, 'd') + word(4) + "next"); });
+    std::thread sender(
+        reporting([&] { peer.says(word(length) + std::string(length, 'd') + word(4) + "next"); }));
     unsigned long long frameLength = 77;
     // An offset beyond the scratch space must not matter, nor a buffer that is not there.
     EXPECT_THAT([&] { socket.readMessage(nullptr, &frameLength, 100'000, 0, true); },
@@ -822,9 +824,9 @@ TEST(SocketThreads, OneReaderAndOneWriterShareAConnection) {
   const std::string text = pattern(0, total);
   std::string received(total, '-');
   std::string echoed;
-  std::thread writer([&] { view.write(text.data(), 0, text.size()); });
-  std::thread sender([&] { connection.peer.sends(total); });
-  std::thread reader([&] { EXPECT_EQ(connection.socket.read(received.data(), 0, total), total); });
+  std::thread writer(reporting([&] { view.write(text.data(), 0, text.size()); }));
+  std::thread sender(reporting([&] { connection.peer.sends(total); }));
+  std::thread reader(reporting([&] { EXPECT_EQ(connection.socket.read(received.data(), 0, total), total); }));
   echoed = connection.peer.receives(total);
   writer.join();
   sender.join();
@@ -856,8 +858,7 @@ const WaitingCall waitingCalls[] = {
 };
 
 TEST(SocketThreads, AShutdownByAnotherThreadEndsEachCallThatWaits) {
-  for (const WaitingCall& call : waitingCalls) {
-    SCOPED_TRACE(call.name);
+  for (const WaitingCall& call : rowsOf(waitingCalls)) {
     Connection connection;
     const ThreadView waiting;
     std::thread other([&] {

@@ -106,7 +106,7 @@ TEST_F(SocketStart, FailingAnywhereInAConnectLeavesNothingBehind) {
   const int total = fake.countOf("WSAStartup");
   ASSERT_GE(total, 2) << "the views that the waiting needs";
   for (int nth = 1; nth <= total; ++nth) {
-    ROW(nth);
+    ROW("nth", nth);
     fake.failing("WSAStartup", nth).with(10091);
     EXPECT_THAT(connect, Raises<SocketException>("ERR_WSASTARTUP_FAILED", host, port).from(file));
     EXPECT_EQ(socket.handle(), invalidSocket);
@@ -278,7 +278,7 @@ TEST_F(SocketConnect, SaysWhyANameDoesNotResolve) {
   const std::vector<Row> rows = {{11001, "No such host is known."}, {11002, "Try again."}, {11003, ""},
                                  {8, "Not enough memory."},         {10022, "Bad."},       {-1, "Odd."}};
   for (const Row& row : rowsOf(rows)) {
-    ROW(row.code);
+    ROW("code", row.code);
     fake.forget();
     fake.on.getaddrinfo = [&](auto, auto, const auto&, auto& list) {
       list.clear();
@@ -359,7 +359,7 @@ TEST_F(SocketConnect, SaysNotConnectedWhenEveryAddressFailsAtOnce) {
     int closed;
   };
   for (const Row& row : rowsOf({Row{"socket", 0}, Row{"ioctlsocketNonBlocking", 2}, Row{"connect", 2}})) {
-    ROW(row.function);
+    ROW("function", row.function);
     resolvesTo({inetAddress("10.0.0.1", 1), inetAddress("10.0.0.2", 2)});
     connectsAtOnce();
     fake.forget();
@@ -947,7 +947,7 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
   const std::string beginning(65536, 'p');  // sends only count: nobody looks at what is behind it
   for (const Row& row : rowsOf({Row{0x7FFFFFFFULL, 0x7FFFFFFFU}, Row{0x80000000ULL, 0x80000000U},
                                 Row{0xFFFFFFFFULL, 0xFFFFFFFFU}, Row{0x100000005ULL, 5U}})) {
-    ROW(row.length);
+    ROW("length", row.length);
     std::string start;
     counted = 0;
     fake.on.send = [&](auto, const char* bytes, int length) {
@@ -1023,7 +1023,7 @@ TEST_F(SocketFrame, WhoseWordIsCutShortCountsItsMissingBytesAsZero) {
   for (const Row& row : rowsOf({Row{std::string("\x00", 1), 0U}, Row{std::string("\x01", 1), 0x01000000U},
                                 Row{std::string("\x00\x02", 2), 0x00020000U},
                                 Row{std::string("\xFF\x00\x03", 3), 0xFF000300U}})) {
-    ROW(row.length);
+    ROW("length", row.length);
     receives({row.bytes});
     unsigned long long length = 99;
     const auto reading = [&] { socket().readMessage(scratch, &length, 0, 1, false); };
@@ -1048,7 +1048,7 @@ TEST_F(SocketFrame, LengthsAboveTheLargestIntAreUnsigned) {
       {0xFFFFFFFFU, {"recv(#1, 4)", "recv(#1, 2147483647)", "recv(#1, 2147483647)", "recv(#1, 1)"}},
   };
   for (const Row& row : rowsOf(rows)) {
-    ROW(row.word);
+    ROW("word", row.word);
     fake.forget();
     fake.on.recv = [&](auto, char* bytes, int length) {
       if (length == 4) std::memcpy(bytes, lengthWord(row.word).data(), 4);
@@ -1077,7 +1077,7 @@ TEST_F(SocketFrame, ThatDoesNotFitIsLeftInTheStreamUnlessDrained) {
       {3000, {"recv(#1, 4)", "recv(#1, 1024)", "recv(#1, 1024)", "recv(#1, 952)"}},
   };
   for (const Row& row : rowsOf(rows)) {
-    ROW(row.length);
+    ROW("length", row.length);
     for (const bool drain : rowsOf({false, true})) {
       receives({frame(std::string(row.length, 'z')) + frame("next")});
       fake.forget();

@@ -4,6 +4,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
@@ -228,10 +229,10 @@ TEST(SocketSelect, TellsWhenAWriteWouldNotWait) {
   EXPECT_THAT(lists.write, IsEmpty());
   lists.write.push_back(connection.socket);
   const ThreadView waiter;
-  std::thread reader([&] {
+  std::thread reader(reporting([&] {
     waiter.awaitWaiting();
     connection.peer.receivesAll();
-  });
+  }));
   EXPECT_EQ(lists.select(nullptr), 1U);
   EXPECT_THAT(handlesIn(lists.write), ElementsAre(connection.handle()));
   connection.socket.close();
@@ -393,10 +394,10 @@ TEST(SocketSelect, WaitsForWhatComesLater) {
     ROW(timeout == nullptr ? "without limit" : std::to_string(*timeout));
     Connection connection;
     const ThreadView waiter;
-    std::thread sender([&] {
+    std::thread sender(reporting([&] {
       waiter.awaitWaiting();
       connection.peer.says("x");
-    });
+    }));
     Lists lists{{connection.socket}, {}, {connection.socket}};
     EXPECT_EQ(lists.select(timeout), 1U);
     EXPECT_THAT(handlesIn(lists.read), ElementsAre(connection.handle()));
@@ -409,7 +410,7 @@ TEST(SocketSelect, RunsInSeveralThreadsAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     ROW("i", i);
-    threads.emplace_back([] {
+    threads.emplace_back(reporting([] {
       Crowd crowd(3);
       for (int round = 0; round < 50; ++round) {
         ROW("round", round);
@@ -420,7 +421,7 @@ TEST(SocketSelect, RunsInSeveralThreadsAtOnce) {
         char byte = 0;
         EXPECT_EQ(crowd[1].socket.read(&byte, 0, 1), 1U);
       }
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
 }

@@ -4,6 +4,7 @@
 
 #include "support/kelFakeWinsockSeam.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 
@@ -373,7 +374,7 @@ class ServerAccept : public ServerFixture {
   /// does not match makes its call again.
   void closeMeanwhile(std::thread& closer, std::promise<void>& woken) {
     if (closer.joinable()) return;
-    closer = std::thread([this] { server().close(); });
+    closer = std::thread(reporting([this] { server().close(); }));
     woken.get_future().wait();
   }
   void SetUp() override {
@@ -496,7 +497,7 @@ TEST_F(ServerAccept, WhoseViewsDoNotStartLeavesAServerThatCanBeClosed) {
   const int total = fake.countOf("WSAStartup");
   ASSERT_GE(total, 1);
   for (int nth = 1; nth <= total; ++nth) {
-    ROW(nth);
+    ROW("nth", nth);
     fake.failing("WSAStartup", nth).with(10091);
     EXPECT_THAT([&] { accept(); },
                 Raises<SocketException>("ERR_WSASTARTUP_FAILED", host, 4711).from("kelSocket.cpp"));

@@ -106,7 +106,7 @@ const IdleRow idleRows[] = {
 TEST(SocketServer, WithoutAHandleSaysSoInEveryOperation) {
   const unsigned long long none = 0;
   for (const IdleRow& row : rowsOf(idleRows)) {
-    ROW(row.how);
+    ROW("how", row.how);
     SocketServer server;
     row.prepare(server);
     Socket client;
@@ -127,7 +127,7 @@ TEST(SocketServer, WithoutAHandleSaysSoInEveryOperation) {
 
 TEST(SocketServer, WithoutAHandleCanListen) {
   for (const IdleRow& row : rowsOf(idleRows)) {
-    ROW(row.how);
+    ROW("how", row.how);
     SocketServer server;
     row.prepare(server);
     listenAnywhere(server);
@@ -278,7 +278,7 @@ TEST(SocketServer, ListensAgainOnItsPortAtOnce) {
   const unsigned int port = freePort();
   SocketServer server;
   for (int round = 0; round < 50; ++round) {
-    ROW(round);
+    ROW("round", round);
     server.listen(port, 5, false);
     ASSERT_EQ(server.queryPort(), port);
     server.close();

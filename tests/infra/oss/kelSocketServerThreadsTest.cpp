@@ -3,7 +3,9 @@
 #include "infra/trace/kelTraceFacility.hpp"
 
 #include "support/kelAwaited.hpp"
+#include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRounds.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
@@ -90,12 +92,14 @@ class WaitWatch {
 /// One accept in a thread of its own.
 class Waiter {
  public:
-  explicit Waiter(SocketServer& server, const unsigned long long* timeout = nullptr)
-      : thread_([this, &server, timeout] {
-          isWaiter = true;
-          started_.set(1);
-          outcome_ = outcomeOf([&] { server.accept(client, timeout); });
-        }) {}
+  explicit Waiter(SocketServer& server, const unsigned long long* timeout = nullptr) {
+    requireLoopback();
+    thread_ = std::thread([this, &server, timeout] {
+      isWaiter = true;
+      started_.set(1);
+      outcome_ = outcomeOf([&] { server.accept(client, timeout); });
+    });
+  }
   Waiter(const Waiter&) = delete;
   Waiter& operator=(const Waiter&) = delete;
   ~Waiter() {
@@ -175,7 +179,7 @@ TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
     ROW(nameOf(timeout));
     SocketServer server;
     for (int round = 0; round < roundsWithThreads(500); ++round) {
-      ROW(round);
+      ROW("round", round);
       server.listen(0, 4, false);
       const unsigned int port = server.getPort();
       Waiter waiter(server, timeout ? &*timeout : nullptr);
@@ -207,7 +211,7 @@ TEST(SocketServerThreads, AConnectionEndsTheWaitHoweverLongItWouldBe) {
 TEST(SocketServerThreads, ACloseBeforeTheWaitMeansNotListening) {
   SocketServer server;
   server.listen(0, 4, false);
-  std::thread([&] { server.close(); }).join();
+  std::thread(reporting([&] { server.close(); })).join();
   Waiter waiter(server);
   EXPECT_EQ(waiter.outcome(), notListening(0));
 }
@@ -217,7 +221,7 @@ TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
   Jitter jitter(seed);
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(3000); ++round) {
-    ROW(round);
+    ROW("round", round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);
@@ -233,13 +237,13 @@ TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
   const WaitWatch watch;
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(500); ++round) {
-    ROW(round);
+    ROW("round", round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);
     WaitWatch::awaitNext();
     std::list<std::thread> closers;
-    for (int i = 0; i < 3; ++i) closers.emplace_back([&] { server.close(); });
+    for (int i = 0; i < 3; ++i) closers.emplace_back(reporting([&] { server.close(); }));
     server.close();
     for (std::thread& closer : closers) closer.join();
     ASSERT_EQ(waiter.outcome(), closedWhileWaiting(port));
@@ -254,7 +258,7 @@ TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWai
   server.listen(0, 4, true);
   const unsigned int port = server.getPort();
   for (int round = 0; round < roundsWithThreads(1000); ++round) {
-    ROW(round);
+    ROW("round", round);
     Waiter old(server);
     WaitWatch::awaitNext();
     server.close();
@@ -279,7 +283,7 @@ class Strangers {
  public:
   explicit Strangers(int count) {
     for (int i = 0; i < count; ++i)
-      threads_.emplace_back([this, i] { run("stranger " + std::to_string(i)); });
+      threads_.emplace_back(reporting([this, i] { run("stranger " + std::to_string(i)); }));
   }
   Strangers(const Strangers&) = delete;
   Strangers& operator=(const Strangers&) = delete;
@@ -369,15 +373,15 @@ Meeting meet(SocketServer& server, const std::string& greeting, Jitter& jitter, 
   waiter.awaitStart();
   jitter();
   if (strangers != nullptr) strangers->stir();
-  std::thread client([&] {
+  std::thread client(reporting([&] {
     meeting.dialling = outcomeOf([&] {
       dial(near, port);
       sendFrame(near, greeting);
     });
-  });
+  }));
   jitter();
   std::list<std::thread> others;
-  for (int i = 1; i < closers; ++i) others.emplace_back([&] { server.close(); });
+  for (int i = 1; i < closers; ++i) others.emplace_back(reporting([&] { server.close(); }));
   server.close();
   for (std::thread& other : others) other.join();
   meeting.accepting = waiter.outcome();
@@ -395,7 +399,7 @@ void meetOften(int rounds, int closers, Strangers* strangers) {
   int taken = 0;
   int turnedAway = 0;
   for (int round = 0; round < rounds; ++round) {
-    ROW(round);
+    ROW("round", round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     const std::string greeting = "round " + std::to_string(round);
@@ -442,7 +446,7 @@ TEST(SocketServerThreads, LeavesAWaitBeforeItsDescriptorMeansSomethingElse) {
   Strangers strangers(2);
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(3000); ++round) {
-    ROW(round);
+    ROW("round", round);
     server.listen(0, 4, false);
     const unsigned int port = server.getPort();
     Waiter waiter(server);

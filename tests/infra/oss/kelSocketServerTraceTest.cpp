@@ -181,7 +181,7 @@ TEST_F(SocketServerTrace, ShowsTheEntryAndNoExitOfWhatRaises) {
       {"queryPort", optionOperations[0].run, "QN_ERR_SOCKET_ERROR", true, mapped("610")},
   };
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.function);
+    ROW("function", row.function);
     TraceRecorder trace(entryAndExit);
     const auto run = [&] { row.run(server); };
     if (row.carriesCode)
@@ -247,7 +247,7 @@ Calls rendered(const Calls& hooks, const std::string& function) {
 TEST_F(SocketServerTrace, CallsTheHooksThatTheFlagsNameInTheirOrder) {
   listenWithConnection();
   for (const FlagRow& row : rowsOf(flagRows)) {
-    ROW(row.flags);
+    ROW("flags", row.flags);
     const auto in = [&](const std::string& function) { return rendered(row.entry, function); };
     const auto out = [&](const std::string& function) { return rendered(row.exit, function); };
     const Calls built = joined({in("626"), out("626"), out("614")});

@@ -112,11 +112,12 @@ TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
 TEST(StringTokenizer, HasFourDefaultDelimiters) {
   const std::u16string_view defaults = u" \r\n\t";
   for (unsigned int unit = 1; unit <= 0xFFFF; ++unit) {
+    ROW("unit", unit);
     if (U_IS_SURROGATE(unit)) continue;
     icu::UnicodeString text(u"a");
     text.append(static_cast<char16_t>(unit)).append(u'b');
     const int tokens = defaults.find(static_cast<char16_t>(unit)) == defaults.npos ? 1 : 2;
-    for (const char* const delimiters : {static_cast<const char*>(nullptr), ""}) {
+    for (const char* const delimiters : rowsOf({static_cast<const char*>(nullptr), ""})) {
       ASSERT_EQ(StringTokenizer(text, delimiters).countTokens(), tokens) << std::hex << "U+" << unit;
       ASSERT_EQ(StringTokenizer(utf8(text).c_str(), "UTF-8", delimiters).countTokens(), tokens)
           << std::hex << "U+" << unit << " in UTF-8";
@@ -282,7 +283,7 @@ TEST(StringTokenizer, WritesWithTheFirst64BytesOfTheCodePageName) {
   const auto rows = std::to_array<Row>(
       {{40, "\x15"}, {63, "\x15"}, {64, "\x15"}, {65, "\x25"}, {70, "\x25"}, {5000, "\x25"}});
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.length);
+    ROW("length", row.length);
     StringTokenizer tokenizer("\x15", swappingName(row.length).c_str(), "\x6B");
     EXPECT_STREQ(tokenizer.getFirstToken(), row.written);
     EXPECT_EQ(tokenizer.getFirstTokenString(), u"\n");

@@ -118,7 +118,7 @@ TEST(UTF8Iterator, GoesBackToTheFirstCharacter) {
 
 TEST(UTF8Iterator, GoesBackFromAnywhere) {
   for (unsigned int seed = 0; seed < 60; ++seed) {
-    ROW(seed);
+    ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
     const std::string text = randomUtf8(engine, seed % 2 == 0 ? 3000 : 1 + engine() % 400, 0);
     const Characters expected = modelCharacters(text).value();
@@ -320,7 +320,7 @@ TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
 
 TEST(UTF8Iterator, WalksRandomTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
-    ROW(seed);
+    ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
     const std::size_t pieces = seed % 10 == 0 ? 2500 : engine() % 50;
     expectAsTheModel(randomUtf8(engine, pieces, seed % 3 == 0 ? 2 : 0));
@@ -372,7 +372,7 @@ TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
                           {0x1, {}},
                           {0, {}}});
   for (const Row& row : rowsOf(rows)) {
-    ROW(row.flags);
+    ROW("flags", row.flags);
     UTF8Iterator iterator("ab");
     TraceRecorder trace(row.flags);
     EXPECT_STREQ(iterator.getNextChar(), "a");

@@ -2,6 +2,7 @@
 #include "infra/oss/kelUTF8Iterator.hpp"
 
 #include "support/kelProcess.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 #include "support/kelUtf8Model.hpp"
 
@@ -70,6 +71,7 @@ TEST(UTF8IteratorJudge, AgreesWithPythonsStrictDecoder) {
   std::string answer;
   unsigned int wellFormed = 0;
   for (unsigned int seed = 0; seed < texts; ++seed) {
+    ROW("seed", seed);
     ASSERT_TRUE(std::getline(answers, answer)) << "seed " << seed;
     ASSERT_EQ(iteratorSays(randomText(seed)), answer) << "seed " << seed;
     if (answer != "malformed") ++wellFormed;

@@ -99,7 +99,7 @@ TEST(UTF8String, BecomesWhatIsAssigned) {
 
 TEST(UTF8String, TakesAssignedBytesAsTheyAre) {
   UTF8String string(std::string(5000, 'x').c_str());
-  for (const char* const bytes : {"text", "", "\xC3\xA9", "\xFF\x80 not UTF-8"}) {
+  for (const char* const bytes : rowsOf({"text", "", "\xC3\xA9", "\xFF\x80 not UTF-8"})) {
     EXPECT_EQ(&(string = bytes), &string);
     EXPECT_STREQ(string.getString(), bytes);
     EXPECT_EQ(string.length(), static_cast<int>(std::string(bytes).size()));
@@ -114,8 +114,8 @@ TEST(UTF8String, TakesAssignedBytesAsTheyAre) {
 }
 
 TEST(UTF8String, TakesItsOwnBytesByAssignment) {
-  for (const int length : {0, 1, 4, 100, 4096, 4097, 20'000}) {
-    for (const int from : {0, length / 2, length}) {
+  for (const int length : rowsOf({0, 1, 4, 100, 4096, 4097, 20'000})) {
+    for (const int from : rowsOf({0, length / 2, length})) {
       const std::string text = std::string(static_cast<std::size_t>(length), 'x') + "\xFF";
       UTF8String string(text.c_str());
       string = string.getString() + from;
@@ -221,7 +221,7 @@ TEST(UTF8String, ConvertsItsTextIntoACodePage) {
       {"", "no such page", ""},
   });
   for (const Row& row : rowsOf(rows)) {
-    ROW(row.codePage);
+    ROW("codePage", row.codePage);
     const UTF8String string(row.text);
     const int size = static_cast<int>(row.bytes.size()) + 1;
     EXPECT_EQ(string.getString(nullptr, 0, row.codePage), size);
@@ -344,6 +344,7 @@ TEST(UTF8String, RefusesToCountWhereNoCharacterStarts) {
 
 TEST(UTF8String, CountsRandomTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 1000; ++seed) {
+    ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
     const std::string text = randomUtf8(engine, engine() % 100, seed % 3);
     const auto expected = modelLenientCount(text);
@@ -414,7 +415,7 @@ TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
 
 TEST(UTF8String, AppendsAsIcuConvertsWhateverRoomThereIs) {
   for (unsigned int seed = 0; seed < 600; ++seed) {
-    ROW(seed);
+    ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
     const std::string bytes = randomUtf8(engine, engine() % 200, seed % 3 == 0 ? 2 : 0);
     const icu::UnicodeString before(u"before");
@@ -440,7 +441,7 @@ TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
 }
 
 TEST(UTF8String, LeavesAUnicodeAloneWhoseBufferIsHeldOpen) {
-  for (const int length : {0, 1, 20, 100, 5000}) {
+  for (const int length : rowsOf({0, 1, 20, 100, 5000})) {
     icu::UnicodeString text(u"xy");
     const char16_t* const buffer = text.getBuffer(20);
     ASSERT_NE(buffer, nullptr);

@@ -114,6 +114,7 @@ TEST(Utf8Text, CountsLenientlyAsTheModelDoes) {
 
 TEST(Utf8Text, CountsMixedTextsAsTheModelDoes) {
   for (unsigned int seed = 0; seed < 2000; ++seed) {
+    ROW("seed", seed);
     std::mt19937 engine(test::seeded(seed));
     const std::string text = test::randomUtf8(engine, engine() % 60, seed % 2 == 0 ? 0 : 3);
     const auto expected = modelCount(text.data(), text.size());

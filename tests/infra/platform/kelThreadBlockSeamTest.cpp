@@ -1,5 +1,6 @@
 #include "platform/kelThreadBlock.hpp"
 #include "support/kelAllocationsSeam.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelThreadEnd.hpp"
 
 #include <gtest/gtest.h>
@@ -31,6 +32,7 @@ int* markedBlock() {
 TEST(ThreadBlock, IsZeroAtFirstAndTheSameUntilTheThreadEnds) {
   Ended::count = 0;
   for (int i = 1; i <= 5; ++i) {
+    ROW("i", i);
     std::thread([] {
       auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
       ASSERT_NE(block, nullptr);

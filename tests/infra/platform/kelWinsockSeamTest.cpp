@@ -2,6 +2,7 @@
 
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 
@@ -46,13 +47,13 @@ TEST_F(WinsockSeam, LastErrorIsTheThreadsOwn) {
     while (step != wanted) {
     }
   };
-  std::thread other([&] {
+  std::thread other(reporting([&] {
     await(1);
     system().WSASetLastError(10054);
     step = 2;
     await(3);
     EXPECT_EQ(lastError(), 10054);
-  });
+  }));
   system().WSASetLastError(10061);
   step = 1;
   await(2);

@@ -258,6 +258,7 @@ TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
         alphabet == simd::standardAlphabet ? simd::standardCharacters : simd::safeCharacters;
     const auto everyPlace = [](unsigned int unit) { return unit < 0x100; };
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
+      ROW("unit", unit);
       const bool known =
           unit < 0x80 && characters.find(static_cast<char>(unit)) != std::string::npos && unit != 0;
       for (std::size_t place = everyPlace(unit) ? 0 : unit % 64; place < 64;
@@ -350,6 +351,7 @@ TEST_P(KernelsOfThisProcessor, JudgeEveryPairOfBytesAtEveryPlaceAsTheModelDoes) 
     std::string text;
     while (text.size() < 270) text += neighbour;
     for (unsigned int pair = 0; pair < 0x10000; ++pair) {
+      ROW("pair", pair);
       std::string changed = text;
       const std::size_t at = pair % 67 * 4 / neighbour.size() * neighbour.size() % (text.size() - 1);
       changed[at] = static_cast<char>(pair >> 8U);

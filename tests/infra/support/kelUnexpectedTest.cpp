@@ -35,6 +35,9 @@ const Failure failures[] = {
     {"RaisesWhereItIsHandled", {raised}, "  in "},
     {"ThrowsAnExceptionOfTheStandardLibrary", {"std::out_of_range: too far", ": row\n"}, "message(s)"},
     {"ThrowsANumber", {"The exception is not derived from std::exception"}, "  in "},
+    {"RaisesInAThreadThatReports",
+     {raised, "an exception has left a thread", "row 2 is \"a bad row\""},
+     "a good row"},
     {"ExpectsSomethingElseInATable", {"kelFailing.cpp:", "row 2 is (\"b\", 2)"}, "(\"a\", 1)"},
 };
 

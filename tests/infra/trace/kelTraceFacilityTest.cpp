@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/trace/kelTraceFacility.hpp"
 
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelTraceRecorder.hpp"
 
@@ -266,6 +267,7 @@ constexpr std::uint32_t meaningless = ~std::uint32_t{0x60083};
 
 TEST_P(EveryTracedOperation, ReportsInOrderUnderEverySetOfFlags) {
   for (unsigned int choice = 0; choice < 32; ++choice) {
+    ROW("choice", choice);
     std::uint32_t word = 0;
     for (unsigned int i = 0; i < 5; ++i) word |= (choice >> i & 1U) != 0 ? meaningful[i] : 0;
     for (const std::uint32_t flags : rowsOf({word, word | meaningless})) {
@@ -277,6 +279,7 @@ TEST_P(EveryTracedOperation, ReportsInOrderUnderEverySetOfFlags) {
 
 TEST_P(EveryTracedOperation, ReportsNothingUnderBitsWithoutMeaning) {
   for (unsigned int bit = 0; bit < 32; ++bit) {
+    ROW("bit", bit);
     const std::uint32_t flags = (std::uint32_t{1} << bit) & meaningless;
     TraceRecorder trace(flags);
     EXPECT_THAT(GetParam().run(trace), IsEmpty()) << "flags " << std::hex << flags;
@@ -548,7 +551,7 @@ TEST(TraceFacility, IsCalledFromTheThreadThatRunsTheFunction) {
   host.flags[155] = everything;
   trace::install(host.facility);
   int inThread = 0;
-  std::thread([&] { inThread = callsOfOneAdd(); }).join();
+  std::thread(reporting([&] { inThread = callsOfOneAdd(); })).join();
   EXPECT_EQ(inThread, 5);
   EXPECT_EQ(Host::called, 0);
 }

@@ -3,6 +3,7 @@
 
 #include "support/kelBase64Model.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 #include "support/kelTraceRecorder.hpp"
@@ -14,12 +15,23 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace tarvo::test {
+
+static void PrintTo(const Base64Decoding& ending, std::ostream* out) {
+  *out << testing::PrintToString(ending.bytes) << ", then ";
+  if (ending.error.empty()) {
+    *out << "the end";
+  } else {
+    *out << ending.error << " <" << testing::PrintToString(ending.argument) << ">";
+  }
+}
+
 namespace {
 
 using util::Base64;
@@ -106,12 +118,8 @@ Base64Decoding decoded(Base64Alphabet alphabet, const std::u16string& text, std:
 }
 
 void expectDecodesAsTheModel(Base64Alphabet alphabet, const std::u16string& text, std::size_t capacity) {
-  const Base64Decoding found = decoded(alphabet, text, capacity);
-  const Base64Decoding wanted = modelDecode(alphabet, text, capacity);
-  EXPECT_EQ(found, wanted) << named(alphabet) << " <" << shown(text) << "> into " << capacity << ": found "
-                           << found.error << " <" << shown(found.argument) << "> after " << found.bytes.size()
-                           << " bytes, wanted " << wanted.error << " <" << shown(wanted.argument)
-                           << "> after " << wanted.bytes.size();
+  EXPECT_EQ(decoded(alphabet, text, capacity), modelDecode(alphabet, text, capacity))
+      << named(alphabet) << " <" << shown(text) << "> into " << capacity;
 }
 
 // --- sizes
@@ -236,6 +244,7 @@ TEST(Base64, MapsEachOfTheSixtyFourValues) {
     const std::u16string characters = common + (alphabet == Base64Alphabet::standard ? u"+/" : u"-_");
     ASSERT_EQ(characters.size(), 64U);
     for (unsigned int value = 0; value < 64; ++value) {
+      ROW("value", value);
       const std::string byte(1, static_cast<char>(value << 2U));
       const std::u16string text = {characters[value], u'A', u'=', u'='};
       EXPECT_EQ(encoded(alphabet, byte), text) << named(alphabet) << " " << value;
@@ -248,6 +257,7 @@ TEST(Base64, MapsEachOfTheSixtyFourValues) {
 TEST(Base64, EncodesAndDecodesEveryInputOfOneAndOfTwoBytes) {
   for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (unsigned int word = 0; word < 0x10000; ++word) {
+      ROW("word", word);
       std::string bytes = {static_cast<char>(word >> 8U), static_cast<char>(word)};
       if (word < 0x100) bytes.erase(0, 1);
       const std::u16string text = encoded(alphabet, bytes);
@@ -475,12 +485,14 @@ TEST(Base64, StopsAtTheFirstFaultOfATextOfAnyLengthThatIsClaimed) {
 TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
   for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
+      ROW("unit", unit);
       std::u16string text = u"QUJDREVG";
       text[4 + unit % 4] = static_cast<char16_t>(unit);
       expectDecodesAsTheModel(alphabet, text, 6);
       if (HasFailure()) return;
     }
-    for (unsigned int unit = 0; unit < 0x400; ++unit) {  // every place, as far as anything could be special
+    for (unsigned int unit = 0; unit < 0x400; ++unit) {
+      ROW("unit", unit);  // every place, as far as anything could be special
       for (std::size_t place = 0; place < 8; ++place) {
         ROW("place", place);
         std::u16string text = u"QUJDREVG";
@@ -616,7 +628,7 @@ TEST(Base64, ServesAnyNumberOfThreadsAtOnce) {
   std::array<int, count> failures{};
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < count; ++i) {
-    threads.emplace_back([&failures, i] {
+    threads.emplace_back(reporting([&failures, i] {
       const Base64Alphabet alphabet = alphabets.at(i % 2);
       const std::string bytes(1000 + i, static_cast<char>(0xF8 + i));
       Units text(Base64::encodeSize(bytes.size()));
@@ -627,7 +639,7 @@ TEST(Base64, ServesAnyNumberOfThreadsAtOnce) {
         if (back != bytes) ++failures.at(i);
         std::fill(back.begin(), back.end(), '\0');
       }
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_THAT(failures, testing::Each(0));

@@ -256,6 +256,7 @@ TEST(PropertiesText, OfNullDataIsNone) {
 
 TEST(PropertiesText, TakesUnicodeEscapesOfEveryUnitButSurrogatesAndNoncharacters) {
   for (unsigned int unit = 0; unit <= 0xFFFF; ++unit) {
+    ROW("unit", unit);
     std::array<char, 8> digits{};
     std::snprintf(digits.data(), digits.size(), unit % 2 == 0 ? "%04X" : "%04x", unit);
     const bool refused =
@@ -637,8 +638,7 @@ TEST(PropertiesReferences, WhoseNamesBeginWithALongTailAreReplacedInOnePass) {
       {"the tail is not all of the name, and comes again", u"x%", u"x", u"%*", u"%*"},
       {"the tail is the name of nothing more", u"%%s%", u"", u"", u"%*"},
   });
-  for (const LongTail& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const LongTail& row : rowsOf(rows)) {
     ExtendedProperties properties;
     properties.putProperty(u"s", whole(u"%*"));
     properties.putProperty(whole(u"*") + row.after, whole(row.target));
@@ -812,7 +812,7 @@ TEST(PropertiesText, DoesNotReadBackEveryTextThatWasSaved) {
       {"the last", u"\xFFFF", u"uFFFF", u"uFFFF"},
       {"leading spaces", u"  x ", u"  x ", u"x "},
   });
-  for (const Row& row : rows) {
+  for (const Row& row : rowsOf(rows)) {
     ExtendedProperties properties;
     properties.putProperty(unicode(row.saved), unicode(row.saved));
     const std::string bytes = saved(properties);

@@ -204,6 +204,7 @@ TEST(PropertyIndex, HasRoomForHalfOfItsPlaces) {
   PropertyIndex::Property property(u"", u"");
   PropertyIndex index(count);
   for (unsigned int i = 0; i < 150; ++i) {
+    ROW("i", i);
     EXPECT_TRUE(index.hasRoom(150 - i)) << i;
     EXPECT_FALSE(index.hasRoom(151 - i)) << i;
     index.add(PropertyIndex::Hash{i} << 24U, property, false);
@@ -373,6 +374,7 @@ TEST(TextUnits, AreInTheOrderOfTheLibrarys) {
 
 TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
+    ROW("seed", seed);
     std::mt19937 random(seeded(seed));
     const std::u16string common(random() % 11, u'c');
     std::vector<std::u16string> keys;

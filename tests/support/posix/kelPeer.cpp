@@ -61,6 +61,7 @@ Address loopbackAddress(Family family) {
 Handle bound(Family family, unsigned int& port) {
   const int fd =
       checked(::socket(family == Family::ipv4 ? AF_INET : AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+  requireLoopback(family);
   Address address = loopbackAddress(family);
   checked(::bind(fd, &address.any, sizeOf(family)), "bind");
   socklen_t size = sizeof address;
@@ -87,6 +88,16 @@ void await(Handle handle, int wanted) {
 }
 
 }  // namespace
+
+void requireLoopback(Family family) {
+  const int probe = checked(::socket(family == Family::ipv4 ? AF_INET : AF_INET6, SOCK_DGRAM, 0), "socket");
+  Address address = loopbackAddress(family);
+  address.ipv4.sin_port = htons(9);  // at the same place for both families; nothing is sent
+  const int result = ::connect(probe, &address.any, sizeOf(family));
+  const int code = errno;
+  ::close(probe);
+  if (result == -1) throw std::system_error(code, std::generic_category(), loopback(family));
+}
 
 const char* loopback(Family family) {
   return family == Family::ipv4 ? "127.0.0.1" : "::1";

@@ -2,6 +2,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "support/kelCommaLocale.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 
 #include <gtest/gtest.h>
@@ -35,7 +36,7 @@ TEST_P(OthersUnderAComma, SeeNothingOfTheSwitchWhileNumbersAreRead) {
   const CommaLocale comma(GetParam());
   std::atomic<bool> started{false};
   std::atomic<bool> done{false};
-  std::thread reader([&] {
+  std::thread reader(reporting([&] {
     started = true;
     for (int i = 0; i < 20'000; ++i) {
       ROW("i", i);
@@ -45,7 +46,7 @@ TEST_P(OthersUnderAComma, SeeNothingOfTheSwitchWhileNumbersAreRead) {
       }
     }
     done = true;
-  });
+  }));
   while (!started) std::this_thread::yield();
   int looks = 0;
   int points = 0;
@@ -72,19 +73,19 @@ TEST(FormatterThreads, ReadNumbersWhileOthersPrintWithAComma) {
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
   for (int reader = 0; reader < readers; ++reader) {
-    threads.emplace_back([&, reader] {
+    threads.emplace_back(reporting([&, reader] {
       const std::string text = std::to_string(reader) + ".25";
       for (int i = 0; i < 5'000; ++i)
         wrong += Formatter::stringToDouble(text.c_str()) == reader + 0.25 ? 0 : 1;
       --reading;
-    });
+    }));
   }
   for (int printer = 0; printer < printers; ++printer) {
-    threads.emplace_back([&] {
+    threads.emplace_back(reporting([&] {
       do {
         wrong += seesComma() ? 0 : 1;
       } while (reading > 0);
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, 0);

@@ -94,7 +94,8 @@ TEST(SocketSelectOfDescriptors, NoticesAnIdleOneThatIsNoSocketNotBesideAReadySoc
   std::list<Socket> read = {good.socket, connection.socket};
   EXPECT_EQ(Socket::select(read, none, none, &look), 0U) << "a call that only looks";
   const unsigned long long longTime = 3'600'000;
-  for (const unsigned long long* timeout : {&longTime, static_cast<const unsigned long long*>(nullptr)}) {
+  for (const unsigned long long* timeout :
+       rowsOf({&longTime, static_cast<const unsigned long long*>(nullptr)})) {
     std::list<Socket> waiting = {good.socket, connection.socket};
     EXPECT_THAT([&] { Socket::select(waiting, none, none, timeout); },
                 Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, good.host(), good.port()).from(source));

@@ -7,6 +7,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
@@ -43,7 +44,10 @@ void expectOrderlyEnd(Connection& connection) {
   awaitEnd(connection.handle());
   char bytes[8];
   EXPECT_EQ(connection.socket.read(bytes, 0, sizeof bytes), 3U);
-  for (int again = 0; again < 2; ++again) EXPECT_EQ(connection.socket.read(bytes, 0, sizeof bytes), 0U);
+  for (int again = 0; again < 2; ++again) {
+    ROW("again", again);
+    EXPECT_EQ(connection.socket.read(bytes, 0, sizeof bytes), 0U);
+  }
 }
 
 TEST(SocketEnd, IsAnEndAfterTheSystemsOwnShutdownOfSending) {
@@ -170,6 +174,7 @@ void acceptWhatWasReset() {
   EXPECT_EQ(error.size(), 0U) << "a reset is no exceptional condition";
   char byte = 0;
   for (int again = 0; again < 3; ++again) {
+    ROW("again", again);
     EXPECT_THAT([&] { accepted.read(&byte, 0, 1); },
                 Raises<SocketException>("QN_ERR_SOCKET_CONNECTION_RESET", "", 0).from(source));
   }

@@ -5,6 +5,7 @@
 #include "infra/oss/kelSocketServer.hpp"
 
 #include "support/kelConnection.hpp"
+#include "support/kelPeer.hpp"
 #include "support/kelServerTalk.hpp"
 #include "support/kelSignals.hpp"
 
@@ -48,6 +49,7 @@ int inChild(Action action) {
 class WaitingServer {
  public:
   WaitingServer() {
+    requireLoopback();
     server.emplace();
     server->listen(0, 5, false);
     waiter_ = std::thread([this] {

@@ -4,7 +4,9 @@
 
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
+#include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSignals.hpp"
 
@@ -48,10 +50,10 @@ TEST(SocketUnderSignals, SelectKeepsItsTimeout) {
 TEST(SocketUnderSignals, SelectWithoutLimitWaitsOn) {
   Connection connection;
   SignalStorm storm;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     storm.interrupts(many);
     connection.peer.says("x");
-  });
+  }));
   std::list<Socket> read = {connection.socket};
   std::list<Socket> none;
   EXPECT_EQ(Socket::select(read, none, none, nullptr), 1U);
@@ -62,10 +64,10 @@ TEST(SocketUnderSignals, SelectWithoutLimitWaitsOn) {
 TEST(SocketUnderSignals, ReadOnceWaitsOn) {
   Connection connection;
   SignalStorm storm;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     storm.interrupts(many);
     connection.peer.says("x");
-  });
+  }));
   char byte = 0;
   EXPECT_EQ(connection.socket.readOnce(&byte, 0, 1), 1U);
   EXPECT_EQ(byte, 'x');
@@ -75,12 +77,12 @@ TEST(SocketUnderSignals, ReadOnceWaitsOn) {
 TEST(SocketUnderSignals, ReadCollectsEverything) {
   Connection connection;
   SignalStorm storm;
-  std::thread sender([&] {
+  std::thread sender(reporting([&] {
     for (int i = 0; i < 20; ++i) {
       storm.interrupts(many / 20);
       connection.peer.sends(1000);
     }
-  });
+  }));
   std::string received(20'000, '-');
   EXPECT_EQ(connection.socket.read(received.data(), 0, received.size()), received.size());
   EXPECT_TRUE(received == pattern(0, received.size()));
@@ -92,12 +94,12 @@ TEST(SocketUnderSignals, WriteSendsEverything) {
   const std::string text = pattern(0, 16 << 20);
   std::string received;
   SignalStorm storm;
-  std::thread reader([&] {
+  std::thread reader(reporting([&] {
     while (received.size() < text.size()) {
       storm.interrupts(20);
       received += connection.peer.receives(std::min<std::size_t>(1 << 18, text.size() - received.size()));
     }
-  });
+  }));
   connection.socket.write(text.data(), 0, text.size());
   reader.join();
   EXPECT_TRUE(received == text);
@@ -168,15 +170,16 @@ TEST(SocketUnderSignals, AcceptKeepsItsTimeout) {
 }
 
 TEST(SocketUnderSignals, AcceptWaitsOn) {
+  requireLoopback();
   SocketServer server;
   server.listen(0, 1, false);
   Socket near;
   SignalStorm storm;
-  std::thread connector([&] {
+  std::thread connector(reporting([&] {
     storm.interrupts(many);
     near.connect("127.0.0.1", server.getPort(), Socket::NullAddrInfoExternal, nullptr);
     near.write("x", 0, 1);
-  });
+  }));
   Socket client;
   server.accept(client, nullptr);
   connector.join();

@@ -35,7 +35,7 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
     SocketServer& other;
   } rows[] = {{"127.0.0.1", first, second}, {"::1", second, first}};
   for (const auto& row : rowsOf(rows)) {
-    ROW(row.address);
+    ROW("address", row.address);
     Socket far;
     const unsigned long long moment = 0;
     EXPECT_THAT([&] { row.other.accept(far, &moment); },

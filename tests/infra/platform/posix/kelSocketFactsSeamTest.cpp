@@ -1,6 +1,7 @@
 #include "platform/posix/kelSocketFacts.hpp"
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelHandles.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 
 #include <gtest/gtest.h>
@@ -24,12 +25,11 @@ struct Table : SocketFacts {
 
 TEST(SocketFactsTable, HoldsTheFactsOfEachDescriptorApart) {
   const auto table = std::make_unique<Table>();
-  for (const int number : numbers) ASSERT_TRUE(table->start(number, fact::made)) << number;
-  for (const int number : numbers) {
-    SCOPED_TRACE(number);
+  for (const int number : rowsOf(numbers)) ASSERT_TRUE(table->start(number, fact::made)) << number;
+  for (const int number : rowsOf(numbers)) {
     table->add(number, fact::connectionLost);
     table->setSending(number, true);
-    for (const int other : numbers) {
+    for (const int other : rowsOf(numbers)) {
       EXPECT_EQ(table->has(other, fact::connectionLost), other == number) << other;
       EXPECT_EQ(table->isSending(other), other == number) << other;
     }
@@ -41,8 +41,7 @@ TEST(SocketFactsTable, HoldsTheFactsOfEachDescriptorApart) {
 
 TEST(SocketFactsTable, ForgetsAnEarlierSocketOfTheSameNumber) {
   const auto table = std::make_unique<Table>();
-  for (const int number : numbers) {
-    SCOPED_TRACE(number);
+  for (const int number : rowsOf(numbers)) {
     ASSERT_TRUE(table->start(number, fact::made));
     table->add(number, fact::sendEnded | fact::connectionLost);
     table->setSending(number, true);
@@ -54,8 +53,7 @@ TEST(SocketFactsTable, ForgetsAnEarlierSocketOfTheSameNumber) {
 
 TEST(SocketFactsTable, KnowsNothingOfNumbersThatWereNeverStarted) {
   const auto table = std::make_unique<Table>();
-  for (const int number : {-1, INT_MIN, 1024, 1 << 20, INT_MAX}) {
-    SCOPED_TRACE(number);
+  for (const int number : rowsOf({-1, INT_MIN, 1024, 1 << 20, INT_MAX})) {
     table->add(number, fact::made);
     table->remove(number, fact::made);
     table->setSending(number, true);

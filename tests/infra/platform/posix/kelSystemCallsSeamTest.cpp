@@ -8,6 +8,7 @@
 #include "support/kelConnection.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 #include "support/posix/kelSystemCallsSeam.hpp"
 
@@ -78,6 +79,7 @@ TEST(SystemCallsOf, AConnectionThatWasReset) {
   char byte = 0;
   SystemCalls calls;
   for (int again = 0; again < 2; ++again) {
+    ROW("again", again);
     EXPECT_THROW(connection.socket.read(&byte, 0, 1), SocketException);
     EXPECT_EQ(calls.take(), "recv");
   }
@@ -148,7 +150,7 @@ TEST(SystemCallsRefused, ACloseClosesAlthoughTheOptionForItsPortIsRefused) {
     SystemCalls calls;
     calls.refuse("setsockopt(REUSEADDR)", EPERM);
     for (int i = 0; i < 10; ++i) {
-      SCOPED_TRACE(i);
+      ROW("i", i);
       Socket refused;
       EXPECT_THROW(dial(refused, closed.port()), SocketException);
       Socket client;

@@ -4,6 +4,7 @@
 #include "platform/posix/kelWinsockCodes.hpp"
 #include "support/kelGuardedMemory.hpp"
 #include "support/kelHandles.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 
@@ -117,7 +118,7 @@ TEST(PosixCodes, OfTheResolverGoThereAndBack) {
 
 TEST_F(PosixWinsock, ANewThreadHasNoLastError) {
   system().WSASetLastError(10061);
-  std::thread([] { EXPECT_EQ(lastError(), 0); }).join();
+  std::thread(reporting([] { EXPECT_EQ(lastError(), 0); })).join();
   EXPECT_EQ(lastError(), 10061);
 }
 
@@ -263,19 +264,19 @@ TEST_F(PosixWinsock, AcceptedSocketsBlockEvenIfTheListenerDoesNot) {
 TEST_F(PosixWinsock, WakeAcceptEndsWaitsNowAndLaterWithoutClosing) {
   const Pair pair;
   std::promise<void> started;
-  std::thread waiter([&] {
+  std::thread waiter(reporting([&] {
     started.set_value();
     EXPECT_EQ(system().accept(pair.listener), invalidSocket);
     EXPECT_EQ(lastError(), 10022);
-  });
-  std::thread selecting([&] {
+  }));
+  std::thread selecting(reporting([&] {
     SocketSet read;
     SocketSet none;
     SocketSet noneEither;
     read.add(pair.listener);
     EXPECT_EQ(system().select(read, none, noneEither, nullptr), 1);
     EXPECT_TRUE(read.contains(pair.listener));
-  });
+  }));
   started.get_future().wait();
   system().wakeAccept(pair.listener);
   waiter.join();

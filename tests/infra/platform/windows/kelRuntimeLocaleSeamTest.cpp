@@ -1,5 +1,6 @@
 #include "platform/kelRuntimeLocale.hpp"
 #include "support/kelCommaLocale.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelSignals.hpp"
 
 #include <gtest/gtest.h>
@@ -43,7 +44,7 @@ TEST(RuntimeLocale, IsSwitchedForEveryThreadAndComesBack) {
     const EnglishRuntimeLocale switched;
     EXPECT_EQ(currentLocale(), expected);
     EXPECT_EQ(std::strtod("1.5", nullptr), 1.5);
-    std::thread([&] { seen = currentLocale(); }).join();
+    std::thread(reporting([&] { seen = currentLocale(); })).join();
   }
   EXPECT_EQ(seen, expected);
   EXPECT_EQ(currentLocale(), before);
@@ -56,11 +57,11 @@ bool waits() {
   bool waited = false;
   std::optional<First> first(std::in_place);
   std::promise<ThreadView> started;
-  std::thread other([&] {
+  std::thread other(reporting([&] {
     started.set_value(ThreadView());
     const Second second;
     waited = over;
-  });
+  }));
   started.get_future().get().awaitWaiting();
   over = true;
   first.reset();

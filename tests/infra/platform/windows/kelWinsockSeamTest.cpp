@@ -5,6 +5,7 @@
 #include "support/kelGuardedMemory.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeamSockets.hpp"
 #include "support/windows/kelWinsockStart.hpp"
@@ -70,14 +71,14 @@ TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     ROW("i", i);
-    threads.emplace_back([] {
+    threads.emplace_back(reporting([] {
       for (int round = 0; round < 50'000; ++round) {
         ROW("round", round);
         platform::StartupData data;
         EXPECT_EQ(system().WSAStartup(0x0202, data), 0);
         EXPECT_EQ(system().WSACleanup(), 0);
       }
-    });
+    }));
   }
   for (std::thread& thread : threads) thread.join();
   const platform::SocketHandle handle = system().socket(2, 1, 0);
@@ -146,10 +147,10 @@ TEST_F(WindowsWinsock, ABlockingAcceptWaits) {
   const Listening listening;
   std::promise<void> started;
   SocketHandle server = invalidSocket;
-  std::thread waiter([&] {
+  std::thread waiter(reporting([&] {
     started.set_value();
     server = system().accept(listening.handle);
-  });
+  }));
   started.get_future().wait();
   const SocketHandle client = listening.connects();
   waiter.join();
@@ -164,11 +165,11 @@ TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
   std::vector<std::thread> waiters;
   for (int i = 0; i < 2; ++i) {
     ROW("i", i);
-    waiters.emplace_back([&, i] {
+    waiters.emplace_back(reporting([&, i] {
       started[static_cast<std::size_t>(i)].set_value();
       EXPECT_EQ(system().accept(listening.handle), invalidSocket);
       EXPECT_EQ(lastError(), 10022);
-    });
+    }));
   }
   const auto selects = [&] {
     SocketSet read;
@@ -179,10 +180,10 @@ TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
     EXPECT_EQ(read.count, 1U);
     EXPECT_TRUE(read.contains(listening.handle));
   };
-  waiters.emplace_back([&] {
+  waiters.emplace_back(reporting([&] {
     started[2].set_value();
     selects();
-  });
+  }));
   for (std::promise<void>& promise : started) promise.get_future().wait();
   system().wakeAccept(listening.handle);
   system().wakeAccept(listening.handle);
@@ -201,6 +202,7 @@ TEST_F(WindowsWinsock, SelectWatchesAFullSetOfListeners) {
   std::vector<SocketHandle> handles;
   SocketSet read;
   for (unsigned int i = 0; i < SocketSet::most; ++i) {
+    ROW("i", i);
     handles.push_back(tcpSocket());
     ASSERT_EQ(system().bind(handles.back(), loopback().data(), 16), 0);
     ASSERT_EQ(system().listen(handles.back(), 1), 0);
@@ -350,14 +352,14 @@ TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
 // --- blocks of threads
 
 TEST(ThreadBlock, LeavesTheLastErrorAsItIs) {
-  std::thread([] {
+  std::thread(reporting([] {
     for (int again = 0; again < 2; ++again) {
       ROW("again", again);
       ::SetLastError(4711);
       EXPECT_NE(platform::threadBlock([](void*) noexcept {}), nullptr);
       EXPECT_EQ(::GetLastError(), 4711U);
     }
-  }).join();
+  })).join();
 }
 
 }  // namespace
