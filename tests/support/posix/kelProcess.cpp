@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 namespace tarvo::test {
 namespace {
@@ -37,6 +38,17 @@ std::string contentsOf(const File& file) {
   return contents;
 }
 
+/// The environment without the number of shards: a test program that is started runs all tests it is asked for.
+std::vector<char*> environment() {
+  constexpr std::string_view shards = "GTEST_TOTAL_SHARDS=";
+  std::vector<char*> entries;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (std::string_view(*entry).substr(0, shards.size()) != shards) entries.push_back(*entry);
+  }
+  entries.push_back(nullptr);
+  return entries;
+}
+
 pid_t start(const std::vector<std::string>& command, const File& in, const File& out, const File& err) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -47,7 +59,8 @@ pid_t start(const std::vector<std::string>& command, const File& in, const File&
   posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), STDERR_FILENO);
   pid_t pid = 0;
-  const int code = posix_spawnp(&pid, arguments.front(), &actions, nullptr, arguments.data(), environ);
+  const int code =
+      posix_spawnp(&pid, arguments.front(), &actions, nullptr, arguments.data(), environment().data());
   posix_spawn_file_actions_destroy(&actions);
   if (code != 0) throw std::runtime_error("cannot run " + command.front() + ": " + std::strerror(code));
   return pid;
