@@ -38,12 +38,13 @@ std::string contentsOf(const File& file) {
   return contents;
 }
 
-/// The environment without the number of shards: a test program that is started runs all tests it is asked for.
+/// The environment without the shard: a test program that is started runs all tests it is asked for.
 std::vector<char*> environment() {
-  constexpr std::string_view shards = "GTEST_TOTAL_SHARDS=";
   std::vector<char*> entries;
   for (char** entry = environ; *entry != nullptr; ++entry) {
-    if (std::string_view(*entry).substr(0, shards.size()) != shards) entries.push_back(*entry);
+    const std::string_view text(*entry);
+    if (!text.starts_with("GTEST_TOTAL_SHARDS=") && !text.starts_with("GTEST_SHARD_INDEX="))
+      entries.push_back(*entry);
   }
   entries.push_back(nullptr);
   return entries;

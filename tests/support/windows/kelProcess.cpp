@@ -91,8 +91,9 @@ PROCESS_INFORMATION start(const char* program, const std::vector<std::string>& c
   startup.hStdError = err;
   PROCESS_INFORMATION process = {};
   std::string line = commandLine(command);
-  // A test program that is started runs all tests it is asked for. This process has read its number of shards.
+  // A test program that is started runs all tests it is asked for. This process has read its shard.
   ::SetEnvironmentVariableA("GTEST_TOTAL_SHARDS", nullptr);
+  ::SetEnvironmentVariableA("GTEST_SHARD_INDEX", nullptr);
   if (::CreateProcessA(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
                        &process) == 0)
     fail("cannot run " + command.front());
