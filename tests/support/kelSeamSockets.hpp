@@ -75,15 +75,19 @@ inline int connectTo(SocketHandle handle, const Address& address) {
   return system().connect(handle, address.data(), address.size());
 }
 
+inline SocketHandle socketOfAReachable(int family) {
+  requireLoopback(family == loopback()[0] ? Family::ipv4 : Family::ipv6);
+  return tcpSocket(family);
+}
+
 /// A listener on a port of the system's choice, and one connection to it with both its ends.
 class Pair {
  public:
   explicit Pair(const Address& wildcard = loopback())
-      : listener(tcpSocket(wildcard[0])), client(tcpSocket(wildcard[0])) {
+      : listener(socketOfAReachable(wildcard[0])), client(tcpSocket(wildcard[0])) {
     EXPECT_EQ(system().bind(listener, wildcard.data(), wildcard.size()), 0);
     EXPECT_EQ(system().listen(listener, 5), 0);
     address = nameOf(listener);
-    requireLoopback();
     EXPECT_EQ(connectTo(client, address), 0);
     server = system().accept(listener);
     EXPECT_NE(server, invalidSocket);
