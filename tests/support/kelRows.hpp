@@ -15,7 +15,7 @@
 
 namespace tarvo::test {
 
-/// What a row says of itself: the member that explains it, or its value.
+/// Describes a row by the member that explains it, or by its value.
 template <class Value>
 std::string wordsOf(const Value& value) {
   if constexpr (requires { value.why; }) {
@@ -60,8 +60,8 @@ class RowScope {
 /// The rows that the last exception of this thread has ended, the innermost first, one a line. Forgets them.
 std::string takeEndedRows();
 
-/// A row that is named by values, of which texts in the source stand as they are. Names that outlive it are looked
-/// at only when something fails, so that it costs next to nothing in a loop.
+/// A row that is named by values. A string literal among them is printed as it is. A name that outlives
+/// the row is read only after a failure, so a row costs a loop only a few nanoseconds.
 template <class... Names>
 class NamedRow final : public RowScope {
  public:
@@ -89,14 +89,14 @@ NamedRow(const char*, int, Names&&...) -> NamedRow<Names...>;
 
 #define KELINFRA_ROW_ON(line, ...) const ::tarvo::test::NamedRow row##line(__FILE__, line, __VA_ARGS__)
 #define KELINFRA_ROW_AT(line, ...) KELINFRA_ROW_ON(line, __VA_ARGS__)
-/// Names the row until the end of the scope. Each failure is shown with the rows that live, and an exception that
-/// ends the test with the rows that it has ended.
+/// Names the row until the end of the scope. A failure is printed with the rows that live, and an exception
+/// that ends the test with the rows that it has ended.
 ///
 ///     for (std::size_t length = 0; length < 100; ++length) {
 ///       ROW("length", length);
 #define ROW(...) KELINFRA_ROW_AT(__LINE__, __VA_ARGS__)
 
-/// The rows of a table. Each is named by its number, from 1, and its words while the loop stands at it.
+/// The rows of a table. Each is named by its number, from 1, and its description while the loop is at it.
 ///
 ///     for (const Row& row : rowsOf(rows)) EXPECT_EQ(lengthOf(row.text), row.length);
 template <class Table>

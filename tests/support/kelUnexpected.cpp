@@ -8,8 +8,9 @@
 #include <exception>
 #include <string>
 
-// Prints the rows in which a test fails, and an exception that no test has caught. GoogleTest prints only what(),
-// which is the class's name. It reports the failure inside its catch clause, so a listener can ask for the exception.
+// Prints the rows in which a test fails, and an exception that no test has caught. GoogleTest prints only
+// what(), which is the class's name. It reports the failure inside its catch clause, so a listener can ask for
+// the exception.
 
 namespace tarvo::test {
 namespace {

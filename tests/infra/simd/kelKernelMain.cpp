@@ -7,8 +7,8 @@
 #include <iostream>
 #include <string>
 
-// The tests of the classes that use kernels, with those named: --kernels=NAME. If the processor lacks them, the exit
-// code is the one that CTest counts as skipped. A name that no kernels have is an error.
+// The tests of the classes that use kernels, with those named: --kernels=NAME. If the processor lacks them,
+// the exit code is the one that CTest counts as skipped. A name that no kernels have is an error.
 
 namespace {
 
