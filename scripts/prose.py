@@ -44,7 +44,7 @@ def comment_lines(lines, marker):
 
 
 def lines_of(name):
-    """(number, prose) for each line of a file; the prose is empty where there is none."""
+    """(number, prose) for each line of a file; a line without prose is empty."""
     path = ROOT / name
     lines = path.read_text(encoding="utf-8", errors="replace").split("\n")
     if path.suffix == ".md":

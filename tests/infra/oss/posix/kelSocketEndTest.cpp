@@ -193,7 +193,7 @@ TEST(SocketEnd, ByAResetAfterAHandshakeByCookiesIsAReset) {
     acceptWhatWasReset();
   });
   isolated.join();
-  if (!lacking.empty()) GTEST_SKIP() << "no network namespace of its own: " << lacking;
+  if (!lacking.empty()) GTEST_SKIP() << "no separate network namespace: " << lacking;
 }
 
 }  // namespace
