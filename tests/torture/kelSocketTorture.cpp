@@ -6,6 +6,7 @@
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
+#include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSocketFixtureSeam.hpp"
 #include "torture/kelFaultRun.hpp"
@@ -20,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 
 namespace tarvo::test {
 namespace {
@@ -105,8 +107,8 @@ class SeamRun {
   int code;
 };
 
-/// Runs the scenario with every call of the system failing in every possible way. Reports the number of
-/// failures.
+/// Runs the scenario with every call of the system failing in every possible way, in a separate thread: where
+/// the texts of the system are converted, the thread keeps a converter. Reports the number of failures.
 void sweepSystem(const std::string& name, const std::function<void(SeamRun&)>& scenario) {
   std::size_t faults = 0;
   const std::size_t handles = openDescriptors();
@@ -126,10 +128,13 @@ void sweepSystem(const std::string& name, const std::function<void(SeamRun&)>& s
       if (!run.system.came()) return;
     }
   };
-  for (const int code : codes) {
-    if (!testing::Test::HasFailure()) sweep(code, Failure::code);
-    if (!testing::Test::HasFailure()) sweep(code, Failure::answer);
-  }
+  const auto sweepAll = [&] {
+    for (const int code : codes) {
+      if (!testing::Test::HasFailure()) sweep(code, Failure::code);
+      if (!testing::Test::HasFailure()) sweep(code, Failure::answer);
+    }
+  };
+  std::thread(reporting(sweepAll)).join();
   EXPECT_GT(faults, 0U);
   reportFaults(name, faults);
 }
