@@ -109,6 +109,10 @@ PLACES = [
     ("src/infra/simd/kelX.hpp", "#include <hwy/highway.h>\n__m256i v;\n", False),
     ("src/infra/simd/kelX.hpp", "#if HWY_MAX_BYTES >= 32\n#endif\n", False),
     ("src/infra/simd/kelX.hpp", "#ifdef __AVX2__\n#endif\n", True),
+    ("src/infra/simd/kelX.hpp", "static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);\n", True),
+    ("src/infra/machine/kelX.hpp", "#ifdef __SIZEOF_INT128__\nunsigned __int128 v;\n#endif\n", False),
+    ("src/infra/machine/kelX.hpp", "#ifdef __s390x__\n#endif\n", True),
+    ("src/infra/util/kelX.cpp", "unsigned __int128 v;\n", True),
     ("tests/infra/kelXTest.cpp", "#include <gmock/gmock.h>\nvoid* __wrap_malloc(int);\n", False),
     ("benchmarks/kelX.cpp", "#include <benchmark/benchmark.h>\n", False),
 ]

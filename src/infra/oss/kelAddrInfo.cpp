@@ -2,6 +2,7 @@
 
 #include "infra/oss/kelConverter.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelSocketError.hpp"
 #include "trace/kelTrace.hpp"
 
@@ -11,6 +12,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 namespace tarvo::oss {
 namespace {
@@ -30,7 +32,8 @@ class RecordWriter {
  public:
   template <class Value>
   RecordWriter& value(Value number) {
-    return bytes(&number, sizeof number);
+    const auto field = machine::littleEndian(static_cast<std::make_unsigned_t<Value>>(number));
+    return bytes(&field, sizeof field);
   }
 
   RecordWriter& bytes(const void* source, std::size_t count) {
@@ -44,8 +47,7 @@ class RecordWriter {
 
   bool finish(Record& record) {
     if (!fits_) return false;
-    const auto used = static_cast<std::uint16_t>(used_);
-    std::memcpy(record_.bytes, &used, sizeof used);
+    machine::putLittleEndian(record_.bytes, static_cast<std::uint16_t>(used_));
     record = record_;
     return true;
   }
@@ -74,8 +76,9 @@ class RecordReader {
   template <class Value>
   bool value(Value& number) {
     const unsigned char* const taken = bytes(sizeof number);
-    if (taken != nullptr) std::memcpy(&number, taken, sizeof number);
-    return taken != nullptr;
+    if (taken == nullptr) return false;
+    number = static_cast<Value>(machine::littleEndianAt<std::make_unsigned_t<Value>>(taken));
+    return true;
   }
 
   bool skipText(std::size_t most) {
@@ -118,9 +121,7 @@ std::optional<ResolvedAddress> readEntry(RecordReader& reader) {
 }
 
 std::uint16_t usedBytes(const Record& record) {
-  std::uint16_t used = 0;
-  std::memcpy(&used, record.bytes, sizeof used);
-  return used;
+  return machine::littleEndianAt<std::uint16_t>(record.bytes);
 }
 
 /// The entries of a record; empty if the record cannot be read.

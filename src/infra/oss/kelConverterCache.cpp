@@ -1,5 +1,6 @@
 #include "oss/kelConverterCache.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelMemory.hpp"
 #include "oss/kelSingleByteTable.hpp"
 #include "oss/kelUTF16Bytes.hpp"
@@ -106,11 +107,11 @@ bool startsAfresh(UConverter* converter) {
 /// Whether the converter stores every unit as its two bytes, byte order marks included. Names with options
 /// ("UTF-16LE,version=1") open converters of the same type that write a byte order mark at the start and skip
 /// one that they read.
-bool takesMarksAsTheyAre(UConverter* converter, bool swapped) {
+bool takesMarksAsTheyAre(UConverter* converter, bool highFirst) {
   constexpr std::array<char16_t, 3> marks = {u'\uFEFF', u'\uFFFE', u'a'};
   constexpr std::array<std::string_view, 2> inBytes = {
       {{"\xFF\xFE\xFE\xFF\x61\x00", 6}, {"\xFE\xFF\xFF\xFE\x00\x61", 6}}};
-  const std::string_view expected = inBytes.at(swapped ? 1 : 0);
+  const std::string_view expected = inBytes.at(highFirst ? 1 : 0);
   std::array<char, 16> bytes{};
   std::array<char16_t, 16> units{};
   UErrorCode status = U_ZERO_ERROR;
@@ -124,9 +125,11 @@ bool takesMarksAsTheyAre(UConverter* converter, bool swapped) {
 Form formOf(UConverter* converter) {
   const UConverterType type = ucnv_getType(converter);
   if (type == UCNV_UTF8) return Form::utf8;
-  if (type == UCNV_UTF16_LittleEndian && takesMarksAsTheyAre(converter, false)) return Form::utf16;
-  if (type == UCNV_UTF16_BigEndian && takesMarksAsTheyAre(converter, true)) return Form::swappedUtf16;
-  return Form::others;
+  const bool highFirst = type == UCNV_UTF16_BigEndian;
+  if ((!highFirst && type != UCNV_UTF16_LittleEndian) || !takesMarksAsTheyAre(converter, highFirst)) {
+    return Form::others;
+  }
+  return highFirst == machine::isLittleEndian ? Form::swappedUtf16 : Form::utf16;
 }
 
 /// Whether ICU converts without a converter: for "" (its invariant characters), and for null if its default

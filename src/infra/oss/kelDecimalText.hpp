@@ -1,5 +1,6 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelPlainRun.hpp"
 
 #include <array>
@@ -9,7 +10,6 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <string_view>
 #include <type_traits>
@@ -20,8 +20,6 @@ namespace tarvo::oss {
 /// are computed in parallel, so a number takes few steps and few branches; branches on the length of a number
 /// would often be mispredicted.
 namespace decimal {
-
-static_assert(std::endian::native == std::endian::little);
 
 constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 
@@ -42,9 +40,9 @@ constexpr std::uint64_t zeroDigits(unsigned int digits) {
   return 0x3030303030303030 >> (64 - 8 * digits);
 }
 
-/// Writes the eight bytes of the word as units of the text.
+/// Writes the eight bytes of the word as units of the text, the lowest first.
 inline void put(char* place, std::uint64_t word) {
-  std::memcpy(place, &word, sizeof word);
+  machine::putLittleEndian(place, word);
 }
 inline void put(char16_t* place, std::uint64_t word) {
   widenEight(word, place);

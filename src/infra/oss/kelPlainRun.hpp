@@ -1,6 +1,7 @@
 #pragma once
 
-#include <bit>
+#include "machine/kelByteOrder.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -17,24 +18,29 @@ using EightBytes [[gnu::vector_size(8)]] = unsigned char;
 using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
 using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
 
+/// Eight bytes as a word in the processor's order: for tests of all bytes, or of all units.
 inline std::uint64_t eightBytesAt(const void* place) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, place, sizeof word);
-  return word;
+  return machine::nativeAt<std::uint64_t>(place);
 }
 
-/// Widens the bytes of the word to units, the lowest first. The units may be at any address. Shuffling with a
-/// zero vector is one instruction; GCC 12 compiles a vector conversion to four.
-inline void widenEight(std::uint64_t bytes, void* units) {
-  static_assert(std::endian::native == std::endian::little);
-  const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{bytes, 0});
-  const SixteenBytes wide =
-      __builtin_shufflevector(narrow, SixteenBytes{}, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+/// Widens the bytes at `bytes` to units. The units may be at any address. Shuffling with a zero vector is one
+/// instruction; GCC 12 compiles a vector conversion to four.
+inline void widenEight(const char* bytes, void* units) {
+  const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{eightBytesAt(bytes), 0});
+  constexpr SixteenBytes zeros{};
+  SixteenBytes wide;
+  if constexpr (machine::isLittleEndian) {
+    wide = __builtin_shufflevector(narrow, zeros, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+  } else {
+    wide = __builtin_shufflevector(zeros, narrow, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+  }
   std::memcpy(units, &wide, sizeof wide);
 }
 
-inline void widenEight(const char* bytes, void* units) {
-  widenEight(eightBytesAt(bytes), units);
+/// Widens the bytes of the word, the lowest first.
+inline void widenEight(std::uint64_t bytes, void* units) {
+  bytes = machine::littleEndian(bytes);
+  widenEight(reinterpret_cast<const char*>(&bytes), units);
 }
 
 inline EightUnits eightUnitsAt(const char16_t* units) {

@@ -1,11 +1,11 @@
 #include "oss/kelSingleByteTable.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelPlainRun.hpp"
 
 #include <unicode/utf16.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <new>
 
@@ -131,10 +131,9 @@ void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* unit
   }
 }
 
-/// A byte of 0 means unknown, not in the table, or U+0000. Written out because compilers do not unroll a loop
+/// The bytes of eight units, the first one lowest. A byte of 0 means unknown, not in the table, or U+0000. Written out because compilers do not unroll a loop
 /// here.
 [[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
-  static_assert(std::endian::native == std::endian::little);
   const auto byte = [&](unsigned i) {
     return std::uint64_t{bytes_[units[i]].load(std::memory_order_relaxed)} << (8 * i);
   };
@@ -149,7 +148,7 @@ bool SingleByteTable::fromUnicode(const char16_t* units, std::size_t count, char
     for (; at + 8 <= end; at += 8) {
       const std::uint64_t word = eightBytesOf(units + at);
       if (hasZeroByte(word)) break;
-      std::memcpy(bytes + at, &word, sizeof word);
+      machine::putLittleEndian(bytes + at, word);
     }
     for (; at < end; ++at) {
       const int byte = byteOf(units[at], converter);

@@ -1,5 +1,6 @@
 #include "infra/oss/kelSocket.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelAddrInfo.hpp"
 #include "oss/kelHandleGuard.hpp"
 #include "oss/kelMemory.hpp"
@@ -74,16 +75,13 @@ constexpr std::size_t drainChunk = 1024;
 /// The most bytes of a payload that are sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
 
+/// Takes the low 32 bits of the length.
 void putLengthWord(char* word, unsigned long long length) {
-  for (std::size_t i = 0; i < lengthWordSize; ++i) {
-    word[i] = static_cast<char>(static_cast<unsigned char>(length >> (8 * (lengthWordSize - 1 - i))));
-  }
+  machine::putBigEndian(word, static_cast<std::uint32_t>(length));
 }
 
 unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
-  unsigned long long length = 0;
-  for (const char byte : word) length = length << 8 | static_cast<unsigned char>(byte);
-  return length;
+  return machine::bigEndianAt<std::uint32_t>(word.data());
 }
 
 // --- select -------------------------------------------------------------------------------------------

@@ -4,11 +4,11 @@
 #include "oss/kelSocketError.hpp"
 #include "platform/kelProcess.hpp"
 #include "platform/kelWinsock.hpp"
+#include "platform/kelWinsockChecks.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <vector>
 
@@ -79,8 +79,7 @@ bool readPort(SocketHandle handle, unsigned int& port) {
   unsigned char address[128] = {};
   std::size_t length = sizeof address;
   if (winsock().getsockname(handle, address, length) != 0) return false;
-  std::uint16_t family = 0;
-  std::memcpy(&family, address, sizeof family);
+  const int family = platform::familyOf(address);
   const bool known = family == platform::familyInet || family == platform::familyInet6;
   port = known ? static_cast<unsigned int>(address[portOffset] << 8 | address[portOffset + 1]) : 0;
   return true;

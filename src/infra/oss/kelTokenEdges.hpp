@@ -1,5 +1,6 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelPlainRun.hpp"
 
 #include <unicode/unistr.h>
@@ -66,13 +67,13 @@ class FewDelimiters {
   }
 
   UnitBits findInEight(const char16_t* units) const {
-    static_assert(std::endian::native == std::endian::little);
     const EightUnits eight = eightUnitsAt(units);
     const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
     // Each unit found becomes a byte of ones. Of each byte a different bit is kept; the multiplication adds
     // them up in the highest byte.
     const EightBytes bytes = __builtin_convertvector(found, EightBytes);
-    return ((eightBytesAt(&bytes) & 0x8040201008040201) * 0x0101010101010101) >> 56U;
+    return ((machine::littleEndianAt<std::uint64_t>(&bytes) & 0x8040201008040201) * 0x0101010101010101) >>
+           56U;
   }
 
   EightUnits first_;

@@ -1,9 +1,9 @@
 #include "oss/kelUTF16Bytes.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelPlainRun.hpp"
 #include "oss/kelUTF8Conversion.hpp"
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -40,10 +40,10 @@ void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
 }  // namespace
 
 void bytesFromUtf16(const char16_t* units, char* bytes, std::size_t size, bool swapped) {
-  static_assert(std::endian::native == std::endian::little);
   const std::size_t whole = size / unitSize * unitSize;
   copyBytes(units, bytes, whole, swapped);
-  if (size > whole) bytes[whole] = static_cast<char>(units[whole / unitSize] >> (swapped ? 8 : 0));
+  const bool highFirst = swapped == machine::isLittleEndian;
+  if (size > whole) bytes[whole] = static_cast<char>(units[whole / unitSize] >> (highFirst ? 8 : 0));
 }
 
 void swapUtf16(char* bytes, std::size_t units) {

@@ -67,8 +67,12 @@ inline constexpr int shutdownSend = 1;
 inline constexpr int shutdownBoth = 2;
 
 /// Sizes of Winsock's socket addresses.
+/// A Winsock address is a row of bytes, the same on every processor: the family, 2 bytes, little-endian; the
+/// port, 2 bytes, big-endian; then for IPv4 the address, for IPv6 the flow label, the address and the scope,
+/// 4 bytes, little-endian.
 inline constexpr std::size_t inetAddressSize = 16;
 inline constexpr std::size_t inet6AddressSize = 28;
+inline constexpr std::size_t scopeOffset = 24;
 
 inline constexpr std::uint16_t winsockVersion = 0x0202;
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
 #include "platform/kelWinsock.hpp"
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 /// Arguments that are refused on every platform before the system is called, because systems differ in how
 /// they treat them.
@@ -18,13 +18,17 @@ inline int socketRefusal(int family, int type) noexcept {
   return 0;
 }
 
+/// The family of a Winsock address of at least two bytes.
+inline int familyOf(const unsigned char* address) noexcept {
+  return machine::littleEndianAt<std::uint16_t>(address);
+}
+
 /// Returns 0, or the code that says what is wrong with a Winsock address. Only IPv4 and IPv6 are accepted:
 /// other families in an untrusted record could have a meaning for the system; "no family" can even end a
 /// connection.
 inline int addressRefusal(const unsigned char* address, std::size_t length) noexcept {
-  std::uint16_t family = 0;
-  if (address == nullptr || length < sizeof family) return wsa::badAddress;
-  std::memcpy(&family, address, sizeof family);
+  if (address == nullptr || length < sizeof(std::uint16_t)) return wsa::badAddress;
+  const int family = familyOf(address);
   if (family != familyInet && family != familyInet6) return wsa::familyNotSupported;
   return length < (family == familyInet ? inetAddressSize : inet6AddressSize) ? wsa::badAddress : 0;
 }

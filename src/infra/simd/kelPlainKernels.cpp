@@ -1,3 +1,4 @@
+#include "machine/kelByteOrder.hpp"
 #include "simd/kelKernels.hpp"
 #include "simd/kelUtf8Words.hpp"
 
@@ -27,7 +28,7 @@ std::size_t spreadByWords(std::uint64_t* dest, const char* text, std::size_t len
   std::uint64_t* to = dest;
   for (std::size_t at = 0; at < length; ++at) {
     const std::uint64_t word = wordAt(text + at);
-    *to = word & ofLead[word >> 4U & 0xFU];
+    *to = machine::littleEndian(word & ofLead[word >> 4U & 0xFU]);
     to += (word & 0xC0U) != 0x80U ? 1 : 0;
   }
   return static_cast<std::size_t>(to - dest);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,10 +16,7 @@ constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
 /// The eight bytes at `text`, the first one lowest.
 inline std::uint64_t wordAt(const char* text) {
-  static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
-  std::uint64_t word = 0;
-  std::memcpy(&word, text, sizeof word);
-  return word;
+  return machine::littleEndianAt<std::uint64_t>(text);
 }
 
 // The bits of a character of each size in a word, and the first two bytes that it must not have.

@@ -1,5 +1,6 @@
 #include "util/kelPropertiesText.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelInvariant.hpp"
 #include "oss/kelPlainRun.hpp"
 
@@ -49,9 +50,9 @@ constexpr auto bytesOfKinds = [] {
 template <const auto& bytes, std::size_t... i>
 std::size_t bytesBefore(oss::SixteenBytes block, std::index_sequence<i...> /*all*/) {
   const oss::SixteenBytes found = (... | oss::SixteenBytes(block == bytes[i]));
-  static_assert(std::endian::native == std::endian::little);
   const auto [first, second] = std::bit_cast<std::array<std::uint64_t, 2>>(found);
-  const int zeros = first != 0 ? std::countr_zero(first) : 64 + std::countr_zero(second);
+  const int zeros = first != 0 ? std::countr_zero(machine::littleEndian(first))
+                               : 64 + std::countr_zero(machine::littleEndian(second));
   return static_cast<std::size_t>(zeros) / 8;
 }
 

@@ -1,9 +1,11 @@
 #include "util/kelPropertyLines.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelPlainRun.hpp"
 #include "util/kelTextUnits.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -21,9 +23,9 @@ std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   const std::uint64_t first = wordAt(units);
   const std::uint64_t second = wordAt(units + wordUnits);
   if (((first | (first + one) | second | (second + one)) & highBytes) != 0) return std::nullopt;
-  std::uint64_t bytes = 0;
-  oss::narrowEight(units, reinterpret_cast<char*>(&bytes));
-  return __builtin_bswap64(bytes);
+  std::array<char, wordBytes> bytes;
+  oss::narrowEight(units, bytes.data());
+  return machine::bigEndianAt<std::uint64_t>(bytes.data());
 }
 
 /// The eight units from `depth` on as one number: if two keys differ in these units, their numbers have the

@@ -1,5 +1,6 @@
 #include "util/kelPropertyMap.hpp"
 
+#include "machine/kelWideProduct.hpp"
 #include "util/kelTextUnits.hpp"
 
 #include <algorithm>
@@ -20,9 +21,8 @@ bool mayRefer(const icu::UnicodeString& value) {
 /// Combines both halves of the product: its lower bits do not depend on the upper bits of the factors, and
 /// its upper bits depend little on the lower ones.
 std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
-  __extension__ using Product = unsigned __int128;
-  const Product product = static_cast<Product>(left) * right;
-  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
+  const auto [lower, upper] = machine::multiplied(left, right);
+  return lower ^ upper;
 }
 
 // Arbitrary numbers without a pattern.

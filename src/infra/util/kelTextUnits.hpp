@@ -1,14 +1,13 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
 #include "oss/kelMemory.hpp"
 
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <new>
 #include <string_view>
@@ -22,12 +21,9 @@ inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
 
 constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
 
-/// The four units at `units`, the first one lowest.
+/// The four units at `units`, in the processor's order.
 inline std::uint64_t wordAt(const char16_t* units) noexcept {
-  static_assert(std::endian::native == std::endian::little);
-  std::uint64_t word = 0;
-  std::memcpy(&word, units, sizeof word);
-  return word;
+  return machine::nativeAt<std::uint64_t>(units);
 }
 
 /// Whether `units` contains `unit`. Compares four units at a time; the standard library's find compares one.

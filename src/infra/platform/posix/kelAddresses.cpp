@@ -1,5 +1,6 @@
 #include "platform/posix/kelAddresses.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "platform/kelWinsockChecks.hpp"
 #include "platform/posix/kelLastError.hpp"
 #include "platform/posix/kelWinsockCodes.hpp"
@@ -16,16 +17,20 @@ namespace tarvo::platform::posix {
 namespace {
 
 static_assert(inetAddressSize == sizeof(sockaddr_in) && inet6AddressSize == sizeof(sockaddr_in6),
-              "Winsock's addresses differ from the system's in the number of the IPv6 family only");
+              "Winsock's addresses have the layout of the system's");
 
 int toWinsockFamily(int family) noexcept {
   return family == AF_INET6 ? familyInet6 : family;
 }
 
-/// Writes Winsock's number over the family of a system address.
+/// Turns the bytes of a system address into a Winsock address: they differ in the number of the family, and in
+/// the order of bytes of the family and the scope.
 void toWinsockAddress(unsigned char* address, std::size_t length, int family) noexcept {
-  const auto number = static_cast<std::uint16_t>(toWinsockFamily(family));
+  const std::uint16_t number = machine::littleEndian(static_cast<std::uint16_t>(toWinsockFamily(family)));
   std::memcpy(address, &number, std::min(length, sizeof number));
+  if (family == AF_INET6 && length >= inet6AddressSize) {
+    machine::putLittleEndian(address + scopeOffset, machine::nativeAt<std::uint32_t>(address + scopeOffset));
+  }
 }
 
 ResolvedAddress toResolved(const addrinfo& entry) {
@@ -45,12 +50,15 @@ ResolvedAddress toResolved(const addrinfo& entry) {
 
 int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept {
   if (const int refusal = addressRefusal(address, length); refusal != 0) return refusal;
-  std::uint16_t family = 0;
-  std::memcpy(&family, address, sizeof family);
+  const int family = familyOf(address);
   const std::size_t needed = family == familyInet ? inetAddressSize : inet6AddressSize;
   native.storage = {};
   std::memcpy(&native.storage, address, needed);
   native.storage.ss_family = family == familyInet ? AF_INET : AF_INET6;
+  if (family == familyInet6) {
+    const auto scope = machine::littleEndianAt<std::uint32_t>(address + scopeOffset);
+    std::memcpy(reinterpret_cast<unsigned char*>(&native.storage) + scopeOffset, &scope, sizeof scope);
+  }
   native.length = static_cast<socklen_t>(needed);
   return 0;
 }

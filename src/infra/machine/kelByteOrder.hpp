@@ -1,0 +1,73 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+/// Words of bytes in a stated order, on a processor of either order. If the stated order is the processor's,
+/// a word is loaded and stored as it is.
+///
+/// The functions are always inlined, so that files compiled for different processors share none: see
+/// simd/kelKernels.hpp.
+namespace tarvo::machine {
+
+constexpr bool isLittleEndian = std::endian::native == std::endian::little;
+static_assert(isLittleEndian || std::endian::native == std::endian::big, "mixed orders are not supported");
+
+[[gnu::always_inline]] constexpr std::uint16_t swapped(std::uint16_t word) {
+  return __builtin_bswap16(word);
+}
+[[gnu::always_inline]] constexpr std::uint32_t swapped(std::uint32_t word) {
+  return __builtin_bswap32(word);
+}
+[[gnu::always_inline]] constexpr std::uint64_t swapped(std::uint64_t word) {
+  return __builtin_bswap64(word);
+}
+
+/// Converts between the value of a word and the word as it is in memory, with the lowest byte first.
+template <class Word>
+[[gnu::always_inline]] constexpr Word littleEndian(Word word) {
+  if constexpr (isLittleEndian) {
+    return word;
+  } else {
+    return swapped(word);
+  }
+}
+
+/// The same with the highest byte first.
+template <class Word>
+[[gnu::always_inline]] constexpr Word bigEndian(Word word) {
+  return swapped(littleEndian(word));
+}
+
+/// The word at any address, in the processor's order.
+template <class Word>
+[[gnu::always_inline]] inline Word nativeAt(const void* place) {
+  Word word;
+  std::memcpy(&word, place, sizeof word);
+  return word;
+}
+
+template <class Word>
+[[gnu::always_inline]] inline Word littleEndianAt(const void* place) {
+  return littleEndian(nativeAt<Word>(place));
+}
+
+template <class Word>
+[[gnu::always_inline]] inline Word bigEndianAt(const void* place) {
+  return bigEndian(nativeAt<Word>(place));
+}
+
+template <class Word>
+[[gnu::always_inline]] inline void putLittleEndian(void* place, Word word) {
+  word = littleEndian(word);
+  std::memcpy(place, &word, sizeof word);
+}
+
+template <class Word>
+[[gnu::always_inline]] inline void putBigEndian(void* place, Word word) {
+  word = bigEndian(word);
+  std::memcpy(place, &word, sizeof word);
+}
+
+}  // namespace tarvo::machine

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+
+/// The product of two numbers of 64 bits, whose 128 bits not every compiler has a type for.
+namespace tarvo::machine {
+
+struct WideProduct {
+  std::uint64_t lower;
+  std::uint64_t upper;
+};
+
+/// For every compiler: multiplies halves of 32 bits.
+constexpr WideProduct multipliedByHalves(std::uint64_t left, std::uint64_t right) noexcept {
+  constexpr std::uint64_t half = 0xFFFF'FFFF;
+  const std::uint64_t low = (left & half) * (right & half);
+  const std::uint64_t first = (left >> 32U) * (right & half) + (low >> 32U);
+  const std::uint64_t second = (left & half) * (right >> 32U) + (first & half);
+  return {second << 32U | (low & half), (left >> 32U) * (right >> 32U) + (first >> 32U) + (second >> 32U)};
+}
+
+#ifdef __SIZEOF_INT128__
+constexpr WideProduct multiplied(std::uint64_t left, std::uint64_t right) noexcept {
+  __extension__ using Product = unsigned __int128;
+  const Product product = static_cast<Product>(left) * right;
+  return {static_cast<std::uint64_t>(product), static_cast<std::uint64_t>(product >> 64U)};
+}
+#else
+constexpr WideProduct multiplied(std::uint64_t left, std::uint64_t right) noexcept {
+  return multipliedByHalves(left, right);
+}
+#endif
+
+}  // namespace tarvo::machine
