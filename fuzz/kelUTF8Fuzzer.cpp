@@ -3,7 +3,7 @@
 
 #include "kelFuzz.hpp"
 #include "simd/kelKernelChoice.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <cstring>
 #include <optional>

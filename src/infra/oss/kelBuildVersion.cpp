@@ -2,8 +2,8 @@
 
 #include "infra/oss/kelStringTokenizer.hpp"
 
-#include "oss/kelInvariant.hpp"
-#include "oss/kelMemory.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
 
 namespace tarvo::oss {
 namespace {
@@ -12,10 +12,11 @@ constexpr const char* builtInVersion = "5.2.1.0-1.1-275";
 
 }  // namespace
 
-BuildVersion::BuildVersion() : BuildVersion(invariantText(builtInVersion)) {}
+BuildVersion::BuildVersion() : BuildVersion(text::invariantText(builtInVersion)) {}
 
 // NOLINTNEXTLINE(modernize-pass-by-value): programs depend on this signature
-BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion) : buildVersion_(copied(buildVersion)) {
+BuildVersion::BuildVersion(const icu::UnicodeString& buildVersion)
+    : buildVersion_(text::copied(buildVersion)) {
   StringTokenizer parts(buildVersion_, "-");
   productVersion_ = parts.getNextTokenString();
   protocolVersion_ = parts.getNextTokenString();

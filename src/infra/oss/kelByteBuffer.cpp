@@ -1,8 +1,8 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelShortMove.hpp"
 #include "platform/kelLargePages.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -58,12 +58,12 @@ ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
 ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    std::int32_t size = text.isEmpty() ? 0 : fromUnicode(text, nullptr, 0, codepage);
+    std::int32_t size = text.isEmpty() ? 0 : text::fromUnicode(text, nullptr, 0, codepage);
     // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.
     for (std::int32_t room = 0; size > room;) {
       room = size;
       makeRoom(*storage, static_cast<std::uint32_t>(room));
-      size = fromUnicode(text, storage->data(), room, codepage);
+      size = text::fromUnicode(text, storage->data(), room, codepage);
     }
     if (size < 0) throw std::bad_alloc();  // the size is above the largest int
     makeRoom(*storage, static_cast<std::uint32_t>(size));
@@ -109,13 +109,13 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;
   const unsigned long long used = storage.usedSize();
-  if (trace::entryIsTraced() || length > shortPiece || used + length > storage.capacity()) {
+  if (trace::entryIsTraced() || length > text::shortPiece || used + length > storage.capacity()) {
     return appendAny(data, length);
   }
   tracedExit<probe("ByteBuffer::append")>([&] {
     storage.resize(used + length);
     char* const end = storage.data() + used - 1;
-    moveShort(end, data, length);
+    text::moveShort(end, data, length);
     end[length] = '\0';
   });
 }

@@ -3,10 +3,10 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "oss/kelConvertData.hpp"
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
-#include "oss/kelShortMove.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -36,12 +36,12 @@ constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {
-  return isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
+  return text::isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
 }
 
 /// Compares the bytes of the names: two names of one converter are different code pages.
 bool sameCodePage(const char* one, const char* other) {
-  if (isEmpty(one) || isEmpty(other)) return isEmpty(one) && isEmpty(other);
+  if (text::isEmpty(one) || text::isEmpty(other)) return text::isEmpty(one) && text::isEmpty(other);
   if (one == other) return true;
   return *one == *other && std::strcmp(one, other) == 0;  // most pairs differ at once
 }
@@ -114,8 +114,8 @@ struct Target {
 };
 
 [[noreturn]] void raiseConversionError(const Target& target) {
-  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText(nameOf(target.toCodePage)),
-                      invariantText(nameOf(target.fromCodePage)));
+  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText(nameOf(target.toCodePage)),
+                      text::invariantText(nameOf(target.fromCodePage)));
 }
 
 [[noreturn]] void raiseTooSmall(const Target& target) {
@@ -150,8 +150,8 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
     raiseTooSmall(target);
   }
   const auto count = static_cast<std::size_t>(length);
-  if (count <= shortPiece) {
-    moveShort(target.bytes, data, count);
+  if (count <= text::shortPiece) {
+    text::moveShort(target.bytes, data, count);
   } else {
     std::memmove(target.bytes, data, count);
   }
@@ -162,7 +162,7 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
 
 /// Prints ICU's size and returns it with the terminator added.
 int sizeConverted(const icu::UnicodeString& text, const Target& target) {
-  const std::int32_t size = fromUnicode(text, nullptr, 0, nullIfEmpty(target.toCodePage));
+  const std::int32_t size = text::fromUnicode(text, nullptr, 0, text::nullIfEmpty(target.toCodePage));
   const CodePage name{target.toCodePage};
   if (size < 1) {
     debug("Call to extract to get size failed - errno: ", errno, " size: ", size, " toCodePage: ", name,
@@ -177,7 +177,7 @@ int sizeConverted(const icu::UnicodeString& text, const Target& target) {
 int convertInto(const icu::UnicodeString& text, const Target& target) {
   const std::int32_t room = std::max(target.length, 0);
   const std::int32_t count =
-      fromUnicode(text, room == 0 ? nullptr : target.bytes, room, nullIfEmpty(target.toCodePage));
+      text::fromUnicode(text, room == 0 ? nullptr : target.bytes, room, text::nullIfEmpty(target.toCodePage));
   const CodePage name{target.toCodePage};
   if (count < 1) {
     debug("Call to extract to convert data failed - errno: ", errno, " size: ", count,
@@ -214,9 +214,9 @@ int answerAtOnce(std::int32_t count, const Target& target) {
 }
 
 int convertByUnicode(const char* data, std::int32_t length, const Target& target) {
-  std::array<char16_t, atOnce> units;
+  std::array<char16_t, text::atOnce> units;
   const icu::UnicodeString text =
-      toUnicode(data, length, nullIfEmpty(target.fromCodePage), units.data(), atOnce);
+      text::toUnicode(data, length, text::nullIfEmpty(target.fromCodePage), units.data(), text::atOnce);
   debug("Called String constructor - errno: ", errno, "\n");
   return convertUnicode(text, target);
 }
@@ -227,8 +227,9 @@ int convertBytes(const char* data, std::int64_t length, const Target& target) {
   const std::int32_t size =
       debugging.load(std::memory_order_relaxed)  // prints each step
           ? -1
-          : convertAtOnce(data, count, nullIfEmpty(target.fromCodePage), target.bytes,
-                          target.bytes == nullptr ? 0 : target.length, nullIfEmpty(target.toCodePage));
+          : text::convertAtOnce(data, count, text::nullIfEmpty(target.fromCodePage), target.bytes,
+                                target.bytes == nullptr ? 0 : target.length,
+                                text::nullIfEmpty(target.toCodePage));
   return size >= 0 ? answerAtOnce(size, target) : convertByUnicode(data, count, target);
 }
 
@@ -236,7 +237,7 @@ int convertBytes(const char* data, std::int64_t length, const Target& target) {
 std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* target,
                     std::size_t capacity) {
   const auto room = static_cast<std::int32_t>(std::min<std::size_t>(capacity, largestSize));
-  const std::int32_t size = fromUnicode(text, room == 0 ? nullptr : target, room, codePage);
+  const std::int32_t size = text::fromUnicode(text, room == 0 ? nullptr : target, room, codePage);
   return static_cast<std::size_t>(std::max(size, 0));
 }
 
@@ -317,7 +318,7 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
                                       void* buffer) {
   return traced<probe("Converter::convertToBytes")>([&] {
     try {
-      const char* const name = nullIfEmpty(codePage);
+      const char* const name = text::nullIfEmpty(codePage);
       std::size_t room = capacity;
       std::size_t size = extract(text, name, target, room);
       // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.

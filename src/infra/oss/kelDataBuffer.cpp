@@ -2,13 +2,13 @@
 
 #include "infra/oss/kelNLSException.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelDecimalText.hpp"
-#include "oss/kelHexDigits.hpp"
-#include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
-#include "oss/kelShortMove.hpp"
 #include "platform/kelLargePages.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelDecimalText.hpp"
+#include "text/kelHexDigits.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelShortMove.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -76,7 +76,7 @@ char* allocateZeroed(std::size_t size) {
 }
 
 const char* encodingName(const char* encoding) {
-  return isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
+  return text::isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
 }
 
 // Refuses only exactly these names. "utf-16" and "UTF-16LE" are accepted, and the zero bytes of their texts
@@ -84,8 +84,8 @@ const char* encodingName(const char* encoding) {
 void refuseZeroBytes(const char* encoding) {
   const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
   if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
-  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText(effective),
-                      invariantText(encodingName(encoding)));
+  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText(effective),
+                      text::invariantText(encodingName(encoding)));
 }
 
 /// The value of a hexadecimal digit, or -1.
@@ -107,7 +107,7 @@ bool isLiteral(const char* text, std::size_t length) {
 void writeLiteral(char* target, const char* data, std::size_t count, bool upperCase) {
   target[0] = 'X';
   target[1] = '\'';
-  writeHex(data, count, target + 2, upperCase);
+  text::writeHex(data, count, target + 2, upperCase);
   target[2 + 2 * count] = '\'';
 }
 
@@ -123,7 +123,7 @@ DataBuffer::DataBuffer(int size) {
 
 DataBuffer::DataBuffer(const char* text) {
   tracedExit<probe("DataBuffer::DataBuffer")>([&] {
-    if (!isEmpty(text)) require(append(text, std::strlen(text)));
+    if (!text::isEmpty(text)) require(append(text, std::strlen(text)));
   });
 }
 
@@ -195,7 +195,7 @@ int DataBuffer::decodeBinary(char* target, int capacity) const {
 // --- append and insert
 
 void DataBuffer::appendString(const char* text) {
-  if (isEmpty(text)) return;
+  if (text::isEmpty(text)) return;
   traced<probe("DataBuffer::appendString")>([&] { append(text, std::strlen(text)); });
 }
 
@@ -213,7 +213,7 @@ void DataBuffer::appendString(const DataBuffer& other) {
 }
 
 void DataBuffer::insertString(int position, const char* text) {
-  if (isEmpty(text)) return;
+  if (text::isEmpty(text)) return;
   traced<probe("DataBuffer::insertString")>([&] { insert(position, text, std::strlen(text)); });
 }
 
@@ -233,7 +233,7 @@ void DataBuffer::insertString(int position, const DataBuffer& other) {
 template <class Number>
 [[gnu::noinline]] void DataBuffer::insertNumber(Number value) {
   traced<probe("DataBuffer::appendNumber")>([&] {
-    const DecimalText<Number> text(value);
+    const text::DecimalText<Number> text(value);
     insert(length_, text.view().data(), text.view().size());
   });
 }
@@ -241,10 +241,10 @@ template <class Number>
 /// Fast path: if the free space is already zero, formats in place; makes no calls when tracing is off.
 template <class Integer>
 inline void DataBuffer::appendInteger(Integer value) {
-  if (trace::entryIsTraced() || !endsInZeros(DecimalText<Integer>::longest)) return insertNumber(value);
+  if (trace::entryIsTraced() || !endsInZeros(text::DecimalText<Integer>::longest)) return insertNumber(value);
   tracedExit<probe("DataBuffer::appendNumber")>([&] {
     char* const store = store_;
-    length_ = written_ = static_cast<int>(DecimalText<Integer>::write(store + length_, value) - store);
+    length_ = written_ = static_cast<int>(text::DecimalText<Integer>::write(store + length_, value) - store);
   });
 }
 
@@ -302,16 +302,16 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
 
 bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
   refuseZeroBytes(encoding);
-  const char* const codePage = nullIfEmpty(encoding);
+  const char* const codePage = text::nullIfEmpty(encoding);
   // Repeats if the buffer on the stack is too small. A third round is needed for those few of ICU's
   // converters that under-report the size if the buffer cuts a character.
   for (std::int32_t capacity = Scratch::inlineSize;;) {
     Scratch room(static_cast<std::size_t>(capacity));
     if (room.get() == nullptr) return false;
-    const std::int32_t size = fromUnicode(text, room.get(), capacity, codePage);
+    const std::int32_t size = text::fromUnicode(text, room.get(), capacity, codePage);
     if (size < 0) {
-      raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"),
-                          invariantText(encodingName(encoding)));
+      raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
+                          text::invariantText(encodingName(encoding)));
     }
     if (size <= capacity) return insert(position, room.get(), static_cast<std::size_t>(size));
     capacity = size;
@@ -323,10 +323,10 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
 /// Inserts at least one byte at the end. If zeros follow the text, as they usually do, nothing has to move,
 /// even if the added text is a part of the buffer. Inline, since a short text takes less time than a call.
 [[gnu::always_inline]] inline bool DataBuffer::append(const char* text, std::size_t count) {
-  if (count > shortPiece || !endsInZeros(count)) return appendAny(text, count);
+  if (count > text::shortPiece || !endsInZeros(count)) return appendAny(text, count);
   char* const end = store_ + length_;
   length_ = written_ = length_ + static_cast<int>(count);
-  moveShort(end, text, count);
+  text::moveShort(end, text, count);
   return true;
 }
 

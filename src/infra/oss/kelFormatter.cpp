@@ -2,15 +2,16 @@
 
 #include "infra/oss/kelNLSException.hpp"
 
-#include "oss/kelDecimalText.hpp"
 #include "oss/kelFormatSettings.hpp"
-#include "oss/kelInvariant.hpp"
 #include "oss/kelLocaleCodes.hpp"
-#include "oss/kelMemory.hpp"
-#include "oss/kelPlainRun.hpp"
 #include "oss/kelRaise.hpp"
 #include "platform/kelConsole.hpp"
 #include "platform/kelRuntimeLocale.hpp"
+#include "text/kelDecimalText.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelPlainRun.hpp"
+#include "text/kelTextUnits.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/locid.h>
@@ -37,10 +38,6 @@ namespace {
 
 using Units = std::u16string_view;
 
-Units unitsOf(const icu::UnicodeString& text) {
-  return {text.getBuffer(), static_cast<std::size_t>(text.length())};
-}
-
 // --- trimming
 
 template <class Unit>
@@ -66,19 +63,19 @@ Units trimmed(Units text) {
 
 icu::UnicodeString fromUtf8(std::string_view bytes) {
   constexpr std::size_t most = std::numeric_limits<std::int32_t>::max();
-  return made(
+  return text::made(
       icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))}));
 }
 
 /// The text as an error records it: converted through UTF-8, which replaces half a surrogate pair by U+FFFD.
 icu::UnicodeString recorded(Units text) {
   std::string bytes;
-  made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
+  text::made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
   return fromUtf8(bytes);
 }
 
 [[noreturn, gnu::cold]] void raiseNoNumber(const char* type, const icu::UnicodeString& text) {
-  raise<NLSException>("ERR_STR_TO_NUM_CONV_ERR", invariantText(type), text);
+  raise<NLSException>("ERR_STR_TO_NUM_CONV_ERR", text::invariantText(type), text);
 }
 
 // --- integers
@@ -123,7 +120,7 @@ bool readInteger(Units text, Integer& value) {
 template <class Integer>
 Integer toInteger(const icu::UnicodeString& text) {
   return traced<probe("Formatter::stringToInteger")>([&] {
-    const Units number = trimmed(unitsOf(text));
+    const Units number = trimmed(text::unitsOf(text));
     Integer value = 0;
     if (!readInteger(number, value)) [[unlikely]]
       raiseNoNumber(typeWord<Integer>, recorded(number));
@@ -150,7 +147,7 @@ void setAscii(icu::UnicodeString& out, std::string_view ascii) {
 template <class Integer>
 void toText(icu::UnicodeString& out, Integer value) {
   traced<probe("Formatter::numberToString")>([&] {
-    using Text = DecimalText<Integer>;
+    using Text = text::DecimalText<Integer>;
     char16_t* const units = openUnits(out, Text::longest);
     if (units == nullptr) return;
     out.releaseBuffer(static_cast<std::int32_t>(Text::write(units, value) - units));
@@ -235,7 +232,7 @@ bool readDouble(std::string_view text, double& value) {
 /// Writes the text as bytes and a NUL. Returns false if it is not all ASCII; the bytes are then unusable.
 bool narrowed(Units text, char* bytes) {
   bytes[text.size()] = '\0';
-  return narrowAscii(text.data(), text.size(), bytes);
+  return text::narrowAscii(text.data(), text.size(), bytes);
 }
 
 /// Reads a trimmed text. Every number consists of ASCII characters.
@@ -332,17 +329,17 @@ std::uint64_t Formatter::stringToUint64(const icu::UnicodeString& text) {
 }
 
 double Formatter::stringToDouble(const icu::UnicodeString& text) {
-  return traced<probe("Formatter::stringToDouble")>([&] { return toDouble(unitsOf(text)); });
+  return traced<probe("Formatter::stringToDouble")>([&] { return toDouble(text::unitsOf(text)); });
 }
 
 double Formatter::stringToDouble(const char* text) {
   return traced<probe("Formatter::stringToDouble")>([&] {
-    if (text == nullptr) raiseNoNumber("double", invariantText("NULL"));
+    if (text == nullptr) raiseNoNumber("double", text::invariantText("NULL"));
     const std::string_view bytes(text);
     double value = 0;
     if (endsVisible(bytes) && readDouble(bytes, value)) [[likely]]
       return value;
-    return toDouble(unitsOf(fromUtf8(bytes)));
+    return toDouble(text::unitsOf(fromUtf8(bytes)));
   });
 }
 

@@ -1,9 +1,9 @@
 #include "infra/oss/kelMessage.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelDecimalText.hpp"
-#include "oss/kelInvariant.hpp"
-#include "oss/kelMemory.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelDecimalText.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -34,10 +34,13 @@ Message::Message() {
 }
 
 Message::Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level)
-    : id_(copied(id)), text_(copied(text)), level_(level) {}
+    : id_(text::copied(id)), text_(text::copied(text)), level_(level) {}
 
 Message::Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber)
-    : id_(copied(id)), level_(level), fileName_(invariantText(fileName)), lineNumber_(lineNumber) {}
+    : id_(text::copied(id)),
+      level_(level),
+      fileName_(text::invariantText(fileName)),
+      lineNumber_(lineNumber) {}
 
 Message::Message(const Message& other) = default;
 
@@ -87,7 +90,7 @@ void Message::render(Take take) const {
 }
 
 const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
-  if (isHeldOpen(out)) return out;
+  if (text::isHeldOpen(out)) return out;
   std::size_t length = 0;
   render([&](std::u16string_view piece) { length += piece.size(); });
   out.remove();  // makes a bogus string valid, too
@@ -101,28 +104,28 @@ const icu::UnicodeString& Message::toString(icu::UnicodeString& out) const {
 }
 
 void Message::setMessageID(const icu::UnicodeString& id) {
-  id_ = copied(id);
+  id_ = text::copied(id);
 }
 void Message::setMessageText(const icu::UnicodeString& text) {
-  text_ = copied(text);
+  text_ = text::copied(text);
 }
 void Message::setMessageLevel(Level level) {
   level_ = level;
 }
 void Message::setFileName(const char* fileName) {
-  fileName_ = invariantText(fileName);
+  fileName_ = text::invariantText(fileName);
 }
 void Message::setLineNumber(unsigned int lineNumber) {
   lineNumber_ = lineNumber;
 }
 
 void Message::addArgument(const icu::UnicodeString& value) {
-  arguments_.push_back(copied(value));
+  arguments_.push_back(text::copied(value));
 }
 
 void Message::addArgument(const char* value, const char* codepage) {
   if (value == nullptr || *value == '\0') return;
-  icu::UnicodeString text = toUnicode(value, -1, codepage);
+  icu::UnicodeString text = text::toUnicode(value, -1, codepage);
   if (text.isBogus())
     text.remove();  // an unknown code page: an empty argument keeps the others in their places
   arguments_.push_back(std::move(text));
@@ -131,7 +134,7 @@ void Message::addArgument(const char* value, const char* codepage) {
 // Signed 32 bits for every type are intended: the message catalogues of programs depend on it.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
-  arguments_.push_back(invariantText(DecimalText(static_cast<std::int32_t>(value)).view()));
+  arguments_.push_back(text::invariantText(text::DecimalText(static_cast<std::int32_t>(value)).view()));
 }
 
 void Message::addArgument(unsigned char value) {
@@ -187,8 +190,8 @@ void Message::setMessage(const Message& other) {
 // The strings may be fields of this message, and there may be no memory for a copy: all copies are made
 // before the reset.
 void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
-  icu::UnicodeString newId = copied(id);
-  icu::UnicodeString newText = copied(text);
+  icu::UnicodeString newId = text::copied(id);
+  icu::UnicodeString newText = text::copied(text);
   clear();
   id_ = std::move(newId);
   text_ = std::move(newText);
@@ -197,8 +200,8 @@ void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString&
 
 void Message::setMessage(const icu::UnicodeString& id, Level level, const char* fileName,
                          unsigned int lineNumber) {
-  icu::UnicodeString newId = copied(id);
-  icu::UnicodeString newFileName = invariantText(fileName);
+  icu::UnicodeString newId = text::copied(id);
+  icu::UnicodeString newFileName = text::invariantText(fileName);
   clear();
   id_ = std::move(newId);
   level_ = level;

@@ -2,7 +2,7 @@
 
 #include "infra/oss/kelMessage.hpp"
 
-#include "oss/kelInvariant.hpp"
+#include "text/kelInvariant.hpp"
 
 #include <unicode/unistr.h>
 
@@ -65,7 +65,7 @@ void addArgument(Message& message, const Value& value) {
 /// Makes the exception, complete with its arguments, without throwing it.
 template <class Exception, class... Arguments>
 Exception makeError(Identifier identifier, const Arguments&... arguments) {
-  Exception error(invariantText(identifier.text), identifier.place.recordedName().c_str(),
+  Exception error(text::invariantText(identifier.text), identifier.place.recordedName().c_str(),
                   identifier.place.line);
   if constexpr (sizeof...(Arguments) > 0) {
     Message& message = error.getErrorMessage();

@@ -3,9 +3,9 @@
 #include "machine/kelByteOrder.hpp"
 #include "oss/kelAddrInfo.hpp"
 #include "oss/kelHandleGuard.hpp"
-#include "oss/kelMemory.hpp"
 #include "oss/kelSocketError.hpp"
 #include "platform/kelWinsock.hpp"
+#include "text/kelMemory.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -179,7 +179,7 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _A
                      const unsigned long long* timeout) {
   traced<probe("Socket::connect")>([&] {
     if (handle_ != invalidSocket) raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
-    host_ = copied(host);
+    host_ = text::copied(host);
     port_ = port;
     const std::string name = narrowHost(host_);
     AddressList list;

@@ -1,7 +1,7 @@
 #include "oss/kelSocketError.hpp"
 
-#include "oss/kelConverterCache.hpp"
 #include "platform/kelWinsock.hpp"
+#include "text/kelConverterCache.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ void raiseLastError(const Peer& peer, SourcePlace place) {
 
 void raiseResolverError(int code, const Peer& peer, SourcePlace place) {
   // The text may be empty. It is passed as a string, since an empty narrow text would add no argument.
-  const icu::UnicodeString text = toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
+  const icu::UnicodeString text = text::toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
   raise<SocketException>({"ERR_SOCKET_GETADDRINFO_ERROR", place}, *peer.host, peer.port, code, text);
 }
 

@@ -1,9 +1,9 @@
 #include "infra/oss/kelStringTokenizer.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelInvariant.hpp"
-#include "oss/kelMemory.hpp"
-#include "oss/kelTokenEdges.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelTokenEdges.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -24,15 +24,15 @@ namespace {
 
 /// The same four characters in every code page.
 icu::UnicodeString defaultDelimiters() {
-  return invariantText(" \r\n\t");
+  return text::invariantText(" \r\n\t");
 }
 
 icu::UnicodeString delimitersFrom(const char* delimiters) {
-  return isEmpty(delimiters) ? defaultDelimiters() : invariantText(delimiters);
+  return text::isEmpty(delimiters) ? defaultDelimiters() : text::invariantText(delimiters);
 }
 
 icu::UnicodeString delimitersFrom(const char* delimiters, const char* codePage) {
-  return isEmpty(delimiters) ? defaultDelimiters() : toUnicode(delimiters, -1, codePage);
+  return text::isEmpty(delimiters) ? defaultDelimiters() : text::toUnicode(delimiters, -1, codePage);
 }
 
 constexpr std::size_t asciiUnits = 128;
@@ -46,8 +46,8 @@ bool isAscii(const icu::UnicodeString& text) {
 
 /// Whether a code page has ASCII's bytes for ASCII's units, whatever is before or after them.
 bool keepsAscii(const char* codePage) {
-  using Form = CachedConverter::Form;
-  const Form form = CachedConverter(codePage, CachedConverter::Direction::fromUnicode).form();
+  using Form = text::CachedConverter::Form;
+  const Form form = text::CachedConverter(codePage, text::CachedConverter::Direction::fromUnicode).form();
   if (form != Form::singleBytes && form != Form::utf8) return false;
   std::array<char16_t, asciiUnits> units;
   std::array<char, asciiUnits> ascii;
@@ -56,25 +56,26 @@ bool keepsAscii(const char* codePage) {
   std::iota(ascii.begin(), ascii.end(), '\0');
   constexpr auto count = static_cast<std::int32_t>(asciiUnits);
   const icu::UnicodeString text(static_cast<UBool>(false), units.data(), count);
-  return fromUnicode(text, bytes.data(), count, codePage) == count && bytes == ascii;
+  return text::fromUnicode(text, bytes.data(), count, codePage) == count && bytes == ascii;
 }
 
 }  // namespace
 
 StringTokenizer::StringTokenizer(const char* text, const char* codePage, const char* delimiters)
     : bytes_(nullptr),
-      text_(isEmpty(text) ? icu::UnicodeString() : toUnicode(text, -1, nullIfEmpty(codePage))) {
+      text_(text::isEmpty(text) ? icu::UnicodeString()
+                                : text::toUnicode(text, -1, text::nullIfEmpty(codePage))) {
   tracedExit<probe("StringTokenizer::StringTokenizer")>([&] {
-    if (!isEmpty(codePage)) {
+    if (!text::isEmpty(codePage)) {
       std::memcpy(codePage_.data(), codePage, std::min(std::strlen(codePage), codePage_.size() - 1));
     }
-    tokenize(delimitersFrom(delimiters, nullIfEmpty(codePage)));
+    tokenize(delimitersFrom(delimiters, text::nullIfEmpty(codePage)));
   });
 }
 
 // NOLINTNEXTLINE(modernize-pass-by-value): programs depend on this signature
 StringTokenizer::StringTokenizer(const icu::UnicodeString& text, const char* delimiters)
-    : bytes_(nullptr), text_(copied(text)) {
+    : bytes_(nullptr), text_(text::copied(text)) {
   tracedExit<probe("StringTokenizer::StringTokenizer")>([&] { tokenize(delimitersFrom(delimiters)); });
 }
 
@@ -91,11 +92,12 @@ void StringTokenizer::tokenize(const icu::UnicodeString& delimiters) {
     edges_ = static_cast<std::int32_t*>(std::malloc((length + 2) * sizeof *edges_));
     if (edges_ == nullptr) throw std::bad_alloc();
     const char16_t* const text = text_.getBuffer();
-    const bool few = !delimiters.isEmpty() && delimiters.length() <= FewDelimiters::most;
+    const bool few = !delimiters.isEmpty() && delimiters.length() <= text::FewDelimiters::most;
     const std::int32_t* const end =
-        few                   ? findEdges(text, length, FewDelimiters(delimiters), edges_)
-        : isAscii(delimiters) ? findEdges(text, length, ManyDelimiters<128>(delimiters), edges_)
-                              : findEdges(text, length, ManyDelimiters<0x10000>(delimiters), edges_);
+        few ? text::findEdges(text, length, text::FewDelimiters(delimiters), edges_)
+        : isAscii(delimiters)
+            ? text::findEdges(text, length, text::ManyDelimiters<128>(delimiters), edges_)
+            : text::findEdges(text, length, text::ManyDelimiters<0x10000>(delimiters), edges_);
     const auto count = static_cast<std::size_t>(end - edges_);
     count_ = static_cast<int>(count / 2);
     if (void* const smaller = std::realloc(edges_, count * sizeof *edges_))
@@ -173,7 +175,7 @@ void StringTokenizer::appendConverted(const Token& token) {
   // The buffer does not report that it had no memory; the token must not be lost. If a long token begins with
   // a NUL, an empty result is correct.
   if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
-      fromUnicode(text, nullptr, 0, nullIfEmpty(codePage_.data())) > 0)
+      text::fromUnicode(text, nullptr, 0, text::nullIfEmpty(codePage_.data())) > 0)
     throw std::bad_alloc();
 }
 

@@ -2,10 +2,10 @@
 
 #include "infra/oss/kelNLSException.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelInvariant.hpp"
 #include "oss/kelRaise.hpp"
-#include "oss/kelUTF8Text.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelUTF8Text.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -50,7 +50,7 @@ bool UTF8Iterator::takeText(const char* text) {
     const std::size_t length = text == nullptr ? 0 : std::strlen(text);
     char* const copy = roomFor(length);
     if (copy == nullptr) return false;
-    const std::ptrdiff_t count = copyWellFormed(copy, text, length);
+    const std::ptrdiff_t count = text::copyWellFormed(copy, text, length);
     if (count < 0) {
       giveBack(copy, length);
       raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
@@ -64,9 +64,10 @@ bool UTF8Iterator::takeText(const char* text) {
 
 void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   std::array<char, inlineCapacity + 1> room;
-  const std::int32_t size = fromUnicode(text, room.data(), inlineCapacity, "UTF-8");
+  const std::int32_t size = text::fromUnicode(text, room.data(), inlineCapacity, "UTF-8");
   if (size < 0)
-    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", invariantText("UTF-16"), invariantText("UTF-8"));
+    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
+                        text::invariantText("UTF-8"));
   const auto count = static_cast<std::size_t>(size);
   if (count <= inlineCapacity) {
     room[count] = '\0';
@@ -75,7 +76,7 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   }
   const std::unique_ptr<char[]> bytes(new (std::nothrow) char[count + 1]);
   if (bytes == nullptr) return;
-  fromUnicode(text, bytes.get(), size, "UTF-8");
+  text::fromUnicode(text, bytes.get(), size, "UTF-8");
   bytes[count] = '\0';
   takeText(bytes.get());
 }
@@ -83,11 +84,11 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
 /// Room for a text of that length, followed by as many zeros as are read after it. Null if there is no
 /// memory.
 char* UTF8Iterator::roomFor(std::size_t length) {
-  static_assert(inlineSize >= inlineCapacity + spreadSlack);
+  static_assert(inlineSize >= inlineCapacity + text::spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();
   if (length > static_cast<std::size_t>(std::numeric_limits<int>::max())) return nullptr;
-  char* const block = static_cast<char*>(std::malloc(length + spreadSlack));
-  if (block != nullptr) std::memset(block + length, 0, spreadSlack);
+  char* const block = static_cast<char*>(std::malloc(length + text::spreadSlack));
+  if (block != nullptr) std::memset(block + length, 0, text::spreadSlack);
   return block;
 }
 
@@ -155,11 +156,11 @@ bool UTF8Iterator::spreadMore() {
   const int most = position_ == 0 ? charactersAtFirst : charactersAtOnce;
   const int stretch = std::min(most, length_ - position_);
   const std::size_t count =
-      spreadCharacters(characters_.data(), text_ + position_, static_cast<std::size_t>(stretch));
+      text::spreadCharacters(characters_.data(), text_ + position_, static_cast<std::size_t>(stretch));
   next_ = characters_.data();
   end_ = next_ + count;
   position_ += stretch;
-  while (position_ < length_ && continuesCharacter(text_[position_])) ++position_;
+  while (position_ < length_ && text::continuesCharacter(text_[position_])) ++position_;
   return true;
 }
 

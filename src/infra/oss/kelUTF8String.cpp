@@ -3,11 +3,11 @@
 #include "infra/oss/kelConverter.hpp"
 #include "infra/oss/kelNLSException.hpp"
 
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
-#include "oss/kelUTF8Conversion.hpp"
-#include "oss/kelUTF8Text.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelUTF8Conversion.hpp"
+#include "text/kelUTF8Text.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -39,7 +39,7 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
     return;
   }
   icu::UnicodeString grown(static_cast<std::int32_t>(std::min(length + length / 4, most)), 0, 0);
-  text = made(std::move(grown.append(text).append(more)));
+  text = text::made(std::move(grown.append(text).append(more)));
 }
 
 /// Decodes the bytes directly after the text if there is room for one unit for each byte, which suffices for
@@ -53,7 +53,7 @@ bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t coun
     if (text.isBogus()) throw std::bad_alloc();  // its units were shared, and there is no memory for a copy
     return false;                                // the caller holds it open
   }
-  const std::ptrdiff_t written = utf16FromUtf8(bytes, count, units + length);
+  const std::ptrdiff_t written = text::utf16FromUtf8(bytes, count, units + length);
   text.releaseBuffer(length + static_cast<std::int32_t>(std::max(written, std::ptrdiff_t{0})));
   return written >= 0;
 }
@@ -85,8 +85,8 @@ const char* UTF8String::getString() const {
 
 void UTF8String::getString(icu::UnicodeString& text) const {
   const char* const bytes = getString();
-  if (!appendInPlace(text, bytes, std::strlen(bytes)) && !isHeldOpen(text))
-    appendTo(text, toUnicode(bytes, -1, utf8));
+  if (!appendInPlace(text, bytes, std::strlen(bytes)) && !text::isHeldOpen(text))
+    appendTo(text, text::toUnicode(bytes, -1, utf8));
 }
 
 int UTF8String::getString(char* target, int capacity, const char* codepage) const {
@@ -105,7 +105,7 @@ signed char UTF8String::compare(const UTF8String& other) const {
 }
 
 int UTF8String::numChars() const {
-  const std::ptrdiff_t count = countLeniently(getString(), static_cast<std::size_t>(length()));
+  const std::ptrdiff_t count = text::countLeniently(getString(), static_cast<std::size_t>(length()));
   if (count < 0) raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
   return static_cast<int>(count);
 }

@@ -1,8 +1,8 @@
 #include "simd/kelBase64Kernel.hpp"
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf16Kernel.hpp"
-#include "simd/kelUtf8Kernel.hpp"
-#include "simd/kelUtf8SpreadKernel.hpp"
+#include "simd/kelUTF16Kernel.hpp"
+#include "simd/kelUTF8Kernel.hpp"
+#include "simd/kelUTF8SpreadKernel.hpp"
 
 namespace tarvo::simd {
 

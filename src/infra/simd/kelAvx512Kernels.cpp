@@ -1,8 +1,8 @@
 #include "simd/kelBase64VbmiKernel.hpp"
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf16Kernel.hpp"
-#include "simd/kelUtf8MaskKernel.hpp"
-#include "simd/kelUtf8SpreadKernel.hpp"
+#include "simd/kelUTF16Kernel.hpp"
+#include "simd/kelUTF8MaskKernel.hpp"
+#include "simd/kelUTF8SpreadKernel.hpp"
 
 namespace tarvo::simd {
 

@@ -1,6 +1,6 @@
 #include "machine/kelByteOrder.hpp"
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf8Words.hpp"
+#include "simd/kelUTF8Words.hpp"
 
 // For any processor. Base64 and UTF-16 leave everything to their callers, whose loops are the fastest
 // code without vectors.

@@ -2,10 +2,10 @@
 
 #include "infra/util/kelBase64Exception.hpp"
 
-#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
 #include "simd/kelBase64Characters.hpp"
 #include "simd/kelKernelChoice.hpp"
+#include "text/kelMemory.hpp"
 
 #include <unicode/unistr.h>
 
@@ -122,7 +122,7 @@ struct Target {
 [[noreturn]] void raiseMisaligned(const Source& source) {
   // The argument is the text up to its first NUL, whatever the count: programs know the text by its
   // terminator.
-  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", oss::made(icu::UnicodeString(source.units)));
+  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", text::made(icu::UnicodeString(source.units)));
 }
 
 /// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns the number

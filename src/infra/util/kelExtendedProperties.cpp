@@ -6,14 +6,14 @@
 #include "infra/oss/kelSizeableBuffer.hpp"
 #include "infra/util/kelPropertiesException.hpp"
 
-#include "oss/kelDecimalText.hpp"
-#include "oss/kelInvariant.hpp"
-#include "oss/kelMemory.hpp"
 #include "oss/kelRaise.hpp"
+#include "text/kelDecimalText.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelTextUnits.hpp"
 #include "util/kelPropertiesText.hpp"
 #include "util/kelPropertyLines.hpp"
 #include "util/kelPropertyMap.hpp"
-#include "util/kelTextUnits.hpp"
 
 #include <algorithm>
 #include <array>
@@ -43,18 +43,17 @@ U_NAMESPACE_END
 namespace tarvo::util {
 
 using oss::Formatter;
-using oss::invariantText;
 using oss::raise;
 
 namespace {
 
 template <class Number>
 icu::UnicodeString decimalText(Number value) {
-  return invariantText(oss::DecimalText<Number>(value).view());
+  return text::invariantText(text::DecimalText<Number>(value).view());
 }
 
 PropertyLine lineOf(std::u16string_view key, std::u16string_view value) {
-  return {key, value, PropertyIndex::hashOf(key), holds(value, u'%')};
+  return {key, value, PropertyIndex::hashOf(key), text::holds(value, u'%')};
 }
 
 // --- typed values
@@ -75,7 +74,7 @@ struct Boolean {
   static std::optional<bool> read(const icu::UnicodeString& text) {
     constexpr std::array<std::u16string_view, 4> yes = {u"true", u"yes", u"on", u"1"};
     constexpr std::array<std::u16string_view, 4> no = {u"false", u"no", u"off", u"0"};
-    const std::u16string_view word = unitsOf(text);
+    const std::u16string_view word = text::unitsOf(text);
     if (std::find(yes.begin(), yes.end(), word) != yes.end()) return true;
     if (std::find(no.begin(), no.end(), word) != no.end()) return false;
     return std::nullopt;
@@ -119,7 +118,7 @@ struct Double {
 /// Whether there is no white space at either end, so that no trimmed copy is needed.
 bool isTrimmed(const icu::UnicodeString& text) {
   const auto isVisible = [](char16_t unit) { return unit > u' ' && unit < 0x7F; };
-  const std::u16string_view units = unitsOf(text);
+  const std::u16string_view units = text::unitsOf(text);
   return !units.empty() && isVisible(units.front()) && isVisible(units.back());
 }
 
@@ -133,7 +132,8 @@ auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored)
   const icu::UnicodeString& text = isTrimmed(stored) ? stored : copy;
   const auto value = Type::read(text);
   if (!value) {
-    raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text, invariantText(Type::wordFor(text)));
+    raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text,
+                               text::invariantText(Type::wordFor(text)));
   }
   return *value;
 }
@@ -171,7 +171,7 @@ void ExtendedProperties::copy(const ExtendedProperties& other) {
 const icu::UnicodeString* ExtendedProperties::findProperty(const icu::UnicodeString& key,
                                                            const icu::UnicodeString* defaultValue,
                                                            bool required) const {
-  const PropertyMap::Property* const found = std::as_const(*properties_).find(unitsOf(key));
+  const PropertyMap::Property* const found = std::as_const(*properties_).find(text::unitsOf(key));
   if (found != nullptr) return &found->second;
   if (required) raise<PropertiesException>("ERR_PROPERTY_MISSING", key);
   return defaultValue;
@@ -241,31 +241,31 @@ double ExtendedProperties::requirePropertyAsDouble(const icu::UnicodeString& key
 // --- change
 
 void ExtendedProperties::putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
-  properties_->store(oss::copied(key), oss::copied(value));
+  properties_->store(text::copied(key), text::copied(value));
 }
 
 void ExtendedProperties::putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value) {
-  properties_->store(oss::copied(key), decimalText(value));
+  properties_->store(text::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value) {
-  properties_->store(oss::copied(key), decimalText(value));
+  properties_->store(text::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value) {
-  properties_->store(oss::copied(key), decimalText(value));
+  properties_->store(text::copied(key), decimalText(value));
 }
 
 void ExtendedProperties::putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value) {
-  properties_->store(oss::copied(key), decimalText(value));
+  properties_->store(text::copied(key), decimalText(value));
 }
 
 std::int32_t ExtendedProperties::removeProperty(const icu::UnicodeString& key) {
-  return properties_->remove(unitsOf(key)) ? 1 : 0;
+  return properties_->remove(text::unitsOf(key)) ? 1 : 0;
 }
 
 void ExtendedProperties::addInclude(const icu::UnicodeString& name) {
-  includes_.push_back(oss::copied(name));
+  includes_.push_back(text::copied(name));
 }
 
 // --- iterate
@@ -322,7 +322,7 @@ void ExtendedProperties::load(const icu::UnicodeString& text) {
 bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std::size_t length) {
   PropertiesReader reader(data, data == nullptr ? 0 : length, position);
   if (!reader.readLine()) return false;
-  if (reader.hasProperty()) properties_->store(textOf(reader.key()), textOf(reader.value()));
+  if (reader.hasProperty()) properties_->store(text::textOf(reader.key()), text::textOf(reader.value()));
   position = reader.position();
   return true;
 }
@@ -362,7 +362,7 @@ class ExtendedProperties::Resolver {
     explicit Work(Property& which) : property(&which) {}
 
     /// The part that is not read yet. After an open "%" it begins with the name, or with the end of the name.
-    std::u16string_view rest() const { return unitsOf(property->second).substr(position); }
+    std::u16string_view rest() const { return text::unitsOf(property->second).substr(position); }
 
     Property* property;
     std::u16string done;       ///< the value up to the rest or the open "%", with its replacements
@@ -372,7 +372,7 @@ class ExtendedProperties::Resolver {
   };
 
   void resolve(Property& property) {
-    const std::u16string_view value = unitsOf(property.second);
+    const std::u16string_view value = text::unitsOf(property.second);
     const std::size_t first = value.find(u'%');
     if (first == none || value.find(u'%', first + 1) == none) return;
     begin(property);
@@ -388,7 +388,7 @@ class ExtendedProperties::Resolver {
       return;
     }
     Property& target = referenced(work, work.rest().substr(0, length));
-    const std::u16string_view value = unitsOf(target.second);
+    const std::u16string_view value = text::unitsOf(target.second);
     const std::size_t percent = value.find(u'%');
     Tail* const tail = percent == none ? nullptr : findTail(target, percent);
     if (percent != none && tail == nullptr) {
@@ -437,7 +437,7 @@ class ExtendedProperties::Resolver {
   Tail* findTail(const Property& property, std::size_t percent) {
     const auto known = tailOf_.find(&property);
     if (known != tailOf_.end()) return known->second;
-    const std::u16string_view text = unitsOf(property.second).substr(percent + 1);
+    const std::u16string_view text = text::unitsOf(property.second).substr(percent + 1);
     if (text.find(u'%') != none) return nullptr;
     Tail& tail = *tails_.try_emplace(text).first;
     return tailOf_.emplace(&property, &tail).first->second;
@@ -458,7 +458,7 @@ class ExtendedProperties::Resolver {
   Property& find(const Work& work, std::u16string_view name) const {
     Property* const found = properties_.find(name);
     if (found == nullptr) {
-      raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", work.property->first, textOf(name));
+      raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", work.property->first, text::textOf(name));
     }
     return *found;
   }
@@ -472,7 +472,7 @@ class ExtendedProperties::Resolver {
     const std::u16string_view rest = work.rest();
     append(work.done, rest);
     work.position += rest.size();
-    work.property->second = textOf(work.done);
+    work.property->second = text::textOf(work.done);
   }
 
   /// Replacements made before an error stay.

@@ -1,8 +1,8 @@
 #include "util/kelPropertiesText.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelInvariant.hpp"
-#include "oss/kelPlainRun.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <algorithm>
 #include <array>
@@ -48,8 +48,8 @@ constexpr auto bytesOfKinds = [] {
 
 /// The number of bytes of a block before the first one that is in `bytes`.
 template <const auto& bytes, std::size_t... i>
-std::size_t bytesBefore(oss::SixteenBytes block, std::index_sequence<i...> /*all*/) {
-  const oss::SixteenBytes found = (... | oss::SixteenBytes(block == bytes[i]));
+std::size_t bytesBefore(text::SixteenBytes block, std::index_sequence<i...> /*all*/) {
+  const text::SixteenBytes found = (... | text::SixteenBytes(block == bytes[i]));
   const auto [first, second] = std::bit_cast<std::array<std::uint64_t, 2>>(found);
   const int zeros = first != 0 ? std::countr_zero(machine::littleEndian(first))
                                : 64 + std::countr_zero(machine::littleEndian(second));
@@ -75,15 +75,15 @@ bool isCharacter(unsigned int unit) {
 template <unsigned int kinds>
 std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t* units) {
   std::size_t done = 0;
-  for (; count - done >= oss::plainBlock; done += oss::plainBlock) {
-    oss::SixteenBytes block;
+  for (; count - done >= text::plainBlock; done += text::plainBlock) {
+    text::SixteenBytes block;
     std::memcpy(&block, bytes + done, sizeof block);
-    for (std::size_t i = 0; i < oss::plainBlock; i += 8) {
-      oss::widenEight(reinterpret_cast<const char*>(bytes) + done + i, units + done + i);
+    for (std::size_t i = 0; i < text::plainBlock; i += 8) {
+      text::widenEight(reinterpret_cast<const char*>(bytes) + done + i, units + done + i);
     }
     const std::size_t plain =
         bytesBefore<bytesOfKinds<kinds>>(block, std::make_index_sequence<bytesOfKinds<kinds>.size()>());
-    if (plain < oss::plainBlock) return done + plain;
+    if (plain < text::plainBlock) return done + plain;
   }
   while (done < count && (kindOf[bytes[done]] & kinds) == 0) {
     units[done] = bytes[done];
@@ -268,12 +268,12 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\",
 
 void PropertiesWriter::writeHeader() {
   // The blank at the end is intended, with nothing after it.
-  write(oss::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
+  write(text::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }
 
 void PropertiesWriter::writeInclude(const icu::UnicodeString& name) {
-  write(oss::invariantText("#include "), Escapes::ofComment);
+  write(text::invariantText("#include "), Escapes::ofComment);
   write(name, Escapes::ofComment);
   endLine();
 }

@@ -1,8 +1,8 @@
 #include "util/kelPropertyLines.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelPlainRun.hpp"
-#include "util/kelTextUnits.hpp"
+#include "text/kelPlainRun.hpp"
+#include "text/kelTextUnits.hpp"
 
 #include <algorithm>
 #include <array>
@@ -20,11 +20,11 @@ constexpr std::size_t wordBytes = sizeof(std::uint64_t);
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   constexpr std::uint64_t highBytes = 0xFF00'FF00'FF00'FF00;
   constexpr std::uint64_t one = 0x0001'0001'0001'0001;
-  const std::uint64_t first = wordAt(units);
-  const std::uint64_t second = wordAt(units + wordUnits);
+  const std::uint64_t first = text::wordAt(units);
+  const std::uint64_t second = text::wordAt(units + text::wordUnits);
   if (((first | (first + one) | second | (second + one)) & highBytes) != 0) return std::nullopt;
   std::array<char, wordBytes> bytes;
-  oss::narrowEight(units, bytes.data());
+  text::narrowEight(units, bytes.data());
   return machine::bigEndianAt<std::uint64_t>(bytes.data());
 }
 
@@ -50,7 +50,7 @@ std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
 
 /// Whether all keys with this number have the same eight units.
 constexpr bool identifiesUnits(std::uint64_t word) {
-  return !oss::hasZeroByte(word) && !oss::hasZeroByte(~word);
+  return !text::hasZeroByte(word) && !text::hasZeroByte(~word);
 }
 
 /// Sorts by eight units at a time, packed into a number, and then sorts keys with equal numbers by the next
@@ -117,7 +117,7 @@ class LineSorter {
       if (left.word != right.word) return left.word < right.word;
       const std::u16string_view leftRest = keyOf(left).substr(depth);
       const std::u16string_view rightRest = keyOf(right).substr(depth);
-      return leftRest == rightRest ? left.line < right.line : isLess(leftRest, rightRest);
+      return leftRest == rightRest ? left.line < right.line : text::isLess(leftRest, rightRest);
     });
   }
 
@@ -130,7 +130,7 @@ class LineSorter {
 void sortByKey(std::vector<PropertyLine>& lines) {
   // Texts that were saved are already sorted.
   const bool inOrder = std::is_sorted(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
-    return isLess(left.key, right.key);
+    return text::isLess(left.key, right.key);
   });
   if (!inOrder) lines = LineSorter(lines).sorted();
 }

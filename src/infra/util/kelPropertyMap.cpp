@@ -1,7 +1,7 @@
 #include "util/kelPropertyMap.hpp"
 
 #include "machine/kelWideProduct.hpp"
-#include "util/kelTextUnits.hpp"
+#include "text/kelTextUnits.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -15,7 +15,7 @@ namespace tarvo::util {
 namespace {
 
 bool mayRefer(const icu::UnicodeString& value) {
-  return holds(unitsOf(value), u'%');
+  return text::holds(text::unitsOf(value), u'%');
 }
 
 /// Combines both halves of the product: its lower bits do not depend on the upper bits of the factors, and
@@ -47,16 +47,16 @@ std::uint64_t shortWordOf(std::u16string_view units) noexcept {
 /// Reads two words at a time; their products are computed independently.
 PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   const std::size_t size = key.size();
-  if (size < wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
+  if (size < text::wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
   const char16_t* const units = key.data();
   std::uint64_t hash = size;
   const auto take = [&](const char16_t* one, const char16_t* next) {
-    hash = std::rotl(hash, 29) ^ foldedWords(wordAt(one), wordAt(next));
+    hash = std::rotl(hash, 29) ^ foldedWords(text::wordAt(one), text::wordAt(next));
   };
-  for (std::size_t i = 0; i + 2 * wordUnits < size; i += 2 * wordUnits)
-    take(units + i, units + i + wordUnits);
+  for (std::size_t i = 0; i + 2 * text::wordUnits < size; i += 2 * text::wordUnits)
+    take(units + i, units + i + text::wordUnits);
   // The last two words may contain units of earlier ones, or of each other, again.
-  take(units + (size < 2 * wordUnits ? 0 : size - 2 * wordUnits), units + size - wordUnits);
+  take(units + (size < 2 * text::wordUnits ? 0 : size - 2 * text::wordUnits), units + size - text::wordUnits);
   return static_cast<Hash>(folded(hash, saltOfFirst) >> 32U);
 }
 
@@ -74,7 +74,7 @@ PropertyIndex::Answer PropertyIndex::find(Hash hash, std::u16string_view key) co
   for (const Place* const end = place + reach; place != end; ++place) {
     if (!place->used) return {nullptr, true};
     if (place->hash != hash || place->property == nullptr) continue;
-    const std::u16string_view stored = unitsOf(place->property->first);
+    const std::u16string_view stored = text::unitsOf(place->property->first);
     if (stored.size() == key.size() &&
         (key.empty() ||  // an empty key may have no units to point to
          std::memcmp(stored.data(), key.data(), key.size() * sizeof(char16_t)) == 0)) {
@@ -117,7 +117,7 @@ void* NodePool::take(std::size_t size) {
 // --- the map
 
 bool ExtendedProperties::KeyOrder::precedes(std::u16string_view left, std::u16string_view right) noexcept {
-  return isLess(left, right);
+  return text::isLess(left, right);
 }
 
 ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other)
@@ -128,7 +128,7 @@ ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other)
 void ExtendedProperties::PropertyMap::rebuildIndex(std::size_t more) {
   PropertyIndex index(map_.size() + more);
   for (Property& property : map_) {
-    index.add(PropertyIndex::hashOf(unitsOf(property.first)), property, mayRefer(property.second));
+    index.add(PropertyIndex::hashOf(text::unitsOf(property.first)), property, mayRefer(property.second));
   }
   index_ = std::move(index);
 }
@@ -149,8 +149,8 @@ ExtendedProperties::PropertyMap::Found ExtendedProperties::PropertyMap::search(
 
 void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::UnicodeString&& value) {
   const bool refers = mayRefer(value);
-  const PropertyIndex::Hash hash = PropertyIndex::hashOf(unitsOf(key));
-  const auto [property, place] = search(hash, unitsOf(key));
+  const PropertyIndex::Hash hash = PropertyIndex::hashOf(text::unitsOf(key));
+  const auto [property, place] = search(hash, text::unitsOf(key));
   if (property != nullptr) {
     property->second = std::move(value);
     if (place != nullptr) index_.noteValue(*place, refers);
@@ -183,7 +183,7 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
     index_.add(line.hash, *insert(line), line.refers);
     return;
   }
-  property->second = textOf(line.value);
+  property->second = text::textOf(line.value);
   if (place != nullptr) index_.noteValue(*place, line.refers);
 }
 
@@ -191,8 +191,8 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
 /// tree first.
 ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap::insert(
     const PropertyLine& line) {
-  const std::int32_t keyLength = lengthOf(line.key);
-  const std::int32_t valueLength = lengthOf(line.value);
+  const std::int32_t keyLength = text::lengthOf(line.key);
+  const std::int32_t valueLength = text::lengthOf(line.value);
   const std::size_t before = map_.size();
   const auto added = map_.emplace_hint(map_.cend(), std::piecewise_construct,
                                        std::forward_as_tuple(line.key.data(), keyLength),

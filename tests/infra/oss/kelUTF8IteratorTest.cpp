@@ -5,7 +5,7 @@
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 #include "support/kelTraceRecorder.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

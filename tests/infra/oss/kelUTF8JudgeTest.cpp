@@ -4,7 +4,7 @@
 #include "support/kelProcess.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <gtest/gtest.h>
 

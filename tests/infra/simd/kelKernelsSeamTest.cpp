@@ -4,7 +4,7 @@
 #include "support/kelGuardedMemory.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

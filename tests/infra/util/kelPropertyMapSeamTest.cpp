@@ -3,9 +3,9 @@
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
+#include "text/kelTextUnits.hpp"
 #include "util/kelPropertyLines.hpp"
 #include "util/kelPropertyMap.hpp"
-#include "util/kelTextUnits.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -33,7 +33,7 @@ using util::PropertyIndex;
 using util::PropertyLine;
 
 icu::UnicodeString unicode(std::u16string_view units) {
-  return util::textOf(units);
+  return text::textOf(units);
 }
 
 std::string numbered(const char* before, std::size_t number, const char* behind = "") {
@@ -109,13 +109,6 @@ TEST(PropertiesAllocation, IsNotNeededToAsk) {
   EXPECT_EQ(&properties.getProperty(absent, absent), &absent);
   EXPECT_EQ(properties.requireProperty(longKey).length(), 4);
   EXPECT_EQ(count.made(), 0U);
-}
-
-TEST(TextUnits, AreNoMoreThanIcuCounts) {
-  constexpr std::size_t most = 0x7FFFFFFF;
-  EXPECT_EQ(util::lengthOf(std::u16string_view(u"claimed", most)), 0x7FFFFFFF);
-  EXPECT_THROW(util::lengthOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
-  EXPECT_THROW(util::textOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
 }
 
 // A key without memory looks like the empty one, which may be there.
@@ -337,40 +330,7 @@ TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
   }
 }
 
-TEST(TextUnits, AreHeldWhereverTheyStand) {
-  for (const char16_t unit : rowsOf({u'%', u'\0', u'\x8025', u'\xFFFF'})) {
-    // Units that differ from it in one bit are not it.
-    for (int bit = 0; bit < 16; ++bit) {
-      ROW("bit", bit);
-      for (std::size_t length = 0; length < 14; ++length) {
-        ROW("length", length);
-        std::u16string units(length, static_cast<char16_t>(unit ^ 1U << static_cast<unsigned int>(bit)));
-        ASSERT_FALSE(util::holds(units, unit)) << length;
-        for (char16_t& place : rowsOf(units)) {
-          const char16_t former = std::exchange(place, unit);
-          ASSERT_TRUE(util::holds(units, unit)) << length;
-          place = former;
-        }
-      }
-    }
-  }
-}
-
 // --- sorting
-
-TEST(TextUnits, AreInTheOrderOfTheLibrarys) {
-  std::mt19937 random(seeded(1));
-  for (int i = 0; i < 20'000; ++i) {
-    ROW("i", i);
-    const std::u16string common(random() % 10, u'c');
-    std::u16string left = common;
-    std::u16string right = common;
-    for (std::size_t rest = random() % 6; rest > 0; --rest) left += u"ab\0\u0100\xD800\xFFFF"[random() % 6];
-    for (std::size_t rest = random() % 6; rest > 0; --rest) right += u"ab\0\u0100\xD800\xFFFF"[random() % 6];
-    ASSERT_EQ(util::isLess(left, right), left < right) << "pair " << i;
-    ASSERT_FALSE(util::isLess(left, left));
-  }
-}
 
 TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
   for (unsigned int seed = 0; seed < 400; ++seed) {

@@ -1,6 +1,6 @@
-#include "oss/kelDecimalText.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
+#include "text/kelDecimalText.hpp"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@
 namespace tarvo::test {
 namespace {
 
-using oss::DecimalText;
+using text::DecimalText;
 
 /// Room for the longest text and some units more, which must stay.
 template <class Number, class Unit>
@@ -105,11 +105,11 @@ TEST(DecimalDigits, OfFewDigitsAreExact) {
     const std::uint32_t thousands = value / 1000, hundreds = value / 100 % 10, tens = value / 10 % 10,
                         ones = value % 10;
     const std::uint64_t four = thousands | hundreds << 8U | tens << 16U | ones << 24U;
-    ASSERT_EQ(oss::decimal::digitsOf<4>(value), four) << value;
-    ASSERT_EQ(oss::decimal::digitsOf<8>(value), four << 32U) << value;
-    ASSERT_EQ(oss::decimal::digitsOf<8>(value * 10000), four) << value;
+    ASSERT_EQ(text::decimal::digitsOf<4>(value), four) << value;
+    ASSERT_EQ(text::decimal::digitsOf<8>(value), four << 32U) << value;
+    ASSERT_EQ(text::decimal::digitsOf<8>(value * 10000), four) << value;
     if (value < 100) {
-      ASSERT_EQ(oss::decimal::digitsOf<2>(value), four >> 16U) << value;
+      ASSERT_EQ(text::decimal::digitsOf<2>(value), four >> 16U) << value;
     }
   }
 }

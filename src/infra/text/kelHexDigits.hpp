@@ -1,13 +1,13 @@
 #pragma once
 
-#include "oss/kelPlainRun.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <cstddef>
 #include <cstring>
 
 /// Writes bytes as two hexadecimal digits each, sixteen bytes at a time. Digits are computed, since a table
 /// costs a load and a store for each byte. The compilers' vector extension works for every processor.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// The digits of values below 16. `letters` is the number of characters between '9' and the letter for 10.
 /// The comparison is signed, which takes one instruction.
@@ -46,4 +46,4 @@ inline void writeHex(const char* data, std::size_t count, char* digits, bool upp
   }
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

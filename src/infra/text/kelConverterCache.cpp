@@ -1,11 +1,11 @@
-#include "oss/kelConverterCache.hpp"
+#include "text/kelConverterCache.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelMemory.hpp"
-#include "oss/kelSingleByteTable.hpp"
-#include "oss/kelUTF16Bytes.hpp"
-#include "oss/kelUTF8Conversion.hpp"
 #include "platform/kelThreadBlock.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelSingleByteTable.hpp"
+#include "text/kelUTF16Bytes.hpp"
+#include "text/kelUTF8Conversion.hpp"
 
 #include <algorithm>
 #include <array>
@@ -17,7 +17,7 @@
 #include <string_view>
 #include <type_traits>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 constexpr std::size_t longestName = UCNV_MAX_CONVERTER_NAME_LENGTH;
 
@@ -436,4 +436,4 @@ std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* f
   return convertOnStack(bytes, length, from, target, room, to, toCodePage);
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

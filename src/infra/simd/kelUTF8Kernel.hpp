@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf8Words.hpp"
+#include "simd/kelUTF8Words.hpp"
 #include "simd/kelVectors.hpp"
 
 /// UTF-8 for vectors of any width. Every byte is checked with the three bytes before it, which are loaded

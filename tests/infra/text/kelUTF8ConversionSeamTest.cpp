@@ -1,6 +1,6 @@
-#include "oss/kelUTF8Conversion.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
+#include "text/kelUTF8Conversion.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 using test::rowsOf;
@@ -192,4 +192,4 @@ TEST(UTF8Conversion, FindsDamageAnywhere) {
 }
 
 }  // namespace
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

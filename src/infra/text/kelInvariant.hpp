@@ -1,6 +1,6 @@
 #pragma once
 
-#include "oss/kelMemory.hpp"
+#include "text/kelMemory.hpp"
 
 #include <unicode/unistr.h>
 
@@ -10,7 +10,7 @@
 #include <new>
 #include <string_view>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Converts the library's own ASCII texts to Unicode, by ICU's invariant conversion. Null is the empty
 /// string.
@@ -24,4 +24,4 @@ inline icu::UnicodeString invariantText(const char* ascii) {
   return ascii == nullptr ? icu::UnicodeString() : invariantText(std::string_view(ascii));
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

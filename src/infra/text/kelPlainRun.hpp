@@ -9,7 +9,7 @@
 /// Converts runs of code units and bytes that have equal values, sixteen at a time. The compilers' vector
 /// extension works for every processor. Plain loops would not be vectorised, since a byte that is written may
 /// alias any object.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 constexpr std::size_t plainBlock = 16;
 // Not wider, because the stack is aligned to 16 bytes.
@@ -139,4 +139,4 @@ inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* b
   return done;
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

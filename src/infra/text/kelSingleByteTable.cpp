@@ -1,7 +1,7 @@
-#include "oss/kelSingleByteTable.hpp"
+#include "text/kelSingleByteTable.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelPlainRun.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <unicode/utf16.h>
 
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <new>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 /// All tables made so far, the newest first. Tables are never removed.
@@ -189,4 +189,4 @@ void SingleByteTable::askAround(char16_t unit, UConverter* converter) {
   asked_[unit / blockSize].store(true, std::memory_order_release);
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,13 +1,13 @@
-#include "oss/kelUTF16Bytes.hpp"
+#include "text/kelUTF16Bytes.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelPlainRun.hpp"
-#include "oss/kelUTF8Conversion.hpp"
+#include "text/kelPlainRun.hpp"
+#include "text/kelUTF8Conversion.hpp"
 
 #include <cstdint>
 #include <cstring>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 constexpr std::size_t unitSize = sizeof(char16_t);
@@ -57,4 +57,4 @@ std::ptrdiff_t utf16FromBytes(const char* bytes, std::size_t count, char16_t* un
   return isWellFormed(units, written) ? static_cast<std::ptrdiff_t>(written) : -1;
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

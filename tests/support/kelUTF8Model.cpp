@@ -1,4 +1,4 @@
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <array>
 

@@ -1,4 +1,3 @@
-#include "oss/kelConverterCache.hpp"
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelDefaultCodePageSeam.hpp"
 #include "support/kelRaises.hpp"
@@ -6,6 +5,7 @@
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
 #include "support/kelThreadEnd.hpp"
+#include "text/kelConverterCache.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -18,7 +18,7 @@
 #include <thread>
 #include <vector>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 using test::atThreadEnd;
@@ -493,4 +493,4 @@ TEST(ConverterCache, OpensAnewUnderTheEmptyName) {
 }
 
 }  // namespace
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

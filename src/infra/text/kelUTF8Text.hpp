@@ -6,7 +6,7 @@
 #include <cstdint>
 
 /// Checks, counts, copies and separates the characters of UTF-8 texts.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Whether a byte continues a character: 80 to BF.
 constexpr bool continuesCharacter(char byte) {
@@ -30,4 +30,4 @@ constexpr std::size_t spreadSlack = simd::spreadReadsAfter;
 /// BF or F8 to FF. A character that the end cuts short counts.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length);
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,5 +1,5 @@
-#include "oss/kelPlainRun.hpp"
 #include "support/kelRows.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ TEST(NarrowAscii, WritesEveryLengthAndNotAByteMore) {
     ROW("count", count);
     const std::u16string units = unitsOf(count);
     std::string bytes(count + 16, '#');
-    ASSERT_TRUE(oss::narrowAscii(units.data(), count, bytes.data())) << count;
+    ASSERT_TRUE(text::narrowAscii(units.data(), count, bytes.data())) << count;
     ASSERT_EQ(std::u16string(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)), units);
     ASSERT_EQ(bytes.substr(count), std::string(16, '#')) << count;
   }
@@ -36,7 +36,7 @@ TEST(NarrowAscii, SeesAnyOtherUnitAnywhere) {
         ROW("place", place);
         std::u16string units = unitsOf(count);
         units[place] = other;
-        ASSERT_FALSE(oss::narrowAscii(units.data(), count, bytes.data()))
+        ASSERT_FALSE(text::narrowAscii(units.data(), count, bytes.data()))
             << static_cast<unsigned int>(other) << " at " << place << " of " << count;
       }
     }
@@ -46,7 +46,7 @@ TEST(NarrowAscii, SeesAnyOtherUnitAnywhere) {
 TEST(WidenEight, MakesAUnitOfEachByte) {
   const std::array<char, 9> bytes = {'\0', '\1', 'a', '\x7F', '\x80', '\xAB', '\xFE', '\xFF', 'x'};
   std::u16string units(10, u'#');
-  oss::widenEight(bytes.data(), units.data() + 1);
+  text::widenEight(bytes.data(), units.data() + 1);
   EXPECT_EQ(units, std::u16string(u"#\0\1a\x7F\x80\xAB\xFE\xFF#", 10));
 }
 

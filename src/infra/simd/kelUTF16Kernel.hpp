@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf16Words.hpp"
+#include "simd/kelUTF16Words.hpp"
 #include "simd/kelVectors.hpp"
 
 /// UTF-8 to UTF-16 and back, several characters at a time: characters of one and two bytes in any order,

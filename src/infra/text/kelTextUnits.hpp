@@ -1,7 +1,7 @@
 #pragma once
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelMemory.hpp"
+#include "text/kelMemory.hpp"
 
 #include <unicode/unistr.h>
 
@@ -13,7 +13,7 @@
 #include <string_view>
 
 /// ICU's texts as views of their units, and back.
-namespace tarvo::util {
+namespace tarvo::text {
 
 inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
   return {text.getBuffer(), static_cast<std::size_t>(text.length())};
@@ -55,7 +55,7 @@ inline std::int32_t lengthOf(std::u16string_view units) {
 }
 
 inline icu::UnicodeString textOf(std::u16string_view units) {
-  return oss::made(icu::UnicodeString(units.data(), lengthOf(units)));
+  return made(icu::UnicodeString(units.data(), lengthOf(units)));
 }
 
-}  // namespace tarvo::util
+}  // namespace tarvo::text

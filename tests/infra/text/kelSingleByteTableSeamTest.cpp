@@ -1,9 +1,9 @@
-#include "oss/kelConverterCache.hpp"
-#include "oss/kelSingleByteTable.hpp"
 #include "support/kelAllocationsSeam.hpp"
 #include "support/kelReporting.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
+#include "text/kelConverterCache.hpp"
+#include "text/kelSingleByteTable.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ucnv.h>
@@ -18,7 +18,7 @@
 #include <vector>
 
 /// The tables are held against ICU's own converters, every one that it lists.
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 using test::reporting;
@@ -227,4 +227,4 @@ TEST(SingleByteTableDeathTest, IsNotThereWithoutMemory) {
 }
 
 }  // namespace
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// A single-byte code page as ICU converts it, as a table.
 ///
@@ -74,4 +74,4 @@ class SingleByteTable {
   std::array<std::atomic<bool>, blocks> asked_{};
 };
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,11 +1,11 @@
-#include "oss/kelUTF8Text.hpp"
+#include "text/kelUTF8Text.hpp"
 
 #include "simd/kelKernelChoice.hpp"
 
 #include <cstdint>
 #include <cstring>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 namespace {
 
@@ -67,4 +67,4 @@ std::ptrdiff_t countLeniently(const char* text, std::size_t length) {
   return wellFormed >= 0 ? wellFormed : countByLeads(text, length);
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

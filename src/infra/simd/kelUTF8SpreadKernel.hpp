@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simd/kelKernels.hpp"
-#include "simd/kelUtf8Words.hpp"
+#include "simd/kelUTF8Words.hpp"
 #include "simd/kelVectors.hpp"
 
 /// Stores each character of a text in eight bytes. No character waits for the one before it: the starts of

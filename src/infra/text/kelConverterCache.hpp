@@ -15,7 +15,7 @@
 /// memory for a converter or a text, std::bad_alloc is raised; this is never mistaken for an unknown name. If
 /// ICU has no memory for its table of names at its first use, it stays without it, and std::bad_alloc is
 /// raised from then on.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 class SingleByteTable;
 struct KeptConverter;
@@ -95,4 +95,4 @@ std::int32_t convertAtOnce(const char* bytes, std::int32_t length, const char* f
 /// Up to this many bytes are converted on the stack.
 constexpr std::int32_t atOnce = 1024;
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelPlainRun.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <unicode/unistr.h>
 
@@ -14,7 +14,7 @@
 /// Finds where the tokens of a text begin and end. Delimiters are found as bits, one for each unit, for 64
 /// units at a time; tokens begin and end where neighbouring bits differ. No branch depends on the length of a
 /// token, so none is mispredicted.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 using UnitBits = std::uint64_t;
 constexpr std::size_t bitsUnits = 64;
@@ -112,4 +112,4 @@ std::int32_t* findEdges(const char16_t* text, std::size_t length, const Delimite
   return edge;
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

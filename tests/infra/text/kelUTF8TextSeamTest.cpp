@@ -1,7 +1,7 @@
-#include "oss/kelUTF8Text.hpp"
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
+#include "text/kelUTF8Text.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <random>
 #include <string>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 namespace {
 
 using test::modelCount;
@@ -127,4 +127,4 @@ TEST(Utf8Text, CountsMixedTextsAsTheModelDoes) {
 }
 
 }  // namespace
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -6,7 +6,7 @@
 #include <cstring>
 
 /// Moves of a few bytes, which take less time than a call of the C library.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Copies the first and the last `Piece` of a range that is at most two pieces long. Both are read before
 /// either is written, so the ranges may overlap.
@@ -37,4 +37,4 @@ constexpr std::size_t shortPiece = 32;
   }
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

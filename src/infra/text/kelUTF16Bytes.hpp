@@ -4,7 +4,7 @@
 
 /// UTF-16 as bytes in either byte order, without a byte order mark: the units unchanged, or with their bytes
 /// swapped.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Writes the first `size` bytes of the units; if `size` is odd, the last byte is half a unit.
 void bytesFromUtf16(const char16_t* units, char* bytes, std::size_t size, bool swapped);
@@ -16,4 +16,4 @@ void swapUtf16(char* bytes, std::size_t units);
 /// a unit or if there is a lone surrogate.
 std::ptrdiff_t utf16FromBytes(const char* bytes, std::size_t count, char16_t* units, bool swapped);
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "machine/kelByteOrder.hpp"
-#include "oss/kelPlainRun.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <array>
 #include <bit>
@@ -14,7 +14,7 @@
 #include <string_view>
 #include <type_traits>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Computes up to eight decimal digits at a time in one word, the first digit in its lowest byte. The digits
 /// are computed in parallel, so a number takes few steps and few branches; branches on the length of a number
@@ -138,4 +138,4 @@ class DecimalText {
   const char* end_;
 };
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

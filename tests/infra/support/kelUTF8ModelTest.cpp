@@ -1,6 +1,6 @@
 #include "support/kelRows.hpp"
 #include "support/kelSeed.hpp"
-#include "support/kelUtf8Model.hpp"
+#include "support/kelUTF8Model.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 /// ICU raises nothing: a string that there was no memory for is bogus. The functions here throw
 /// std::bad_alloc instead, so that the failure is not lost.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Checks a string that was just made from a valid text.
 inline icu::UnicodeString made(icu::UnicodeString text) {
@@ -27,4 +27,4 @@ inline bool isHeldOpen(const icu::UnicodeString& text) {
   return text.getBuffer() == nullptr && !text.isBogus();
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -1,14 +1,14 @@
-#include "oss/kelUTF8Conversion.hpp"
+#include "text/kelUTF8Conversion.hpp"
 
-#include "oss/kelPlainRun.hpp"
 #include "simd/kelKernelChoice.hpp"
-#include "simd/kelUtf16Words.hpp"
+#include "simd/kelUTF16Words.hpp"
+#include "text/kelPlainRun.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 
-namespace tarvo::oss {
+namespace tarvo::text {
 
 using simd::decode;
 using simd::encode;
@@ -165,4 +165,4 @@ bool isWellFormed(const char16_t* units, std::size_t count) {
   return countPairs(units, count) >= 0;
 }
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text

@@ -5,7 +5,7 @@
 
 /// Converts valid texts between UTF-8 and UTF-16 without a converter. Reports texts that are not valid; the
 /// caller then lets ICU replace the invalid parts.
-namespace tarvo::oss {
+namespace tarvo::text {
 
 /// Writes the text as UTF-16, at most one unit for each byte, and returns the number of units; -1 if the text
 /// is not well-formed UTF-8.
@@ -18,4 +18,4 @@ std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes
 /// Whether the text has no lone surrogate.
 bool isWellFormed(const char16_t* units, std::size_t count);
 
-}  // namespace tarvo::oss
+}  // namespace tarvo::text
