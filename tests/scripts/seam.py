@@ -50,6 +50,7 @@ OFFENDERS = [
     ("#include \"sys/socket.h\"\n", 1),
     ("#include \"sockets.h\"\n", 1),
     ("#include \"posix/kelPosixOnly.hpp\"\n", 1),
+    ("#include \"linux/kelLinuxOnly.hpp\"\n", 1),
     ("#include \\\n <sys/socket.h>\n", 1),
     ("%: include <sys/socket.h>\n", 1),
     ("#include/**/<sys/socket.h>\n", 1),
@@ -127,6 +128,7 @@ class Seam(unittest.TestCase):
         self.write(".gitignore", "/build/\n")
         self.write("src/infra/platform/kelSystem.hpp", "#pragma once\n")
         self.write("tests/posix/kelPosixOnly.hpp", "#pragma once\n")
+        self.write("tests/linux/kelLinuxOnly.hpp", "#pragma once\n")
 
     def git(self, *arguments):
         subprocess.run(["git", "-C", self.root, *arguments], check=True)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <poll.h>
+#include "platform/posix/kelSystemCalls.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +25,7 @@ class Deadline {
 
   bool hasPassed() const noexcept { return limited_ && (at_ == 0 || now(CLOCK_MONOTONIC) >= at_); }
 
-  /// The time that is left, for ppoll; null for no limit.
+  /// The time that is left, for `pollFor`; null for no limit.
   const timespec* remaining(timespec& store) const noexcept {
     if (!limited_) return nullptr;
     const long long left = at_ == 0 ? 0 : std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
@@ -45,7 +45,7 @@ class Deadline {
 inline int pollUntil(pollfd* entries, nfds_t count, const Deadline& deadline) noexcept {
   for (;;) {
     timespec store{};
-    const int result = ::ppoll(entries, count, deadline.remaining(store), nullptr);
+    const int result = pollFor(entries, count, deadline.remaining(store));
     if (result >= 0 || errno != EINTR) return result;
   }
 }

@@ -7,6 +7,7 @@
 #include "platform/posix/kelLastError.hpp"
 #include "platform/posix/kelSocketFacts.hpp"
 #include "platform/posix/kelSocketOptions.hpp"
+#include "platform/posix/kelSystemCalls.hpp"
 
 #include <poll.h>
 #include <sched.h>
@@ -150,7 +151,7 @@ class Sending {
 int send(int descriptor, const char* bytes, int length) noexcept {
   const Sending marked(descriptor);
   return transfer(descriptor, sending,
-                  [&] { return ::send(descriptor, bytes, static_cast<std::size_t>(length), MSG_NOSIGNAL); });
+                  [&] { return sendQuietly(descriptor, bytes, length); });
 }
 
 int receive(int descriptor, char* bytes, int length) noexcept {

@@ -7,6 +7,7 @@
 #include "platform/posix/kelSelection.hpp"
 #include "platform/posix/kelSocketFacts.hpp"
 #include "platform/posix/kelSocketOptions.hpp"
+#include "platform/posix/kelSystemCalls.hpp"
 #include "platform/posix/kelTransfer.hpp"
 #include "platform/posix/kelWinsockCodes.hpp"
 
@@ -74,7 +75,7 @@ class PosixWinsock final : public Winsock {
   SocketHandle socket(int family, int type, int protocol) override {
     if (const int refusal = socketRefusal(family, type); refusal != 0) return refuse(refusal);
     const int native = family == familyInet ? AF_INET : AF_INET6;
-    return fresh(::socket(native, type | SOCK_CLOEXEC, protocol), fact::made);
+    return fresh(posix::newSocket(native, type, protocol), fact::made);
   }
 
   int connect(SocketHandle handle, const unsigned char* address, std::size_t length) override {
@@ -97,12 +98,12 @@ class PosixWinsock final : public Winsock {
 
   SocketHandle accept(SocketHandle listening) override {
     for (;;) {
-      const int descriptor = ::accept4(descriptorOf(listening), nullptr, nullptr, SOCK_CLOEXEC);
+      const int descriptor = posix::acceptNew(descriptorOf(listening));
       if (descriptor >= 0 || errno != EINTR) return fresh(descriptor, fact::made | fact::connected);
     }
   }
 
-  void wakeAccept(SocketHandle listening) override { ::shutdown(descriptorOf(listening), SHUT_RDWR); }
+  void wakeAccept(SocketHandle listening) override { posix::endAccepts(descriptorOf(listening)); }
 
   int closesocket(SocketHandle handle) override {
     const int descriptor = descriptorOf(handle);

@@ -16,15 +16,10 @@ constexpr std::size_t smallestBlock = 2 * largePage;
 }  // namespace
 
 void preferLargePages(void* block, std::size_t size) noexcept {
-#ifdef MADV_HUGEPAGE
   if (size < smallestBlock || std::align(largePage, largePage, block, size) == nullptr) return;
   const int error = errno;
   madvise(block, size - size % largePage, MADV_HUGEPAGE);
   errno = error;
-#else
-  static_cast<void>(block);
-  static_cast<void>(size);
-#endif
 }
 
 }  // namespace tarvo::platform
