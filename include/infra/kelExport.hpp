@@ -30,6 +30,13 @@
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
 
+/// KELINFRA_NOINLINE keeps a function out of its callers, where inlining would make the common path slower.
+#if defined(_MSC_VER)
+#define KELINFRA_NOINLINE __declspec(noinline)
+#else
+#define KELINFRA_NOINLINE [[gnu::noinline]]
+#endif
+
 /// KELINFRA_LIFETIMEBOUND follows a parameter, or a member function, whose argument or object the result
 /// refers to. Clang then warns if the program keeps the result and the argument or object is a temporary. For
 /// other compilers it is empty.

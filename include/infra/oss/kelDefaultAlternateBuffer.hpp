@@ -73,7 +73,7 @@ class DefaultAlternateBuffer {
 
  private:
   // Not inlined: a resize within the capacity then costs the caller one comparison and one store.
-  [[gnu::noinline]] void replaceStorage(unsigned long long need) {
+  KELINFRA_NOINLINE void replaceStorage(unsigned long long need) {
     release();
     if (maximumSize_ != 0 && need > maximumSize_) return;
     if (need <= alternateSize_) {
