@@ -150,8 +150,7 @@ class Sending {
 
 int send(int descriptor, const char* bytes, int length) noexcept {
   const Sending marked(descriptor);
-  return transfer(descriptor, sending,
-                  [&] { return sendQuietly(descriptor, bytes, length); });
+  return transfer(descriptor, sending, [&] { return sendQuietly(descriptor, bytes, length); });
 }
 
 int receive(int descriptor, char* bytes, int length) noexcept {
