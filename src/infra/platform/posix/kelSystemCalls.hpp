@@ -12,8 +12,8 @@ namespace tarvo::platform::posix {
 /// during the call.
 int newSocket(int family, int type, int protocol) noexcept;
 
-/// Takes a connection from the queue of `listening`; the new socket is not inherited either. A signal ends the
-/// call with EINTR.
+/// Takes a connection from the queue of `listening`; the new socket is not inherited either. A signal ends
+/// the call with EINTR.
 int acceptNew(int listening) noexcept;
 
 /// Makes every call of `acceptNew` on `listening` fail and `pollFor` report it, now and later. The descriptor
