@@ -4,6 +4,8 @@
 #include "simd/kelKernels.hpp"
 #include "simd/kelVectors.hpp"
 
+HWY_BEFORE_NAMESPACE();
+
 /// Base64 for vectors of 16 and of 32 bytes, whose look-ups choose among the 16 bytes of a block.
 namespace tarvo::simd {
 
@@ -75,10 +77,10 @@ template <class D, class V>
 HWY_INLINE V charactersOf(D d, V groups, V table) {
   const hn::Repartition<std::uint16_t, D> d16;
   const hn::Repartition<std::int8_t, D> signedBytes;
-  const auto lanes = hn::BitCast(d16, groups);
+  const auto lanes = lanesOf(d16, groups);
   const auto first = hn::MulHigh(hn::And(lanes, eachFour<0x0FC0FC00>(d16)), eachFour<0x04000040>(d16));
   const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
-  const auto values = hn::BitCast(d, hn::Or(first, second));
+  const auto values = bytesOfLanes(d16, hn::Or(first, second));
   // The mask of values above 25 is -1, so subtracting it selects the next row.
   const auto small =
       hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
@@ -91,9 +93,9 @@ template <class D>
 HWY_INLINE void encodeAt(D d, unsigned short* dest, const Byte* src, const GroupOrder& order,
                          const Blocks& table) {
   const auto characters = charactersOf(d, groupsAt(d, src, order), load(d, table));
-  Byte* const units = reinterpret_cast<Byte*>(dest);
-  hn::StoreU(hn::InterleaveLower(d, characters, hn::Zero(d)), d, units);
-  hn::StoreU(hn::InterleaveUpper(d, characters, hn::Zero(d)), d, units + hn::Lanes(d));
+  const hn::Repartition<std::uint16_t, D> d16;
+  hn::StoreU(lanesOf(d16, hn::InterleaveLower(d, characters, hn::Zero(d))), d16, dest);
+  hn::StoreU(lanesOf(d16, hn::InterleaveUpper(d, characters, hn::Zero(d))), d16, dest + hn::Lanes(d16));
 }
 
 template <Base64Alphabet alphabet>
@@ -202,18 +204,16 @@ HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* de
 template <Base64Alphabet alphabet, class D>
 HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src) {
   constexpr const DecodeTable& table = decodeTables[alphabet];
-  const hn::Repartition<std::uint16_t, D> d16;
+  const hn::Repartition<std::uint32_t, D> d32;
   const auto characters = narrowed(d, src);
   const auto high = hn::ShiftRight<4>(characters);
-  // For an index above 127 this instruction gives 0; of a smaller index it uses the low nibble.
-  const auto known = hn::And(hn::TableLookupBytes(load(d, table.highHalves), characters),
+  const auto known = hn::And(lookUpLow(d, load(d, table.highHalves), characters),
                              hn::TableLookupBytes(load(d, bitOfHighHalf), high));
   if (!hn::AllFalse(d, hn::Eq(known, hn::Zero(d)))) return false;
   const auto own = hn::VecFromMask(d, hn::Eq(characters, each<table.own>(d)));
   const auto row = hn::SaturatedSub(high, own);  // 0 for the one with a separate row
   const auto values = characters + hn::TableLookupBytes(load(d, table.toAdd), row);
-  const auto pairs = sumsOfProducts(values, eachFour<0x01400140>(d));
-  const auto groups = hn::BitCast(d, sumsOfProducts(pairs, eachFour<0x00011000>(d16)));
+  const auto groups = bytesOfLanes(d32, joinedSixes(d, values));
   storeBytes(d, hn::TableLookupBytes(groups, load(d, groupsToBytes)), bytesOf(dest));
   return true;
 }
@@ -241,3 +241,5 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
 // NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd
+
+HWY_AFTER_NAMESPACE();

@@ -11,6 +11,8 @@
 /// function that the linker could share with other files, which may run on other processors: it defines its
 /// table of kernels and nothing else that has external linkage, and uses no inline function of the standard
 /// library. tests/inspect checks both.
+///
+/// docs/platforms.md lists the kernels of each processor.
 namespace tarvo::simd {
 
 enum Base64Alphabet : unsigned char { standardAlphabet, safeAlphabet };
@@ -65,5 +67,6 @@ extern const Kernels plainKernels;
 extern const Kernels ssse3Kernels;
 extern const Kernels avx2Kernels;
 extern const Kernels avx512Kernels;
+extern const Kernels vectorKernels;  ///< on processors other than x86
 
 }  // namespace tarvo::simd

@@ -1,18 +1,7 @@
-#include "simd/kelBase64Kernel.hpp"
-#include "simd/kelKernels.hpp"
-#include "simd/kelUTF16Kernel.hpp"
-#include "simd/kelUTF8Kernel.hpp"
-#include "simd/kelUTF8SpreadKernel.hpp"
+#include "simd/kelHighwayKernels.hpp"
 
 namespace tarvo::simd {
 
-const Kernels ssse3Kernels = {"ssse3",
-                              {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},
-                              {decodeGroups<standardAlphabet>, decodeGroups<safeAlphabet>},
-                              countWellFormed,
-                              copyWellFormed,
-                              spreadCharacters,
-                              utf16FromUtf8,
-                              utf8FromUtf16};
+constinit const Kernels ssse3Kernels = highwayKernels("ssse3");
 
 }  // namespace tarvo::simd

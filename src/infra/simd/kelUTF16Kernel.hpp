@@ -4,6 +4,8 @@
 #include "simd/kelUTF16Words.hpp"
 #include "simd/kelVectors.hpp"
 
+HWY_BEFORE_NAMESPACE();
+
 /// UTF-8 to UTF-16 and back, several characters at a time: characters of one and two bytes in any order,
 /// whose sizes a table contains, or characters of three bytes each. Others are converted one by one.
 namespace tarvo::simd {
@@ -95,8 +97,7 @@ HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   const Narrow d;
   const EightUnitsTag d16;
   const auto window = hn::LoadU(d, text - 1);
-  const auto pairs =
-      hn::BitCast(d16, hn::TableLookupBytesOr0(window, hn::Load(d, byteWindows.shuffles[ends])));
+  const auto pairs = lanesOf(d16, hn::TableLookupBytesOr0(window, hn::Load(d, byteWindows.shuffles[ends])));
   const auto leads = hn::ShiftRight<2>(hn::And(pairs, eachFour<0x1F001F00>(d16)));
   hn::StoreU(hn::Or(hn::And(pairs, eachFour<0x007F007F>(d16)), leads), d16, dest);
 }
@@ -116,18 +117,17 @@ HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& de
   return stretch - (ends >> (stretch - 1) == 0 ? 1 : 0);
 }
 
-/// The positions of the last, the middle and the first byte of each of four characters.
-constexpr Blocks threesFromStart({2, 1, 0, none, 5, 4, 3, none, 8, 7, 6, none, 11, 10, 9, none});
-constexpr Blocks threesFromFour({6, 5, 4, none, 9, 8, 7, none, 12, 11, 10, none, 15, 14, 13, none});
+/// The positions of the bytes of four characters.
+constexpr Blocks threesFromStart({none, 0, 1, 2, none, 3, 4, 5, none, 6, 7, 8, none, 9, 10, 11});
+constexpr Blocks threesFromFour({none, 4, 5, 6, none, 7, 8, 9, none, 10, 11, 12, none, 13, 14, 15});
 constexpr Blocks toLowerHalf({0, 1, 4, 5, 8, 9, 12, 13, none, none, none, none, none, none, none, none});
 constexpr Blocks toUpperHalf({none, none, none, none, none, none, none, none, 0, 1, 4, 5, 8, 9, 12, 13});
 
 HWY_INLINE hn::Vec<Narrow> fourOfThree(hn::Vec<Narrow> bytes, const Blocks& order) {
   const Narrow d;
-  const EightUnitsTag d16;
-  const auto values = hn::And(hn::TableLookupBytesOr0(bytes, load(d, order)), eachFour<0x000F3F3F>(d));
-  const auto halves = sumsOfProducts(values, eachFour<0x00014001>(d));
-  return hn::BitCast(d, sumsOfProducts(halves, eachFour<0x10000001>(d16)));
+  const hn::Full128<std::uint32_t> d32;
+  const auto values = hn::And(hn::TableLookupBytesOr0(bytes, load(d, order)), eachFour<0x3F3F0F00>(d));
+  return bytesOfLanes(d32, joinedSixes(d, values));
 }
 
 constexpr std::uint64_t eightOfThree = 0x924924;  // the ends of eight characters of three bytes
@@ -140,7 +140,7 @@ HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
   const auto units = hn::Or(hn::TableLookupBytesOr0(low, load(d, toLowerHalf)),
                             hn::TableLookupBytesOr0(high, load(d, toUpperHalf)));
   const EightUnitsTag d16;
-  hn::StoreU(hn::BitCast(d16, units), d16, dest);
+  hn::StoreU(lanesOf(d16, units), d16, dest);
 }
 
 /// Converts the characters of a stretch, except a few at its end with which the next one can begin. Returns
@@ -255,7 +255,7 @@ HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
   const auto pairs = hn::IfThenElse(ascii, units, hn::Or(leads, hn::ShiftLeft<8>(tailOf(units))));
   const std::uint64_t index = bitsOf(d, ascii) & 0xFF;
   const auto packed =
-      hn::TableLookupBytesOr0(hn::BitCast(bytes, pairs), hn::Load(bytes, unitWindows.shuffles[index]));
+      hn::TableLookupBytesOr0(bytesOfLanes(d, pairs), hn::Load(bytes, unitWindows.shuffles[index]));
   hn::StoreU(packed, bytes, dest);
   return unitWindows.bytes[index];
 }
@@ -271,8 +271,8 @@ HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   const auto firstTwo = hn::Or(leads, hn::ShiftLeft<8>(tailOf(hn::ShiftRight<6>(units))));
   const auto last = tailOf(units);
   const auto order = load(bytes, withoutFourth);
-  const auto low = hn::BitCast(bytes, hn::InterleaveLower(d, firstTwo, last));
-  const auto high = hn::BitCast(bytes, hn::InterleaveUpper(d, firstTwo, last));
+  const auto low = bytesOfLanes(d, hn::InterleaveLower(d, firstTwo, last));
+  const auto high = bytesOfLanes(d, hn::InterleaveUpper(d, firstTwo, last));
   hn::StoreU(hn::TableLookupBytesOr0(low, order), bytes, dest);
   hn::StoreU(hn::TableLookupBytesOr0(high, order), bytes, dest + 12);
 }
@@ -370,3 +370,5 @@ Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
 // NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd
+
+HWY_AFTER_NAMESPACE();

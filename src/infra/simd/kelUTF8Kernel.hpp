@@ -4,6 +4,8 @@
 #include "simd/kelUTF8Words.hpp"
 #include "simd/kelVectors.hpp"
 
+HWY_BEFORE_NAMESPACE();
+
 /// UTF-8 for vectors of any width. Every byte is checked with the three bytes before it, which are loaded
 /// again, one, two and three bytes further left. So any part of a text can be checked by itself, and also
 /// twice.
@@ -80,6 +82,11 @@ HWY_INLINE auto bytesAt(D d, const Progress& progress, std::size_t at) {
   return bytes;
 }
 
+template <class D, class V>
+HWY_INLINE std::size_t total(D d64, V sums) {
+  return static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(d64, sums)));
+}
+
 /// Takes four vectors at a time, as long as there are four. If all are ASCII, only the first can have a
 /// fault, and only if a byte that is not ASCII precedes it.
 template <bool copies, class D>
@@ -111,7 +118,7 @@ HWY_INLINE bool takeFours(D d, Progress& progress) {
     sums = sums + hn::SumsOf8(hn::Zero(d) - starts);
   }
   progress.taken.bytes = at;
-  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, sums));
+  progress.taken.characters += total(d64, sums);
   return allZero(d, found);
 }
 
@@ -128,7 +135,7 @@ HWY_INLINE bool takeOnes(D d, Progress& progress) {
     found = hn::Or(found, faultsAt(d, progress.text + progress.taken.bytes, bytes));
     sums = sums + hn::SumsOf8(hn::Zero(d) - startsOf(d, bytes));
   }
-  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, sums));
+  progress.taken.characters += total(d64, sums);
   return allZero(d, found);
 }
 
@@ -145,7 +152,7 @@ HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const std::size_t at = progress.length - hn::Lanes(d);
   const auto bytes = bytesAt<copies>(d, progress, at);
   const auto counted = hn::And(startsOf(d, bytes), hn::LoadU(d, countMasks + left));
-  progress.taken.characters += hn::GetLane(hn::SumOfLanes(d64, hn::SumsOf8(counted)));
+  progress.taken.characters += total(d64, hn::SumsOf8(counted));
   return allZero(d, faultsAt(d, progress.text + at, bytes));
 }
 
@@ -195,3 +202,5 @@ std::ptrdiff_t copyWellFormed(char* dest, const char* text, std::size_t length) 
 // NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd
+
+HWY_AFTER_NAMESPACE();

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "machine/kelByteOrder.hpp"
 #include "simd/kelKernels.hpp"
-#include "simd/kelUTF8Words.hpp"
 #include "simd/kelVectors.hpp"
+
+HWY_BEFORE_NAMESPACE();
 
 /// Stores each character of a text in eight bytes. No character waits for the one before it: the starts of
 /// characters are found in sixteen bytes at once.
@@ -48,13 +50,14 @@ HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::
   const Widest d;
   const hn::Repartition<std::uint64_t, Widest> d64;
   const auto bytes = hn::LoadDup128(d, text);
-  const auto places = hn::BitCast(d, hn::Set(d64, wordAt(startsOfEight.places[starts])));
+  const auto word = machine::nativeAt<std::uint64_t>(startsOfEight.places[starts]);
+  const auto places = hn::BitCast(d, hn::Set(d64, word));
   for (std::size_t at = 0; at < 64; at += hn::Lanes(d)) {
     const auto first = hn::TableLookupBytes(places, hn::Load(d, fromEight.at + at));
     const auto lead = hn::TableLookupBytes(bytes, first);
     const auto missing = hn::SaturatedSub(load(d, leastLead), lead);
     const auto own = hn::TableLookupBytes(bytes, first + load(d, offsetsInCharacter));
-    const auto character = hn::IfThenElseZero(missing == hn::Zero(d), own);
+    const auto character = hn::IfThenElseZero(hn::Eq(missing, hn::Zero(d)), own);
     hn::StoreU(hn::BitCast(d64, character), d64, dest + at / 8);
   }
   return startsOfEight.counts[starts];
@@ -77,3 +80,5 @@ std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t 
 // NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace tarvo::simd
+
+HWY_AFTER_NAMESPACE();

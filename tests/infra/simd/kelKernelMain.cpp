@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int skipped = 77;
-constexpr const char* names[] = {"plain", "ssse3", "avx2", "avx512"};
+constexpr const char* names[] = {"plain", "ssse3", "avx2", "avx512", "vector"};
 
 const tarvo::simd::Kernels* named(const std::string& name) {
   for (const tarvo::simd::Kernels* each : tarvo::simd::availableKernels()) {

@@ -25,7 +25,8 @@ TEST(KernelTests, FailWhenNoKernelsHaveTheNameGiven) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(
         result.err,
-        std::string("one option is needed: --kernels=NAME, where NAME is plain ssse3 avx2 avx512") + lineEnd);
+        std::string("one option is needed: --kernels=NAME, where NAME is plain ssse3 avx2 avx512 vector") +
+            lineEnd);
   }
 }
 

@@ -153,7 +153,8 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
   }
 
   static bool isAscii(const std::string& text) {
-    return std::all_of(text.begin(), text.end(), [](char byte) { return byte >= 0; });
+    return std::all_of(text.begin(), text.end(),
+                       [](char byte) { return static_cast<signed char>(byte) >= 0; });
   }
 
   static bool hasLoneHalf(const icu::UnicodeString& text) {
