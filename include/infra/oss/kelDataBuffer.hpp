@@ -9,6 +9,26 @@
 
 namespace tarvo::oss {
 
+/// The storage of a DataBuffer. It is private to that class; a program has no use for it.
+///
+///     bytes                                                                 size, if on the heap
+///     |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
+///     0             zeroFree                 length        written        capacity + 1
+///
+/// `zeroFree` is at most `written`, and `length` and `written` are at most `capacity`. `written` is below
+/// `length` if the text ends in zeros. Old bytes remain after a text that was shortened.
+struct TextBlock {
+  static constexpr int inlineCapacity = 4096;
+
+  std::array<char, inlineCapacity + 1> inlineBytes{};  ///< all 0 while a heap block is in use
+  char* bytes = inlineBytes.data();
+  int capacity = inlineCapacity;
+  int length = 0;
+  int zeroFree = 0;
+  int written = 0;       // not next to `length`: GCC would store both at once, and the next append would wait
+  std::size_t size = 0;  ///< of the heap block; 0 without one
+};
+
 /// A text builder: a NUL-terminated byte string with 4096 bytes of room inside the object and heap storage
 /// for longer texts.
 ///
@@ -126,48 +146,14 @@ class KELINFRA_API DataBuffer {
  private:
   friend class UTF8String;
 
-  static constexpr int inlineCapacity = 4096;
-
-  KELINFRA_LOCAL bool append(const char* text, std::size_t count);
-  KELINFRA_LOCAL bool appendAny(const char* text, std::size_t count);
-  KELINFRA_LOCAL bool insert(int position, const char* text, std::size_t count);
-  KELINFRA_LOCAL bool insertCopied(int position, const char* text, int count);
-  KELINFRA_LOCAL bool insertForeign(int position, const char* text, int count);
-  KELINFRA_LOCAL void insertFitting(int position, const char* text, int count);
-  KELINFRA_LOCAL bool insertGrowing(int position, const char* text, int count);
-  KELINFRA_LOCAL char* growAround(int position, int count, std::size_t added);
-  KELINFRA_LOCAL char* openAtEnd(int count);
   KELINFRA_LOCAL bool insertConverted(int position, const icu::UnicodeString& text, const char* encoding);
   template <class Number>
   KELINFRA_LOCAL void insertNumber(Number value);
   template <class Integer>
   KELINFRA_LOCAL void appendInteger(Integer value);
-  KELINFRA_LOCAL bool admits(std::size_t count) const;
-  KELINFRA_LOCAL bool endsInZeros(std::size_t count) const;
-  KELINFRA_LOCAL bool fits(int count) const;
-  KELINFRA_LOCAL bool owns(const char* text) const;
-  KELINFRA_LOCAL bool onHeap() const;
-  KELINFRA_LOCAL std::size_t headLength(int position) const;
-  KELINFRA_LOCAL std::size_t tailLength(int position) const;
-  KELINFRA_LOCAL bool enlarge(std::size_t needed);
-  KELINFRA_LOCAL bool moveToZeroed(std::size_t needed);
-  KELINFRA_LOCAL void leaveInlineStore(char* block);
-  KELINFRA_LOCAL void takeZeroedBlock(int capacity);
   KELINFRA_LOCAL void clearAny(bool keepContents);
-  KELINFRA_LOCAL void release();
 
-  std::array<char, inlineCapacity + 1> inlineStore_{};
-  char* store_ = inlineStore_.data();
-  int capacity_ = inlineCapacity;
-  int length_ = 0;
-
-  // No byte before this position is 0.
-  int zeroFree_ = 0;
-  // Every byte from this position to the end of the capacity is 0. Not next to length_: GCC would store both
-  // at once, as a vector, and the next append would wait for that store.
-  int written_ = 0;
-  // Bytes of the heap block, 0 without one. More than capacity_ + 1 if it was allocated with room for growth.
-  std::size_t blockSize_ = 0;
+  TextBlock block_;
 };
 
 }  // namespace tarvo::oss

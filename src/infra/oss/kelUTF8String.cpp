@@ -4,6 +4,7 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "oss/kelRaise.hpp"
+#include "oss/kelTextBlock.hpp"
 #include "text/kelConverterCache.hpp"
 #include "text/kelMemory.hpp"
 #include "text/kelUTF8Conversion.hpp"
@@ -119,7 +120,7 @@ UTF8String& UTF8String::operator=(const icu::UnicodeString& text) {
 }
 
 UTF8String& UTF8String::operator=(const char* text) {
-  if (owns(text)) return *this = UTF8String(text).getString();
+  if (owns(block_, text)) return *this = UTF8String(text).getString();
   clear(false);
   appendString(text);
   return *this;

@@ -1,0 +1,209 @@
+#include "oss/kelTextBlock.hpp"
+
+#include "platform/kelLargePages.hpp"
+#include "text/kelScratch.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <new>
+
+namespace tarvo::oss {
+namespace {
+
+// The capacity beyond the need that a text gets when it outgrows its storage.
+constexpr int spareCapacity = 4096;
+// If more than this many bytes after a text have to be zero, they come from the system as untouched zeros and
+// are not cleared here: a count may be far above the length of its text.
+constexpr std::size_t largeSpare = 65536;
+constexpr int largestCapacity = std::numeric_limits<int>::max();
+// A text that outgrows a block of this size probably grows further: the next block is four times as large,
+// not twice, unless it would be above `largestAhead`. This avoids half of the copies, and the pages that are
+// not written to take no memory yet.
+constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
+constexpr std::size_t largestAhead = std::size_t{32} << 20U;
+
+std::size_t lengthUpTo(const char* text, std::size_t limit) {
+  const void* const end = std::memchr(text, '\0', limit);
+  return end == nullptr ? limit : static_cast<std::size_t>(static_cast<const char*>(end) - text);
+}
+
+char* allocateZeroed(std::size_t size) {
+  return static_cast<char*>(std::calloc(size, 1));
+}
+
+bool fits(const TextBlock& block, int count) {
+  return count <= block.capacity - block.length;
+}
+
+/// The number of bytes before the position, or before the first 0 among them.
+std::size_t headLength(const TextBlock& block, int position) {
+  const int known = std::min(block.zeroFree, position);
+  return static_cast<std::size_t>(known) +
+         lengthUpTo(block.bytes + known, static_cast<std::size_t>(position - known));
+}
+
+/// Moves the text out of the inline store, which is all 0 while the heap is in use.
+void leaveInlineBytes(TextBlock& block, char* target) {
+  std::memcpy(target, block.inlineBytes.data(), static_cast<std::size_t>(block.written));
+  std::memset(block.inlineBytes.data(), 0, static_cast<std::size_t>(block.written));
+}
+
+/// Enlarges the heap block to at least twice its size, or allocates one of the size needed. The bytes written
+/// so far stay; the others are undefined.
+bool enlarge(TextBlock& block, std::size_t needed) {
+  char* const old = onHeap(block) ? block.bytes : nullptr;
+  const std::size_t times = block.size >= growsAheadFrom && 4 * block.size <= largestAhead ? 4 : 2;
+  const std::size_t ahead = std::min(times * block.size, static_cast<std::size_t>(largestCapacity) + 1);
+  std::size_t size = std::max(needed, ahead);
+  void* grown = std::realloc(old, size);
+  if (grown == nullptr && size > needed) grown = std::realloc(old, size = needed);
+  if (grown == nullptr) return false;
+  if (old == nullptr) leaveInlineBytes(block, static_cast<char*>(grown));
+  block.bytes = static_cast<char*>(grown);
+  block.size = size;
+  platform::preferLargePages(grown, size);
+  return true;
+}
+
+/// Moves the text to a heap block of the size needed. The bytes after it are 0 and have not been touched.
+bool moveToZeroed(TextBlock& block, std::size_t needed) {
+  char* const zeroed = allocateZeroed(needed);
+  if (zeroed == nullptr) return false;
+  if (onHeap(block)) {
+    std::memcpy(zeroed, block.bytes, static_cast<std::size_t>(block.written));
+    std::free(block.bytes);
+  } else {
+    leaveInlineBytes(block, zeroed);
+  }
+  block.bytes = zeroed;
+  block.size = needed;
+  return true;
+}
+
+/// Makes a gap of `added` bytes in the text and returns it; null if there is no memory. `count` is the
+/// requested number of bytes, of which `added` precede the first 0. The capacity is always length + count +
+/// 4096. The block at least doubles, so a text built of many pieces is copied only a few times.
+char* growAround(TextBlock& block, int position, int count, std::size_t added) {
+  const int capacity = block.length + count + spareCapacity;
+  const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
+  const std::size_t head = headLength(block, position);
+  const std::size_t tail = tailLength(block, position);
+  const std::size_t total = head + added + tail;
+  std::size_t unknown = needed;  // from here on the bytes are known to be 0
+  if (needed - total > largeSpare) {
+    if (!moveToZeroed(block, needed)) return nullptr;
+    unknown = std::max(total, static_cast<std::size_t>(block.written));
+  } else if (needed > block.size && !enlarge(block, needed)) {
+    return nullptr;
+  }
+  std::memmove(block.bytes + head + added, block.bytes + position, tail);
+  std::memset(block.bytes + total, 0, unknown - total);
+  block.capacity = capacity;
+  block.length = block.written = block.zeroFree = static_cast<int>(total);
+  return block.bytes + head;
+}
+
+/// The tail is the bytes from the position up to the first 0, not up to the length. So bytes after a 0 inside
+/// the text stay where they are, and old bytes left by `clear(true)` move. Other bytes after the new text do
+/// not change. A tail of old bytes moves only as far as it fits.
+void insertFitting(TextBlock& block, int position, const char* text, int count) {
+  char* const gap = block.bytes + position;
+  const int tail = std::min(static_cast<int>(tailLength(block, position)), block.capacity - position - count);
+  if (tail > 0) std::memmove(gap + count, gap, static_cast<std::size_t>(tail));
+  std::memcpy(gap, text, static_cast<std::size_t>(count));
+  block.length += count;
+  block.written = std::max(block.written, position + count + tail);
+  block.zeroFree = std::min(block.zeroFree, position);
+}
+
+/// The text becomes the bytes before the position, the new text and the tail, each up to its first 0; zeros
+/// follow.
+bool insertGrowing(TextBlock& block, int position, const char* text, int count) {
+  const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
+  char* const gap = growAround(block, position, count, added);
+  if (gap == nullptr) return false;
+  std::memcpy(gap, text, added);
+  return true;
+}
+
+bool insertForeign(TextBlock& block, int position, const char* text, int count) {
+  if (!fits(block, count)) return insertGrowing(block, position, text, count);
+  insertFitting(block, position, text, count);
+  return true;
+}
+
+/// For a text that is inside the storage that is about to change.
+bool insertCopied(TextBlock& block, int position, const char* text, int count) {
+  const std::size_t used = fits(block, count) ? static_cast<std::size_t>(count)
+                                              : lengthUpTo(text, static_cast<std::size_t>(count));
+  text::Scratch copy(used + 1);
+  if (copy.get() == nullptr) return false;
+  std::memcpy(copy.get(), text, used);
+  copy.get()[used] = '\0';
+  return insertForeign(block, position, copy.get(), count);
+}
+
+}  // namespace
+
+void takeZeroed(TextBlock& block, int capacity) {
+  const std::size_t size = static_cast<std::size_t>(capacity) + 1;
+  char* const zeroed = allocateZeroed(size);
+  if (zeroed == nullptr) throw std::bad_alloc();
+  block.bytes = zeroed;
+  block.size = size;
+  block.capacity = capacity;
+}
+
+void release(TextBlock& block) {
+  if (onHeap(block)) {
+    std::free(block.bytes);
+  } else {
+    std::memset(block.inlineBytes.data(), 0, static_cast<std::size_t>(block.written));
+  }
+  block.bytes = block.inlineBytes.data();
+  block.capacity = TextBlock::inlineCapacity;
+  block.length = block.written = block.zeroFree = 0;
+  block.size = 0;
+}
+
+bool admits(const TextBlock& block, std::size_t count) {
+  const int most = std::max(block.capacity - block.length, largestCapacity - spareCapacity - block.length);
+  return count <= static_cast<std::size_t>(most);
+}
+
+bool owns(const TextBlock& block, const char* text) {
+  const std::less<> before;
+  return !before(text, block.bytes) && !before(block.bytes + block.capacity, text);
+}
+
+std::size_t tailLength(const TextBlock& block, int position) {
+  return position < block.written ? std::strlen(block.bytes + position) : 0;
+}
+
+bool insert(TextBlock& block, int position, const char* text, std::size_t count) {
+  if (count < 1) return true;
+  if (!admits(block, count)) return false;
+  const int added = static_cast<int>(count);
+  position = std::clamp(position, 0, block.length);
+  return owns(block, text) ? insertCopied(block, position, text, added)
+                           : insertForeign(block, position, text, added);
+}
+
+bool appendAny(TextBlock& block, const char* text, std::size_t count) {
+  if (!endsInZeros(block, count)) return insert(block, block.length, text, count);
+  std::memmove(block.bytes + block.length, text, count);
+  block.length = block.written = block.length + static_cast<int>(count);
+  return true;
+}
+
+char* openAtEnd(TextBlock& block, int count) {
+  if (!fits(block, count)) return growAround(block, block.length, count, static_cast<std::size_t>(count));
+  char* const end = block.bytes + block.length;
+  block.length = block.written = block.length + count;
+  return end;
+}
+
+}  // namespace tarvo::oss
