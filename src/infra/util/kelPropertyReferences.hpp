@@ -1,0 +1,85 @@
+#pragma once
+
+#include "infra/util/kelExtendedProperties.hpp"
+
+#include "text/kelTextUnits.hpp"
+#include "util/kelPropertyMap.hpp"
+
+#include <unicode/unistr.h>
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace tarvo::util {
+
+/// Replaces references one by one, as if each value were searched from its start after every replacement. It
+/// reads each unit only once, since the text before the first "%" does not change any more.
+///
+/// While references remain in a value, it is in progress: it waits for the values that it refers to. The
+/// waiting values are on a separate stack on the heap, not on the thread's. The stored text of a value does
+/// not change until the value is complete.
+class ExtendedProperties::Resolver {
+ public:
+  /// Why the replacement ended early.
+  struct Fault {
+    const icu::UnicodeString* key = nullptr;  ///< of the value that has the reference; null if all went well
+    std::optional<icu::UnicodeString>
+        name;  ///< the name that no property has; none if the value is in a cycle
+  };
+
+  explicit Resolver(PropertyMap& properties) : properties_(properties) {}
+
+  /// Replaces all references, up to the first fault. Replacements before a fault or an exception stay.
+  Fault resolveAll();
+
+ private:
+  using Property = Map::value_type;
+  static constexpr std::size_t none = std::u16string_view::npos;
+
+  /// The text after the "%" of a value that keeps one "%". When such a value replaces a reference, its "%"
+  /// opens the next reference, and this tail begins the name. The map holds the properties whose names are
+  /// the tail and the text after it, by that text. The tail may be long and the text short, so each name is
+  /// put together only once.
+  using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
+
+  struct Work {
+    explicit Work(Property& which) : property(&which) {}
+
+    /// The part that is not read yet. After an open "%" it begins with the name, or with the end of the name.
+    std::u16string_view rest() const { return text::unitsOf(property->second).substr(position); }
+
+    Property* property;
+    std::u16string done;       ///< the value up to the rest or the open "%", with its replacements
+    std::size_t position = 0;  ///< where the rest of the stored value begins
+    bool open = false;         ///< whether a "%" is between `done` and the rest
+    Tail* opener = nullptr;    ///< the tail that came with the open "%", before the rest
+  };
+
+  void resolve(Property& property);
+  void step();
+  void begin(Property& property);
+  void finish(Work& work);
+  static bool open(Work& work);
+  Tail* findTail(const Property& property, std::size_t percent);
+  Property* referenced(const Work& work, std::u16string_view name);
+  Property* find(const Work& work, std::u16string_view name);
+  static void store(Work& work);
+  void storeProgress();
+
+  PropertyMap& properties_;
+  Fault fault_;
+  std::vector<Work> underWay_;
+  std::unordered_set<const Property*> keysUnderWay_;
+  std::map<Tail::first_type, Tail::second_type> tails_;
+  std::unordered_map<const Property*, Tail*> tailOf_;
+};
+
+}  // namespace tarvo::util
