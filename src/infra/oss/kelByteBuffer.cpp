@@ -34,13 +34,18 @@ void makeRoom(Storage& storage, unsigned long long length) {
   storage.data()[length] = '\0';
 }
 
+/// Moves bytes into storage that has room for them, so their number fits into a size_t.
+void moveBytes(char* target, const char* source, unsigned long long length) {
+  std::memmove(target, source, static_cast<std::size_t>(length));
+}
+
 }  // namespace
 
 ByteBuffer::ByteBuffer(unsigned long long size) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
     makeRoom(*storage, size);
-    std::memset(storage->data(), 0, size);
+    std::memset(storage->data(), 0, static_cast<std::size_t>(size));
     storage->resize(1);
     storage_ = storage.release();
   });
@@ -50,7 +55,7 @@ ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
     makeRoom(*storage, length);
-    if (data != nullptr) std::memcpy(storage->data(), data, length);
+    if (data != nullptr) moveBytes(storage->data(), data, length);
     storage_ = storage.release();
   });
 }
@@ -95,7 +100,7 @@ unsigned long long ByteBuffer::capacity() const {
 
 bool ByteBuffer::compare(const char* const data, unsigned long long length) const {
   return data != nullptr && length == this->length() &&
-         (length == 0 || std::memcmp(get(), data, length) == 0);
+         (length == 0 || std::memcmp(get(), data, static_cast<std::size_t>(length)) == 0);
 }
 
 bool ByteBuffer::operator==(const ByteBuffer& other) const {
@@ -115,7 +120,7 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
   tracedExit<probe("ByteBuffer::append")>([&] {
     storage.resize(used + length);
     char* const end = storage.data() + used - 1;
-    text::moveShort(end, data, length);
+    text::moveShort(end, data, static_cast<std::size_t>(length));
     end[length] = '\0';
   });
 }
@@ -126,15 +131,15 @@ void ByteBuffer::append(const char* const data, unsigned long long length) {
     const unsigned long long after = before + length;
     if (after < length) throw std::bad_alloc();
     if (withTerminator(after) <= storage_->capacity()) {
-      std::memmove(storage_->data() + before, data, length);
+      moveBytes(storage_->data() + before, data, length);
       makeRoom(*storage_, after);
       return;
     }
     Storage grown;
     makeRoom(grown, after);
     platform::preferLargePages(grown.data(), static_cast<std::size_t>(grown.capacity()));
-    if (before > 0) std::memcpy(grown.data(), storage_->data(), before);
-    std::memcpy(grown.data() + before, data, length);
+    if (before > 0) moveBytes(grown.data(), storage_->data(), before);
+    moveBytes(grown.data() + before, data, length);
     storage_->swap(grown);
   });
 }
@@ -161,7 +166,7 @@ void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
   if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);
   storage_->resize(withTerminator(length));
-  std::memmove(storage_->data(), data, length);
+  moveBytes(storage_->data(), data, length);
   storage_->data()[length] = '\0';
 }
 

@@ -8,7 +8,7 @@ namespace tarvo::test {
 namespace {
 
 TEST(OssOut, PrintsFromTheFirstStaticConstructorToTheLastExitHandler) {
-  const ProcessResult result = runProcess({KELINFRA_OSSOUT_PROGRAM});
+  const ProcessResult result = runBuilt({KELINFRA_OSSOUT_PROGRAM});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "");
   std::string lines;

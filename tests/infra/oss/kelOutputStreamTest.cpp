@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -85,12 +86,17 @@ TEST(OutputStream, CallsNoTraceHooks) {
 }
 
 /// The place of a virtual function in the table of its class, in the common C++ ABI of the supported
-/// compilers. The destructor takes two places.
+/// compilers. The destructor takes two places. A pointer to a member is two words: an offset in the table and
+/// an adjustment of the object's address. The lowest bit of one of them is set if the function is virtual: of
+/// the adjustment on ARM, where code can be at odd addresses, and of the offset on other processors.
 template <class Function>
 std::uintptr_t slotOf(Function function) {
-  std::uintptr_t word = 0;
-  std::memcpy(&word, &function, sizeof word);
-  return (word - 1) / sizeof(void*);
+  std::array<std::uintptr_t, 2> words{};
+  static_assert(sizeof words == sizeof function);
+  std::memcpy(words.data(), &function, sizeof function);
+  const auto [offset, adjustment] = words;
+  EXPECT_EQ((offset & 1) + (adjustment & 1), 1U) << "the function is virtual";
+  return (offset & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
 TEST(OutputStream, KeepsTheOrderOfItsVirtualFunctions) {

@@ -21,7 +21,7 @@ TEST(KernelTests, FailWhenNoKernelsHaveTheNameGiven) {
   for (const std::vector<std::string>& row : rowsOf(rows)) {
     std::vector<std::string> command = {KELINFRA_KERNEL_PROGRAM, "--gtest_filter=None.*"};
     command.insert(command.end(), row.begin(), row.end());
-    const ProcessResult result = runProcess(command);
+    const ProcessResult result = runBuilt(command);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(
         result.err,
@@ -31,7 +31,7 @@ TEST(KernelTests, FailWhenNoKernelsHaveTheNameGiven) {
 }
 
 TEST(KernelTests, RunWithThePlainKernelsOnEveryProcessor) {
-  EXPECT_EQ(runProcess({KELINFRA_KERNEL_PROGRAM, "--gtest_filter=None.*", "--kernels=plain"}).status, 0);
+  EXPECT_EQ(runBuilt({KELINFRA_KERNEL_PROGRAM, "--gtest_filter=None.*", "--kernels=plain"}).status, 0);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 ProcessResult failing(const std::string& test) {
-  return runProcess({KELINFRA_FAILING_PROGRAM, "--gtest_color=no", "--gtest_filter=Failing." + test});
+  return runBuilt({KELINFRA_FAILING_PROGRAM, "--gtest_color=no", "--gtest_filter=Failing." + test});
 }
 
 const char* const raised =

@@ -1,5 +1,6 @@
 #include "support/kelCommaLocale.hpp"
 
+#include "machine/kelByteOrder.hpp"
 #include "support/kelProcess.hpp"
 
 #include <locale.h>
@@ -23,8 +24,10 @@ class LocaleFolder {
     std::string name = (std::filesystem::temp_directory_path() / "kelinfra-locale-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
     path_ = name;
+    // In an emulator, the tool is the one of the machine that emulates.
+    const char* const order = machine::isLittleEndian ? "--little-endian" : "--big-endian";
     const ProcessResult result = runProcess(
-        {"localedef", "--no-archive", "-i", "de_DE", "-f", "UTF-8", (path_ / localeName).string()});
+        {"localedef", "--no-archive", order, "-i", "de_DE", "-f", "UTF-8", (path_ / localeName).string()});
     if (result.status != 0) throw std::runtime_error("localedef: " + result.err);
   }
   LocaleFolder(const LocaleFolder&) = delete;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <limits>
 
 namespace tarvo::platform::posix {
 
@@ -29,8 +30,10 @@ class Deadline {
   const timespec* remaining(timespec& store) const noexcept {
     if (!limited_) return nullptr;
     const long long left = at_ == 0 ? 0 : std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
-    store.tv_sec = left / nanosecondsPerSecond;
-    store.tv_nsec = left % nanosecondsPerSecond;
+    using Seconds = decltype(store.tv_sec);
+    constexpr long long most = std::numeric_limits<Seconds>::max();  // 68 years if they have 32 bits
+    store.tv_sec = static_cast<Seconds>(std::min(left / nanosecondsPerSecond, most));
+    store.tv_nsec = static_cast<decltype(store.tv_nsec)>(left % nanosecondsPerSecond);
     return &store;
   }
 
