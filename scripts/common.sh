@@ -58,6 +58,27 @@ apt_install() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
 }
 
+# archive: the main Debian archive that this machine's packages come from.
+archive() {
+  local uri wanted=('Created-By: Packages' 'Label: Debian' 'Component: main') format='$(REPO_URI)'
+  uri=$(apt-get indextargets --format "$format" "${wanted[@]}" | sed -n 1p)
+  if [ -z "$uri" ]; then
+    need_root "read the package lists"
+    as_root apt-get update -qq >&2
+    uri=$(apt-get indextargets --format "$format" "${wanted[@]}" | sed -n 1p)
+  fi
+  [ -n "$uri" ] || die "this machine's package settings name no archive of Debian"
+  printf '%s\n' "$uri"
+}
+
+# own_apt FOLDER: sets $apt to options with which apt-get takes its sources from FOLDER/parts and keeps all
+# that it fetches in FOLDER. The system's lists do not change.
+own_apt() {
+  mkdir -p "$1/parts" "$1/lists/partial" "$1/cache/archives/partial"
+  apt=(-o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts="$1/parts" -o Dir::State::Lists="$1/lists"
+    -o Dir::Cache="$1/cache" -o APT::Sandbox::User="$(id -un)")
+}
+
 # need PACKAGE...: installs the Debian packages that are missing.
 need() {
   local package name missing=()
