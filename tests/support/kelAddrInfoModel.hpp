@@ -13,8 +13,8 @@ bool operator==(const ResolvedAddress& a, const ResolvedAddress& b);
 
 }  // namespace tarvo::platform
 
-/// The flat record of a resolved address list as the library has to write and to read it: slow, byte by byte, and
-/// written apart from it.
+/// A slow model of the flat record of a resolved address list. It writes and reads the record byte by byte
+/// and shares no code with the library.
 namespace tarvo::test {
 
 using Bytes = std::string;
@@ -23,13 +23,14 @@ constexpr std::size_t recordSize = 3000;
 
 Bytes littleEndian(std::uint64_t value, int width);
 
-/// The used area of a record: what follows the count.
+/// The used area of a record: the bytes after the count.
 Bytes usedArea(const Bytes& host, unsigned int port, const oss::AddressList& list);
 
-/// A record of 3000 bytes, filled up with `filler`; `used` may lie.
+/// A record of 3000 bytes, padded with `filler`. `used` is written as given, even if it is not the area's
+/// size.
 Bytes recordOf(const Bytes& area, std::size_t used, char filler = '\0');
 
-/// The list of a record, or nothing for one that cannot be read.
+/// The list in a record, or nullopt if the record cannot be read.
 std::optional<oss::AddressList> modelRead(const Bytes& record);
 
 }  // namespace tarvo::test

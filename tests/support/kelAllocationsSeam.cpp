@@ -25,11 +25,13 @@ struct ThreadState {
   bool inside = false;
 };
 
-// Constant-initialised: memory is asked for before and behind everything else of a thread.
+// Constant-initialised, because a thread requests memory before its other thread_local objects are
+// constructed and after they are destroyed.
 constinit thread_local ThreadState state;
 constinit std::atomic<std::ptrdiff_t> held = 0;
 
-// The standard library's array forms call the program's single forms, and both call malloc: one request.
+// Makes nested calls count as one request: the standard library's array forms of operator new call the single
+// forms, and these call malloc.
 class Inside {
  public:
   Inside() noexcept : before_(state.inside) { state.inside = true; }
@@ -91,7 +93,7 @@ void giveBack(Delete& systemForm, void* block) noexcept {
   systemForm(block);
 }
 
-/// ICU asks here. In this file, too, malloc is the one below.
+/// Makes ICU allocate through the malloc at the end of this file.
 void lendToIcu() {
   UErrorCode status = U_ZERO_ERROR;
   u_setMemoryFunctions(
@@ -139,7 +141,7 @@ FailingAllocation::~FailingAllocation() {
   state.failsAt = 0;
 }
 
-// NOLINTBEGIN(readability-convert-member-functions-to-static): asked of an object
+// NOLINTBEGIN(readability-convert-member-functions-to-static): callers use an object
 bool FailingAllocation::happened() const noexcept {
   return state.refused;
 }
@@ -171,7 +173,7 @@ bool refusesToOthers(std::size_t size) noexcept {
 
 void restartIcu() {
   u_cleanup();
-  lendToIcu();  // which it has forgotten, too
+  lendToIcu();  // u_cleanup has reset ICU's memory functions
 }
 
 }  // namespace tarvo::test

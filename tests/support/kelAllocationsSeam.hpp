@@ -3,15 +3,17 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Counts and refuses memory. What is seen: operator new and delete in all forms but the over-aligned ones, by
-/// whatever library; malloc, calloc, realloc and free where the program's own objects call them, which has the
-/// library inside; and ICU. Not what the C library takes for itself. The sanitizers keep their allocator and
-/// their watch over it.
+/// Counts allocations and makes chosen ones fail. It covers:
+///   - operator new and delete, in every library, except the over-aligned forms;
+///   - malloc, calloc, realloc and free, if called by an object file that is linked into the program; that
+///     includes the library's object files;
+///   - the allocations of ICU.
+/// It does not cover allocations inside the C library. Sanitizers still check every block.
 ///
-/// One request is one call that asks for a block; a realloc asks for one and gives one back.
+/// A request is one call that allocates a block. A realloc counts as one request and one release.
 namespace tarvo::test {
 
-/// What the calling thread has asked for and given back since construction. Other threads are not seen. May
+/// Counts the requests and releases of the calling thread since construction, not those of other threads. May
 /// nest.
 ///
 ///     const AllocationCount count;
@@ -21,12 +23,13 @@ class AllocationCount {
  public:
   AllocationCount() noexcept;
 
-  /// Requests that were granted, and the bytes that they asked for.
+  /// The requests that succeeded, and the sum of their sizes in bytes.
   std::size_t made() const noexcept;
   std::size_t bytes() const noexcept;
-  /// Blocks given back; null is not one.
+  /// Blocks released; releasing a null pointer does not count.
   std::size_t released() const noexcept;
-  /// Granted and not given back: 0 behind a balanced piece of work. Negative if older blocks were released.
+  /// made() - released(): 0 after code that releases all that it allocates, negative if older blocks were
+  /// released.
   std::ptrdiff_t outstanding() const noexcept;
 
  private:
@@ -35,19 +38,19 @@ class AllocationCount {
   std::size_t releasedBefore_;
 };
 
-/// Blocks that all threads together hold now.
+/// The blocks that are allocated now, in all threads.
 std::ptrdiff_t blocksHeld() noexcept;
 
-/// How long memory is short once it is.
+/// Whether only the chosen request fails, or that one and all later ones.
 enum class Shortage { once, fromThenOn };
 
-/// While it lives, the calling thread's n-th request from now on (1 is the next) fails, with std::bad_alloc or
-/// null as its form has it: that one alone, or that one and all behind it. Does not nest.
+/// During its lifetime, the n-th request of the calling thread fails; 1 is the next request. The request
+/// throws std::bad_alloc or returns null, depending on the function called. Objects must not nest.
 ///
 ///     const FailingAllocation second(2);
 ///     EXPECT_THROW(list.join(other), std::bad_alloc);
 ///
-/// Keep everything that must not fail, a test's own strings included, outside of its scope.
+/// Keep everything that must not fail outside its scope, including strings of the test.
 class FailingAllocation {
  public:
   explicit FailingAllocation(std::size_t nth, Shortage shortage = Shortage::once) noexcept;
@@ -55,13 +58,13 @@ class FailingAllocation {
   FailingAllocation& operator=(const FailingAllocation&) = delete;
   ~FailingAllocation();
 
-  /// Whether the request has come and was refused.
+  /// Whether the n-th request was made, and so failed.
   bool happened() const noexcept;
-  /// How many requests have come, refused ones included.
+  /// The number of requests so far, failed ones included.
   std::size_t requests() const noexcept;
 };
 
-/// While it lives, the calling thread gets no memory for requests of `size` bytes or more. Does not nest.
+/// During its lifetime, the calling thread's requests of at least `size` bytes fail. Objects must not nest.
 class AllocationLimit {
  public:
   explicit AllocationLimit(std::size_t size) noexcept;
@@ -70,7 +73,7 @@ class AllocationLimit {
   ~AllocationLimit();
 };
 
-/// While it lives, the calling thread's requests are granted whatever is to fail, and not numbered.
+/// During its lifetime, the calling thread's requests succeed and do not count towards a FailingAllocation.
 class AllocationsGranted {
  public:
   AllocationsGranted() noexcept;
@@ -82,13 +85,12 @@ class AllocationsGranted {
   bool before_;
 };
 
-/// Whether a request that a library makes of the C library directly is refused; the FailingAllocation of the
-/// calling thread decides, and counts it. For a program that replaces malloc for all libraries. AllocationCount
-/// does not contain such requests.
+/// For a program that replaces malloc for all libraries: whether this request of another library must fail.
+/// The request counts towards the FailingAllocation of the calling thread, but not in AllocationCount.
 bool refusesToOthers(std::size_t size) noexcept;
 
-/// Has ICU give back all that it keeps and forget all that it knows, as in a program that has just started.
-/// Nothing of ICU's may be in use in any thread, no converter that a thread keeps either.
+/// Makes ICU release its caches and its data, as in a program that has just started. No thread may hold an
+/// object of ICU, including converters that the library keeps for a thread.
 void restartIcu();
 
 }  // namespace tarvo::test

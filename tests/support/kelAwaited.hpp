@@ -5,8 +5,8 @@
 
 namespace tarvo::test {
 
-/// A number on whose change threads wait. std::atomic's own wait, and std::barrier above it, are not for tests that run
-/// everywhere: where the standard library makes it of locks, a notice can be lost.
+/// A number that threads can wait on until it changes. Used instead of std::atomic::wait and std::barrier,
+/// because those can lose a wake-up in standard libraries that implement them with locks.
 class Awaited {
  public:
   Awaited() = default;
@@ -32,7 +32,7 @@ class Awaited {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return number_ >= number; });
   }
-  /// Returns when the number is not `number`, or not any more.
+  /// Waits until the number differs from `number`; returns at once if it does already.
   void awaitOtherThan(unsigned int number) const {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return number_ != number; });

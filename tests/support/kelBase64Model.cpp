@@ -18,7 +18,8 @@ std::u16string decimal(std::size_t number) {
   return {digits.begin(), digits.end()};
 }
 
-/// The decoder's state: every bit of the text so far, of which the first 8 * bytes.size() were emitted.
+/// The decoder's state. `bits` contains all bits decoded so far; the first 8 * bytes.size() are already in
+/// `bytes`.
 struct Decoder {
   std::u16string text;
   std::size_t capacity;
@@ -42,7 +43,7 @@ struct Decoder {
     return true;
   }
 
-  /// Everything from the first "=" on.
+  /// Checks the padding: the text from the first "=" to the end.
   bool takesPadding(std::size_t at) {
     const std::u16string padding = text.substr(at);
     if (padding != (at % 4 == 2 ? u"==" : u"=") || at % 4 < 2) return misaligned();

@@ -2,9 +2,9 @@
 
 namespace tarvo::test {
 
-/// Until the end of the scope the runtime's numbers have a decimal comma: for the whole process, or for the
-/// calling thread alone. The locale is a real one. Raises std::runtime_error when it cannot be had: a test that
-/// needs it fails then.
+/// Until the end of the scope, the C runtime formats numbers with a decimal comma, in the whole process or
+/// only in the calling thread. It sets a German locale. Throws std::runtime_error if the system cannot
+/// provide that locale, so the test fails.
 class CommaLocale {
  public:
   enum class For { process, thread };

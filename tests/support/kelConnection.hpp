@@ -6,7 +6,7 @@
 
 namespace tarvo::test {
 
-/// A `Socket` and the peer that it is connected to.
+/// A connected `Socket` and its peer.
 struct Connection {
   explicit Connection(Family family = Family::ipv4) : peer(family) {
     socket.connect(peer.host(), peer.port(), oss::Socket::NullAddrInfoExternal, nullptr);

@@ -5,21 +5,21 @@
 
 namespace tarvo::test {
 
-/// A byte whose arrays count themselves: what the storage templates ask of array-new and give back to
-/// array-delete, and a way to make the next requests fail. Arrays stay uninitialised and cost nothing until
-/// they are touched. Reset by `CellHeap`, of which one stands in each test.
+/// A byte whose operator new[] and delete[] count allocations, for tests of the storage templates. Requests
+/// can be made to fail. An array is uninitialised, so a large one takes no physical memory until it is
+/// written. Each test has one `CellHeap`, which resets the counters.
 struct Cell {
   unsigned char value;
 
   static void* operator new[](std::size_t bytes);
   static void operator delete[](void* block);
 
-  static inline std::vector<std::size_t> asked;  ///< the bytes of every request, the failed ones included
-  static inline int live = 0;                    ///< blocks not yet given back
+  static inline std::vector<std::size_t> asked;  ///< the size of each request in bytes, failed ones included
+  static inline int live = 0;                    ///< blocks not yet released
   static inline bool failing = false;
 };
 
-/// The counters start at zero and no request fails, from here on.
+/// Sets the counters to zero; no request fails until a test says so.
 struct CellHeap {
   CellHeap() { reset(); }
   CellHeap(const CellHeap&) = delete;

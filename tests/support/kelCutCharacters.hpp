@@ -8,8 +8,8 @@
 
 namespace tarvo::test {
 
-/// Code pages whose converters of ICU tell a size too small now and then, when the room that they are given ends inside
-/// a character, with a piece of text of which that is seen.
+/// A code page whose ICU converter sometimes reports a size that is too small if the buffer ends inside a
+/// character, and a text with which this happens.
 struct CutCharacters {
   const char* codePage;
   icu::UnicodeString piece;
@@ -26,7 +26,7 @@ inline std::array<CutCharacters, 2> cutCharacters() {
            {"ISCII,version=0", u"\u0965\u0964\u094E\u097A\u0927\u0978\u0934"}}};
 }
 
-/// All bytes of a text: ICU is given more room than it needs, and cuts nothing.
+/// All bytes of a text. The buffer is larger than needed, so that ICU reports the size correctly.
 inline std::string allBytes(const icu::UnicodeString& text, const char* codePage) {
   std::string bytes(64 + 12 * static_cast<std::size_t>(text.length()), '\0');
   const std::int32_t size =

@@ -4,8 +4,8 @@
 
 namespace tarvo::test {
 
-/// What a DataBuffer is, step by step, with raw stores that are compared byte for byte. Slow on purpose: every
-/// growth allocates and copies, and every length is measured.
+/// A slow model of DataBuffer. Its storage is compared with that of a DataBuffer byte by byte. Each growth
+/// allocates and copies, and each length is counted again from the bytes.
 class DataBufferModel {
  public:
   using Bytes = std::vector<char>;
@@ -18,7 +18,7 @@ class DataBufferModel {
 
   int length() const { return length_; }
   int capacity() const { return capacity_; }
-  /// All bytes up to the capacity, and the one behind it.
+  /// All bytes up to the capacity, and the byte after it.
   const Bytes& store() const { return heap_.empty() ? inline_ : heap_; }
 
   void insert(int position, const Bytes& text);

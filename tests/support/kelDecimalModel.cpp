@@ -5,7 +5,7 @@
 namespace tarvo::test {
 namespace {
 
-/// Halves a number written in decimal digits and gives the remainder.
+/// Halves a number that is given as decimal digits; returns the remainder.
 bool halve(std::string& digits) {
   int remainder = 0;
   for (char& digit : digits) {
@@ -32,7 +32,7 @@ std::optional<std::uint64_t> modelInteger(const std::u16string& text, bool isSig
   if (bytes.empty() || bytes.size() > mostDigits) return std::nullopt;
   if (bytes.find_first_not_of("0123456789") != std::string::npos) return std::nullopt;
   std::uint64_t bits = 0;
-  bool borrow = false;  // a negative number's bits: those of the number inverted behind its lowest 1
+  bool borrow = false;  // to negate a number in two's complement, invert all bits above its lowest 1
   for (int i = 0; i < width; ++i) {
     const bool bit = halve(bytes);
     if (bit != borrow) bits |= std::uint64_t{1} << i;

@@ -8,8 +8,8 @@
 
 namespace tarvo::test {
 
-/// The bytes of `text` by ICU's default converter, asked for through ICU's C interface. Which converter that
-/// is differs from system to system, and some builds of ICU do not let it be changed.
+/// Converts `text` with ICU's default converter, through ICU's C interface. The default differs between
+/// systems, and some builds of ICU do not allow to change it.
 inline std::string inDefaultCodePage(const icu::UnicodeString& text) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UConverter, void (*)(UConverter*)> converter(ucnv_open(nullptr, &status),

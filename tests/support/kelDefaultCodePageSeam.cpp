@@ -8,7 +8,7 @@
 
 namespace {
 
-/// ICU's own default, as long as no other is named.
+/// The name that ICU is to report; nullptr selects ICU's real default.
 const char* defaultName = nullptr;
 
 const char* icusOwn() {
@@ -22,7 +22,7 @@ const char* icusOwn() {
 
 }  // namespace
 
-// Found before ICU's own.
+// The linker resolves calls to this definition instead of ICU's.
 extern "C" const char* ucnv_getDefaultName(void) {
   return defaultName == nullptr ? icusOwn() : defaultName;
 }

@@ -2,8 +2,9 @@
 
 namespace tarvo::test {
 
-/// ICU names another default converter until the end of the scope, as it can on systems whose code page is a
-/// setting. Only in programs linked with the library's objects; ICU itself keeps to its own.
+/// Until the end of the scope, ICU reports another default converter to the library and the tests, as on
+/// systems where the code page is a setting. Works only in programs that are linked with the library's
+/// objects. ICU's own functions still use the real default.
 class DefaultCodePage {
  public:
   explicit DefaultCodePage(const char* name);

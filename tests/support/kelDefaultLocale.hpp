@@ -4,7 +4,7 @@
 
 namespace tarvo::test {
 
-/// ICU's default locale is another one until the end of the scope.
+/// Sets another default locale of ICU until the end of the scope.
 class DefaultLocale {
  public:
   explicit DefaultLocale(const char* name) : former_(icu::Locale::getDefault()) { set(icu::Locale(name)); }

@@ -48,7 +48,7 @@ std::string quoted(const char* words) {
   return words == nullptr ? "null" : "\"" + std::string(words) + "\"";
 }
 
-// "10.0.0.1:80" for an IPv4 address, hexadecimal bytes for everything else.
+// An IPv4 address as "10.0.0.1:80", any other as hexadecimal bytes.
 std::string addressText(const unsigned char* bytes, std::size_t length) {
   std::string shown;
   if (length == platform::inetAddressSize && bytes[0] == platform::familyInet && bytes[1] == 0) {
@@ -239,7 +239,8 @@ int FakeWinsock::WSAStartup(std::uint16_t version, platform::StartupData& data) 
   return result;
 }
 
-// The system counts start-ups: it is not to hear of the end of one that it was not asked for.
+// Start-ups that a replacement answered are not passed on to the system, which counts them; neither are their
+// clean-ups.
 int FakeWinsock::WSACleanup() {
   std::function<int()> replacement = on.WSACleanup;
   if (!replacement && pretendedStarts_ > 0) {
@@ -295,7 +296,7 @@ void FakeWinsock::wakeAccept(SocketHandle listening) {
 
 int FakeWinsock::closesocket(SocketHandle handle) {
   const std::string arguments = label(handle);
-  // Forgotten first: as soon as the system has closed it, another thread may be given the same number.
+  // Forget the handle first: once the system has closed it, another thread may get the same number.
   closed(handle);
   return answer("closesocket", arguments, on.closesocket, &Winsock::closesocket, handle);
 }

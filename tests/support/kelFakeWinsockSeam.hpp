@@ -16,9 +16,9 @@
 
 namespace tarvo::test {
 
-/// A system in the platform's place, from its construction to the end of its scope, when the former one is
-/// put back. It hands every call on to the platform's own, writes it down, and fails or answers by itself
-/// what it is told to. Calls may come from any thread; what it is told comes before them.
+/// Replaces the platform's Winsock until the end of the scope. It records every call and forwards it to the
+/// platform, except for the calls that a test makes fail or replaces. Calls may come from any thread; set up
+/// failures and replacements before.
 ///
 ///     FakeWinsock fake;
 ///     fake.failing("connect", 2).with(10061);             // the second connect from now on
@@ -26,14 +26,14 @@ namespace tarvo::test {
 ///     ...
 ///     EXPECT_THAT(fake.steps(), ElementsAre("getaddrinfo(\"h\", \"80\", 0, 0, 1, 0)", "socket(2, 1, 6)", ...
 ///
-/// Handles are written as #1, #2, ... in the order in which they were opened, `none` for the invalid one,
-/// and as plain numbers when they were never opened here.
+/// In the records, handles are #1, #2, ... in the order in which they were opened. The invalid handle is
+/// `none`; a handle that was not opened through this object is its plain number.
 class FakeWinsock final : public platform::Winsock {
  public:
   using SocketHandle = platform::SocketHandle;
   using SocketSet = platform::SocketSet;
 
-  /// Called instead of the system when set. Each fails with `return fake.fails(code)`.
+  /// Functions that are called instead of the system if set. To fail, they `return fake.fails(code)`.
   struct Replacements {
     std::function<int(std::uint16_t, platform::StartupData&)> WSAStartup;
     std::function<int()> WSACleanup;
@@ -62,10 +62,10 @@ class FakeWinsock final : public platform::Winsock {
   FakeWinsock();
   FakeWinsock(const FakeWinsock&) = delete;
   FakeWinsock& operator=(const FakeWinsock&) = delete;
-  /// Fails the running test when a failure that it was told of has not come about.
+  /// Fails the running test if a failure that was set up has not happened.
   ~FakeWinsock();
 
-  /// Fails the `nth` call of `function` from now on, once; the system does not see that call.
+  /// Makes the `nth` call of `function`, counted from now, fail. Only that call fails; it is not forwarded.
   class Failing {
    public:
     void with(int code) { fake_.arrange(function_, nth_, code); }
@@ -84,21 +84,22 @@ class FakeWinsock final : public platform::Winsock {
   /// For replacements: sets the last error and returns what a failing call returns.
   int fails(int code);
   SocketHandle opensNothing(int code);
-  /// From now on every call that succeeds leaves this last error behind, as a system may.
+  /// From now on, every successful call sets the last error to `code`, as a system may do.
   void successSets(int code) { successCode_ = code; }
-  /// From now on sockets are numbers counted up from `first`, and every call on them succeeds: no network.
+  /// From now on, new sockets get the handles `first`, `first` + 1, ..., and every call with them succeeds
+  /// without using the network.
   void inventsHandles(SocketHandle first);
 
-  /// Every call so far, in order, as function(arguments), without WSAGetLastError and WSASetLastError.
+  /// All calls so far in order, as function(arguments), without WSAGetLastError and WSASetLastError.
   std::vector<std::string> calls() const;
-  /// The calls so far without start-up and clean-up.
+  /// The same without start-ups and clean-ups.
   std::vector<std::string> steps() const;
-  /// How often `function` was called so far, failed calls included.
+  /// The number of calls of `function` so far, failed ones included.
   int countOf(std::string_view function) const;
-  /// Forgets the calls so far, and counts handles from #1 again if none is open.
+  /// Forgets the calls so far. If no handle is open, the next one is #1 again.
   void forget();
 
-  /// The balance so far: of calls that succeeded.
+  /// The number of successful calls so far.
   int starts() const;
   int cleanups() const;
   std::vector<SocketHandle> openHandles() const;
@@ -138,7 +139,7 @@ class FakeWinsock final : public platform::Winsock {
   };
 
   void arrange(const std::string& function, int nth, int code);
-  /// Writes the call down; the code when it is to fail.
+  /// Records the call. Returns the code with which it must fail, or nullopt.
   std::optional<int> note(const std::string& function, std::string arguments);
   template <class Result, class... Parameters, class... Arguments>
   Result answer(const char* function, std::string arguments,
@@ -162,12 +163,12 @@ class FakeWinsock final : public platform::Winsock {
   int lastLabel_ = 0;
   int starts_ = 0;
   int cleanups_ = 0;
-  std::atomic<int> pretendedStarts_ = 0;  ///< answered by a replacement, and not ended yet
+  std::atomic<int> pretendedStarts_ = 0;  ///< answered by a replacement and not yet cleaned up
 };
 
-/// A resolver's answer for an IPv4 address, given as "127.0.0.1".
+/// A resolver's answer with one IPv4 address; `text` is for example "127.0.0.1".
 platform::ResolvedAddress inetAddress(const char* text, unsigned int port);
-/// One for an IPv6 address, given as its 16 bytes.
+/// A resolver's answer with one IPv6 address, given as its 16 bytes.
 platform::ResolvedAddress inet6Address(const std::vector<unsigned char>& bytes, unsigned int port);
 
 }  // namespace tarvo::test

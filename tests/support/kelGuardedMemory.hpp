@@ -4,10 +4,10 @@
 
 namespace tarvo::test {
 
-/// Memory between two pages that nobody may touch: who reads or writes outside ends the program.
+/// Memory between two inaccessible pages: a read or write outside it ends the program.
 class GuardedMemory {
  public:
-  /// Room for at least so many bytes.
+  /// Reserves at least `size` bytes.
   explicit GuardedMemory(std::size_t size);
   GuardedMemory(const GuardedMemory&) = delete;
   GuardedMemory& operator=(const GuardedMemory&) = delete;

@@ -8,27 +8,27 @@
 
 namespace tarvo::test {
 
-/// All bits set: what `Socket::handle` gives when there is none.
+/// All bits set: `Socket::handle` returns this if the socket has no handle.
 inline constexpr Handle noHandle = ~0ULL;
 
-/// How many handles this process has open.
+/// The number of handles that this process has open.
 std::size_t openDescriptors();
 
-/// What the system says of a socket's options.
+/// The options of a socket, as the system reports them.
 bool noDelay(Handle handle);
 bool isBlocking(Handle handle);
 unsigned long long receiveTimeout(Handle handle);  ///< milliseconds
 unsigned long long sendTimeout(Handle handle);
-/// Keep-alive, linger and address reuse stand as in a socket that was just made.
+/// Whether keep-alive, linger and address reuse have their defaults.
 bool hasNoFurtherOptions(Handle handle);
 
-/// Whether the handle's pending error is "connection refused"; asking takes the error away.
+/// Whether the pending error of the handle is "connection refused". The call clears the error.
 bool takesRefusal(Handle handle);
 
-/// Closes a handle without its owner's knowledge.
-void closeBehindItsBack(Handle handle);
+/// Closes a handle directly; the object that owns it is not informed.
+void closeDirectly(Handle handle);
 
-/// What the system's resolver says of a name by itself: Winsock's code, and the system's text for it.
+/// The result of the system's resolver for a name: Winsock's code, and the system's text for the code.
 struct Resolution {
   int code;
   std::string text;
@@ -39,7 +39,7 @@ std::string unknownNameText();
 /// The families that the resolver lists for a name, in order.
 std::vector<Family> familiesOf(const std::string& name);
 
-/// For its life, every handle that is opened has a number above 1024.
+/// During its lifetime, every new handle has a number above 1024.
 class HighHandles {
  public:
   HighHandles();

@@ -10,27 +10,28 @@ using Handle = unsigned long long;
 
 enum class Family { ipv4, ipv6 };
 
-/// The loopback address of a family, "127.0.0.1" or "::1".
+/// The loopback address of a family: "127.0.0.1" or "::1".
 const char* loopback(Family family);
 
-/// Throws std::system_error if that address cannot be reached. Without a network it can be bound, and whoever
-/// accepts there waits for ever.
+/// Throws std::system_error if the loopback address cannot be reached. Tests call it first, because without a
+/// network the address can still be bound and accept() would wait for ever.
 void requireLoopback(Family family = Family::ipv4);
 
-/// The bytes from .. from + count - 1 of an endless text that repeats nowhere near, so that a byte lost,
-/// doubled or misplaced shows.
+/// The bytes from .. from + count - 1 of an endless test pattern. It does not repeat over any distance that
+/// tests use, so a comparison detects lost, doubled and misplaced bytes.
 std::string pattern(std::size_t from, std::size_t count);
 
-/// The other end of a connection, on the bare system: listens on a free loopback port and takes one connection,
-/// or connects to a server of this machine; then it does what it is told.
+/// The other end of a connection, made with system calls instead of the library. It listens on a free
+/// loopback port and accepts one connection, or it connects to a server on this machine.
 ///
 ///     Peer peer;
 ///     socket.connect(peer.host(), peer.port(), Socket::NullAddrInfoExternal, nullptr);
 ///     peer.accepts().sends(40).closes();
 ///     EXPECT_EQ(socket.read(buffer, 0, 100), 40u);
 ///
-/// Every verb returns when the system has taken it over; `awaitBytes` and its kin tell when the near end has
-/// it. A verb that the system refuses throws std::system_error.
+/// Each member returns as soon as the system has accepted the call. `awaitBytes` and the functions after it
+/// wait until the effect has reached the library's end. A member throws std::system_error if a system call
+/// fails.
 class Peer {
  public:
   struct Server {
@@ -38,7 +39,8 @@ class Peer {
   };
 
   explicit Peer(Family family = Family::ipv4);
-  /// Connects to 127.0.0.1. A `window` other than 0 is how many bytes the system is asked to hold for it, each way.
+  /// Connects to 127.0.0.1. A `window` other than 0 sets the sizes of the system's send and receive buffers,
+  /// in bytes.
   explicit Peer(Server server, int window = 0);
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
@@ -48,24 +50,24 @@ class Peer {
   unsigned int port() const { return port_; }
   Handle handle() const { return connection_; }
 
-  /// Takes the connection and listens no longer.
+  /// Accepts the connection and stops listening.
   Peer& accepts();
 
-  /// Sends the next `count` bytes of the pattern; the first call starts it at 0.
+  /// Sends the next `count` bytes of the pattern; the first call starts at byte 0 of it.
   Peer& sends(std::size_t count);
   Peer& says(std::string_view bytes);
-  /// A segment a byte.
+  /// Sends each byte in a separate segment.
   Peer& saysByteByByte(std::string_view bytes);
   Peer& saysUrgently(char byte);
 
-  /// Waits for `count` bytes; fewer when the stream ends first.
+  /// Waits for `count` bytes; returns fewer if the stream ends first.
   std::string receives(std::size_t count);
-  /// Everything until the stream ends.
+  /// All bytes until the stream ends.
   std::string receivesAll();
 
   Peer& shutsDownSending();
   Peer& closes();
-  /// Breaks the connection off: the near end learns of a reset, not of an end.
+  /// Resets the connection: the library's end gets a reset and no end of stream.
   Peer& resets();
 
  private:
@@ -76,7 +78,7 @@ class Peer {
   std::size_t sent_ = 0;
 };
 
-/// A loopback port on which nobody listens, kept from everybody else for the object's life.
+/// A loopback port on which nobody listens. It is reserved for the object's lifetime.
 class ClosedPort {
  public:
   explicit ClosedPort(Family family = Family::ipv4);
@@ -107,8 +109,9 @@ class FullPort {
   Handle waiting_;
 };
 
-/// Wait until `count` bytes lie in the handle's receive queue, until its peer has ended the stream, until the
-/// connection was reset, until urgent data is there. They take nothing away, the pending error included.
+/// Wait until the receive queue of the handle contains `count` bytes, until the peer has ended the stream,
+/// until the connection is reset, or until urgent data has arrived. They read nothing and leave a pending
+/// error set.
 void awaitBytes(Handle handle, std::size_t count);
 void awaitEnd(Handle handle);
 void awaitReset(Handle handle);

@@ -6,15 +6,15 @@
 
 namespace tarvo::test {
 
-/// How a program ended: its exit status, and all that it wrote.
+/// How a program ended: its exit status and its output.
 struct ProcessResult {
   int status;  ///< -1 when a signal ended it
   std::string out;
   std::string err;
 };
 
-/// Runs a program, looked up on the path, with its arguments, feeds it `input` and waits for its end. Throws
-/// std::runtime_error when it cannot be started: a test that needs a tool fails without it.
+/// Finds a program on the path, runs it with its arguments and `input`, and waits for its end. Throws
+/// std::runtime_error if it cannot be started, so a test that needs a missing tool fails.
 ProcessResult runProcess(const std::vector<std::string>& command, const std::string& input = "");
 
 /// The same with a program of this build. If it is for another processor, the environment variable
@@ -25,7 +25,7 @@ inline ProcessResult runBuilt(std::vector<std::string> command) {
   return runProcess(command);
 }
 
-/// What a line ends with that a program of this platform writes to its standard streams.
+/// The line end that a program of this platform writes to its standard streams.
 extern const char* const lineEnd;
 
 }  // namespace tarvo::test

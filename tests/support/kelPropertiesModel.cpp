@@ -11,7 +11,7 @@ bool startsWithAny(const std::string& text, const std::string& bytes) {
   return !text.empty() && bytes.find(text[0]) != std::string::npos;
 }
 
-/// The length of the line end at `at`: 0, 1 or 2.
+/// The size of the line end at `at` in bytes: 0, 1 or 2; 0 means that there is no line end.
 std::size_t lineEndAt(const std::string& text, std::size_t at) {
   if (text.compare(at, 2, "\r\n") == 0) return 2;
   return at < text.size() && (text[at] == '\r' || text[at] == '\n') ? 1 : 0;
@@ -33,10 +33,11 @@ bool isHex(char c) {
   return std::string("0123456789ABCDEFabcdef").find(c) != std::string::npos;
 }
 
-/// The unit that the text behind a "u" names, if it is taken.
-std::optional<char16_t> unicodeEscape(const std::string& behindU) {
-  if (behindU.size() < 5) return std::nullopt;  // the digits, and at least one byte more
-  const std::string digits = behindU.substr(0, 4);
+/// The code unit of an escape \uXXXX, or nullopt if the parser does not accept it. `afterU` starts after the
+/// "u".
+std::optional<char16_t> unicodeEscape(const std::string& afterU) {
+  if (afterU.size() < 5) return std::nullopt;  // four digits and at least one more byte
+  const std::string digits = afterU.substr(0, 4);
   if (!std::all_of(digits.begin(), digits.end(), isHex)) return std::nullopt;
   const unsigned long value = std::stoul(digits, nullptr, 16);
   if (value >= 0xD800 && value <= 0xDFFF) return std::nullopt;
@@ -45,7 +46,7 @@ std::optional<char16_t> unicodeEscape(const std::string& behindU) {
   return static_cast<char16_t>(value);
 }
 
-/// `rest` starts with a backslash.
+/// Removes one escape, which starts with a backslash, from the front of `rest`; returns its text.
 std::u16string takeEscape(std::string& rest) {
   if (rest.size() == 1) {
     rest.clear();

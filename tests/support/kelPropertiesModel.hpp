@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-/// The text format of properties and their references the slow way: texts are cut, searched from their start
-/// and replaced in place, references recurse. To hold the library against; never for production.
+/// A slow model of the text format of properties and of their references. It cuts texts, searches them from
+/// their start, replaces in place, and resolves references by recursion. Tests compare the library with it.
 namespace tarvo::test {
 
 using PropertiesModel = std::map<std::u16string, std::u16string>;
 
-/// Takes one line off the front of `rest`; false when there is none.
+/// Removes one line from the front of `rest`; returns false if `rest` is empty.
 bool modelTakeLine(PropertiesModel& properties, std::string& rest);
 
 void modelLoad(PropertiesModel& properties, std::string bytes);
@@ -24,7 +24,7 @@ struct PropertiesModelError {
   friend bool operator==(const PropertiesModelError&, const PropertiesModelError&) = default;
 };
 
-/// How resolving ends; the properties are what it leaves.
+/// Resolves the references in `properties`. Returns the error, or nullopt if it succeeded.
 std::optional<PropertiesModelError> modelResolve(PropertiesModel& properties);
 
 std::string modelSave(const PropertiesModel& properties, const std::vector<std::u16string>& includes = {});

@@ -22,11 +22,11 @@ inline std::vector<std::string> argumentsOf(const oss::Message& message) {
   return texts;
 }
 
-/// The class's name as the source has it.
+/// The class's name as in the source.
 std::string nameOf(const std::type_info& type);
 
-/// The exception for a reader: its class and, for the library's, each message's identifier, text, arguments,
-/// file, line and level; for others what() says.
+/// Describes an exception: its class, and each message's identifier, text, arguments, file, line and level.
+/// For an exception that is not the library's, its class and what().
 std::string rendered(oss::BaseException& error);
 std::string rendered(const std::exception_ptr& error);
 

@@ -4,11 +4,11 @@
 
 namespace tarvo::test {
 
-/// A long range of memory that costs little: one piece, again and again, and zeros behind it. What is written into one
-/// piece stands in all.
+/// A long range of addresses that takes little memory: the same piece of memory is mapped many times,
+/// followed by zeros. A byte written into one piece appears in all of them.
 class RepeatedMemory {
  public:
-  /// `pieces` pieces that are full of `byte`. Throws std::system_error.
+  /// Maps `pieces` pieces in which every byte is `byte`. Throws std::system_error.
   RepeatedMemory(std::size_t pieces, char byte);
   RepeatedMemory(const RepeatedMemory&) = delete;
   RepeatedMemory& operator=(const RepeatedMemory&) = delete;

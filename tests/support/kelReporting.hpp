@@ -6,7 +6,8 @@
 
 namespace tarvo::test {
 
-/// `work` for a thread of a test: an exception that leaves it fails the test and does not end the program.
+/// Wraps `work` for a thread of a test: an exception that it throws fails the test instead of ending the
+/// program.
 ///
 ///     std::thread reader(reporting([&] { socket.read(buffer, 0, 1); }));
 template <class Work>

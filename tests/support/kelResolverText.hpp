@@ -4,7 +4,7 @@
 
 namespace tarvo::test {
 
-/// The text, in UTF-8, of the system's resolver for a service that it does not know.
+/// The text of the system's resolver for an unknown service, in UTF-8.
 std::string textOfAnUnknownService();
 
 }  // namespace tarvo::test

@@ -2,7 +2,8 @@
 
 namespace tarvo::test {
 
-/// How often a test repeats what starts threads: `wished` times where a start costs next to nothing.
+/// How often a test repeats code that starts threads: `wished` times, or fewer where starting a thread is
+/// slow.
 int roundsWithThreads(int wished);
 
 }  // namespace tarvo::test

@@ -15,7 +15,7 @@
 
 namespace tarvo::test {
 
-/// Describes a row by the member that explains it, or by its value.
+/// Describes a row by its explaining member if it has one, otherwise by its value.
 template <class Value>
 std::string wordsOf(const Value& value) {
   if constexpr (requires { value.why; }) {
@@ -32,19 +32,20 @@ std::string wordsOf(const Value& value) {
   }
 }
 
-/// A row that is tested in this thread while the object lives.
+/// A row that this thread tests during the object's lifetime.
 class RowScope {
  public:
   RowScope(const RowScope&) = delete;
   RowScope& operator=(const RowScope&) = delete;
 
-  /// The rows that live in this thread, the innermost first, one a line.
+  /// The current rows of this thread, innermost first, one per line.
   static std::string living();
 
  protected:
   RowScope(const char* file, int line);
   virtual ~RowScope();
-  /// Notes the row if an exception ends it. Called by the destructor of the class that has the text.
+  /// Records the row if an exception is ending it. The derived class, which has the text, calls it in its
+  /// destructor.
   void end() noexcept;
 
  private:
@@ -57,11 +58,11 @@ class RowScope {
   const RowScope* outer_;
 };
 
-/// The rows that the last exception of this thread has ended, the innermost first, one a line. Forgets them.
+/// The rows that this thread's last exception has ended, innermost first, one per line. Forgets them.
 std::string takeEndedRows();
 
-/// A row that is named by values. A string literal among them is printed as it is. A name that outlives
-/// the row is read only after a failure, so a row costs a loop only a few nanoseconds.
+/// A row that is named by values; string literals among them are printed unchanged. References to values are
+/// formatted only after a failure, so naming a row takes only a few nanoseconds.
 template <class... Names>
 class NamedRow final : public RowScope {
  public:
@@ -89,14 +90,15 @@ NamedRow(const char*, int, Names&&...) -> NamedRow<Names...>;
 
 #define KELINFRA_ROW_ON(line, ...) const ::tarvo::test::NamedRow row##line(__FILE__, line, __VA_ARGS__)
 #define KELINFRA_ROW_AT(line, ...) KELINFRA_ROW_ON(line, __VA_ARGS__)
-/// Names the row until the end of the scope. A failure is printed with the rows that live, and an exception
-/// that ends the test with the rows that it has ended.
+/// Names the current row until the end of the scope. A failure is printed with the current rows. An exception
+/// that ends the test is printed with the rows that it has ended.
 ///
 ///     for (std::size_t length = 0; length < 100; ++length) {
 ///       ROW("length", length);
 #define ROW(...) KELINFRA_ROW_AT(__LINE__, __VA_ARGS__)
 
-/// The rows of a table. Each is named by its number, from 1, and its description while the loop is at it.
+/// The rows of a table, for a range-based loop. A failure in the loop prints the number of the current row,
+/// from 1, and its description.
 ///
 ///     for (const Row& row : rowsOf(rows)) EXPECT_EQ(lengthOf(row.text), row.length);
 template <class Table>

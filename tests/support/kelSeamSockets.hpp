@@ -10,7 +10,7 @@
 #include <functional>
 #include <vector>
 
-/// Sockets at the seam itself, for the tests of what its functions answer.
+/// Sockets that are made with the functions of the seam, for the tests of these functions.
 namespace tarvo::test {
 
 using platform::invalidSocket;
@@ -34,7 +34,7 @@ inline SocketHandle tcpSocket(int family = 2) {
   return handle;
 }
 
-/// A Winsock address of this machine.
+/// The loopback address as a Winsock address.
 inline Address loopback(unsigned int port = 0) {
   return {2,
           0,
@@ -80,7 +80,7 @@ inline SocketHandle socketOfAReachable(int family) {
   return tcpSocket(family);
 }
 
-/// A listener on a port of the system's choice, and one connection to it with both its ends.
+/// A listener on a free port, and both ends of one connection to it.
 class Pair {
  public:
   explicit Pair(const Address& wildcard = loopback())
@@ -146,7 +146,7 @@ inline std::vector<Function> functionsOfAHandle() {
       {"shutdown", [=](SocketHandle h) { return is(system().shutdown(h, 2)); }},
       {"ioctlsocket", [=](SocketHandle h) { return is(system().ioctlsocketNonBlocking(h, 1)); }},
       {"setsockopt", [=](SocketHandle h) { return is(system().setsockopt(h, 0xFFFF, 4, 1)); }},
-      {"setsockopt of a time-out",
+      {"setsockopt of a timeout",
        [=](SocketHandle h) { return is(system().setsockopt(h, 0xFFFF, 0x1006, 1)); }},
       {"setsockopt of no delay", [=](SocketHandle h) { return is(system().setsockopt(h, 6, 1, 1)); }},
       {"getsockopt",
@@ -166,7 +166,7 @@ inline std::vector<Function> functionsOfAHandle() {
          SocketSet none;
          SocketSet noneEither;
          read.add(h);
-         const TimeValue aWhile = {10, 0};  // a call that only looks need not notice
+         const TimeValue aWhile = {10, 0};  // with a timeout of 0, select need not notice the bad handle
          return is(system().select(read, none, noneEither, &aWhile));
        }},
       {"select for an error",

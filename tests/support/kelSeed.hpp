@@ -9,11 +9,11 @@
 
 namespace tarvo::test {
 
-/// The one variable that changes the random numbers of all tests and test programs, from 0 to 2^32 - 1. The
-/// same number gives the same random numbers; a failed random test prints it.
+/// The environment variable that seeds the random numbers of all tests and test programs: 0 to 2^32 - 1. The
+/// same value gives the same random numbers. A random test that fails prints it.
 inline constexpr const char* seedVariable = "KELINFRA_TEST_SEED";
 
-/// The variable's value, 0 without it. Ends the program if the value is not a number.
+/// The variable's value; 0 if it is not set. Ends the program if the value is not a number.
 inline unsigned int& runSeed() {
   static unsigned int seed = [] {
     const char* const text = std::getenv(seedVariable);  // NOLINT(concurrency-mt-unsafe): nobody sets it
@@ -30,13 +30,13 @@ inline unsigned int& runSeed() {
   return seed;
 }
 
-/// For programs whose runs are to differ: draws the run's seed unless the variable gives it.
+/// Draws a random seed unless the variable is set. For programs whose runs should differ.
 inline void drawRunSeed() {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets it
   if (std::getenv(seedVariable) == nullptr) runSeed() = std::random_device()();
 }
 
-/// Whether the running test, or the program, has printed the run's seed.
+/// Whether the running test or the program has already printed the seed.
 inline std::atomic<bool> seedShown = false;
 
 inline void showRunSeed() {
@@ -44,8 +44,8 @@ inline void showRunSeed() {
   std::fflush(stdout);
 }
 
-/// The seed for a generator of random numbers. `own` keeps generators apart. The first call of a test prints
-/// the run's seed.
+/// The seed for a random number generator. Different values of `own` give different seeds. The first call in
+/// a test prints the run's seed.
 inline unsigned int seeded(unsigned int own) {
   if (!seedShown.exchange(true)) showRunSeed();
   return runSeed() + own;

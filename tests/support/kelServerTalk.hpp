@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-/// A server and its clients, as far as its port matters.
+/// Connections between a server and its clients, for tests of the server's port.
 namespace tarvo::test {
 
-/// A client at an address of this machine reaches the server, and what it sends arrives.
+/// Expects that a client can connect to the server at `address`, and that its bytes arrive.
 inline void expectTalk(const char* address, oss::SocketServer& server) {
   oss::Socket client;
   oss::Socket accepted;
@@ -20,8 +20,9 @@ inline void expectTalk(const char* address, oss::SocketServer& server) {
   EXPECT_EQ(got, sent);
 }
 
-/// A server's port on which one connection lingers, closed by the server's end first.
-///   reusable   how the server listened
+/// The port of a former server. One of its connections is in the state TIME_WAIT, because the server's end
+/// closed it first.
+///   reusable   whether the server listened with a reusable address
 inline unsigned int lingeringPort(bool reusable) {
   oss::SocketServer server;
   server.listen(0, 5, reusable);

@@ -8,8 +8,8 @@
 
 namespace tarvo::test {
 
-/// Interrupts the thread that made it, again and again as fast as it can take it, for the object's life.
-/// The signal's handler does nothing and does not ask for interrupted calls to be resumed.
+/// Sends signals to the thread that constructed it, as fast as the thread can take them, for the object's
+/// lifetime. The handler does nothing; it is installed without SA_RESTART, so interrupted calls return EINTR.
 class SignalStorm {
  public:
   SignalStorm();
@@ -17,9 +17,9 @@ class SignalStorm {
   SignalStorm& operator=(const SignalStorm&) = delete;
   ~SignalStorm();
 
-  /// Waits, in another thread, until the target has been interrupted `count` more times.
+  /// Waits until the target has been interrupted `count` more times. Call it from another thread.
   void interrupts(std::size_t count);
-  /// Interruptions so far.
+  /// The number of interruptions so far.
   std::size_t count() const;
 
  private:
@@ -32,8 +32,8 @@ class SignalStorm {
   std::thread thread_;
 };
 
-/// Counts the broken-pipe signals that reach the process in the object's life, whatever the process did about
-/// them before.
+/// Counts the SIGPIPE signals that reach the process during the object's lifetime. The former handler is
+/// restored at the end.
 class BrokenPipeWatch {
  public:
   BrokenPipeWatch();
@@ -44,11 +44,11 @@ class BrokenPipeWatch {
   int count() const;
 };
 
-/// The thread that made it, seen from another one.
+/// Lets another thread observe the thread that constructed it.
 class ThreadView {
  public:
   ThreadView();
-  /// Returns when the thread waits inside the system.
+  /// Waits until the observed thread is blocked in a system call.
   void awaitWaiting() const;
 
  private:

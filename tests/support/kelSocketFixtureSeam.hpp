@@ -18,7 +18,7 @@
 
 namespace tarvo::test {
 
-/// A trace facility whose hooks, all of them switched on, overwrite the thread's last error.
+/// A trace facility with all hooks enabled. Each hook overwrites the thread's last error.
 class SpoilingTrace {
  public:
   SpoilingTrace() {
@@ -41,7 +41,7 @@ class SpoilingTrace {
   std::uint32_t flags_[trace::componentIndex + 1] = {};
 };
 
-/// The error of a failed system call, as callers are promised it.
+/// Matches the error that a member raises after a system call failed with `code`.
 inline RaisesMatcher<oss::SocketException> RaisesMapped(int code, const std::string& host,
                                                         unsigned int port) {
   static const std::vector<std::pair<int, const char*>> names = {
@@ -54,11 +54,11 @@ inline RaisesMatcher<oss::SocketException> RaisesMapped(int code, const std::str
   return Raises<oss::SocketException>("QN_ERR_SOCKET_ERROR", code, host, port);
 }
 
-/// Codes for tables of failing calls: some with a name of their own, some without.
+/// Codes for tables of failing calls: some have an identifier, the others raise QN_ERR_SOCKET_ERROR.
 inline constexpr int sampleCodes[] = {10054, 10038, 10060, 10055, 10022};
 
-/// Sockets over a failing system. Every call that succeeds leaves a foreign last error behind, and at the end
-/// of every test all handles are closed and every start-up has its clean-up.
+/// A fixture whose sockets use a FakeWinsock. Every successful call sets an unrelated last error. At the end
+/// of each test it checks that all handles are closed and that each start-up had its clean-up.
 class SocketFixture : public testing::Test {
  protected:
   SocketFixture() : descriptors_(openDescriptors()) { fake.successSets(10999); }
@@ -80,7 +80,7 @@ class SocketFixture : public testing::Test {
   void connectsAtOnce() {
     fake.on.connect = [](auto, auto, auto) { return 0; };
   }
-  /// The connect is in progress, and select finds the socket writable.
+  /// Makes connect report "in progress" and select report the socket as writable.
   void connectsLater() {
     fake.on.connect = [this](auto, auto, auto) { return fake.fails(platform::wsa::wouldBlock); };
     fake.on.select = [](auto& read, auto& write, auto& error, auto) {
@@ -88,7 +88,7 @@ class SocketFixture : public testing::Test {
       return static_cast<int>(write.count);
     };
   }
-  /// `socket` connected to peer.example:4711 at once, with a real handle and no peer.
+  /// Connects `socket` to peer.example:4711 at once. The handle is real, but there is no peer.
   void connected(oss::Socket& socket) {
     resolvesTo({inetAddress("10.0.0.1", 4711)});
     connectsAtOnce();

@@ -4,8 +4,8 @@
 
 namespace tarvo::test {
 
-/// The operators that the program would have without its own: the standard library's, or a sanitizer's, which
-/// so still tells a block of one form from a block of the other.
+/// The operators that the program's own ones replace: those of the standard library, or of a sanitizer.
+/// Calling the same form lets a sanitizer detect a block that is released with the wrong form.
 void* systemNew(std::size_t size);
 void* systemNewArray(std::size_t size);
 void systemDelete(void* block) noexcept;

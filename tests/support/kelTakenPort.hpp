@@ -6,12 +6,13 @@
 
 namespace tarvo::test {
 
-/// A port that servers listen on in each family that a further server could take. Where a listener of IPv6 leaves IPv4
-/// alone, a second server gets the port of IPv6 and only a third one gets none.
+/// A port on which servers listen in both families, so that no further server can listen on it. On systems
+/// where an IPv6 listener does not take the port of IPv4 too, this needs a second server, which takes the
+/// port of IPv6.
 class TakenPort {
  public:
   TakenPort();
-  /// For a port that a server listens on by IPv4.
+  /// `port` is a port on which a server already listens with IPv4.
   explicit TakenPort(unsigned int port);
 
   unsigned int number() const { return number_; }

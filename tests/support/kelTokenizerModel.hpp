@@ -5,8 +5,8 @@
 
 namespace tarvo::test {
 
-/// The slow model of the tokenizer: slots that are filled unit by unit, on a copy whose line ends are folded
-/// first.
+/// A slow model of the tokenizer. It first replaces each line end in a copy of the text by one unit, then
+/// fills the tokens unit by unit.
 std::vector<std::u16string> modelTokens(std::u16string text, const std::u16string& delimiters);
 
 }  // namespace tarvo::test

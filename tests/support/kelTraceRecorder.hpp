@@ -10,8 +10,7 @@
 
 namespace tarvo::test {
 
-/// A host's trace facility that writes down every call, from its construction to its destruction. One at a
-/// time.
+/// A trace facility of the host that records every call during its lifetime. Only one may exist at a time.
 ///
 ///     TraceRecorder trace(0x20001);
 ///     list.addMessage(message);
@@ -27,15 +26,15 @@ class TraceRecorder {
   TraceRecorder& operator=(const TraceRecorder&) = delete;
   ~TraceRecorder();
 
-  /// What was called so far, in order.
+  /// The calls so far, in order.
   std::vector<std::string> calls() const;
-  /// The calls so far, which are then forgotten.
+  /// Returns the calls so far and forgets them.
   std::vector<std::string> take();
   void forget() { take(); }
 
-  /// Changes the library's flag word; the next test of it sees the change. Callable from a hook.
+  /// Changes the library's trace flags, from the next probe on. A hook may call it.
   void setFlags(std::uint32_t flags);
-  /// The word takes `flags` while the next call with the given rendering is being made.
+  /// Sets the trace flags to `flags` during the next call that renders as `call`.
   void switchFlagsAt(std::string call, std::uint32_t flags);
 
  private:

@@ -15,7 +15,7 @@ struct Bytes {
   }
 };
 
-/// A row of the table: what may stand at each of its places.
+/// A row of the table: the range of bytes that is allowed at each position.
 struct Row {
   std::size_t size;
   Bytes places[4];
@@ -92,7 +92,7 @@ std::string randomUtf8(std::mt19937& engine, std::size_t pieces, unsigned int da
       text += byteFrom(engine, {0x01, 0xFF});
       continue;
     }
-    // Half of it is ASCII, so that runs of it and lone ones both come up.
+    // Half of the pieces are ASCII, so that the text contains both runs of ASCII and single ASCII characters.
     const Row& row = engine() % 2 == 0 ? rows[0] : rows[engine() % std::size(rows)];
     std::string character;
     for (std::size_t place = 0; place < row.size; ++place) character += byteFrom(engine, row.places[place]);

@@ -6,24 +6,25 @@
 #include <string>
 #include <vector>
 
-/// UTF-8 the slow way, row by row of the Unicode Standard's table of well-formed byte sequences, to hold the
-/// library against. Never for production.
+/// A slow model of UTF-8. It follows the Unicode Standard's table of well-formed byte sequences row by row.
+/// Tests compare the library with it.
 namespace tarvo::test {
 
-/// The size of the well-formed character at a position, or 0.
+/// The size in bytes of the well-formed character at `at`, or 0 if there is no such character.
 std::size_t modelCharacterSize(const char* text, std::size_t length, std::size_t at);
 
-/// The number of characters, or nothing when the text is not well-formed.
+/// The number of characters, or nullopt if the text is not well-formed.
 std::optional<std::size_t> modelCount(const char* text, std::size_t length);
 
-/// The characters of a well-formed text, or nothing.
+/// The characters, or nullopt if the text is not well-formed.
 std::optional<std::vector<std::string>> modelCharacters(const std::string& text);
 
-/// The number of characters by lead bytes alone, or nothing where a byte leads none.
+/// The number of characters if only lead bytes are checked, or nullopt if a character begins with another
+/// byte.
 std::optional<int> modelLenientCount(const std::string& text);
 
-/// Bytes without 0 in which sound characters of every size are mixed; `damage` says how many of a hundred
-/// pieces are random bytes or cut short instead.
+/// A random text without zero bytes, with well-formed characters of all sizes. `damage` percent of the pieces
+/// are random bytes or truncated characters instead.
 std::string randomUtf8(std::mt19937& engine, std::size_t pieces, unsigned int damage);
 
 }  // namespace tarvo::test

@@ -8,9 +8,9 @@
 #include <exception>
 #include <string>
 
-// Prints the rows in which a test fails, and an exception that no test has caught. GoogleTest prints only
-// what(), which is the class's name. It reports the failure inside its catch clause, so a listener can ask for
-// the exception.
+// Prints the rows in which a test fails, and an exception that a test did not catch. GoogleTest prints only
+// what(), which is the name of the class. It reports the failure inside its catch clause, so this listener
+// can still inspect the exception.
 
 namespace tarvo::test {
 namespace {
@@ -34,7 +34,7 @@ class Listener : public testing::EmptyTestEventListener {
 
 std::terminate_handler handlerBefore = nullptr;
 
-// For an exception that leaves a thread, or that is thrown before main.
+// Handles an exception that leaves a thread or that is thrown before main.
 [[noreturn]] void terminated() {
   print(unexpected() + RowScope::living());
   handlerBefore();

@@ -43,8 +43,8 @@
 #include <thread>
 #include <vector>
 
-/// What may be done at the same time, done at the same time: the thread sanitizer looks on, and every result is what
-/// one thread alone arrives at.
+/// Several threads use the library at the same time, in every way that is documented as safe. Each result
+/// must equal that of a single thread. The thread sanitizer checks these tests for data races.
 namespace tarvo::test {
 namespace {
 
@@ -65,8 +65,8 @@ std::string errorOf(const Call& call) {
   return "no error";
 }
 
-// --- a piece of work for each class ---------------------------------------------------------------------
-// Each makes its own objects from a number, uses them, and tells what came of it.
+// --- a function for each class --------------------------------------------------------------------------
+// Each function creates objects from a number, uses them, and returns the results as text.
 
 std::string messages(unsigned int number) {
   Message message(u"ERR_TRIED", Message::LEVEL_WARNING, "kelHere.cpp", number);
@@ -177,7 +177,7 @@ std::string properties(unsigned int number) {
          errorOf([&] { settings.requireProperty(u"none"); });
 }
 
-/// One object, which is only read.
+/// All threads read one shared object.
 std::string sharedProperties(unsigned int number) {
   static const ExtendedProperties& shared = []() -> const ExtendedProperties& {
     static ExtendedProperties made;
@@ -231,7 +231,7 @@ std::string connections(unsigned int number) {
          errorOf([&] { near.readOnce(nullptr, 0, 0); });
 }
 
-/// The system's text for the error comes with it, however many fail at once.
+/// Each error contains the system's text, even if many lookups fail at the same time.
 std::string unknownNames(unsigned int number) {
   Socket socket;
   const icu::UnicodeString name(u"no\0name", 7);
@@ -256,7 +256,8 @@ constexpr Work works[] = {
 
 constexpr std::size_t threadCount = 4;
 
-/// Runs `work(thread)` in some threads, which begin together. Throws what the first of them has thrown.
+/// Runs `work(thread)` in `count` threads that start together. Rethrows the exception of the first thread
+/// that failed.
 template <class ThreadWork>
 void inThreads(std::size_t count, const ThreadWork& work) {
   Awaited together;
@@ -278,8 +279,9 @@ unsigned int numberOf(std::size_t thread, unsigned int round) {
 
 class EveryClass : public testing::TestWithParam<Work> {};
 
-/// Together first, so that whatever is made on first use is asked for by all.
-TEST_P(EveryClass, WorksInManyThreadsAsInOne) {
+/// The threads run before the single-threaded comparison, so that they race for everything that is created on
+/// first use.
+TEST_P(EveryClass, GivesTheSameResultsInManyThreadsAsInOne) {
   const Work& work = GetParam();
   std::array<std::vector<std::string>, threadCount> results;
   inThreads(threadCount, [&](std::size_t thread) {
@@ -299,12 +301,12 @@ TEST_P(EveryClass, WorksInManyThreadsAsInOne) {
 INSTANTIATE_TEST_SUITE_P(Concurrency, EveryClass, testing::ValuesIn(works),
                          [](const auto& row) { return row.param.name; });
 
-/// All classes at once, each in a thread.
+/// Runs all classes at the same time, each in a separate thread.
 void workAll(std::array<std::string, std::size(works)>& results, unsigned int round) {
   inThreads(std::size(works), [&](std::size_t thread) { results.at(thread) = works[thread].run(round); });
 }
 
-TEST(Concurrency, ClassesDoNotMindEachOther) {
+TEST(Concurrency, DifferentClassesWorkAtTheSameTime) {
   std::array<std::string, std::size(works)> results;
   for (unsigned int round = 0; round < 10; ++round) {
     ROW("round", round);
@@ -318,8 +320,8 @@ TEST(Concurrency, ClassesDoNotMindEachOther) {
 
 // --- the host's trace facility --------------------------------------------------------------------------
 
-/// The word's changes go on until the work is done; the hooks are counted.
-TEST(Concurrency, TheFlagWordMayChangeWhileEveryClassWorks) {
+/// One thread keeps changing the trace flags until the others have finished. The hooks count their calls.
+TEST(Concurrency, TheTraceFlagsMayChangeWhileEveryClassWorks) {
   requireLoopback();
   static std::atomic<unsigned long> calls;
   calls = 0;
@@ -358,7 +360,7 @@ TEST(Concurrency, TheFlagWordMayChangeWhileEveryClassWorks) {
 
 // --- exceptions -----------------------------------------------------------------------------------------
 
-/// A way from thread to thread.
+/// A queue that passes exceptions from one thread to another.
 class Queue {
  public:
   void put(std::exception_ptr error) {
@@ -380,8 +382,9 @@ class Queue {
   std::deque<std::exception_ptr> errors_;
 };
 
-/// Each thread raises, hands a copy to its neighbour, and goes on with its own while the neighbour changes the copy.
-TEST(Concurrency, AnExceptionsCopyIsTheReceivingThreadsOwn) {
+/// Each thread raises an error and gives a copy to its neighbour. It keeps using the original while the
+/// neighbour changes the copy.
+TEST(Concurrency, ACopyOfAnExceptionCanBeChangedInAnotherThread) {
   constexpr int rounds = 100;
   std::array<Queue, threadCount> queues;
   inThreads(threadCount, [&](std::size_t thread) {
@@ -407,7 +410,7 @@ TEST(Concurrency, AnExceptionsCopyIsTheReceivingThreadsOwn) {
   });
 }
 
-/// One exception in many threads, each of which only takes a copy.
+/// Many threads copy the same exception.
 TEST(Concurrency, AnExceptionIsCopiedByManyThreadsAtOnce) {
   std::exception_ptr raised;
   try {
@@ -433,8 +436,8 @@ TEST(Concurrency, AnExceptionIsCopiedByManyThreadsAtOnce) {
 
 // --- converters -----------------------------------------------------------------------------------------
 
-/// Threads that come and go, each of which opens converters and takes them along when it ends.
-TEST(Concurrency, ConvertersEndWithTheirThreads) {
+/// Threads start and end. Each opens converters, which are closed when the thread ends.
+TEST(Concurrency, ConvertersAreClosedWhenTheirThreadEnds) {
   constexpr unsigned int generations = 40;
   std::array<std::string, threadCount> results;
   for (unsigned int generation = 0; generation < generations; ++generation) {
@@ -451,8 +454,8 @@ TEST(Concurrency, ConvertersEndWithTheirThreads) {
 
 // --- connections ----------------------------------------------------------------------------------------
 
-/// One reader and one writer of the same two objects.
-TEST(Concurrency, FramesGoBothWaysOverAConnectionAtOnce) {
+/// On both ends of a connection, one thread reads and another writes.
+TEST(Concurrency, FramesAreSentInBothDirectionsAtTheSameTime) {
   constexpr std::size_t frames = 200;
   const auto length = [](std::size_t i) { return i * 37 % 9000; };
   SocketServer server;
@@ -476,7 +479,7 @@ TEST(Concurrency, FramesGoBothWaysOverAConnectionAtOnce) {
   });
 }
 
-/// Each thread has a server; others close it while its owner waits in `accept`.
+/// Each thread waits in `accept` of its server while other threads close the server.
 TEST(Concurrency, ServersAreClosedWhileTheyAccept) {
   inThreads(threadCount, [&](std::size_t) {
     for (int round = 0; round < 20; ++round) {

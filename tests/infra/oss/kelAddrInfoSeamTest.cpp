@@ -46,16 +46,16 @@ using platform::ResolvedAddress;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// --- the library's answers in the model's terms
+// --- the library's results in the form that the model uses
 
-/// Exactly 3000 bytes of their own, so that the address sanitizer sees any read behind them.
+/// A copy in a block of exactly 3000 bytes, so that the address sanitizer detects any read after them.
 std::unique_ptr<Socket::_AddrInfoExternal> onItsOwn(const Bytes& record) {
   auto copy = std::make_unique<Socket::_AddrInfoExternal>();
   std::memcpy(copy->bytes, record.data(), recordSize);
   return copy;
 }
 
-/// `decodeAddrInfo` raises in its caller's name.
+/// `decodeAddrInfo` records the file of its caller in its errors.
 RaisesMatcher<SocketException> RaisesUnreadable(const char* file = "kelAddrInfoSeamTest.cpp") {
   return Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10022).from(file);
 }
@@ -120,7 +120,7 @@ ResolvedAddress oddEntry() {
   return entry;
 }
 
-/// One entry whose record is written out by hand: the model's own test.
+/// A record with one entry, written by hand to test the model.
 const unsigned char handWritten[] = {
     0x3A, 0x00,                                      // used: 58
     'h',  'o',  's',  't',  0x00,                    // host
@@ -141,7 +141,7 @@ TEST(AddrInfoModel, WritesAndReadsTheRecordWrittenByHand) {
   EXPECT_EQ(modelRead(expected), AddressList{oddEntry()});
 }
 
-TEST(AddrInfoModel, RefusesWhatEndsTooEarly) {
+TEST(AddrInfoModel, RefusesRecordsThatEndTooEarly) {
   const Bytes area = usedArea("host", 4711, {oddEntry()});
   EXPECT_EQ(modelRead(recordOf(area, area.size() - 1)), std::nullopt);
   EXPECT_EQ(modelRead(recordOf(area, 7)), std::nullopt);
@@ -152,7 +152,8 @@ TEST(AddrInfoModel, RefusesWhatEndsTooEarly) {
 
 class AddrInfoWriting : public SocketFixture {
  protected:
-  /// Fills a record of noise for `host`; the result, and the record's bytes in `bytes`.
+  /// Resolves `host` into a record that contains random bytes before. Returns the result and stores the
+  /// record's bytes in `bytes`.
   int resolve(const Bytes& host, unsigned short port, const AddressList& list) {
     resolvesTo(list);
     const auto record = onItsOwn(noise());
@@ -165,14 +166,14 @@ class AddrInfoWriting : public SocketFixture {
   Bytes bytes;
 };
 
-TEST_F(AddrInfoWriting, GivesTheRecordWrittenByHand) {
+TEST_F(AddrInfoWriting, WritesTheRecordWrittenByHand) {
   Bytes expected(std::begin(handWritten), std::end(handWritten));
   expected.resize(recordSize);
   EXPECT_EQ(resolve("host", 4711, {oddEntry()}), 0);
   EXPECT_EQ(bytes, expected);
 }
 
-TEST_F(AddrInfoWriting, AsksTheResolverAsConnectDoes) {
+TEST_F(AddrInfoWriting, CallsTheResolverLikeConnect) {
   resolve("peer.example", 65535, {oddEntry()});
   EXPECT_THAT(fake.calls(), ElementsAre("getaddrinfo(\"peer.example\", \"65535\", 0, 0, 1, 0)"));
 }
@@ -189,7 +190,7 @@ TEST_F(AddrInfoWriting, WritesTheHostInUtf8) {
   EXPECT_EQ(bytes, recordOf(area, area.size()));
 }
 
-TEST_F(AddrInfoWriting, GivesTheModelsBytesForThousandsOfLists) {
+TEST_F(AddrInfoWriting, WritesTheSameBytesAsTheModelForThousandsOfLists) {
   Random random(seed);
   int refused = 0;
   for (int round = 0; round < 3000; ++round) {
@@ -221,14 +222,14 @@ TEST_F(AddrInfoWriting, FillsTheRecordToTheLastByteAndNotBeyond) {
   }
 }
 
-TEST_F(AddrInfoWriting, ALastEntryThatDoesNotFitSpoilsTheWhole) {
+TEST_F(AddrInfoWriting, FailsIfTheLastEntryDoesNotFit) {
   ResolvedAddress large = oddEntry();
   large.canonicalName = Bytes(2900, 'c');
   EXPECT_EQ(resolve("host", 1, {large, oddEntry()}), 10055);
   EXPECT_EQ(bytes, noise());
 }
 
-TEST_F(AddrInfoWriting, TakesAHostOf1024BytesAndNoLongerOne) {
+TEST_F(AddrInfoWriting, AcceptsAHostOf1024BytesButNoLongerOne) {
   for (const std::size_t length : rowsOf({0U, 1023U, 1024U, 1025U, 1026U, 1027U, 2990U, 4000U})) {
     const Bytes host(length, 'h');
     const bool fits = length <= 1024;
@@ -243,7 +244,7 @@ TEST_F(AddrInfoWriting, TakesAHostOf1024BytesAndNoLongerOne) {
 
 // --- reading
 
-TEST(AddrInfoReading, TellsWhetherTheRecordHoldsAList) {
+TEST(AddrInfoReading, ReportsWhetherTheRecordContainsAList) {
   EXPECT_FALSE(oss::holdsAddresses(Socket::NullAddrInfoExternal));
   for (const std::size_t used : rowsOf({1U, 255U, 256U, 2998U, 65280U, 65535U}))
     EXPECT_TRUE(oss::holdsAddresses(*onItsOwn(recordOf("", used)))) << used;
@@ -263,7 +264,8 @@ TEST(AddrInfoReading, RefusesEveryTruncationOfAValidRecord) {
   for (std::size_t used = 1; used <= area.size(); ++used) {
     ROW("used", used);
     for (const char filler : rowsOf({'\0', '\x01', '\xFF'})) {
-      // What is cut off is there, in one copy, and replaced in the other: it must not matter.
+      // One record still contains the bytes after `used`, the other contains filler there. Both must give the
+      // same result.
       for (const Bytes& kept : rowsOf({area, area.substr(0, used)})) {
         const Bytes record = recordOf(kept, used, filler);
         const std::optional<AddressList> expected = modelRead(record);
@@ -272,7 +274,7 @@ TEST(AddrInfoReading, RefusesEveryTruncationOfAValidRecord) {
       }
     }
   }
-  EXPECT_GT(readable, 6) << "cuts of up to 41 bytes behind an entry";
+  EXPECT_GT(readable, 6) << "cuts of up to 41 bytes after an entry";
   EXPECT_EQ(libraryReads(recordOf(area, area.size())), list);
 }
 
@@ -296,9 +298,9 @@ std::vector<Unreadable> unreadableRecords() {
   return {
       {"no byte but the count", recordOf("", 1)},
       {"a host name that never ends", recordOf(Bytes(2998, 'h'), 2998)},
-      {"a host name that ends behind the used area", recordOf(Bytes(10, 'h'), 10)},
+      {"a host name that ends after the used area", recordOf(Bytes(10, 'h'), 10)},
       {"a host name of 1025 bytes", recordOf(host1025, host1025.size())},
-      {"nothing behind the host", recordOf("h", 2)},
+      {"nothing after the host", recordOf("h", 2)},
       {"half a port", recordOf(head, 3)},
       {"no entry", recordOf(head, 4)},
       {"41 bytes where the first entry would be", recordOf(head + Bytes(41, '\0'), 4 + 41)},
@@ -323,12 +325,12 @@ std::vector<Unreadable> unreadableRecords() {
        recordOf(head + Bytes(24, '\0') + littleEndian(17, 2) + Bytes(16, 'x'), 46)},
       {"a name of 65535 bytes",
        recordOf(head + Bytes(24, '\0') + littleEndian(65535, 2) + Bytes(16, 'x'), 46)},
-      {"a good entry and a bad one behind it",
+      {"a valid entry followed by an invalid one",
        recordOf(good + withAddressLength(2, 15, 16).substr(6, 42), good.size() + 42)},
   };
 }
 
-TEST(AddrInfoReading, RefusesWhatCannotBeReadForTheReasonGiven) {
+TEST(AddrInfoReading, RefusesRecordsThatCannotBeRead) {
   for (const Unreadable& row : rowsOf(unreadableRecords())) {
     ASSERT_EQ(row.record.size(), recordSize);
     EXPECT_EQ(modelRead(row.record), std::nullopt);
@@ -366,19 +368,19 @@ std::vector<Readable> readableRecords() {
       {"no address at all, of an unknown family", record(usedArea("h", 1, {noAddress})), {noAddress}},
       {"garbage inside the address", record(usedArea("h", 1, {garbageInside})), {garbageInside}},
       {"nothing but zeros", record(usedArea("h", 1, {unspecified})), {unspecified}},
-      {"41 bytes behind the last entry", recordOf(good + Bytes(41, 'x'), good.size() + 41), {oddEntry()}},
+      {"41 bytes after the last entry", recordOf(good + Bytes(41, 'x'), good.size() + 41), {oddEntry()}},
       {"70 small entries", record(usedArea("h", 1, AddressList(70, plain))), AddressList(70, plain)},
   };
 }
 
-TEST(AddrInfoReading, TakesWhatIsOddButReadable) {
+TEST(AddrInfoReading, ReadsUnusualButValidRecords) {
   for (const Readable& row : rowsOf(readableRecords())) {
     EXPECT_EQ(modelRead(row.record), row.list);
     EXPECT_EQ(libraryReads(row.record), row.list);
   }
 }
 
-/// Some damage of the kinds that strangers do.
+/// Damages a record in a random way.
 void corrupt(Bytes& record, std::size_t usedBytes, Random& random) {
   const Bytes dangerous[] = {Bytes(1, '\0'),
                              Bytes(1, '\xFF'),
@@ -420,7 +422,7 @@ TEST(AddrInfoReading, AgreesWithTheModelOnThousandsOfDamagedRecords) {
     Bytes record = recordOf(area, area.size(), static_cast<char>(random.byte()));
     for (std::size_t damages = random.below(4); damages > 0; --damages) corrupt(record, area.size(), random);
     const std::optional<AddressList> expected = modelRead(record);
-    if (record[0] == 0 && record[1] == 0) continue;  // no list: the name is resolved
+    if (record[0] == 0 && record[1] == 0) continue;  // an empty record: connect resolves the name
     ASSERT_EQ(libraryReads(record), expected) << round << " " << testing::PrintToString(record);
     readable += expected ? 1 : 0;
   }
@@ -428,7 +430,7 @@ TEST(AddrInfoReading, AgreesWithTheModelOnThousandsOfDamagedRecords) {
   EXPECT_LT(readable, rounds * 9 / 10);
 }
 
-TEST(AddrInfoReading, AgreesWithTheModelOnPureNoise) {
+TEST(AddrInfoReading, AgreesWithTheModelOnRandomBytes) {
   Random random(seed + 2);
   for (int round = 0; round < 1500; ++round) {
     ROW("round", round);
@@ -443,7 +445,7 @@ TEST(AddrInfoReading, AgreesWithTheModelOnPureNoise) {
 
 class ConnectOverRecord : public SocketFixture {};
 
-TEST_F(ConnectOverRecord, TriesItsEntriesInOrderWithoutAskingTheResolver) {
+TEST_F(ConnectOverRecord, TriesTheEntriesInOrderWithoutCallingTheResolver) {
   Socket socket;
   connectsAtOnce();
   ResolvedAddress strange = inetAddress("10.0.0.1", 1);
@@ -462,7 +464,7 @@ TEST_F(ConnectOverRecord, TriesItsEntriesInOrderWithoutAskingTheResolver) {
   EXPECT_EQ(socket.getPort(), 4711U);
 }
 
-TEST_F(ConnectOverRecord, OfUnknownFamiliesTypesAndProtocolsAloneIsNotConnected) {
+TEST_F(ConnectOverRecord, RaisesNotConnectedIfAllFamiliesTypesOrProtocolsAreUnknown) {
   Socket socket;
   ResolvedAddress family = inetAddress("127.0.0.1", 1);
   family.family = 99;
@@ -477,7 +479,7 @@ TEST_F(ConnectOverRecord, OfUnknownFamiliesTypesAndProtocolsAloneIsNotConnected)
   EXPECT_EQ(fake.countOf("connect"), 0);
 }
 
-TEST_F(ConnectOverRecord, WithGarbageInsideAnAddressPassesItOver) {
+TEST_F(ConnectOverRecord, SkipsAnAddressWithInvalidBytes) {
   Socket socket;
   ResolvedAddress garbage = inetAddress("127.0.0.1", 1);
   garbage.address[0] = garbage.address[1] = 0xEE;
@@ -487,7 +489,7 @@ TEST_F(ConnectOverRecord, WithGarbageInsideAnAddressPassesItOver) {
   EXPECT_EQ(fake.countOf("connect"), 1);
 }
 
-TEST_F(ConnectOverRecord, ThatCannotBeReadTriesNothing) {
+TEST_F(ConnectOverRecord, MakesNoSystemCallIfTheRecordCannotBeRead) {
   for (const Unreadable& row : rowsOf(unreadableRecords())) {
     Socket socket;
     fake.forget();
@@ -501,7 +503,7 @@ TEST_F(ConnectOverRecord, ThatCannotBeReadTriesNothing) {
   }
 }
 
-TEST_F(ConnectOverRecord, WhoseCountIsZeroResolvesWhateverElseItHolds) {
+TEST_F(ConnectOverRecord, ResolvesTheHostIfTheRecordsCountIsZero) {
   Socket socket;
   resolvesTo({inetAddress("10.0.0.9", 9)});
   connectsAtOnce();
@@ -510,7 +512,7 @@ TEST_F(ConnectOverRecord, WhoseCountIsZeroResolvesWhateverElseItHolds) {
   EXPECT_EQ(fake.steps().at(0), "getaddrinfo(\"h\", \"1\", 0, 0, 1, 0)");
 }
 
-TEST_F(ConnectOverRecord, ResolvedHereConnectsThere) {
+TEST_F(ConnectOverRecord, ConnectsToAddressesThatResolveAddrInfoStored) {
   std::vector<unsigned char> loopback(16);
   loopback[15] = 1;
   const AddressList list = {inet6Address(loopback, 80), inetAddress("10.0.0.2", 80)};

@@ -38,7 +38,7 @@ using testing::IsEmpty;
 using util::Base64Exception;
 using util::PropertiesException;
 
-// --- one row a class
+// --- one row for each class
 // ----------------------------------------------------------------------------------------
 
 constexpr const char* raisedFile = "kelA.cpp";
@@ -51,9 +51,9 @@ struct Family {
   const std::type_info& type;
   std::unique_ptr<BaseException> (*make)(const UnicodeString&, const char*, unsigned int);
   std::unique_ptr<BaseException> (*copy)(const BaseException&);
-  void (*raise)();                             // throws one by value, with the arguments "a" and 2
-  bool (*holds)(const BaseException*);         // whether a dynamic_cast finds this class in it
-  bool (*catches)(const std::exception_ptr&);  // whether a handler for this class takes it
+  void (*raise)();                             // throws an exception with the arguments "a" and 2
+  bool (*holds)(const BaseException*);         // whether a dynamic_cast to this class succeeds
+  bool (*catches)(const std::exception_ptr&);  // whether a handler for this class catches it
 };
 
 std::ostream& operator<<(std::ostream& out, const Family& row) {
@@ -144,7 +144,7 @@ TEST_P(EveryException, StartsWithOneMessageOfLevelErrorAndNoArguments) {
   EXPECT_FALSE(message.getFormattedMessage().isBogus());
 }
 
-TEST_P(EveryException, TakesANullFileNameForTheEmptyOne) {
+TEST_P(EveryException, TreatsANullFileNameAsEmpty) {
   const std::unique_ptr<BaseException> error = GetParam().make(u"ERR_A", nullptr, 0);
   EXPECT_TRUE(error->getErrorMessage().getFileName().isEmpty());
   EXPECT_FALSE(error->getErrorMessage().getFileName().isBogus());
@@ -171,17 +171,17 @@ TEST_P(EveryException, HasItsOwnName) {
   EXPECT_STREQ(plain.what(), GetParam().name);
 }
 
-TEST_P(EveryException, NamesItselfByAStaticText) {
+TEST_P(EveryException, ReturnsItsNameAsAStaticString) {
   const char* name = made()->name();
   const char* what = made()->what();
-  EXPECT_STREQ(name, GetParam().name) << "behind the exception's end";
+  EXPECT_STREQ(name, GetParam().name) << "after the exception was destroyed";
   EXPECT_EQ(name, what);
 }
 
 // --- type
 // ---------------------------------------------------------------------------------------------------
 
-TEST_P(EveryException, IsItsClassAndNoSiblings) {
+TEST_P(EveryException, IsCaughtAsItsClassAndNotAsASibling) {
   const std::unique_ptr<BaseException> error = made();
   const BaseException& held = *error;
   EXPECT_EQ(typeid(held), GetParam().type);
@@ -195,7 +195,7 @@ TEST_P(EveryException, IsItsClassAndNoSiblings) {
 // --- throwing
 // -----------------------------------------------------------------------------------------------
 
-TEST_P(EveryException, ArrivesWholeAsBaseException) {
+TEST_P(EveryException, IsCaughtCompleteAsBaseException) {
   bool caught = false;
   try {
     GetParam().raise();
@@ -209,7 +209,7 @@ TEST_P(EveryException, ArrivesWholeAsBaseException) {
   EXPECT_TRUE(caught);
 }
 
-TEST_P(EveryException, ArrivesWholeAsStandardException) {
+TEST_P(EveryException, IsCaughtCompleteAsStandardException) {
   bool caught = false;
   try {
     GetParam().raise();
@@ -223,7 +223,7 @@ TEST_P(EveryException, ArrivesWholeAsStandardException) {
   EXPECT_TRUE(caught);
 }
 
-TEST_P(EveryException, IsThrownOnWithWhatAHandlerAdded) {
+TEST_P(EveryException, KeepsMessagesThatAHandlerAddsBeforeRethrowing) {
   bool caught = false;
   try {
     try {
@@ -244,7 +244,7 @@ TEST_P(EveryException, IsThrownOnWithWhatAHandlerAdded) {
   EXPECT_TRUE(caught);
 }
 
-TEST_P(EveryException, CrossesThreads) {
+TEST_P(EveryException, CanBeRethrownInAnotherThread) {
   std::exception_ptr carried;
   std::thread(reporting([&] { carried = raisedBy(GetParam()); })).join();
   ASSERT_NE(carried, nullptr);
@@ -309,7 +309,7 @@ TEST_P(EveryException, CopiesAnEmptiedList) {
 // --- messages
 // -----------------------------------------------------------------------------------------------
 
-TEST_P(EveryException, AddsACopyOfAMessageBehind) {
+TEST_P(EveryException, AddsACopyOfAMessageAtTheEnd) {
   const std::unique_ptr<BaseException> error = made();
   Message second(u"SECOND", u"", Message::LEVEL_INFO);
   error->addMessage(second);
@@ -323,7 +323,7 @@ TEST_P(EveryException, AddsACopyOfAMessageBehind) {
   EXPECT_EQ(utf8(error->getErrorMessage().getMessageID()), "ZEROTH");
 }
 
-TEST_P(EveryException, GivesItsFirstMessageInPlace) {
+TEST_P(EveryException, ReturnsAReferenceToItsFirstMessage) {
   const std::unique_ptr<BaseException> error = made();
   const BaseException& constant = *error;
   EXPECT_EQ(&error->getErrorMessage(), &error->getMessages().getFirstMessage());
@@ -331,7 +331,7 @@ TEST_P(EveryException, GivesItsFirstMessageInPlace) {
   EXPECT_EQ(&error->getMessages(), &error->getMessages());
 }
 
-TEST_P(EveryException, WithoutMessagesRaisesFromBothForms) {
+TEST_P(EveryException, RaisesInBothFormsOfGetErrorMessageIfItHasNoMessages) {
   const std::unique_ptr<BaseException> error = made();
   const BaseException& constant = *error;
   error->getMessages().clear();
@@ -341,7 +341,7 @@ TEST_P(EveryException, WithoutMessagesRaisesFromBothForms) {
   EXPECT_STREQ(error->what(), GetParam().name);
 }
 
-TEST_P(EveryException, EmptiedInItsHandlerIsOtherwiseUnaffected) {
+TEST_P(EveryException, KeepsTypeAndNameIfItsHandlerRemovesAllMessages) {
   bool reached = false;
   try {
     GetParam().raise();
@@ -358,39 +358,39 @@ TEST_P(EveryException, EmptiedInItsHandlerIsOtherwiseUnaffected) {
   EXPECT_TRUE(reached);
 }
 
-// --- what is the same in all of them
+// --- the same in all classes
 // ------------------------------------------------------------------------
 
-TEST(BaseException, NamesASocketExceptionThroughTheBase) {
+TEST(BaseException, ReturnsTheNameSocketExceptionThroughTheBase) {
   const SocketException error(u"ERR_A", "kelA.cpp", 1);
   const BaseException& base = error;
   EXPECT_STREQ(base.what(), "oss::SocketException");
 }
 
-TEST(BaseException, IsLeftWholeByAMove) {
+TEST(BaseException, KeepsItsMessagesWhenMovedFrom) {
   NLSException error(u"ERR_A", "kelA.cpp", 17);
   const NLSException moved(std::move(error));
   EXPECT_EQ(rendered(moved.getErrorMessage()), "ERR_A: [] 4 kelA.cpp:17");
-  EXPECT_EQ(error.getMessages().count(), 1);  // NOLINT(bugprone-use-after-move): that is the question
+  EXPECT_EQ(error.getMessages().count(), 1);  // NOLINT(bugprone-use-after-move): the test reads it
 }
 
-// Only the dynamic type counts: a program's own class of the family takes part in what().
+// what() uses the dynamic type, so it also works for classes that a program derives.
 class HostException : public BaseException {
  public:
   using BaseException::BaseException;
   const char* name() const override { return "host's own"; }
 };
 
-TEST(BaseException, AnswersWhatByTheNameOfTheMostDerivedClass) {
+TEST(BaseException, ReturnsTheNameOfTheMostDerivedClassFromWhat) {
   const HostException error(u"ERR_A", "host.cpp", 1);
   const std::exception& plain = error;
   EXPECT_STREQ(plain.what(), "host's own");
 }
 
-// A copy as the base is the base: no class of the family keeps its name in a field.
-TEST(BaseException, SlicedIsABaseException) {
+// A sliced copy is a BaseException: no derived class stores its name in a member.
+TEST(BaseException, IsABaseExceptionAfterSlicing) {
   const SocketException error(u"ERR_A", "kelA.cpp", 17);
-  const BaseException sliced(error);  // NOLINT(cppcoreguidelines-slicing): that is the question
+  const BaseException sliced(error);  // NOLINT(cppcoreguidelines-slicing): the test slices it
   EXPECT_STREQ(sliced.what(), "oss::BaseException");
   EXPECT_EQ(rendered(sliced.getErrorMessage()), "ERR_A: [] 4 kelA.cpp:17");
 }
@@ -418,7 +418,7 @@ const Raise raises[] = {
      3, "ERR_SOCKET_NOT_CONNECTED", "kelSocket.cpp"},
 };
 
-TEST(BaseException, ThrownInsideTheLibraryIsKnownOutsideByItsType) {
+TEST(BaseException, CanBeCaughtByTypeOutsideTheLibrary) {
   for (const Raise& row : rowsOf(raises)) {
     std::exception_ptr carried;
     try {

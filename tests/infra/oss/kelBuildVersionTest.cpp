@@ -22,13 +22,13 @@ static_assert(std::is_assignable_v<BuildVersion&, BuildVersion&>);
 static_assert(!std::is_assignable_v<BuildVersion&, const BuildVersion&>);
 static_assert(!std::is_polymorphic_v<BuildVersion>);
 
-/// Whole text, product, protocol, build number.
+/// The whole text, the product, the protocol and the build number.
 std::vector<std::string> textsOf(const BuildVersion& version) {
   return {utf8(version.getBuildVersion()), utf8(version.getProductVersion()),
           utf8(version.getProtocolVersion()), utf8(version.getBuildNumberString())};
 }
 
-TEST(BuildVersion, IsTheLibrarysOwn) {
+TEST(BuildVersion, IsTheVersionOfTheLibrary) {
   EXPECT_THAT(textsOf(BuildVersion()), ElementsAre("5.2.1.0-1.1-275", "5.2.1.0", "1.1", "275"));
 }
 
@@ -51,7 +51,7 @@ TEST(BuildVersion, SplitsAGivenText) {
   for (const auto& row : rowsOf(rows)) EXPECT_EQ(textsOf(BuildVersion(row.given)), row.expected);
 }
 
-TEST(BuildVersion, IsCopiedAndAssignedWhole) {
+TEST(BuildVersion, CopiesAllParts) {
   BuildVersion source(u"6.0-2.0-10-x");
   const std::vector<std::string> expected = {"6.0-2.0-10-x", "6.0", "2.0", "10"};
   const BuildVersion copy(source);
@@ -65,7 +65,7 @@ TEST(BuildVersion, IsCopiedAndAssignedWhole) {
   EXPECT_EQ(textsOf(assigned), expected);
 }
 
-TEST(BuildVersion, OutlivesItsSource) {
+TEST(BuildVersion, DoesNotReferToItsSource) {
   const BuildVersion* copy = nullptr;
   {
     const BuildVersion source(u"a long enough product version to need storage of its own-1-2");
@@ -76,8 +76,8 @@ TEST(BuildVersion, OutlivesItsSource) {
   delete copy;
 }
 
-// It has no hooks of its own; those of the tokenizer in it show while it is built.
-TEST(BuildVersion, ReportsNothingItself) {
+// BuildVersion calls no trace hooks. Its constructor uses a StringTokenizer, whose hooks are called.
+TEST(BuildVersion, CallsOnlyTheTraceHooksOfItsTokenizer) {
   BuildVersion version;
   TraceRecorder trace(0x20000);
   BuildVersion copy(version);

@@ -34,7 +34,7 @@ constexpr const char* tooSmall = "ERR_BUFFER_SIZE_TOO_SMALL";
 static_assert(std::is_base_of_v<OutputStream, ByteArrayOutputStream>);
 static_assert(sizeof(ByteArrayOutputStream) == sizeof(OutputStream) + sizeof(char*) + 16);
 
-TEST(ByteArrayOutputStream, FillsTheBufferFromTheFrontAndTerminatesNothing) {
+TEST(ByteArrayOutputStream, WritesFromTheStartOfTheBufferWithoutATerminator) {
   std::string buffer(6, '#');
   ByteArrayOutputStream stream(buffer.data(), buffer.size());
   stream.write('a');
@@ -43,14 +43,14 @@ TEST(ByteArrayOutputStream, FillsTheBufferFromTheFrontAndTerminatesNothing) {
   EXPECT_EQ(buffer, (std::string{'a', '\0', 'b', 'c', '#', '#'}));
 }
 
-TEST(ByteArrayOutputStream, TakesAsManyBytesAsItsCapacity) {
+TEST(ByteArrayOutputStream, AcceptsAsManyBytesAsItsCapacity) {
   std::string buffer(5, '#');
   ByteArrayOutputStream stream(buffer.data(), 3);
   stream.write("abc");
   EXPECT_EQ(buffer, "abc##");
 }
 
-TEST(ByteArrayOutputStream, RefusesTheFirstByteThatDoesNotFitAndKeepsThoseBefore) {
+TEST(ByteArrayOutputStream, RefusesTheFirstByteThatDoesNotFitAndKeepsTheBytesBefore) {
   std::string buffer(5, '#');
   ByteArrayOutputStream stream(buffer.data(), 3);
   EXPECT_THAT([&] { stream.write("abcd"); }, Raises<IOException>(tooSmall, 3).from(sourceFile));
@@ -60,7 +60,7 @@ TEST(ByteArrayOutputStream, RefusesTheFirstByteThatDoesNotFitAndKeepsThoseBefore
   EXPECT_NO_THROW(stream.write(""));
 }
 
-TEST(ByteArrayOutputStream, OfNoCapacityRefusesTheFirstByte) {
+TEST(ByteArrayOutputStream, RefusesTheFirstByteIfTheCapacityIsZero) {
   ByteArrayOutputStream stream(nullptr, 0);
   EXPECT_THAT([&] { stream.write('a'); }, Raises<IOException>(tooSmall, 0).from(sourceFile));
 }
@@ -92,7 +92,7 @@ TEST(ByteArrayOutputStream, IsWrittenToAndDestroyedThroughItsBase) {
   EXPECT_EQ(buffer, "abc#");
 }
 
-TEST(ByteArrayOutputStream, HasTheRangeWriteOfItsBaseInView) {
+TEST(ByteArrayOutputStream, DoesNotHideTheRangeWriteOfItsBase) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
@@ -110,7 +110,7 @@ TEST(ByteArrayOutputStream, HasTheRangeWriteOfItsBaseInView) {
       testing::ExitedWithCode(0), testing::Eq("bcd#!"));
 }
 
-TEST(ByteArrayOutputStream, TellsTheLowThirtyTwoBitsOfItsCapacityAsASignedNumber) {
+TEST(ByteArrayOutputStream, ReportsTheLow32BitsOfItsCapacityAsASignedNumber) {
   struct Row {
     unsigned long long capacity;
     const char* argument;
@@ -119,7 +119,7 @@ TEST(ByteArrayOutputStream, TellsTheLowThirtyTwoBitsOfItsCapacityAsASignedNumber
                                                                      {0x80000000, "-2147483648"},
                                                                      {0xFFFFFFFF, "-1"},
                                                                      {0x100000005, "5"}}))) {
-    // Gigabytes are not written here: the position, the object's last field, is moved to the end by hand.
+    // Instead of writing gigabytes, this sets the position, which is the object's last member, to the end.
     ByteArrayOutputStream stream(nullptr, capacity);
     std::memcpy(reinterpret_cast<char*>(&stream) + sizeof stream - sizeof capacity, &capacity,
                 sizeof capacity);
@@ -128,7 +128,7 @@ TEST(ByteArrayOutputStream, TellsTheLowThirtyTwoBitsOfItsCapacityAsASignedNumber
   }
 }
 
-TEST(ByteArrayOutputStream, ReportsItsConstructionAndEveryByte) {
+TEST(ByteArrayOutputStream, TracesItsConstructionAndEveryByte) {
   TraceRecorder trace(0x20001);
   {
     char buffer[2];
@@ -145,7 +145,7 @@ TEST(ByteArrayOutputStream, ReportsItsConstructionAndEveryByte) {
   EXPECT_THAT(trace.take(), IsEmpty()) << "neither the base's members nor the destructor report";
 }
 
-TEST(ByteArrayOutputStream, ReportsARefusedByteWithoutAnExit) {
+TEST(ByteArrayOutputStream, TracesNoExitForARefusedByte) {
   ByteArrayOutputStream stream(nullptr, 0);
   TraceRecorder trace(0x60083);
   EXPECT_THAT([&] { stream.write('a'); }, Raises<IOException>(tooSmall, 0).from(sourceFile));
@@ -164,7 +164,7 @@ struct HookRow {
   std::vector<std::string> byte;
 };
 
-TEST(ByteArrayOutputStream, CallsTheHooksThatEachFlagAsksFor) {
+TEST(ByteArrayOutputStream, CallsTheHooksThatEachFlagEnables) {
   const std::vector<HookRow> rows = {
       {0x0, {}, {}},
       {0x1, {}, {"traceEntry 5E7"}},

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// Random operations on three buffers beside a slow model, compared in everything that can be seen after each
-// step.
+// Random operations on three buffers and on slow models of them. After each step, the buffers and the models
+// are compared in everything that callers can observe.
 
 namespace tarvo::test {
 namespace {
@@ -22,7 +22,7 @@ using oss::ByteBuffer;
 
 constexpr unsigned long long GiB = 1ULL << 30;
 
-/// What a buffer must look like: its bytes, and the block that a block of powers of two would have.
+/// A model of a buffer: its bytes, and its capacity, which grows to powers of two.
 class Model {
  public:
   explicit Model(unsigned long long reserved = 0) { makeRoom(reserved + 1); }
@@ -67,7 +67,7 @@ class Model {
   unsigned long long capacity_ = 0;
 };
 
-TEST(ByteBufferModel, IsItselfRight) {
+TEST(ByteBufferModel, GivesTheExpectedCapacities) {
   EXPECT_EQ(Model().capacity(), 4U);
   EXPECT_EQ(Model(3).capacity(), 4U);
   EXPECT_EQ(Model(4).capacity(), 8U);
@@ -89,7 +89,8 @@ TEST(ByteBufferModel, IsItselfRight) {
   EXPECT_FALSE(Model().equals(model));
 }
 
-/// One long walk. The seed alone decides what happens: run the test of that seed to see it again.
+/// A long sequence of random operations. The seed determines all of them, so running the test with the same
+/// seed repeats it.
 class Walk {
  public:
   explicit Walk(unsigned int seed) : random_(seeded(seed)) {
@@ -120,7 +121,7 @@ class Walk {
 
   std::size_t below(std::size_t bound) { return static_cast<std::size_t>(random_() % bound); }
 
-  /// Mostly short, often beside a power of two, seldom long.
+  /// A random length: usually short, often next to a power of two, rarely long.
   std::size_t anyLength() {
     switch (below(4)) {
       case 0:
@@ -155,7 +156,7 @@ class Walk {
     pair.real->append(bytes.data(), bytes.size());
     pair.model.append(bytes);
   }
-  /// A piece of the buffer's own contents, its terminator included.
+  /// Offset and length of a random piece of the buffer's contents, which may include the terminator.
   std::pair<std::size_t, std::size_t> anyPiece(const Model& model) {
     if (!model.hasStorage()) return {0, 0};
     const std::size_t start = below(model.bytes().size() + 1);
@@ -171,7 +172,7 @@ class Walk {
     pair.real->append(pair.real->get() + piece.first, piece.second);
     pair.model.append(pieceOf(pair.model, piece));
   }
-  /// All that there is room for, or a byte more.
+  /// Appends as many bytes as fit, or one more.
   void fillTheCapacity(Pair& pair) {
     const Model& model = pair.model;
     if (!model.hasStorage() || model.capacity() > 200000) return;

@@ -63,7 +63,7 @@ void expectNoStorage(const ByteBuffer& buffer) {
   EXPECT_EQ(buffer.capacity(), 0U);
 }
 
-/// A buffer whose storage was lost to a request that could not be met.
+/// Makes a buffer lose its storage: a set() of a length that is too large fails after releasing it.
 void loseStorage(ByteBuffer& buffer) {
   EXPECT_THROW(buffer.set("x", GiB), std::bad_alloc);
   expectNoStorage(buffer);
@@ -71,7 +71,7 @@ void loseStorage(ByteBuffer& buffer) {
 
 // --- construction
 
-TEST(ByteBuffer, ReservesRoomForTheSizeAndItsTerminator) {
+TEST(ByteBuffer, AllocatesTheSizeAndOneByteForTheTerminator) {
   struct Row {
     unsigned long long size, capacity;
   };
@@ -97,16 +97,16 @@ TEST(ByteBuffer, CopiesBytesAtEveryPowerOfTwo) {
   }
 }
 
-TEST(ByteBuffer, KeepsZerosAmongItsBytes) {
+TEST(ByteBuffer, KeepsZeroBytesInItsContents) {
   expectHolds(holding("\0a\0\0b\0"sv), "\0a\0\0b\0"sv, 8);
 }
 
-TEST(ByteBuffer, TakesNoBytesFromALengthOfNothing) {
+TEST(ByteBuffer, IsEmptyIfTheLengthIsZero) {
   expectHolds(ByteBuffer("abc", 0), "", 4);
   expectHolds(ByteBuffer(nullptr, 0), "", 4);
 }
 
-TEST(ByteBuffer, OfNullAndALengthWritesTheTerminatorOnly) {
+TEST(ByteBuffer, WritesOnlyTheTerminatorIfTheDataIsNull) {
   for (const unsigned long long length : rowsOf({1ULL, 3ULL, 4ULL, 1000ULL})) {
     const ByteBuffer buffer(nullptr, length);
     ASSERT_NE(buffer.get(), nullptr);
@@ -115,14 +115,14 @@ TEST(ByteBuffer, OfNullAndALengthWritesTheTerminatorOnly) {
   }
 }
 
-TEST(ByteBuffer, GoesUpToOneGiBWithTheTerminator) {
+TEST(ByteBuffer, AcceptsUpToOneGiBIncludingTheTerminator) {
   const ByteBuffer buffer(nullptr, GiB - 1);
   EXPECT_EQ(buffer.length(), GiB - 1);
   EXPECT_EQ(buffer.capacity(), GiB);
   EXPECT_EQ(buffer.get()[GiB - 1], '\0');
 }
 
-TEST(ByteBuffer, IsNotConstructedAboveOneGiB) {
+TEST(ByteBuffer, RaisesInItsConstructorAboveOneGiB) {
   for (const unsigned long long length : rowsOf(
            {GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB, 1ULL << 63, greatest - 1, greatest})) {
     EXPECT_THROW(ByteBuffer{length}, std::bad_alloc);
@@ -131,7 +131,7 @@ TEST(ByteBuffer, IsNotConstructedAboveOneGiB) {
   }
 }
 
-TEST(ByteBuffer, CopyIsAsLargeAsTheContentsNeed) {
+TEST(ByteBuffer, CopyHasTheCapacityThatItsContentsNeed) {
   ByteBuffer large(1000);
   expectHolds(ByteBuffer(large), "", 4);
   large.append("abcde", 5);
@@ -183,13 +183,13 @@ unsigned long long capacityFor(unsigned long long need) {
   return 1ULL << k;
 }
 
-TEST(ByteBuffer, HoldsTextInACodePage) {
+TEST(ByteBuffer, ConvertsTextToACodePage) {
   for (const TextRow& row : rowsOf(textRows())) {
     expectHolds(ByteBuffer(row.text, row.codePage), row.bytes, capacityFor(row.bytes.size() + 1));
   }
 }
 
-TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
+TEST(ByteBuffer, ConvertsTextsWithLengthsNextToPowersOfTwo) {
   icu::UnicodeString text;
   std::string utf8;
   std::string wide;
@@ -204,7 +204,7 @@ TEST(ByteBuffer, HoldsTextOfEveryLengthAroundThePowersOfTwo) {
   }
 }
 
-TEST(ByteBuffer, HoldsTheWholeTextWhereICUsSizeWasTooSmall) {
+TEST(ByteBuffer, ConvertsTheWholeTextIfIcuUnderReportsItsSize) {
   for (const CutCharacters& cut : rowsOf(cutCharacters())) {
     ROW("codePage", cut.codePage);
     for (int times = 1; times < 120; ++times) {
@@ -216,7 +216,7 @@ TEST(ByteBuffer, HoldsTheWholeTextWhereICUsSizeWasTooSmall) {
   }
 }
 
-TEST(ByteBuffer, HasNoMemoryForATextWhoseSizeIsAboveTheLargestInt) {
+TEST(ByteBuffer, ThrowsBadAllocForATextWhoseSizeIsAboveTheLargestInt) {
   constexpr std::int32_t units = 1 << 29;
   const std::unique_ptr<void, decltype(&std::free)> zeros(std::calloc(units, sizeof(char16_t)), &std::free);
   ASSERT_NE(zeros, nullptr);
@@ -224,7 +224,7 @@ TEST(ByteBuffer, HasNoMemoryForATextWhoseSizeIsAboveTheLargestInt) {
   EXPECT_THROW(ByteBuffer(huge, "UTF-32BE"), std::bad_alloc);
 }
 
-TEST(ByteBuffer, OfAnEmptyCodePageNameKeepsInvariantCharactersAndZeroesTheRest) {
+TEST(ByteBuffer, KeepsOnlyInvariantCharactersIfTheCodePageNameIsEmpty) {
   const std::string variant = "\n!#$@[\\]^`{|}~";
   for (unsigned int unit = 0; unit < 0x300; ++unit) {
     ROW("unit", unit);
@@ -236,7 +236,7 @@ TEST(ByteBuffer, OfAnEmptyCodePageNameKeepsInvariantCharactersAndZeroesTheRest) 
   EXPECT_EQ(bytesOf(ByteBuffer(u"a\U0001F600b", "")), "a\0\0b"s);
 }
 
-TEST(ByteBuffer, TakesICUsDefaultConverterForANullCodePage) {
+TEST(ByteBuffer, UsesIcusDefaultConverterForANullCodePage) {
   const icu::UnicodeString text(u"a\u00E9\u20AC");
   const std::string bytes = inDefaultCodePage(text);
   ASSERT_FALSE(bytes.empty());
@@ -245,7 +245,7 @@ TEST(ByteBuffer, TakesICUsDefaultConverterForANullCodePage) {
 
 // --- append
 
-TEST(ByteBuffer, AppendOfFiveBytesMovesAnEmptyBufferToEight) {
+TEST(ByteBuffer, AppendOfFiveBytesGrowsAnEmptyBufferToEight) {
   ByteBuffer buffer(0);
   buffer.append("abcde", 5);
   expectHolds(buffer, "abcde", 8);
@@ -287,7 +287,7 @@ TEST(ByteBuffer, AppendsEveryLengthToEveryLength) {
   }
 }
 
-TEST(ByteBuffer, AppendUsesTheReservedRoom) {
+TEST(ByteBuffer, AppendWithinTheCapacityDoesNotAllocate) {
   ByteBuffer buffer(100);
   const char* const block = buffer.get();
   buffer.append(std::string(127, 'x').data(), 127);
@@ -295,7 +295,7 @@ TEST(ByteBuffer, AppendUsesTheReservedRoom) {
   expectHolds(buffer, std::string(127, 'x'), 128);
 }
 
-TEST(ByteBuffer, AppendOfNullOrNothingChangesNothing) {
+TEST(ByteBuffer, AppendOfNullOrZeroBytesChangesNothing) {
   ByteBuffer buffer(holding("ab\0"sv));
   const char* const block = buffer.get();
   buffer.append(nullptr, 10);
@@ -320,7 +320,7 @@ TEST(ByteBuffer, AppendThatCannotFitLeavesTheBufferIntact) {
   expectHolds(buffer, "abcd", 8);
 }
 
-TEST(ByteBuffer, AppendToABufferWithoutStorageStartsAnew) {
+TEST(ByteBuffer, AppendToABufferWithoutStorageAllocatesIt) {
   ByteBuffer buffer(100);
   loseStorage(buffer);
   buffer.append(nullptr, 3);
@@ -333,7 +333,7 @@ TEST(ByteBuffer, AppendToABufferWithoutStorageStartsAnew) {
   expectHolds(buffer, "abc", 4);
 }
 
-TEST(ByteBuffer, AppendsAnyPieceOfItselfWithAndWithoutRoom) {
+TEST(ByteBuffer, AppendsPiecesOfItselfWithAndWithoutGrowth) {
   const std::string bytes = "0123456789abcdefghijklmnopqrstuvwxyzABCDE";
   const std::string stored = bytes + '\0';
   for (const unsigned long long room : rowsOf({7ULL, 100ULL})) {
@@ -352,7 +352,7 @@ TEST(ByteBuffer, AppendsAnyPieceOfItselfWithAndWithoutRoom) {
   }
 }
 
-TEST(ByteBuffer, DoublesByAppendingItself) {
+TEST(ByteBuffer, AppendsAllOfItself) {
   ByteBuffer buffer(holding("ab"));
   for (int i = 0; i < 16; ++i) buffer.append(buffer.get(), buffer.length());
   std::string doubled = "ab";
@@ -393,7 +393,7 @@ TEST(ByteBuffer, SetOfNullChangesNothing) {
   }
 }
 
-TEST(ByteBuffer, SetThatCannotFitLosesTheStorageAndCanBeRepeated) {
+TEST(ByteBuffer, SetThatIsTooLargeReleasesTheStorageAndALaterSetWorks) {
   for (const unsigned long long length : rowsOf({GiB, GiB + 1, 2 * GiB - 1, 2 * GiB, 4 * GiB - 1, 4 * GiB,
                                                  1ULL << 62, 1ULL << 63, greatest - 1, greatest})) {
     ByteBuffer buffer(holding("abc"));
@@ -406,7 +406,7 @@ TEST(ByteBuffer, SetThatCannotFitLosesTheStorageAndCanBeRepeated) {
   }
 }
 
-TEST(ByteBuffer, SetsItselfToAnyPieceOfItself) {
+TEST(ByteBuffer, SetToAPieceOfItselfKeepsThatPiece) {
   const std::string bytes = "0123456";
   const std::string stored = bytes + '\0';
   for (std::size_t start = 0; start <= bytes.size(); ++start) {
@@ -415,20 +415,21 @@ TEST(ByteBuffer, SetsItselfToAnyPieceOfItself) {
       ROW(std::to_string(start) + ' ' + std::to_string(length));
       ByteBuffer buffer(bytes.data(), bytes.size());
       buffer.set(buffer.get() + start, length);
-      // The whole of a full block with its terminator is one byte more than the block holds with another.
+      // The contents and terminator of a full block, together with a new terminator, need one byte more than
+      // the block.
       expectHolds(buffer, stored.substr(start, length), length == 8 ? 16 : 8);
     }
   }
 }
 
-TEST(ByteBuffer, SetsItselfToItsWholeBlock) {
+TEST(ByteBuffer, SetToItsWholeBlockKeepsAllBytes) {
   // All 128 bytes are zero, only the first is in use.
   ByteBuffer buffer(127);
   buffer.set(buffer.get(), 128);
   expectHolds(buffer, std::string(128, '\0'), 256);
 }
 
-TEST(ByteBuffer, ClearEmptiesAndKeepsTheBlock) {
+TEST(ByteBuffer, ClearKeepsTheCapacity) {
   ByteBuffer buffer(holding("abcdefgh"));
   const char* const block = buffer.get();
   buffer.clear();
@@ -438,7 +439,7 @@ TEST(ByteBuffer, ClearEmptiesAndKeepsTheBlock) {
   expectHolds(buffer, "", 16);
 }
 
-TEST(ByteBuffer, ClearGivesFourBytesToABufferWithoutStorage) {
+TEST(ByteBuffer, ClearAllocatesFourBytesIfThereIsNoStorage) {
   ByteBuffer buffer(100);
   loseStorage(buffer);
   buffer.clear();
@@ -457,7 +458,7 @@ TEST(ByteBuffer, AssignmentCopiesTheContentsAndKeepsTheCapacity) {
   expectHolds(source, "a\0b\0"sv, 8);
 }
 
-TEST(ByteBuffer, AssignmentGrowsByTheContentsNotByTheOthersCapacity) {
+TEST(ByteBuffer, AssignmentGrowsToTheOthersContentsNotItsCapacity) {
   ByteBuffer source(1000);
   source.append("abcde", 5);
   ByteBuffer target(0);
@@ -485,14 +486,14 @@ TEST(ByteBuffer, AssignmentOfABufferWithoutStorageChangesNothing) {
   expectNoStorage(lost);
 }
 
-TEST(ByteBuffer, AssignmentToABufferWithoutStorageFillsIt) {
+TEST(ByteBuffer, AssignmentToABufferWithoutStorageAllocatesIt) {
   ByteBuffer lost(100);
   loseStorage(lost);
   lost = holding("abcd");
   expectHolds(lost, "abcd", 8);
 }
 
-TEST(ByteBuffer, IsDestroyedWithoutStorage) {
+TEST(ByteBuffer, CanBeDestroyedWithoutStorage) {
   const auto lost = std::make_unique<ByteBuffer>(100);
   loseStorage(*lost);
 }
@@ -512,8 +513,8 @@ TEST(ByteBuffer, ComparesLengthAndBytes) {
            Row{"the first byte", "abc", "bbc", false},
            Row{"a beginning", "abc", "ab", false},
            Row{"longer by a zero", "abc", "abc\0"sv, false},
-           Row{"equal behind a zero", "a\0b"sv, "a\0b"sv, true},
-           Row{"different behind a zero", "a\0b"sv, "a\0c"sv, false},
+           Row{"equal after a zero", "a\0b"sv, "a\0b"sv, true},
+           Row{"different after a zero", "a\0b"sv, "a\0c"sv, false},
            Row{"nothing and a zero", "", "\0"sv, false},
            Row{"high bytes", "\xFF\x80", "\xFF\x80", true},
            Row{"bytes, not letters", "a", "A", false},
@@ -529,23 +530,23 @@ TEST(ByteBuffer, ComparesLengthAndBytes) {
   }
 }
 
-TEST(ByteBuffer, NeverEqualsNull) {
+TEST(ByteBuffer, IsNotEqualToNull) {
   EXPECT_FALSE(ByteBuffer(0).compare(nullptr, 0));
   EXPECT_FALSE(holding("abc").compare(nullptr, 3));
 }
 
-TEST(ByteBuffer, ComparesWithoutReadingWhenTheLengthsDiffer) {
+TEST(ByteBuffer, ComparisonReadsNoBytesIfTheLengthsDiffer) {
   const ByteBuffer buffer(holding("abc"));
   EXPECT_FALSE(buffer.compare("abc", greatest));
   EXPECT_FALSE(buffer.compare("abc", 4 * GiB + 3));
 }
 
-TEST(ByteBuffer, EqualsNoBufferWithoutStorage) {
+TEST(ByteBuffer, WithoutStorageEqualsOnlyAnEmptyBufferOnItsRight) {
   ByteBuffer lost(0);
   loseStorage(lost);
   EXPECT_FALSE(ByteBuffer(0) == lost);
   EXPECT_FALSE(std::as_const(lost) == lost);
-  // Without storage the length is 0, and so are the bytes to compare.
+  // Without storage the length is 0, so there are no bytes to compare.
   EXPECT_TRUE(lost == ByteBuffer(0));
   EXPECT_TRUE(lost.compare("", 0));
   EXPECT_FALSE(lost.compare(nullptr, 0));
@@ -558,7 +559,7 @@ std::vector<std::string> bracket(const std::string& number) {
   return {"traceEntry " + number, "traceExit " + number + " 0"};
 }
 
-TEST(ByteBufferTrace, ReportsTheExitOnlyOfConstructorsAndTheDestructor) {
+TEST(ByteBufferTrace, ReportsOnlyTheExitsOfConstructorsAndTheDestructor) {
   const ByteBuffer other(holding("abc"));
   const icu::UnicodeString text(u"abc");
   const std::vector<std::pair<const char*, std::function<std::unique_ptr<ByteBuffer>()>>> rows = {
@@ -622,7 +623,7 @@ std::vector<TraceRow> traceRows(const ByteBuffer& other, const ByteBuffer& lost)
   };
 }
 
-TEST(ByteBufferTrace, ReportsWhatChangesTheBuffer) {
+TEST(ByteBufferTrace, ReportsTheCallsThatChangeTheBuffer) {
   const ByteBuffer other(holding("other contents"));
   ByteBuffer lost(0);
   loseStorage(lost);
@@ -634,7 +635,7 @@ TEST(ByteBufferTrace, ReportsWhatChangesTheBuffer) {
   }
 }
 
-TEST(ByteBufferTrace, ReportsNothingOfAConstructorThatFails) {
+TEST(ByteBufferTrace, ReportsNoCallForAConstructorThatFails) {
   TraceRecorder trace(0x60083);
   EXPECT_THROW(ByteBuffer{GiB}, std::bad_alloc);
   EXPECT_THROW(ByteBuffer("x", greatest), std::bad_alloc);

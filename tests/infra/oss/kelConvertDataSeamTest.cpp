@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-/// The way of converting that no overload takes: without a terminator.
+/// Tests of convertData without a terminator, which no public overload uses.
 namespace tarvo::test {
 namespace {
 
@@ -47,15 +47,15 @@ TEST(ConvertDataUnterminated, CountsNoTerminator) {
   EXPECT_EQ(convertData(unterminated("UTF-8", "", "ISO-8859-1")), 0);
 }
 
-// The check is against the bare length, the NUL is stored all the same.
-TEST(ConvertDataUnterminated, StoresTheTerminatorOneByteBehindACopy) {
+// The capacity is compared with the length without the terminator, but the terminator is stored.
+TEST(ConvertDataUnterminated, StoresATerminatorAfterCopiedBytes) {
   const std::string data = "abc";
   std::string room = "########";
   EXPECT_EQ(convertData(into(room, 3, unterminated("UTF-8", data, "UTF-8"))), 3);
   EXPECT_EQ(room, "abc\0####"s);
 }
 
-TEST(ConvertDataUnterminated, FindsACopyTooLargeByItsBareLength) {
+TEST(ConvertDataUnterminated, RefusesACopyWhoseLengthWithoutTerminatorExceedsTheCapacity) {
   const std::string data = "abc";
   std::string room = "########";
   EXPECT_THAT([&] { convertData(into(room, 2, unterminated("UTF-8", data, "UTF-8"))); },
@@ -63,7 +63,7 @@ TEST(ConvertDataUnterminated, FindsACopyTooLargeByItsBareLength) {
   EXPECT_EQ(room, "########");
 }
 
-TEST(ConvertDataUnterminated, StoresNoTerminatorBehindAFullConversion) {
+TEST(ConvertDataUnterminated, StoresNoTerminatorIfTheConvertedTextFillsTheCapacity) {
   const std::string data = "\xC3\xBC!";
   std::string room = "####";
   EXPECT_EQ(convertData(into(room, 2, unterminated("UTF-8", data, "ISO-8859-1"))), 2);
@@ -81,11 +81,11 @@ TEST(ConvertDataUnterminated, WritesNothingForEmptyData) {
   EXPECT_EQ(room, "####");
 }
 
-TEST(ConvertDataUnterminated, PrintsTextThatFillsItsRoom) {
+TEST(ConvertDataUnterminated, DebugOutputPrintsTextThatFillsItsBuffer) {
   const std::string data = "\xFC";
   ByteConversion conversion = unterminated("ISO-8859-1", data, "UTF-8");
   conversion.text = true;
-  const std::unique_ptr<char[]> room(new char[2]);  // a byte more would be read outside
+  const std::unique_ptr<char[]> room(new char[2]);  // the address sanitizer detects a read after it
   conversion.destination = room.get();
   conversion.destinationLength = 2;
   convertData(conversion);
@@ -99,7 +99,7 @@ TEST(ConvertDataUnterminated, PrintsTextThatFillsItsRoom) {
       << lines;
 }
 
-// --- lengths that no overload could be given; the data is not touched
+// --- lengths above the largest int; the data is not read
 
 ByteConversion ofLength(std::int64_t length, bool terminating, const char* to) {
   ByteConversion conversion = unterminated("UTF-8", "x", to);
@@ -108,12 +108,12 @@ ByteConversion ofLength(std::int64_t length, bool terminating, const char* to) {
   return conversion;
 }
 
-TEST(ConvertData, TellsSizesUpToTheLargestInt) {
+TEST(ConvertData, ReturnsSizesUpToTheLargestInt) {
   EXPECT_EQ(convertData(ofLength(largestInt, false, "UTF-8")), largestInt);
   EXPECT_EQ(convertData(ofLength(largestInt - 1, true, "UTF-8")), largestInt);
 }
 
-TEST(ConvertData, RaisesAboveTheLargestInt) {
+TEST(ConvertData, RaisesForSizesAboveTheLargestInt) {
   const auto noSize = [](const char* to) {
     return Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", to, "UTF-8").from("kelConverter.cpp");
   };
@@ -131,9 +131,9 @@ TEST(ConvertData, RaisesAboveTheLargestInt) {
   }
 }
 
-// --- the default's name
+// --- the name of the default converter
 
-TEST(ConvertData, NamesTheDefaultOfTheMoment) {
+TEST(ConvertData, UsesTheDefaultConverterThatIsSetAtTheTimeOfTheCall) {
   const DefaultCodePage other("IBM037");
   const auto error = [](const char* to, const char* from) {
     return Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", to, from).from("kelConverter.cpp");

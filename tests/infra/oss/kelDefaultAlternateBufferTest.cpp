@@ -25,7 +25,7 @@ constexpr unsigned long long greatest = std::numeric_limits<unsigned long long>:
 static_assert(std::has_virtual_destructor_v<Storage>);
 static_assert(!std::is_copy_constructible_v<Storage> && !std::is_copy_assignable_v<Storage>);
 
-/// Opens the two settings that only derived classes reach.
+/// Gives access to the two settings that are protected.
 template <class T>
 class Adjustable : public oss::DefaultAlternateBuffer<T> {
  public:
@@ -57,7 +57,7 @@ TEST(DefaultAlternateBuffer, StartsWithoutStorage) {
   expectEmpty(buffer);
 }
 
-TEST(DefaultAlternateBuffer, NeedsNoStorageForNothing) {
+TEST(DefaultAlternateBuffer, AllocatesNothingForASizeOfZero) {
   const CellHeap heap;
   oss::DefaultAlternateBuffer<Cell> buffer;
   buffer.resize(0);
@@ -65,7 +65,7 @@ TEST(DefaultAlternateBuffer, NeedsNoStorageForNothing) {
   EXPECT_THAT(Cell::asked, IsEmpty());
 }
 
-TEST(DefaultAlternateBuffer, GivesAtLeastFour) {
+TEST(DefaultAlternateBuffer, AllocatesAtLeastFourElements) {
   for (const unsigned long long need : rowsOf({1ULL, 2ULL, 3ULL, 4ULL})) {
     Storage buffer;
     buffer.resize(need);
@@ -73,7 +73,7 @@ TEST(DefaultAlternateBuffer, GivesAtLeastFour) {
   }
 }
 
-TEST(DefaultAlternateBuffer, TakesTheSmallestPowerOfTwoAtEveryBoundary) {
+TEST(DefaultAlternateBuffer, GrowsToTheSmallestSufficientPowerOfTwo) {
   for (int k = 2; k < 30; ++k) {
     ROW("k", k);
     const unsigned long long power = 1ULL << k;
@@ -89,7 +89,7 @@ TEST(DefaultAlternateBuffer, TakesTheSmallestPowerOfTwoAtEveryBoundary) {
   }
 }
 
-TEST(DefaultAlternateBuffer, GoesUpToOneGiB) {
+TEST(DefaultAlternateBuffer, AcceptsUpToOneGiB) {
   Storage buffer;
   buffer.resize(GiB);
   expectSizes(buffer, GiB, GiB);
@@ -99,7 +99,7 @@ TEST(DefaultAlternateBuffer, GoesUpToOneGiB) {
   EXPECT_EQ(buffer.data()[GiB - 1], 'z');
 }
 
-TEST(DefaultAlternateBuffer, AsksTheHeapForExactlyTheCapacity) {
+TEST(DefaultAlternateBuffer, RequestsExactlyTheCapacityFromTheHeap) {
   const CellHeap heap;
   {
     oss::DefaultAlternateBuffer<Cell> buffer;
@@ -113,7 +113,7 @@ TEST(DefaultAlternateBuffer, AsksTheHeapForExactlyTheCapacity) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, KeepsBlockAndContentsWhileTheNeedFits) {
+TEST(DefaultAlternateBuffer, KeepsBlockAndContentsWhileTheSizeFits) {
   Storage buffer;
   buffer.resize(64);
   char* const block = buffer.data();
@@ -126,7 +126,7 @@ TEST(DefaultAlternateBuffer, KeepsBlockAndContentsWhileTheNeedFits) {
   EXPECT_EQ(std::vector<char>(block, block + 64), std::vector<char>(64, 'x'));
 }
 
-TEST(DefaultAlternateBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
+TEST(DefaultAlternateBuffer, RefusesMoreThanOneGiBWithoutARequestToTheHeap) {
   for (const unsigned long long need :
        rowsOf({GiB + 1, 2 * GiB - 1, 2 * GiB, 2 * GiB + 1, 4 * GiB, 4 * GiB + 4, 1ULL << 62, (1ULL << 62) + 1,
                1ULL << 63, greatest - 1, greatest})) {
@@ -138,7 +138,7 @@ TEST(DefaultAlternateBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
   }
 }
 
-TEST(DefaultAlternateBuffer, IsEmptyAndUsableAfterARefusal) {
+TEST(DefaultAlternateBuffer, IsEmptyAndUsableAfterARefusedSize) {
   const CellHeap heap;
   {
     oss::DefaultAlternateBuffer<Cell> buffer;
@@ -169,7 +169,7 @@ TEST(DefaultAlternateBuffer, IsEmptyAndUsableAfterTheHeapFailed) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, ExchangesBlocksAndSettings) {
+TEST(DefaultAlternateBuffer, SwapsBlocksAndSettings) {
   const CellHeap heap;
   {
     Adjustable<Cell> left(100);
@@ -195,7 +195,7 @@ TEST(DefaultAlternateBuffer, ExchangesBlocksAndSettings) {
 
 // --- the maximum size
 
-TEST(DefaultAlternateBuffer, MeetsANeedOfExactlyTheMaximum) {
+TEST(DefaultAlternateBuffer, AllocatesASizeOfExactlyTheMaximum) {
   Adjustable<char> buffer(100);
   buffer.resize(100);
   expectSizes(buffer, 128, 100);
@@ -216,7 +216,7 @@ TEST(DefaultAlternateBuffer, ReleasesTheStorageAboveTheMaximumWithoutAnError) {
   }
 }
 
-TEST(DefaultAlternateBuffer, AsksForTheMaximumOnlyWhenTheCapacityDoesNotSuffice) {
+TEST(DefaultAlternateBuffer, AllocatesTheMaximumOnlyIfTheCapacityIsTooSmall) {
   Adjustable<char> buffer(100);
   buffer.resize(65);
   char* const block = buffer.data();
@@ -229,7 +229,7 @@ TEST(DefaultAlternateBuffer, AsksForTheMaximumOnlyWhenTheCapacityDoesNotSuffice)
 
 // --- the alternate block
 
-TEST(DefaultAlternateBuffer, TakesTheAlternateBlockForWhatFitsIntoIt) {
+TEST(DefaultAlternateBuffer, UsesTheAlternateBlockForSizesThatFit) {
   for (const unsigned long long need : rowsOf({1ULL, 99ULL, 100ULL})) {
     const CellHeap heap;
     {
@@ -246,7 +246,7 @@ TEST(DefaultAlternateBuffer, TakesTheAlternateBlockForWhatFitsIntoIt) {
   }
 }
 
-TEST(DefaultAlternateBuffer, LeavesTheAlternateBlockForWhatDoesNotFitAndKeepsIt) {
+TEST(DefaultAlternateBuffer, UsesTheHeapForLargerSizesAndKeepsTheAlternateBlock) {
   const CellHeap heap;
   {
     Adjustable<Cell> buffer;
@@ -263,7 +263,7 @@ TEST(DefaultAlternateBuffer, LeavesTheAlternateBlockForWhatDoesNotFitAndKeepsIt)
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, FallsBackFromASmallerBlockToTheAlternateBlock) {
+TEST(DefaultAlternateBuffer, ReplacesASmallerBlockByTheAlternateBlock) {
   const CellHeap heap;
   {
     Adjustable<Cell> buffer;
@@ -288,7 +288,7 @@ TEST(DefaultAlternateBuffer, FreesAnAlternateBlockThatWasNeverUsed) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockThroughARefusal) {
+TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockAfterARefusedSize) {
   const CellHeap heap;
   {
     Adjustable<Cell> buffer;
@@ -304,7 +304,7 @@ TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockThroughARefusal) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockThroughAnExceededMaximum) {
+TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockIfTheMaximumIsExceeded) {
   const CellHeap heap;
   {
     Adjustable<Cell> buffer(200);
@@ -319,7 +319,7 @@ TEST(DefaultAlternateBuffer, KeepsTheAlternateBlockThroughAnExceededMaximum) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(DefaultAlternateBuffer, HoldsTheMaximumAgainstTheAlternateBlockToo) {
+TEST(DefaultAlternateBuffer, AppliesTheMaximumToTheAlternateBlockToo) {
   Adjustable<char> buffer(50);
   const char* const block = buffer.giveAlternateBlock(100);
   buffer.resize(51);
@@ -328,7 +328,7 @@ TEST(DefaultAlternateBuffer, HoldsTheMaximumAgainstTheAlternateBlockToo) {
   EXPECT_EQ(buffer.data(), block);
 }
 
-TEST(DefaultAlternateBuffer, UsesNothingOfAnAlternateBlockThatIsNull) {
+TEST(DefaultAlternateBuffer, IgnoresANullAlternateBlock) {
   const CellHeap heap;
   {
     Adjustable<Cell> buffer;

@@ -15,7 +15,7 @@ namespace {
 
 using oss::Formatter;
 
-TEST(FormatterAllocation, IsNotNeededToWriteIntegers) {
+TEST(FormatterAllocation, DoesNotHappenWhenIntegersAreWritten) {
   const icu::UnicodeString longText(1000, u'x', 1000);
   icu::UnicodeString fresh;
   icu::UnicodeString onTheHeap = longText;
@@ -32,7 +32,7 @@ TEST(FormatterAllocation, IsNotNeededToWriteIntegers) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-TEST(FormatterAllocation, IsNotNeededToReadIntegers) {
+TEST(FormatterAllocation, DoesNotHappenWhenIntegersAreRead) {
   const icu::UnicodeString plain(u"1234567890");
   const icu::UnicodeString padded = icu::UnicodeString(500, u'\u2003', 500) + plain + u"\t\n";
   const AllocationCount count;
@@ -46,7 +46,7 @@ TEST(FormatterAllocation, IsNotNeededToReadIntegers) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-TEST(FormatterAllocation, IsNotNeededToReadFloatingPointNumbers) {
+TEST(FormatterAllocation, DoesNotHappenWhenFloatingPointNumbersAreRead) {
   const std::string digits = "1." + std::string(100, '0') + "25";
   const icu::UnicodeString wideDigits = icu::UnicodeString::fromUTF8(digits);
   const AllocationCount count;

@@ -49,7 +49,7 @@ auto refuses(const std::string& text) {
   return Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "double", text).from("kelFormatter.cpp");
 }
 
-/// Bit by bit, so that the zeros differ; all that is no number counts alike but for the sign.
+/// The bits of a value, so that 0 and -0 differ. All NaNs of one sign are equal.
 std::string shown(double value) {
   if (std::isnan(value)) return std::signbit(value) ? "-nan" : "nan";
   char text[40];
@@ -57,7 +57,7 @@ std::string shown(double value) {
   return text;
 }
 
-/// What strtod makes of the whole text; the tests run in the "C" locale.
+/// The result of strtod if it accepts the whole text, otherwise nullopt. The tests run in the "C" locale.
 std::optional<double> strtodOf(const std::string& text) {
   char* end = nullptr;
   const double value = std::strtod(text.c_str(), &end);
@@ -65,7 +65,7 @@ std::optional<double> strtodOf(const std::string& text) {
   return value;
 }
 
-/// Both forms do what strtod does, in the value or by refusing.
+/// Expects that both overloads return the value of strtod, or refuse the text if strtod does.
 void compareWithStrtod(const std::string& text) {
   ROW(text);
   if (const std::optional<double> expected = strtodOf(text)) {
@@ -118,7 +118,7 @@ TEST(FormatterDouble, KeepsTheSignOfZero) {
   EXPECT_EQ(shown(Formatter::stringToDouble("+0")), "0x0p+0");
 }
 
-TEST(FormatterDouble, DoesNotReportWhatIsOutOfRange) {
+TEST(FormatterDouble, AcceptsNumbersThatAreOutOfRange) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(Formatter::stringToDouble("1e309"), infinity);
   EXPECT_EQ(Formatter::stringToDouble(u"-1e309"), -infinity);
@@ -129,7 +129,7 @@ TEST(FormatterDouble, DoesNotReportWhatIsOutOfRange) {
   EXPECT_EQ(Formatter::stringToDouble("1.7976931348623159e308"), infinity);
 }
 
-TEST(FormatterDouble, RefusesWhatIsNotANumberFromEndToEnd) {
+TEST(FormatterDouble, RefusesTextThatIsNotEntirelyANumber) {
   using namespace std::string_literals;
   struct Row {
     const char* why;
@@ -138,10 +138,10 @@ TEST(FormatterDouble, RefusesWhatIsNotANumberFromEndToEnd) {
   };
   const std::vector<Row> rows = {
       {"empty", "", ""},
-      {"white space alone", " \n\t", ""},
-      {"white space of other scripts alone", "\xE3\x80\x80", ""},
+      {"only white space", " \n\t", ""},
+      {"only white space of other scripts", "\xE3\x80\x80", ""},
       {"a decimal comma", "1,5", "1,5"},
-      {"a letter behind", " 1.5x ", "1.5x"},
+      {"a letter after the number", " 1.5x ", "1.5x"},
       {"two points", "1.5.2", "1.5.2"},
       {"grouping", "1,000.5", "1,000.5"},
       {"a blank inside", "1 5", "1 5"},
@@ -150,8 +150,8 @@ TEST(FormatterDouble, RefusesWhatIsNotANumberFromEndToEnd) {
       {"two signs", "+-1", "+-1"},
       {"two signs, both plus", "++1", "++1"},
       {"an exponent without digits", "1e", "1e"},
-      {"an exponent with a sign alone", "1e+", "1e+"},
-      {"an exponent alone", "e5", "e5"},
+      {"only an exponent with a sign", "1e+", "1e+"},
+      {"only an exponent", "e5", "e5"},
       {"hexadecimal without digits", "0x", "0x"},
       {"a suffix", "1.5f", "1.5f"},
       {"words", "one", "one"},
@@ -162,7 +162,7 @@ TEST(FormatterDouble, RefusesWhatIsNotANumberFromEndToEnd) {
        "\xC2\xA0"
        "1"},
       {"a control character is not trimmed", "1\x01", "1\x01"},
-      {"a letter behind, outside ASCII", "1.5\xC3\xA9", "1.5\xC3\xA9"},
+      {"a non-ASCII letter after the number", "1.5\xC3\xA9", "1.5\xC3\xA9"},
       {"a letter inside, outside ASCII",
        "1\xC3\xA9"
        "5",
@@ -182,19 +182,19 @@ TEST(FormatterDouble, RefusesANulInside) {
   EXPECT_THAT([] { Formatter::stringToDouble(wide("\0"s)); }, refuses("\0"s));
 }
 
-TEST(FormatterDouble, NamesANullPointerInWords) {
+TEST(FormatterDouble, DescribesANullPointerInTheError) {
   EXPECT_THAT([] { Formatter::stringToDouble(static_cast<const char*>(nullptr)); }, refuses("NULL"));
   EXPECT_THAT([] { Formatter::stringToDouble(nullptr); }, refuses("NULL"));
 }
 
-TEST(FormatterDouble, RecordsWhatIsNoTextAsReplacementCharacters) {
+TEST(FormatterDouble, RecordsInvalidUtf8AsReplacementCharacters) {
   EXPECT_THAT([] { Formatter::stringToDouble(" 1\xFF "); }, refuses("1\xEF\xBF\xBD"));
   EXPECT_THAT([] { Formatter::stringToDouble("1\xC3"); }, refuses("1\xEF\xBF\xBD"));
   EXPECT_THAT([] { Formatter::stringToDouble(icu::UnicodeString(u"1").append(u'\xD800')); },
               refuses("1\xEF\xBF\xBD"));
 }
 
-TEST(FormatterDouble, RecordsWellFormedTextOnly) {
+TEST(FormatterDouble, RecordsOnlyWellFormedText) {
   try {
     Formatter::stringToDouble(icu::UnicodeString(u" 1").append(u'\xD800').append(u'2'));
     FAIL() << "takes half a surrogate pair";
@@ -203,9 +203,9 @@ TEST(FormatterDouble, RecordsWellFormedTextOnly) {
   }
 }
 
-// --- beside strtod
+// --- compared with strtod
 
-TEST(FormatterDouble, TakesWhatStrtodTakesAndRefusesTheRest) {
+TEST(FormatterDouble, AcceptsTheSameTextsAsStrtod) {
   for (const char* const text : {"inf",
                                  "-inf",
                                  "+inf",
@@ -273,12 +273,12 @@ TEST(FormatterDouble, AgreesWithStrtodOnEveryMagnitude) {
   }
 }
 
-TEST(FormatterDouble, AgreesWithStrtodOnDenormalsAndHalfWays) {
+TEST(FormatterDouble, AgreesWithStrtodOnDenormalsAndHalfWayValues) {
   constexpr unsigned int seed = 3403;
   std::mt19937_64 engine(seeded(seed));
   for (int i = 0; i < 3'000; ++i) {
     ROW("i", i);
-    // The exact decimal value half-way between two neighbours, and a hair beyond it.
+    // The exact decimal value half-way between two adjacent doubles, and a value slightly above it.
     const std::uint64_t bits = (engine() >> (i % 2 == 0 ? 12U : 2U)) & 0x7FE0'0000'0000'0000U;
     const std::uint64_t fraction = engine() & 0x000F'FFFF'FFFF'FFFFU;
     const auto value = std::bit_cast<double>(i % 2 == 0 ? fraction : bits | fraction);
@@ -312,7 +312,7 @@ TEST(FormatterDouble, AgreesWithStrtodOnRandomTexts) {
   EXPECT_GT(numbers, 1'000);
 }
 
-// Up to 15 digits are reckoned, more are read otherwise.
+// Numbers of up to 15 digits are computed directly; longer ones are parsed in another way.
 TEST(FormatterDouble, AgreesWithStrtodOnFewDigitsWithAPointAnywhere) {
   constexpr unsigned int seed = 3405;
   std::mt19937 engine(seeded(seed));
@@ -352,7 +352,7 @@ TEST(FormatterDouble, RefusesUnitsThatOnlyLookLikeFewDigits) {
   }
 }
 
-TEST(FormatterDouble, FollowsTheRoundingModeAsStrtodDoes) {
+TEST(FormatterDouble, UsesTheRoundingModeLikeStrtod) {
   const int former = std::fegetround();
   for (const int mode : rowsOf({FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO, FE_TONEAREST})) {
     std::fesetround(mode);
@@ -383,7 +383,7 @@ TEST(FormatterDouble, ReadsTextsLongerThanAnyBuffer) {
 
 // --- under a locale with a decimal comma
 
-/// Whatever the runtime makes of a half in the calling thread.
+/// The number 0.5 as the C runtime prints it in the calling thread.
 std::string halfByTheRuntime() {
   char text[16];
   std::snprintf(text, sizeof text, "%.1f", 0.5);
@@ -392,11 +392,11 @@ std::string halfByTheRuntime() {
 
 class FormatterUnderAComma : public testing::TestWithParam<CommaLocale::For> {};
 
-TEST_P(FormatterUnderAComma, ReadsThePointAndNothingElse) {
+TEST_P(FormatterUnderAComma, AcceptsAPointAndRefusesAComma) {
   const CommaLocale comma(GetParam());
   ASSERT_EQ(halfByTheRuntime(), "0,5");
   ASSERT_EQ(std::strtod("1,5", nullptr), 1.5);
-  // The signed and the hexadecimal one are for the runtime to read.
+  // The signed and the hexadecimal text are parsed by the C runtime.
   for (const char* const text : rowsOf({"1.5", "+1.5", "0x1.8p0", " 15e-1 "})) {
     EXPECT_EQ(Formatter::stringToDouble(text), 1.5) << text;
     EXPECT_EQ(Formatter::stringToDouble(wide(text)), 1.5) << text;
@@ -407,7 +407,7 @@ TEST_P(FormatterUnderAComma, ReadsThePointAndNothingElse) {
   }
 }
 
-TEST_P(FormatterUnderAComma, PutsTheCallersLocaleBack) {
+TEST_P(FormatterUnderAComma, RestoresTheCallersLocale) {
   const std::string before = std::setlocale(LC_ALL, nullptr);
   {
     const CommaLocale comma(GetParam());
@@ -430,7 +430,7 @@ TEST_P(FormatterUnderAComma, PutsTheCallersLocaleBack) {
   EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
 }
 
-TEST_P(FormatterUnderAComma, ReadsAndWritesIntegersAsEver) {
+TEST_P(FormatterUnderAComma, ReadsAndWritesIntegersAsInTheCLocale) {
   const CommaLocale comma(GetParam());
   icu::UnicodeString out;
   Formatter::int64ToString(out, -1'234'567);
@@ -440,7 +440,7 @@ TEST_P(FormatterUnderAComma, ReadsAndWritesIntegersAsEver) {
               Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "int32_t", "1.234").from("kelFormatter.cpp"));
 }
 
-TEST_P(FormatterUnderAComma, AgreesWithTheSameTextsUnderC) {
+TEST_P(FormatterUnderAComma, GivesTheSameValuesAsInTheCLocale) {
   constexpr unsigned int seed = 3405;
   std::mt19937_64 engine(seeded(seed));
   std::vector<std::pair<std::string, double>> cases;
@@ -462,7 +462,7 @@ INSTANTIATE_TEST_SUITE_P(Locale, FormatterUnderAComma,
                            return row.param == CommaLocale::For::process ? "OfTheProcess" : "OfTheThread";
                          });
 
-TEST(FormatterThreads, ReadTheSameTextsAtTheSameTime) {
+TEST(FormatterThreads, ReadTheSameTextsConcurrently) {
   const CommaLocale comma(CommaLocale::For::process);
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
@@ -484,8 +484,9 @@ TEST(FormatterThreads, ReadTheSameTextsAtTheSameTime) {
   EXPECT_EQ(halfByTheRuntime(), "0,5");
 }
 
-// Where the locale is the process's, the standard library switches it to print as well: were it to do so in the middle
-// of a reader's switch, it would put the reader's locale back for good.
+// On platforms where a locale applies to the whole process, the standard library switches it to print
+// numbers. If it did so while a reader has switched the locale, it would later restore the reader's locale
+// for the whole process.
 TEST(FormatterThreads, ReadNumbersWhileAnotherPrintsThem) {
   const CommaLocale comma(CommaLocale::For::process);
   std::ostringstream printed;
@@ -511,7 +512,7 @@ TEST(FormatterThreads, ReadNumbersWhileAnotherPrintsThem) {
   EXPECT_EQ(halfByTheRuntime(), "0,5") << "the process's locale is as it was";
 }
 
-/// Reads a number for every character that is written into it.
+/// A stream buffer that parses a number whenever a character is written to it.
 class ReadingBuffer : public std::streambuf {
  public:
   double sum = 0;

@@ -39,7 +39,7 @@ TEST(FormatterLocale, CodeIsFoundByTheNameOfIcusDefaultLocale) {
       {"ja_JP_TRADITIONAL", "enUS"},
       {"zh_Hant_TW", "enUS"},
       {"", "enUS"},
-      // Letters and digits of the whole name first, then of what stands before the point.
+      // The letters and digits of the whole name are searched first, then those before the point.
       {"de_AT.UTF-8", "deAT"},
       {"de_AT.ISO8859-1@euro", "deAT"},
       {"xx_YY.UTF-8", "enUS"},
@@ -61,7 +61,7 @@ TEST(FormatterLocale, CodeFollowsTheDefaultLocale) {
   EXPECT_STREQ(former, "deCH");
 }
 
-TEST(FormatterLocale, OfABogusDefaultIsTheFallback) {
+TEST(FormatterLocale, CodeIsTheFallbackIfTheDefaultLocaleIsBogus) {
   const DefaultLocale standing("a_name_that_is_far_too_long_for_a_language_and_a_territory");
   EXPECT_STREQ(Formatter::localeCode(), "enUS");
 }
@@ -101,7 +101,7 @@ TEST(FormatterLocale, SettingsCanBeBuiltForEverySupportedLocaleAgainAndAgain) {
   EXPECT_NO_THROW(Formatter::setSettings());
 }
 
-TEST(FormatterLocale, HasNoSayInNumbers) {
+TEST(FormatterLocale, DoesNotAffectNumbers) {
   const DefaultLocale standing("de_DE");
   Formatter::setSettings();
   EXPECT_EQ(Formatter::stringToDouble("1.5"), 1.5);

@@ -33,14 +33,14 @@ using test::rowsOf;
 
 // --- the tables
 
-/// FNV-1a, 64 bits.
+/// The 64-bit FNV-1a hash.
 std::uint64_t digestOf(std::string_view text) {
   std::uint64_t value = 0xCBF2'9CE4'8422'2325U;
   for (const char c : text) value = (value ^ static_cast<unsigned char>(c)) * 0x100'0000'01B3U;
   return value;
 }
 
-TEST(LocaleTablesDigest, IsTheUsualOne) {
+TEST(LocaleTablesDigest, MatchesKnownFnv1aValues) {
   EXPECT_EQ(digestOf("a"), 0xAF63'DC4C'8601'EC8CU);
   EXPECT_EQ(digestOf("foobar"), 0x8594'4171'F739'67E8U);
 }
@@ -50,23 +50,23 @@ bool isMadeOf(std::string_view text, int (*kind)(int)) {
                      [kind](char c) { return kind(static_cast<unsigned char>(c)) != 0; });
 }
 
-// The digests are of the list as it was settled, written "AR=arAA ARA=arSA ..." and "ENUS ENAU ...", with a
-// blank behind each.
-TEST(LocaleTables, HoldEveryAliasAsItWasSettled) {
+// Programs depend on these tables, so a digest guards them against accidental changes. The digested texts are
+// "AR=arAA ARA=arSA ..." and "ENUS ENAU ...", with a blank after each entry.
+TEST(LocaleTables, ContainEveryAliasUnchanged) {
   std::string text;
   for (const LocaleAlias& alias : localeAliases()) text += std::string(alias.key) + "=" + alias.code + " ";
   EXPECT_EQ(localeAliases().size(), 339U);
   EXPECT_EQ(digestOf(text), 0x96C3'FD2B'F7E6'3382U);
 }
 
-TEST(LocaleTables, HoldEverySupportedCodeInItsPlace) {
+TEST(LocaleTables, ContainEverySupportedCodeInOrder) {
   std::string text;
   for (const char* const code : supportedLocales()) text += std::string(code) + " ";
   EXPECT_EQ(supportedLocales().size(), 118U);
   EXPECT_EQ(digestOf(text), 0x2690'9FF7'911A'1B86U);
 }
 
-TEST(LocaleTables, AreSortedAndOfOneShape) {
+TEST(LocaleTables, AreSortedAndUniform) {
   std::string_view before;
   for (const LocaleAlias& alias : rowsOf(localeAliases())) {
     const std::string_view key = alias.key;
@@ -81,7 +81,7 @@ TEST(LocaleTables, AreSortedAndOfOneShape) {
   }
 }
 
-TEST(LocaleTables, KeepTheIrregularRows) {
+TEST(LocaleTables, ContainTheIrregularRows) {
   std::map<std::string, std::string> table;
   for (const LocaleAlias& alias : localeAliases()) table[alias.key] = alias.code;
   for (const auto& [key, code] : rowsOf(std::to_array<std::pair<const char*, const char*>>({
@@ -98,7 +98,7 @@ TEST(LocaleTables, KeepTheIrregularRows) {
   }
 }
 
-TEST(LocaleTables, KnowEverySupportedCodeAsAnAliasOfItself) {
+TEST(LocaleTables, ListEverySupportedCodeAsAnAliasOfItself) {
   for (const char* const code : rowsOf(supportedLocales())) {
     if (std::string_view(code) == "DEFAULTLOCALE") continue;
     std::string found = localeCodeOf(code);
@@ -123,7 +123,7 @@ TEST(LocaleCode, IsFoundForEveryAliasAsIcusDefaultLocale) {
   for (const LocaleAlias& alias : rowsOf(localeAliases())) {
     ROW("key", alias.key);
     const std::string key = alias.key;
-    // ICU changes some names to others that it likes better; one of these stays.
+    // ICU replaces some names by canonical ones, so at least one spelling of the row must stay unchanged.
     bool named = false;
     for (const std::string& name : rowsOf({key, key.substr(0, 2) + "_" + key.substr(2),
                                            key.substr(0, 1) + "_" + key.substr(1), "_" + key})) {
@@ -136,7 +136,7 @@ TEST(LocaleCode, IsFoundForEveryAliasAsIcusDefaultLocale) {
   }
 }
 
-TEST(LocaleCode, GoesByLettersAndDigitsInAnyCase) {
+TEST(LocaleCode, DependsOnlyOnLettersAndDigitsInAnyCase) {
   struct Row {
     const char* why;
     std::string name;
@@ -150,19 +150,19 @@ TEST(LocaleCode, GoesByLettersAndDigitsInAnyCase) {
       {"a three-letter name", "sve", "svSE"},
       {"the fallback's own key", "Default_Locale", "enUS"},
       {"a digit is kept", "de_CH1", "enUS"},
-      {"a digit behind the point is not", "de_CH.1", "deCH"},
+      {"a digit after the point is not", "de_CH.1", "deCH"},
       {"the first point ends the name", "de_CH.A.T", "deCH"},
       {"the whole name goes before its front: DEA.T", "de_a.t", "deAT"},
-      {"but nothing before the point", ".de", "deDE"},
+      {"no digit before the point", ".de", "deDE"},
       {"nothing at all", "", "enUS"},
       {"no letter", "_.@", "enUS"},
       {"one letter", "d", "enUS"},
       {"a beginning of a key", "DEFAULTLOCAL", "enUS"},
       {"before all keys", "AA", "enUS"},
-      {"behind all keys", "ZZ", "enUS"},
+      {"after all keys", "ZZ", "enUS"},
       {"63 bytes count", std::string(59, '_') + "deCH", "deCH"},
       {"the 64th does not", std::string(60, '_') + "fiFI", "enUS"},
-      {"what is cut off cannot spoil the name", std::string(61, '_') + "deCH", "deDE"},
+      {"the truncated rest does not affect the name", std::string(61, '_') + "deCH", "deDE"},
       {"a name as long as can be", std::string(1000, 'x'), "enUS"},
   };
   for (const Row& row : rowsOf(rows)) EXPECT_STREQ(localeCodeOf(row.name), row.code) << row.why;
@@ -192,8 +192,8 @@ struct ConsoleRow {
 
 class ConsoleCodePage : public testing::TestWithParam<ConsoleRow> {};
 
-/// The name is asked for once in a process, so each row has one of its own.
-TEST_P(ConsoleCodePage, IsNamedOnceAndKept) {
+/// The name is requested once per process, so each row runs in a separate process.
+TEST_P(ConsoleCodePage, IsRequestedOnceAndKept) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
@@ -218,20 +218,20 @@ INSTANTIATE_TEST_SUITE_P(
                     ConsoleRow{&answers<4'294'967'295U>, "windows-4294967295"}),
     [](const auto& row) { return "Page" + std::to_string(row.param.system()); });
 
-TEST(ConsoleCodePageSeam, AsksThePlatformUnlessATestAnswers) {
+TEST(ConsoleCodePageSeam, CallsThePlatformUnlessATestReplacesIt) {
   EXPECT_EQ(platform::currentOemCodePage, &platform::systemOemCodePage);
   EXPECT_GT(platform::systemOemCodePage(), 0U);
 }
 
 // --- the settings
 
-/// A certain moment, as the format writes it.
+/// A fixed point in time, formatted.
 icu::UnicodeString written(const icu::DateFormat& format) {
   icu::UnicodeString text;
   return format.format(86'400'000.0 * 19'000, text);
 }
 
-TEST(FormatSettings, AreThoseOfTheDefaultLocalesCode) {
+TEST(FormatSettings, AreThoseOfTheDefaultLocale) {
   const DefaultLocale standing("fr_CA.UTF-8");
   Formatter::setSettings();
   const FormatSettings& settings = formatSettings();
@@ -248,7 +248,7 @@ TEST(FormatSettings, AreThoseOfTheDefaultLocalesCode) {
   EXPECT_NE(written(*settings.date), written(*settings.time));
 }
 
-TEST(FormatSettings, AreMadeAnewForAnotherLocale) {
+TEST(FormatSettings, AreCreatedAgainForAnotherLocale) {
   const DefaultLocale first("de_DE");
   Formatter::setSettings();
   const DefaultLocale second("ja_JP");
@@ -275,7 +275,7 @@ icu::DateFormat* noDateFormat(const icu::Locale&) {
   return nullptr;
 }
 
-TEST(FormatSettings, RaiseOutOfMemoryForEachFormatThatCannotBeMadeAndStayAsTheyWere) {
+TEST(FormatSettings, RaiseOutOfMemoryIfAFormatCannotBeCreatedAndStayUnchanged) {
   const DefaultLocale first("de_AT");
   Formatter::setSettings();
   const icu::NumberFormat* const number = formatSettings().number.get();

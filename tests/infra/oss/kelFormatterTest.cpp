@@ -40,7 +40,7 @@ icu::UnicodeString unicode(const std::u16string& text) {
   return {text.data(), static_cast<std::int32_t>(text.size())};
 }
 
-// --- the four types, by one vocabulary
+// --- common functions for the four types
 
 struct Int32 {
   using Value = int;
@@ -90,7 +90,7 @@ class FormatterOf : public testing::Test {
     return modelInteger(text, isSigned, Type::mostDigits, std::numeric_limits<Bits>::digits);
   }
 
-  /// Expects what the model says, be it a value or the error.
+  /// Expects the model's result: a value or the error.
   static void compare(const std::u16string& text) {
     ROW(utf8(unicode(text)));
     if (const std::optional<std::uint64_t> expected = model(text)) {
@@ -115,7 +115,7 @@ TYPED_TEST(FormatterOf, LeavesATextAloneWhoseBufferTheCallerHolds) {
   EXPECT_EQ(utf8(out), "mine");
 }
 
-TEST(Formatter, LeavesATextAloneWhoseBufferTheCallerHoldsForALiteral) {
+TEST(Formatter, DoesNotWriteALiteralIntoATextWhoseBufferIsHeldOpen) {
   icu::UnicodeString out(u"former");
   std::char_traits<char16_t>::copy(out.getBuffer(30), u"mine", 4);
   Formatter::int64ToHexLiteral(out, 42, true);
@@ -153,7 +153,7 @@ TYPED_TEST(FormatterOf, WritesTheExtremesInPlainDecimal) {
   EXPECT_EQ(this->textOf(Limits::min()), std::to_string(Limits::min()));
 }
 
-TEST(Formatter, WritesEachTypesOwnExtremes) {
+TEST(Formatter, WritesTheSmallestAndLargestValues) {
   icu::UnicodeString out;
   Formatter::int32ToString(out, std::numeric_limits<int>::min());
   EXPECT_EQ(out, icu::UnicodeString(u"-2147483648"));
@@ -183,7 +183,7 @@ TYPED_TEST(FormatterOf, ReadsBackWhatItWrites) {
   std::mt19937_64 engine(seeded(34));
   for (int i = 0; i < 20'000; ++i) {
     ROW("i", i);
-    // All magnitudes alike: so many bits of a random word.
+    // Keep a random number of a random word's bits, so that all magnitudes are equally frequent.
     const auto value = static_cast<typename TypeParam::Value>(engine() >> (engine() % 64U));
     const std::string text = this->textOf(value);
     ASSERT_EQ(text, std::to_string(value)) << "number " << i;
@@ -219,24 +219,24 @@ TYPED_TEST(FormatterOf, RefusesEverythingElseAndNamesTypeAndTrimmedText) {
   using namespace std::string_literals;
   const std::vector<Row> rows = {
       {"empty", u"", ""},
-      {"white space alone", u" \t\r\n ", ""},
+      {"only white space", u" \t\r\n ", ""},
       {"a blank inside", u" 1 2 ", "1 2"},
       {"hexadecimal", u"0x10", "0x10"},
       {"a decimal point", u"1.0", "1.0"},
       {"grouping", u"1,000", "1,000"},
       {"an exponent", u"1e3", "1e3"},
-      {"a letter behind", u"12a", "12a"},
+      {"a letter after the number", u"12a", "12a"},
       {"a letter before", u"a12", "a12"},
       {"minus without digits", u"-", "-"},
       {"plus without digits", u" + ", "+"},
       {"two signs", u"--1", "--1"},
       {"two different signs", u"+-1", "+-1"},
-      {"a blank behind the sign", u"- 1", "- 1"},
-      {"a sign behind", u"1-", "1-"},
+      {"a blank after the sign", u"- 1", "- 1"},
+      {"a sign after the number", u"1-", "1-"},
       {"the unit before the digit 0", u"/", "/"},
-      {"the unit behind the digit 9", u":", ":"},
+      {"the unit after the digit 9", u":", ":"},
       {"a NUL inside", u"1\0002"s, "1\0002"s},
-      {"a NUL behind", u"12\0"s, "12\0"s},
+      {"a NUL after the number", u"12\0"s, "12\0"s},
       {"a NUL alone", u"\0"s, "\0"s},
       {"digits of another script", u"\u0661\u0662", "\u0661\u0662"},
       {"full-width digits", u"\uFF11", "\uFF11"},
@@ -292,7 +292,7 @@ TYPED_TEST(FormatterOf, CountsTheDigitsLeadingZerosIncludedAndTheSignNot) {
   }
 }
 
-TEST(Formatter, ReducesWhatIsOutOfRangeModuloTheTypesWidth) {
+TEST(Formatter, ReducesOutOfRangeNumbersModuloTheTypesWidth) {
   EXPECT_EQ(Formatter::stringToInt32(u"2147483648"), std::numeric_limits<int>::min());
   EXPECT_EQ(Formatter::stringToInt32(u"-2147483649"), std::numeric_limits<int>::max());
   EXPECT_EQ(Formatter::stringToInt32(u"4294967296"), 0);
@@ -311,7 +311,7 @@ TEST(Formatter, ReducesWhatIsOutOfRangeModuloTheTypesWidth) {
   EXPECT_EQ(Formatter::stringToUint64(u"99999999999999999999"), 7'766'279'631'452'241'919ULL);
 }
 
-/// The number after one, or the double of one, in decimal digits.
+/// The sum of two numbers in decimal digits; used to add one and to double.
 std::u16string plus(std::u16string digits, const std::u16string& addend) {
   digits.insert(0, 1, u'0');
   int carry = 0;
@@ -324,10 +324,10 @@ std::u16string plus(std::u16string digits, const std::u16string& addend) {
   return digits.front() == u'0' ? digits.substr(1) : digits;
 }
 
-/// Powers of two and ten, with the numbers before and behind them: where a value can go wrong.
+/// Powers of two and ten, and the numbers next to them.
 std::vector<std::u16string> delicateNumbers() {
   std::vector<std::u16string> texts;
-  std::u16string before = u"0";  // one less than the power
+  std::u16string before = u"0";  // the power minus one
   for (int power = 0; power < 68; ++power, before = plus(plus(before, before), u"1")) {
     for (const char16_t* const more : {u"0", u"1", u"2"}) texts.push_back(plus(before, more));
   }
@@ -366,7 +366,7 @@ TYPED_TEST(FormatterOf, AgreesWithLongArithmeticOnRandomTexts) {
   }
 }
 
-TEST(Formatter, TrimsExactlyWhatIcuTrims) {
+TEST(Formatter, TrimsTheSameCharactersAsIcu) {
   for (int unit = 0; unit < 0x10000; ++unit) {
     ROW("unit", unit);
     const auto c = static_cast<char16_t>(unit);
@@ -389,7 +389,7 @@ TEST(Formatter, TrimsExactlyWhatIcuTrims) {
   }
 }
 
-TEST(Formatter, TakesABogusTextAsTheEmptyOne) {
+TEST(Formatter, TreatsABogusTextAsEmpty) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   EXPECT_THAT([&] { Formatter::stringToInt32(bogus); },
@@ -398,14 +398,14 @@ TEST(Formatter, TakesABogusTextAsTheEmptyOne) {
               Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "double", "").from("kelFormatter.cpp"));
 }
 
-TEST(Formatter, LeavesTheTextItReadsAlone) {
+TEST(Formatter, DoesNotChangeTheTextItReads) {
   const icu::UnicodeString text(u"  12  ");
   Formatter::stringToInt32(text);
   Formatter::stringToDouble(text);
   EXPECT_EQ(text, icu::UnicodeString(u"  12  "));
 }
 
-TEST(Formatter, RecordsALongTextWhole) {
+TEST(Formatter, RecordsALongTextCompletely) {
   const std::string digits(100'000, '1');
   EXPECT_THAT([&] { Formatter::stringToUint64(icu::UnicodeString::fromUTF8("\t" + digits + " ")); },
               Raises<NLSException>("ERR_STR_TO_NUM_CONV_ERR", "uint64_t", digits).from("kelFormatter.cpp"));
@@ -441,7 +441,7 @@ TEST(Formatter, WritesHexadecimalLiterals) {
 
 // --- trace hooks
 
-TEST(Formatter, ReportsEntryAndExitOnceACall) {
+TEST(Formatter, TracesOneEntryAndOneExitPerCall) {
   icu::UnicodeString out;
   const auto rows = std::to_array<std::pair<const char*, std::function<void()>>>({
       {"63F", [&] { Formatter::int32ToString(out, 1); }},
@@ -470,7 +470,7 @@ TEST(Formatter, ReportsEntryAndExitOnceACall) {
               ElementsAre("traceEntry 643", "traceEntry 644", "traceExit 644 0", "traceExit 643 0"));
 }
 
-/// Without those of the error that is being built.
+/// The calls without those of the error's messages.
 std::vector<std::string> formatterCalls(TraceRecorder& trace) {
   std::vector<std::string> calls = trace.take();
   calls.erase(std::remove_if(calls.begin(), calls.end(),
@@ -479,7 +479,7 @@ std::vector<std::string> formatterCalls(TraceRecorder& trace) {
   return calls;
 }
 
-TEST(Formatter, ReportsNoExitOfACallThatRaises) {
+TEST(Formatter, TracesNoExitIfACallRaises) {
   const auto rows = std::to_array<std::pair<const char*, std::function<void()>>>({
       {"traceEntry 640", [] { Formatter::stringToInt32(u"x"); }},
       {"traceEntry 640", [] { Formatter::stringToUint64(u""); }},

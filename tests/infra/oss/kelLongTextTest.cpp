@@ -17,7 +17,7 @@
 #include <new>
 #include <string>
 
-/// Texts above the largest int.
+/// Texts whose length does not fit into an int.
 namespace tarvo::test {
 namespace {
 
@@ -28,7 +28,7 @@ using oss::UTF8Iterator;
 
 constexpr int largestInt = std::numeric_limits<int>::max();
 
-TEST(TextAboveTheLargestInt, IsHandledByNone) {
+TEST(TextAboveTheLargestInt, IsRefusedByEachClass) {
   constexpr std::size_t length = std::size_t{1} << 31;
   const RepeatedMemory memory(length / RepeatedMemory::pieceSize, 'x');
   const char* const text = memory.get();
@@ -57,7 +57,8 @@ struct Pair {
   const char* to;
 };
 
-/// Whether the size is asked for or the text is to be written, which are two ways through the library.
+/// Expects the error for a size query and for a conversion into a buffer, which the library implements
+/// separately.
 void expectNoSize(const RepeatedMemory& memory, int length, const Pair& pair) {
   const char* const fromName = pair.from == nullptr ? ucnv_getDefaultName() : pair.from;
   std::array<char, 8> room{};
@@ -70,8 +71,8 @@ void expectNoSize(const RepeatedMemory& memory, int length, const Pair& pair) {
   }
 }
 
-// The sizes are known, or the data is too long, before any memory is asked for.
-TEST(TextOfTheLargestInt, IsAConversionErrorAndNotWantOfMemory) {
+// The library detects that the data or the result is too long before it allocates memory.
+TEST(TextOfTheLargestInt, RaisesAConversionErrorInsteadOfBadAlloc) {
   const RepeatedMemory memory((std::size_t{1} << 31) / RepeatedMemory::pieceSize, 'x');
   const Pair pairs[] = {{"ISO-8859-1", "UTF-16LE"}, {"ISO-8859-1", "windows-1252"}, {"UTF-8", "UTF-16LE"},
                         {"Shift_JIS", "UTF-8"},     {nullptr, "UTF-16LE"},          {"UTF-16LE", "UTF-8"}};
@@ -87,7 +88,7 @@ TEST(TextOfTheLargestInt, IsAConversionErrorAndNotWantOfMemory) {
 }
 
 TEST(TextWhoseUtf8IsAboveTheLargestInt, IsRefusedByUTF8Iterator) {
-  constexpr std::int32_t length = largestInt / 3 + 1;  // of characters that take three bytes
+  constexpr std::int32_t length = largestInt / 3 + 1;  // each character takes three bytes in UTF-8
   constexpr std::size_t bytes = length * sizeof(char16_t);
   const RepeatedMemory memory(bytes / RepeatedMemory::pieceSize + 1, '\x65');
   const icu::UnicodeString text(false, reinterpret_cast<const char16_t*>(memory.get()), length);

@@ -40,7 +40,8 @@ std::vector<std::string> shownIn(const MessageList& list) {
   return shown;
 }
 
-// Runs `work` with its n-th request for memory failing; whether it ended so. A failure has nothing left over.
+// Runs `work` while its n-th allocation fails. Returns whether it threw std::bad_alloc; if so, expects that
+// it released all that it allocated.
 template <class Work>
 bool failsAt(std::size_t nth, Work work) {
   const AllocationCount count;
@@ -65,7 +66,7 @@ constexpr std::size_t tooMany = 100;
 // --- Message
 // ------------------------------------------------------------------------------------------------
 
-TEST(MessageWithoutMemory, KeepsTheArgumentsThatItHad) {
+TEST(MessageWithoutMemory, KeepsItsArgumentsIfAddingOneFails) {
   void (*const adds[])(Message&) = {
       [](Message& m) { m.addArgument(u"b"); },
       [](Message& m) { m.addArgument(12); },
@@ -81,14 +82,14 @@ TEST(MessageWithoutMemory, KeepsTheArgumentsThatItHad) {
   }
 }
 
-TEST(MessageWithoutMemory, IsNotCopiedAndLeavesNothingBehind) {
+TEST(MessageWithoutMemory, LeaksNothingIfACopyFails) {
   const Message message = withArguments("A");
   std::size_t nth = 1;
   while (nth < tooMany && failsAt(nth, [&] { const Message copy(message); })) ++nth;
   EXPECT_EQ(nth, 3U) << "one request an argument";
 }
 
-TEST(MessageWithoutMemory, CanBeSetAgain) {
+TEST(MessageWithoutMemory, CanBeSetAfterAFailure) {
   const Message other = withArguments("B");
   for (std::size_t nth = 1; nth < tooMany; ++nth) {
     ROW("nth", nth);
@@ -144,7 +145,7 @@ TEST(MessageListWithoutMemory, IsUnchangedByAnAddThatFails) {
   }
 }
 
-TEST(MessageListWithoutMemory, TakesItsFirstMessageAfterAFailure) {
+TEST(MessageListWithoutMemory, CanAddItsFirstMessageAfterAFailure) {
   void (*const adds[])(MessageList&, const Message&) = {
       [](MessageList& list, const Message& m) { list.addMessage(m); },
       [](MessageList& list, const Message& m) { list.insertMessage(m); },
@@ -162,8 +163,8 @@ TEST(MessageListWithoutMemory, TakesItsFirstMessageAfterAFailure) {
   }
 }
 
-// Three messages, three requests each: the messages before the failing one stay.
-TEST(MessageListWithoutMemory, KeepsWhatWasJoinedBeforeTheFailure) {
+// Joining three messages takes three allocations for each. The messages before the failed one remain.
+TEST(MessageListWithoutMemory, KeepsTheMessagesJoinedBeforeTheFailure) {
   MessageList other(withArguments("B"));
   other.addMessage(withArguments("C"));
   other.addMessage(withArguments("D"));
@@ -188,7 +189,7 @@ TEST(MessageListWithoutMemory, KeepsWhatWasJoinedBeforeTheFailure) {
   }
 }
 
-TEST(MessageListWithoutMemory, IsNotBuiltAndLeavesNothingBehind) {
+TEST(MessageListWithoutMemory, LeaksNothingIfItsConstructorFails) {
   const Message message = withArguments("A");
   std::size_t nth = 1;
   while (nth < tooMany && failsAt(nth, [&] { const MessageList list(message); })) ++nth;
@@ -200,7 +201,7 @@ TEST(MessageListWithoutMemory, IsNotBuiltAndLeavesNothingBehind) {
   EXPECT_EQ(nth, 7U);
 }
 
-TEST(MessageListMemory, IsAllGivenBack) {
+TEST(MessageListMemory, IsReleasedCompletely) {
   const Message message = withArguments("A");
   const AllocationCount count;
   {

@@ -43,20 +43,20 @@ std::string idOf(const Message* message) {
   return message == nullptr ? "(null)" : utf8(message->getMessageID());
 }
 
-// Walks the list by its cursor, and asks at each step whether another one follows.
+// Iterates with the list's cursor, and asks at each step whether another message follows.
 std::vector<std::string> walked(MessageList& list) {
   std::vector<std::string> ids;
   for (const Message* message = list.getFirstMsg(); message != nullptr; message = list.getNextMsg()) {
     ids.push_back(idOf(message));
     const bool more = ids.size() < static_cast<std::size_t>(list.count());
-    EXPECT_EQ(list.hasMoreMsgs(), more) << "behind " << ids.back();
+    EXPECT_EQ(list.hasMoreMsgs(), more) << "after " << ids.back();
   }
   EXPECT_EQ(list.count(), static_cast<int>(ids.size()));
   EXPECT_EQ(list.isEmpty(), ids.empty());
   return ids;
 }
 
-// The same on a copy: the list's own cursor stays where it is.
+// The identifiers, read from a copy, so that the list's cursor does not move.
 std::vector<std::string> idsOf(const MessageList& list) {
   MessageList copy(list);
   return walked(copy);
@@ -81,7 +81,7 @@ TEST(MessageList, StartsEmpty) {
   expectEmpty(list);
 }
 
-TEST(MessageList, OfOneMessageHoldsACopyOfIt) {
+TEST(MessageList, OfOneMessageContainsACopyOfIt) {
   Message message = named("A");
   message.addArgument(u"a");
   MessageList list(message);
@@ -127,15 +127,15 @@ TEST(MessageList, CopyStartsWithoutACursor) {
   EXPECT_EQ(idOf(list.getNextMsg()), "B") << "the copied list goes on";
 }
 
-TEST(MessageList, IsLeftWholeByAMove) {
+TEST(MessageList, KeepsItsMessagesWhenMovedFrom) {
   MessageList list;
   add(list, {"A", "B"});
   const MessageList moved(std::move(list));
   EXPECT_THAT(idsOf(moved), ElementsAre("A", "B"));
-  EXPECT_THAT(idsOf(list), ElementsAre("A", "B"));  // NOLINT(bugprone-use-after-move): that is the question
+  EXPECT_THAT(idsOf(list), ElementsAre("A", "B"));  // NOLINT(bugprone-use-after-move): the test reads it
 }
 
-// --- what a message keeps
+// --- the fields of a message
 // -----------------------------------------------------------------------------------
 
 std::string fieldsOf(const Message& message) {
@@ -148,7 +148,7 @@ std::string fieldsOf(const Message& message) {
   return fields;
 }
 
-TEST(MessageList, KeepsEveryFieldOfWhatItTakes) {
+TEST(MessageList, CopiesEveryFieldOfAMessage) {
   Message full(u"FULL", Message::LEVEL_SEVERE, "kelA.cpp", 17);
   full.setMessageText(u"text");
   full.addArgument(u"one");
@@ -176,7 +176,7 @@ TEST(MessageList, KeepsEveryFieldOfWhatItTakes) {
 // --- adding
 // -------------------------------------------------------------------------------------------------
 
-TEST(MessageList, AddsBehindAndInsertsInFront) {
+TEST(MessageList, AddsAtTheEndAndInsertsAtTheFront) {
   MessageList list;
   list.addMessage(named("A"));
   list.addMessage(named("B"));
@@ -185,7 +185,7 @@ TEST(MessageList, AddsBehindAndInsertsInFront) {
   EXPECT_THAT(walked(list), ElementsAre("C", "A", "B"));
 }
 
-TEST(MessageList, AddsBehindWhatWasInsertedFirst) {
+TEST(MessageList, AddsAfterAMessageInsertedAtTheFront) {
   MessageList list;
   list.insertMessage(named("A"));
   list.addMessage(named("B"));
@@ -194,7 +194,7 @@ TEST(MessageList, AddsBehindWhatWasInsertedFirst) {
   EXPECT_THAT(walked(list), ElementsAre("C", "A", "B", "D"));
 }
 
-TEST(MessageList, JoinsTheOthersMessagesBehindItsOwn) {
+TEST(MessageList, JoinsTheOtherListsMessagesAtTheEnd) {
   MessageList list;
   add(list, {"A", "B"});
   MessageList other;
@@ -205,7 +205,7 @@ TEST(MessageList, JoinsTheOthersMessagesBehindItsOwn) {
   EXPECT_THAT(idsOf(other), ElementsAre("C", "D"));
 }
 
-TEST(MessageList, JoinsWithEmptyOnes) {
+TEST(MessageList, JoinsEmptyLists) {
   MessageList list;
   MessageList other;
   list.join(other);
@@ -217,7 +217,7 @@ TEST(MessageList, JoinsWithEmptyOnes) {
   EXPECT_THAT(walked(list), ElementsAre("A"));
 }
 
-TEST(MessageList, JoinsItselfOnceOver) {
+TEST(MessageList, JoinsItselfByDoublingItsMessages) {
   MessageList list;
   list.join(list);
   expectEmpty(list);
@@ -229,7 +229,7 @@ TEST(MessageList, JoinsItselfOnceOver) {
   EXPECT_THAT(walked(list), ElementsAre("B", "A", "A", "B", "A", "A"));
 }
 
-TEST(MessageList, LeavesTheOthersCursorAloneWhenJoining) {
+TEST(MessageList, JoiningDoesNotMoveTheOtherListsCursor) {
   MessageList other;
   add(other, {"A", "B", "C"});
   other.getFirstMsg();
@@ -239,7 +239,7 @@ TEST(MessageList, LeavesTheOthersCursorAloneWhenJoining) {
   EXPECT_FALSE(list.hasMoreMsgs());
 }
 
-TEST(MessageList, TakesItsOwnMessagesAgain) {
+TEST(MessageList, CanAddMessagesThatItContains) {
   MessageList list;
   add(list, {"A", "B"});
   list.addMessage(list.getFirstMessage());
@@ -251,7 +251,7 @@ TEST(MessageList, TakesItsOwnMessagesAgain) {
   EXPECT_THAT(walked(list), ElementsAre("A", "A", "A", "B", "A"));
 }
 
-TEST(MessageList, KeepsTheAddressesOfItsMessages) {
+TEST(MessageList, DoesNotMoveItsMessagesInMemory) {
   MessageList list;
   add(list, {"A", "B"});
   const Message* first = list.getFirstMsg();
@@ -267,7 +267,7 @@ TEST(MessageList, KeepsTheAddressesOfItsMessages) {
 // --- the first message
 // --------------------------------------------------------------------------------------
 
-TEST(MessageList, GivesTheFirstMessageInPlace) {
+TEST(MessageList, ReturnsAReferenceToItsFirstMessage) {
   MessageList list;
   add(list, {"A", "B"});
   list.getFirstMessage().addArgument(u"a");
@@ -279,7 +279,7 @@ TEST(MessageList, GivesTheFirstMessageInPlace) {
   EXPECT_EQ(idOf(&constant.getFirstMessage()), "C");
 }
 
-TEST(MessageList, WithoutMessagesRaisesAtEachFormsOwnLine) {
+TEST(MessageList, RaisesInBothFormsOfGetFirstMessageIfItIsEmpty) {
   MessageList list;
   const MessageList& constant = list;
   EXPECT_THAT([&] { list.getFirstMessage(); },
@@ -320,14 +320,14 @@ TEST(MessageListCursor, IsNullUntilTheFirstMessageIsAskedFor) {
   EXPECT_EQ(list.getNextMsg(), nullptr);
 }
 
-TEST(MessageListCursor, OfOneMessageIsPastItAtOnce) {
+TEST(MessageListCursor, OfOneMessageIsNullAfterTheFirstMessage) {
   MessageList list(named("A"));
   EXPECT_EQ(idOf(list.getFirstMsg()), "A");
   EXPECT_FALSE(list.hasMoreMsgs());
   EXPECT_EQ(list.getNextMsg(), nullptr);
 }
 
-TEST(MessageListCursor, StartsOverWheneverTheFirstIsAskedFor) {
+TEST(MessageListCursor, RestartsWheneverTheFirstMessageIsRequested) {
   MessageList list;
   add(list, {"A", "B", "C"});
   list.getFirstMsg();
@@ -340,7 +340,7 @@ TEST(MessageListCursor, StartsOverWheneverTheFirstIsAskedFor) {
   EXPECT_EQ(idOf(list.getFirstMsg()), "A");
 }
 
-TEST(MessageListCursor, DoesNotSeeWhatIsAddedOnceItIsNull) {
+TEST(MessageListCursor, StaysNullIfAMessageIsAddedAfterTheEnd) {
   MessageList list(named("A"));
   list.addMessage(named("B"));
   EXPECT_FALSE(list.hasMoreMsgs()) << "never started";
@@ -351,7 +351,7 @@ TEST(MessageListCursor, DoesNotSeeWhatIsAddedOnceItIsNull) {
   EXPECT_EQ(list.getNextMsg(), nullptr);
 }
 
-TEST(MessageListCursor, ReachesWhatIsAddedWhileItStandsAtAMessage) {
+TEST(MessageListCursor, ReachesAMessageThatIsAddedBeforeTheEnd) {
   MessageList list;
   add(list, {"A", "B"});
   list.getFirstMsg();
@@ -364,7 +364,7 @@ TEST(MessageListCursor, ReachesWhatIsAddedWhileItStandsAtAMessage) {
   EXPECT_EQ(list.getNextMsg(), nullptr);
 }
 
-TEST(MessageListCursor, StaysAtItsMessageWhenOneIsInsertedInFront) {
+TEST(MessageListCursor, StaysAtItsMessageIfOneIsInsertedAtTheFront) {
   MessageList list;
   add(list, {"A", "B"});
   list.getFirstMsg();
@@ -403,7 +403,7 @@ TEST(MessageList, IsEmptyAndUsableAfterClear) {
   EXPECT_THAT(walked(list), ElementsAre("D", "C"));
 }
 
-// A step of recursion a message would need far more stack than a thread has.
+// If clear() or the destructor recursed for each message, the stack would overflow.
 TEST(MessageList, ClearsAndDestroysAMillionMessages) {
   auto list = std::make_unique<MessageList>(named("A"));
   constexpr int doublings = 20;
@@ -417,10 +417,10 @@ TEST(MessageList, ClearsAndDestroysAMillionMessages) {
   list.reset();
 }
 
-// --- random work against a model
+// --- random operations, compared with a model
 // ----------------------------------------------------------------------------
 
-// A list as a vector of what its messages show; the cursor is a place in it.
+// A list as a vector of its messages' contents; the cursor is an index.
 class ModelList {
  public:
   int count() const { return static_cast<int>(messages_.size()); }
@@ -467,7 +467,7 @@ class ModelList {
   std::optional<std::size_t> cursor_;
 };
 
-TEST(MessageListModel, KnowsTheseByHeart) {
+TEST(MessageListModel, GivesTheExpectedLists) {
   ModelList model;
   EXPECT_EQ(model.first(), "(null)");
   model.add("A");
@@ -490,7 +490,7 @@ std::string fieldsOf(const Message* message) {
   return message == nullptr ? "(null)" : fieldsOf(*message);
 }
 
-// Some lists and their models, and the operations on both.
+// Some lists and their models. Each operation is done on both.
 class Lists {
  public:
   explicit Lists(unsigned int seed) : random_(seeded(seed)) {}
@@ -506,7 +506,7 @@ class Lists {
     return what;
   }
 
-  // On copies, so that no cursor moves.
+  // Compares copies, so that no cursor moves.
   void compareAll(const std::string& what) const {
     for (std::size_t i = 0; i < size; ++i) {
       ROW("i", i);
@@ -514,7 +514,7 @@ class Lists {
       std::vector<std::string> found;
       for (const Message* m = copy.getFirstMsg(); m != nullptr; m = copy.getNextMsg())
         found.push_back(fieldsOf(*m));
-      EXPECT_EQ(found, models_[i].messages()) << "list " << i << " behind " << what;
+      EXPECT_EQ(found, models_[i].messages()) << "list " << i << " after " << what;
     }
   }
 
@@ -624,10 +624,10 @@ class Lists {
   std::array<ModelList, size> models_;
 };
 
-// The parameter is the seed: run the one test by its name to replay it.
+// The parameter is the seed. To repeat a failure, run the test of that seed by its name.
 class MessageListRandomly : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(MessageListRandomly, DoesWhatTheModelDoes) {
+TEST_P(MessageListRandomly, AgreesWithTheModel) {
   ROW("seed", GetParam());
   Lists lists(GetParam());
   for (int i = 0; i < 1500 && !HasFailure(); ++i) {

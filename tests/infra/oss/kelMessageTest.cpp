@@ -24,7 +24,7 @@ using oss::Message;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// --- what the type is
+// --- properties of the type
 // ---------------------------------------------------------------------------------------
 
 static_assert(!std::is_polymorphic_v<Message>);
@@ -39,7 +39,7 @@ static_assert(Message::LEVEL_ERROR == 4 && Message::LEVEL_SEVERE == 8);
 constexpr Message::Level everyLevel[] = {Message::LEVEL_INFO, Message::LEVEL_WARNING, Message::LEVEL_ERROR,
                                          Message::LEVEL_SEVERE};
 
-// --- looking at a message
+// --- the fields of a message as text
 // -----------------------------------------------------------------------------------
 
 std::string rendered(const Message& message) {
@@ -51,7 +51,7 @@ std::string shown(const UnicodeString& text) {
   return text.isBogus() ? "(bogus)" : "\"" + utf8(text) + "\"";
 }
 
-// Everything that a caller can see of a message, bogus told from empty.
+// All fields that callers can read. A bogus string differs from an empty one.
 std::string fieldsOf(const Message& message) {
   std::string all = shown(message.getMessageID()) + " " + shown(message.getMessageCode()) + " " +
                     shown(message.getFormattedMessage()) + " level " +
@@ -83,21 +83,21 @@ TEST(Message, StartsEmptyAndNotBogus) {
   EXPECT_EQ(fieldsOf(Message()), fresh);
 }
 
-TEST(Message, TakesIdentifierTextAndLevel) {
+TEST(Message, StoresIdentifierTextAndLevel) {
   for (const Message::Level level : rowsOf(everyLevel)) {
     EXPECT_EQ(fieldsOf(Message(u"ERR_A", u"text", level)),
               R"("ERR_A" "ERR_A" "text" level )" + std::to_string(level) + R"( "":0 0 arguments)");
   }
 }
 
-TEST(Message, TakesIdentifierLevelFileAndLine) {
+TEST(Message, StoresIdentifierLevelFileAndLine) {
   for (const Message::Level level : rowsOf(everyLevel)) {
     EXPECT_EQ(fieldsOf(Message(u"ERR_A", level, "kelA.cpp", 17)),
               R"("ERR_A" "ERR_A" "" level )" + std::to_string(level) + R"( "kelA.cpp":17 0 arguments)");
   }
 }
 
-TEST(Message, TakesANullFileNameForTheEmptyOne) {
+TEST(Message, TreatsANullFileNameAsEmpty) {
   const Message message(u"ERR_A", Message::LEVEL_INFO, nullptr, 3);
   EXPECT_EQ(fieldsOf(message), R"("ERR_A" "ERR_A" "" level 1 "":3 0 arguments)");
 }
@@ -127,13 +127,13 @@ TEST(Message, SharesNothingWithItsCopy) {
   EXPECT_EQ(fieldsOf(copy), R"("ERR_B" "ERR_B" "text" level 8 "kelA.cpp":17 3 arguments "one" "2" "three")");
 }
 
-// A move is a copy: the message moved from keeps its fields.
-TEST(Message, IsLeftWholeByAMove) {
+// A move is a copy, so the message that was moved from keeps its fields.
+TEST(Message, KeepsItsFieldsWhenMovedFrom) {
   Message message;
   fill(message);
   const Message moved(std::move(message));
   EXPECT_EQ(fieldsOf(moved), filled);
-  EXPECT_EQ(fieldsOf(message), filled);  // NOLINT(bugprone-use-after-move): that is the question
+  EXPECT_EQ(fieldsOf(message), filled);  // NOLINT(bugprone-use-after-move): the test reads it
 }
 
 TEST(Message, OwnsItsTexts) {
@@ -156,7 +156,7 @@ TEST(Message, OwnsItsTexts) {
 // --- fields
 // -------------------------------------------------------------------------------------------------
 
-TEST(Message, SetsOneFieldAndNoOther) {
+TEST(Message, SetterChangesOnlyItsField) {
   struct Row {
     const char* what;
     void (*change)(Message&);
@@ -190,13 +190,13 @@ TEST(Message, SetsOneFieldAndNoOther) {
   }
 }
 
-TEST(Message, KeepsIdentifierAndCodeInOneField) {
+TEST(Message, StoresIdentifierAndCodeInOneField) {
   Message message;
   message.setMessageID(u"ERR_A");
   EXPECT_EQ(&message.getMessageID(), &message.getMessageCode());
 }
 
-TEST(Message, GivesTheTextBackExactly) {
+TEST(Message, ReturnsTheTextUnchanged) {
   Message message;
   const UnicodeString text = UnicodeString(u"{0} %s %1 \U0001F600 \xD800 end");
   message.setMessageText(text);
@@ -205,7 +205,7 @@ TEST(Message, GivesTheTextBackExactly) {
   EXPECT_EQ(message.getMessageArgsCount(), 1);
 }
 
-TEST(Message, TakesEveryPlainCharacterInAFileName) {
+TEST(Message, AcceptsEveryAsciiCharacterInAFileName) {
   std::string name;
   for (char c = ' '; c < 127; ++c) name += c;
   Message message;
@@ -249,8 +249,8 @@ TEST(Message, AddsIntegersOfEveryWidth) {
   EXPECT_EQ(added<long long>(0x123456789ABCDEF0LL), "-1698898192");
 }
 
-// Every name that a caller may hold a number by finds one overload, whatever it is short for on the platform.
-TEST(Message, AddsNumbersByTheirOtherNames) {
+// Overload resolution is unambiguous for every name of an integer type, on every platform.
+TEST(Message, AddsNumbersOfEveryNamedIntegerType) {
   EXPECT_EQ(added<long>(-7), "-7");
   EXPECT_EQ(added<unsigned long>(4294967295UL), "-1");
   EXPECT_EQ(added<std::size_t>(5000000000U), "705032704");
@@ -284,20 +284,20 @@ concept Addable = requires(Message& message, Value value) {
   message.addArgument(value);
 };
 
-TEST(Message, DoesNotCutFractionsSilently) {
+TEST(Message, DoesNotAcceptFloatingPointArguments) {
   EXPECT_TRUE(Addable<int>);
   EXPECT_FALSE(Addable<double>);
   EXPECT_FALSE(Addable<float>);
 }
 
-// The low 32 bits in arithmetic alone: what is left of a division by 2^32, the upper half counted from 2^32
-// down.
+// A model of the low 32 bits as a signed number: the remainder of the division by 2^32, minus 2^32 if it is
+// at least 2^31.
 std::string lowHalf(std::uint64_t bits) {
   const std::uint64_t rest = bits % 4294967296ULL;
   return rest < 2147483648ULL ? std::to_string(rest) : "-" + std::to_string(4294967296ULL - rest);
 }
 
-TEST(LowHalfModel, KnowsTheseByHeart) {
+TEST(LowHalfModel, GivesTheExpectedNumbers) {
   EXPECT_EQ(lowHalf(0), "0");
   EXPECT_EQ(lowHalf(2147483647ULL), "2147483647");
   EXPECT_EQ(lowHalf(2147483648ULL), "-2147483648");
@@ -313,7 +313,7 @@ void expectLowHalf(std::uint64_t bits) {
   EXPECT_EQ(added(static_cast<int>(static_cast<unsigned int>(bits))), lowHalf(bits));
 }
 
-TEST(Message, AddsTheLowHalfNextToEveryPowerOfTwo) {
+TEST(Message, AddsTheLow32BitsOfNumbersNextToPowersOfTwo) {
   for (unsigned int power = 0; power < 64; ++power) {
     ROW("power", power);
     const std::uint64_t bits = std::uint64_t{1} << power;
@@ -321,7 +321,7 @@ TEST(Message, AddsTheLowHalfNextToEveryPowerOfTwo) {
   }
 }
 
-TEST(Message, AddsTheLowHalfOfRandomNumbers) {
+TEST(Message, AddsTheLow32BitsOfRandomNumbers) {
   std::mt19937_64 random(seeded(20240611));
   ROW("seed 20240611");
   for (int i = 0; i < 2000; ++i) {
@@ -333,7 +333,7 @@ TEST(Message, AddsTheLowHalfOfRandomNumbers) {
 // --- arguments: text
 // ----------------------------------------------------------------------------------------
 
-TEST(Message, AddsTextAsItIs) {
+TEST(Message, AddsTextUnchanged) {
   Message message;
   UnicodeString withNul(u"a");
   withNul.append(u'\0').append(u'b');
@@ -352,7 +352,7 @@ TEST(Message, AddsTextAsItIs) {
   }
 }
 
-TEST(Message, TakesABogusTextAsOneAndRendersNothingForIt) {
+TEST(Message, CountsABogusTextAsOneArgumentAndRendersItEmpty) {
   UnicodeString bogus;
   bogus.setToBogus();
   Message message;
@@ -441,7 +441,7 @@ TEST(Message, HoldsManyArguments) {
   EXPECT_EQ(rendered(message), expected);
 }
 
-TEST(Message, AddsItsOwnFieldsAsArguments) {
+TEST(Message, CanAddItsOwnFieldsAsArguments) {
   Message message;
   fill(message);
   message.addArgument(message.getMessageID());
@@ -469,14 +469,14 @@ TEST(Message, ClearedAgainStaysCleared) {
   EXPECT_EQ(fieldsOf(message), cleared);
 }
 
-TEST(Message, IsFilledAgainAfterClear) {
+TEST(Message, CanBeFilledAfterClear) {
   Message message;
   message.clear();
   fill(message);
   EXPECT_EQ(fieldsOf(message), filled);
 }
 
-TEST(Message, TakesANullFileNameForTheEmptyOneAfterClear) {
+TEST(Message, TreatsANullFileNameAsEmptyAfterClear) {
   Message message;
   message.clear();
   message.setFileName(nullptr);
@@ -487,7 +487,7 @@ TEST(Message, TakesANullFileNameForTheEmptyOneAfterClear) {
 // --- setMessage
 // ---------------------------------------------------------------------------------------------
 
-TEST(SetMessage, ToAnotherTakesEveryField) {
+TEST(SetMessage, FromAnotherMessageCopiesEveryField) {
   Message other;
   fill(other);
   Message message(u"ERR_B", u"old", Message::LEVEL_INFO);
@@ -499,7 +499,7 @@ TEST(SetMessage, ToAnotherTakesEveryField) {
   EXPECT_EQ(fieldsOf(message), filled);
 }
 
-TEST(SetMessage, ToAnotherTakesBogusAndEmptyAsTheyAre) {
+TEST(SetMessage, FromAnotherMessageCopiesBogusAndEmptyStrings) {
   Message message;
   fill(message);
   message.setMessage(Message());
@@ -510,7 +510,7 @@ TEST(SetMessage, ToAnotherTakesBogusAndEmptyAsTheyAre) {
   EXPECT_EQ(fieldsOf(message), cleared);
 }
 
-TEST(SetMessage, ToItselfChangesNothing) {
+TEST(SetMessage, FromItselfChangesNothing) {
   Message message;
   fill(message);
   message.setMessage(message);
@@ -538,8 +538,8 @@ TEST(SetMessage, WithANullFileMakesItEmpty) {
   EXPECT_EQ(fieldsOf(message), R"("ERR_B" "ERR_B" (bogus) level 2 "":99 0 arguments)");
 }
 
-// The reset that comes first must not eat what it is given.
-TEST(SetMessage, TakesItsOwnFieldsAsArguments) {
+// setMessage resets the message before it stores its arguments, which may be parts of the same message.
+TEST(SetMessage, AcceptsItsOwnFieldsAsArguments) {
   struct Row {
     const char* what;
     void (*change)(Message&);
@@ -583,7 +583,7 @@ TEST(SetMessage, TakesItsOwnFieldsAsArguments) {
   }
 }
 
-TEST(SetMessage, StoresBogusAsGiven) {
+TEST(SetMessage, StoresBogusStringsAsBogus) {
   UnicodeString bogus;
   bogus.setToBogus();
   Message message;
@@ -663,7 +663,7 @@ TEST(Message, DoesNotChangeAStringWhoseBufferIsHeldOpen) {
   }
 }
 
-TEST(Message, RendersArgumentsThatFollowAClear) {
+TEST(Message, RendersArgumentsAddedAfterClear) {
   Message message;
   fill(message);
   message.clear();

@@ -19,7 +19,7 @@ namespace {
 
 using oss::OutputStream;
 
-/// Keeps what arrives at the primitive, and counts the flushes.
+/// Stores the characters that are passed to the virtual write, and counts the flushes.
 class KeepingStream : public OutputStream {
  public:
   using OutputStream::write;
@@ -49,14 +49,14 @@ TEST(OutputStream, WritesNothingForAnEmptyOrANullText) {
   EXPECT_EQ(stream.kept, "");
 }
 
-TEST(OutputStream, StopsATextAtTheCharacterThatThePrimitiveRefuses) {
+TEST(OutputStream, StopsATextAtTheCharacterThatWriteRefuses) {
   KeepingStream stream;
   stream.limit = 2;
   EXPECT_THROW(stream.write("abcd"), std::length_error);
   EXPECT_EQ(stream.kept, "ab");
 }
 
-TEST(OutputStream, FlushesAtEveryCloseAndCanBeWrittenToAfterwards) {
+TEST(OutputStream, FlushesAtEveryCloseAndAcceptsWritesAfterIt) {
   KeepingStream stream;
   OutputStream& base = stream;
   base.close();
@@ -85,10 +85,10 @@ TEST(OutputStream, CallsNoTraceHooks) {
   EXPECT_THAT(trace.calls(), testing::IsEmpty());
 }
 
-/// The place of a virtual function in the table of its class, in the common C++ ABI of the supported
-/// compilers. The destructor takes two places. A pointer to a member is two words: an offset in the table and
-/// an adjustment of the object's address. The lowest bit of one of them is set if the function is virtual: of
-/// the adjustment on ARM, where code can be at odd addresses, and of the offset on other processors.
+/// The index of a virtual function in the vtable of its class, in the C++ ABI that the supported compilers
+/// use. The destructor takes two entries. A pointer to a member consists of two words: an offset in the vtable
+/// and an adjustment of the object's address. If the function is virtual, the lowest bit of one of them is set:
+/// of the adjustment on ARM, where code can be at odd addresses, and of the offset on other processors.
 template <class Function>
 std::uintptr_t slotOf(Function function) {
   std::array<std::uintptr_t, 2> words{};
@@ -108,8 +108,8 @@ TEST(OutputStream, KeepsTheOrderOfItsVirtualFunctions) {
   EXPECT_EQ(sizeof(OutputStream), sizeof(void*));
 }
 
-/// The start of the first range holds for the rest of the process, so each test of ranges has one of its own:
-/// it prints what it saw and ends.
+/// The start pointer of the first range write is used for the rest of the process. So each test of range
+/// writes runs in a separate process, which prints the result and exits.
 class OutputStreamRange : public testing::Test {
  protected:
   OutputStreamRange() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -130,7 +130,7 @@ TEST_F(OutputStreamRange, IsWrittenFromItsOffset) {
       testing::ExitedWithCode(0), testing::Eq("cdef"));
 }
 
-TEST_F(OutputStreamRange, IsWrittenZerosIncluded) {
+TEST_F(OutputStreamRange, IsWrittenIncludingZeroBytes) {
   EXPECT_EXIT(
       {
         KeepingStream stream;
@@ -140,7 +140,7 @@ TEST_F(OutputStreamRange, IsWrittenZerosIncluded) {
       testing::ExitedWithCode(0), testing::Eq("3b"));
 }
 
-TEST_F(OutputStreamRange, StartsWhereTheFirstOfTheProcessStarted) {
+TEST_F(OutputStreamRange, UsesTheStartOfTheFirstRangeOfTheProcess) {
   EXPECT_EXIT(
       {
         KeepingStream stream;
@@ -154,7 +154,7 @@ TEST_F(OutputStreamRange, StartsWhereTheFirstOfTheProcessStarted) {
       testing::ExitedWithCode(0), testing::Eq("rarange|ranr"));
 }
 
-TEST_F(OutputStreamRange, FixesItsStartEvenWithALengthOfZero) {
+TEST_F(OutputStreamRange, StoresItsStartEvenIfTheLengthIsZero) {
   EXPECT_EXIT(
       {
         KeepingStream stream;
@@ -166,7 +166,7 @@ TEST_F(OutputStreamRange, FixesItsStartEvenWithALengthOfZero) {
       testing::ExitedWithCode(0), testing::Eq("0irst"));
 }
 
-TEST_F(OutputStreamRange, ReadsTheBytesThatStandAtTheStartNow) {
+TEST_F(OutputStreamRange, ReadsTheCurrentBytesAtTheStoredStart) {
   EXPECT_EXIT(
       {
         char range[] = "old";
@@ -179,7 +179,7 @@ TEST_F(OutputStreamRange, ReadsTheBytesThatStandAtTheStartNow) {
       testing::ExitedWithCode(0), testing::Eq("oldnew"));
 }
 
-TEST_F(OutputStreamRange, StopsAtTheCharacterThatThePrimitiveRefuses) {
+TEST_F(OutputStreamRange, StopsAtTheCharacterThatWriteRefuses) {
   EXPECT_EXIT(
       {
         KeepingStream stream;

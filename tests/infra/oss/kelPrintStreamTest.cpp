@@ -26,7 +26,7 @@ static_assert(std::is_same_v<decltype(ossOut), PrintStream&>);
 static_assert(std::has_virtual_destructor_v<PrintStream>);
 static_assert(sizeof(PrintStream) == sizeof(void*));
 
-/// Catches what goes to std::cerr, and gives its formatting state and locale back at the end.
+/// Captures the output of std::cerr, and restores its formatting state and locale at the end.
 class PrintStreamTest : public testing::Test {
  public:
   PrintStreamTest() : before_(std::cerr.rdbuf(caught_.rdbuf())), locale_(std::cerr.getloc()) {
@@ -42,7 +42,7 @@ class PrintStreamTest : public testing::Test {
   }
 
  protected:
-  /// What was printed since the last look.
+  /// Returns the text that was printed since the last call.
   std::string printed() {
     std::string text = caught_.str();
     caught_.str("");
@@ -56,7 +56,7 @@ class PrintStreamTest : public testing::Test {
     return printed();
   }
 
-  /// A whole number prints as its decimal text, both ends of its type included.
+  /// Expects that integers print as decimal text, including the smallest and the largest value of the type.
   template <class Integer>
   void expectDecimal() {
     for (const Integer value : rowsOf({std::numeric_limits<Integer>::min(), Integer{0}, Integer{65},
@@ -90,7 +90,7 @@ TEST_F(PrintStreamTest, PrintsTheIntegerTypesAsNumbers) {
   expectDecimal<unsigned long long>();
 }
 
-TEST_F(PrintStreamTest, TakesTheNamedWidthsWithoutAmbiguity) {
+TEST_F(PrintStreamTest, AcceptsTheFixedWidthTypesWithoutAmbiguity) {
   EXPECT_EQ(printed(std::int8_t{66}), "B");
   EXPECT_EQ(printed(std::int16_t{-2}), "-2");
   EXPECT_EQ(printed(std::int32_t{-3}), "-3");
@@ -100,7 +100,7 @@ TEST_F(PrintStreamTest, TakesTheNamedWidthsWithoutAmbiguity) {
   EXPECT_EQ(printed(std::ptrdiff_t{-7}), "-7");
 }
 
-TEST_F(PrintStreamTest, PrintsFloatingPointAsTheStandardStreamDoes) {
+TEST_F(PrintStreamTest, PrintsFloatingPointNumbersLikeTheStandardStream) {
   EXPECT_EQ(printed(1.5F), "1.5");
   EXPECT_EQ(printed(-0.25), "-0.25");
   EXPECT_EQ(printed(3.14159265358979), "3.14159");
@@ -150,7 +150,7 @@ TEST_F(PrintStreamTest, PrintsNothingWhileStandardErrorHasFailed) {
   EXPECT_EQ(printed("seen"), "seen");
 }
 
-TEST_F(PrintStreamTest, PrintsThroughAnyObjectOfTheClass) {
+TEST_F(PrintStreamTest, PrintsToTheSameStreamThroughEveryObject) {
   PrintStream own;
   own << "own " << 1;
   EXPECT_EQ(printed(), "own 1");

@@ -57,10 +57,10 @@ const RecordedName recordedNames[] = {
     {"src\\infra\\oss\\kelSocket.cpp", "kelSocket.cpp"},
     {"include/infra/oss/kelConverter.hpp", "kelConverter.hpp"},
     {"/usr/include/infra/oss/kelConverter.hpp", "kelConverter.hpp"},
-    // A folder by that name further up makes no difference.
+    // A parent folder with the same name makes no difference.
     {"/home/util/kelinfra/src/infra/oss/kelSocket.cpp", "kelSocket.cpp"},
     {"/src/infra/util/kelinfra/src/infra/oss/kelSocket.cpp", "kelSocket.cpp"},
-    // Two sources are known by a longer name.
+    // Two sources are recorded with a longer name.
     {"src/infra/util/kelExtendedProperties.cpp", propertiesName},
     {"src/infra/util/kelBase64.cpp", base64Name},
     {"/home/builder/kelinfra/src/infra/util/kelExtendedProperties.cpp", propertiesName},
@@ -72,12 +72,12 @@ const RecordedName recordedNames[] = {
     {"src\\infra/util\\kelBase64.cpp", base64Name},
 };
 
-TEST(SourcePlace, RecordsTheNameThatProgramsKnow) {
+TEST(SourcePlace, RecordsTheDocumentedFileName) {
   for (const RecordedName& row : rowsOf(recordedNames))
     EXPECT_EQ((SourcePlace{row.path.c_str(), 1}.recordedName()), row.name) << row.path;
 }
 
-TEST(SourcePlace, IsTheCallersPlace) {
+TEST(SourcePlace, IsTheLineOfTheCaller) {
   const SourcePlace here = SourcePlace::here();
   EXPECT_EQ(here.line, __LINE__ - 1U);
   EXPECT_EQ(here.recordedName(), "kelRaiseSeamTest.cpp");
@@ -111,7 +111,7 @@ TEST(Raise, RecordsTheLineOfTheStatement) {
 // --- the class
 // ----------------------------------------------------------------------------------------------
 
-TEST(Raise, ThrowsTheClassNamed) {
+TEST(Raise, ThrowsTheGivenClass) {
   constexpr const char* file = "kelRaiseSeamTest.cpp";
   EXPECT_THAT([] { raise<oss::BaseException>("ERR_A"); }, Raises<oss::BaseException>("ERR_A").from(file));
   EXPECT_THAT([] { raise<NLSException>("ERR_A"); }, Raises<NLSException>("ERR_A").from(file));
@@ -123,7 +123,7 @@ TEST(Raise, ThrowsTheClassNamed) {
               Raises<util::Base64Exception>("ERR_A").from(file));
 }
 
-TEST(Raise, MakesTheErrorWithoutThrowingIt) {
+TEST(Raise, CanCreateTheErrorWithoutThrowingIt) {
   NLSException error = makeError<NLSException>("ERR_A", 1);
   EXPECT_EQ(error.getMessages().count(), 1);
   EXPECT_THAT(argumentsOf(error.getErrorMessage()), ElementsAre("1"));
@@ -158,7 +158,7 @@ TEST(Raise, AddsNumbersAsTheirLow32Bits) {
       raised);
 }
 
-TEST(Raise, AddsNarrowTextInTheCodePageNamed) {
+TEST(Raise, AddsNarrowTextInTheGivenCodePage) {
   EXPECT_THAT(
       [] {
         raise<NLSException>("ERR_A", NarrowArgument{"\xE4", "ISO-8859-1"},
@@ -177,7 +177,7 @@ TEST(Raise, AddsNarrowTextInTheDefaultCodePage) {
           .from("kelRaiseSeamTest.cpp"));
 }
 
-TEST(Raise, AddsAnEmptyTextButNoEmptyNarrowText) {
+TEST(Raise, AddsAnEmptyTextButIgnoresAnEmptyNarrowText) {
   EXPECT_THAT([] { raise<NLSException>("ERR_A", UnicodeString(), 1); },
               Raises<NLSException>("ERR_A", "", 1).from("kelRaiseSeamTest.cpp"));
   EXPECT_THAT(
@@ -192,12 +192,11 @@ TEST(Raise, AddsAnEmptyTextButNoEmptyNarrowText) {
       Raises<NLSException>("ERR_A", 1).from("kelRaiseSeamTest.cpp"));
 }
 
-// --- memory that runs out on the way
+// --- an allocation failure while an error is raised
 // ------------------------------------------------------------------------
 
-// Whatever request fails, the standard allocation failure takes the error's place, and nothing is left
-// behind.
-TEST(Raise, GivesWayToTheAllocationFailure) {
+// If any allocation fails while an error is being raised, std::bad_alloc is thrown instead and nothing leaks.
+TEST(Raise, ThrowsBadAllocIfAnAllocationFails) {
   const MessageList list;
   std::size_t failures = 0;
   for (std::size_t nth = 1; nth < 100; ++nth) {
@@ -227,7 +226,7 @@ TEST(Raise, GivesWayToTheAllocationFailure) {
   EXPECT_LT(failures, 99U);
 }
 
-TEST(Raise, WithArgumentsGivesWayToTheAllocationFailure) {
+TEST(Raise, WithArgumentsThrowsBadAllocIfAnAllocationFails) {
   std::size_t failures = 0;
   for (std::size_t nth = 1; nth < 100; ++nth) {
     ROW("nth", nth);

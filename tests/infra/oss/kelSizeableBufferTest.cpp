@@ -74,7 +74,7 @@ void growsBy(unsigned long long size, unsigned long long capacity) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(SizeableBuffer, StartsWithItsInlineStore) {
+TEST(SizeableBuffer, StartsWithItsInlineStorage) {
   startsInline<1>();
   startsInline<16>();
   startsInline<512>();
@@ -132,7 +132,7 @@ TEST(SizeableBuffer, IsDestroyedThroughItsVirtualDestructor) {
   EXPECT_EQ(Cell::live, 0);
 }
 
-TEST(SizeableBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
+TEST(SizeableBuffer, RefusesMoreThanOneGiBWithoutARequestToTheHeap) {
   for (const unsigned long long size : rowsOf({GiB + 1, 2 * GiB, 4 * GiB + 1, 1ULL << 63, greatest})) {
     const CellHeap heap;
     SizeableBuffer<Cell, 16> buffer;
@@ -144,7 +144,7 @@ TEST(SizeableBuffer, RefusesMoreThanOneGiBBeforeAskingTheHeap) {
   }
 }
 
-TEST(SizeableBuffer, CanBeUsedAgainAfterTheHeapFailed) {
+TEST(SizeableBuffer, IsUsableAfterAnAllocationFailure) {
   const CellHeap heap;
   {
     SizeableBuffer<Cell, 16> buffer;
@@ -183,7 +183,7 @@ TEST(SizeableBuffer, ChangesNothingAboveItsMaximum) {
   }
 }
 
-TEST(SizeableBuffer, HoldsItsMaximumInTheInlineStoreToo) {
+TEST(SizeableBuffer, AppliesItsMaximumToTheInlineStorageToo) {
   Limited<char, 16> buffer(8);
   buffer.resize(9);
   expectSizes(buffer, 16, 16);

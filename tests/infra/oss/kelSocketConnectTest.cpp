@@ -37,7 +37,7 @@ void connectThrough(Socket& socket, const Record& record, unsigned int port) {
   socket.connect("a name of no meaning", port, record, nullptr);
 }
 
-/// Builds an address record from the layout alone.
+/// Builds an address record byte by byte, without the library's code.
 class RecordText {
  public:
   RecordText(const std::string& host, unsigned int port) : text_(host + '\0') { number(port, 2); }
@@ -89,7 +89,7 @@ void expectUnconnected(const Socket& socket, const char* host, unsigned int port
   EXPECT_EQ(socket.getPort(), port);
 }
 
-// --- what a socket is
+// --- construction and copies
 
 TEST(Socket, StartsUnconnectedWithoutHostAndPort) {
   const std::size_t before = openDescriptors();
@@ -98,11 +98,11 @@ TEST(Socket, StartsUnconnectedWithoutHostAndPort) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(Socket, RecordThatHoldsNoListIsAllZero) {
+TEST(Socket, RecordWithoutAListIsAllZero) {
   for (const unsigned char byte : rowsOf(Socket::NullAddrInfoExternal.bytes)) ASSERT_EQ(byte, 0);
 }
 
-TEST(Socket, CopyOfAnUnconnectedOneConnectsAndOwnsForItself) {
+TEST(Socket, CopyOfAnUnconnectedSocketConnectsAndOwnsItsHandle) {
   const std::size_t before = openDescriptors();
   {
     Peer peer;
@@ -135,7 +135,7 @@ TEST(Socket, DestroyedCopiesLeaveTheConnectionOpen) {
   EXPECT_EQ(byte, 'x');
 }
 
-TEST(Socket, CloseOnACopyDoesNothingAtAll) {
+TEST(Socket, CloseOnACopyDoesNothing) {
   Connection connection;
   Socket copy(connection.socket);
   copy.close();
@@ -146,7 +146,7 @@ TEST(Socket, CloseOnACopyDoesNothingAtAll) {
   EXPECT_EQ(connection.peer.receives(1), "x");
 }
 
-TEST(Socket, CopyOfAConnectedOneCannotConnect) {
+TEST(Socket, CopyOfAConnectedSocketCannotConnect) {
   const Connection connection;
   Socket copy(connection.socket);
   EXPECT_THAT(
@@ -190,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(, SocketConnectTo,
                                          Loopback{"Localhost", "localhost"}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_P(SocketConnectTo, ReachesTheListenerAndKeepsHostAndPort) {
+TEST_P(SocketConnectTo, ConnectsToTheListenerAndStoresHostAndPort) {
   Peer peer(family());
   Socket socket;
   connectTo(socket, host(), peer.port());
@@ -202,7 +202,7 @@ TEST_P(SocketConnectTo, ReachesTheListenerAndKeepsHostAndPort) {
   EXPECT_EQ(peer.receives(5), "hello");
 }
 
-TEST_P(SocketConnectTo, IsRefusedWhereNobodyListens) {
+TEST_P(SocketConnectTo, IsRefusedIfNobodyListens) {
   const ClosedPort closed(family());
   const std::size_t before = openDescriptors();
   Socket socket;
@@ -213,7 +213,7 @@ TEST_P(SocketConnectTo, IsRefusedWhereNobodyListens) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_P(SocketConnectTo, LeavesABlockingHandleWithNoDelayAndNothingElse) {
+TEST_P(SocketConnectTo, SetsNoDelayAndNoOtherOptionOnABlockingHandle) {
   Peer peer(family());
   Socket socket;
   connectTo(socket, host(), peer.port());
@@ -224,7 +224,7 @@ TEST_P(SocketConnectTo, LeavesABlockingHandleWithNoDelayAndNothingElse) {
   EXPECT_EQ(sendTimeout(socket.handle()), 0U);
 }
 
-TEST_P(SocketConnectTo, GoesThroughARecordThatWasResolvedBefore) {
+TEST_P(SocketConnectTo, UsesARecordThatWasResolvedBefore) {
   Peer peer(family());
   Record record;
   ASSERT_EQ(Socket::resolveAddrInfo(host(), static_cast<unsigned short>(peer.port()), record), 0);
@@ -238,7 +238,7 @@ TEST_P(SocketConnectTo, GoesThroughARecordThatWasResolvedBefore) {
   EXPECT_EQ(socket.getPort(), 1U);
 }
 
-TEST(SocketConnect, OnAConnectedSocketFailsAndLeavesTheConnectionIntact) {
+TEST(SocketConnect, OnAConnectedSocketFailsAndKeepsTheConnection) {
   Connection connection;
   const Handle handle = connection.handle();
   EXPECT_THAT(
@@ -251,7 +251,7 @@ TEST(SocketConnect, OnAConnectedSocketFailsAndLeavesTheConnectionIntact) {
   EXPECT_EQ(connection.peer.receives(1), "x");
 }
 
-TEST(SocketConnect, WithTimeToSpareSucceeds) {
+TEST(SocketConnect, WithASufficientTimeoutSucceeds) {
   Peer peer;
   Socket socket;
   const unsigned long long timeout = 3'600'000;
@@ -267,7 +267,7 @@ TEST(SocketConnect, WithTheLongestTimeoutSucceeds) {
   EXPECT_NE(socket.handle(), noHandle);
 }
 
-TEST(SocketConnect, StillInProgressAfterTheTimeoutSaysTimeout) {
+TEST(SocketConnect, RaisesTimeoutIfStillInProgressAfterTheTimeout) {
   using Clock = std::chrono::steady_clock;
   const FullPort full;
   const std::size_t before = openDescriptors();
@@ -282,7 +282,7 @@ TEST(SocketConnect, StillInProgressAfterTheTimeoutSaysTimeout) {
   }
 }
 
-TEST(SocketConnect, WhereEveryAddressFailsAtOnceSaysNotConnected) {
+TEST(SocketConnect, RaisesNotConnectedIfEveryAddressFailsAtOnce) {
   const std::size_t before = openDescriptors();
   Socket socket;
   EXPECT_THAT([&] { connectTo(socket, "255.255.255.255", 9); },
@@ -310,7 +310,7 @@ TEST(SocketConnect, SucceedsAfterEachKindOfFailure) {
   EXPECT_EQ(peer.receives(1), "x");
 }
 
-TEST(SocketConnect, ToItsOwnHostAndPortIsRepeatableAfterClose) {
+TEST(SocketConnect, CanBeRepeatedWithItsStoredHostAndPortAfterClose) {
   Peer first;
   Socket socket;
   connectTo(socket, first.host(), first.port());
@@ -323,7 +323,7 @@ TEST(SocketConnect, ToItsOwnHostAndPortIsRepeatableAfterClose) {
   EXPECT_EQ(socket.getPort(), second.port());
 }
 
-TEST(SocketConnect, TakesTheObjectsOwnHostAsArgument) {
+TEST(SocketConnect, AcceptsTheSocketsStoredHostAsArgument) {
   const ClosedPort closed;
   Socket socket;
   EXPECT_THAT(
@@ -342,7 +342,7 @@ struct UnknownName {
   std::string name;
 };
 
-TEST(SocketConnect, ToANameThatDoesNotResolveCarriesTheResolversCodeAndText) {
+TEST(SocketConnect, RaisesTheResolversCodeAndTextIfTheNameDoesNotResolve) {
   const UnknownName rows[] = {
       {"a label longer than any name's", std::string(64, 'a') + ".invalid"},
       {"longer than the buffer on the stack", std::string(3000, 'b')},
@@ -363,7 +363,7 @@ TEST(SocketConnect, ToANameThatDoesNotResolveCarriesTheResolversCodeAndText) {
   }
 }
 
-TEST(SocketConnect, ToANameWithANulIsAnUnknownName) {
+TEST(SocketConnect, TreatsANameWithANulAsUnknown) {
   const ClosedPort closed;
   const icu::UnicodeString host(u"127.0.0.1\0x", 11);
   ASSERT_EQ(host.length(), 11);
@@ -394,7 +394,7 @@ TEST(SocketRecord, IsLaidOutByteByByte) {
   std::memset(record.bytes, 0xEE, sizeof record.bytes);
   ASSERT_EQ(Socket::resolveAddrInfo("127.0.0.1", port, record), 0);
   Record expected = RecordText("127.0.0.1", port).ipv4(127, 0, 0, 1, port).record();
-  // Flags and protocol are the resolver's own affair.
+  // Skip the flags and the protocol, which the resolver chooses.
   constexpr std::size_t entry = 2 + 10 + 2;
   std::copy_n(record.bytes + entry, 4, expected.bytes + entry);
   std::copy_n(record.bytes + entry + 12, 4, expected.bytes + entry + 12);
@@ -402,7 +402,7 @@ TEST(SocketRecord, IsLaidOutByteByByte) {
       << testing::PrintToString(record.bytes);
 }
 
-TEST(SocketRecord, OfIPv6SpeaksWinsocksNumbers) {
+TEST(SocketRecord, OfIPv6ContainsWinsocksNumbers) {
   const unsigned short port = 0x1234;
   Record record;
   ASSERT_EQ(Socket::resolveAddrInfo("::1", port, record), 0);
@@ -414,7 +414,7 @@ TEST(SocketRecord, OfIPv6SpeaksWinsocksNumbers) {
       << testing::PrintToString(record.bytes);
 }
 
-TEST(SocketRecord, StaysUntouchedWhenTheNameDoesNotResolve) {
+TEST(SocketRecord, IsUnchangedIfTheNameDoesNotResolve) {
   Record record;
   std::memset(record.bytes, 0xEE, sizeof record.bytes);
   EXPECT_EQ(Socket::resolveAddrInfo("bad name", 80, record), resolve("bad name").code);
@@ -422,7 +422,7 @@ TEST(SocketRecord, StaysUntouchedWhenTheNameDoesNotResolve) {
   for (const unsigned char byte : rowsOf(record.bytes)) ASSERT_EQ(byte, 0xEE);
 }
 
-TEST(SocketRecord, BuiltByHandConnects) {
+TEST(SocketRecord, BuiltByHandCanBeConnectedTo) {
   struct Row {
     const char* what;
     Family family;
@@ -437,7 +437,7 @@ TEST(SocketRecord, BuiltByHandConnects) {
        [](unsigned int port) { return RecordText("x", 9).ipv6Loopback(port, "a.canonical.name").record(); }},
       {"no host text", Family::ipv4,
        [](unsigned int port) { return RecordText("", 9).ipv4(127, 0, 0, 1, port).record(); }},
-      {"an address that fails at once stands first", Family::ipv4,
+      {"an address that fails at once is first", Family::ipv4,
        [](unsigned int port) {
          return RecordText("x", 9).ipv4(255, 255, 255, 255, port).ipv4(127, 0, 0, 1, port).record();
        }},
@@ -463,7 +463,7 @@ TEST(SocketRecord, BuiltByHandConnects) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(SocketRecord, IsNotTriedBeyondAnAddressThatFailsLater) {
+TEST(SocketRecord, IsNotTriedAfterAnAddressThatFailsLater) {
   const ClosedPort closed;
   const Peer peer;
   const Record record =
@@ -477,7 +477,7 @@ TEST(SocketRecord, IsNotTriedBeyondAnAddressThatFailsLater) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(SocketRecord, IsNotTriedBeyondAnAddressThatTimesOut) {
+TEST(SocketRecord, IsNotTriedAfterAnAddressThatTimesOut) {
   const FullPort full;
   const Peer peer;
   const Record record =
@@ -490,7 +490,7 @@ TEST(SocketRecord, IsNotTriedBeyondAnAddressThatTimesOut) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(SocketRecord, WhoseAddressesAllFailAtOnceSaysNotConnected) {
+TEST(SocketRecord, RaisesNotConnectedIfAllItsAddressesFailAtOnce) {
   const Record record = RecordText("x", 9).ipv4(255, 255, 255, 255, 9).ipv4(255, 255, 255, 255, 10).record();
   const std::size_t before = openDescriptors();
   Socket socket;
@@ -501,7 +501,7 @@ TEST(SocketRecord, WhoseAddressesAllFailAtOnceSaysNotConnected) {
 
 // --- close
 
-TEST(SocketClose, EndsTheConnectionAndForgetsHostAndPort) {
+TEST(SocketClose, EndsTheConnectionAndClearsHostAndPort) {
   const std::size_t before = openDescriptors();
   {
     Connection connection;
@@ -524,7 +524,7 @@ TEST(SocketClose, AfterAFailedConnectKeepsHostAndPort) {
   expectUnconnected(socket, "127.0.0.1", closed.port());
 }
 
-TEST(SocketClose, HappensInTheDestructorOfTheOwnerToo) {
+TEST(SocketClose, AlsoHappensInTheOwnersDestructor) {
   const std::size_t before = openDescriptors();
   Peer peer;
   {
@@ -537,14 +537,14 @@ TEST(SocketClose, HappensInTheDestructorOfTheOwnerToo) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST(SocketClose, OfAHandleThatIsGoneAlreadyRaisesNothing) {
+TEST(SocketClose, RaisesNothingIfTheHandleIsAlreadyClosed) {
   Connection connection;
-  closeBehindItsBack(connection.handle());
+  closeDirectly(connection.handle());
   connection.socket.close();
   expectUnconnected(connection.socket, "", 0);
 }
 
-TEST(SocketClose, LetsWhatWasWrittenReachThePeer) {
+TEST(SocketClose, DeliversWrittenBytesToThePeer) {
   Connection connection;
   const std::string text = pattern(0, 20000);
   connection.socket.write(text.data(), 0, text.size());

@@ -26,7 +26,7 @@ using oss::SocketException;
 constexpr const char* source = "kelSocket.cpp";
 constexpr unsigned long long largest = ~0ULL;
 
-/// A connected socket, its peer, and a buffer whose untouched bytes are '-'.
+/// A connected socket, its peer, and a buffer that is filled with '-', so that unwritten bytes are visible.
 class SocketData : public testing::Test {
  protected:
   Connection connection;
@@ -52,7 +52,7 @@ class SocketData : public testing::Test {
     awaitReset(socket.handle());
   }
 
-  /// Writes to a peer that does not read until the system takes no more.
+  /// Writes until the system's buffers are full; the peer does not read.
   void fillTheWay() {
     const std::string block(1 << 16, 'f');
     socket.setNonBlocking(true);
@@ -101,7 +101,7 @@ const std::vector<Operation>& operationsThatNeedAHandle() {
   return all;
 }
 
-TEST(SocketWithoutAHandle, SaysNotConnected) {
+TEST(SocketWithoutAHandle, RaisesNotConnected) {
   const ClosedPort closed;
   Socket fresh;
   Socket failed;
@@ -121,7 +121,7 @@ TEST(SocketWithoutAHandle, SaysNotConnected) {
   }
 }
 
-TEST(SocketWithoutAHandle, ShutsNothingDown) {
+TEST(SocketWithoutAHandle, ShutdownDoesNothing) {
   Socket socket;
   socket.shutdownBoth();
   socket.shutdownReceive();
@@ -129,7 +129,7 @@ TEST(SocketWithoutAHandle, ShutsNothingDown) {
   EXPECT_EQ(socket.handle(), noHandle);
 }
 
-TEST(SocketWithoutAHandle, LeavesTheFrameLengthAlone) {
+TEST(SocketWithoutAHandle, DoesNotChangeTheFrameLength) {
   Socket socket;
   unsigned long long frameLength = 7;
   EXPECT_THAT([&] { socket.readMessage(scratch, &frameLength, 0, 1, true); },
@@ -137,9 +137,9 @@ TEST(SocketWithoutAHandle, LeavesTheFrameLengthAlone) {
   EXPECT_EQ(frameLength, 7U);
 }
 
-TEST(SocketWithAHandleThatIsGone, SaysThatItIsNoSocket) {
+TEST(SocketWithAHandleThatIsGone, RaisesNotASocket) {
   Connection connection;
-  closeBehindItsBack(connection.handle());
+  closeDirectly(connection.handle());
   const std::vector<Operation> shutdowns = {
       {"shutdownBoth", [](Socket& socket) { socket.shutdownBoth(); }},
       {"shutdownReceive", [](Socket& socket) { socket.shutdownReceive(); }},
@@ -153,7 +153,7 @@ TEST(SocketWithAHandleThatIsGone, SaysThatItIsNoSocket) {
   };
   for (const Operation& operation : rowsOf(operationsThatNeedAHandle())) {
     const std::string name = operation.name;
-    // No system call is made for these, or the range is at fault first.
+    // These make no system call, or the invalid range is reported first.
     if (name == "read of nothing" || name == "write of nothing" || name.find("null") != std::string::npos)
       continue;
     expect(operation);
@@ -163,14 +163,14 @@ TEST(SocketWithAHandleThatIsGone, SaysThatItIsNoSocket) {
 
 // --- readOnce
 
-TEST_F(SocketReadOnce, TakesWhatIsThere) {
+TEST_F(SocketReadOnce, ReturnsTheBytesThatHaveArrived) {
   peer.sends(40);
   awaitBytes(socket.handle(), 40);
   EXPECT_EQ(socket.readOnce(buffer, 10, 80), 40U);
   EXPECT_EQ(seen(100), std::string(10, '-') + pattern(0, 40) + std::string(50, '-'));
 }
 
-TEST_F(SocketReadOnce, TakesNoMoreThanItsLength) {
+TEST_F(SocketReadOnce, ReadsNoMoreThanItsLength) {
   peer.sends(40);
   awaitBytes(socket.handle(), 40);
   EXPECT_EQ(socket.readOnce(buffer, 0, 30), 30U);
@@ -190,7 +190,7 @@ TEST_F(SocketReadOnce, WaitsForTheFirstBytes) {
   sender.join();
 }
 
-TEST_F(SocketReadOnce, GivesZeroAgainAndAgainAfterThePeerClosed) {
+TEST_F(SocketReadOnce, ReturnsZeroRepeatedlyAfterThePeerClosed) {
   peer.sends(3).closes();
   EXPECT_EQ(socket.read(buffer, 0, 3), 3U);
   EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
@@ -198,28 +198,28 @@ TEST_F(SocketReadOnce, GivesZeroAgainAndAgainAfterThePeerClosed) {
   EXPECT_EQ(seen(4), pattern(0, 3) + "-");
 }
 
-TEST_F(SocketReadOnce, GivesZeroAfterThePeerStoppedSending) {
+TEST_F(SocketReadOnce, ReturnsZeroAfterThePeerStoppedSending) {
   peer.shutsDownSending();
   EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
   socket.write("still", 0, 5);
   EXPECT_EQ(peer.receives(5), "still");
 }
 
-TEST_F(SocketReadOnce, OfLengthZeroTakesNothing) {
+TEST_F(SocketReadOnce, OfLengthZeroReadsNothing) {
   peer.sends(1);
   awaitBytes(socket.handle(), 1);
   EXPECT_EQ(socket.readOnce(buffer, 0, 0), 0U);
   EXPECT_EQ(socket.readOnce(buffer, 0, 100), 1U);
 }
 
-TEST_F(SocketReadOnce, TakesALengthAboveTheLargestInt) {
+TEST_F(SocketReadOnce, AcceptsALengthAboveTheLargestInt) {
   peer.sends(40);
   awaitBytes(socket.handle(), 40);
-  // Some systems look at the whole of the room that they are told of, up to the largest int.
+  // Some systems check that the whole buffer is accessible, up to the largest int, so it must exist.
   constexpr unsigned long long room = 1ULL << 31;
   const RepeatedMemory memory(room / RepeatedMemory::pieceSize, '-');
   char* const much = memory.get();
-  // 2^32 and 2^32 + 5 would be 0 and 5 in 32 bits, 2^31 negative.
+  // Truncated to 32 bits, 2^32 and 2^32 + 5 would be 0 and 5, and 2^31 would be negative.
   EXPECT_EQ(socket.readOnce(much, 0, (1ULL << 32) + 5), 40U);
   EXPECT_EQ(std::string(much, 41), pattern(0, 40) + "-");
   peer.sends(2);
@@ -230,7 +230,7 @@ TEST_F(SocketReadOnce, TakesALengthAboveTheLargestInt) {
 
 // --- read
 
-TEST_F(SocketRead, PlacesItsLength) {
+TEST_F(SocketRead, ReadsItsLength) {
   peer.sends(60);
   EXPECT_EQ(socket.read(buffer, 5, 40), 40U);
   EXPECT_EQ(seen(50), std::string(5, '-') + pattern(0, 40) + std::string(5, '-'));
@@ -238,7 +238,7 @@ TEST_F(SocketRead, PlacesItsLength) {
   EXPECT_EQ(seen(20), pattern(40, 20));
 }
 
-TEST_F(SocketRead, CollectsWhatComesInPieces) {
+TEST_F(SocketRead, CollectsBytesThatArriveInPieces) {
   const ThreadView reader;
   std::thread sender(reporting([&] {
     for (int i = 0; i < 5; ++i) {
@@ -267,7 +267,7 @@ TEST_F(SocketRead, OfLengthZeroReturnsAtOnce) {
   EXPECT_EQ(socket.read(buffer, 0, 0), 0U);
 }
 
-TEST_F(SocketRead, BeforeAResetKeepsWhatCame) {
+TEST_F(SocketRead, KeepsTheBytesReceivedBeforeAReset) {
   peer.sends(40);
   awaitBytes(socket.handle(), 40);
   resetByThePeer();
@@ -300,7 +300,7 @@ const BadRange badRanges[] = {
     {"half and half", false, 1ULL << 63, 1ULL << 63},
 };
 
-TEST_F(SocketRead, OfABadRangeTakesNothing) {
+TEST_F(SocketRead, OfAnInvalidRangeReadsNothing) {
   peer.sends(10);
   awaitBytes(socket.handle(), 10);
   for (const BadRange& row : rowsOf(badRanges)) {
@@ -325,7 +325,7 @@ TEST_F(SocketWrite, SendsItsRange) {
   EXPECT_EQ(peer.receivesAll(), text.substr(10));
 }
 
-TEST_F(SocketWrite, OfABadRangeSendsNothing) {
+TEST_F(SocketWrite, OfAnInvalidRangeSendsNothing) {
   for (const BadRange& row : rowsOf(badRanges)) {
     const char* start = row.null ? nullptr : buffer;
     EXPECT_THAT([&] { socket.write(start, row.offset, row.length); }, raisesCode(10014));
@@ -349,11 +349,11 @@ TEST_F(SocketWrite, OfMoreThanTheSystemBuffersReachesASlowReader) {
   EXPECT_TRUE(received == text);
 }
 
-TEST_F(SocketWrite, AfterThePeerClosedEndsInAReset) {
+TEST_F(SocketWrite, AfterThePeerClosedEventuallyRaisesAReset) {
   const BrokenPipeWatch signals;
   peer.closes();
   awaitEnd(socket.handle());
-  socket.write("x", 0, 1);  // the system takes it and learns of the end by it
+  socket.write("x", 0, 1);  // succeeds; only the peer's answer reveals that it has closed
   awaitReset(socket.handle());
   for (int i = 0; i < 3; ++i) {
     ROW("i", i);
@@ -365,7 +365,7 @@ TEST_F(SocketWrite, AfterThePeerClosedEndsInAReset) {
 
 // --- after a reset
 
-TEST_F(SocketReset, IsWhatEveryReadAndWriteSaysFromThenOn) {
+TEST_F(SocketReset, IsRaisedByEveryReadAndWriteAfterARead) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
@@ -377,7 +377,7 @@ TEST_F(SocketReset, IsWhatEveryReadAndWriteSaysFromThenOn) {
   EXPECT_EQ(signals.count(), 0);
 }
 
-TEST_F(SocketReset, IsWhatEveryWriteAndReadSaysFromThenOn) {
+TEST_F(SocketReset, IsRaisedByEveryWriteAndReadAfterAWrite) {
   const BrokenPipeWatch signals;
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
@@ -390,7 +390,7 @@ TEST_F(SocketReset, IsWhatEveryWriteAndReadSaysFromThenOn) {
   EXPECT_EQ(signals.count(), 0);
 }
 
-TEST_F(SocketReset, StaysAResetForReadsAfterOnesOwnShutdownOfSending) {
+TEST_F(SocketReset, IsStillRaisedByReadsAfterAShutdownOfSending) {
   socket.shutdownSend();
   resetByThePeer();
   for (int i = 0; i < 3; ++i) {
@@ -400,7 +400,7 @@ TEST_F(SocketReset, StaysAResetForReadsAfterOnesOwnShutdownOfSending) {
   }
 }
 
-TEST_F(SocketReset, IsForgottenByTheNextConnection) {
+TEST_F(SocketReset, DoesNotAffectTheNextConnection) {
   Peer next;
   resetByThePeer();
   EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
@@ -411,7 +411,7 @@ TEST_F(SocketReset, IsForgottenByTheNextConnection) {
   EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
 }
 
-TEST_F(SocketReset, LeavesTheHandleForItsOwnerToClose) {
+TEST_F(SocketReset, DoesNotCloseTheHandle) {
   const Handle handle = socket.handle();
   resetByThePeer();
   EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raises("QN_ERR_SOCKET_CONNECTION_RESET"));
@@ -421,7 +421,7 @@ TEST_F(SocketReset, LeavesTheHandleForItsOwnerToClose) {
   EXPECT_EQ(socket.handle(), noHandle);
 }
 
-TEST_F(SocketReset, WakesAReaderThatWaits) {
+TEST_F(SocketReset, WakesABlockedReader) {
   const ThreadView reader;
   std::thread breaker(reporting([&] {
     reader.awaitWaiting();
@@ -431,7 +431,7 @@ TEST_F(SocketReset, WakesAReaderThatWaits) {
   breaker.join();
 }
 
-TEST_F(SocketReset, WakesAWriterThatWaits) {
+TEST_F(SocketReset, WakesABlockedWriter) {
   const BrokenPipeWatch signals;
   const std::string text(64 << 20, 'x');
   const ThreadView writer;
@@ -461,7 +461,7 @@ TEST_F(SocketShutdown, OfSendingEndsTheStreamForThePeerAndKeepsReceiving) {
   EXPECT_EQ(signals.count(), 0);
 }
 
-TEST_F(SocketShutdown, OfSendingStaysTheReasonAfterThePeerHasClosed) {
+TEST_F(SocketShutdown, OfSendingIsStillReportedAfterThePeerHasClosed) {
   socket.shutdownSend();
   peer.closes();
   awaitEnd(socket.handle());
@@ -490,7 +490,7 @@ TEST_F(SocketShutdown, OfBothDirectionsRefusesBoth) {
   EXPECT_EQ(signals.count(), 0);
 }
 
-TEST_F(SocketShutdown, ChangesNoFieldAndClosesNoHandle) {
+TEST_F(SocketShutdown, KeepsHostPortAndHandle) {
   const Handle handle = socket.handle();
   const std::size_t before = openDescriptors();
   socket.shutdownReceive();
@@ -502,7 +502,7 @@ TEST_F(SocketShutdown, ChangesNoFieldAndClosesNoHandle) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(SocketShutdown, IsForgottenByTheNextConnection) {
+TEST_F(SocketShutdown, DoesNotAffectTheNextConnection) {
   Peer next;
   socket.shutdownBoth();
   socket.close();
@@ -514,10 +514,10 @@ TEST_F(SocketShutdown, IsForgottenByTheNextConnection) {
   EXPECT_EQ(socket.read(buffer, 0, 100), 0U);
 }
 
-TEST_F(SocketShutdown, IsForgottenWhenTheNumberOfALostHandleReturns) {
+TEST_F(SocketShutdown, IsForgottenWhenTheNumberOfAClosedHandleIsReused) {
   Peer next;
   socket.shutdownBoth();
-  closeBehindItsBack(socket.handle());
+  closeDirectly(socket.handle());
   Socket other;
   other.connect(next.host(), next.port(), Socket::NullAddrInfoExternal, nullptr);
   other.write("x", 0, 1);
@@ -525,7 +525,7 @@ TEST_F(SocketShutdown, IsForgottenWhenTheNumberOfALostHandleReturns) {
   EXPECT_EQ(other.read(buffer, 0, 1), 1U);
 }
 
-TEST_F(SocketShutdown, ThroughACopyActsOnTheConnection) {
+TEST_F(SocketShutdown, ThroughACopyAffectsTheConnection) {
   Socket copy(socket);
   copy.shutdownSend();
   EXPECT_EQ(peer.receivesAll(), "");
@@ -533,7 +533,7 @@ TEST_F(SocketShutdown, ThroughACopyActsOnTheConnection) {
 
 // --- options
 
-TEST_F(SocketOption, NoDelayIsSwitchedBothWays) {
+TEST_F(SocketOption, NoDelayCanBeSetAndCleared) {
   Socket copy(socket);
   socket.setNoDelay(false);
   EXPECT_FALSE(noDelay(socket.handle()));
@@ -541,14 +541,14 @@ TEST_F(SocketOption, NoDelayIsSwitchedBothWays) {
   EXPECT_TRUE(noDelay(socket.handle()));
 }
 
-TEST_F(SocketOption, NonBlockingIsSwitchedBothWays) {
+TEST_F(SocketOption, NonBlockingCanBeSetAndCleared) {
   socket.setNonBlocking(true);
   EXPECT_FALSE(isBlocking(socket.handle()));
   socket.setNonBlocking(false);
   EXPECT_TRUE(isBlocking(socket.handle()));
 }
 
-TEST_F(SocketOption, NonBlockingReadsThatWouldWaitFailWith10035) {
+TEST_F(SocketOption, NonBlockingReadsFailWith10035InsteadOfWaiting) {
   socket.setNonBlocking(true);
   EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raisesCode(10035));
   EXPECT_THAT([&] { socket.read(buffer, 0, 1); }, raisesCode(10035));
@@ -568,11 +568,11 @@ TEST_F(SocketOption, NonBlockingReadsThatNeedNotWaitSucceed) {
   EXPECT_EQ(socket.readOnce(buffer, 0, 100), 0U);
 }
 
-TEST_F(SocketOption, NonBlockingWritesThatWouldWaitFailWith10035) {
+TEST_F(SocketOption, NonBlockingWritesFailWith10035InsteadOfWaiting) {
   fillTheWay();
 }
 
-TEST_F(SocketOption, NonBlockingStaysNonBlockingUnderATimeout) {
+TEST_F(SocketOption, NonBlockingIgnoresATimeout) {
   socket.setTimeout(3'600'000);
   socket.setNonBlocking(true);
   EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raisesCode(10035));
@@ -581,7 +581,7 @@ TEST_F(SocketOption, NonBlockingStaysNonBlockingUnderATimeout) {
 TEST_F(SocketOption, TimeoutIsSetInMillisecondsForBothDirections) {
   for (const unsigned int timeout : rowsOf({1U, 50U, 1500U, 86'400'123U, 4'294'967'295U, 0U})) {
     socket.setTimeout(timeout);
-    // The system counts in ticks of its own, of up to 10 ms, and never takes less than what was asked.
+    // The system rounds the timeout up to its clock ticks of up to 10 ms.
     for (const unsigned long long set :
          rowsOf({receiveTimeout(socket.handle()), sendTimeout(socket.handle())})) {
       EXPECT_GE(set, timeout);
@@ -590,7 +590,7 @@ TEST_F(SocketOption, TimeoutIsSetInMillisecondsForBothDirections) {
   }
 }
 
-TEST_F(SocketOption, TimeoutEndsAReadThatWaits) {
+TEST_F(SocketOption, TimeoutEndsABlockedRead) {
   using Clock = std::chrono::steady_clock;
   socket.setTimeout(60);
   const Clock::time_point start = Clock::now();
@@ -600,7 +600,7 @@ TEST_F(SocketOption, TimeoutEndsAReadThatWaits) {
   EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 1, false); }, raises("QN_ERR_SOCKET_TIMEOUT"));
 }
 
-TEST_F(SocketOption, TimeoutInTheMiddleOfAReadKeepsWhatCame) {
+TEST_F(SocketOption, TimeoutDuringAReadKeepsTheBytesReceived) {
   peer.sends(40);
   awaitBytes(socket.handle(), 40);
   socket.setTimeout(20);
@@ -608,7 +608,7 @@ TEST_F(SocketOption, TimeoutInTheMiddleOfAReadKeepsWhatCame) {
   EXPECT_EQ(seen(41), pattern(0, 40) + "-");
 }
 
-TEST_F(SocketOption, TimeoutEndsAWriteThatWaits) {
+TEST_F(SocketOption, TimeoutEndsABlockedWrite) {
   fillTheWay();
   socket.setTimeout(20);
   const std::string block(1 << 16, 'x');
@@ -629,7 +629,7 @@ TEST_F(SocketOption, TimeoutLeavesTheConnectionUsable) {
   EXPECT_EQ(peer.receives(1), "x");
 }
 
-TEST_F(SocketOption, TimeoutOfZeroWaitsAgain) {
+TEST_F(SocketOption, TimeoutOfZeroWaitsWithoutLimit) {
   socket.setTimeout(10);
   EXPECT_THAT([&] { socket.readOnce(buffer, 0, 1); }, raises("QN_ERR_SOCKET_TIMEOUT"));
   socket.setTimeout(0);
@@ -650,7 +650,7 @@ std::string word(unsigned long long length) {
   return bytes;
 }
 
-TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
+TEST_F(SocketFrame, IsABigEndianLengthFollowedByThePayload) {
   const std::string text = pattern(0, 0x10203);
   socket.writeMessage(text.data(), 3, 5);
   socket.writeMessage(text.data(), 0, 0);
@@ -662,7 +662,7 @@ TEST_F(SocketFrame, IsABigEndianLengthAndThePayload) {
   writer.join();
 }
 
-TEST_F(SocketFrame, OfEachLengthAroundABlockIsWhole) {
+TEST_F(SocketFrame, IsReadCompletelyForLengthsNextToABlock) {
   for (const std::size_t block : rowsOf({1024U, 1460U, 2048U, 4096U})) {
     for (std::size_t length = block - 8; length <= block + 8; ++length) {
       ROW("length", length);
@@ -684,7 +684,7 @@ TEST_F(SocketFrame, IsReadIntoTheRange) {
   EXPECT_EQ(seen(20), std::string(10, '-') + pattern(0, 5) + std::string(5, '-'));
 }
 
-TEST_F(SocketFrame, OfExactlyTheCapacityFits) {
+TEST_F(SocketFrame, MayBeExactlyAsLongAsTheCapacity) {
   peer.says(word(20)).sends(20);
   EXPECT_EQ(socket.readMessage(buffer, nullptr, 0, 20, false), 20U);
   EXPECT_EQ(seen(21), pattern(0, 20) + "-");
@@ -700,7 +700,7 @@ TEST_F(SocketFrame, WithoutPayloadNeedsNoCapacity) {
   EXPECT_EQ(buffer[0], '-');
 }
 
-TEST_F(SocketFrame, AboveTheCapacityLeavesItsPayloadWhenNotDrained) {
+TEST_F(SocketFrame, AboveTheCapacityKeepsItsPayloadUnreadIfNotDrained) {
   peer.says(word(21)).sends(21);
   unsigned long long frameLength = 77;
   EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 20, false); },
@@ -712,13 +712,13 @@ TEST_F(SocketFrame, AboveTheCapacityLeavesItsPayloadWhenNotDrained) {
 }
 
 TEST_F(SocketFrame, AboveTheCapacityIsDrainedSoThatTheNextOneIsRead) {
-  // Around the drain's chunk, and more than one of it.
+  // Lengths next to the drain's chunk of 1024 bytes, and lengths of several chunks.
   for (const std::size_t length : rowsOf({1U, 21U, 1023U, 1024U, 1025U, 2048U, 2500U, 50'000U})) {
     clear();
     std::thread sender(
         reporting([&] { peer.says(word(length) + std::string(length, 'd') + word(4) + "next"); }));
     unsigned long long frameLength = 77;
-    // An offset beyond the scratch space must not matter, nor a buffer that is not there.
+    // Neither a large offset nor a null buffer may affect the drain.
     EXPECT_THAT([&] { socket.readMessage(nullptr, &frameLength, 100'000, 0, true); },
                 Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 0, length).from(source));
     EXPECT_EQ(frameLength, length);
@@ -728,14 +728,14 @@ TEST_F(SocketFrame, AboveTheCapacityIsDrainedSoThatTheNextOneIsRead) {
   }
 }
 
-TEST_F(SocketFrame, DrainEndsWhenThePeerDoes) {
+TEST_F(SocketFrame, DrainEndsWhenThePeerCloses) {
   peer.says(word(5000)).sends(1500).closes();
   EXPECT_THAT([&] { socket.readMessage(buffer, nullptr, 0, 100, true); },
               Raises<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", 100, 5000).from(source));
   EXPECT_EQ(socket.readOnce(buffer, 0, 1), 0U);
 }
 
-TEST_F(SocketFrame, DrainThatRunsIntoAResetSaysSo) {
+TEST_F(SocketFrame, DrainRaisesAResetDuringThePayload) {
   peer.says(word(5000)).sends(1500);
   awaitBytes(socket.handle(), 1504);
   resetByThePeer();
@@ -762,7 +762,7 @@ TEST_F(SocketFrame, CapacityIsComparedIn64Bits) {
   EXPECT_EQ(seen(6), pattern(0, 5) + "-");
 }
 
-TEST_F(SocketFrame, ThatNeverBeginsSaysClosed) {
+TEST_F(SocketFrame, RaisesClosedIfThePeerClosesBeforeIt) {
   peer.closes();
   unsigned long long frameLength = 77;
   for (int i = 0; i < 2; ++i) {
@@ -772,14 +772,14 @@ TEST_F(SocketFrame, ThatNeverBeginsSaysClosed) {
   EXPECT_EQ(frameLength, 77U);
 }
 
-TEST_F(SocketFrame, LengthCutShortCountsItsMissingBytesAsZero) {
+TEST_F(SocketFrame, TruncatedLengthCountsItsMissingBytesAsZero) {
   peer.says(std::string("\0\0\1", 3)).closes();
   unsigned long long frameLength = 77;
   EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 256, false), 0U);
   EXPECT_EQ(frameLength, 256U);
 }
 
-TEST_F(SocketFrame, LengthCutAfterOneByteCanBeTooLarge) {
+TEST_F(SocketFrame, LengthTruncatedAfterOneByteCanExceedTheCapacity) {
   peer.says("\1").closes();
   unsigned long long frameLength = 77;
   EXPECT_THAT([&] { socket.readMessage(buffer, &frameLength, 0, 100, true); },
@@ -787,7 +787,7 @@ TEST_F(SocketFrame, LengthCutAfterOneByteCanBeTooLarge) {
   EXPECT_EQ(frameLength, 0x1000000U);
 }
 
-TEST_F(SocketFrame, CutInItsPayloadGivesTheShortCount) {
+TEST_F(SocketFrame, TruncatedInItsPayloadReturnsTheShortCount) {
   peer.says(word(50)).sends(20).closes();
   unsigned long long frameLength = 77;
   EXPECT_EQ(socket.readMessage(buffer, &frameLength, 0, 100, false), 20U);
@@ -795,7 +795,7 @@ TEST_F(SocketFrame, CutInItsPayloadGivesTheShortCount) {
   EXPECT_EQ(seen(21), pattern(0, 20) + "-");
 }
 
-TEST_F(SocketFrame, IntoABadRangeSaysSoOnceTheLengthIsKnown) {
+TEST_F(SocketFrame, IntoAnInvalidRangeRaisesAfterTheLengthIsRead) {
   peer.says(word(5)).sends(5);
   unsigned long long frameLength = 77;
   EXPECT_THAT([&] { socket.readMessage(nullptr, &frameLength, 0, 100, false); }, raisesCode(10014));
@@ -803,8 +803,8 @@ TEST_F(SocketFrame, IntoABadRangeSaysSoOnceTheLengthIsKnown) {
   EXPECT_EQ(socket.read(buffer, 0, 5), 5U);
 }
 
-TEST_F(SocketFrame, OfOneSocketIsReadByAnother) {
-  // The peer only passes the bytes on, so that both halves of the format come from the library.
+TEST_F(SocketFrame, WrittenByOneSocketIsReadByAnother) {
+  // The peer only forwards the bytes: the library both writes and reads the frame.
   Connection other;
   const std::string text = pattern(0, 60);
   for (const std::size_t length : rowsOf({0U, 1U, 60U})) {
@@ -817,7 +817,7 @@ TEST_F(SocketFrame, OfOneSocketIsReadByAnother) {
 
 // --- two threads on one connection
 
-TEST(SocketThreads, OneReaderAndOneWriterShareAConnection) {
+TEST(SocketThreads, OneReaderAndOneWriterCanShareAConnection) {
   Connection connection;
   Socket view(connection.socket);
   constexpr std::size_t total = 4 << 20;
@@ -835,7 +835,7 @@ TEST(SocketThreads, OneReaderAndOneWriterShareAConnection) {
   EXPECT_TRUE(echoed == text);
 }
 
-/// A call that waits on a connection in one thread until another thread shuts the connection down.
+/// A call that blocks in one thread until another thread shuts the connection down.
 struct WaitingCall {
   const char* name;
   std::function<void(Socket&)> run;
@@ -857,7 +857,7 @@ const WaitingCall waitingCalls[] = {
      }},
 };
 
-TEST(SocketThreads, AShutdownByAnotherThreadEndsEachCallThatWaits) {
+TEST(SocketThreads, AShutdownByAnotherThreadEndsEachBlockedCall) {
   for (const WaitingCall& call : rowsOf(waitingCalls)) {
     Connection connection;
     const ThreadView waiting;

@@ -46,7 +46,7 @@ class SocketError : public testing::Test {
   Peer peer{&host, 4711};
 };
 
-TEST_F(SocketError, OfEveryCodeHasItsNameAndArgumentsWithAHost) {
+TEST_F(SocketError, WithAHostHasIdentifierCodeHostAndPort) {
   for (const int code : rowsOf(allCodes())) {
     const auto named = namedCodes().find(code);
     const auto expected = named == namedCodes().end()
@@ -56,7 +56,7 @@ TEST_F(SocketError, OfEveryCodeHasItsNameAndArgumentsWithAHost) {
   }
 }
 
-TEST_F(SocketError, OfEveryCodeHasItsNameAndNothingButTheCodeWithoutAHost) {
+TEST_F(SocketError, WithoutAHostHasIdentifierAndOnlyTheCode) {
   for (const int code : rowsOf(allCodes())) {
     const auto named = namedCodes().find(code);
     const auto expected = named == namedCodes().end() ? Raises<SocketException>("QN_ERR_SOCKET_ERROR", code)
@@ -65,7 +65,7 @@ TEST_F(SocketError, OfEveryCodeHasItsNameAndNothingButTheCodeWithoutAHost) {
   }
 }
 
-TEST_F(SocketError, TableHoldsTheSixNamesAndNoOther) {
+TEST_F(SocketError, TableContainsExactlySixIdentifiers) {
   std::map<int, std::string> table;
   for (const oss::SocketErrorName& entry : oss::socketErrorNames) table[entry.code] = entry.identifier;
   EXPECT_EQ(table, namedCodes());
@@ -106,7 +106,7 @@ TEST_F(SocketError, RecordsTheLineThatRaisesIt) {
   EXPECT_EQ(utf8(built.getErrorMessage().getFileName()), "kelElsewhere.cpp");
 }
 
-TEST_F(SocketError, OfTheLastCallTakesTheThreadsCode) {
+TEST_F(SocketError, OfTheLastCallUsesTheThreadsLastError) {
   for (const int code : rowsOf(sampleCodes)) {
     fake.WSASetLastError(code);
     EXPECT_THAT([&] { oss::raiseLastError(peer); }, RaisesMapped(code, "peer.example", 4711).from(file));
@@ -114,7 +114,7 @@ TEST_F(SocketError, OfTheLastCallTakesTheThreadsCode) {
   }
 }
 
-TEST_F(SocketError, OfTheLastCallIsReadBeforeAnyHookRuns) {
+TEST_F(SocketError, OfTheLastCallReadsTheLastErrorBeforeAnyHookRuns) {
   const SpoilingTrace trace;
   for (const int code : rowsOf(sampleCodes)) {
     fake.WSASetLastError(code);
@@ -122,7 +122,7 @@ TEST_F(SocketError, OfTheLastCallIsReadBeforeAnyHookRuns) {
   }
 }
 
-TEST_F(SocketError, OfTheResolverCarriesTheCodeAndTheSystemsText) {
+TEST_F(SocketError, OfTheResolverContainsTheCodeAndTheSystemsText) {
   struct Row {
     int code;
     std::string text;

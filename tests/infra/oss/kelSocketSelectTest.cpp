@@ -37,7 +37,7 @@ std::vector<Handle> handlesIn(const Sockets& sockets) {
   return handles;
 }
 
-/// The three lists of one call.
+/// The three lists that are passed to select.
 struct Lists {
   Sockets read;
   Sockets write;
@@ -48,7 +48,7 @@ struct Lists {
   }
 };
 
-/// A number of connections.
+/// Several connections.
 class Crowd {
  public:
   explicit Crowd(std::size_t size) {
@@ -59,7 +59,7 @@ class Crowd {
   const Socket& socket(std::size_t i) const { return members_[i]->socket; }
   Handle handle(std::size_t i) const { return members_[i]->handle(); }
 
-  /// Gives the member something to read.
+  /// Makes connection `i` readable.
   void wakes(std::size_t i) {
     members_[i]->peer.says("x");
     awaitBytes(handle(i), 1);
@@ -75,7 +75,7 @@ class Crowd {
   std::vector<std::unique_ptr<Connection>> members_;
 };
 
-/// Writes to a peer that does not read until the system takes no more.
+/// Writes until the system's buffers are full; the peer does not read.
 void fillTheWay(Connection& connection) {
   const std::string block(1 << 16, 'f');
   connection.socket.setNonBlocking(true);
@@ -90,12 +90,12 @@ void fillTheWay(Connection& connection) {
 
 TEST(SocketSelect, OfThreeEmptyListsReturnsAtOnce) {
   Lists lists;
-  EXPECT_EQ(lists.select(nullptr), 0U);  // waits without limit if it waits at all
+  EXPECT_EQ(lists.select(nullptr), 0U);  // would wait without limit
   Sockets one;
   EXPECT_EQ(Socket::select(one, one, one, nullptr), 0U);
 }
 
-TEST(SocketSelect, ThatOnlyLooksFindsNothing) {
+TEST(SocketSelect, WithATimeoutOfZeroReturnsZeroIfNothingIsReady) {
   const Crowd crowd(3);
   Lists lists{{crowd.socket(0)}, {}, {crowd.socket(1), crowd.socket(2)}};
   EXPECT_EQ(lists.select(&onlyLook), 0U);
@@ -103,7 +103,7 @@ TEST(SocketSelect, ThatOnlyLooksFindsNothing) {
   EXPECT_THAT(lists.error, IsEmpty());
 }
 
-TEST(SocketSelect, KeepsTheReadyOnesInTheirOrder) {
+TEST(SocketSelect, KeepsTheReadySocketsInOrder) {
   Crowd crowd(5);
   crowd.wakes(3);
   crowd.wakes(1);
@@ -115,7 +115,7 @@ TEST(SocketSelect, KeepsTheReadyOnesInTheirOrder) {
   EXPECT_EQ(lists.read.front().getPort(), crowd[3].port());
 }
 
-TEST(SocketSelect, ErasesViewsWithoutClosingAnything) {
+TEST(SocketSelect, ErasesViewsWithoutClosingTheirHandles) {
   Crowd crowd(2);
   Lists lists{{crowd.socket(0), crowd.socket(1)}, {}, {}};
   EXPECT_EQ(lists.select(&onlyLook), 0U);
@@ -126,7 +126,7 @@ TEST(SocketSelect, ErasesViewsWithoutClosingAnything) {
   }
 }
 
-TEST(SocketSelect, CountsASocketOnceInEachListWhereItIsReady) {
+TEST(SocketSelect, CountsASocketOnceForEachListInWhichItIsReady) {
   Crowd crowd(2);
   crowd.wakes(0);
   Lists lists{{crowd.socket(0), crowd.socket(1)}, {crowd.socket(0), crowd.socket(1)}, {crowd.socket(0)}};
@@ -136,7 +136,7 @@ TEST(SocketSelect, CountsASocketOnceInEachListWhereItIsReady) {
   EXPECT_THAT(lists.error, IsEmpty());
 }
 
-TEST(SocketSelect, CountsAHandleThatStandsTwiceInAListOnce) {
+TEST(SocketSelect, CountsAHandleOnceIfAListContainsItTwice) {
   Crowd crowd(2);
   crowd.wakes(0);
   Lists lists{{crowd.socket(0), crowd.socket(1), crowd.socket(0)}, {}, {}};
@@ -144,7 +144,7 @@ TEST(SocketSelect, CountsAHandleThatStandsTwiceInAListOnce) {
   EXPECT_THAT(handlesIn(lists.read), ElementsAre(crowd.handle(0), crowd.handle(0)));
 }
 
-TEST(SocketSelect, TellsUrgentDataInTheErrorList) {
+TEST(SocketSelect, ReportsUrgentDataInTheErrorList) {
   Connection connection;
   connection.peer.says("x").saysUrgently('!');
   awaitBytes(connection.handle(), 1);
@@ -155,19 +155,19 @@ TEST(SocketSelect, TellsUrgentDataInTheErrorList) {
   EXPECT_THAT(handlesIn(lists.error), ElementsAre(connection.handle()));
 }
 
-TEST(SocketSelect, PrunesAListInTwoPlacesOnceForEach) {
+TEST(SocketSelect, PrunesAListThatIsPassedTwiceOnceForEachRole) {
   Crowd crowd(2);
   crowd.wakes(0);
   Sockets both = {crowd.socket(0), crowd.socket(1)};
   Sockets none;
-  EXPECT_EQ(Socket::select(both, both, none, nullptr), 3U);  // one to read, two to write
+  EXPECT_EQ(Socket::select(both, both, none, nullptr), 3U);  // one readable, two writable
   EXPECT_THAT(handlesIn(both), ElementsAre(crowd.handle(0)));
   Sockets all = {crowd.socket(0), crowd.socket(1)};
   EXPECT_EQ(Socket::select(all, all, all, nullptr), 3U);
   EXPECT_THAT(all, IsEmpty());  // none has an exceptional condition
 }
 
-TEST(SocketSelect, TakesOneEmptyListInTwoPlaces) {
+TEST(SocketSelect, AcceptsOneEmptyListPassedTwice) {
   Crowd crowd(1);
   crowd.wakes(0);
   Sockets read = {crowd.socket(0)};
@@ -180,7 +180,7 @@ TEST(SocketSelect, TakesOneEmptyListInTwoPlaces) {
   EXPECT_THAT(read, IsEmpty());
 }
 
-TEST(SocketSelect, TellsAClosedPeerAsReadable) {
+TEST(SocketSelect, ReportsAClosedPeerAsReadable) {
   Crowd crowd(2);
   crowd[0].peer.closes();
   awaitEnd(crowd.handle(0));
@@ -190,7 +190,7 @@ TEST(SocketSelect, TellsAClosedPeerAsReadable) {
   EXPECT_THAT(lists.error, IsEmpty());
 }
 
-TEST(SocketSelect, TellsAResetAsReadableAndNotAsAnError) {
+TEST(SocketSelect, ReportsAResetAsReadableAndNotAsAnError) {
   Connection connection;
   connection.peer.resets();
   awaitReset(connection.handle());
@@ -207,7 +207,7 @@ TEST(SocketSelect, TellsAResetAsReadableAndNotAsAnError) {
                   .from(source));
 }
 
-TEST(SocketSelect, TellsAResetThatWasReadAlreadyAsReadableStill) {
+TEST(SocketSelect, ReportsAResetAsReadableEvenAfterItWasRead) {
   Connection connection;
   connection.peer.resets();
   awaitReset(connection.handle());
@@ -220,7 +220,7 @@ TEST(SocketSelect, TellsAResetThatWasReadAlreadyAsReadableStill) {
   EXPECT_THAT(handlesIn(lists.read), ElementsAre(connection.handle()));
 }
 
-TEST(SocketSelect, TellsWhenAWriteWouldNotWait) {
+TEST(SocketSelect, ReportsASocketAsWritableIfAWriteWouldNotWait) {
   Connection connection;
   Lists lists{{}, {connection.socket}, {}};
   EXPECT_EQ(lists.select(&onlyLook), 1U);
@@ -254,7 +254,7 @@ TEST(SocketSelect, WatchesTheFirst64HandlesOfAList) {
   EXPECT_THAT(handlesIn(lists.write), ElementsAreArray(lastBackwards));
 }
 
-TEST(SocketSelect, DoesNotWaitForTheHandleBeyond64) {
+TEST(SocketSelect, DoesNotWaitForTheSixtyFifthHandle) {
   Crowd crowd(65);
   crowd.wakes(64);
   Lists lists;
@@ -263,7 +263,7 @@ TEST(SocketSelect, DoesNotWaitForTheHandleBeyond64) {
   EXPECT_THAT(lists.read, IsEmpty());
 }
 
-TEST(SocketSelect, CountsDifferentHandlesOnlyTowards64) {
+TEST(SocketSelect, CountsOnlyDifferentHandlesTowardsTheLimitOf64) {
   Crowd crowd(64);
   crowd.wakes(0);
   crowd.wakes(63);
@@ -273,12 +273,13 @@ TEST(SocketSelect, CountsDifferentHandlesOnlyTowards64) {
     lists.read.push_back(crowd.socket(i));
   }
   EXPECT_EQ(lists.select(&onlyLook), 2U);
-  std::vector<Handle> expected(65, crowd.handle(0));  // 64 times before each, and once as itself
+  std::vector<Handle> expected(65,
+                               crowd.handle(0));  // once as itself and before each of the other 64 handles
   expected.push_back(crowd.handle(63));
   EXPECT_THAT(handlesIn(lists.read), ElementsAreArray(expected));
 }
 
-TEST(SocketSelect, KeepsARepetitionBeyond64OfAWatchedHandle) {
+TEST(SocketSelect, KeepsARepeatedWatchedHandleAfterTheFirst64) {
   Crowd crowd(65);
   crowd.wakes(0);
   crowd.wakes(64);
@@ -289,7 +290,7 @@ TEST(SocketSelect, KeepsARepetitionBeyond64OfAWatchedHandle) {
   EXPECT_THAT(handlesIn(lists.read), ElementsAre(crowd.handle(0), crowd.handle(0)));
 }
 
-TEST(SocketSelect, TakesHandlesOfAnyNumber) {
+TEST(SocketSelect, AcceptsHandlesAbove1024) {
   const HighHandles high;
   Crowd crowd(2);
   ASSERT_GT(crowd.handle(0), 1024U);
@@ -300,24 +301,24 @@ TEST(SocketSelect, TakesHandlesOfAnyNumber) {
   EXPECT_THAT(handlesIn(lists.write), ElementsAre(crowd.handle(0)));
 }
 
-// --- a list that holds no socket
+// --- lists with handles that are not sockets
 
-TEST(SocketSelect, OfAnUnconnectedSocketSaysThatItIsNone) {
+TEST(SocketSelect, RaisesNotASocketForAnUnconnectedSocket) {
   Lists lists{{Socket()}, {}, {}};
   EXPECT_THAT([&] { lists.select(nullptr); },
               Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, "", 0).from(source));
   EXPECT_THAT(handlesIn(lists.read), ElementsAre(noHandle));
 }
 
-TEST(SocketSelect, OfAHandleThatIsGoneNamesTheFirstSocketAndLeavesTheLists) {
+TEST(SocketSelect, RaisesWithTheFirstSocketAndKeepsTheListsIfAHandleIsClosed) {
   struct Row {
     const char* what;
-    bool read, write, error;  // whether a good socket stands in the list
-    int bad;                  // the list in which the bad one follows
+    bool read, write, error;  // whether the list contains a valid socket
+    int bad;                  // the list to which the invalid socket is added
     std::size_t named;
   };
   const Row rows[] = {
-      {"read, behind good ones", true, true, true, 0, 0},
+      {"read, after valid sockets", true, true, true, 0, 0},
       {"write", true, true, true, 1, 0},
       {"error", true, true, true, 2, 0},
       {"error, without readers", false, true, true, 2, 1},
@@ -326,9 +327,9 @@ TEST(SocketSelect, OfAHandleThatIsGoneNamesTheFirstSocketAndLeavesTheLists) {
       {"read, alone", false, false, false, 0, 3},
       {"read, before writers", false, true, false, 0, 3},
   };
-  Crowd crowd(4);  // one good socket for each list, and the bad one
+  Crowd crowd(4);  // a valid socket for each list, and the invalid one
   crowd.wakes(0);
-  closeBehindItsBack(crowd.handle(3));
+  closeDirectly(crowd.handle(3));
   for (const Row& row : rowsOf(rows)) {
     Sockets all[3];
     const bool good[] = {row.read, row.write, row.error};
@@ -349,7 +350,7 @@ TEST(SocketSelect, OfAHandleThatIsGoneNamesTheFirstSocketAndLeavesTheLists) {
   }
 }
 
-TEST(SocketSelect, DoesNotSeeABadHandleBeyond64) {
+TEST(SocketSelect, IgnoresAnInvalidHandleAfterTheFirst64) {
   Crowd crowd(64);
   crowd.wakes(2);
   Lists lists;
@@ -359,9 +360,9 @@ TEST(SocketSelect, DoesNotSeeABadHandleBeyond64) {
   EXPECT_THAT(handlesIn(lists.read), ElementsAre(crowd.handle(2)));
 }
 
-// --- the time-out
+// --- the timeout
 
-TEST(SocketSelect, KeepsItsTimeoutAndThenEmptiesTheLists) {
+TEST(SocketSelect, ReturnsAfterItsTimeoutWithEmptyLists) {
   const Crowd crowd(1);
   for (const unsigned long long timeout : rowsOf({1ULL, 40ULL, 999ULL, 1050ULL})) {
     Lists lists{{crowd.socket(0)}, {}, {crowd.socket(0)}};
@@ -383,8 +384,9 @@ TEST(SocketSelect, ReturnsAtOnceWhenSomethingIsReady) {
   }
 }
 
-TEST(SocketSelect, WaitsForWhatComesLater) {
-  // The long ones would be over, or wrong, if seconds or microseconds were cut to 32 bits.
+TEST(SocketSelect, WaitsForDataThatArrivesLater) {
+  // If seconds or microseconds were truncated to 32 bits, the long timeouts would end too early or be
+  // invalid.
   const unsigned long long longest[] = {
       3'600'000,  1ULL << 31, 1ULL << 32, (1ULL << 32) * 1000, (1ULL << 31) * 1000, (1ULL << 31) * 1000 - 1,
       1ULL << 63, ~0ULL};
@@ -406,7 +408,7 @@ TEST(SocketSelect, WaitsForWhatComesLater) {
   }
 }
 
-TEST(SocketSelect, RunsInSeveralThreadsAtOnce) {
+TEST(SocketSelect, CanRunInSeveralThreadsAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     ROW("i", i);

@@ -28,7 +28,7 @@ struct Connection {
   Socket far;
 };
 
-TEST(SocketServerOptions, AcceptedConnectionsWaitForMoreDataBeforeTheySend) {
+TEST(SocketServerOptions, AcceptedConnectionsDoNotHaveNoDelaySet) {
   SocketServer server;
   server.listen(0, 5, false);
   Connection connection(server);
@@ -38,7 +38,7 @@ TEST(SocketServerOptions, AcceptedConnectionsWaitForMoreDataBeforeTheySend) {
   EXPECT_NE(optionOf(connection.far, platform::levelTcp, platform::optionNoDelay), 0);
 }
 
-TEST(SocketServerOptions, AcceptedConnectionsHaveNoTimeOuts) {
+TEST(SocketServerOptions, AcceptedConnectionsHaveNoTimeouts) {
   SocketServer server;
   server.listen(0, 5, false);
   Connection connection(server);
@@ -46,8 +46,8 @@ TEST(SocketServerOptions, AcceptedConnectionsHaveNoTimeOuts) {
   EXPECT_EQ(optionOf(connection.far, platform::levelSocket, platform::optionSendTimeout), 0);
 }
 
-// The system rounds and doubles as it likes, but keeps the order.
-TEST(SocketServerOptions, AcceptedConnectionsStartWithTheBufferSizesThatWereSet) {
+// Systems round or double these sizes, but a larger size always gives a larger buffer.
+TEST(SocketServerOptions, AcceptedConnectionsInheritTheBufferSizes) {
   struct Row {
     const char* name;
     void (SocketServer::*set)(int);
@@ -76,7 +76,7 @@ TEST(SocketServerOptions, AcceptedConnectionsStartWithTheBufferSizesThatWereSet)
   }
 }
 
-TEST(SocketServerOptions, AddressReuseIsSetAndTakenBack) {
+TEST(SocketServerOptions, AddressReuseCanBeSetAndCleared) {
   for (const bool reuse : rowsOf({false, true})) {
     SocketServer server;
     server.listen(0, 5, reuse);

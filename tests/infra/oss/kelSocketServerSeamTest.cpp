@@ -38,7 +38,7 @@ using testing::IsEmpty;
 constexpr const char* file = "kelSocketServer.cpp";
 constexpr const char* host = "localhost";
 
-/// A server over invented handles: nothing is bound for real, so any port number will do.
+/// A server whose handles the FakeWinsock invents. Nothing is bound, so tests can use any port number.
 class ServerFixture : public SocketFixture {
  protected:
   ServerFixture() {
@@ -58,7 +58,7 @@ class ServerFixture : public SocketFixture {
   SocketServer& server() { return *server_; }
 
   void offers(std::vector<platform::ResolvedAddress> list) { resolvesTo(std::move(list)); }
-  /// getsockname answers with this address.
+  /// Makes getsockname return this address.
   void named(std::vector<unsigned char> address) {
     fake.on.getsockname = [address = std::move(address)](auto, unsigned char* bytes, std::size_t& length) {
       length = std::min(length, address.size());
@@ -97,7 +97,7 @@ class ServerFixture : public SocketFixture {
 
 // --- construction
 
-TEST_F(ServerFixture, ConstructionAndDestructionHoldOneStart) {
+TEST_F(ServerFixture, ConstructionStartsWinsockAndDestructionCleansUp) {
   const int starts = fake.starts();
   {
     const SocketServer another;
@@ -107,7 +107,7 @@ TEST_F(ServerFixture, ConstructionAndDestructionHoldOneStart) {
   EXPECT_EQ(fake.cleanups(), 1);
 }
 
-TEST_F(ServerFixture, ConstructionFailsAsASocketsDoes) {
+TEST_F(ServerFixture, ConstructionFailsLikeThatOfASocket) {
   fake.failing("WSAStartup").with(10091);
   EXPECT_THAT([] { const SocketServer another; },
               Raises<SocketException>("ERR_WSASTARTUP_FAILED", "", 0).from("kelSocket.cpp"));
@@ -120,7 +120,7 @@ TEST_F(ServerFixture, ConstructionFailsAsASocketsDoes) {
   EXPECT_EQ(fake.countOf("WSACleanup"), 1);
 }
 
-TEST_F(ServerFixture, DestructionClosesThenCleansUp) {
+TEST_F(ServerFixture, DestructionClosesTheHandleBeforeTheCleanUp) {
   {
     SocketServer another;
     another.listen(80, 1, false);
@@ -136,7 +136,7 @@ TEST_F(ServerFixture, DestructionClosesThenCleansUp) {
 
 class ServerListen : public ServerFixture {};
 
-TEST_F(ServerListen, MakesTheseCallsInThisOrder) {
+TEST_F(ServerListen, MakesItsSystemCallsInOrder) {
   fake.forget();
   server().listen(4711, 7, true);
   EXPECT_THAT(fake.calls(),
@@ -145,7 +145,7 @@ TEST_F(ServerListen, MakesTheseCallsInThisOrder) {
   EXPECT_EQ(server().getPort(), 4711U);
 }
 
-TEST_F(ServerListen, OnPortZeroAsksWhichPortItGot) {
+TEST_F(ServerListen, OnPortZeroAsksForTheChosenPort) {
   fake.forget();
   server().listen(0, 0, false);
   EXPECT_THAT(fake.calls(), ElementsAre("getaddrinfo(null, \"0\", 1, 0, 1, 0)", "socket(2, 1, 6)",
@@ -153,7 +153,7 @@ TEST_F(ServerListen, OnPortZeroAsksWhichPortItGot) {
   EXPECT_EQ(server().getPort(), 0x1267U);
 }
 
-TEST_F(ServerListen, HandsTheBacklogAndThePortOnUnchanged) {
+TEST_F(ServerListen, PassesBacklogAndPortUnchanged) {
   for (const unsigned int backlog : rowsOf({0U, 1U, 2147483647U, 2147483648U, 4294967295U})) {
     fake.forget();
     server().listen(backlog, backlog, false);
@@ -166,7 +166,7 @@ TEST_F(ServerListen, HandsTheBacklogAndThePortOnUnchanged) {
   }
 }
 
-TEST_F(ServerListen, ReadsThePortOfTheFamiliesItKnowsOnly) {
+TEST_F(ServerListen, ReadsThePortOnlyForKnownFamilies) {
   std::vector<unsigned char> inet6(28);
   inet6[0] = 23;
   inet6[2] = 0xFF;
@@ -193,7 +193,7 @@ TEST_F(ServerListen, ReadsThePortOfTheFamiliesItKnowsOnly) {
   }
 }
 
-TEST_F(ServerListen, TakesTheFirstAddressThatBinds) {
+TEST_F(ServerListen, UsesTheFirstAddressThatCanBeBound) {
   platform::ResolvedAddress unknown = inetAddress("0.0.0.0", 1);
   unknown.family = 77;
   offers({unknown, inetAddress("0.0.0.0", 2), inetAddress("0.0.0.0", 3), inetAddress("0.0.0.0", 4)});
@@ -208,7 +208,7 @@ TEST_F(ServerListen, TakesTheFirstAddressThatBinds) {
                   "setsockopt(#2, 65535, 4, 1)", "bind(#2, 0.0.0.0:3)", "listen(#2, 1)"));
 }
 
-TEST_F(ServerListen, SaysWhyTheWildcardDoesNotResolve) {
+TEST_F(ServerListen, RaisesTheResolversCodeIfTheWildcardDoesNotResolve) {
   for (const auto& [code, text] :
        rowsOf({std::pair{11003, "Fatal."}, std::pair{11001, ""}, std::pair{8, "Memory."}})) {
     fake.failing("getaddrinfo").with(code);
@@ -221,7 +221,7 @@ TEST_F(ServerListen, SaysWhyTheWildcardDoesNotResolve) {
   }
 }
 
-TEST_F(ServerListen, ThatBindsNothingGivesTheCodeOfTheLastFailure) {
+TEST_F(ServerListen, RaisesTheCodeOfTheLastFailureIfNoAddressCanBeBound) {
   struct Row {
     const char* lastFunction;
     int code;
@@ -244,7 +244,7 @@ TEST_F(ServerListen, ThatBindsNothingGivesTheCodeOfTheLastFailure) {
   }
 }
 
-TEST_F(ServerListen, ThatIsOfferedNoAddressGivesTheLastErrorAsItStands) {
+TEST_F(ServerListen, RaisesTheCurrentLastErrorIfTheResolverReturnsNoAddress) {
   offers({});
   fake.successSets(10050);
   EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10050, host, 80).from(file));
@@ -253,7 +253,7 @@ TEST_F(ServerListen, ThatIsOfferedNoAddressGivesTheLastErrorAsItStands) {
   expectUsableAgain();
 }
 
-TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
+TEST_F(ServerListen, ClosesItsHandleIfReuseOfTheAddressCannotBeSet) {
   for (const int code : rowsOf(sampleCodes)) {
     for (const bool spoiling : rowsOf({false, true})) {
       ROW(testing::Message() << code << spoiling);
@@ -271,7 +271,7 @@ TEST_F(ServerListen, ThatCannotReuseTheAddressEndsAndKeepsNothing) {
   }
 }
 
-TEST_F(ServerListen, ThatFailsAfterTheBindingKeepsTheHandleUntilClose) {
+TEST_F(ServerListen, KeepsTheHandleUntilCloseIfItFailsAfterBinding) {
   named({2, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
   for (const char* function : rowsOf({"listen", "getsockname"})) {
     for (const int code : rowsOf(sampleCodes)) {
@@ -295,7 +295,7 @@ TEST_F(ServerListen, ThatFailsAfterTheBindingKeepsTheHandleUntilClose) {
   }
 }
 
-TEST_F(ServerListen, ThatIsRefusedAfterAFailedOneNamesThePortThatTheFailedOneHolds) {
+TEST_F(ServerListen, NamesThePortOfAnEarlierFailedListenThatIsStillBound) {
   fake.failing("listen").with(10055);
   EXPECT_THAT([&] { server().listen(4711, 1, false); }, RaisesMapped(10055, host, 4711).from(file));
   named({2, 0, 0x12, 0x67, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
@@ -306,7 +306,7 @@ TEST_F(ServerListen, ThatIsRefusedAfterAFailedOneNamesThePortThatTheFailedOneHol
               Raises<SocketException>("ERR_SOCKET_LISTENING", host, 0).from(file));
 }
 
-TEST_F(ServerListen, AfterAFailedListenAcceptSaysInvalid) {
+TEST_F(ServerListen, MakesAcceptRaiseInvalidIfItFailed) {
   fake.failing("listen").with(10048);
   EXPECT_THAT([&] { server().listen(80, 1, false); }, RaisesMapped(10048, host, 80).from(file));
   Socket client;
@@ -315,7 +315,7 @@ TEST_F(ServerListen, AfterAFailedListenAcceptSaysInvalid) {
   EXPECT_EQ(client.handle(), invalidSocket);
 }
 
-TEST_F(ServerListen, ThatOnlyCannotTellItsPortListensAllTheSame) {
+TEST_F(ServerListen, SucceedsIfOnlyThePortCannotBeRead) {
   fake.failing("getsockname").with(10055);
   EXPECT_THAT([&] { server().listen(0, 1, false); }, RaisesMapped(10055, host, 0).from(file));
   Socket client;
@@ -323,7 +323,7 @@ TEST_F(ServerListen, ThatOnlyCannotTellItsPortListensAllTheSame) {
   EXPECT_EQ(client.handle(), 9000U);
 }
 
-TEST_F(ServerListen, WhileListeningIsRefusedAndTouchesNothing) {
+TEST_F(ServerListen, WhileListeningIsRefusedWithoutASystemCall) {
   listening(4711);
   EXPECT_THAT([&] { server().listen(81, 1, true); },
               Raises<SocketException>("ERR_SOCKET_LISTENING", host, 4711).from(file));
@@ -341,7 +341,7 @@ TEST_F(ServerListen, ErrorsWriteThePortAsASigned32BitNumber) {
 
 class ServerClose : public ServerFixture {};
 
-TEST_F(ServerClose, ClosesTheHandleOnceAndForgetsThePort) {
+TEST_F(ServerClose, ClosesTheHandleOnceAndClearsThePort) {
   listening(4711);
   server().close();
   EXPECT_EQ(fake.countOf("closesocket"), 1);
@@ -351,7 +351,7 @@ TEST_F(ServerClose, ClosesTheHandleOnceAndForgetsThePort) {
   expectUsableAgain();
 }
 
-TEST_F(ServerClose, WhenNotListeningIsHarmless) {
+TEST_F(ServerClose, WhenNotListeningDoesNothing) {
   fake.forget();
   server().close();
   EXPECT_THAT(fake.calls(), IsEmpty());
@@ -370,8 +370,8 @@ TEST_F(ServerClose, ThatFailsRaisesNothing) {
 class ServerAccept : public ServerFixture {
  protected:
   void accept(const unsigned long long* timeout = nullptr) { server().accept(client, timeout); }
-  /// Closes the server in another thread and returns when that has woken the waiter. Once only: a matcher that
-  /// does not match makes its call again.
+  /// Closes the server in another thread, and returns after that has woken the waiter. Only the first call
+  /// does this, because a matcher may run its callable twice.
   void closeMeanwhile(std::thread& closer, std::promise<void>& woken) {
     if (closer.joinable()) return;
     closer = std::thread(reporting([this] { server().close(); }));
@@ -426,14 +426,14 @@ TEST_F(ServerAccept, MakesAnOwnerOfAView) {
   EXPECT_EQ(client.handle(), invalidSocket);
 }
 
-TEST_F(ServerAccept, WhenNotListeningSaysSo) {
+TEST_F(ServerAccept, RaisesNotListeningIfTheServerIsNotListening) {
   server().close();
   fake.forget();
   EXPECT_THAT([&] { accept(); }, Raises<SocketException>("ERR_SOCKET_NOT_LISTENING", host, 0).from(file));
   EXPECT_THAT(fake.steps(), IsEmpty());
 }
 
-TEST_F(ServerAccept, EndsWithATimeoutOfItsOwn) {
+TEST_F(ServerAccept, RaisesATimeoutOfTheServer) {
   nothingPending();
   struct Row {
     unsigned long long timeout;
@@ -449,7 +449,7 @@ TEST_F(ServerAccept, EndsWithATimeoutOfItsOwn) {
   }
 }
 
-TEST_F(ServerAccept, WithoutATimeoutWaitsInSlicesOnAFreshListEachTime) {
+TEST_F(ServerAccept, WithoutATimeoutWaitsRepeatedlyWithANewListEachTime) {
   fake.on.select = [rounds = 0](auto& read, auto&, auto&, auto) mutable {
     if (++rounds < 4) read.count = 0;
     return static_cast<int>(read.count);
@@ -459,7 +459,7 @@ TEST_F(ServerAccept, WithoutATimeoutWaitsInSlicesOnAFreshListEachTime) {
   EXPECT_THAT(fake.steps(), ElementsAre(slice, slice, slice, slice, "accept(#1)"));
 }
 
-TEST_F(ServerAccept, TakesAConnectionEvenIfTheSetCameBackEmpty) {
+TEST_F(ServerAccept, AcceptsAConnectionEvenIfTheReturnedSetIsEmpty) {
   fake.on.select = [](auto& read, auto&, auto&, auto) {
     read.count = 0;
     return 1;
@@ -468,7 +468,7 @@ TEST_F(ServerAccept, TakesAConnectionEvenIfTheSetCameBackEmpty) {
   EXPECT_EQ(client.handle(), 9000U);
 }
 
-TEST_F(ServerAccept, FailsWithTheCodeOfTheCallThatFailed) {
+TEST_F(ServerAccept, RaisesTheCodeOfTheCallThatFailed) {
   for (const char* function : rowsOf({"select", "accept"})) {
     for (const int code : rowsOf(sampleCodes)) {
       for (const bool spoiling : rowsOf({false, true})) {
@@ -476,7 +476,7 @@ TEST_F(ServerAccept, FailsWithTheCodeOfTheCallThatFailed) {
         fake.failing(function).with(code);
         std::optional<SpoilingTrace> trace;
         if (spoiling) trace.emplace();
-        // The wait is the client end's own operation, and raises as such.
+        // The wait is an operation of a Socket, so the error comes from its source file.
         EXPECT_THAT([&] { accept(); },
                     RaisesMapped(code, host, 4711)
                         .from(std::strcmp(function, "select") == 0 ? "kelSocket.cpp" : file));
@@ -491,7 +491,7 @@ TEST_F(ServerAccept, FailsWithTheCodeOfTheCallThatFailed) {
   }
 }
 
-TEST_F(ServerAccept, WhoseViewsDoNotStartLeavesAServerThatCanBeClosed) {
+TEST_F(ServerAccept, LeavesTheServerCloseableIfItsViewsCannotStartWinsock) {
   accept();
   client.close();
   const int total = fake.countOf("WSAStartup");
@@ -508,7 +508,7 @@ TEST_F(ServerAccept, WhoseViewsDoNotStartLeavesAServerThatCanBeClosed) {
   }
 }
 
-TEST_F(ServerAccept, ClosedDuringTheWaitSaysInvalidWhateverTheWaitSaid) {
+TEST_F(ServerAccept, RaisesInvalidIfTheServerIsClosedDuringTheWait) {
   struct Row {
     const char* name;
     std::function<int(FakeWinsock&, SocketSet&)> answer;
@@ -544,7 +544,7 @@ TEST_F(ServerAccept, ClosedDuringTheWaitSaysInvalidWhateverTheWaitSaid) {
   }
 }
 
-TEST_F(ServerAccept, ClosedInTheMiddleOfAcceptSaysInvalidToo) {
+TEST_F(ServerAccept, RaisesInvalidIfTheServerIsClosedDuringTheSystemsAccept) {
   std::promise<void> woken;
   std::thread closer;
   fake.on.wakeAccept = [&](SocketHandle) { woken.set_value(); };
@@ -558,7 +558,7 @@ TEST_F(ServerAccept, ClosedInTheMiddleOfAcceptSaysInvalidToo) {
   EXPECT_THAT(fake.openHandles(), IsEmpty());
 }
 
-TEST_F(ServerAccept, IsNotInterruptedByAnotherServersClose) {
+TEST_F(ServerAccept, IsNotInterruptedByTheCloseOfAnotherServer) {
   SocketServer other;
   other.listen(80, 1, false);
   fake.on.select = [&](auto& read, auto&, auto&, auto) {
@@ -573,7 +573,7 @@ TEST_F(ServerAccept, IsNotInterruptedByAnotherServersClose) {
 
 class ServerOptions : public ServerFixture {};
 
-TEST_F(ServerOptions, MakeTheseCalls) {
+TEST_F(ServerOptions, MakeTheirSystemCalls) {
   listening(4711);
   server().setReceiveBufferSize(70000);
   server().setSendBufferSize(INT_MAX);
@@ -587,7 +587,7 @@ TEST_F(ServerOptions, MakeTheseCalls) {
                   "setsockopt(#1, 65535, 4, 1)", "setsockopt(#1, 65535, 4, 0)", "getsockname(#1, 128)"));
 }
 
-TEST_F(ServerOptions, ThatFailGiveTheCodeAndLeaveTheServerListening) {
+TEST_F(ServerOptions, RaiseTheCodeAndKeepTheServerListeningIfTheyFail) {
   struct Row {
     const char* name;
     const char* function;
@@ -618,7 +618,7 @@ TEST_F(ServerOptions, ThatFailGiveTheCodeAndLeaveTheServerListening) {
   }
 }
 
-TEST_F(ServerOptions, WithoutAHandle) {
+TEST_F(ServerOptions, RaiseWithoutAHandle) {
   fake.on.setsockopt = nullptr;
   fake.on.getsockname = nullptr;
   EXPECT_THAT([&] { server().setReceiveBufferSize(1); },

@@ -44,14 +44,14 @@ void listenAnywhere(SocketServer& server) {
   server.listen(0, 64, false);
 }
 
-/// A port that was free a moment ago.
+/// A port that is free at the time of the call.
 unsigned int freePort() {
   SocketServer server;
   listenAnywhere(server);
   return server.getPort();
 }
 
-/// Whether bytes written into one end come out of the other.
+/// Whether bytes that are written to `from` can be read from `to`.
 testing::AssertionResult talks(Socket& from, Socket& to, const std::string& text = "hello") {
   from.write(text.data(), 0, text.size());
   std::string got(text.size(), '\0');
@@ -61,18 +61,18 @@ testing::AssertionResult talks(Socket& from, Socket& to, const std::string& text
                                      << "'";
 }
 
-/// 0 when the peer has closed; fails with the mapped error otherwise.
+/// Reads one byte. Returns 0 if the peer has closed; raises the mapped error if the read fails.
 unsigned long long readsOne(Socket& socket) {
   char byte = 0;
   return socket.readOnce(&byte, 0, 1);
 }
 
-/// One connection through a server of its own, and the server.
+/// A server, and functions that connect a client to it.
 class SocketServerTest : public testing::Test {
  protected:
   void SetUp() override { listenAnywhere(server); }
 
-  /// Connects the next client and accepts it.
+  /// Connects a client and accepts it.
   void connectBoth(Socket& near, Socket& far) {
     dial(near, server.getPort());
     server.accept(far, nullptr);
@@ -103,7 +103,7 @@ const IdleRow idleRows[] = {
      }},
 };
 
-TEST(SocketServer, WithoutAHandleSaysSoInEveryOperation) {
+TEST(SocketServer, WithoutAHandleRaisesNotListeningOrNotASocket) {
   const unsigned long long none = 0;
   for (const IdleRow& row : rowsOf(idleRows)) {
     ROW("how", row.how);
@@ -142,7 +142,7 @@ TEST(SocketServer, WithoutAHandleCanListen) {
 // --- listen
 // -------------------------------------------------------------------------------------------------
 
-TEST(SocketServer, AskedForPortZeroStoresTheOneTheSystemChose) {
+TEST(SocketServer, StoresThePortThatTheSystemChoseForPortZero) {
   SocketServer server;
   server.listen(0, 5, false);
   EXPECT_NE(server.getPort(), 0U);
@@ -156,7 +156,7 @@ TEST(SocketServer, AskedForPortZeroStoresTheOneTheSystemChose) {
   EXPECT_TRUE(talks(far, near));
 }
 
-TEST(SocketServer, AskedForPortZeroGetsOneOfItsOwn) {
+TEST(SocketServer, GetsAPortThatNoOtherServerHasForPortZero) {
   SocketServer first;
   SocketServer second;
   listenAnywhere(first);
@@ -164,7 +164,7 @@ TEST(SocketServer, AskedForPortZeroGetsOneOfItsOwn) {
   EXPECT_NE(first.getPort(), second.getPort());
 }
 
-TEST(SocketServer, StoresThePortItIsGiven) {
+TEST(SocketServer, StoresTheGivenPort) {
   for (const bool reuse : rowsOf({false, true})) {
     const unsigned int port = freePort();
     SocketServer server;
@@ -193,7 +193,7 @@ TEST_F(SocketServerTest, ListensOnlyOnce) {
   EXPECT_TRUE(talks(near, far));
 }
 
-TEST_F(SocketServerTest, KeepsItsPortToItself) {
+TEST_F(SocketServerTest, RefusesASecondServerOnItsPort) {
   const TakenPort taken(server.getPort());
   SocketServer other;
   EXPECT_THAT(
@@ -206,9 +206,9 @@ TEST_F(SocketServerTest, KeepsItsPortToItself) {
   EXPECT_TRUE(talks(near, far));
 }
 
-// No port is listened on that was not asked for: the number is not taken modulo 65536. The system's own text
-// of the refusal is the last argument; there are systems that have none.
-TEST(SocketServer, TakesNoPortAboveTheLargest) {
+// Port numbers above 65535 are refused instead of being reduced modulo 65536. The last argument of the error
+// is the system's text, which is empty on some systems.
+TEST(SocketServer, RefusesPortsAbove65535) {
   for (const unsigned int port : rowsOf({65536U, 65537U, 70000U, std::numeric_limits<unsigned int>::max()})) {
     SocketServer server;
     std::string error = "none";
@@ -236,8 +236,8 @@ TEST_F(SocketServerTest, ListensOnTheWildcardOfIPv4) {
   }
 }
 
-// Refused where the machine has IPv6; where it has none, the attempt fails before it is made.
-TEST_F(SocketServerTest, ListensOnIPv4Alone) {
+// If the machine has IPv6, the connection over IPv6 is refused; otherwise connect fails before it tries.
+TEST_F(SocketServerTest, ListensOnlyOnIPv4) {
   Socket near;
   const unsigned int port = server.getPort();
   EXPECT_THAT(
@@ -246,8 +246,8 @@ TEST_F(SocketServerTest, ListensOnIPv4Alone) {
             Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", "::1", port).from("kelSocket.cpp")));
 }
 
-/// Connections that the system takes while nobody accepts, up to `most`. A further attempt gets no answer, so
-/// it ends with its own time-out.
+/// The number of connections, up to `most`, that the system completes while nobody accepts. The next attempt
+/// gets no answer and ends with its timeout.
 std::size_t takenWithoutAccept(unsigned int backlog, std::size_t most) {
   SocketServer server;
   server.listen(0, backlog, false);
@@ -266,15 +266,15 @@ std::size_t takenWithoutAccept(unsigned int backlog, std::size_t most) {
   return most;
 }
 
-TEST(SocketServer, PassesTheBacklogOn) {
+TEST(SocketServer, PassesTheBacklogToTheSystem) {
   EXPECT_LT(takenWithoutAccept(1, 40), 40U);
   EXPECT_EQ(takenWithoutAccept(64, 40), 40U);
 }
 
-// --- a port that was used a moment ago
+// --- a port that was in use shortly before
 // ----------------------------------------------------------------------
 
-TEST(SocketServer, ListensAgainOnItsPortAtOnce) {
+TEST(SocketServer, CanListenAgainOnItsPortAtOnce) {
   const unsigned int port = freePort();
   SocketServer server;
   for (int round = 0; round < 50; ++round) {
@@ -285,7 +285,7 @@ TEST(SocketServer, ListensAgainOnItsPortAtOnce) {
   }
 }
 
-TEST(SocketServer, ReusesItsPortBesideAConnectionThatLives) {
+TEST(SocketServer, CanReuseItsPortWhileAConnectionIsOpen) {
   SocketServer server;
   server.listen(0, 5, true);
   const unsigned int port = server.getPort();
@@ -303,8 +303,8 @@ TEST(SocketServer, ReusesItsPortBesideAConnectionThatLives) {
   EXPECT_TRUE(talks(oldNear, oldFar, "old"));
 }
 
-// The option that later connections inherit is what lets the next server have the port.
-TEST(SocketServer, CanBeMadeToLeaveAReusablePort) {
+// Connections accepted after setReuseAddress inherit the option, so the next server can use the port.
+TEST(SocketServer, MakesItsPortReusableWithSetReuseAddress) {
   SocketServer server;
   server.listen(0, 5, false);
   server.setReuseAddress(true);
@@ -321,7 +321,7 @@ TEST(SocketServer, CanBeMadeToLeaveAReusablePort) {
 // --- accept
 // -------------------------------------------------------------------------------------------------
 
-TEST_F(SocketServerTest, GivesUpAfterTheTimeOut) {
+TEST_F(SocketServerTest, AcceptRaisesTimeoutAfterItsTimeout) {
   for (const unsigned long long timeout : rowsOf({0ULL, 1ULL, 30ULL, 110ULL})) {
     Socket client;
     const auto start = std::chrono::steady_clock::now();
@@ -338,7 +338,7 @@ TEST_F(SocketServerTest, GivesUpAfterTheTimeOut) {
   EXPECT_TRUE(talks(near, far));
 }
 
-TEST_F(SocketServerTest, TakesAConnectionUnderAnyTimeOut) {
+TEST_F(SocketServerTest, AcceptsAConnectionWithAnyTimeout) {
   const std::optional<unsigned long long> timeouts[] = {
       std::nullopt, 60'000,     1ULL << 31,
       1ULL << 32,   1ULL << 63, std::numeric_limits<unsigned long long>::max()};
@@ -352,12 +352,12 @@ TEST_F(SocketServerTest, TakesAConnectionUnderAnyTimeOut) {
   }
 }
 
-TEST_F(SocketServerTest, LooksWithoutWaiting) {
+TEST_F(SocketServerTest, AcceptWithATimeoutOfZeroDoesNotWait) {
   Socket near;
   dial(near, server.getPort());
   const unsigned long long none = 0;
   Socket far;
-  // The system may queue the connection a moment after the client's end has it.
+  // The connection may be queued slightly later than connect() returns at the client's end.
   while (far.handle() == noHandle) {
     try {
       server.accept(far, &none);
@@ -371,7 +371,7 @@ TEST_F(SocketServerTest, LooksWithoutWaiting) {
               Raises<SocketException>("ERR_SOCKET_TIMEOUT", "localhost", server.getPort()).from(source));
 }
 
-TEST_F(SocketServerTest, GivesTheClientTheConnectionForItsOwn) {
+TEST_F(SocketServerTest, MakesTheClientTheOwnerOfTheConnection) {
   Socket near;
   {
     Socket far;
@@ -391,7 +391,7 @@ TEST_F(SocketServerTest, GivesTheClientTheConnectionForItsOwn) {
   EXPECT_EQ(readsOne(secondNear), 0U) << "the owner's close closes the connection";
 }
 
-TEST_F(SocketServerTest, RecordsNoPeer) {
+TEST_F(SocketServerTest, DoesNotStoreThePeersAddress) {
   Socket near;
   Socket far;
   connectBoth(near, far);
@@ -399,7 +399,7 @@ TEST_F(SocketServerTest, RecordsNoPeer) {
   EXPECT_EQ(far.getPort(), 0U);
 }
 
-TEST_F(SocketServerTest, LeavesTheClientsHostAndPort) {
+TEST_F(SocketServerTest, KeepsTheClientsHostAndPort) {
   unsigned int refused = freePort();
   Socket far;
   EXPECT_THAT(
@@ -412,7 +412,7 @@ TEST_F(SocketServerTest, LeavesTheClientsHostAndPort) {
   EXPECT_TRUE(talks(near, far));
 }
 
-TEST_F(SocketServerTest, OverwritesAHandleThatTheClientHeld) {
+TEST_F(SocketServerTest, OverwritesTheClientsFormerHandle) {
   SocketServer elsewhere;
   listenAnywhere(elsewhere);
   Socket peer;
@@ -449,7 +449,7 @@ TEST_F(SocketServerTest, MakesAViewTheOwnerOfWhatItAccepts) {
   EXPECT_TRUE(talks(firstNear, owner));
 }
 
-TEST_F(SocketServerTest, LeavesAClientAloneThatItGivesNothing) {
+TEST_F(SocketServerTest, DoesNotChangeTheClientIfAcceptFails) {
   Socket near;
   Socket far;
   connectBoth(near, far);
@@ -466,8 +466,8 @@ TEST_F(SocketServerTest, LeavesAClientAloneThatItGivesNothing) {
   EXPECT_TRUE(talks(near, far));
 }
 
-// A handle that does not block would say 10035 here.
-TEST_F(SocketServerTest, HandsOutConnectionsThatBlock) {
+// A read from a non-blocking handle would fail with 10035.
+TEST_F(SocketServerTest, AcceptsBlockingConnections) {
   Socket near;
   Socket far;
   connectBoth(near, far);
@@ -476,7 +476,7 @@ TEST_F(SocketServerTest, HandsOutConnectionsThatBlock) {
               Raises<SocketException>("QN_ERR_SOCKET_TIMEOUT", "", 0).from("kelSocket.cpp"));
 }
 
-TEST_F(SocketServerTest, KeepsAConnectionThatItsClientHasLeft) {
+TEST_F(SocketServerTest, AcceptsAConnectionThatTheClientHasAlreadyClosed) {
   {
     Socket near;
     dial(near, server.getPort());
@@ -489,7 +489,7 @@ TEST_F(SocketServerTest, KeepsAConnectionThatItsClientHasLeft) {
   EXPECT_STREQ(bytes, "last words");
 }
 
-TEST(SocketServer, AcceptsHundredsOfClientsInTheOrderTheyCame) {
+TEST(SocketServer, AcceptsHundredsOfClientsInOrder) {
   constexpr int batches = 4;
   constexpr int batchSize = 100;
   SocketServer server;
@@ -520,7 +520,7 @@ TEST(SocketServer, AcceptsHundredsOfClientsInTheOrderTheyCame) {
 // --- close and destruction
 // ----------------------------------------------------------------------------------
 
-/// That nobody listens on `port`.
+/// Expects that nobody listens on `port`.
 void expectRefused(unsigned int port) {
   Socket client;
   EXPECT_THAT(
@@ -538,7 +538,7 @@ TEST_F(SocketServerTest, StopsListeningWhenClosed) {
   EXPECT_EQ(server.getPort(), 0U);
 }
 
-TEST_F(SocketServerTest, ForgetsConnectionsThatNobodyAcceptedWhenClosed) {
+TEST_F(SocketServerTest, ClosesConnectionsThatWereNotAcceptedWhenClosed) {
   const unsigned int port = server.getPort();
   Socket near;
   dial(near, port);
@@ -550,7 +550,7 @@ TEST_F(SocketServerTest, ForgetsConnectionsThatNobodyAcceptedWhenClosed) {
               Raises<SocketException>("ERR_SOCKET_TIMEOUT", "localhost", port).from(source));
 }
 
-TEST_F(SocketServerTest, LeavesConnectionsAloneWhenClosed) {
+TEST_F(SocketServerTest, KeepsAcceptedConnectionsOpenWhenClosed) {
   Socket near;
   Socket far;
   connectBoth(near, far);
@@ -592,7 +592,7 @@ TEST(SocketServer, StopsListeningWhenDestroyedThroughItsBase) {
 // --- options
 // ------------------------------------------------------------------------------------------------
 
-TEST_F(SocketServerTest, ServesWithOptionsChanged) {
+TEST_F(SocketServerTest, AcceptsConnectionsAfterOptionsAreChanged) {
   server.setReceiveBufferSize(16 * 1024);
   server.setSendBufferSize(16 * 1024);
   server.setReuseAddress(true);

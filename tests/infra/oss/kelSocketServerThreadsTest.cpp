@@ -36,7 +36,7 @@ constexpr const char* loopback = "127.0.0.1";
 constexpr unsigned long long noHandle = ~0ULL;
 constexpr const char* accepted = "accepted";
 
-/// How a call ended: "accepted", or the error as "IDENTIFIER argument argument".
+/// The result of a call: "accepted", or the error as "IDENTIFIER argument argument".
 template <class Call>
 std::string outcomeOf(const Call& call) {
   try {
@@ -49,8 +49,8 @@ std::string outcomeOf(const Call& call) {
   return accepted;
 }
 
-// `close` lets waiters leave before it forgets the port, so the port in their errors is the one that was
-// listened on; an accept that starts later finds none.
+// `close` wakes the waiting threads before it clears the port, so their errors contain the port. An accept
+// that starts later raises its error with port 0.
 std::string closedWhileWaiting(unsigned int port) {
   return "QN_ERR_SOCKET_ERROR 10022 localhost " + std::to_string(port);
 }
@@ -60,8 +60,8 @@ std::string notListening(unsigned int port) {
 
 thread_local bool isWaiter = false;
 
-/// A host's facility that tells how many waits have begun in `Waiter` threads: an accept that got there has
-/// found the server listening and is about to hand its handle to the system.
+/// A trace facility that counts the waits that `Waiter` threads have begun. At that point accept has already
+/// found that the server is listening, and is about to pass the handle to the system.
 class WaitWatch {
  public:
   WaitWatch() {
@@ -89,7 +89,7 @@ class WaitWatch {
   std::uint32_t flags_[trace::componentIndex + 1] = {};
 };
 
-/// One accept in a thread of its own.
+/// Runs one accept in a separate thread.
 class Waiter {
  public:
   explicit Waiter(SocketServer& server, const unsigned long long* timeout = nullptr) {
@@ -106,7 +106,7 @@ class Waiter {
     if (thread_.joinable()) thread_.join();
   }
 
-  /// Returns when the thread is about to call accept.
+  /// Waits until the thread is about to call accept.
   void awaitStart() const { started_.awaitOtherThan(0); }
   const std::string& outcome() {
     if (thread_.joinable()) thread_.join();
@@ -121,8 +121,8 @@ class Waiter {
   std::thread thread_;
 };
 
-/// Lets the threads' steps meet at ever other places. The choices follow from the seed; where the threads
-/// then meet is the scheduler's business.
+/// Delays a thread by a random time, so that the steps of the threads interleave in many ways. The delays
+/// follow from the seed; the interleaving also depends on the scheduler.
 class Jitter {
  public:
   explicit Jitter(unsigned int seed) : random_(seeded(seed)) {}
@@ -154,7 +154,7 @@ std::string receiveFrame(Socket& socket) {
   return {bytes, bytes + length};
 }
 
-/// Ends a connection by a reset, which leaves no lingering port behind, however often it is done.
+/// Ends a connection with a reset, so that it does not stay in TIME_WAIT and use up ports.
 void dropByReset(Socket& near, Socket& far) {
   far.write("xy", 0, 2);
   char one = 0;
@@ -173,7 +173,7 @@ std::string nameOf(const std::optional<unsigned long long>& timeout) {
 // --- one thread waits, another closes
 // -----------------------------------------------------------------------
 
-TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
+TEST(SocketServerThreads, ACloseEndsAWaitOfAnyTimeout) {
   const WaitWatch watch;
   for (const std::optional<unsigned long long>& timeout : rowsOf(longTimeouts)) {
     ROW(nameOf(timeout));
@@ -192,7 +192,7 @@ TEST(SocketServerThreads, ACloseEndsTheWaitHoweverLongItWouldBe) {
   }
 }
 
-TEST(SocketServerThreads, AConnectionEndsTheWaitHoweverLongItWouldBe) {
+TEST(SocketServerThreads, AConnectionEndsAWaitOfAnyTimeout) {
   const WaitWatch watch;
   for (const std::optional<unsigned long long>& timeout : rowsOf(longTimeouts)) {
     ROW(nameOf(timeout));
@@ -208,7 +208,7 @@ TEST(SocketServerThreads, AConnectionEndsTheWaitHoweverLongItWouldBe) {
   }
 }
 
-TEST(SocketServerThreads, ACloseBeforeTheWaitMeansNotListening) {
+TEST(SocketServerThreads, AcceptAfterACloseRaisesNotListening) {
   SocketServer server;
   server.listen(0, 4, false);
   std::thread(reporting([&] { server.close(); })).join();
@@ -216,7 +216,7 @@ TEST(SocketServerThreads, ACloseBeforeTheWaitMeansNotListening) {
   EXPECT_EQ(waiter.outcome(), notListening(0));
 }
 
-TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
+TEST(SocketServerThreads, ACloseThatRacesWithTheStartOfAnAcceptEndsTheAccept) {
   ROW("seed", seed);
   Jitter jitter(seed);
   SocketServer server;
@@ -233,7 +233,7 @@ TEST(SocketServerThreads, ACloseThatMeetsTheStartOfAnAcceptEndsItEitherWay) {
   }
 }
 
-TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
+TEST(SocketServerThreads, SeveralConcurrentClosesActAsOne) {
   const WaitWatch watch;
   SocketServer server;
   for (int round = 0; round < roundsWithThreads(500); ++round) {
@@ -251,8 +251,9 @@ TEST(SocketServerThreads, SeveralClosesAtOnceAreOneClose) {
   }
 }
 
-// What the thread that closed opens next often gets the very descriptor that the waiter watched.
-TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWaiter) {
+// After the close, the next descriptor that the thread opens often gets the number that the waiting thread
+// used.
+TEST(SocketServerThreads, AfterACloseTheServerCanListenAgainWithoutTheFormerWaiter) {
   const WaitWatch watch;
   SocketServer server;
   server.listen(0, 4, true);
@@ -273,12 +274,11 @@ TEST(SocketServerThreads, AfterACloseTheServerListensAgainAtOnceWithoutTheOldWai
   }
 }
 
-// --- while descriptors change hands
+// --- while other threads reuse descriptors
 // -------------------------------------------------------------------------
 
-/// Threads that open and close listening ports and connections whenever they are stirred, each talking to
-/// itself alone, so that a descriptor which is given up means something else at once: often a port at which a
-/// connection waits.
+/// Threads that open and close their own listeners and connections whenever `stir` is called. A descriptor
+/// number that a test releases is therefore reused at once, often for a listener with a waiting connection.
 class Strangers {
  public:
   explicit Strangers(int count) {
@@ -289,7 +289,7 @@ class Strangers {
   Strangers& operator=(const Strangers&) = delete;
   ~Strangers() { stop(); }
 
-  /// Each thread has another conversation, from now on.
+  /// Makes each thread open, use and close another connection.
   void stir() { turn_.increment(); }
 
   void stop() {
@@ -300,7 +300,7 @@ class Strangers {
     }
   }
 
-  /// What went wrong in them; empty when nothing did.
+  /// The failures in these threads as text; empty if there were none.
   std::string trouble() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return trouble_;
@@ -333,7 +333,7 @@ class Strangers {
     ++conversations_;
   }
 
-  // Looks again and again: a connection that somebody else has taken never comes.
+  // Polls, because the connection never arrives if another thread has accepted it by mistake.
   bool acceptUnlessStopped(SocketServer& mine, Socket& far) const {
     const unsigned long long aWhile = 20;
     while (!stopped_) {
@@ -357,7 +357,7 @@ class Strangers {
   std::list<std::thread> threads_;
 };
 
-/// One server, one accept, one client and as many closes as asked for, all at once.
+/// The result of a race between one accept, one client and several closes of one server.
 struct Meeting {
   std::string accepting;
   std::string received;
@@ -391,7 +391,7 @@ Meeting meet(SocketServer& server, const std::string& greeting, Jitter& jitter, 
   return meeting;
 }
 
-/// Meets `rounds` times; what was accepted must be the meeting's own client.
+/// Runs the race `rounds` times. A connection that was accepted must be that of the same round's client.
 void meetOften(int rounds, int closers, Strangers* strangers) {
   ROW("seed", seed);
   Jitter jitter(seed);
@@ -418,11 +418,11 @@ void meetOften(int rounds, int closers, Strangers* strangers) {
   testing::Test::RecordProperty("closed", turnedAway);
 }
 
-TEST(SocketServerThreads, ACloseThatMeetsAConnectionGivesTheOneOrTheOther) {
+TEST(SocketServerThreads, ACloseThatRacesWithAConnectionGivesOneOfTwoResults) {
   meetOften(roundsWithThreads(2000), 1, nullptr);
 }
 
-TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatMeansSomethingElse) {
+TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatWasReused) {
   Strangers strangers(2);
   meetOften(roundsWithThreads(3000), 1, &strangers);
   strangers.stop();
@@ -430,7 +430,7 @@ TEST(SocketServerThreads, NeverAcceptsOnADescriptorThatMeansSomethingElse) {
   EXPECT_GT(strangers.conversations(), 0U);
 }
 
-TEST(SocketServerThreads, ManyClosesCloseNothingOfAnybodyElse) {
+TEST(SocketServerThreads, ConcurrentClosesCloseNoReusedDescriptor) {
   Strangers strangers(2);
   meetOften(roundsWithThreads(1000), 3, &strangers);
   strangers.stop();
@@ -438,8 +438,8 @@ TEST(SocketServerThreads, ManyClosesCloseNothingOfAnybodyElse) {
   EXPECT_GT(strangers.conversations(), 0U);
 }
 
-// The same without a client, from waits that have surely begun.
-TEST(SocketServerThreads, LeavesAWaitBeforeItsDescriptorMeansSomethingElse) {
+// The same without a client; the close starts only after the wait has begun.
+TEST(SocketServerThreads, EndsAWaitBeforeItsDescriptorCanBeReused) {
   ROW("seed", seed);
   Jitter jitter(seed);
   const WaitWatch watch;

@@ -30,7 +30,8 @@ using Calls = std::vector<std::string>;
 constexpr std::uint32_t entryAndExit = 0x20000;
 const unsigned long long none = 0;
 
-// What the library's other classes report inside the server's functions, with entries and exits traced.
+// The calls that other classes of the library trace inside the server's functions, if entries and exits are
+// enabled.
 const Calls socketBuilt = {"traceEntry 626", "traceExit 626 0", "traceExit 614 0"};
 const Calls socketDestroyed = {"traceExit 615 0"};
 const Calls socketClosed = {"traceEntry 617", "traceExit 617 0"};
@@ -49,7 +50,7 @@ Calls left(const std::string& function) {
   return {"traceExit " + function + " 0"};
 }
 
-/// The calls without those of `MessageList`, by which every error shows how its messages are built.
+/// The calls without those of `MessageList`, which appear whenever an error builds its messages.
 Calls ofTheNetworkingClasses(const Calls& calls) {
   Calls kept;
   for (const std::string& call : calls) {
@@ -72,7 +73,7 @@ class SocketServerTrace : public testing::Test {
   Socket far;
 };
 
-TEST_F(SocketServerTrace, ShowsConstructionAndDestructionByTheirExitsAlone) {
+TEST_F(SocketServerTrace, ShowsOnlyTheExitsOfConstructionAndDestruction) {
   TraceRecorder trace(entryAndExit);
   {
     const SocketServer local;
@@ -109,7 +110,7 @@ TEST_F(SocketServerTrace, ShowsTheSocketsThatAcceptWaitsWith) {
                                   socketDestroyed, left("60E")}));
 }
 
-// select drops what is not ready, accept puts a fresh copy in its place and then gives up.
+// select erases sockets that are not ready; accept then inserts a new copy and raises the timeout.
 TEST_F(SocketServerTrace, ShowsNoExitOfAnAcceptThatTimesOut) {
   listen();
   TraceRecorder trace(entryAndExit);
@@ -161,7 +162,7 @@ TEST_F(SocketServerTrace, ShowsTheOptionOperations) {
   }
 }
 
-TEST_F(SocketServerTrace, ShowsTheEntryAndNoExitOfWhatRaises) {
+TEST_F(SocketServerTrace, ShowsAnEntryAndNoExitOfACallThatRaises) {
   const std::uint32_t port = 0;
   const auto mapped = [](const char* function) {
     return joined({entered(function), entered("627"), left("627")});
@@ -231,7 +232,7 @@ const FlagRow flagRows[] = {
     {0xFFFFFFFF, {"diagDispatchEntry", "traceEntry"}, {"diagDispatchExit", "traceExit", "traceFlightRecord"}},
 };
 
-/// The hooks of one function, written out: exits carry what the hook gets beside the probe.
+/// Renders the hooks of one function. For exits, the hook's further arguments are included.
 Calls rendered(const Calls& hooks, const std::string& function) {
   Calls calls;
   for (const std::string& hook : hooks) {
@@ -244,7 +245,7 @@ Calls rendered(const Calls& hooks, const std::string& function) {
   return calls;
 }
 
-TEST_F(SocketServerTrace, CallsTheHooksThatTheFlagsNameInTheirOrder) {
+TEST_F(SocketServerTrace, CallsTheEnabledHooksInOrder) {
   listenWithConnection();
   for (const FlagRow& row : rowsOf(flagRows)) {
     ROW("flags", row.flags);
@@ -266,7 +267,7 @@ TEST_F(SocketServerTrace, CallsTheHooksThatTheFlagsNameInTheirOrder) {
   }
 }
 
-TEST_F(SocketServerTrace, SeesAtItsExitWhatAHookMadeOfTheFlags) {
+TEST_F(SocketServerTrace, UsesFlagsAtItsExitThatAHookHasChanged) {
   listen();
   {
     TraceRecorder trace(0x40000);

@@ -27,7 +27,8 @@ constexpr const char* source = "kelSocket.cpp";
 
 using Calls = std::vector<std::string>;
 
-/// Names of the hooks' calls: "read" is an entry and an exit, "read(" the entry alone, "read)" the exit.
+/// Short names for trace calls: "read" is an entry and an exit, "read(" only the entry, "read)" only the
+/// exit.
 struct Probe {
   const char* name;
   const char* number;
@@ -50,7 +51,7 @@ std::string numberOf(const std::string& name) {
   throw std::logic_error("no such probe: " + name);
 }
 
-/// The calls that a text such as "connect( convertToBytes select connect)" stands for.
+/// Expands a text such as "connect( convertToBytes select connect)" to the trace calls.
 Calls script(const std::string& text) {
   Calls calls;
   for (std::size_t start = 0; start < text.size();) {
@@ -67,7 +68,7 @@ Calls script(const std::string& text) {
   return calls;
 }
 
-/// Building a message and its list reports calls of their own, which are not looked at here.
+/// The calls without those that building a message and its list cause.
 Calls withoutMessages(const Calls& all) {
   Calls own;
   for (const std::string& call : all) {
@@ -77,18 +78,18 @@ Calls withoutMessages(const Calls& all) {
   return own;
 }
 
-// What building and dropping a view reports.
+// The trace calls of constructing and destroying a view.
 const std::string made = "startWinsock Socket)";
 const std::string dropped = "~Socket)";
 
-TEST(SocketTraceScript, StandsForCalls) {
+TEST(SocketTraceScript, ExpandsToCalls) {
   EXPECT_THAT(script("read"), testing::ElementsAre("traceEntry 61A", "traceExit 61A 0"));
   EXPECT_THAT(script("close( ~Socket)"), testing::ElementsAre("traceEntry 617", "traceExit 615 0"));
   EXPECT_THAT(withoutMessages({"traceEntry 635", "traceExit 636 0", "traceEntry 63E", "traceExit 63F 0"}),
               testing::ElementsAre("traceEntry 635", "traceExit 63F 0"));
 }
 
-TEST(SocketTrace, OfALife) {
+TEST(SocketTrace, OfConstructionAndDestruction) {
   TraceRecorder trace(entryAndExit);
   {
     const Socket socket;
@@ -120,8 +121,8 @@ TEST(SocketTrace, OfAConnect) {
   TraceRecorder trace(entryAndExit);
   socket.connect(peer.host(), peer.port(), Socket::NullAddrInfoExternal, nullptr);
   trace.setFlags(0);
-  // Three views wait: one a list and the one that both were copied from; the one that stood in the error list
-  // is dropped by the wait.
+  // connect constructs three views: one in each list, and one that both were copied from. select erases the
+  // view in the error list.
   EXPECT_THAT(
       trace.take(),
       ElementsAreArray(script("connect( convertToBytes setNonBlocking " + made + " " + made + " " + made +
@@ -236,7 +237,7 @@ TEST(SocketTrace, OfAConnectThroughARecord) {
               ElementsAreArray(first));
 }
 
-TEST(SocketTrace, OfGuardsThatMakeACallDoNothingIsEmpty) {
+TEST(SocketTrace, OfACallThatDoesNothingIsEmpty) {
   Connection connection;
   Socket unconnected;
   Socket view(connection.socket);
@@ -257,7 +258,7 @@ TEST(SocketTrace, OfGuardsThatMakeACallDoNothingIsEmpty) {
   }
 }
 
-TEST(SocketTrace, OfOperationsWithoutAHandleShowsTheEntryAlone) {
+TEST(SocketTrace, OfOperationsWithoutAHandleShowsOnlyTheEntry) {
   const Operation rows[] = {
       {"readOnce", [](Connection& c) { c.socket.readOnce(buffer, 0, 1); }, "readOnce("},
       {"read", [](Connection& c) { c.socket.read(buffer, 0, 0); }, "read("},
@@ -280,7 +281,7 @@ TEST(SocketTrace, OfOperationsWithoutAHandleShowsTheEntryAlone) {
   }
 }
 
-TEST(SocketTrace, OfAFailedSystemCallShowsTheMappingAndNoExit) {
+TEST(SocketTrace, OfAFailedSystemCallShowsTheErrorMappingAndNoExit) {
   const Operation rows[] = {
       {"readOnce", [](Connection& c) { c.socket.readOnce(buffer, 0, 1); }, "readOnce( socketError"},
       {"read", [](Connection& c) { c.socket.read(buffer, 0, 1); }, "read( socketError"},
@@ -299,7 +300,7 @@ TEST(SocketTrace, OfAFailedSystemCallShowsTheMappingAndNoExit) {
   };
   for (const Operation& row : rowsOf(rows)) {
     Connection connection;
-    closeBehindItsBack(connection.handle());
+    closeDirectly(connection.handle());
     const int code = std::string(row.name) == "a bad range" ? 10014 : 10038;
     TraceRecorder trace(entryAndExit);
     EXPECT_THAT([&] { row.run(connection); },
@@ -310,7 +311,7 @@ TEST(SocketTrace, OfAFailedSystemCallShowsTheMappingAndNoExit) {
   }
 }
 
-TEST(SocketTrace, OfAFailedSelectShowsTheMappingAndNoExit) {
+TEST(SocketTrace, OfAFailedSelectShowsTheErrorMappingAndNoExit) {
   std::list<Socket> read = {Socket()};
   std::list<Socket> none;
   TraceRecorder trace(entryAndExit);
@@ -330,7 +331,7 @@ TEST(SocketTrace, OfADrainShowsEachChunk) {
   EXPECT_THAT(withoutMessages(trace.take()), ElementsAreArray(script("readMessage( read read read read")));
 }
 
-TEST(SocketTrace, OfAFrameThatNeverBeginsShowsNoExit) {
+TEST(SocketTrace, OfAReadMessageAtTheEndOfTheStreamShowsNoExit) {
   Connection connection;
   connection.peer.closes();
   TraceRecorder trace(entryAndExit);
@@ -341,7 +342,7 @@ TEST(SocketTrace, OfAFrameThatNeverBeginsShowsNoExit) {
   EXPECT_THAT(withoutMessages(trace.take()), ElementsAreArray(script("readMessage( read")));
 }
 
-TEST(SocketTrace, OfAConnectOnAConnectedSocketShowsTheEntryAlone) {
+TEST(SocketTrace, OfAConnectOnAConnectedSocketShowsOnlyTheEntry) {
   Connection connection;
   TraceRecorder trace(entryAndExit);
   EXPECT_THAT(
@@ -351,7 +352,7 @@ TEST(SocketTrace, OfAConnectOnAConnectedSocketShowsTheEntryAlone) {
   EXPECT_THAT(withoutMessages(trace.take()), ElementsAreArray(script("connect(")));
 }
 
-TEST(SocketTrace, OfAnUnknownNameEndsAfterTheResolving) {
+TEST(SocketTrace, OfAnUnknownNameEndsAfterResolving) {
   Socket socket;
   TraceRecorder trace(entryAndExit);
   EXPECT_THAT([&] { socket.connect("bad name", 1, Socket::NullAddrInfoExternal, nullptr); },
@@ -361,7 +362,7 @@ TEST(SocketTrace, OfAnUnknownNameEndsAfterTheResolving) {
   EXPECT_THAT(withoutMessages(trace.take()), ElementsAreArray(script("connect( convertToBytes")));
 }
 
-TEST(SocketTrace, OfARefusedConnectEndsInTheMapping) {
+TEST(SocketTrace, OfARefusedConnectEndsWithTheErrorMapping) {
   const ClosedPort closed;
   Socket socket;
   TraceRecorder trace(entryAndExit);
@@ -378,7 +379,7 @@ TEST(SocketTrace, OfARefusedConnectEndsInTheMapping) {
   EXPECT_EQ(std::count(calls.begin(), calls.end(), "traceExit 616 0"), 0);
 }
 
-TEST(SocketTrace, OfAddressesThatFailAtOnceEndsInTheNoDelayStep) {
+TEST(SocketTrace, OfAddressesThatFailAtOnceEndsWithSetNoDelay) {
   Socket socket;
   TraceRecorder trace(entryAndExit);
   EXPECT_THAT([&] { socket.connect("255.255.255.255", 9, Socket::NullAddrInfoExternal, nullptr); },

@@ -86,8 +86,8 @@ TEST(StringTokenizer, SplitsAtRunsOfDelimiters) {
       {"blank at the end", u"a b ", nullptr, {u"a", u"b"}},
       {"CR LF, both delimiters", u"x\r\ny", nullptr, {u"x", u"y"}},
       {"CR LF at the start", u"\r\nx", nullptr, {u"", u"x"}},
-      {"CR LF, LF delimits alone", u"x\r\ny", "\n", {u"x\r", u"y"}},
-      {"CR LF, CR delimits alone", u"x\r\ny", "\r", {u"x", u"\ny"}},
+      {"CR LF, only LF is a delimiter", u"x\r\ny", "\n", {u"x\r", u"y"}},
+      {"CR LF, only CR is a delimiter", u"x\r\ny", "\r", {u"x", u"\ny"}},
       {"the four defaults", u"a b\rc\nd\te\vf", nullptr, {u"a", u"b", u"c", u"d", u"e\vf"}},
       {"empty means the defaults", u"a b\rc\nd\te\vf", "", {u"a", u"b", u"c", u"d", u"e\vf"}},
       {"a delimiter given twice", u"a,b", ",,", {u"a", u"b"}},
@@ -147,7 +147,7 @@ TEST(StringTokenizer, SplitsEveryShortTextAsTheModelDoes) {
   }
 }
 
-TEST(StringTokenizer, TellsTheHalvesOfASupplementaryCharacterApart) {
+TEST(StringTokenizer, DistinguishesTheSurrogatesOfASupplementaryCharacter) {
   // U+1F600 is D83D DE00, U+1F601 is D83D DE01, U+1F300 is D83C DF00.
   StringTokenizer tokenizer(
       "a\xF0\x9F\x98\x81"
@@ -176,7 +176,7 @@ TEST(StringTokenizer, KeepsItsOwnCopyOfAnAliasedText) {
   EXPECT_EQ(allTokens(tokenizer), (Texts{u"first", u"second"}));
 }
 
-TEST(StringTokenizer, TakesABogusTextAsEmpty) {
+TEST(StringTokenizer, TreatsABogusTextAsEmpty) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   StringTokenizer tokenizer(bogus, ",");
@@ -184,9 +184,9 @@ TEST(StringTokenizer, TakesABogusTextAsEmpty) {
   EXPECT_FALSE(tokenizer.getNextTokenString().isBogus());
 }
 
-// --- bytes; NOLINTBEGIN(modernize-raw-string-literal): bytes of a code page, backslashes by chance
+// --- bytes; NOLINTBEGIN(modernize-raw-string-literal): bytes of a code page, some of which are backslashes
 
-TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
+TEST(StringTokenizer, ReadsAndReturnsBytesInItsCodePage) {
   struct Row {
     const char* why;
     const char* text;
@@ -221,13 +221,13 @@ TEST(StringTokenizer, TakesAndGivesBytesInItsCodePage) {
   }
 }
 
-TEST(StringTokenizer, SplitsNowhereWhereTheDelimitersAreAByteOrderMarkAlone) {
+TEST(StringTokenizer, DoesNotSplitIfTheDelimitersAreOnlyAByteOrderMark) {
   StringTokenizer tokenizer("\x4E\x2D\x65\x87", "UTF-16", "\xFE\xFF");
   EXPECT_EQ(tokenizer.countTokens(), 1);
   EXPECT_EQ(tokenizer.getNextTokenString(), icu::UnicodeString(u"\u4E2D\u6587"));
 }
 
-/// What ICU makes of a text in a code page.
+/// A text in a code page, converted by ICU.
 std::string inCodePage(const icu::UnicodeString& given, const char* codePage) {
   std::string bytes(2000, '\0');
   const auto room = static_cast<std::uint32_t>(bytes.size());
@@ -235,8 +235,9 @@ std::string inCodePage(const icu::UnicodeString& given, const char* codePage) {
   return bytes;
 }
 
-// Some have other bytes for ASCII's characters, or for a few of them; some write them differently behind others.
-TEST(StringTokenizer, GivesEveryTokenAsICUWritesIt) {
+// Some of these code pages have other bytes for some or all ASCII characters. In some, the bytes depend on
+// the preceding characters.
+TEST(StringTokenizer, ReturnsTokensInTheSameBytesAsIcu) {
   icu::UnicodeString text;
   for (char16_t unit = 1; unit < 128; ++unit) {
     if (std::u16string_view(u" \r\n\t").find(unit) != std::u16string_view::npos) continue;
@@ -256,7 +257,7 @@ TEST(StringTokenizer, GivesEveryTokenAsICUWritesIt) {
   }
 }
 
-TEST(StringTokenizer, GivesBytesOfUnicodeInTheDefaultCodePage) {
+TEST(StringTokenizer, ReturnsBytesOfUnicodeInTheDefaultCodePage) {
   const icu::UnicodeString word(u"stra\u00DFe");
   std::string expected(100, '\0');
   expected.resize(static_cast<std::size_t>(word.extract(0, word.length(), expected.data(), 100U, nullptr)));
@@ -264,8 +265,8 @@ TEST(StringTokenizer, GivesBytesOfUnicodeInTheDefaultCodePage) {
   EXPECT_EQ(tokenizer.getNextToken(), expected);
 }
 
-/// A name of the length given whose last bytes say that line feed (byte 0x25) and next line (0x15) trade
-/// places. ICU skips options that it does not know, so the filling changes nothing.
+/// A code page name of the given length. Its last bytes are an option that swaps line feed (byte 0x25) and
+/// next line (0x15). The bytes before are options that ICU does not know and ignores.
 std::string swappingName(std::size_t length) {
   const std::string last = ",swaplfnl";
   std::string name = "ibm-1047_P100-1995,";
@@ -273,9 +274,9 @@ std::string swappingName(std::size_t length) {
   return name + last;
 }
 
-// Byte 0x15 is read as a line feed. It is written as 0x15 as long as the kept name ends as the given one
-// does.
-TEST(StringTokenizer, WritesWithTheFirst64BytesOfTheCodePageName) {
+// Byte 0x15 is read as a line feed. It is written as 0x15 only if the stored name still contains the option
+// at its end.
+TEST(StringTokenizer, UsesOnlyTheFirst64BytesOfTheCodePageNameForWriting) {
   struct Row {
     std::size_t length;
     const char* written;
@@ -292,7 +293,7 @@ TEST(StringTokenizer, WritesWithTheFirst64BytesOfTheCodePageName) {
 
 // NOLINTEND(modernize-raw-string-literal)
 
-TEST(StringTokenizer, GivesLongTokens) {
+TEST(StringTokenizer, ReturnsLongTokens) {
   const std::string longToken(20'000, 'x');
   StringTokenizer tokenizer((longToken + " b " + longToken).c_str(), "UTF-8", nullptr);
   EXPECT_EQ(tokenizer.getNextToken(), longToken);
@@ -300,7 +301,7 @@ TEST(StringTokenizer, GivesLongTokens) {
   EXPECT_EQ(tokenizer.getNextTokenString().length(), 20'000);
 }
 
-TEST(StringTokenizer, GivesALongTokenThatBeginsWithANulAsAnEmptyOne) {
+TEST(StringTokenizer, ReturnsALongTokenThatStartsWithANulAsEmpty) {
   icu::UnicodeString text(5000, u'x', 5000);
   text.setCharAt(0, u'\0').append(u",next");
   StringTokenizer tokens(text, ",");
@@ -308,7 +309,7 @@ TEST(StringTokenizer, GivesALongTokenThatBeginsWithANulAsAnEmptyOne) {
   EXPECT_STREQ(tokens.getNextToken(), "next");
 }
 
-TEST(StringTokenizer, LeavesNothingOfATokenBehindTheNext) {
+TEST(StringTokenizer, KeepsNoBytesOfAFormerTokenAfterAShorterOne) {
   StringTokenizer tokenizer("abcdefghij k", "UTF-8", nullptr);
   tokenizer.getNextToken();
   const char* const token = tokenizer.getNextToken();
@@ -317,7 +318,7 @@ TEST(StringTokenizer, LeavesNothingOfATokenBehindTheNext) {
 
 // --- the cursor
 
-TEST(StringTokenizer, SharesOneCursorAmongItsForms) {
+TEST(StringTokenizer, UsesOneCursorForBytesAndUnicode) {
   StringTokenizer tokenizer(u"a,b,c,d", ",");
   EXPECT_EQ(tokenizer.getNextTokenString(), u"a");
   EXPECT_STREQ(tokenizer.getNextToken(), "b");
@@ -328,7 +329,7 @@ TEST(StringTokenizer, SharesOneCursorAmongItsForms) {
   EXPECT_STREQ(tokenizer.getNextToken(), "b");
 }
 
-TEST(StringTokenizer, GivesEmptyTextsAtTheEndAndStartsAgain) {
+TEST(StringTokenizer, ReturnsEmptyTextsAtTheEndAndCanRestart) {
   StringTokenizer tokenizer(u"a,b", ",");
   tokenizer.getNextToken();
   tokenizer.getNextToken();
@@ -342,7 +343,7 @@ TEST(StringTokenizer, GivesEmptyTextsAtTheEndAndStartsAgain) {
   EXPECT_TRUE(tokenizer.hasMoreTokens());
 }
 
-TEST(StringTokenizer, OfNoTokensGivesEmptyTexts) {
+TEST(StringTokenizer, WithoutTokensReturnsEmptyTexts) {
   StringTokenizer tokenizer(u"", ",");
   EXPECT_STREQ(tokenizer.getFirstToken(), "");
   EXPECT_STREQ(tokenizer.getNextToken(), "");
@@ -351,13 +352,14 @@ TEST(StringTokenizer, OfNoTokensGivesEmptyTexts) {
   EXPECT_FALSE(tokenizer.hasMoreTokens());
 }
 
-TEST(StringTokenizer, OfOneTokenHasNoMoreAfterTheFirst) {
+TEST(StringTokenizer, WithOneTokenHasNoMoreAfterTheFirst) {
   StringTokenizer tokenizer(u"a", ",");
   EXPECT_STREQ(tokenizer.getFirstToken(), "a");
   EXPECT_FALSE(tokenizer.hasMoreTokens());
 }
 
-// "\xFE\xFF" starts a text of UTF-16 that holds no byte 0 in these letters.
+// "\xFE\xFF" is the byte order mark of UTF-16BE. The letters are chosen so that the text contains no zero
+// byte.
 TEST(StringTokenizer, KeepsItsCursorWhenAConversionFails) {
   const char* const text = "\xFE\xFF\x4E\x2D\x20\x10\x65\x87\x20\x10\x5B\x57";
   StringTokenizer tokenizer(text, "UTF-16", "\xFE\xFF\x20\x10");
@@ -374,15 +376,15 @@ TEST(StringTokenizer, KeepsItsCursorWhenAConversionFails) {
   EXPECT_TRUE(tokenizer.hasMoreTokens());
 }
 
-TEST(StringTokenizer, RaisesNothingAtTheEndOfARefusedCodePage) {
+TEST(StringTokenizer, RaisesNothingAtTheEndWithAnUnknownCodePage) {
   StringTokenizer tokenizer("\xFE\xFF\x4E\x2D", "UTF-16", "\xFE\xFF\x20\x10");
   EXPECT_EQ(tokenizer.getNextTokenString(), u"\u4E2D");
   EXPECT_STREQ(tokenizer.getNextToken(), "");
 }
 
-// --- random walks, against the model
+// --- random operations, compared with the model
 
-/// The seed is the test's parameter, so the run of one seed is repeated by its name.
+/// The parameter is the seed. To repeat a failure, run the test of that seed by its name.
 class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
  protected:
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
@@ -395,7 +397,7 @@ class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
     return text;
   }
 
-  /// Any steps in any order, against tokens and a cursor of the test's own.
+  /// Calls random operations and compares the results with `tokens` and a cursor into them.
   void walk(StringTokenizer& tokenizer, const std::vector<std::u16string>& tokens) {
     ASSERT_EQ(tokenizer.countTokens(), static_cast<int>(tokens.size()));
     std::size_t cursor = 0;
@@ -418,7 +420,7 @@ class StringTokenizerWalks : public ::testing::TestWithParam<unsigned> {
   std::mt19937 random_{seeded(GetParam())};
 };
 
-TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {
+TEST_P(StringTokenizerWalks, OverBytesAgreeWithTheModel) {
   ROW("seed", GetParam());
   const std::u16string alphabet = u"ab,; \r\n\t\u00E9\u4E2D\uFFFD";
   for (int i = 0; i < 200; ++i) {
@@ -431,7 +433,7 @@ TEST_P(StringTokenizerWalks, OverBytesAreTheModels) {
   }
 }
 
-TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
+TEST_P(StringTokenizerWalks, OverUnicodeAgreeWithTheModel) {
   ROW("seed", GetParam());
   for (int i = 0; i < 200; ++i) {
     ROW("text", i);
@@ -446,8 +448,8 @@ TEST_P(StringTokenizerWalks, OverUnicodeAreTheModels) {
   }
 }
 
-// One delimiter to eight, of any kind, in texts of every length up to some blocks of units.
-TEST_P(StringTokenizerWalks, OverTextsOfAnyLengthAreTheModels) {
+// One to eight delimiters of any kind, in texts of every length up to several blocks of code units.
+TEST_P(StringTokenizerWalks, OverTextsOfAnyLengthAgreeWithTheModel) {
   ROW("seed", GetParam());
   const std::u16string alphabet = u"ab,;:.! \u00E9\u4E2D";
   for (std::size_t length = 1; length <= 200; ++length) {
@@ -466,7 +468,7 @@ INSTANTIATE_TEST_SUITE_P(Seed, StringTokenizerWalks, ::testing::Range(1U, 17U));
 
 // --- trace hooks
 
-/// The hooks of the tokenizer alone; those of its buffer stand between them.
+/// The trace calls of the tokenizer without those of its buffer.
 std::vector<std::string> tokenizerCalls(TraceRecorder& trace) {
   std::vector<std::string> calls = trace.take();
   calls.erase(std::remove_if(calls.begin(), calls.end(),
@@ -475,7 +477,7 @@ std::vector<std::string> tokenizerCalls(TraceRecorder& trace) {
   return calls;
 }
 
-TEST(StringTokenizer, ReportsTheExitOfWhatBuildsAndMovesTheCursor) {
+TEST(StringTokenizer, TracesTheExitsOfConstructorsAndCursorCalls) {
   TraceRecorder trace(0x20000);
   {
     StringTokenizer tokenizer(u"a", ",");
@@ -499,7 +501,7 @@ TEST(StringTokenizer, ReportsTheExitOfWhatBuildsAndMovesTheCursor) {
   EXPECT_THAT(tokenizerCalls(trace), ElementsAre("traceExit 605 0", "traceExit 605 0"));
 }
 
-TEST(StringTokenizer, ClosesEveryHookOfItsBuffer) {
+TEST(StringTokenizer, TracesAnExitForEveryEntryOfItsBuffer) {
   StringTokenizer tokenizer("a b", "UTF-8", nullptr);
   TraceRecorder trace(0x20000);
   tokenizer.getNextToken();
@@ -507,7 +509,7 @@ TEST(StringTokenizer, ClosesEveryHookOfItsBuffer) {
                                          "traceExit 5F3 0", "traceExit 608 0"));
 }
 
-TEST(StringTokenizer, ThatRaisesReportsNoExit) {
+TEST(StringTokenizer, TracesNoExitIfItRaises) {
   StringTokenizer tokenizer("\xFE\xFF\x4E\x2D", "UTF-16", "\xFE\xFF\x20\x10");
   ASSERT_EQ(tokenizer.countTokens(), 1);
   TraceRecorder trace(0x20000);

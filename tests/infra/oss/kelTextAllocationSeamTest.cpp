@@ -22,16 +22,16 @@ using oss::StringTokenizer;
 using oss::UTF8Iterator;
 using oss::UTF8String;
 
-TEST(AllocationCount, SeesEveryAllocation) {
+TEST(AllocationCount, CountsEveryAllocation) {
   const AllocationCount count;
   const std::string text(1000, 'x');
   EXPECT_EQ(count.made(), 1U);
   EXPECT_GE(count.bytes(), 1000U);
 }
 
-TEST(DataBufferAllocation, NeedsNoHeapUpTo4096Bytes) {
+TEST(DataBufferAllocation, DoesNotHappenUpTo4096Bytes) {
   const icu::UnicodeString word(u"stra\u00DFe");
-  DataBuffer(word, "UTF-8").clear(false);  // the code page is known from here on
+  DataBuffer(word, "UTF-8").clear(false);  // opens the code page's converter
   const AllocationCount count;
   DataBuffer buffer("text");
   for (int i = 0; i < 50; ++i) {
@@ -48,7 +48,7 @@ TEST(DataBufferAllocation, NeedsNoHeapUpTo4096Bytes) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-/// Bytes that a buffer asks for while it grows by ten bytes at a time.
+/// The number of bytes that a buffer allocates while it grows by ten bytes at a time.
 std::size_t bytesAllocated(int length) {
   const AllocationCount count;
   DataBuffer buffer(0);
@@ -56,7 +56,7 @@ std::size_t bytesAllocated(int length) {
   return count.bytes();
 }
 
-TEST(DataBufferAllocation, IsLinearInTheTextThatGrows) {
+TEST(DataBufferAllocation, IsLinearInTheLengthOfAGrowingText) {
   const std::size_t one = bytesAllocated(1 << 20);
   const std::size_t sixteen = bytesAllocated(1 << 24);
   EXPECT_GT(one, std::size_t{1} << 20);
@@ -64,7 +64,7 @@ TEST(DataBufferAllocation, IsLinearInTheTextThatGrows) {
   EXPECT_LE(sixteen, 4U * (std::size_t{1} << 24));
 }
 
-TEST(ConversionAllocation, OpensACodePageOnce) {
+TEST(ConversionAllocation, HappensOnceForEachCodePage) {
   const icu::UnicodeString word(u"caf\u00E9");
   for (const char* const page : rowsOf({"ISO-8859-1", "windows-1252", "Shift_JIS", "GB18030"})) {
     DataBuffer buffer(word, page);
@@ -91,7 +91,7 @@ TEST(StringTokenizerAllocation, DoesNotDependOnTheNumberOfTokens) {
   }
 }
 
-TEST(StringTokenizerAllocation, OfUnicodeIsAtMostThree) {
+TEST(StringTokenizerAllocation, HappensAtMostThreeTimesForUnicode) {
   for (const int number : rowsOf({1, 100, 100'000})) {
     const icu::UnicodeString text = icu::UnicodeString::fromUTF8(words(number));
     const AllocationCount count;
@@ -100,7 +100,7 @@ TEST(StringTokenizerAllocation, OfUnicodeIsAtMostThree) {
   }
 }
 
-TEST(StringTokenizerAllocation, IsNotNeededToFetchWords) {
+TEST(StringTokenizerAllocation, DoesNotHappenWhenTokensAreFetched) {
   const std::string bytes = words(10'000);
   StringTokenizer tokenizer(bytes.c_str(), "ISO-8859-1", nullptr);
   tokenizer.getFirstToken();
@@ -114,7 +114,7 @@ TEST(StringTokenizerAllocation, IsNotNeededToFetchWords) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-/// Calls of the allocator while a text of that many bytes is taken and walked.
+/// The number of allocations while an iterator takes a text of `size` bytes and visits its characters.
 std::size_t allocationsToWalk(std::size_t size) {
   const std::string text(size, 'x');
   const AllocationCount count;
@@ -125,23 +125,23 @@ std::size_t allocationsToWalk(std::size_t size) {
   return count.made();
 }
 
-TEST(UTF8IteratorAllocation, IsNoneUpTo4096BytesAndOneAbove) {
+TEST(UTF8IteratorAllocation, DoesNotHappenUpTo4096BytesAndOnceAbove) {
   EXPECT_EQ(allocationsToWalk(0), 0U);
   EXPECT_EQ(allocationsToWalk(4096), 0U);
   EXPECT_EQ(allocationsToWalk(4097), 1U);
   EXPECT_EQ(allocationsToWalk(1'000'000), 1U);
 }
 
-TEST(UTF8IteratorAllocation, IsNoneForUnicodeUpTo4096Bytes) {
+TEST(UTF8IteratorAllocation, DoesNotHappenForUnicodeUpTo4096Bytes) {
   const icu::UnicodeString text(4096, u'x', 4096);
-  static_cast<void>(UTF8Iterator(text));  // the code page is known from here on
+  static_cast<void>(UTF8Iterator(text));  // opens the code page's converter
   const AllocationCount count;
   const UTF8Iterator iterator(text);
   EXPECT_EQ(iterator.length(), 4096);
   EXPECT_EQ(count.made(), 0U);
 }
 
-TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
+TEST(UTF8StringAllocation, DoesNotHappenUpTo4096Bytes) {
   const icu::UnicodeString text(4000, u'x', 4000);
   static_cast<void>(UTF8String(text));
   const AllocationCount count;
@@ -156,7 +156,7 @@ TEST(UTF8StringAllocation, IsNoneUpTo4096Bytes) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-TEST(ConverterAllocation, IsNoneUpTo1024BytesOnceThePagesAreKnown) {
+TEST(ConverterAllocation, DoesNotHappenUpTo1024BytesOnceTheCodePagesAreOpen) {
   const std::string bytes(1024, '\xE4');
   const icu::UnicodeString text(512, u'\u00E4', 512);
   std::array<char, 8192> room;

@@ -24,7 +24,7 @@ using oss::NLSException;
 using oss::StringTokenizer;
 using oss::UTF8Iterator;
 
-TEST(DataBufferWithoutMemory, StaysAsItIs) {
+TEST(DataBufferWithoutMemory, IsUnchangedIfItCannotGrow) {
   const std::string longText(5000, 'x');
   const icu::UnicodeString longUnicode = icu::UnicodeString::fromUTF8(longText);
   const DataBuffer longBuffer(longText.c_str());
@@ -36,7 +36,7 @@ TEST(DataBufferWithoutMemory, StaysAsItIs) {
       {"append a literal", [&](DataBuffer& b) { b.appendBinary(longText.data(), 5000, false); }},
       {"append what fits on the stack, but not in the buffer",
        [&](DataBuffer& b) { b.appendBinary(longText.data(), 2046, false); }},
-      {"append with a count far behind the text's end",
+      {"append with a count far after the text's end",
        [&](DataBuffer& b) { b.appendString(longText.c_str(), 200'000); }},
   });
   for (const auto& [what, change] : rowsOf(rows)) {
@@ -54,7 +54,7 @@ TEST(DataBufferWithoutMemory, StaysAsItIs) {
   }
 }
 
-TEST(DataBufferWithoutMemory, StaysAsItIsWhenItsOwnPieceCannotBeCopied) {
+TEST(DataBufferWithoutMemory, IsUnchangedIfAPieceOfItselfCannotBeCopied) {
   DataBuffer buffer(std::string(5000, 'x').c_str());
   const int capacity = buffer.capacity();
   {
@@ -68,8 +68,9 @@ TEST(DataBufferWithoutMemory, StaysAsItIsWhenItsOwnPieceCannotBeCopied) {
   EXPECT_EQ(buffer.capacity(), capacity);
 }
 
-// Memory taken ahead is a convenience: where there is none, what is needed is enough.
-TEST(DataBufferWithoutMemory, DoesWithWhatItNeeds) {
+// The buffer first requests more memory than needed, for later growth. If that fails, it requests the
+// required size.
+TEST(DataBufferWithoutMemory, SucceedsWhenOnlyTheRequiredSizeCanBeAllocated) {
   std::string text(100'000, 'a');
   text.reserve(140'000);
   DataBuffer buffer(text.c_str());
@@ -84,7 +85,7 @@ TEST(DataBufferWithoutMemory, DoesWithWhatItNeeds) {
   }
 }
 
-TEST(DataBufferWithoutMemory, IsNotMade) {
+TEST(DataBufferWithoutMemory, ThrowsInItsConstructor) {
   const DataBuffer large(100'000);
   const AllocationLimit limit(5000);
   EXPECT_THROW(DataBuffer(5000), std::bad_alloc);
@@ -92,13 +93,13 @@ TEST(DataBufferWithoutMemory, IsNotMade) {
   EXPECT_NO_THROW(DataBuffer(4096));
 }
 
-TEST(StringTokenizerWithoutMemory, IsNotMade) {
+TEST(StringTokenizerWithoutMemory, ThrowsInItsConstructor) {
   const icu::UnicodeString text(1000, u'x', 1000);
   const AllocationLimit limit(1000);
   EXPECT_THROW(StringTokenizer(text, ","), std::bad_alloc);
 }
 
-/// Holds no text, which is not the empty one, and raises nothing.
+/// Expects an iterator that has no text, which differs from an empty text. No call raises an error.
 void expectWithoutText(UTF8Iterator& iterator) {
   EXPECT_TRUE(iterator.isEmpty());
   EXPECT_FALSE(iterator.hasMoreChars());
@@ -109,11 +110,11 @@ void expectWithoutText(UTF8Iterator& iterator) {
   EXPECT_EQ(iterator.numChars(), 0);
 }
 
-TEST(UTF8IteratorWithoutMemory, HoldsNoText) {
+TEST(UTF8IteratorWithoutMemory, HasNoText) {
   const std::string text(5000, 'x');
   const icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(text);
   const oss::UTF8String bytes(text.c_str());
-  static_cast<void>(UTF8Iterator(icu::UnicodeString(u"x")));  // the code page is known from here on
+  static_cast<void>(UTF8Iterator(icu::UnicodeString(u"x")));  // opens the code page's converter
   const AllocationLimit limit(4000);
   UTF8Iterator ofText(text.c_str());
   UTF8Iterator ofUnicode(unicode);
@@ -123,14 +124,14 @@ TEST(UTF8IteratorWithoutMemory, HoldsNoText) {
   expectWithoutText(ofBytes);
 }
 
-TEST(UTF8IteratorWithoutMemory, HoldsNoTextThatIsConvertedAndCannotBeCopied) {
+TEST(UTF8IteratorWithoutMemory, HasNoTextIfTheConvertedTextCannotBeCopied) {
   const icu::UnicodeString text(6000, u'x', 6000);
-  const AllocationLimit limit(6002);  // the converted text takes 6001 bytes, the copy some more
+  const AllocationLimit limit(6002);  // the converted text takes 6001 bytes, its copy more than 6002
   UTF8Iterator iterator(text);
   expectWithoutText(iterator);
 }
 
-TEST(UTF8IteratorWithoutMemory, TakesATextLater) {
+TEST(UTF8IteratorWithoutMemory, CanTakeATextLater) {
   const std::string text(5000, 'x');
   std::optional<UTF8Iterator> iterator;
   {

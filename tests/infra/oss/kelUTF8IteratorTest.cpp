@@ -50,7 +50,7 @@ bool standsInside(const UTF8Iterator& iterator, const char* text) {
   return std::less_equal<>()(first, text) && std::less<>()(text, first + sizeof iterator);
 }
 
-/// The iterator takes the text and hands it out as the model does, or refuses it as the model does.
+/// Expects that the iterator returns the model's characters, or refuses the text if the model does.
 void expectAsTheModel(const std::string& text) {
   const auto expected = modelCharacters(text);
   if (!expected) {
@@ -67,7 +67,7 @@ void expectAsTheModel(const std::string& text) {
 
 // --- iterating
 
-TEST(UTF8Iterator, HandsOutTheBytesOfEachCharacter) {
+TEST(UTF8Iterator, ReturnsTheBytesOfEachCharacter) {
   UTF8Iterator iterator("\xC3\xA9\x41");
   EXPECT_EQ(iterator.length(), 3);
   EXPECT_EQ(iterator.numChars(), 2);
@@ -80,7 +80,7 @@ TEST(UTF8Iterator, HandsOutTheBytesOfEachCharacter) {
   EXPECT_EQ(iterator.getNextChar(), nullptr);
 }
 
-TEST(UTF8Iterator, HandsOutCharactersOfEverySizeInAnyOrder) {
+TEST(UTF8Iterator, ReturnsCharactersOfEverySizeInAnyOrder) {
   const auto characters = std::to_array<std::string>({"A", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"});
   for (const std::string& first : rowsOf(characters)) {
     for (const std::string& second : rowsOf(characters)) {
@@ -93,7 +93,7 @@ TEST(UTF8Iterator, HandsOutCharactersOfEverySizeInAnyOrder) {
   }
 }
 
-TEST(UTF8Iterator, FollowsACharacterByZeros) {
+TEST(UTF8Iterator, FillsTheBytesAfterACharacterWithZeros) {
   UTF8Iterator iterator(
       "\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA9"
       "AB");
@@ -138,8 +138,9 @@ TEST(UTF8Iterator, GoesBackFromAnywhere) {
   }
 }
 
-// The iterator looks at some hundred bytes at once: a character may stand on both sides of where it stops.
-TEST(UTF8Iterator, HandsOutCharactersWhereverTheyStand) {
+// The iterator processes some hundred bytes at a time. A character may cross the boundary between two such
+// blocks.
+TEST(UTF8Iterator, ReturnsCharactersAtEveryPosition) {
   for (const std::string character : rowsOf({"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"})) {
     for (std::size_t before = 0; before < 600; ++before) {
       ROW("before", before);
@@ -154,7 +155,7 @@ TEST(UTF8Iterator, HandsOutCharactersWhereverTheyStand) {
   }
 }
 
-TEST(UTF8Iterator, HoldsTheEmptyText) {
+TEST(UTF8Iterator, CanTakeAnEmptyText) {
   const auto iterators = std::to_array<std::function<void(const std::function<void(UTF8Iterator&)>&)>>({
       [](const auto& look) { look(*std::make_unique<UTF8Iterator>("")); },
       [](const auto& look) { look(*std::make_unique<UTF8Iterator>(nullptr)); },
@@ -169,7 +170,7 @@ TEST(UTF8Iterator, HoldsTheEmptyText) {
   for (std::size_t row = 0; row < iterators.size(); ++row) {
     ROW(row);
     iterators.at(row)([](UTF8Iterator& iterator) {
-      EXPECT_FALSE(iterator.isEmpty());  // it is empty of characters, but it does hold a text
+      EXPECT_FALSE(iterator.isEmpty());  // it has no characters, but it has a text
       EXPECT_FALSE(iterator.hasMoreChars());
       EXPECT_EQ(iterator.getNextChar(), nullptr);
       EXPECT_EQ(iterator.getFirstChar(), nullptr);
@@ -185,19 +186,19 @@ TEST(UTF8Iterator, HoldsTheEmptyText) {
 
 // --- taking a text
 
-TEST(UTF8Iterator, TakesUnicodeInUtf8) {
+TEST(UTF8Iterator, ConvertsUnicodeToUtf8) {
   UTF8Iterator iterator(icu::UnicodeString(u"a\u00E9\u20AC\U0001F600"));
   EXPECT_FALSE(iterator.isEmpty());
   EXPECT_EQ(iterator.length(), 10);
   EXPECT_THAT(allCharacters(iterator), ElementsAre("a", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"));
 }
 
-TEST(UTF8Iterator, TakesHalfAPairAsTheReplacementCharacter) {
+TEST(UTF8Iterator, ReplacesAnUnpairedSurrogate) {
   UTF8Iterator iterator(icu::UnicodeString(u'a').append(char16_t{0xDC00}));
   EXPECT_THAT(allCharacters(iterator), ElementsAre("a", "\xEF\xBF\xBD"));
 }
 
-TEST(UTF8Iterator, TakesAStringsBytes) {
+TEST(UTF8Iterator, TakesTheBytesOfAUTF8String) {
   UTF8Iterator iterator(UTF8String("x\xC3\xA9"));
   EXPECT_THAT(allCharacters(iterator), ElementsAre("x", "\xC3\xA9"));
   EXPECT_THAT([] { UTF8Iterator(UTF8String("x\xC3")); }, malformed());
@@ -212,7 +213,7 @@ TEST(UTF8Iterator, EndsATextAtItsTerminator) {
   EXPECT_EQ(UTF8Iterator(longText).length(), 4999);
 }
 
-TEST(UTF8Iterator, KeepsACopyOfItsOwn) {
+TEST(UTF8Iterator, CopiesTheText) {
   for (const std::size_t size : rowsOf({std::size_t{5}, std::size_t{5000}})) {
     std::string text(size, 'x');
     UTF8Iterator iterator(text.c_str());
@@ -222,7 +223,7 @@ TEST(UTF8Iterator, KeepsACopyOfItsOwn) {
   }
 }
 
-TEST(UTF8Iterator, KeepsUpTo4096BytesInside) {
+TEST(UTF8Iterator, StoresUpTo4096BytesInTheObject) {
   for (const std::size_t size : rowsOf(std::vector<std::size_t>{1, 4095, 4096, 4097, 5000, 100'000})) {
     const std::string text(size, 'x');
     const UTF8Iterator bytes(text.c_str());
@@ -236,12 +237,12 @@ TEST(UTF8Iterator, KeepsUpTo4096BytesInside) {
   }
 }
 
-TEST(UTF8Iterator, LeavesZerosBehindATextInside) {
+TEST(UTF8Iterator, FillsTheBytesAfterAStoredTextWithZeros) {
   const UTF8Iterator iterator("text");
   EXPECT_EQ(std::string(iterator.getString(), 4097), "text" + std::string(4093, '\0'));
 }
 
-TEST(UTF8Iterator, TakesOneTextOnly) {
+TEST(UTF8Iterator, TakesOnlyOneText) {
   UTF8Iterator iterator("first");
   iterator.getNextChar();
   for (const char* const second : rowsOf({"second", "", "\xFF", static_cast<const char*>(nullptr)})) {
@@ -255,7 +256,7 @@ TEST(UTF8Iterator, TakesOneTextOnly) {
 
 // --- the strict check
 
-TEST(UTF8Iterator, TakesAndRefusesEveryTextOfTwoBytesAsTheModelDoes) {
+TEST(UTF8Iterator, AgreesWithTheModelOnEveryTextOfTwoBytes) {
   for (int first = 1; first < 256; ++first) {
     ROW("first", first);
     expectAsTheModel(std::string(1, static_cast<char>(first)));
@@ -266,7 +267,7 @@ TEST(UTF8Iterator, TakesAndRefusesEveryTextOfTwoBytesAsTheModelDoes) {
   }
 }
 
-TEST(UTF8Iterator, RefusesBothSidesOfEachBoundaryAsTheModelDoes) {
+TEST(UTF8Iterator, AgreesWithTheModelOnBothSidesOfEachBoundary) {
   const auto edges = std::to_array<unsigned char>({0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0});
   const auto others = std::to_array<unsigned char>({0x7F, 0x80, 0xBF, 0xC0});
   for (int first = 0xE0; first < 0x100; ++first) {
@@ -284,7 +285,7 @@ TEST(UTF8Iterator, RefusesBothSidesOfEachBoundaryAsTheModelDoes) {
   }
 }
 
-TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
+TEST(UTF8Iterator, RefusesTextThatIsNotWellFormed) {
   struct Row {
     const char* why;
     const char* text;
@@ -301,7 +302,7 @@ TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
       {"a lead byte above any", "\xF5\x80\x80\x80"},
       {"five bytes", "\xF8\x88\x80\x80\x80"},
       {"a byte that never occurs", "\xFF"},
-      {"a continuation alone", "\x80"},
+      {"only a continuation", "\x80"},
       {"a continuation too many", "\xC3\xA9\xA9"},
       {"two bytes cut short", "\xC3"},
       {"three bytes cut short", "\xE2\x82"},
@@ -318,7 +319,7 @@ TEST(UTF8Iterator, RefusesWhatIsNotWellFormed) {
   }
 }
 
-TEST(UTF8Iterator, WalksRandomTextsAsTheModelDoes) {
+TEST(UTF8Iterator, AgreesWithTheModelOnRandomTexts) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
     ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
@@ -327,7 +328,7 @@ TEST(UTF8Iterator, WalksRandomTextsAsTheModelDoes) {
   }
 }
 
-TEST(UTF8Iterator, WalksCharactersOfEveryKind) {
+TEST(UTF8Iterator, AgreesWithTheModelOnCharactersOfEveryKind) {
   icu::UnicodeString text;
   for (UChar32 c = 1; c <= 0x10FFFF; c += c < 0x3000 ? 1 : 37) {
     if (c < 0xD800 || c > 0xDFFF) text.append(c);
@@ -338,7 +339,7 @@ TEST(UTF8Iterator, WalksCharactersOfEveryKind) {
 
 // --- trace hooks
 
-TEST(UTF8IteratorTrace, ReportsConstructionAndEndByTheirExits) {
+TEST(UTF8IteratorTrace, ReportsTheExitsOfConstructionAndDestruction) {
   TraceRecorder trace(0x20000);
   { const UTF8Iterator iterator("ab"); }
   EXPECT_THAT(trace.take(),
@@ -348,7 +349,7 @@ TEST(UTF8IteratorTrace, ReportsConstructionAndEndByTheirExits) {
               ElementsAre("traceEntry 601", "traceExit 601 0", "traceExit 5FF 0", "traceExit 600 0"));
 }
 
-TEST(UTF8IteratorTrace, ReportsNoExitOfATextThatIsRefused) {
+TEST(UTF8IteratorTrace, ReportsNoExitIfATextIsRefused) {
   TraceRecorder trace(0x20000);
   EXPECT_THROW(UTF8Iterator("\xFF"), NLSException);
   std::vector<std::string> own;
@@ -358,7 +359,7 @@ TEST(UTF8IteratorTrace, ReportsNoExitOfATextThatIsRefused) {
   EXPECT_THAT(own, ElementsAre("traceEntry 601"));
 }
 
-TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
+TEST(UTF8IteratorTrace, ReportsTheExitsOfCursorCalls) {
   struct Row {
     std::uint32_t flags;
     std::vector<std::string> calls;
@@ -391,7 +392,7 @@ TEST(UTF8IteratorTrace, ReportsTheExitsOfTheCursor) {
   }
 }
 
-TEST(UTF8IteratorTrace, ReportsNothingWhereNothingIsDone) {
+TEST(UTF8IteratorTrace, ReportsNothingForCallsThatDoNothing) {
   UTF8Iterator iterator("");
   TraceRecorder trace(0x60083);
   EXPECT_EQ(iterator.getNextChar(), nullptr);

@@ -13,14 +13,14 @@
 #include <string>
 #include <vector>
 
-/// Python's strict decoder answers the same questions; where it is missing this test fails.
+/// Compares the iterator with Python's strict decoder. Without Python, the test fails.
 namespace tarvo::test {
 namespace {
 
 using oss::NLSException;
 using oss::UTF8Iterator;
 
-/// Reads texts as hexadecimal lines; writes for each its characters, or "malformed".
+/// Reads one text per line in hexadecimal, and writes its characters, or "malformed".
 constexpr const char* script = R"(
 import sys
 for line in sys.stdin:
@@ -56,7 +56,7 @@ std::string iteratorSays(const std::string& text) {
 std::string randomText(unsigned int seed) {
   std::mt19937 engine(seeded(seed));
   if (seed % 4 != 0) return randomUtf8(engine, 1 + engine() % 40, seed % 4 == 1 ? 0 : 3);
-  std::string bytes(1 + engine() % 5, '\0');  // short ones of any bytes
+  std::string bytes(1 + engine() % 5, '\0');  // short texts of random bytes
   for (char& byte : bytes) byte = static_cast<char>(1 + engine() % 255);
   return bytes;
 }
@@ -76,7 +76,7 @@ TEST(UTF8IteratorJudge, AgreesWithPythonsStrictDecoder) {
     ASSERT_EQ(iteratorSays(randomText(seed)), answer) << "seed " << seed;
     if (answer != "malformed") ++wellFormed;
   }
-  // Both kinds have been asked about, in earnest.
+  // The sample must contain enough texts of both kinds.
   EXPECT_GT(wellFormed, texts / 5);
   EXPECT_LT(wellFormed, texts - texts / 5);
 }

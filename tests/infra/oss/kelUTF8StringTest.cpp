@@ -40,9 +40,9 @@ UTF8String holding(const std::string& bytes) {
   return string;
 }
 
-// --- building
+// --- construction
 
-TEST(UTF8String, TakesBytesAsTheyAre) {
+TEST(UTF8String, StoresBytesUnchanged) {
   for (const char* const bytes : rowsOf({"", "text", "\xC3\xA9", "\xFF\x80 not UTF-8"})) {
     const UTF8String string(bytes);
     EXPECT_STREQ(string.getString(), bytes);
@@ -52,12 +52,12 @@ TEST(UTF8String, TakesBytesAsTheyAre) {
   EXPECT_STREQ(null.getString(), "");
 }
 
-TEST(UTF8String, TakesUnicodeInUtf8) {
+TEST(UTF8String, ConvertsUnicodeToUtf8) {
   const UTF8String string(icu::UnicodeString(u"a\u00E9\u20AC\U0001F600\xD800"));
   EXPECT_STREQ(string.getString(), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xEF\xBF\xBD");
 }
 
-TEST(UTF8String, OfALongTextThatBeginsWithANulIsEmpty) {
+TEST(UTF8String, IsEmptyIfALongTextStartsWithANul) {
   for (const std::int32_t units : rowsOf({4097, 100'000})) {
     icu::UnicodeString text(units, u'x', units);
     text.setCharAt(0, u'\0');
@@ -65,13 +65,13 @@ TEST(UTF8String, OfALongTextThatBeginsWithANulIsEmpty) {
   }
 }
 
-TEST(UTF8String, TakesASizeLikeItsBase) {
+TEST(UTF8String, AcceptsASizeLikeItsBase) {
   EXPECT_EQ(UTF8String(100).capacity(), 4096);
   EXPECT_EQ(UTF8String(5000).capacity(), 5000);
   EXPECT_EQ(UTF8String(-1).length(), 0);
 }
 
-TEST(UTF8String, IsCopied) {
+TEST(UTF8String, CanBeCopied) {
   for (const std::string& text : rowsOf({"short"s, std::string(5000, 'x')})) {
     const UTF8String string(text.c_str());
     const UTF8String copy(string);
@@ -86,7 +86,7 @@ TEST(UTF8String, IsDestroyedThroughItsBase) {
   EXPECT_EQ(buffer->length(), 5000);
 }
 
-TEST(UTF8String, BecomesWhatIsAssigned) {
+TEST(UTF8String, CanBeAssigned) {
   UTF8String string(std::string(5000, 'x').c_str());
   EXPECT_EQ(&(string = icu::UnicodeString(u"\u00E9")), &string);
   EXPECT_STREQ(string.getString(), "\xC3\xA9");
@@ -97,7 +97,7 @@ TEST(UTF8String, BecomesWhatIsAssigned) {
   EXPECT_EQ(string.length(), 0);
 }
 
-TEST(UTF8String, TakesAssignedBytesAsTheyAre) {
+TEST(UTF8String, StoresAssignedBytesUnchanged) {
   UTF8String string(std::string(5000, 'x').c_str());
   for (const char* const bytes : rowsOf({"text", "", "\xC3\xA9", "\xFF\x80 not UTF-8"})) {
     EXPECT_EQ(&(string = bytes), &string);
@@ -113,7 +113,7 @@ TEST(UTF8String, TakesAssignedBytesAsTheyAre) {
   EXPECT_STREQ(string.getString(), "");
 }
 
-TEST(UTF8String, TakesItsOwnBytesByAssignment) {
+TEST(UTF8String, CanBeAssignedItsOwnBytes) {
   for (const int length : rowsOf({0, 1, 4, 100, 4096, 4097, 20'000})) {
     for (const int from : rowsOf({0, length / 2, length})) {
       const std::string text = std::string(static_cast<std::size_t>(length), 'x') + "\xFF";
@@ -170,7 +170,7 @@ TEST(UTF8String, InsertsBetweenTheBytesOfACharacter) {
   EXPECT_STREQ(string.getString(), "\xC3x\xA9");
 }
 
-TEST(UTF8String, TakesAnotherUpToItsTerminator) {
+TEST(UTF8String, CopiesAnotherUpToItsTerminator) {
   const UTF8String other = holding("ab\0cd"s);
   ASSERT_EQ(other.length(), 5);
   UTF8String string("x");
@@ -180,7 +180,7 @@ TEST(UTF8String, TakesAnotherUpToItsTerminator) {
   EXPECT_EQ(string.length(), 5);
 }
 
-TEST(UTF8String, TakesItself) {
+TEST(UTF8String, CanAppendAndInsertItself) {
   UTF8String string("ab");
   string.appendString(string);
   string.insertString(1, string);
@@ -237,7 +237,7 @@ TEST(UTF8String, ConvertsUpToItsTerminator) {
   EXPECT_STREQ(target.data(), "ab");
 }
 
-TEST(UTF8String, PassesOnWhyItCannotConvert) {
+TEST(UTF8String, RaisesTheErrorOfTheConversion) {
   const UTF8String string("abc");
   std::array<char, 3> target{};
   EXPECT_THAT([&] { string.getString(target.data(), 3, "ISO-8859-1"); },
@@ -247,7 +247,7 @@ TEST(UTF8String, PassesOnWhyItCannotConvert) {
       Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "no-such-page", "UTF-8").from("kelConverter.cpp"));
 }
 
-// --- comparing: the argument stands on the left
+// --- comparing: the argument is the left operand
 
 TEST(UTF8String, ComparesTheArgumentWithItself) {
   struct Row {
@@ -315,7 +315,7 @@ TEST(UTF8String, CountsCharactersByTheirLeadBytes) {
       {"a surrogate", "\xED\xA0\x80", 1},
       {"overlong", "\xC0\x80", 1},
       {"above U+10FFFF", "\xF7\xBF\xBF\xBF", 1},
-      {"what is skipped is not looked at", "\xC3xx", 2},
+      {"skipped bytes are not checked", "\xC3xx", 2},
       {"a lead byte is skipped, too", "\xE2\xFF\xFF", 1},
       {"bytes 0 count", "a\0b\0"s, 4},
       {"a byte 0 is skipped, too", "\xC3\0b"s, 2},
@@ -326,7 +326,7 @@ TEST(UTF8String, CountsCharactersByTheirLeadBytes) {
   }
 }
 
-TEST(UTF8String, RefusesToCountWhereNoCharacterStarts) {
+TEST(UTF8String, RefusesToCountIfAByteStartsNoCharacter) {
   const auto malformed = Raises<NLSException>("ERR_MALFORMED_UTF8_STRING").from("kelUTF8String.cpp");
   for (int byte = 0x80; byte < 0x100; ++byte) {
     ROW("byte", byte);
@@ -357,15 +357,15 @@ TEST(UTF8String, CountsRandomTextsAsTheModelDoes) {
   }
 }
 
-TEST(UTF8String, CountsAllOfAFullInlineStore) {
+TEST(UTF8String, CountsTheCharactersOfAFullInlineStorage) {
   EXPECT_EQ(holding(std::string(4096, 'x')).numChars(), 4096);
   EXPECT_EQ(holding(std::string(4095, 'x') + '\xC3').numChars(), 4096);
   EXPECT_EQ(holding(std::string(100'000, 'x')).numChars(), 100'000);
 }
 
-// --- trace hooks: none of its own
+// --- trace hooks: the class calls only those of its buffer
 
-TEST(UTF8StringTrace, ReportsTheBuffersHooksOnly) {
+TEST(UTF8StringTrace, ReportsOnlyTheHooksOfItsBuffer) {
   TraceRecorder trace(0x20000);
   {
     UTF8String string("a");
@@ -386,14 +386,14 @@ TEST(UTF8StringTrace, ReportsTheBuffersHooksOnly) {
   EXPECT_THAT(trace.take(), ElementsAre("traceExit 5F2 0"));
 }
 
-TEST(UTF8String, OfNoTextIsEmpty) {
+TEST(UTF8String, IsEmptyForANullText) {
   EXPECT_EQ(UTF8String(icu::UnicodeString()).length(), 0);
   icu::UnicodeString bogus;
   bogus.setToBogus();
   EXPECT_EQ(UTF8String(bogus).length(), 0);
 }
 
-TEST(UTF8String, GivesItsTextToABogusString) {
+TEST(UTF8String, AppendsItsTextToABogusString) {
   icu::UnicodeString text;
   text.setToBogus();
   UTF8String("abc").getString(text);
@@ -405,7 +405,7 @@ TEST(UTF8String, GivesItsTextToABogusString) {
   EXPECT_TRUE(text.isEmpty());
 }
 
-TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
+TEST(UTF8String, AppendsItsTextToAStringWithFreeCapacity) {
   icu::UnicodeString text(100, 0, 0);
   text.append(u"ab");
   UTF8String("cd").getString(text);
@@ -413,7 +413,7 @@ TEST(UTF8String, GivesItsTextToAStringThatHasRoom) {
   EXPECT_EQ(text, u"abcdef");
 }
 
-TEST(UTF8String, AppendsAsIcuConvertsWhateverRoomThereIs) {
+TEST(UTF8String, AppendsLikeIcuForEveryFreeCapacity) {
   for (unsigned int seed = 0; seed < 600; ++seed) {
     ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
@@ -430,9 +430,9 @@ TEST(UTF8String, AppendsAsIcuConvertsWhateverRoomThereIs) {
   }
 }
 
-TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
+TEST(UTF8String, DoesNotChangeCopiesOfTheCallersString) {
   icu::UnicodeString text(1000, 0, 0);
-  text.append(u"a text too long to stand in the string itself");
+  text.append(u"a text too long for the string's inline storage");
   const icu::UnicodeString copy(text);
   const icu::UnicodeString expected(copy.getBuffer(), copy.length());
   UTF8String(" and more").getString(text);
@@ -440,7 +440,7 @@ TEST(UTF8String, LeavesACopyOfTheCallersUnicodeAsItIs) {
   EXPECT_EQ(text, expected + u" and more");
 }
 
-TEST(UTF8String, LeavesAUnicodeAloneWhoseBufferIsHeldOpen) {
+TEST(UTF8String, DoesNotChangeAStringWhoseBufferIsHeldOpen) {
   for (const int length : rowsOf({0, 1, 20, 100, 5000})) {
     icu::UnicodeString text(u"xy");
     const char16_t* const buffer = text.getBuffer(20);
@@ -452,7 +452,7 @@ TEST(UTF8String, LeavesAUnicodeAloneWhoseBufferIsHeldOpen) {
   }
 }
 
-TEST(UTF8String, AppendsIntoAnArrayThatTheCallersUnicodeStandsFor) {
+TEST(UTF8String, AppendsToAStringThatAliasesAnArray) {
   std::array<char16_t, 20> units;
   units.fill(u'.');
   icu::UnicodeString text(units.data(), 0, 16);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t MiB = std::size_t{1} << 20;
 
-TEST(LargePages, ChangeNoContents) {
+TEST(LargePages, DoNotChangeContents) {
   for (const std::size_t size : rowsOf({std::size_t{0}, std::size_t{1}, 4 * MiB - 1, 4 * MiB, 9 * MiB + 5})) {
     const std::unique_ptr<char, decltype(&std::free)> block(static_cast<char*>(std::malloc(size + 1)),
                                                             &std::free);
@@ -27,7 +27,7 @@ TEST(LargePages, ChangeNoContents) {
   }
 }
 
-TEST(LargePages, OfMemoryThatIsNotThereAreNoError) {
+TEST(LargePages, IgnoreANullBlock) {
   errno = 4711;
   platform::preferLargePages(nullptr, 8 * MiB);
   EXPECT_EQ(errno, 4711);

@@ -22,14 +22,14 @@ struct Ended {
   }
 };
 
-/// The calling thread's block, which `Ended` finds marked.
+/// The calling thread's block, with a mark that `Ended` checks.
 int* markedBlock() {
   auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
   if (block != nullptr) *block = 7;
   return block;
 }
 
-TEST(ThreadBlock, IsZeroAtFirstAndTheSameUntilTheThreadEnds) {
+TEST(ThreadBlock, IsZeroedAndStaysTheSameUntilTheThreadEnds) {
   Ended::count = 0;
   for (int i = 1; i <= 5; ++i) {
     ROW("i", i);
@@ -45,10 +45,10 @@ TEST(ThreadBlock, IsZeroAtFirstAndTheSameUntilTheThreadEnds) {
   }
 }
 
-TEST(ThreadBlock, IsNullAfterItsEndForWhatRunsLaterInTheThread) {
+TEST(ThreadBlock, IsNullForCodeThatRunsAfterItsEnd) {
   std::thread([] {
     markedBlock();
-  }).join();  // the system's slot for blocks comes before that of `atThreadEnd`
+  }).join();  // creates the system's slot for blocks before the slot of `atThreadEnd`
   Ended::count = 0;
   bool endedBefore = false;
   void* after = &after;
@@ -64,7 +64,7 @@ TEST(ThreadBlock, IsNullAfterItsEndForWhatRunsLaterInTheThread) {
   EXPECT_EQ(Ended::count, 1);
 }
 
-TEST(ThreadBlock, IsNullWithoutMemoryAndThereWhenMemoryIsBack) {
+TEST(ThreadBlock, IsNullIfAllocationFailsAndAvailableAfterwards) {
   Ended::count = 0;
   std::thread([] {
     {

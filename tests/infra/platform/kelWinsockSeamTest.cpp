@@ -1,4 +1,4 @@
-// What every platform's side of the seam answers.
+// Results of the Winsock seam that must be the same on every platform.
 
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
@@ -40,8 +40,9 @@ class WinsockSeam : public testing::Test {
 
 // --- the last error
 
-// No call of the runtime's comes between, because where the last error is the system's own it belongs to them, too.
-TEST_F(WinsockSeam, LastErrorIsTheThreadsOwn) {
+// No call of the C++ runtime may come in between: on Windows the runtime shares the last error with Winsock
+// and may change it.
+TEST_F(WinsockSeam, LastErrorBelongsToTheThread) {
   std::atomic<int> step{0};
   const auto await = [&](int wanted) {
     while (step != wanted) {
@@ -63,16 +64,16 @@ TEST_F(WinsockSeam, LastErrorIsTheThreadsOwn) {
   EXPECT_EQ(own, 10061);
 }
 
-TEST_F(WinsockSeam, StartsInTheVersionAskedFor) {
+TEST_F(WinsockSeam, StartsTheRequestedVersion) {
   platform::StartupData data;
   EXPECT_EQ(system().WSAStartup(0x0202, data), 0);
   EXPECT_EQ(data.version, 0x0202);
   EXPECT_EQ(system().WSACleanup(), 0);
 }
 
-// --- handles that are no sockets
+// --- handles that are not sockets
 
-TEST_F(WinsockSeam, HandlesThatAreNoSocketsSaySoEverywhere) {
+TEST_F(WinsockSeam, EveryFunctionRefusesHandlesThatAreNotSockets) {
   const SocketHandle open = tcpSocket();
   const SocketHandle closed = tcpSocket();
   system().closesocket(closed);
@@ -91,8 +92,8 @@ TEST_F(WinsockSeam, HandlesThatAreNoSocketsSaySoEverywhere) {
 
 // --- sockets, addresses
 
-// Some systems have an IPv6 of another number, and types that are half flags.
-TEST_F(WinsockSeam, SocketRefusesWhatWinsockDoesNotKnow) {
+// On some systems the family of IPv6 has another number, and a socket type can contain flags.
+TEST_F(WinsockSeam, SocketRefusesValuesThatWinsockDoesNotKnow) {
   struct Row {
     int family;
     int type;
@@ -111,7 +112,7 @@ TEST_F(WinsockSeam, SocketRefusesWhatWinsockDoesNotKnow) {
   }
 }
 
-TEST_F(WinsockSeam, AddressesOfOtherFamiliesOrCutShortAreRefused) {
+TEST_F(WinsockSeam, AddressesOfOtherFamiliesOrTruncatedOnesAreRefused) {
   const SocketHandle handle = tcpSocket();
   const auto withFamily = [](int family) {
     Address address = loopback(1);
@@ -163,7 +164,7 @@ TEST_F(WinsockSeam, ConnectsOverIpv6ByWinsocksAddress) {
   EXPECT_STREQ(bytes, "six");
 }
 
-TEST_F(WinsockSeam, NameIsCutAtTheRoomGiven) {
+TEST_F(WinsockSeam, NameIsTruncatedToTheBuffer) {
   const SocketHandle handle = tcpSocket();
   system().bind(handle, loopback().data(), 16);
   for (const std::size_t room : rowsOf({0U, 1U, 2U, 8U, 15U, 16U})) {
@@ -183,7 +184,7 @@ TEST_F(WinsockSeam, ConnectToNoFamilyDoesNotEndAConnection) {
   EXPECT_EQ(system().send(pair.client, "x", 1), 1) << "still connected";
 }
 
-TEST_F(WinsockSeam, AddressesMayBeLongerThanTheirFamilys) {
+TEST_F(WinsockSeam, AddressesMayBeLongerThanTheirFamilyNeeds) {
   const Pair pair;
   const SocketHandle another = tcpSocket();
   Address address = pair.address;
@@ -200,7 +201,7 @@ TEST_F(WinsockSeam, FailuresOfConnectAndBindHaveWinsocksCodes) {
   EXPECT_EQ(system().bind(second, pair.address.data(), pair.address.size()), platform::socketError);
   EXPECT_EQ(lastError(), 10048);
   ASSERT_EQ(system().bind(second, loopback().data(), 16), 0);
-  const Address closedPort = nameOf(second);  // bound, and nobody listens
+  const Address closedPort = nameOf(second);  // bound, but nobody listens
   const SocketHandle third = tcpSocket();
   EXPECT_EQ(connectTo(third, closedPort), platform::socketError);
   EXPECT_EQ(lastError(), 10061);
@@ -208,7 +209,7 @@ TEST_F(WinsockSeam, FailuresOfConnectAndBindHaveWinsocksCodes) {
   system().closesocket(third);
 }
 
-TEST_F(WinsockSeam, ConnectInProgressSaysWouldBlockAndFailsLaterInTheErrorSetAlone) {
+TEST_F(WinsockSeam, ConnectInProgressReportsWouldBlockAndFailsLaterOnlyInTheErrorSet) {
   const SocketHandle bound = tcpSocket();
   system().bind(bound, loopback().data(), 16);
   const SocketHandle handle = tcpSocket();
@@ -232,7 +233,7 @@ TEST_F(WinsockSeam, ConnectInProgressSaysWouldBlockAndFailsLaterInTheErrorSetAlo
 
 // --- resolver
 
-TEST_F(WinsockSeam, ResolverAnswersInWinsocksNumbers) {
+TEST_F(WinsockSeam, ResolverReturnsWinsocksNumbers) {
   const platform::AddressHints hints = {0, 0, 1, 0};
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("::1", "4711", hints, list), 0);
@@ -264,7 +265,7 @@ TEST_F(WinsockSeam, ResolverOffersTheWildcardForListening) {
   EXPECT_EQ(list[0].address, wildcard6);
 }
 
-TEST_F(WinsockSeam, ResolverReturnsItsCodeAndLeavesTheList) {
+TEST_F(WinsockSeam, ResolverReturnsItsCodeAndDoesNotChangeTheList) {
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("no.such.name.invalid.", "80", {0, 2, 99, 0}, list), 10044);
   EXPECT_EQ(system().getaddrinfo("127.0.0.1", "80", {0, 99, 1, 0}, list), 10047);
@@ -273,7 +274,7 @@ TEST_F(WinsockSeam, ResolverReturnsItsCodeAndLeavesTheList) {
   EXPECT_TRUE(list.empty());
 }
 
-TEST_F(WinsockSeam, ResolvesWithoutAServiceAndRefusesOneThatIsNoNumber) {
+TEST_F(WinsockSeam, ResolverAcceptsANullServiceAndRefusesANonNumericOne) {
   const platform::AddressHints hints = {0, 0, platform::typeStream, 0};
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("127.0.0.1", nullptr, hints, list), 0);
@@ -285,7 +286,7 @@ TEST_F(WinsockSeam, ResolvesWithoutAServiceAndRefusesOneThatIsNoNumber) {
 
 // --- options, blocking
 
-TEST_F(WinsockSeam, ATransferPastItsTimeoutIsTimedOutAndANonBlockingOneWouldBlock) {
+TEST_F(WinsockSeam, ATransferTimesOutAndANonBlockingOneWouldBlock) {
   const Pair pair;
   char byte = 0;
   ASSERT_EQ(system().setsockopt(pair.client, 0xFFFF, 0x1006, 1), 0);
@@ -307,7 +308,7 @@ TEST_F(WinsockSeam, ATransferPastItsTimeoutIsTimedOutAndANonBlockingOneWouldBloc
   EXPECT_EQ(lastError(), 10060) << "blocking again";
 }
 
-TEST_F(WinsockSeam, TellsThatAHandleWithATimeoutToAskForIsNoSocket) {
+TEST_F(WinsockSeam, QueryingATimeoutRefusesAHandleThatIsNotASocket) {
   int value = 7;
   EXPECT_EQ(
       system().getsockopt(platform::invalidSocket, platform::levelSocket, platform::optionSendTimeout, value),
@@ -318,7 +319,7 @@ TEST_F(WinsockSeam, TellsThatAHandleWithATimeoutToAskForIsNoSocket) {
 
 // --- accept
 
-TEST_F(WinsockSeam, BacklogsBeyondIntAreTaken) {
+TEST_F(WinsockSeam, BacklogsAboveTheLargestIntAreAccepted) {
   const SocketHandle handle = tcpSocket();
   system().bind(handle, loopback().data(), 16);
   EXPECT_EQ(system().listen(handle, 4294967295U), 0);
@@ -330,7 +331,7 @@ TEST_F(WinsockSeam, BacklogsBeyondIntAreTaken) {
 
 // --- ends of connections
 
-TEST_F(WinsockSeam, AnEndedDirectionIsShutDown) {
+TEST_F(WinsockSeam, ReportsShutDownForADirectionThatWasShutDown) {
   const Pair pair;
   char byte = 0;
   EXPECT_EQ(system().shutdown(pair.client, 1), 0);
@@ -351,7 +352,7 @@ TEST_F(WinsockSeam, AnEndedDirectionIsShutDown) {
   EXPECT_EQ(lastError(), 10022);
 }
 
-TEST_F(WinsockSeam, ANewSocketOfAnOldNumberKnowsNothingOfItsShutDown) {
+TEST_F(WinsockSeam, ANewSocketWithAReusedNumberIsNotShutDown) {
   SocketHandle number = invalidSocket;
   {
     const Pair pair;
@@ -363,7 +364,7 @@ TEST_F(WinsockSeam, ANewSocketOfAnOldNumberKnowsNothingOfItsShutDown) {
   EXPECT_EQ(system().send(pair.client, "x", 1), 1);
 }
 
-TEST_F(WinsockSeam, TransferAndShutDownOfWhatIsNotConnectedSaySo) {
+TEST_F(WinsockSeam, TransferAndShutdownOfAnUnconnectedSocketFail) {
   const SocketHandle handle = tcpSocket();
   char byte = 0;
   EXPECT_EQ(system().recv(handle, &byte, 1), platform::socketError);
@@ -385,7 +386,7 @@ TEST_F(WinsockSeam, AResetIsReportedOnEveryCall) {
   }
 }
 
-TEST_F(WinsockSeam, AResetMakesReadableAndIsNoErrorCondition) {
+TEST_F(WinsockSeam, AResetMakesASocketReadableAndIsNotAnErrorCondition) {
   const ResetConnection connection;
   SocketSet read;
   SocketSet write;
@@ -399,7 +400,7 @@ TEST_F(WinsockSeam, AResetMakesReadableAndIsNoErrorCondition) {
 
 // --- select
 
-TEST_F(WinsockSeam, SelectKeepsTheReadyOnesInOrderAndCountsEachSet) {
+TEST_F(WinsockSeam, SelectKeepsTheReadySocketsInOrderAndCountsEachSet) {
   const Pair one;
   const Pair two;
   const Pair three;
@@ -430,7 +431,7 @@ TEST_F(WinsockSeam, SelectKeepsTheReadyOnesInOrderAndCountsEachSet) {
   EXPECT_EQ(error.count, 0U);
 }
 
-TEST_F(WinsockSeam, SelectWithNothingReadyEndsAtItsTimeWithEmptySets) {
+TEST_F(WinsockSeam, SelectReturnsEmptySetsAfterItsTimeoutIfNothingIsReady) {
   const Pair pair;
   SocketSet read;
   SocketSet write;
@@ -442,7 +443,7 @@ TEST_F(WinsockSeam, SelectWithNothingReadyEndsAtItsTimeWithEmptySets) {
   EXPECT_EQ(read.count + error.count, 0U);
 }
 
-TEST(SocketSetTest, AddsAsTheSystemsMacroDoes) {
+TEST(SocketSetTest, AddsHandlesLikeTheSystemsMacro) {
   SocketSet set;
   for (SocketHandle handle = 0; handle < 64; ++handle) {
     ROW("handle", handle);

@@ -7,8 +7,9 @@
 #include <iostream>
 #include <string>
 
-// The tests of the classes that use kernels, with those named: --kernels=NAME. If the processor lacks them,
-// the exit code is the one that CTest counts as skipped. A name that no kernels have is an error.
+// Runs the tests of the classes that use kernels with the kernels of the given name: --kernels=NAME. If the
+// processor does not support them, the exit code makes CTest report the test as skipped. An unknown name is
+// an error.
 
 namespace {
 

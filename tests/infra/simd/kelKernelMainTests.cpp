@@ -9,7 +9,7 @@
 namespace tarvo::test {
 namespace {
 
-TEST(KernelTests, FailWhenNoKernelsHaveTheNameGiven) {
+TEST(KernelTests, FailIfTheNameOfTheKernelsIsUnknown) {
   const std::vector<std::vector<std::string>> rows = {{},
                                                       {"--kernels="},
                                                       {"--kernels=avx3"},

@@ -20,12 +20,13 @@
 #include <utility>
 #include <vector>
 
-// Each kernel that this processor has, against the models. Sources and destinations end where memory does, so that a
-// byte read or written too far ends the program; what lies before a destination's end must keep its filling.
+// Compares each kernel that this processor supports with the models. Sources and destinations end at an
+// inaccessible page, so a read or write after them ends the program. Bytes of a destination that a kernel
+// does not write must not change.
 
 namespace tarvo::simd {
 
-/// Where a test fails its kernels print as their name.
+/// Prints the kernels of a failing test as their name.
 static void PrintTo(const Kernels* kernels, std::ostream* stream) {
   *stream << kernels->name;
 }
@@ -51,7 +52,7 @@ std::string randomBytes(std::mt19937& engine, std::size_t size) {
   return bytes;
 }
 
-/// A copy of units that ends where memory does, `gap` units further left.
+/// A copy of `text` that ends `gap` code units before the inaccessible page.
 const unsigned short* placed(const GuardedMemory& memory, const std::u16string& text, std::size_t gap = 0) {
   const std::size_t size = text.size() * 2;
   char* const at = memory.back(size + gap * 2);
@@ -63,7 +64,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
  protected:
   const Kernels& kernels() const { return *GetParam(); }
 
-  /// What a kernel takes of the bytes, as text; the rest of the destination is as it was.
+  /// The text of the groups that the kernel encodes. Expects that the rest of the destination is unchanged.
   std::u16string encoded(simd::Base64Alphabet alphabet, const char* bytes, std::size_t groups,
                          std::size_t gap = 0) {
     auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(groups * 8 + gap * 2));
@@ -75,7 +76,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     return {dest, dest + taken * 4};
   }
 
-  /// What a kernel takes of the text, as bytes; the rest of the destination is as it was.
+  /// The bytes of the groups that the kernel decodes. Expects that the rest of the destination is unchanged.
   std::string decoded(simd::Base64Alphabet alphabet, const unsigned short* text, std::size_t groups) {
     char* const dest = dest_.back(groups * 3);
     std::fill(dest, dest + groups * 3, '\x5A');
@@ -85,13 +86,13 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     return {dest, dest + taken * 3};
   }
 
-  /// Both kernels of UTF-8 say what the model says, and the copy is one.
+  /// Expects that both UTF-8 kernels return the model's count, and that the copy equals the source.
   void expectCountedAsByTheModel(const char* text, std::size_t length) {
     const std::optional<std::size_t> count = modelCount(text, length);
     const std::ptrdiff_t expected = count ? static_cast<std::ptrdiff_t>(*count) : -1;
     EXPECT_EQ(kernels().countWellFormed(text, length), expected)
         << testing::PrintToString(std::string(text, length));
-    // Once up to memory's end, once with a byte on either side that must stay.
+    // One destination ends at the inaccessible page. The other has a byte on each side that must not change.
     char* const end = dest_.back(length);
     EXPECT_EQ(kernels().copyWellFormed(end, text, length), expected);
     char* const front = dest_.front();
@@ -104,7 +105,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
-  /// The text at either end of memory.
+  /// The same for the text at the start and at the end of the accessible memory.
   void expectCountedAsByTheModel(const std::string& text) {
     for (char* const at : rowsOf({source_.front(), source_.back(text.size())})) {
       if (!text.empty()) std::memcpy(at, text.data(), text.size());
@@ -112,7 +113,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
-  /// What a kernel takes of the text is whole characters, and becomes their units.
+  /// Expects that the kernel converts only whole characters, and that it converts them like ICU.
   void expectReadAsIcuReads(const std::string& text) {
     const bool wellFormed = modelCount(text.data(), text.size()).has_value();
     auto* const dest = reinterpret_cast<unsigned short*>(dest_.back(2 * text.size()));
@@ -133,7 +134,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
-  /// The same the other way round, into room for the whole text's bytes.
+  /// The same for the conversion to UTF-8, into a buffer for all bytes of the text.
   void expectWrittenAsIcuWrites(const icu::UnicodeString& text) {
     const std::u16string units(text.getBuffer(), static_cast<std::size_t>(text.length()));
     std::string all;
@@ -164,7 +165,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     return false;
   }
 
-  static constexpr std::size_t least = 128;  // what a vector kernel may leave of a text
+  static constexpr std::size_t least = 128;  // a vector kernel may leave up to this many bytes
   static constexpr unsigned short filling = 0xDEAD;
   std::mt19937 engine_{seeded(4648)};
   GuardedMemory source_{16 * longest};
@@ -176,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Simd, KernelsOfThisProcessor, testing::ValuesIn(simd::a
 
 // --- Base64
 
-TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, EncodeAnyNumberOfGroupsAtAnyAlignmentLikeTheModel) {
   for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
       ROW("groups", groups);
@@ -187,25 +188,25 @@ TEST_P(KernelsOfThisProcessor, EncodeGroupsOfEveryNumberAndAlignmentAsTheModelDo
         char* const at = source_.back(bytes.size() + gap);
         std::copy(bytes.begin(), bytes.end(), at);
         const std::u16string text = encoded(alphabet, at, groups);
-        ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
+        ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " after it";
       }
     }
   }
 }
 
-TEST_P(KernelsOfThisProcessor, EncodeLongTextsToEveryAlignmentAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, EncodeLongTextsToAnyAlignmentLikeTheModel) {
   for (const std::size_t groups : rowsOf({127U, 128U, 129U, 150U, 400U})) {
     const std::string bytes = randomBytes(engine_, groups * 3);
     const std::u16string expected = modelEncode(Base64Alphabet::standard, bytes);
     for (std::size_t gap = 0; gap < 40; ++gap) {
       ROW("gap", gap);
       const std::u16string text = encoded(simd::standardAlphabet, bytes.data(), groups, gap);
-      ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " behind";
+      ASSERT_EQ(text, expected.substr(0, text.size())) << groups << " groups, " << gap << " after it";
     }
   }
 }
 
-TEST_P(KernelsOfThisProcessor, DecodeGroupsOfEveryNumberAndAlignmentAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, DecodeAnyNumberOfGroupsAtAnyAlignmentLikeTheModel) {
   for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (std::size_t groups = 0; groups <= longest / 3; ++groups) {
       ROW("groups", groups);
@@ -214,14 +215,14 @@ TEST_P(KernelsOfThisProcessor, DecodeGroupsOfEveryNumberAndAlignmentAsTheModelDo
       for (std::size_t gap = 0; gap < (groups % 8 == 0 ? 32U : 2U); ++gap) {
         ROW("gap", gap);
         const std::string found = decoded(alphabet, placed(source_, text, gap), groups);
-        ASSERT_EQ(found, bytes.substr(0, found.size())) << groups << " groups, " << gap << " behind";
+        ASSERT_EQ(found, bytes.substr(0, found.size())) << groups << " groups, " << gap << " after it";
       }
     }
   }
 }
 
-/// Vector kernels that took nothing would pass all other tests.
-TEST_P(KernelsOfThisProcessor, TakeAllButTheLastFewGroupsUnlessTheyArePlain) {
+/// A vector kernel that converted nothing would pass all other tests.
+TEST_P(KernelsOfThisProcessor, ConvertAllButTheLastFewGroupsUnlessTheyAreThePlainKernels) {
   const bool plain = GetParam() == &simd::plainKernels;
   const std::string bytes = randomBytes(engine_, longest);
   const std::u16string text = modelEncode(Base64Alphabet::standard, bytes);
@@ -232,7 +233,7 @@ TEST_P(KernelsOfThisProcessor, TakeAllButTheLastFewGroupsUnlessTheyArePlain) {
   }
 }
 
-TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAFaultWhereverItStands) {
+TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAnInvalidUnitAtEveryPosition) {
   const std::u16string faults =
       u"=* \n\x7F\x80\xC1\xFF\x0100\x0141\x2B2B\x7FFF\x8000\x8041\xC141\xFF41\xFFFF";
   for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
@@ -252,8 +253,8 @@ TEST_P(KernelsOfThisProcessor, StopDecodingBeforeAFaultWhereverItStands) {
   }
 }
 
-TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
-  constexpr std::size_t groups = 16;  // a block of the widest
+TEST_P(KernelsOfThisProcessor, RefuseEveryUnitOutsideTheAlphabetsAtEveryPosition) {
+  constexpr std::size_t groups = 16;  // a block of the widest vector kernel
   for (const simd::Base64Alphabet alphabet : rowsOf(alphabets)) {
     const std::string characters =
         alphabet == simd::standardAlphabet ? simd::standardCharacters : simd::safeCharacters;
@@ -279,7 +280,7 @@ TEST_P(KernelsOfThisProcessor, TellEveryUnitAtEveryPlaceFromTheAlphabets) {
 
 // --- UTF-8
 
-TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthLikeTheModel) {
   for (std::size_t length = 0; length <= longest; ++length) {
     ROW("length", length);
     expectCountedAsByTheModel(std::string(length, 'a'));
@@ -289,13 +290,13 @@ TEST_P(KernelsOfThisProcessor, CountTextsOfEveryLengthAsTheModelDoes) {
       while (text.size() + size <= length) text += character;
       expectCountedAsByTheModel(std::string(length - text.size(), 'x') + text);
       expectCountedAsByTheModel(text + std::string(length - text.size(), 'x'));
-      expectCountedAsByTheModel(text + character.substr(0, length - text.size()));  // cut short
+      expectCountedAsByTheModel(text + character.substr(0, length - text.size()));  // truncated
     }
     if (HasFailure()) return;
   }
 }
 
-TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentLikeTheModel) {
   for (const std::size_t pieces : rowsOf({200U, 900U})) {
     const std::string text = randomUtf8(engine_, pieces, 0);
     for (std::size_t at = 0; at < 70; ++at) {
@@ -303,7 +304,7 @@ TEST_P(KernelsOfThisProcessor, CountTextsAtEveryAlignmentAsTheModelDoes) {
       char* const start = source_.front() + at;
       std::copy(text.begin(), text.end(), start);
       expectCountedAsByTheModel(static_cast<const char*>(start), text.size());
-      // Something else on either side of the first boundary.
+      // Replace a byte on either side of the first block boundary.
       for (std::size_t place = at < 60 ? 60 - at : 0; place < 70 - at; ++place) {
         ROW("place", place);
         const char byte = std::exchange(start[place], static_cast<char>(0x80 + engine_() % 0x80));
@@ -320,13 +321,13 @@ TEST_P(KernelsOfThisProcessor, CountZerosAsCharacters) {
             static_cast<std::ptrdiff_t>(longest));
 }
 
-/// The bytes on both sides of each boundary that the table draws.
+/// The bytes on both sides of each boundary in the table of well-formed UTF-8.
 constexpr std::array<unsigned char, 26> boundaries = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
                                                       0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED, 0xEE, 0xEF,
                                                       0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xF8, 0xFE, 0xFF};
 
-TEST_P(KernelsOfThisProcessor, JudgeEverySequenceOfBoundaryBytesAsTheModelDoes) {
-  // Behind ASCII, at a place that goes through all of a block's.
+TEST_P(KernelsOfThisProcessor, CheckEverySequenceOfBoundaryBytesLikeTheModel) {
+  // After ASCII, at a position that takes every value within a block.
   char* const text = source_.front();
   std::size_t round = 0;
   for (const unsigned char first : rowsOf(boundaries)) {
@@ -347,7 +348,7 @@ TEST_P(KernelsOfThisProcessor, JudgeEverySequenceOfBoundaryBytesAsTheModelDoes) 
   }
 }
 
-TEST_P(KernelsOfThisProcessor, JudgeEveryPairOfBytesAtEveryPlaceAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, CheckEveryPairOfBytesAtEveryPositionLikeTheModel) {
   for (const std::string neighbour : rowsOf({"a", "\xE4\xB8\xAD"})) {
     std::string text;
     while (text.size() < 270) text += neighbour;
@@ -365,13 +366,13 @@ TEST_P(KernelsOfThisProcessor, JudgeEveryPairOfBytesAtEveryPlaceAsTheModelDoes) 
   }
 }
 
-TEST_P(KernelsOfThisProcessor, FindOneFaultWhereverItStands) {
+TEST_P(KernelsOfThisProcessor, DetectOneInvalidSequenceAtEveryPosition) {
   const std::vector<std::string> faults = {
       "\x80",         "\xC3", "\xC0\x80",     "\xE2\x82", "\xED\xA0\x80", "\xE0\x80\x80", "\xF4\x90\x80\x80",
       "\xF0\x9F\x98", "\xFF", "\xC3\xA9\xA9", "\xE2",     "\xF0"};
   for (const std::string& fault : rowsOf(faults)) {
     for (const std::string neighbour : rowsOf({"a", "\xC3\xA9", "\xF0\x9F\x98\x80"})) {
-      // More than two steps of the widest, of which one can be all ASCII.
+      // More than two steps of the widest kernel, so that one of them can be all ASCII.
       const std::size_t size = neighbour.size() == 1 ? 600 : 300;
       for (std::size_t before = 0; before < size / neighbour.size(); ++before) {
         ROW("before", before);
@@ -381,14 +382,14 @@ TEST_P(KernelsOfThisProcessor, FindOneFaultWhereverItStands) {
         while (text.size() < size) text += neighbour;
         for (const std::size_t length : rowsOf({text.size(), before * neighbour.size() + fault.size()}))
           ASSERT_EQ(kernels().countWellFormed(text.data(), length), -1)
-              << testing::PrintToString(fault) << " behind " << before << " of " << neighbour << ", "
+              << testing::PrintToString(fault) << " after " << before << " of " << neighbour << ", "
               << length;
       }
     }
   }
 }
 
-TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
+TEST_P(KernelsOfThisProcessor, CountRandomTextsLikeTheModel) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
     ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
@@ -397,20 +398,21 @@ TEST_P(KernelsOfThisProcessor, CountRandomTextsAsTheModelDoes) {
   }
 }
 
-/// The characters that begin within a text's first bytes, at the end of memory but for what may be read behind the text,
-/// into exactly as much room as is asked for.
-TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
+/// Compares the characters that begin in the first `length` bytes of a text with those of the model. The text
+/// is followed by as many bytes as the kernel may read after it, then by the inaccessible page. The
+/// destination has exactly the required size.
+TEST_P(KernelsOfThisProcessor, CopyEachCharacterToAPaddedCellLikeTheModel) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
     ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
     const std::string text =
         seed % 4 == 0 ? std::string(engine() % 100, 'a') : randomUtf8(engine, engine() % 100, 0);
-    const std::string behind = randomBytes(engine, simd::spreadReadsAfter);
-    char* const at = source_.back(text.size() + behind.size());
+    const std::string after = randomBytes(engine, simd::spreadReadsAfter);
+    char* const at = source_.back(text.size() + after.size());
     std::copy(text.begin(), text.end(), at);
-    std::copy(behind.begin(), behind.end(), at + text.size());
+    std::copy(after.begin(), after.end(), at + text.size());
     const std::vector<std::string> characters = modelCharacters(text).value();
-    std::size_t expected = 0;  // characters that begin before `begins`
+    std::size_t expected = 0;  // number of characters that begin before offset `begins`
     std::size_t begins = 0;
     for (std::size_t length = 0; length <= text.size(); ++length) {
       ROW("length", length);
@@ -428,8 +430,8 @@ TEST_P(KernelsOfThisProcessor, SpreadTheCharactersOfTextsAsTheModelDoes) {
   }
 }
 
-/// Both ends of what each kind of lead byte leads.
-TEST_P(KernelsOfThisProcessor, SpreadCharactersOfEachRange) {
+/// The first and the last character of the range of each kind of lead byte.
+TEST_P(KernelsOfThisProcessor, CopyCharactersOfEachRangeToPaddedCells) {
   for (const UChar32 first :
        rowsOf({0x01, 0x7F, 0x80, 0xBF, 0xC0, 0x7FF, 0x800, 0xFFF, 0x1000, 0xD7FF, 0xE000, 0xFFFF, 0x10000,
                0x3FFFF, 0x40000, 0xFFFFF, 0x100000, 0x10FFFF})) {
@@ -451,7 +453,7 @@ TEST_P(KernelsOfThisProcessor, SpreadCharactersOfEachRange) {
 
 // --- UTF-16
 
-/// Runs of characters of one kind or of some, with runs of one byte or unit of each place between them.
+/// A random text of runs of characters. Each run consists of characters of one size or of two sizes.
 icu::UnicodeString randomRuns(std::mt19937& engine) {
   const auto below = [&](unsigned count) { return static_cast<unsigned>(engine() % count); };
   constexpr std::array<std::array<UChar32, 2>, 6> ranges = {
@@ -468,7 +470,7 @@ icu::UnicodeString randomRuns(std::mt19937& engine) {
   return text;
 }
 
-TEST_P(KernelsOfThisProcessor, ConvertRandomRunsAsIcuDoes) {
+TEST_P(KernelsOfThisProcessor, ConvertRandomRunsLikeIcu) {
   for (unsigned int seed = 0; seed < 3000; ++seed) {
     ROW("seed", seed);
     std::mt19937 engine(seeded(seed));
@@ -486,8 +488,8 @@ TEST_P(KernelsOfThisProcessor, ConvertRandomRunsAsIcuDoes) {
   }
 }
 
-/// Each at every place of a step, among neighbours of each size.
-TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersAsIcuDoes) {
+/// Each character at every position of a step, among neighbours of each size.
+TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersLikeIcu) {
   for (const UChar32 neighbour : rowsOf({0x61, 0xE9, 0x65E5, 0x1F600})) {
     for (const UChar32 character :
          rowsOf({0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF, 0x10000, 0x10FFFF})) {
@@ -504,7 +506,7 @@ TEST_P(KernelsOfThisProcessor, ConvertOneCharacterAmongOthersAsIcuDoes) {
   }
 }
 
-TEST_P(KernelsOfThisProcessor, ConvertTextsOfEveryLengthAsIcuDoes) {
+TEST_P(KernelsOfThisProcessor, ConvertTextsOfEveryLengthLikeIcu) {
   for (const UChar32 character : rowsOf({0x61, 0xE9, 0x65E5, 0x1F600})) {
     icu::UnicodeString text;
     for (int length = 0; length < 300; ++length) {
@@ -519,20 +521,20 @@ TEST_P(KernelsOfThisProcessor, ConvertTextsOfEveryLengthAsIcuDoes) {
   }
 }
 
-// --- the choice
+// --- the choice of kernels
 
 class KernelChoice : public testing::Test {
  protected:
   ~KernelChoice() override { simd::useKernels(nullptr); }
 };
 
-TEST_F(KernelChoice, BeginsWithThePlainOnesAndEndsWithTheBest) {
+TEST_F(KernelChoice, StartsWithThePlainKernelsAndEndsWithTheBest) {
   const auto available = simd::availableKernels();
   EXPECT_EQ(available.front(), &simd::plainKernels);
   EXPECT_EQ(&simd::kernels(), available.back());
 }
 
-TEST_F(KernelChoice, IsTheTestsIfTheyMakeOne) {
+TEST_F(KernelChoice, CanBeSetByTests) {
   for (const Kernels* each : rowsOf(simd::availableKernels())) {
     simd::useKernels(each);
     EXPECT_EQ(&simd::kernels(), each);
@@ -541,7 +543,7 @@ TEST_F(KernelChoice, IsTheTestsIfTheyMakeOne) {
   EXPECT_EQ(&simd::kernels(), simd::availableKernels().back());
 }
 
-TEST_F(KernelChoice, IsTheSameForEveryThread) {
+TEST_F(KernelChoice, IsTheSameInEveryThread) {
   std::array<const Kernels*, 8> chosen{};
   std::vector<std::thread> threads;
   for (const Kernels*& mine : chosen) threads.emplace_back([&mine] { mine = &simd::kernels(); });

@@ -14,7 +14,7 @@
 namespace tarvo::test {
 namespace {
 
-// The compiler may not take the request away together with the release.
+// Prevents the compiler from removing the allocation together with its release.
 template <class Value>
 Value* kept(Value* block) {
   Value* volatile seen = block;
@@ -50,7 +50,7 @@ TEST(Allocations, CountTheFormsOfC) {
   EXPECT_EQ(count.outstanding(), 0);
 }
 
-TEST(Allocations, CountWhatIcuTakes) {
+TEST(Allocations, CountIcusAllocations) {
   const AllocationCount count;
   {
     const icu::UnicodeString text(1000, u'x', 1000);
@@ -60,7 +60,7 @@ TEST(Allocations, CountWhatIcuTakes) {
   EXPECT_EQ(count.outstanding(), 0);
 }
 
-TEST(Allocations, TellWhatIsStillHeld) {
+TEST(Allocations, ReportTheBlocksThatAreNotReleased) {
   const AllocationCount count;
   auto text = std::make_unique<std::vector<int>>(10);
   EXPECT_EQ(count.outstanding(), 2);
@@ -70,14 +70,14 @@ TEST(Allocations, TellWhatIsStillHeld) {
   EXPECT_EQ(inner.outstanding(), -2);
 }
 
-TEST(Allocations, OfNullGiveNothingBack) {
+TEST(Allocations, DoNotCountAReleaseOfNull) {
   const AllocationCount count;
   ::operator delete(nullptr);
   ::operator delete[](nullptr);
   EXPECT_EQ(count.released(), 0U);
 }
 
-TEST(Allocations, FailAtTheOneNamedAndAtNoOther) {
+TEST(Allocations, FailOnlyAtTheChosenRequest) {
   std::vector<bool> refused(4);
   std::vector<bool> happened(4);
   {
@@ -131,7 +131,7 @@ TEST(Allocations, FailInCAndInIcu) {
   EXPECT_EQ(requests, 4U);
 }
 
-TEST(Allocations, FailFromTheOneNamedOn) {
+TEST(Allocations, FailFromTheChosenRequestOn) {
   std::vector<bool> refused(4);
   {
     const FailingAllocation second(2, Shortage::fromThenOn);
@@ -146,7 +146,7 @@ TEST(Allocations, FailFromTheOneNamedOn) {
   EXPECT_EQ(refused, std::vector<bool>({false, true, true, true}));
 }
 
-TEST(Allocations, AreGrantedInBetween) {
+TEST(Allocations, SucceedDuringAllocationsGranted) {
   bool granted = false;
   bool failed = false;
   {
@@ -166,7 +166,7 @@ TEST(Allocations, AreGrantedInBetween) {
   EXPECT_TRUE(failed);
 }
 
-TEST(Allocations, FailFromASizeOn) {
+TEST(Allocations, FailFromTheGivenSizeOn) {
   void* small = nullptr;
   void* large = nullptr;
   {
@@ -179,7 +179,7 @@ TEST(Allocations, FailFromASizeOn) {
   std::free(small);
 }
 
-TEST(Allocations, AreGrantedAgainWhenTheFailureGoes) {
+TEST(Allocations, SucceedAgainAfterTheFailuresScope) {
   { const FailingAllocation first(1); }
   const AllocationCount count;
   takeAndGiveBack();

@@ -27,7 +27,7 @@ NLSException sample() {
 
 const RaisesMatcher<NLSException> theSample = Raises<NLSException>("ERR_X", "a", 2).from("kelX.cpp");
 
-TEST(RaisesMatcher, TakesTheErrorThatItDescribes) {
+TEST(RaisesMatcher, AcceptsTheErrorThatItDescribes) {
   EXPECT_THAT([] { throw sample(); }, theSample);
 }
 
@@ -36,7 +36,7 @@ struct Difference {
   void (*raise)();
 };
 
-// Each differs from the sample in the one thing named.
+// Each error differs from the sample in the one respect that its row names.
 const Difference differences[] = {
     {"the class", [] { throw BaseException(sample()); }},
     {"a sibling class",
@@ -105,11 +105,11 @@ const Difference differences[] = {
     {"no error", [] {}},
 };
 
-TEST(RaisesMatcher, TakesNothingElse) {
+TEST(RaisesMatcher, RefusesEveryOtherError) {
   for (const Difference& difference : rowsOf(differences)) EXPECT_FALSE(Matches(theSample)(difference.raise));
 }
 
-TEST(RaisesMatcher, RunsWhatMismatchesOnceAndExplainsThatRun) {
+TEST(RaisesMatcher, RunsAMismatchingCallableOnceAndExplainsThatRun) {
   int runs = 0;
   const auto numbered = [&runs] {
     NLSException error(u"ERR_X", "kelX.cpp", 7);
@@ -120,7 +120,7 @@ TEST(RaisesMatcher, RunsWhatMismatchesOnceAndExplainsThatRun) {
   EXPECT_EQ(runs, 1);
 }
 
-TEST(RaisesMatcher, RunsWhatRaisesNothingOnce) {
+TEST(RaisesMatcher, RunsACallableThatRaisesNothingOnce) {
   int runs = 0;
   EXPECT_NONFATAL_FAILURE(EXPECT_THAT([&runs] { ++runs; }, theSample), "throws nothing");
   EXPECT_EQ(runs, 1);
@@ -136,7 +136,7 @@ TEST(RaisesMatcher, RunsACallableAgainForASecondExpectation) {
   EXPECT_EQ(runs, 2);
 }
 
-TEST(RaisesMatcher, SaysWhatItExpects) {
+TEST(RaisesMatcher, DescribesTheExpectedError) {
   EXPECT_EQ(
       testing::DescribeMatcher<void (*)()>(theSample),
       "throws tarvo::oss::NLSException, 1 message: ERR_X [] <a> <2> from kelX.cpp, any line but 0, level 4");

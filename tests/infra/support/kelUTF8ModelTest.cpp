@@ -10,8 +10,8 @@
 namespace tarvo::test {
 namespace {
 
-/// Every row of the table by its first and its last sequence, and what stands next to them.
-TEST(Utf8Model, KnowsTheTable) {
+/// The first and the last sequence of each row of the table, and the invalid sequences next to them.
+TEST(Utf8Model, AcceptsExactlyTheSequencesOfTheTable) {
   struct Case {
     const char* bytes;
     bool wellFormed;
@@ -57,7 +57,7 @@ TEST(Utf8Model, KnowsTheTable) {
   }
 }
 
-TEST(Utf8Model, CountsByLeadBytes) {
+TEST(Utf8Model, LenientCountUsesOnlyLeadBytes) {
   EXPECT_EQ(modelLenientCount(""), 0);
   EXPECT_EQ(modelLenientCount("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"), 4);
   EXPECT_EQ(modelLenientCount("\xC3"), 1);
@@ -67,7 +67,7 @@ TEST(Utf8Model, CountsByLeadBytes) {
   EXPECT_EQ(modelLenientCount("\xF8"), std::nullopt);
 }
 
-TEST(Utf8Model, MakesSoundTextsUnlessToldOtherwise) {
+TEST(Utf8Model, RandomTextsAreWellFormedWithoutDamage) {
   std::mt19937 engine(seeded(1));
   EXPECT_TRUE(modelCharacters(randomUtf8(engine, 10'000, 0)).has_value());
   EXPECT_FALSE(modelCharacters(randomUtf8(engine, 10'000, 5)).has_value());

@@ -13,14 +13,15 @@
 #include <string>
 #include <string_view>
 
-/// The digits beside the standard library's, in bytes and in units, and what stands behind them.
+/// Compares the digits, as bytes and as UTF-16 code units, with those of the standard library. Checks also
+/// that only zeros are written after them, and no more units than the longest text has.
 
 namespace tarvo::test {
 namespace {
 
 using text::DecimalText;
 
-/// Room for the longest text and some units more, which must stay.
+/// Writes a number into a buffer that is longer than the longest text, and checks that the rest is unchanged.
 template <class Number, class Unit>
 void expectWritten(Number value, std::string_view expected) {
   constexpr std::size_t longest = DecimalText<Number>::longest;
@@ -49,7 +50,7 @@ class DecimalTexts : public ::testing::Test {
  protected:
   using Limits = std::numeric_limits<Number>;
 
-  /// Of either sign, where there is one.
+  /// Checks the number and, for signed types, its negative.
   static void expectBoth(std::uint64_t magnitude) {
     expectText(static_cast<Number>(magnitude));
     expectText(static_cast<Number>(0 - magnitude));
@@ -98,7 +99,7 @@ TYPED_TEST(DecimalTexts, OfNumbersOfAnySize) {
   }
 }
 
-/// Every one that can be, of those that are reckoned as two digits or as four.
+/// All numbers of up to four digits, which are computed from tables of two and four digits.
 TEST(DecimalDigits, OfFewDigitsAreExact) {
   for (std::uint32_t value = 0; value < 10000; ++value) {
     ROW("value", value);

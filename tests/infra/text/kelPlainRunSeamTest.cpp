@@ -16,7 +16,7 @@ std::u16string unitsOf(std::size_t count) {
   return units;
 }
 
-TEST(NarrowAscii, WritesEveryLengthAndNotAByteMore) {
+TEST(NarrowAscii, WritesEveryLengthAndNothingAfterIt) {
   for (std::size_t count = 0; count <= 100; ++count) {
     ROW("count", count);
     const std::u16string units = unitsOf(count);
@@ -27,7 +27,7 @@ TEST(NarrowAscii, WritesEveryLengthAndNotAByteMore) {
   }
 }
 
-TEST(NarrowAscii, SeesAnyOtherUnitAnywhere) {
+TEST(NarrowAscii, DetectsANonAsciiUnitAtEveryPosition) {
   std::string bytes(100, '#');
   for (const char16_t other : rowsOf({u'\x80', u'\xFF', u'\x100', u'\x141', u'\x8000', u'\xFF30'})) {
     for (std::size_t count = 1; count <= 100; ++count) {
@@ -43,7 +43,7 @@ TEST(NarrowAscii, SeesAnyOtherUnitAnywhere) {
   }
 }
 
-TEST(WidenEight, MakesAUnitOfEachByte) {
+TEST(WidenEight, ConvertsEachByteToAUnit) {
   const std::array<char, 9> bytes = {'\0', '\1', 'a', '\x7F', '\x80', '\xAB', '\xFE', '\xFF', 'x'};
   std::u16string units(10, u'#');
   text::widenEight(bytes.data(), units.data() + 1);

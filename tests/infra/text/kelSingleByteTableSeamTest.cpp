@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-/// The tables are held against ICU's own converters, every one that it lists.
+/// Compares the tables with all converters that ICU lists.
 namespace tarvo::text {
 namespace {
 
@@ -34,7 +34,7 @@ Open openPage(const std::string& name) {
   return Open(ucnv_open(name.c_str(), &status));
 }
 
-/// ICU's names of the converters that have one byte for every unit, or of all others.
+/// ICU's names of the converters that write one byte for each code unit, or of all others.
 std::vector<std::string> pages(bool singleByte) {
   std::vector<std::string> names;
   for (std::int32_t i = 0; i < ucnv_countAvailable(); ++i) {
@@ -54,7 +54,8 @@ std::string icuBytes(UConverter* converter, const icu::UnicodeString& text) {
   return bytes;
 }
 
-/// The bytes that the table gives, or how many it has written where it gives up. It writes no more than these.
+/// A conversion by the table: whether it converted the whole text, and its output buffer, in which '#' marks
+/// bytes that were not written.
 struct Given {
   bool whole;
   std::string bytes;
@@ -70,19 +71,19 @@ Given tableBytes(SingleByteTable& table, UConverter* converter, const icu::Unico
   return {whole, bytes};
 }
 
-TEST(SingleByteTable, IsThereForEverySingleByteCodePage) {
+TEST(SingleByteTable, ExistsForEverySingleByteCodePage) {
   const std::vector<std::string> names = pages(true);
   EXPECT_GT(names.size(), 100U);
   for (const std::string& name : rowsOf(names))
     EXPECT_NE(SingleByteTable::of(openPage(name).get()), nullptr) << name;
 }
 
-TEST(SingleByteTable, IsThereForNoOther) {
+TEST(SingleByteTable, DoesNotExistForOtherCodePages) {
   for (const std::string& name : rowsOf(pages(false)))
     EXPECT_EQ(SingleByteTable::of(openPage(name).get()), nullptr) << name;
 }
 
-TEST(SingleByteTable, IsSharedByTheNamesOfACodePage) {
+TEST(SingleByteTable, IsSharedByAllNamesOfACodePage) {
   const SingleByteTable* const table = SingleByteTable::of(openPage("windows-1252").get());
   EXPECT_EQ(SingleByteTable::of(openPage("cp1252").get()), table);
   EXPECT_NE(SingleByteTable::of(openPage("windows-1254").get()), table);
@@ -122,8 +123,8 @@ TEST(SingleByteTable, ReadsEveryByte) {
   }
 }
 
-// Not the halves of pairs, nor what ICU leaves out: all others are one byte, substitutes too.
-TEST(SingleByteTable, HasTheUnitsThatBecomeOneByteAndNoOther) {
+// All units become one byte, a substitute included, except surrogates and units that ICU omits.
+TEST(SingleByteTable, ConvertsExactlyTheUnitsThatBecomeOneByte) {
   for (const std::string& name : rowsOf(pages(true))) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
@@ -147,8 +148,8 @@ TEST(SingleByteTable, HasTheUnitsThatBecomeOneByteAndNoOther) {
   }
 }
 
-// At every place of a block, and in blocks that vectors take as well as in those that they do not.
-TEST(SingleByteTable, HasTheUnitsAmongOthersToo) {
+// At every position of a block, in blocks that vector instructions process and in shorter ones.
+TEST(SingleByteTable, ConvertsThoseUnitsAmongOthers) {
   for (const std::string& name : rowsOf(pages(true))) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
@@ -165,28 +166,28 @@ TEST(SingleByteTable, HasTheUnitsAmongOthersToo) {
   }
 }
 
-TEST(SingleByteTable, GivesUpWhereverAnOtherUnitStands) {
+TEST(SingleByteTable, StopsAtAnyOtherUnitAtEveryPosition) {
   for (const char* const name : rowsOf({"windows-1252", "ISO-8859-1", "US-ASCII", "ibm-37", "KOI8-R"})) {
     const Open page = openPage(name);
     SingleByteTable& table = *SingleByteTable::of(page.get());
     for (const char16_t filler : rowsOf({u'a', u'\u00E9', u'\u0416', u'\u65E5'})) {
       for (std::int32_t before = 0; before < 40; ++before) {
         ROW("before", before);
-        for (const std::int32_t behind : rowsOf({0, 1, 7, 8, 15, 16, 40})) {
+        for (const std::int32_t after : rowsOf({0, 1, 7, 8, 15, 16, 40})) {
           const icu::UnicodeString head(before, filler, before);
           icu::UnicodeString text = head;
-          text.append(char16_t{0xD83D}).append(icu::UnicodeString(behind, filler, behind));
+          text.append(char16_t{0xD83D}).append(icu::UnicodeString(after, filler, after));
           const Given found = tableBytes(table, page.get(), text);
           ASSERT_FALSE(found.whole);
           ASSERT_EQ(found.bytes,
-                    icuBytes(page.get(), head) + std::string(static_cast<std::size_t>(behind) + 1, '#'));
+                    icuBytes(page.get(), head) + std::string(static_cast<std::size_t>(after) + 1, '#'));
         }
       }
     }
   }
 }
 
-TEST(SingleByteTable, MakesOneTableOfTheSameAnswersInAllThreads) {
+TEST(SingleByteTable, IsTheSameTableInAllThreads) {
   const Open page = openPage("ibm-1125");
   icu::UnicodeString text;
   for (int unit = 0; unit < 0xD800; ++unit) {
@@ -212,8 +213,8 @@ TEST(SingleByteTable, MakesOneTableOfTheSameAnswersInAllThreads) {
   }
 }
 
-// In a process of its own, where no table has been made.
-TEST(SingleByteTableDeathTest, IsNotThereWithoutMemory) {
+// Runs in a separate process, in which no table exists yet.
+TEST(SingleByteTableDeathTest, IsNotCreatedIfAllocationsFail) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {

@@ -16,16 +16,16 @@ namespace {
 
 using test::rowsOf;
 
-TEST(TextUnits, AreNoMoreThanIcuCounts) {
+TEST(TextUnits, AreAsManyAsIcuCounts) {
   constexpr std::size_t most = 0x7FFFFFFF;
   EXPECT_EQ(lengthOf(std::u16string_view(u"claimed", most)), 0x7FFFFFFF);
   EXPECT_THROW(lengthOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
   EXPECT_THROW(textOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);
 }
 
-TEST(TextUnits, AreHeldWhereverTheyStand) {
+TEST(TextUnits, AreFoundAtEveryPosition) {
   for (const char16_t unit : rowsOf({u'%', u'\0', u'\x8025', u'\xFFFF'})) {
-    // Units that differ from it in one bit are not it.
+    // Units that differ from `unit` in one bit must not be found.
     for (int bit = 0; bit < 16; ++bit) {
       ROW("bit", bit);
       for (std::size_t length = 0; length < 14; ++length) {
@@ -42,7 +42,7 @@ TEST(TextUnits, AreHeldWhereverTheyStand) {
   }
 }
 
-TEST(TextUnits, AreInTheOrderOfTheLibrarys) {
+TEST(TextUnits, AreOrderedLikeIcuStrings) {
   std::mt19937 random(test::seeded(1));
   for (int i = 0; i < 20'000; ++i) {
     ROW("i", i);

@@ -19,7 +19,7 @@ using test::rowsOf;
 
 using namespace std::string_literals;
 
-/// What ICU's strict conversion gives, and whether the text is valid at all.
+/// The result of ICU's strict conversion: whether the text is valid, and its UTF-16 code units.
 struct Units {
   bool valid;
   icu::UnicodeString text;
@@ -51,7 +51,7 @@ std::string utf8(const icu::UnicodeString& text) {
   return text.toUTF8String(bytes);
 }
 
-/// Into rooms from none to more than enough.
+/// Converts into buffers of all sizes, from `mostMissing` bytes too small to larger than needed.
 void expectWrites(const icu::UnicodeString& text, std::size_t mostMissing) {
   const auto count = static_cast<std::size_t>(text.length());
   const std::string expected = utf8(text);
@@ -79,7 +79,7 @@ icu::UnicodeString repeated(const icu::UnicodeString& piece, int characters) {
   return text;
 }
 
-TEST(UTF8Conversion, TakesEveryCharacterBothWays) {
+TEST(UTF8Conversion, ConvertsEveryCharacterInBothDirections) {
   for (UChar32 character = 0; character <= 0x10FFFF; ++character) {
     ROW("character", character);
     if (character == 0xD800) character = 0xE000;
@@ -96,7 +96,7 @@ TEST(UTF8Conversion, TakesEveryCharacterBothWays) {
   }
 }
 
-TEST(UTF8Conversion, WritesAsMuchAsThereIsRoomFor) {
+TEST(UTF8Conversion, WritesAsManyBytesAsFit) {
   for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
     for (int characters = 0; characters < 50; ++characters) {
       ROW("characters", characters);
@@ -105,7 +105,7 @@ TEST(UTF8Conversion, WritesAsMuchAsThereIsRoomFor) {
   }
 }
 
-TEST(UTF8Conversion, TellsTheSizeOfLongTexts) {
+TEST(UTF8Conversion, ReturnsTheSizeOfLongTexts) {
   for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
     for (const int characters : rowsOf({4095, 4096, 4097, 8192, 70000})) {
       const icu::UnicodeString text = repeated(alphabet, characters);
@@ -115,7 +115,7 @@ TEST(UTF8Conversion, TellsTheSizeOfLongTexts) {
   }
 }
 
-TEST(UTF8Conversion, TellsHalvesThatStandAlone) {
+TEST(UTF8Conversion, RefusesUnpairedSurrogates) {
   for (const icu::UnicodeString& halves : rowsOf(
            {icu::UnicodeString(u"\xD83D"), icu::UnicodeString(u"\xDE00"), icu::UnicodeString(u"\xDE00\xD83D"),
             icu::UnicodeString(u"\xD83D\xD83D\xDE00"), icu::UnicodeString(u"\xD83D\xDE00\xDE00"),
@@ -123,16 +123,16 @@ TEST(UTF8Conversion, TellsHalvesThatStandAlone) {
     for (const icu::UnicodeString& alphabet : rowsOf(alphabets())) {
       for (int before = 0; before < 36; ++before) {
         ROW("before", before);
-        for (const int behind : rowsOf({0, 1, 20})) {
+        for (const int after : rowsOf({0, 1, 20})) {
           icu::UnicodeString text = repeated(alphabet, before);
           const std::string head = utf8(text);
-          text.append(halves).append(repeated(alphabet, behind));
+          text.append(halves).append(repeated(alphabet, after));
           const auto count = static_cast<std::size_t>(text.length());
           for (const std::size_t room : rowsOf({std::size_t{0}, count, 3 * count})) {
             std::string bytes(room + 1, '#');
             ASSERT_EQ(utf8FromUtf16(text.getBuffer(), count, bytes.data(), room), -1);
             const std::size_t written = bytes.find('#');
-            // A pair in front of the half may have been written.
+            // A surrogate pair before the unpaired surrogate may have been written.
             ASSERT_LE(written, head.size() + 4);
             ASSERT_EQ(bytes.substr(0, std::min(written, head.size())), head.substr(0, written));
           }
@@ -151,8 +151,8 @@ TEST(UTF8Conversion, ReadsValidTextsOfEveryLength) {
   }
 }
 
-// Every sequence of up to four bytes at the limits of the table of well-formed ones.
-TEST(UTF8Conversion, ReadsWellFormedSequencesAndNoOthers) {
+// Every sequence of up to four bytes that are limits in the table of well-formed sequences.
+TEST(UTF8Conversion, AcceptsOnlyWellFormedSequences) {
   const std::string limits =
       "\x01\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xE1\xEC\xED\xEE\xEF\xF0\xF1\xF3\xF4\xF5\xFF";
   for (int first = 0; first < 256; ++first) {
@@ -174,7 +174,7 @@ TEST(UTF8Conversion, ReadsWellFormedSequencesAndNoOthers) {
   }
 }
 
-TEST(UTF8Conversion, FindsDamageAnywhere) {
+TEST(UTF8Conversion, DetectsAnInvalidByteAtEveryPosition) {
   std::mt19937 random(test::seeded(82));
   const icu::UnicodeString piece(u"plain words and more, caf\u00E9 \u65E5\u672C\u8A9E \U0001F600; ");
   const std::string text = utf8(repeated(piece, 120));

@@ -31,7 +31,7 @@ class Sequence {
   std::array<char, Size> bytes_{};
 };
 
-TEST(Utf8Text, KnowsEveryTextOfThreeBytes) {
+TEST(Utf8Text, ChecksEveryTextOfThreeBytesLikeTheModel) {
   Sequence<3> text;
   for (int first = 0; first < 256; ++first) {
     ROW("first", first);
@@ -48,8 +48,8 @@ TEST(Utf8Text, KnowsEveryTextOfThreeBytes) {
   }
 }
 
-// Every first and second byte; behind them both sides of each boundary.
-TEST(Utf8Text, KnowsTextsOfFourBytes) {
+// Every first and second byte. The third and fourth bytes are those on both sides of each boundary.
+TEST(Utf8Text, ChecksTextsOfFourBytesLikeTheModel) {
   const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xC2, 0xFF});
   Sequence<4> text;
   for (int first = 0; first < 256; ++first) {
@@ -69,17 +69,18 @@ TEST(Utf8Text, KnowsTextsOfFourBytes) {
   }
 }
 
-// Each of these sequences at each place of the eight bytes that are looked at together, and cut by the end.
-TEST(Utf8Text, KnowsThemWhereverTheyStand) {
+// Each of these sequences at every position of the eight bytes that are processed together, and truncated by
+// the end.
+TEST(Utf8Text, ChecksSequencesAtEveryPosition) {
   const auto sequences = std::to_array<std::string>({"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80",
                                                      "\xC1\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF",
                                                      "\xC3", "\xE2\x82", "\xF0\x9F\x98"});
   for (std::size_t before = 0; before <= 24; ++before) {
     ROW("before", before);
-    for (std::size_t behind = 0; behind <= 9; ++behind) {
-      ROW("behind", behind);
+    for (std::size_t after = 0; after <= 9; ++after) {
+      ROW("after", after);
       for (const std::string& sequence : rowsOf(sequences)) {
-        const std::string text = std::string(before, 'x') + sequence + std::string(behind, 'y');
+        const std::string text = std::string(before, 'x') + sequence + std::string(after, 'y');
         const auto expected = modelCount(text.data(), text.size());
         ASSERT_EQ(countWellFormed(text.data(), text.size()),
                   expected ? static_cast<std::ptrdiff_t>(*expected) : -1)
@@ -89,7 +90,8 @@ TEST(Utf8Text, KnowsThemWhereverTheyStand) {
   }
 }
 
-// Only characters from lead bytes count, so a text may end in the middle of what is skipped.
+// Only lead bytes are checked. The bytes after them are skipped, so a text may end in the middle of a
+// character.
 TEST(Utf8Text, CountsLenientlyAsTheModelDoes) {
   const auto edges = std::to_array<unsigned char>({0x00, 0x7F, 0x80, 0xBF, 0xC0, 0xF7, 0xF8});
   std::string text(3, '\0');

@@ -16,8 +16,8 @@ namespace {
 
 using test::rowsOf;
 
-// What the host has settled: the classes in their order, each with its numbers and its probes.
-struct SettledBlock {
+// The numbers of the traced classes, in order. Hosts depend on them, so they must not change.
+struct FixedBlock {
   const char* className;
   std::uint32_t first;
   std::uint32_t last;
@@ -25,7 +25,7 @@ struct SettledBlock {
   std::uint32_t lastProbe;
 };
 
-constexpr SettledBlock settledBlocks[] = {
+constexpr FixedBlock fixedBlocks[] = {
     {"ByteArrayOutputStream", 0x5E6, 0x5E7, 483919334, 483919335},
     {"ByteBuffer", 0x5E8, 0x5EC, 483919336, 483919340},
     {"Converter", 0x5ED, 0x5F0, 483919341, 483919344},
@@ -54,48 +54,48 @@ TEST(Probes, ShareTheHighHalf) {
     EXPECT_EQ((probeBase + entry.number) >> 16, 0x1CD8U) << entry.function;
 }
 
-TEST(Probes, OfAClassHaveItsSettledBlock) {
-  ASSERT_EQ(probeBlocks.size(), std::size(settledBlocks));
+TEST(Probes, OfAClassHaveItsFixedBlock) {
+  ASSERT_EQ(probeBlocks.size(), std::size(fixedBlocks));
   for (std::size_t i = 0; i < probeBlocks.size(); ++i) {
     ROW("i", i);
-    const SettledBlock& settled = settledBlocks[i];
-    EXPECT_EQ(probeBlocks[i].className, settled.className);
-    EXPECT_EQ(probeBlocks[i].first, settled.first) << settled.className;
-    EXPECT_EQ(probeBlocks[i].last, settled.last) << settled.className;
-    EXPECT_EQ(probeBase + probeBlocks[i].first, settled.firstProbe) << settled.className;
-    EXPECT_EQ(probeBase + probeBlocks[i].last, settled.lastProbe) << settled.className;
+    const FixedBlock& expected = fixedBlocks[i];
+    EXPECT_EQ(probeBlocks[i].className, expected.className);
+    EXPECT_EQ(probeBlocks[i].first, expected.first) << expected.className;
+    EXPECT_EQ(probeBlocks[i].last, expected.last) << expected.className;
+    EXPECT_EQ(probeBase + probeBlocks[i].first, expected.firstProbe) << expected.className;
+    EXPECT_EQ(probeBase + probeBlocks[i].last, expected.lastProbe) << expected.className;
   }
 }
 
-TEST(Probes, LieInTheirClasssBlock) {
+TEST(Probes, AreInTheBlockOfTheirClass) {
   for (const ProbeEntry& entry : rowsOf(probeTable)) {
     const auto* block = std::ranges::find_if(
-        settledBlocks, [&](const SettledBlock& b) { return entry.className() == b.className; });
-    ASSERT_NE(block, std::end(settledBlocks)) << entry.function;
+        fixedBlocks, [&](const FixedBlock& b) { return entry.className() == b.className; });
+    ASSERT_NE(block, std::end(fixedBlocks)) << entry.function;
     EXPECT_GE(entry.number, block->first) << entry.function;
     EXPECT_LE(entry.number, block->last) << entry.function;
   }
 }
 
-TEST(Probes, ComeForEveryTracedClassInTheOrderOfTheBlocks) {
+TEST(Probes, AreListedInTheOrderOfTheBlocks) {
   EXPECT_THAT(
       classesOfTheTable(),
       testing::ElementsAre("ByteArrayOutputStream", "ByteBuffer", "Converter", "DataBuffer", "UTF8Iterator",
                            "StringTokenizer", "SocketServer", "Socket", "MessageList", "Formatter"));
 }
 
-TEST(Probes, HaveOneNumberAFunctionAndOneFunctionANumber) {
+TEST(Probes, AreUniqueForEachFunction) {
   std::map<std::uint16_t, std::string> byNumber;
   std::set<std::string> names;
   for (const ProbeEntry& entry : rowsOf(probeTable)) {
     const std::string name(entry.function);
-    EXPECT_TRUE(names.insert(name).second) << name << " stands twice";
+    EXPECT_TRUE(names.insert(name).second) << name << " is listed twice";
     const auto [taken, fresh] = byNumber.emplace(entry.number, name);
     EXPECT_TRUE(fresh) << name << " has the number of " << taken->second;
   }
 }
 
-TEST(Probes, LeaveTheHolesFree) {
+TEST(Probes, DoNotUseReservedNumbers) {
   EXPECT_EQ(unassignedSocketNumber, 0x623);
   for (const ProbeEntry& entry : rowsOf(probeTable)) {
     for (const unsigned int hole : rowsOf({0x623U, 0x631U, 0x632U, 0x633U, 0x634U, 0x635U, 0x637U, 0x63BU}))
@@ -111,19 +111,19 @@ TEST(Probes, StartEachClassWithItsConstructors) {
     ASSERT_NE(first, probeTable.end()) << name;
     EXPECT_EQ(first->function, std::string(name) + "::" + name);
     const auto* block = std::ranges::find_if(
-        settledBlocks, [&](const SettledBlock& b) { return name == std::string(b.className); });
+        fixedBlocks, [&](const FixedBlock& b) { return name == std::string(b.className); });
     EXPECT_EQ(first->number, block->first) << name;
   }
 }
 
-struct Settled {
+struct FixedProbe {
   const char* function;
   Probe found;
-  Probe settled;
+  Probe expected;
 };
 
-TEST(Probes, OfTheseFunctionsAreSettledWithTheHost) {
-  const Settled rows[] = {
+TEST(Probes, OfTheseFunctionsHaveFixedNumbers) {
+  const FixedProbe rows[] = {
       {"ByteArrayOutputStream constructors", probe("ByteArrayOutputStream::ByteArrayOutputStream"),
        483919334},
       {"ByteArrayOutputStream::write", probe("ByteArrayOutputStream::write"), 483919335},
@@ -140,7 +140,7 @@ TEST(Probes, OfTheseFunctionsAreSettledWithTheHost) {
       {"MessageList::getNextMsg", probe("MessageList::getNextMsg"), 483919421},
       {"MessageList::clear", probe("MessageList::clear"), 483919422},
   };
-  for (const Settled& row : rowsOf(rows)) EXPECT_EQ(row.found, row.settled) << row.function;
+  for (const FixedProbe& row : rowsOf(rows)) EXPECT_EQ(row.found, row.expected) << row.function;
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ static_assert(trace::componentIndex == 155);
 static_assert(noexcept(trace::install(trace::Facility())) && noexcept(trace::uninstall()));
 static_assert(std::is_same_v<decltype(trace::Facility::componentTraceFlags), const volatile std::uint32_t*>);
 
-// --- the protocol as a model
+// --- a model of the calls
 // --------------------------------------------------------------------------------
 
 void appendEntry(Calls& calls, const std::string& number, std::uint32_t word) {
@@ -47,7 +47,8 @@ void appendExit(Calls& calls, const std::string& number, std::uint32_t word) {
   if ((word & 0x80) != 0) calls.push_back("traceFlightRecord " + number + " 0 0 0");
 }
 
-// What the hooks see under a constant flag word when functions are entered ('>') and left ('<') as told.
+// The hook calls that are expected with constant trace flags. `events` lists entries ('>') and exits ('<') of
+// functions.
 Calls expected(const std::string& events, std::uint32_t word) {
   Calls calls;
   std::istringstream words(events);
@@ -60,7 +61,7 @@ Calls expected(const std::string& events, std::uint32_t word) {
   return calls;
 }
 
-TEST(TraceModel, KnowsTheseByHeart) {
+TEST(TraceModel, GivesTheExpectedCalls) {
   EXPECT_THAT(expected(">638 <638", 0), IsEmpty());
   EXPECT_THAT(expected(">638 <638", 0x1), ElementsAre("traceEntry 638"));
   EXPECT_THAT(expected(">638 <638", 0x2), ElementsAre("traceExit 638 0"));
@@ -78,7 +79,7 @@ TEST(TraceModel, KnowsTheseByHeart) {
 struct Operation {
   const char* what;
   const char* events;
-  Calls (*run)(TraceRecorder&);  // the calls of the operation alone
+  Calls (*run)(TraceRecorder&);  // returns only the calls of the operation
 };
 
 const Operation operations[] = {
@@ -193,10 +194,10 @@ const Operation operations[] = {
        trace.forget();
        list.getFirstMsg();
        list.getNextMsg();
-       list.getNextMsg();  // past the end
+       list.getNextMsg();  // after the end
        return trace.take();
      }},
-    {"a list is asked what it holds", "",
+    {"the members of a list that read it", "",
      [](TraceRecorder& trace) {
        MessageList list((Message()));
        trace.forget();
@@ -228,7 +229,7 @@ const Operation operations[] = {
        const NLSException copy(error);
        return trace.take();
      }},
-    {"an exception takes a message", ">638 <638",
+    {"a message is added to an exception", ">638 <638",
      [](TraceRecorder& trace) {
        NLSException error(u"ERR_A", "kelA.cpp", 1);
        Message message;
@@ -289,8 +290,9 @@ TEST_P(EveryTracedOperation, ReportsNothingUnderBitsWithoutMeaning) {
 // --- errors
 // -------------------------------------------------------------------------------------------------
 
-// The function that raises has no probe; what is seen is the exception's own list, built and destroyed.
-TEST(TraceFacility, SeesOfAnEmptyListsErrorOnlyTheListInsideIt) {
+// The function that raises has no probe. The calls come from the construction and destruction of the
+// exception's list.
+TEST(TraceFacility, ReportsOnlyTheExceptionsListForAnErrorOfAnEmptyList) {
   TraceRecorder trace(0x20000);
   MessageList list;
   trace.forget();
@@ -315,7 +317,8 @@ struct Switch {
   Calls calls;
 };
 
-// A message is added, and the flag word changes during the call named: the very next test sees it.
+// A message is added, and the trace flags change during the given hook call. The next probe uses the new
+// flags.
 const Switch switches[] = {
     {0x40000, "diagDispatchEntry 638", 0, {"diagDispatchEntry 638"}},
     {0x40001, "diagDispatchEntry 638", 0x40000, {"diagDispatchEntry 638", "diagDispatchExit 638"}},
@@ -345,7 +348,7 @@ const Switch switches[] = {
     {0x80, "traceFlightRecord 638 0 0 0", 0x60083, {"traceFlightRecord 638 0 0 0"}},
 };
 
-TEST(TraceFacility, SeesFlagsChangedByAHookAtTheNextTest) {
+TEST(TraceFacility, UsesFlagsChangedByAHookAtTheNextProbe) {
   for (const Switch& row : rowsOf(switches)) {
     TraceRecorder trace(0);
     MessageList list;
@@ -359,7 +362,7 @@ TEST(TraceFacility, SeesFlagsChangedByAHookAtTheNextTest) {
   }
 }
 
-TEST(TraceFacility, SeesFlagsChangedInsideANestedCall) {
+TEST(TraceFacility, UsesFlagsChangedInsideANestedCall) {
   TraceRecorder trace(0);
   const MessageList other((Message()));
   MessageList list;
@@ -372,7 +375,7 @@ TEST(TraceFacility, SeesFlagsChangedInsideANestedCall) {
       calls, ElementsAre("traceEntry 63A", "traceEntry 638", "diagDispatchExit 638", "diagDispatchExit 63A"));
 }
 
-TEST(TraceFacility, SeesFlagsChangedBetweenCalls) {
+TEST(TraceFacility, UsesFlagsChangedBetweenCalls) {
   TraceRecorder trace(0);
   MessageList list;
   list.addMessage(Message());
@@ -386,7 +389,7 @@ TEST(TraceFacility, SeesFlagsChangedBetweenCalls) {
 // --- the record
 // ---------------------------------------------------------------------------------------------
 
-// A host without a recorder: what each of its functions was given last, and how often it was called.
+// A trace facility without TraceRecorder. For each hook it stores the last arguments and the number of calls.
 struct Host {
   std::array<std::uint32_t, 256> flags = {};
   trace::Facility facility;
@@ -424,7 +427,7 @@ int callsOfOneAdd() {
 
 constexpr std::uint32_t everything = 0x60083;
 
-TEST(TraceFacility, ReadsElement155AndNoOther) {
+TEST(TraceFacility, ReadsOnlyElement155OfTheFlags) {
   Host host;
   trace::install(host.facility);
   host.flags[155] = everything;
@@ -434,7 +437,7 @@ TEST(TraceFacility, ReadsElement155AndNoOther) {
   EXPECT_EQ(callsOfOneAdd(), 0);
 }
 
-TEST(TraceFacility, IsGivenTheWholeProbeNumber) {
+TEST(TraceFacility, ReceivesTheWholeProbeNumber) {
   Host host;
   trace::install(host.facility);
   host.flags[155] = 0x80;
@@ -459,7 +462,7 @@ TEST(TraceFacility, IsGivenTheWholeProbeNumber) {
   EXPECT_EQ(last(), 483919422U) << "destructor";
 }
 
-TEST(TraceFacility, TakesANullFunctionForAnEmptyOne) {
+TEST(TraceFacility, IgnoresANullFunction) {
   struct Row {
     const char* what;
     void (*drop)(trace::Facility&);
@@ -489,7 +492,7 @@ TEST(TraceFacility, TakesANullFunctionForAnEmptyOne) {
   }
 }
 
-TEST(TraceFacility, TakesANullArrayForOneThatIsAllZero) {
+TEST(TraceFacility, TreatsANullArrayAsAllZero) {
   Host host;
   host.facility.componentTraceFlags = nullptr;
   trace::install(host.facility);
@@ -508,7 +511,7 @@ TEST(TraceFacility, CopiesTheRecord) {
   EXPECT_EQ(callsOfOneAdd(), 5);
 }
 
-TEST(TraceFacility, IsReplacedWhole) {
+TEST(TraceFacility, IsReplacedCompletely) {
   Host host;
   host.flags[155] = everything;
   trace::install(host.facility);
@@ -523,7 +526,7 @@ TEST(TraceFacility, IsReplacedWhole) {
   EXPECT_EQ(callsOfOneAdd(), 5);
 }
 
-TEST(TraceFacility, IsOutOfPlaceAfterUninstall) {
+TEST(TraceFacility, IsNotCalledAfterUninstall) {
   Host host;
   host.flags[155] = everything;
   trace::install(host.facility);
@@ -535,7 +538,7 @@ TEST(TraceFacility, IsOutOfPlaceAfterUninstall) {
   EXPECT_EQ(callsOfOneAdd(), 5);
 }
 
-TEST(TraceFacility, CanBeTakenOutByItsOwnHook) {
+TEST(TraceFacility, CanBeUninstalledByItsOwnHook) {
   Host host;
   host.flags[155] = everything;
   host.facility.traceEntry = [](std::uint32_t probe) {
@@ -556,8 +559,9 @@ TEST(TraceFacility, IsCalledFromTheThreadThatRunsTheFunction) {
   EXPECT_EQ(Host::called, 0);
 }
 
-// The host changes the word while two threads work: no race is reported, and both threads' work is whole.
-TEST(TraceFacility, MayBeSwitchedWhileThreadsWork) {
+// The host changes the flags while two threads work. The thread sanitizer must report no race, and both
+// results must be correct.
+TEST(TraceFacility, FlagsMayChangeWhileThreadsWork) {
   TraceRecorder trace(0);
   const auto work = [] {
     MessageList list;

@@ -37,7 +37,7 @@ TEST(Traced, ReportsAroundItsBody) {
               ElementsAre("diagDispatchExit 63A", "traceExit 63A 0", "traceFlightRecord 63A 0 0 0"));
 }
 
-TEST(Traced, ExitReportsBehindItsBodyAlone) {
+TEST(Traced, ExitReportsOnlyAfterItsBody) {
   TraceRecorder trace(everything);
   tracedExit<probe("MessageList::getNextMsg")>([&] { EXPECT_THAT(trace.take(), IsEmpty()); });
   EXPECT_THAT(trace.take(),
@@ -54,7 +54,7 @@ TEST(Traced, NestsAsItsBodiesDo) {
                                         "traceExit 615 0", "traceExit 616 0"));
 }
 
-TEST(Traced, LetsAnErrorPassWithoutAnExit) {
+TEST(Traced, ReportsNoExitIfItsBodyThrows) {
   TraceRecorder trace(everything);
   EXPECT_THROW(traced<probe("MessageList::clear")>([] { throw std::runtime_error("x"); }),
                std::runtime_error);
@@ -64,7 +64,7 @@ TEST(Traced, LetsAnErrorPassWithoutAnExit) {
   EXPECT_THAT(trace.take(), IsEmpty());
 }
 
-TEST(Traced, LetsAnErrorOfANestedBodyPassBoth) {
+TEST(Traced, ReportsNeitherExitIfANestedBodyThrows) {
   TraceRecorder trace(0x20000);
   EXPECT_THROW(traced<probe("Socket::connect")>(
                    [] { traced<probe("Socket::select")>([] { throw std::runtime_error("x"); }); }),
@@ -85,7 +85,7 @@ TEST(Traced, ReturnsWhatItsBodyReturns) {
   static_assert(std::is_void_v<decltype(traced<probe("MessageList::join")>([] {}))>);
 }
 
-// --- the price of tracing that is off
+// --- the cost of disabled tracing
 // -----------------------------------------------------------------------
 
 TEST(TracingOff, AllocatesNothing) {
@@ -115,7 +115,7 @@ TEST(TracingOff, AllocatesNothing) {
   }
 }
 
-TEST(TracingOff, AddsNothingToWhatAMessageTakes) {
+TEST(TracingOff, AddsNoAllocationToThoseOfAMessage) {
   const Message message;
   const auto allocationsOfOneAdd = [&] {
     MessageList list;
@@ -136,7 +136,7 @@ TEST(TracingOff, InstallingAllocatesNothing) {
 // --- an error inside a traced function
 // ----------------------------------------------------------------------
 
-// Hooks that take no memory, since that is what runs out.
+// Hooks that allocate nothing, because allocations fail in this test.
 struct Numbers {
   static inline std::uint32_t seen[8] = {};
   static inline int count = 0;
@@ -144,7 +144,7 @@ struct Numbers {
   static void left(std::uint32_t number, int) { seen[count++] = number | 0x80000000U; }
 };
 
-TEST(Traced, FunctionsThatRunOutOfMemoryReportNoExit) {
+TEST(Traced, ReportsNoExitIfAnAllocationFails) {
   std::uint32_t flags[trace::componentIndex + 1] = {};
   trace::Facility facility;
   facility.componentTraceFlags = flags;

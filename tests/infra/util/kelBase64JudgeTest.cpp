@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// The operating system's own tools answer the same questions; where they are missing these tests fail.
+/// Compares the library with the operating system's base64 tools. Without these tools, the tests fail.
 namespace tarvo::test {
 namespace {
 
@@ -65,7 +65,7 @@ std::string randomBytes(std::size_t length, std::mt19937& engine) {
   return bytes;
 }
 
-TEST_P(Base64Judge, AgreesOnEveryLengthOfAFewGroupsAndOnAMebibyte) {
+TEST_P(Base64Judge, AgreesOnShortInputsOfEveryLengthAndOnAMebibyte) {
   std::mt19937 engine(seeded(4648));
   std::vector<std::size_t> lengths = {1U << 20U, (1U << 20U) + 1, (1U << 20U) + 2};
   for (std::size_t length = 0; length <= 34; ++length) lengths.push_back(length);
@@ -79,10 +79,10 @@ TEST_P(Base64Judge, AgreesOnEveryLengthOfAFewGroupsAndOnAMebibyte) {
   }
 }
 
-TEST_P(Base64Judge, AgreesOnWhatIsInTheAlphabet) {
+TEST_P(Base64Judge, AgreesOnTheUnitsOfTheAlphabet) {
   for (int unit = 1; unit < 256; ++unit) {
     ROW("unit", unit);
-    if (unit == '\n') continue;  // the tools skip line ends, the library does not
+    if (unit == '\n') continue;  // the tools skip line ends, but the library does not
     const std::string text = std::string("AAA") + static_cast<char>(unit);
     const ProcessResult tool = toolDecodes(text);
     if (tool.status == 0) {

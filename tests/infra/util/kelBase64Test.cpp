@@ -43,7 +43,7 @@ constexpr std::array alphabets = {Base64Alphabet::standard, Base64Alphabet::safe
 
 using Units = std::vector<unsigned short>;
 
-/// The units of a text and, behind them, the NUL that every caller of the decoder owes.
+/// The code units of a text, followed by the NUL that the decoder requires.
 Units terminated(const std::u16string& text) {
   Units units(text.size() + 1, 0);
   std::copy(text.begin(), text.end(), units.begin());
@@ -70,17 +70,18 @@ std::size_t decodeInto(Base64Alphabet alphabet, char* dest, std::size_t bytes, c
                                               : Base64::decodeSafe(dest, bytes, src, units);
 }
 
-/// Encodes into exactly the room that encodeSize asks for, with sentinels behind it.
+/// Encodes into a buffer of exactly encodeSize units, and checks that nothing after it is written.
 std::u16string encoded(Base64Alphabet alphabet, const std::string& bytes) {
   constexpr unsigned short sentinel = 0xDEAD;
   const std::size_t size = Base64::encodeSize(bytes.size());
   Units dest(size + 8, sentinel);
   EXPECT_EQ(encodeInto(alphabet, dest.data(), size, bytes.data(), bytes.size()), size);
-  EXPECT_EQ(std::count(dest.end() - 8, dest.end(), sentinel), 8) << "wrote behind the text";
+  EXPECT_EQ(std::count(dest.end() - 8, dest.end(), sentinel), 8) << "wrote after the text";
   return {dest.begin(), dest.end() - 8};
 }
 
-/// How one call ended, its error told as the model tells it. On success `count` is what was returned.
+/// Decodes once. Returns the error in the form that the model uses; on success, stores the returned size in
+/// `count`.
 Base64Decoding decodeOnce(Base64Alphabet alphabet, std::string& room, std::size_t capacity,
                           const std::u16string& text, std::size_t& count) {
   const Units units = terminated(text);
@@ -98,8 +99,8 @@ Base64Decoding decodeOnce(Base64Alphabet alphabet, std::string& room, std::size_
   return ending;
 }
 
-/// Decodes into `capacity` bytes and tells what a model would. It does so twice, over different fillings: a
-/// byte was written where both agree, be the call's end what it may.
+/// Decodes into `capacity` bytes and returns the result in the form that the model uses. It decodes twice,
+/// into buffers with different contents: a byte was written if both buffers agree on it.
 Base64Decoding decoded(Base64Alphabet alphabet, const std::u16string& text, std::size_t capacity) {
   std::string room(capacity + 8, '\x5A');
   std::string other(capacity + 8, '\xA5');
@@ -108,8 +109,9 @@ Base64Decoding decoded(Base64Alphabet alphabet, const std::u16string& text, std:
   EXPECT_EQ(decodeOnce(alphabet, other, capacity, text, count), ending);
   const auto written =
       static_cast<std::size_t>(std::mismatch(room.begin(), room.end(), other.begin()).first - room.begin());
-  EXPECT_EQ(room.substr(written), std::string(room.size() - written, '\x5A')) << "wrote behind a gap";
-  EXPECT_LE(written, capacity) << "wrote behind the destination";
+  EXPECT_EQ(room.substr(written), std::string(room.size() - written, '\x5A'))
+      << "left a gap before the written bytes";
+  EXPECT_LE(written, capacity) << "wrote after the destination";
   if (ending.error.empty()) {
     EXPECT_EQ(written, count);
   }
@@ -129,19 +131,19 @@ struct SizeRow {
   std::size_t size;
 };
 
-TEST(Base64Sizes, OfAnEncodingAreFourUnitsForEachThreeBytesBegun) {
+TEST(Base64Sizes, OfAnEncodingAreFourUnitsPerThreeBytesRoundedUp) {
   for (const auto& [bytes, units] : rowsOf(std::to_array<SizeRow>(
            {{0, 0}, {1, 4}, {2, 4}, {3, 4}, {4, 8}, {5, 8}, {6, 8}, {7, 12}, {3072, 4096}, {3073, 4100}})))
     EXPECT_EQ(Base64::encodeSize(bytes), units) << bytes;
 }
 
-TEST(Base64Sizes, OfADecodingAreThreeBytesForEachFourUnitsBegun) {
+TEST(Base64Sizes, OfADecodingAreThreeBytesPerFourUnitsRoundedUp) {
   for (const auto& [units, bytes] : rowsOf(std::to_array<SizeRow>(
            {{0, 0}, {1, 3}, {2, 3}, {3, 3}, {4, 3}, {5, 6}, {8, 6}, {9, 9}, {4096, 3072}, {4097, 3075}})))
     EXPECT_EQ(Base64::decodeSize(units), bytes) << units;
 }
 
-TEST(Base64Sizes, OfAnEncodingThatNoSizeHoldsAreTheLargestSize) {
+TEST(Base64Sizes, OfATooLargeEncodingAreTheLargestSize) {
   const std::size_t mostGroups = largest / 4;
   const std::size_t mostBytes = mostGroups * 3;
   EXPECT_EQ(Base64::encodeSize(mostBytes - 3), mostGroups * 4 - 4);
@@ -154,7 +156,7 @@ TEST(Base64Sizes, OfAnEncodingThatNoSizeHoldsAreTheLargestSize) {
     EXPECT_EQ(Base64::encodeSize(bytes), largest) << bytes;
 }
 
-TEST(Base64Sizes, OfADecodingNeverWrap) {
+TEST(Base64Sizes, OfADecodingDoNotOverflow) {
   const std::size_t most = largest / 4 * 3 + 3;
   for (std::size_t less = 0; less < 3; ++less) {
     ROW("less", less);
@@ -165,7 +167,7 @@ TEST(Base64Sizes, OfADecodingNeverWrap) {
 
 // --- the model
 
-TEST(Base64Model, KnowsTheExamplesOfTheStandard) {
+TEST(Base64Model, GivesTheExamplesOfTheStandard) {
   const std::string foobar = "foobar";
   const std::u16string texts[] = {u"", u"Zg==", u"Zm8=", u"Zm9v", u"Zm9vYg==", u"Zm9vYmE=", u"Zm9vYmFy"};
   for (std::size_t length = 0; length <= foobar.size(); ++length) {
@@ -178,7 +180,7 @@ TEST(Base64Model, KnowsTheExamplesOfTheStandard) {
   }
 }
 
-TEST(Base64Model, TellsTheAlphabetsApart) {
+TEST(Base64Model, DistinguishesTheAlphabets) {
   EXPECT_EQ(modelEncode(Base64Alphabet::standard, "\xFB\xFF"), u"+/8=");
   EXPECT_EQ(modelEncode(Base64Alphabet::safe, "\xFB\xFF"), u"-_8=");
   EXPECT_EQ(modelDecode(Base64Alphabet::safe, u"-_8=", 2), (Base64Decoding{"\xFB\xFF", "", u""}));
@@ -186,7 +188,7 @@ TEST(Base64Model, TellsTheAlphabetsApart) {
             (Base64Decoding{"f", "ERR_BASE64_INVALID_DATA", u"+"}));
 }
 
-TEST(Base64Model, KnowsEachKindOfFault) {
+TEST(Base64Model, ReportsEachKindOfError) {
   const Base64Alphabet standard = Base64Alphabet::standard;
   EXPECT_EQ(modelDecode(standard, u"Zm9v", 2), (Base64Decoding{"fo", "ERR_BUFFER_SIZE_TOO_SMALL", u"2"}));
   EXPECT_EQ(modelDecode(standard, u"Zg=", 9), (Base64Decoding{"f", "ERR_BASE64_MISALIGNED_DATA", u"Zg="}));
@@ -267,19 +269,19 @@ TEST(Base64, EncodesAndDecodesEveryInputOfOneAndOfTwoBytes) {
   }
 }
 
-TEST(Base64, EncodesWithoutLineBreaksWhateverTheLength) {
+TEST(Base64, EncodesTextOfAnyLengthWithoutLineBreaks) {
   const std::string bytes(100'000, '\0');
   const std::u16string text = encoded(Base64Alphabet::standard, bytes);
   EXPECT_EQ(text, std::u16string(133'334, u'A') + u"==");
 }
 
-TEST(Base64, LeavesRoomThatTheTextDoesNotNeed) {
+TEST(Base64, DoesNotWriteAfterTheText) {
   Units dest(12, 0x2A);
   EXPECT_EQ(Base64::encode(dest.data(), dest.size(), "foo", 3), 4U);
   EXPECT_EQ(dest, (Units{u'Z', u'm', u'9', u'v', 0x2A, 0x2A, 0x2A, 0x2A, 0x2A, 0x2A, 0x2A, 0x2A}));
 }
 
-TEST(Base64, TakesNothingForNothing) {
+TEST(Base64, HandlesEmptyInput) {
   for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     EXPECT_EQ(encodeInto(alphabet, nullptr, 0, nullptr, 0), 0U);
     EXPECT_EQ(encodeInto(alphabet, nullptr, largest, nullptr, 0), 0U);
@@ -335,7 +337,7 @@ TEST(Base64, EncodesNothingIntoADestinationThatIsTooSmall) {
 struct FaultRow {
   const char* why;
   std::u16string text;
-  std::string before;  ///< bytes that were emitted before the error
+  std::string before;  ///< bytes that were written before the error
 };
 
 void expectFaults(const std::vector<FaultRow>& rows, Base64Alphabet alphabet, const std::string& identifier,
@@ -353,26 +355,26 @@ void expectFaults(const std::vector<FaultRow>& rows, Base64Alphabet alphabet, co
 TEST(Base64, RefusesMisalignedTextWithTheWholeTextAsArgument) {
   const std::vector<FaultRow> rows = {
       {"padding at the first place", u"=", ""},
-      {"padding at the first place, data behind", u"=AAA", ""},
+      {"padding at the first place, data after it", u"=AAA", ""},
       {"nothing but padding", u"====", ""},
       {"padding at the first place of a later group", u"Zm9v=AAA", "foo"},
-      {"padding alone behind a whole group", u"Zm9v====", "foo"},
+      {"only padding after a complete group", u"Zm9v====", "foo"},
       {"padding at the second place", u"Z===", ""},
       {"padding at the second place of a later group", u"Zm9vZ===", "foo"},
       {"padding at the second place, no unused bits", u"A===", ""},
       {"padding at the second place, no unused bits, later group", u"Zm9vA===", "foo"},
       {"a single padding at the third place, at the end", u"Zg=", "f"},
-      {"a single padding at the third place, a character behind", u"Zg=A", "f"},
-      {"a single padding at the third place, a foreign unit behind", u"Zg= ", "f"},
+      {"a single padding at the third place, a character after it", u"Zg=A", "f"},
+      {"a single padding at the third place, a foreign unit after it", u"Zg= ", "f"},
       {"unused bits in one byte's group", u"Zh==", "f"},
       {"the highest of the unused four bits", u"Zo==", "f"},
       {"unused bits in two bytes' group", u"Zm9=", "fo"},
       {"the higher of the unused two bits", u"Zm+=", "fo"},
-      {"data behind two paddings", u"Zg==Zg==", "f"},
-      {"data behind one padding", u"Zm8=Zg==", "fo"},
+      {"data after two paddings", u"Zg==Zg==", "f"},
+      {"data after one padding", u"Zm8=Zg==", "fo"},
       {"a third padding", u"Zg===", "f"},
       {"a second padding at the fourth place", u"Zm8==", "fo"},
-      {"a foreign unit behind the padding is still misaligned", u"Zg==\n", "f"},
+      {"a foreign unit after the padding is still misaligned", u"Zg==\n", "f"},
       {"one unit", u"Z", ""},
       {"two units", u"Zg", "f"},
       {"three units", u"Zm9", "fo"},
@@ -390,11 +392,11 @@ TEST(Base64, RefusesMisalignedTextWithTheWholeTextAsArgument) {
   }
 }
 
-TEST(Base64, NamesMisalignedTextUpToItsNulWhateverTheCount) {
+TEST(Base64, ReportsMisalignedTextUpToItsNulForAnyCount) {
   const std::u16string longer = u"Zg=Zm9v";
-  const Units behind = terminated(longer);
+  const Units after = terminated(longer);
   char dest[8] = {};
-  EXPECT_THAT([&] { Base64::decode(dest, sizeof dest, behind.data(), 3); },
+  EXPECT_THAT([&] { Base64::decode(dest, sizeof dest, after.data(), 3); },
               Raises<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", std::string("Zg=Zm9v")).from(sourceFile));
   const Units inside = {u'Z', u'g', u'=', 0, u'A', u'A', 0};
   EXPECT_THAT([&] { Base64::decode(dest, sizeof dest, inside.data(), 6); },
@@ -445,13 +447,15 @@ TEST(Base64, RefusesTheFirstByteThatDoesNotFitAndKeepsTheOthers) {
   }
 }
 
-TEST(Base64, MeetsFaultsInTheOrderOfTheText) {
+TEST(Base64, ReportsErrorsInTheOrderOfTheText) {
   const Base64Alphabet standard = Base64Alphabet::standard;
   const auto rows = std::to_array<std::pair<const char16_t*, Base64Decoding>>({
-      {u"Zm*v", {"f", "ERR_BASE64_INVALID_DATA", u"*"}},     // the unit is looked at before the room
-      {u"ZmmZ*", {"f", "ERR_BUFFER_SIZE_TOO_SMALL", u"1"}},  // no room for the second byte comes first
+      {u"Zm*v", {"f", "ERR_BASE64_INVALID_DATA", u"*"}},  // the unit is checked before the free space
+      {u"ZmmZ*",
+       {"f", "ERR_BUFFER_SIZE_TOO_SMALL", u"1"}},  // the missing space for the second byte is reported first
       {u"Zh==",
-       {"f", "ERR_BASE64_MISALIGNED_DATA", u"Zh=="}},  // what fits is emitted before the padding is seen
+       {"f", "ERR_BASE64_MISALIGNED_DATA",
+        u"Zh=="}},  // bytes that fit are written before the padding is checked
       {u"Zm8=", {"f", "ERR_BUFFER_SIZE_TOO_SMALL", u"1"}},
       {u"Zm9", {"f", "ERR_BUFFER_SIZE_TOO_SMALL", u"1"}},
       {u"Z=*", {"", "ERR_BASE64_MISALIGNED_DATA", u"Z=*"}},
@@ -460,14 +464,14 @@ TEST(Base64, MeetsFaultsInTheOrderOfTheText) {
     EXPECT_EQ(decoded(standard, text, 1), wanted) << shown(text);
 }
 
-TEST(Base64, NeverWritesBehindADestinationOfAnySizeThatIsClaimed) {
+TEST(Base64, DoesNotWriteMoreThanTheTextIfALargerCapacityIsGiven) {
   const Units units = terminated(u"Zm9vYg==");
   std::string dest(16, '\x5A');
   EXPECT_EQ(Base64::decode(dest.data(), largest, units.data(), 8), 4U);
   EXPECT_EQ(dest, "foob" + std::string(12, '\x5A'));
 }
 
-TEST(Base64, StopsAtTheFirstFaultOfATextOfAnyLengthThatIsClaimed) {
+TEST(Base64, StopsAtTheFirstErrorIfALargerLengthIsGiven) {
   const Units units = terminated(u"Zm9v*");
   char dest[3] = {};
   EXPECT_THAT([&] { Base64::decode(dest, sizeof dest, units.data(), largest); },
@@ -482,7 +486,7 @@ TEST(Base64, StopsAtTheFirstFaultOfATextOfAnyLengthThatIsClaimed) {
 
 // --- against the model
 
-TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
+TEST(Base64, TreatsEveryUnitAtEveryPositionLikeTheModel) {
   for (const Base64Alphabet alphabet : rowsOf(alphabets)) {
     for (unsigned int unit = 0; unit < 0x10000; ++unit) {
       ROW("unit", unit);
@@ -492,7 +496,7 @@ TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
       if (HasFailure()) return;
     }
     for (unsigned int unit = 0; unit < 0x400; ++unit) {
-      ROW("unit", unit);  // every place, as far as anything could be special
+      ROW("unit", unit);  // every position within a group, and of several groups
       for (std::size_t place = 0; place < 8; ++place) {
         ROW("place", place);
         std::u16string text = u"QUJDREVG";
@@ -504,7 +508,7 @@ TEST(Base64, TreatsEveryUnitAtEveryPlaceAsTheModelDoes) {
   }
 }
 
-TEST(Base64, TreatsEveryPaddedEndAsTheModelDoes) {
+TEST(Base64, TreatsEveryPaddedEndLikeTheModel) {
   const std::u16string characters = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   for (const char16_t first : rowsOf(characters)) {
     for (const char16_t second : rowsOf(characters)) {
@@ -515,7 +519,7 @@ TEST(Base64, TreatsEveryPaddedEndAsTheModelDoes) {
   }
 }
 
-/// Seeded, so that a failure can be replayed with the number that it prints.
+/// The parameter is the seed; a failure prints it and can be repeated with it.
 class Base64Random : public testing::TestWithParam<unsigned int> {
  protected:
   std::size_t upTo(std::size_t most) { return std::uniform_int_distribution<std::size_t>(0, most)(engine_); }
@@ -534,7 +538,7 @@ class Base64Random : public testing::TestWithParam<unsigned int> {
     return pick < likely.size() ? likely[pick] : static_cast<char16_t>(upTo(0xFFFF));
   }
 
-  /// Changes, drops or adds units, or swaps in padding.
+  /// Changes, removes or inserts code units, or inserts padding.
   void corrupt(std::u16string& text) {
     for (std::size_t times = 1 + upTo(2); times > 0; --times) {
       const std::size_t at = upTo(text.size());
@@ -599,7 +603,7 @@ TEST_P(Base64Random, GroupsOfAnyUnitsMatchTheModel) {
   }
 }
 
-TEST_P(Base64Random, OneFaultInALongTextIsFoundWhereverItStands) {
+TEST_P(Base64Random, OneErrorInALongTextIsDetectedAtEveryPosition) {
   ROW("seed", GetParam());
   const std::u16string valid = modelEncode(Base64Alphabet::standard, bytes(96));
   for (std::size_t at = 0; at < valid.size(); ++at) {
@@ -614,7 +618,7 @@ TEST_P(Base64Random, OneFaultInALongTextIsFoundWhereverItStands) {
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Base64Random, testing::Range(1U, 9U));
 
-// --- what stays outside
+// --- side effects
 
 TEST(Base64, CallsNoTraceHooks) {
   TraceRecorder trace(0x60083);
@@ -623,7 +627,7 @@ TEST(Base64, CallsNoTraceHooks) {
   EXPECT_THAT(trace.calls(), testing::IsEmpty());
 }
 
-TEST(Base64, ServesAnyNumberOfThreadsAtOnce) {
+TEST(Base64, CanBeUsedByManyThreadsAtOnce) {
   constexpr std::size_t count = 4;
   std::array<int, count> failures{};
   std::vector<std::thread> threads;

@@ -59,7 +59,7 @@ TEST(ExtendedProperties, StartsEmpty) {
   EXPECT_EQ(properties.begin(), properties.end());
 }
 
-TEST(ExtendedProperties, GivesTheStoredTextUntrimmedOrTheVeryDefault) {
+TEST(ExtendedProperties, ReturnsTheStoredTextUntrimmedOrTheDefaultItself) {
   ExtendedProperties properties;
   properties.putProperty(u"key", u"  value\t");
   const icu::UnicodeString other(u"other");
@@ -71,7 +71,7 @@ TEST(ExtendedProperties, GivesTheStoredTextUntrimmedOrTheVeryDefault) {
   EXPECT_THAT([&] { properties.requireProperty(u""); }, raisesMissing(u""));
 }
 
-TEST(ExtendedProperties, HoldsOneValueAKey) {
+TEST(ExtendedProperties, StoresOneValueForEachKey) {
   ExtendedProperties properties;
   properties.putProperty(u"key", u"first");
   const icu::UnicodeString& stored = properties.requireProperty(u"key");
@@ -80,7 +80,7 @@ TEST(ExtendedProperties, HoldsOneValueAKey) {
   EXPECT_EQ(stored, u"second");
 }
 
-TEST(ExtendedProperties, TakesKeysAsTheyAre) {
+TEST(ExtendedProperties, StoresKeysUnchanged) {
   ExtendedProperties properties;
   const auto keys = std::to_array<const char16_t*>(
       {u"", u" ", u" a", u"A", u"a", u"a ", u"ab", u"\u00C4", u"a\u0308", u"\u00E4"});
@@ -92,7 +92,7 @@ TEST(ExtendedProperties, TakesKeysAsTheyAre) {
 }
 
 TEST(ExtendedProperties, OrdersKeysByTheirCodeUnits) {
-  // By code points U+FFFF would stand before U+10000, and by letters "a" before "B".
+  // In code point order U+FFFF would come before U+10000, and in alphabetical order "a" before "B".
   const Pairs expected = {{u"", u"0"},
                           {u"B", u"1"},
                           {u"Ba", u"2"},
@@ -125,7 +125,7 @@ TEST(ExtendedProperties, IteratesInKeyOrder) {
   EXPECT_EQ(++it, properties.end());
 }
 
-TEST(ExtendedProperties, RemovesAndCountsWhatItRemoved) {
+TEST(ExtendedProperties, ReturnsTheNumberOfRemovedProperties) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"1");
   properties.putProperty(u"b", u"2");
@@ -137,7 +137,7 @@ TEST(ExtendedProperties, RemovesAndCountsWhatItRemoved) {
   EXPECT_THAT(pairsOf(properties), IsEmpty());
 }
 
-TEST(ExtendedProperties, PutsItsOwnTexts) {
+TEST(ExtendedProperties, CanStoreItsOwnKeysAndValues) {
   const icu::UnicodeString longText(200, u'x', 200);
   ExtendedProperties properties;
   properties.putProperty(u"a", longText);
@@ -151,7 +151,7 @@ TEST(ExtendedProperties, PutsItsOwnTexts) {
 }
 
 TEST(ExtendedProperties, KeepsItsOwnCopiesOfAliasedTexts) {
-  std::u16string units = u"a text that is longer than what stands inside of a string object";
+  std::u16string units = u"a text that is longer than the inline storage of a string object";
   const auto length = static_cast<std::int32_t>(units.size());
   ExtendedProperties properties;
   {
@@ -164,7 +164,7 @@ TEST(ExtendedProperties, KeepsItsOwnCopiesOfAliasedTexts) {
   EXPECT_EQ(pairsOf(properties), (Pairs{{before, before}}));
 }
 
-TEST(ExtendedProperties, TakesABogusKeyForTheEmptyOne) {
+TEST(ExtendedProperties, TreatsABogusKeyAsEmpty) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   ExtendedProperties properties;
@@ -175,7 +175,7 @@ TEST(ExtendedProperties, TakesABogusKeyForTheEmptyOne) {
   EXPECT_EQ(properties.removeProperty(bogus), 1);
 }
 
-TEST(ExtendedProperties, KeepsReferencesAndIteratorsWhileOthersComeAndGo) {
+TEST(ExtendedProperties, KeepsReferencesAndIteratorsValidWhileOthersAreAddedAndRemoved) {
   ExtendedProperties properties;
   properties.putProperty(u"key 500", u"stays");
   const icu::UnicodeString& value = properties.requireProperty(u"key 500");
@@ -199,7 +199,7 @@ TEST(ExtendedProperties, KeepsReferencesAndIteratorsWhileOthersComeAndGo) {
   EXPECT_EQ(value, u"stays");
 }
 
-TEST(ExtendedProperties, IsTheMapThatAModelIsUnderRandomChanges) {
+TEST(ExtendedProperties, AgreesWithAModelUnderRandomChanges) {
   std::mt19937 random(seeded(20'240'501));
   ExtendedProperties properties;
   std::map<std::u16string, std::u16string> model;
@@ -234,7 +234,7 @@ struct Copying {
 
 class ExtendedPropertiesCopies : public ::testing::TestWithParam<Copying> {};
 
-TEST_P(ExtendedPropertiesCopies, AreOfTheirOwn) {
+TEST_P(ExtendedPropertiesCopies, AreIndependent) {
   ExtendedProperties from;
   from.putProperty(u"a", u"1");
   from.putProperty(u"b", icu::UnicodeString(100, u'x', 100));
@@ -248,7 +248,7 @@ TEST_P(ExtendedPropertiesCopies, AreOfTheirOwn) {
   EXPECT_EQ(from.requireProperty(u"b"), icu::UnicodeString(100, u'x', 100));
 }
 
-TEST_P(ExtendedPropertiesCopies, OntoTheObjectItselfChangeNothing) {
+TEST_P(ExtendedPropertiesCopies, ToTheSameObjectChangeNothing) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"1");
   const icu::UnicodeString& value = properties.requireProperty(u"a");
@@ -272,9 +272,9 @@ TEST(ExtendedProperties, IsCopiedAtConstruction) {
   EXPECT_EQ(pairsOf(to), (Pairs{{u"a", u"1"}}));
 }
 
-// --- numbers put
+// --- storing numbers
 
-TEST(ExtendedProperties, PutsNumbersAsPlainDecimalText) {
+TEST(ExtendedProperties, StoresNumbersAsDecimalText) {
   ExtendedProperties properties;
   struct Row {
     std::function<void()> put;
@@ -303,7 +303,7 @@ TEST(ExtendedProperties, PutsNumbersAsPlainDecimalText) {
 
 // --- typed values
 
-/// One getter in its forms: by value, required, and by pointer.
+/// The three forms of a getter: with a default value, required, and with a pointer to the default.
 template <class Value>
 struct Getter {
   Value (ExtendedProperties::*byValue)(const icu::UnicodeString&, Value) const;
@@ -393,7 +393,7 @@ TEST(ExtendedProperties, ReadsBooleans) {
                                {"a word that one begins", u"truex", u"truex", "boolean"},
                                {"another number", u"2", u"2", "boolean"},
                                {"two digits", u"01", u"01", "boolean"},
-                               {"a NUL behind", unicode(std::u16string(u"on\0", 3)),
+                               {"a NUL after it", unicode(std::u16string(u"on\0", 3)),
                                 unicode(std::u16string(u"on\0", 3)), "boolean"},
                                {"nothing", u"", u"", "boolean"},
                                {"blanks alone", u" \t ", u"", "boolean"}});
@@ -436,7 +436,7 @@ TEST(ExtendedProperties, ReadsUInt32) {
   expectRefuses<unsigned int>(getter,
                               {{"negative", u"-1", u"-1", "uint32"},
                                {"negative, blanks around", u" -1 ", u"-1", "uint32"},
-                               {"a plus, for signed types alone", u"+1", u"+1", "uint32"},
+                               {"a plus, only for signed types", u"+1", u"+1", "uint32"},
                                {"letters", u"abc", u"abc", "integer"},
                                {"nothing", u"", u"", "integer"},
                                {"11 digits", u"10000000000", u"10000000000", "integer"},
@@ -503,7 +503,7 @@ TEST(ExtendedProperties, ReadsDoubles) {
   expectDefaults<double>(getter, 0.125);
 }
 
-TEST(ExtendedProperties, TakesALiteralZeroForTheNumber) {
+TEST(ExtendedProperties, TreatsALiteralZeroAsANumber) {
   const ExtendedProperties properties;
   EXPECT_EQ(properties.getPropertyAsBoolean(key, 0), false);
   EXPECT_EQ(properties.getPropertyAsInt32(key, 0), 0);
@@ -513,7 +513,7 @@ TEST(ExtendedProperties, TakesALiteralZeroForTheNumber) {
   EXPECT_EQ(properties.getPropertyAsDouble(key, 0), 0.0);
 }
 
-TEST(ExtendedProperties, TakesNullptrForRequired) {
+TEST(ExtendedProperties, TreatsNullptrAsRequired) {
   ExtendedProperties properties;
   const auto missing = raisesMissing(key);
   EXPECT_THAT([&] { properties.getPropertyAsBoolean(key, nullptr); }, missing);
@@ -527,13 +527,13 @@ TEST(ExtendedProperties, TakesNullptrForRequired) {
   EXPECT_EQ(properties.getPropertyAsInt32(key, nullptr), 1);
 }
 
-TEST(ExtendedProperties, TakesDefaultsOfEveryNameOfAType) {
+TEST(ExtendedProperties, AcceptsDefaultsOfEveryNamedIntegerType) {
   const ExtendedProperties properties;
   long asLong = -8;
   const long long asLongLong = -9;
   unsigned long asUnsignedLong = 8;
   const unsigned long long asUnsignedLongLong = 9;
-  // A long is of the one width or of the other.
+  // The type long has 32 bits on some platforms and 64 bits on others.
   const auto byPointer = [&](const auto* value) -> std::int64_t {
     if constexpr (sizeof *value == 4) return properties.getPropertyAsInt32(key, value);
     if constexpr (sizeof *value == 8) return properties.getPropertyAsInt64(key, value);
@@ -566,7 +566,7 @@ TEST(ExtendedProperties, ReportsNothingToTheTraceHooks) {
   EXPECT_THAT(trace.calls(), IsEmpty());
 }
 
-TEST(ExtendedProperties, TakesABogusValueForNoNumber) {
+TEST(ExtendedProperties, RefusesABogusValueAsANumber) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   ExtendedProperties properties;

@@ -21,8 +21,8 @@
 #include <string>
 #include <vector>
 
-/// Java's reader of properties reads the same format, but for the differences that are told below, one by
-/// one. Where there is no Java these tests fail.
+/// Compares the library with Java's reader of properties, which reads the same format except for the
+/// differences listed below. Without Java, the tests fail.
 namespace tarvo::test {
 namespace {
 
@@ -30,7 +30,7 @@ using util::ExtendedProperties;
 
 const std::string sources = KELINFRA_TEST_SOURCES;
 
-// --- a reading, as text: "key=value" a line in hexadecimal digits, ordered by key
+// --- properties as text: lines "key=value" in hexadecimal digits, ordered by key
 
 constexpr const char* refused = "refused\n";
 
@@ -60,7 +60,7 @@ std::string readByLibrary(const std::string& document) {
   return reading;
 }
 
-/// How Java reads each of the documents; one start of its machine for all of them.
+/// The properties that Java reads from each document. One Java process reads all documents.
 std::vector<std::string> readByJava(const std::vector<std::string>& documents) {
   std::string input;
   for (const std::string& document : documents) {
@@ -87,7 +87,7 @@ std::vector<std::string> readByJava(const std::vector<std::string>& documents) {
   return readings;
 }
 
-// --- what differs
+// --- differences
 
 struct Difference {
   const char* why;
@@ -98,28 +98,28 @@ struct Difference {
 
 TEST(PropertiesJudge, ReadsTheseDifferently) {
   const std::vector<Difference> rows = {
-      {"form feed is a character here and white space there", "a\fb", line(u"a\fb", u""), line(u"a", u"b")},
+      {"form feed is an ordinary character for the library and white space for Java", "a\fb",
+       line(u"a\fb", u""), line(u"a", u"b")},
       {"form feed before a key", "\fa=b", line(u"\fa", u"b"), line(u"a", u"b")},
-      {"backslash f is the letter here and a form feed there", "a=\\f", line(u"a", u"f"), line(u"a", u"\f")},
-      {"a Unicode escape that ends the data is none here", "a=\\u0041", line(u"a", u"u0041"),
-       line(u"a", u"A")},
-      {"a malformed Unicode escape is the letter u here and refused there", "a=\\u12G4\n",
+      {"backslash f is the letter f for the library and a form feed for Java", "a=\\f", line(u"a", u"f"),
+       line(u"a", u"\f")},
+      {"a Unicode escape at the end of the data is not decoded by the library", "a=\\u0041",
+       line(u"a", u"u0041"), line(u"a", u"A")},
+      {"a malformed Unicode escape is the letter u for the library and an error for Java", "a=\\u12G4\n",
        line(u"a", u"u12G4"), refused},
       {"a Unicode escape that is too short, at the end of a line", "a=\\u004\n", line(u"a", u"u004"),
        refused},
       {"a Unicode escape across a continuation", "a=\\u00\\\n41\n", line(u"a", u"u0041"), line(u"a", u"A")},
-      {"a surrogate is not taken from an escape here", "a=\\uD83D\\uDE00\n", line(u"a", u"uD83DuDE00"),
+      {"the library does not decode an escaped surrogate", "a=\\uD83D\\uDE00\n", line(u"a", u"uD83DuDE00"),
        line(u"a", u"\U0001F600")},
-      {"nor is a half of a pair", "a=\\uDC00\n", line(u"a", u"uDC00"), line(u"a", u"\xDC00")},
-      {"nor is a noncharacter of U+FDD0 to U+FDEF", "a=\\uFDD0\\uFDEF\n", line(u"a", u"uFDD0uFDEF"),
+      {"nor an unpaired surrogate", "a=\\uDC00\n", line(u"a", u"uDC00"), line(u"a", u"\xDC00")},
+      {"nor a noncharacter from U+FDD0 to U+FDEF", "a=\\uFDD0\\uFDEF\n", line(u"a", u"uFDD0uFDEF"),
        line(u"a", u"\uFDD0\uFDEF")},
-      {"nor are U+FFFE and U+FFFF", "a=\\uFFFE\\uFFFF\n", line(u"a", u"uFFFEuFFFF"),
-       line(u"a", u"\uFFFE\uFFFF")},
-      {"a line of continuations alone is none here; there it is one with the empty key if its line end is "
-       "the "
-       "last byte",
+      {"nor U+FFFE and U+FFFF", "a=\\uFFFE\\uFFFF\n", line(u"a", u"uFFFEuFFFF"), line(u"a", u"\uFFFE\uFFFF")},
+      {"the library skips a line of nothing but continuations; Java reads an empty key if the data ends with "
+       "it",
        " \\\r\n\\\n", "", line(u"", u"")},
-      {"also behind other lines", "a=b\n\\\r", line(u"a", u"b"), line(u"", u"") + line(u"a", u"b")},
+      {"also after other lines", "a=b\n\\\r", line(u"a", u"b"), line(u"", u"") + line(u"a", u"b")},
   };
   std::vector<std::string> documents;
   for (const Difference& row : rows) documents.push_back(row.document);
@@ -132,9 +132,9 @@ TEST(PropertiesJudge, ReadsTheseDifferently) {
   }
 }
 
-// --- what does not
+// --- no differences
 
-/// Lines as programs and people write them, without what is told above.
+/// Random documents with common kinds of lines, without the constructs listed above.
 class Documents {
  public:
   explicit Documents(unsigned int seed) : random_(seeded(seed)) {}
@@ -165,7 +165,7 @@ class Documents {
     }
   }
 
-  /// A first piece that continues nothing, then any.
+  /// Random pieces, the first of which is not a continuation.
   std::string pieces(const std::string& lineEnd, std::size_t most) {
     std::string text = piece();
     for (std::size_t i = below(most); i > 0; --i) {
@@ -184,8 +184,8 @@ class Documents {
   std::mt19937 random_;
 };
 
-/// All documents of up to five of the bytes that make lines, but those that end in a backslash and
-/// CR or LF, of which the last difference above may hold.
+/// All documents of up to five bytes that are special in lines. Documents that end in a backslash and CR or
+/// LF are left out, because the last difference above may apply to them.
 std::vector<std::string> shortDocuments() {
   std::vector<std::string> documents = {""};
   for (std::size_t i = 0; documents[i].size() < 5; ++i) {
@@ -200,7 +200,7 @@ std::vector<std::string> shortDocuments() {
   return documents;
 }
 
-/// Documents, and how each is named in a failure.
+/// A document and its name in failure messages.
 struct Named {
   std::string name;
   std::string document;
@@ -224,7 +224,7 @@ class StringStream : public oss::OutputStream {
   std::string bytes;
 };
 
-/// What the library saves of a document.
+/// The document after the library has loaded and saved it.
 std::string savedAgain(const std::string& document) {
   ExtendedProperties properties;
   properties.load(document.data(), document.size(), false);

@@ -51,7 +51,7 @@ PropertiesModel loaded(const std::string& bytes) {
   return contents(properties);
 }
 
-/// The bytes as a failure shows them.
+/// Bytes in the form in which failures print them.
 std::string shown(const std::string& bytes) {
   std::ostringstream text;
   text << std::hex << '"';
@@ -66,7 +66,7 @@ std::string shown(const std::string& bytes) {
   return text.str();
 }
 
-/// Keeps what is written to it, and how often it was flushed.
+/// Stores the bytes that are written to it, and the number of bytes at each flush.
 class KeepingStream : public oss::OutputStream {
  public:
   using oss::OutputStream::write;
@@ -87,21 +87,21 @@ std::string saved(const ExtendedProperties& properties) {
   return stream.bytes;
 }
 
-/// How resolving ends, told as the model tells it.
+/// Resolves references. Returns the error in the form that the model uses.
 std::optional<PropertiesModelError> resolve(ExtendedProperties& properties) {
   try {
     properties.resolveReferences();
     return std::nullopt;
   } catch (PropertiesException& error) {
     const oss::Message& message = error.getErrorMessage();
-    PropertiesModelError told{utf8(message.getMessageID()), {}};
+    PropertiesModelError found{utf8(message.getMessageID()), {}};
     for (const icu::UnicodeString& argument : message.getMessageArgs())
-      told.arguments.push_back(units(argument));
-    return told;
+      found.arguments.push_back(units(argument));
+    return found;
   }
 }
 
-// --- reading: each row by hand, for the library and for its model
+// --- reading: rows written by hand, for the library and for its model
 
 struct Reading {
   const char* why;
@@ -118,14 +118,14 @@ const std::vector<Reading>& readings() {
       {"a CR LF", "\r\n", {}},
       {"an LF CR is two line ends", "\n\ra", {{u"a", u""}}},
       {"blank lines", " \t \n\t\r\na=b", {{u"a", u"b"}}},
-      {"white space alone", " \t ", {}},
-      {"a continuation alone", "\\\n", {}},
-      {"continuations alone, and white space", " \\\r\n\t\\\r \\\n", {}},
+      {"only white space", " \t ", {}},
+      {"only a continuation", "\\\n", {}},
+      {"only continuations and white space", " \\\r\n\t\\\r \\\n", {}},
       {"a comment", "#a=b\nc=d", {{u"c", u"d"}}},
       {"the other comment", "!a=b\rc=d", {{u"c", u"d"}}},
-      {"a comment behind blanks", "  # not a comment?\na=b", {{u"a", u"b"}}},
-      {"a comment behind a continuation", "\\\n#a=b\nc=d", {{u"c", u"d"}}},
-      {"an empty line behind a continuation", "\\\n\na=b", {{u"a", u"b"}}},
+      {"a comment after blanks", "  # not a comment?\na=b", {{u"a", u"b"}}},
+      {"a comment after a continuation", "\\\n#a=b\nc=d", {{u"c", u"d"}}},
+      {"an empty line after a continuation", "\\\n\na=b", {{u"a", u"b"}}},
       {"a comment is not continued", "#a\\\nb=c", {{u"b", u"c"}}},
       {"a comment ends in CR LF", "#a\r\nb=c", {{u"b", u"c"}}},
       {"a comment at the end of data", "a=b\n#", {{u"a", u"b"}}},
@@ -162,16 +162,16 @@ const std::vector<Reading>& readings() {
       {"a continued line that is empty", "k=a\\\n  \nb=c", {{u"k", u"a"}, {u"b", u"c"}}},
       {"no comment in a continued value", "k=a\\\n#b", {{u"k", u"a#b"}}},
       {"a key is continued", "ke\\\n  y=v", {{u"key", u"v"}}},
-      {"a continuation behind the key", "key \\\n = \\\n value", {{u"key", u"value"}}},
-      {"a continuation behind the separator", "key=\\\n value", {{u"key", u"value"}}},
-      {"an LF CR behind a backslash: continued, then ended", "k=a\\\n\rb", {{u"k", u"a"}, {u"b", u""}}},
+      {"a continuation after the key", "key \\\n = \\\n value", {{u"key", u"value"}}},
+      {"a continuation after the separator", "key=\\\n value", {{u"key", u"value"}}},
+      {"an LF CR after a backslash: continued, then ended", "k=a\\\n\rb", {{u"k", u"a"}, {u"b", u""}}},
       {"a backslash ends the data", "k=v\\", {{u"k", u"v"}}},
       {"a backslash ends a key and the data", "k\\", {{u"k", u""}}},
       {"a backslash is the data", "\\", {{u"", u""}}},
-      {"a backslash behind blanks is the rest of the data", "  \\", {{u"", u""}}},
-      {"a backslash behind the separator ends the data", "k=\\", {{u"k", u""}}},
+      {"a backslash after blanks is the rest of the data", "  \\", {{u"", u""}}},
+      {"a backslash after the separator ends the data", "k=\\", {{u"k", u""}}},
       {"n, r, t", "\\n\\r\\t=\\t\\r\\n", {{u"\n\r\t", u"\t\r\n"}}},
-      {"what separates, escaped", "a\\:\\=\\ \\\tb=c", {{u"a:= \tb", u"c"}}},
+      {"escaped separators", "a\\:\\=\\ \\\tb=c", {{u"a:= \tb", u"c"}}},
       {"two backslashes", "a\\\\=b\\\\\nc=d", {{u"a\\", u"b\\"}, {u"c", u"d"}}},
       {"three backslashes and a line end", "a=b\\\\\\\nc", {{u"a", u"b\\c"}}},
       {"letters without a meaning", "k=\\a\\f\\N\\0\\\"", {{u"k", u"afN0\""}}},
@@ -187,7 +187,7 @@ const std::vector<Reading>& readings() {
       {"three digits at the end", "k=\\u004", {{u"k", u"u004"}}},
       {"no digits", "k=\\uxyz!1\n", {{u"k", u"uxyz!1"}}},
       {"no digits at the end", "k=\\u", {{u"k", u"u"}}},
-      {"what follows a refused escape is read as it stands", "k=\\u00\\n1x", {{u"k", u"u00\n1x"}}},
+      {"the text after a refused escape is read unchanged", "k=\\u00\\n1x", {{u"k", u"u00\n1x"}}},
       {"a separator in a refused escape", "k\\u00=4x", {{u"ku00", u"4x"}}},
       {"a bad digit next to 9", "k=\\u00:0\n", {{u"k", u"u00:0"}}},
       {"a bad digit next to 0", "k=\\u00/0\n", {{u"k", u"u00/0"}}},
@@ -195,7 +195,7 @@ const std::vector<Reading>& readings() {
       {"a bad digit next to F", "k=\\u00G0\n", {{u"k", u"u00G0"}}},
       {"a bad digit next to a", "k=\\u00`0\n", {{u"k", u"u00`0"}}},
       {"a bad digit next to f", "k=\\u00g0\n", {{u"k", u"u00g0"}}},
-      {"a small u alone", "k=\\U0041x", {{u"k", u"U0041x"}}},
+      {"only a small u", "k=\\U0041x", {{u"k", u"U0041x"}}},
       {"U+0000", "k=\\u0000x", {{u"k", u"\0x"s}}},
       {"an escaped separator is no separator", "a\\u003Db=c", {{u"a=b", u"c"}}},
       {"an escaped line end is no line end", "k=a\\u000Ab\n", {{u"k", u"a\nb"}}},
@@ -203,11 +203,11 @@ const std::vector<Reading>& readings() {
       {"before the surrogates", "k=\\uD7FFx", {{u"k", u"\uD7FFx"}}},
       {"the first surrogate", "k=\\uD800x", {{u"k", u"uD800x"}}},
       {"the last surrogate", "k=\\uDFFFx", {{u"k", u"uDFFFx"}}},
-      {"behind the surrogates", "k=\\uE000x", {{u"k", u"\uE000x"}}},
+      {"after the surrogates", "k=\\uE000x", {{u"k", u"\uE000x"}}},
       {"before the noncharacters", "k=\\uFDCFx", {{u"k", u"\uFDCFx"}}},
       {"the first noncharacter", "k=\\uFDD0x", {{u"k", u"uFDD0x"}}},
       {"the last one there", "k=\\uFDEFx", {{u"k", u"uFDEFx"}}},
-      {"behind them", "k=\\uFDF0x", {{u"k", u"\uFDF0x"}}},
+      {"after them", "k=\\uFDF0x", {{u"k", u"\uFDF0x"}}},
       {"U+FFFD", "k=\\uFFFDx", {{u"k", u"\uFFFDx"}}},
       {"U+FFFE", "k=\\uFFFEx", {{u"k", u"uFFFEx"}}},
       {"U+FFFF", "k=\\uffffx", {{u"k", u"uffffx"}}},
@@ -216,13 +216,13 @@ const std::vector<Reading>& readings() {
   return rows;
 }
 
-TEST(PropertiesText, IsReadAsItSays) {
+TEST(PropertiesText, IsReadAsDocumented) {
   for (const Reading& row : rowsOf(readings())) {
     EXPECT_EQ(loaded(row.bytes), row.expected) << shown(row.bytes);
   }
 }
 
-TEST(PropertiesModelItself, ReadsAsTheTextSays) {
+TEST(PropertiesModelItself, ReadsTheSameRows) {
   for (const Reading& row : rowsOf(readings())) {
     PropertiesModel properties;
     modelLoad(properties, row.bytes);
@@ -240,7 +240,7 @@ TEST(PropertiesText, IsReadWithinItsLength) {
   }
 }
 
-TEST(PropertiesText, OfNullDataIsNone) {
+TEST(PropertiesText, IsEmptyForNullData) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"1");
   std::size_t position = 3;
@@ -254,7 +254,7 @@ TEST(PropertiesText, OfNullDataIsNone) {
   EXPECT_EQ(contents(properties), (PropertiesModel{{u"a", u"1"}}));
 }
 
-TEST(PropertiesText, TakesUnicodeEscapesOfEveryUnitButSurrogatesAndNoncharacters) {
+TEST(PropertiesText, DecodesUnicodeEscapesExceptSurrogatesAndNoncharacters) {
   for (unsigned int unit = 0; unit <= 0xFFFF; ++unit) {
     ROW("unit", unit);
     std::array<char, 8> digits{};
@@ -269,7 +269,7 @@ TEST(PropertiesText, TakesUnicodeEscapesOfEveryUnitButSurrogatesAndNoncharacters
   }
 }
 
-TEST(PropertiesText, LoadsIntoWhatIsThere) {
+TEST(PropertiesText, LoadsIntoExistingProperties) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"1");
   properties.putProperty(u"b", u"2");
@@ -279,7 +279,7 @@ TEST(PropertiesText, LoadsIntoWhatIsThere) {
   EXPECT_EQ(value, u"3");
 }
 
-TEST(PropertiesText, IsResolvedWhenAsked) {
+TEST(PropertiesText, IsResolvedOnRequest) {
   const std::string bytes = "a=1\r\nb=%a%2";
   ExtendedProperties asRead;
   asRead.load(bytes.data(), bytes.size(), false);
@@ -324,7 +324,7 @@ TEST(PropertiesText, IsReadLineByLine) {
       {"a CR alone", "\ra=b", 0, true, 1, {}},
       {"a comment", "#x\na=b", 0, true, 3, {}},
       {"a comment at the end", "#x", 0, true, 2, {}},
-      {"a comment behind a continuation", "\\\n#x\na=b", 0, true, 5, {}},
+      {"a comment after a continuation", "\\\n#x\na=b", 0, true, 5, {}},
       {"a rest of white space", "a=b\n \t", 4, true, 6, {}},
       {"a rest of continuations", " \\\n\\\r\n ", 0, true, 7, {}},
       {"a continued property", "a=\\\n b\nc", 0, true, 7, {{u"a", u"b"}}},
@@ -338,7 +338,7 @@ TEST(PropertiesText, IsReadLineByLine) {
   }
 }
 
-TEST(PropertiesText, OfALongLineIsReadWhole) {
+TEST(PropertiesText, IsReadCompletelyFromALongLine) {
   for (std::size_t length = 0; length < 400; ++length) {
     ROW("length", length);
     const icu::UnicodeString key(0, u'k', static_cast<std::int32_t>(length % 150));
@@ -355,8 +355,9 @@ TEST(PropertiesText, OfALongLineIsReadWhole) {
   }
 }
 
-/// Texts are read many bytes at a time: what ends them is seen at each place of these, and nothing else is.
-TEST(PropertiesText, IsReadAsTheModelReadsItWithAnyByteAnywhere) {
+/// The library scans texts in blocks of many bytes. It must detect a special byte at every position of a
+/// block, and only special bytes.
+TEST(PropertiesText, IsReadLikeTheModelWithAnyByteAtAnyPosition) {
   constexpr std::size_t length = 34;
   for (std::size_t place = 0; place < length; ++place) {
     ROW("place", place);
@@ -374,7 +375,7 @@ TEST(PropertiesText, IsReadAsTheModelReadsItWithAnyByteAnywhere) {
   }
 }
 
-TEST(PropertiesText, OfALineResolvesNothing) {
+TEST(PropertiesText, IsNotResolvedByParseLine) {
   ExtendedProperties properties;
   std::size_t position = 0;
   EXPECT_TRUE(properties.parseLine(position, "a=%b%", 5));
@@ -399,7 +400,7 @@ TEST(PropertiesText, IsReadFromUnicodeOfAnyLength) {
   }
 }
 
-TEST(PropertiesText, OfABogusTextIsNone) {
+TEST(PropertiesText, IsEmptyForABogusText) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   ExtendedProperties properties;
@@ -407,7 +408,7 @@ TEST(PropertiesText, OfABogusTextIsNone) {
   EXPECT_EQ(contents(properties), PropertiesModel());
 }
 
-// --- references: each row by hand, for the library and for its model
+// --- references: rows written by hand, for the library and for its model
 
 struct Resolution {
   const char* why;
@@ -456,11 +457,11 @@ const std::vector<Resolution>& resolutions() {
        {{u"a", u"%p%c%"}, {u"c", u"1"}, {u"p", u"50%"}},
        {},
        {{u"a", u"501"}, {u"c", u"1"}, {u"p", u"50%"}}},
-      {"a percent sign arrives in the middle, what is behind it becomes the name",
+      {"a percent sign is inserted in the middle, and the text after it becomes a name",
        {{u"a", u"%p%y%!"}, {u"p", u"[%x"}, {u"xy", u"1"}},
        {},
        {{u"a", u"[1!"}, {u"p", u"[%x"}, {u"xy", u"1"}}},
-      {"a percent sign arrives and takes the one that was to open the next reference",
+      {"an inserted percent sign is paired with the one that opens the next reference",
        {{u"a", u"%p%,%b%"}, {u"b", u"1"}, {u"p", u"%"}},
        bad(u"a", u","),
        {{u"a", u"%,%b%"}, {u"b", u"1"}, {u"p", u"%"}}},
@@ -468,7 +469,7 @@ const std::vector<Resolution>& resolutions() {
        {{u"a", u"%p%,%b%"}, {u",", u"c"}, {u"b", u"1"}, {u"p", u"%"}},
        {},
        {{u"a", u"cb%"}, {u",", u"c"}, {u"b", u"1"}, {u"p", u"%"}}},
-      {"a percent sign arrives and stays alone",
+      {"a percent sign is inserted and has no counterpart",
        {{u"a", u"%p%"}, {u"p", u"50%"}},
        {},
        {{u"a", u"50%"}, {u"p", u"50%"}}},
@@ -484,11 +485,11 @@ const std::vector<Resolution>& resolutions() {
        {{u"a", u"%p%x%y%z"}, {u"p", u"(%t"}, {u"tx", u"[%u"}, {u"uy", u"{%v"}},
        {},
        {{u"a", u"([{%vz"}, {u"p", u"(%t"}, {u"tx", u"[%u"}, {u"uy", u"{%v"}}},
-      {"a name that a value with a percent sign begins refers to nothing",
+      {"a name that starts with an inserted percent sign is not a property",
        {{u"a", u"%p%x%,%p%z%."}, {u"p", u"[%t"}, {u"tx", u"1"}},
        bad(u"a", u"tz"),
        {{u"a", u"[1,[%tz%."}, {u"p", u"[%t"}, {u"tx", u"1"}}},
-      {"a name made of replacements leads to the value itself",
+      {"a name that consists of replacements refers to its own value",
        {{u"a", u"%p%%"}, {u"p", u"%a"}},
        cyclic(u"a"),
        {{u"a", u"%a%"}, {u"p", u"%a"}}},
@@ -502,11 +503,11 @@ const std::vector<Resolution>& resolutions() {
        cyclic(u"b"),
        {{u"a", u"x%b%"}, {u"b", u"y%c%"}, {u"c", u"z%b%"}}},
       {"to no property", {{u"x", u"%y%"}}, bad(u"x", u"y"), {{u"x", u"%y%"}}},
-      {"to no property, by another: that one's key is told",
+      {"to no property, from another property: the error names that property's key",
        {{u"a", u"%b%"}, {u"b", u"%c%"}},
        bad(u"b", u"c"),
        {{u"a", u"%b%"}, {u"b", u"%c%"}}},
-      {"an error leaves what was replaced, in values done and under way",
+      {"after an error, replacements made so far remain",
        {{u"a", u"%v%"},
         {u"b", u"%v%,%c%,%v%"},
         {u"c", u"<%v%|%v%|%none%|%v%>"},
@@ -514,7 +515,7 @@ const std::vector<Resolution>& resolutions() {
         {u"v", u"1"}},
        bad(u"c", u"none"),
        {{u"a", u"1"}, {u"b", u"1,%c%,%v%"}, {u"c", u"<1|1|%none%|%v%>"}, {u"d", u"%v%"}, {u"v", u"1"}}},
-      {"an error behind a percent sign that arrived",
+      {"an error after a percent sign that arrived",
        {{u"a", u"%v%%p%y%%v%"}, {u"p", u"[%x"}, {u"v", u"1"}},
        bad(u"a", u"xy"),
        {{u"a", u"1[%xy%%v%"}, {u"p", u"[%x"}, {u"v", u"1"}}},
@@ -539,7 +540,7 @@ TEST(PropertiesModelItself, ReplacesReferences) {
   }
 }
 
-TEST(PropertiesReferences, ThatCannotBeReplacedAreReported) {
+TEST(PropertiesReferences, RaiseAnErrorIfTheyCannotBeReplaced) {
   ExtendedProperties properties;
   const auto cyclicReference =
       Raises<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", "a").from(sourceFile);
@@ -552,7 +553,7 @@ TEST(PropertiesReferences, ThatCannotBeReplacedAreReported) {
   EXPECT_EQ(properties.requireProperty(u"b"), u"%a%") << "what was read stays";
 }
 
-TEST(PropertiesReferences, AreReplacedInPlace) {
+TEST(PropertiesReferences, AreReplacedInTheSameObject) {
   ExtendedProperties properties;
   properties.load("a=%b%\nb=1\nc=2", 13, false);
   const icu::UnicodeString& a = properties.requireProperty(u"a");
@@ -563,7 +564,7 @@ TEST(PropertiesReferences, AreReplacedInPlace) {
   EXPECT_EQ(&properties.requireProperty(u"b"), &b);
 }
 
-/// A key whose place in the order goes up, or down, with its number.
+/// A key; keys are in ascending or descending order of their numbers.
 icu::UnicodeString numbered(int number, bool up) {
   std::string digits = std::to_string(up ? number : 999'999 - number);
   digits.insert(0, 6 - digits.size(), '0');
@@ -574,7 +575,7 @@ class LongChains : public ::testing::TestWithParam<bool> {
  protected:
   static constexpr int count = 100'000;
 
-  /// Each value refers to the next one; the last value is `end`.
+  /// Properties in which each value refers to the next property; the last value is `end`.
   ExtendedProperties chain(const icu::UnicodeString& end) const {
     ExtendedProperties properties;
     for (int i = 0; i + 1 < count; ++i) properties.putProperty(key(i), u"%" + key(i + 1) + u"%");
@@ -592,7 +593,7 @@ TEST_P(LongChains, OfReferencesAreReplaced) {
   EXPECT_EQ(replaced, count);
 }
 
-TEST_P(LongChains, ThatCloseAreReported) {
+TEST_P(LongChains, RaiseAnErrorIfTheyFormACycle) {
   ExtendedProperties properties = chain(u"%" + key(0) + u"%");
   const PropertiesModel before = contents(properties);
   const icu::UnicodeString first = GetParam() ? key(0) : key(count - 1);
@@ -603,7 +604,7 @@ TEST_P(LongChains, ThatCloseAreReported) {
 INSTANTIATE_TEST_SUITE_P(WithKeys, LongChains, ::testing::Bool(),
                          [](const auto& up) { return up.param ? "GoingUp" : "GoingDown"; });
 
-// Searched from its start after every replacement, or moved at every one, this would take hours.
+// This would take hours if each replacement searched the value from its start or moved its rest.
 TEST(PropertiesReferences, InOneLongValueAreReplacedInOnePass) {
   constexpr int count = 1'000'000;
   ExtendedProperties properties;
@@ -621,22 +622,24 @@ TEST(PropertiesReferences, InOneLongValueAreReplacedInOnePass) {
 
 struct LongTail {
   const char* why;
-  icu::UnicodeString piece;     ///< of the value whose references are replaced
-  icu::UnicodeString after;     ///< what follows the long text in the key of `target`
+  icu::UnicodeString piece;     ///< repeated in the value whose references are replaced
+  icu::UnicodeString after;     ///< follows the long text in the key of `target`
   icu::UnicodeString target;    ///< the value of that key; "*" stands for the long text
-  icu::UnicodeString expected;  ///< what becomes of all pieces, with the same "*"
+  icu::UnicodeString expected;  ///< the result for all pieces; "*" stands for the long text
 };
 
-// "s" has the value "%" and a long text, which thus begins names again and again. If the long text were copied
-// or read each time, this would take many minutes.
-TEST(PropertiesReferences, WhoseNamesBeginWithALongTailAreReplacedInOnePass) {
+// The value of "s" is "%" followed by a long text, so every replacement starts a reference whose name begins
+// with the long text. If each replacement copied or read that text, the test would take many minutes.
+TEST(PropertiesReferences, WithNamesThatStartWithALongTextAreReplacedInOnePass) {
   constexpr int count = 1'000'000;
   const icu::UnicodeString longText(count, u'k', count);
   const auto whole = [&](icu::UnicodeString text) { return text.findAndReplace(u"*", longText); };
   const auto rows = std::to_array<LongTail>({
-      {"the tail is all of the name, and comes again", u"%", u"", u"%*", u"%*"},
-      {"the tail is not all of the name, and comes again", u"x%", u"x", u"%*", u"%*"},
-      {"the tail is the name of nothing more", u"%%s%", u"", u"", u"%*"},
+      {"the long text is the whole name, and the reference's value contains it again", u"%", u"", u"%*",
+       u"%*"},
+      {"the long text is part of the name, and the reference's value contains it again", u"x%", u"x", u"%*",
+       u"%*"},
+      {"the long text is not the name of a property", u"%%s%", u"", u"", u"%*"},
   });
   for (const LongTail& row : rowsOf(rows)) {
     ExtendedProperties properties;
@@ -659,7 +662,7 @@ struct Saving {
   std::string expected;
 };
 
-TEST(PropertiesText, IsSavedAsItSays) {
+TEST(PropertiesText, IsSavedAsDocumented) {
   using std::string_literals::operator""s;
   const auto rows = std::to_array<Saving>({
       {"plain", u"key", u"value", "key=value"},
@@ -668,7 +671,7 @@ TEST(PropertiesText, IsSavedAsItSays) {
       {"blanks around", u" a ", u" c ", "\\ a\\ = c "},
       {"CR, LF, TAB", u"\r\n\t", u"\t\n\r", "\\r\\n\\t=\\t\\n\\r"},
       {"what separates", u"a=b:c", u"d=e:f", "a\\=b\\:c=d\\=e\\:f"},
-      {"what begins comments", u"#a!b", u"#c!d", "\\#a\\!b=\\#c\\!d"},
+      {"characters that start comments", u"#a!b", u"#c!d", "\\#a\\!b=\\#c\\!d"},
       {"backslashes", u"\\a\\", u"\\b\\", "\\\\a\\\\=\\\\b\\\\"},
       {"other ASCII", u"\"$%&'()*+,-./;<>?@[]^_`{|}~", u"0Az\x7F\x01\f",
        "\"$%&'()*+,-./;<>?@[]^_`{|}~=0Az\x7F\x01\f"},
@@ -691,7 +694,7 @@ TEST(PropertiesText, IsSavedAsItSays) {
   }
 }
 
-TEST(PropertiesText, OfNothingIsTheHeaderLine) {
+TEST(PropertiesText, IsOnlyTheHeaderLineIfThereAreNoProperties) {
   EXPECT_EQ(saved(ExtendedProperties()), "#saved by ExtendedProperties on \r\n");
 }
 
@@ -710,7 +713,7 @@ TEST(PropertiesText, IsSavedInOrderAndFlushedAtTheEnd) {
   EXPECT_EQ(stream.flushedAt, std::vector<std::size_t>{stream.bytes.size()});
 }
 
-/// Keeps what is written in one piece, by each of the three operations that take something.
+/// Stores the pieces that are written, separately for each of the three write operations.
 class PieceStream : public oss::OutputStream {
  public:
   void write(char c) override { pieces.emplace_back(1, c); }
@@ -723,7 +726,7 @@ class PieceStream : public oss::OutputStream {
   std::vector<std::string> pieces;
 };
 
-TEST(PropertiesText, IsWrittenByteByByteAndItsLineEndsAsTexts) {
+TEST(PropertiesText, IsWrittenByteByByteWithLineEndsAsTexts) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"\u00E9");
   PieceStream stream;
@@ -736,7 +739,7 @@ TEST(PropertiesText, IsWrittenByteByByteAndItsLineEndsAsTexts) {
   EXPECT_EQ(stream.pieces, expected);
 }
 
-TEST(PropertiesText, OfCopiesHasTheIncludes) {
+TEST(PropertiesText, ContainsTheIncludesInCopies) {
   ExtendedProperties properties;
   properties.addInclude(u"x.properties");
   const std::string expected = "#saved by ExtendedProperties on \r\n#include x.properties\r\n";
@@ -752,7 +755,7 @@ TEST(PropertiesText, OfCopiesHasTheIncludes) {
   }
 }
 
-TEST(PropertiesText, OfAnIncludeIsNotReadBack) {
+TEST(PropertiesText, DoesNotReadIncludesBack) {
   ExtendedProperties properties;
   properties.addInclude(u"more.properties");
   const std::string bytes = saved(properties);
@@ -761,7 +764,7 @@ TEST(PropertiesText, OfAnIncludeIsNotReadBack) {
   EXPECT_EQ(saved(again), "#saved by ExtendedProperties on \r\n");
 }
 
-TEST(PropertiesText, HasTheIncludesOfACopy) {
+TEST(PropertiesText, ContainsTheIncludesCopiedFromAnotherObject) {
   ExtendedProperties from;
   from.addInclude(u"one");
   ExtendedProperties to;
@@ -771,7 +774,7 @@ TEST(PropertiesText, HasTheIncludesOfACopy) {
   EXPECT_EQ(saved(to), "#saved by ExtendedProperties on \r\n#include one\r\n");
 }
 
-TEST(PropertiesText, IsSavedAsFarAsTheStreamTakesIt) {
+TEST(PropertiesText, IsSavedUntilTheStreamRefusesAByte) {
   ExtendedProperties properties;
   properties.putProperty(u"a", u"1");
   const std::string whole = saved(properties);
@@ -785,7 +788,7 @@ TEST(PropertiesText, IsSavedAsFarAsTheStreamTakesIt) {
   }
 }
 
-TEST(PropertiesText, ReadsBackWhatWasSaved) {
+TEST(PropertiesText, ReadsBackSavedProperties) {
   std::u16string everything;
   for (unsigned int unit = 0; unit < 0xD800; ++unit) everything += static_cast<char16_t>(unit);
   ExtendedProperties properties;
@@ -822,7 +825,7 @@ TEST(PropertiesText, DoesNotReadBackEveryTextThatWasSaved) {
   }
 }
 
-TEST(PropertiesText, OfACraftedKeyReplacesAnotherPropertyWhenReadBack) {
+TEST(PropertiesText, CanReplaceAnotherPropertyWhenACraftedKeyIsReadBack) {
   ExtendedProperties properties;
   properties.putProperty(u"AA", u"trusted");
   properties.putProperty(u"\U00010041", u"crafted");
@@ -834,7 +837,7 @@ TEST(PropertiesText, OfACraftedKeyReplacesAnotherPropertyWhenReadBack) {
 
 // --- listing
 
-/// Counts how often it is flushed.
+/// A stream buffer that counts its flushes.
 class FlushCountingBuffer : public std::stringbuf {
  public:
   int flushes = 0;
@@ -862,7 +865,7 @@ TEST(PropertiesText, IsListedUnescaped) {
 
 // --- against the model
 
-/// Loads, resolves and saves as the model does; whether all of it agrees.
+/// Whether the library loads, resolves and saves like the model.
 ::testing::AssertionResult agrees(const std::string& bytes) {
   ExtendedProperties properties;
   PropertiesModel model;
@@ -893,7 +896,8 @@ TEST(PropertiesText, IsListedUnescaped) {
   return ::testing::AssertionSuccess();
 }
 
-/// All texts of up to `length` of the bytes given, behind `start`.
+/// Compares the library with the model on all texts that consist of `start` and up to `length` bytes of
+/// `alphabet`.
 void expectAgreement(const std::string& start, const std::string& alphabet, std::size_t length) {
   std::string bytes = start;
   std::vector<std::size_t> digits;
@@ -913,19 +917,19 @@ void expectAgreement(const std::string& start, const std::string& alphabet, std:
   }
 }
 
-TEST(PropertiesText, OfEveryShortSequenceIsReadAsTheModelReadsIt) {
+TEST(PropertiesText, IsReadLikeTheModelForEveryShortSequence) {
   expectAgreement("", std::string("\\\r\n \t=:#!%u0a\0\xE9", 15), 4);
 }
 
-TEST(PropertiesText, OfEverySequenceOfLinesAndContinuationsIsReadAsTheModelReadsIt) {
+TEST(PropertiesText, IsReadLikeTheModelForEverySequenceOfLinesAndContinuations) {
   expectAgreement("", "\\\r\n =#", 6);
 }
 
-TEST(PropertiesText, OfEverySequenceBehindAUnicodeEscapeIsReadAsTheModelReadsIt) {
+TEST(PropertiesText, IsReadLikeTheModelForEverySequenceAfterAUnicodeEscape) {
   expectAgreement("k=\\u", "0dFg\\", 6);
 }
 
-TEST(PropertiesReferences, OfEveryShortSequenceAreReplacedAsTheModelReplacesThem) {
+TEST(PropertiesReferences, AreReplacedLikeTheModelForEveryShortSequence) {
   expectAgreement("", "%=\nab", 7);
   expectAgreement("a=x\nb=%\nc=", "%ab", 8);
 }
@@ -950,7 +954,7 @@ class PropertiesWalks : public ::testing::TestWithParam<unsigned> {
     return bytes;
   }
 
-  /// Lines that refer to one another, mostly without an error.
+  /// Random lines with references to each other, mostly without errors.
   std::string randomReferences() {
     std::string bytes;
     for (char key = 'a'; key < 'i'; ++key) {
@@ -969,14 +973,14 @@ class PropertiesWalks : public ::testing::TestWithParam<unsigned> {
   std::mt19937 random_{seeded(GetParam())};
 };
 
-TEST_P(PropertiesWalks, OverBytesAreTheModels) {
+TEST_P(PropertiesWalks, OverBytesAgreeWithTheModel) {
   for (int i = 0; i < 2500; ++i) {
     ROW("i", i);
     ASSERT_TRUE(agrees(randomBytes())) << "seed " << GetParam() << ", text " << i;
   }
 }
 
-TEST_P(PropertiesWalks, OverReferencesAreTheModels) {
+TEST_P(PropertiesWalks, OverReferencesAgreeWithTheModel) {
   for (int i = 0; i < 1000; ++i) {
     ROW("i", i);
     ASSERT_TRUE(agrees(randomReferences())) << "seed " << GetParam() << ", text " << i;

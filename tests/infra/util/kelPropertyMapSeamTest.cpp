@@ -24,7 +24,7 @@
 #include <utility>
 #include <vector>
 
-/// What properties cost, and the index and the sorting inside of them.
+/// Tests of the allocations, the index and the sorting inside of properties.
 namespace tarvo::test {
 namespace {
 
@@ -36,13 +36,13 @@ icu::UnicodeString unicode(std::u16string_view units) {
   return text::textOf(units);
 }
 
-std::string numbered(const char* before, std::size_t number, const char* behind = "") {
-  return before + std::to_string(number) + behind;
+std::string numbered(const char* before, std::size_t number, const char* after = "") {
+  return before + std::to_string(number) + after;
 }
 
 // --- memory
 
-TEST(PropertiesAllocation, IsOneForManyEntriesLoaded) {
+TEST(PropertiesAllocation, HappensOnceForManyLoadedEntries) {
   constexpr std::size_t entries = 2000;
   std::string lines;
   for (std::size_t i = 0; i < entries; ++i)
@@ -54,7 +54,7 @@ TEST(PropertiesAllocation, IsOneForManyEntriesLoaded) {
   EXPECT_EQ(std::distance(properties.begin(), properties.end()), entries);
 }
 
-TEST(PropertiesAllocation, OfEntriesThatWereRemovedIsForTheNextOnes) {
+TEST(PropertiesAllocation, ReusesTheMemoryOfRemovedEntries) {
   ExtendedProperties properties;
   const auto turn = [&] {
     for (const char* const key : {"one", "two", "three"}) properties.putPropertyAsInt32(key, 1);
@@ -64,12 +64,12 @@ TEST(PropertiesAllocation, OfEntriesThatWereRemovedIsForTheNextOnes) {
   turn();
   const AllocationCount count;
   for (int i = 0; i < 1000; ++i) turn();
-  // The index alone is made anew now and then.
+  // Only the index is sometimes allocated again.
   EXPECT_EQ(count.outstanding(), 0);
   EXPECT_EQ(properties.begin(), properties.end());
 }
 
-TEST(PropertiesAllocation, IsNotKeptForLinesLoadedAgain) {
+TEST(PropertiesAllocation, DoesNotGrowIfTheSameLinesAreLoadedAgain) {
   const std::string lines = "one=1\ntwo=2\nthree=3\n";
   ExtendedProperties properties;
   properties.load(lines.data(), lines.size());
@@ -78,20 +78,21 @@ TEST(PropertiesAllocation, IsNotKeptForLinesLoadedAgain) {
   EXPECT_EQ(count.outstanding(), 0);
 }
 
-// What the lines take while they are under way, and the text itself; an index for so many properties would be more.
-TEST(PropertiesAllocation, IsNotMadeForLinesOfOneKey) {
+// While loading, memory is needed for the lines and for the text. An index for 100,000 properties would need
+// more.
+TEST(PropertiesAllocation, OfAnIndexDoesNotHappenForLinesWithOneKey) {
   constexpr std::size_t lines = 100'000;
   std::string text;
   for (std::size_t i = 0; i < lines; ++i) text += "a\n";
   ExtendedProperties properties;
   const AllocationCount count;
   properties.load(text.data(), text.size(), false);
-  constexpr std::size_t underWay = std::size_t{2} << 17U;  // a vector that doubles, from one line up to 2^17
-  EXPECT_LE(count.bytes(), underWay * sizeof(PropertyLine) + 2 * text.size() + 10'000);
+  constexpr std::size_t storedLines = std::size_t{2} << 17U;  // all sizes of a vector that doubles up to 2^17
+  EXPECT_LE(count.bytes(), storedLines * sizeof(PropertyLine) + 2 * text.size() + 10'000);
   EXPECT_EQ(std::distance(properties.begin(), properties.end()), 1);
 }
 
-TEST(PropertiesAllocation, IsNotNeededToAsk) {
+TEST(PropertiesAllocation, DoesNotHappenInGetters) {
   const icu::UnicodeString longKey(100, u'k', 100);
   ExtendedProperties properties;
   properties.putProperty(longKey, u"4711");
@@ -111,8 +112,8 @@ TEST(PropertiesAllocation, IsNotNeededToAsk) {
   EXPECT_EQ(count.made(), 0U);
 }
 
-// A key without memory looks like the empty one, which may be there.
-TEST(PropertiesAllocation, ThatFailsForAKeyOrAValueLeavesAllOtherPropertiesAlone) {
+// A key whose allocation failed looks like the empty key, which may exist.
+TEST(PropertiesAllocation, ThatFailsForAKeyOrAValueKeepsAllOtherProperties) {
   const std::string longText(100, 'x');
   for (const std::string& line : rowsOf({longText + "=short", "short=" + longText})) {
     for (const bool withEmptyKey : rowsOf({false, true})) {
@@ -141,9 +142,9 @@ TEST(PropertiesAllocation, ThatFailsForAKeyOrAValueLeavesAllOtherPropertiesAlone
   }
 }
 
-// --- the index: keys chosen so that they all want the same place
+// --- the index: keys with nearly equal hashes
 
-/// So many keys whose hashes name places that lie together, in a table of any size up to some thousands.
+/// `count` keys whose hashes give neighbouring slots in any table of up to some thousand slots.
 std::vector<std::u16string> crowdedKeys(std::size_t count) {
   std::vector<std::u16string> keys;
   for (unsigned int i = 0; keys.size() < count; ++i) {
@@ -154,7 +155,7 @@ std::vector<std::u16string> crowdedKeys(std::size_t count) {
   return keys;
 }
 
-TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
+TEST(PropertyIndex, LeavesOutKeysWithoutANearFreeSlotAndReportsIt) {
   const std::vector<std::u16string> keys = crowdedKeys(PropertyIndex::reach + 3);
   std::vector<PropertyIndex::Property> properties;
   for (const std::u16string& key : keys) properties.emplace_back(unicode(key), u"");
@@ -175,7 +176,7 @@ TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
     EXPECT_FALSE(place(i).certain) << i;
   }
   EXPECT_FALSE(index.isComplete());
-  // A place that became free leads on to those behind it, and is used again.
+  // After a removal, a search still reaches the slots after the free one, and the free slot is reused.
   index.remove(*place(0).place);
   EXPECT_EQ(place(0).place, nullptr);
   EXPECT_FALSE(place(0).certain);
@@ -184,7 +185,7 @@ TEST(PropertyIndex, LeavesOutWhatFindsNoPlaceNearAndSaysSo) {
   EXPECT_EQ(place(keys.size() - 1).place->property, &properties.back());
 }
 
-TEST(PropertyIndex, IsCertainThatAnEmptyOneHasNothing) {
+TEST(PropertyIndex, IsCertainThatAnEmptyIndexHasNoKey) {
   const PropertyIndex none;
   EXPECT_EQ(none.find(PropertyIndex::hashOf(u""), u"").place, nullptr);
   EXPECT_TRUE(none.find(PropertyIndex::hashOf(u""), u"").certain);
@@ -192,8 +193,8 @@ TEST(PropertyIndex, IsCertainThatAnEmptyOneHasNothing) {
   EXPECT_TRUE(PropertyIndex(1000).hasRoom(1000));
 }
 
-TEST(PropertyIndex, HasRoomForHalfOfItsPlaces) {
-  constexpr std::size_t count = 100;  // of three times as many places
+TEST(PropertyIndex, HasRoomForHalfOfItsSlots) {
+  constexpr std::size_t count = 100;  // the index has three times as many slots
   PropertyIndex::Property property(u"", u"");
   PropertyIndex index(count);
   for (unsigned int i = 0; i < 150; ++i) {
@@ -205,7 +206,7 @@ TEST(PropertyIndex, HasRoomForHalfOfItsPlaces) {
   EXPECT_FALSE(index.hasRoom(1));
 }
 
-TEST(PropertyIndex, HasAPlaceForEachKeyOfManySettings) {
+TEST(PropertyIndex, HasASlotForEachKeyOfCommonPatterns) {
   using Key = std::string (*)(std::size_t);
   constexpr std::array<Key, 4> patterns = {
       [](std::size_t i) { return std::to_string(i); },
@@ -240,7 +241,7 @@ TEST(PropertyIndex, HashesEveryUnit) {
   }
 }
 
-/// Two keys of one hash, of one length or not.
+/// Two keys with the same hash; their lengths are equal if `ofOneLength`.
 std::pair<std::u16string, std::u16string> keysOfOneHash(bool ofOneLength) {
   std::unordered_map<PropertyIndex::Hash, std::u16string> seen;
   for (unsigned int i = 0;; ++i) {
@@ -251,7 +252,7 @@ std::pair<std::u16string, std::u16string> keysOfOneHash(bool ofOneLength) {
   }
 }
 
-TEST(PropertyIndex, TellsApartKeysOfOneHash) {
+TEST(PropertyIndex, DistinguishesKeysWithTheSameHash) {
   for (const bool ofOneLength : rowsOf({true, false})) {
     const auto [one, other] = keysOfOneHash(ofOneLength);
     PropertyIndex::Property property(unicode(one), u"");
@@ -269,7 +270,7 @@ TEST(PropertyIndex, TellsApartKeysOfOneHash) {
   }
 }
 
-TEST(ExtendedPropertiesIndex, StoresLinesUnderKeysThatWereLeftOut) {
+TEST(ExtendedPropertiesIndex, LoadsLinesWhoseKeysWereLeftOut) {
   const std::vector<std::u16string> keys = crowdedKeys(2 * PropertyIndex::reach);
   ExtendedProperties properties;
   icu::UnicodeString lines;
@@ -285,7 +286,7 @@ TEST(ExtendedPropertiesIndex, StoresLinesUnderKeysThatWereLeftOut) {
   EXPECT_EQ(std::distance(properties.begin(), properties.end()), 1);
 }
 
-TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
+TEST(ExtendedPropertiesIndex, FindsKeysThatWereLeftOut) {
   const std::vector<std::u16string> keys = crowdedKeys(3 * PropertyIndex::reach);
   ExtendedProperties properties;
   for (const std::u16string& key : keys) properties.putProperty(unicode(key), unicode(u"%target%" + key));
@@ -306,8 +307,9 @@ TEST(ExtendedPropertiesIndex, FindsWhatWasLeftOut) {
   }
 }
 
-/// Few of many are found by the index, more of them in the tree: both have to find the same.
-TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
+/// Few values with references are found with the index, many by searching the tree. Both must find all of
+/// them.
+TEST(ExtendedPropertiesIndex, FindsAllValuesWithReferences) {
   for (const std::size_t referring : rowsOf({0U, 1U, 10U, 62U, 63U, 64U, 500U})) {
     ExtendedProperties properties;
     for (std::size_t i = 0; i < 1000; ++i) {
@@ -332,7 +334,7 @@ TEST(ExtendedPropertiesIndex, KnowsWhichValuesRefer) {
 
 // --- sorting
 
-TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
+TEST(PropertyLines, AreSortedByCodeUnitsAndKeepTheirOrderForOneKey) {
   for (unsigned int seed = 0; seed < 400; ++seed) {
     ROW("seed", seed);
     std::mt19937 random(seeded(seed));
@@ -359,7 +361,7 @@ TEST(PropertyLines, AreSortedByTheirUnitsAndStayInOrderUnderOneKey) {
   }
 }
 
-TEST(PropertyLines, OfOneKeyBecomeTheLastOfThem) {
+TEST(PropertyLines, WithOneKeyAreReducedToTheLast) {
   const std::vector<PropertyLine> lines = {{u"a", u"1", 7, false}, {u"a", u"2", 7, true},
                                            {u"b", u"3", 7, false}, {u"c", u"4", 8, true},
                                            {u"c", u"5", 8, false}, {u"c", u"6", 8, false}};
@@ -375,8 +377,8 @@ TEST(PropertyLines, OfOneKeyBecomeTheLastOfThem) {
   }
 }
 
-/// More lines than are under way at once.
-TEST(PropertyLines, OfALongTextAreStoredAsThoseOfAShortOne) {
+/// More lines than the loader stores at a time.
+TEST(PropertyLines, OfALongTextAreStoredLikeThoseOfAShortText) {
   constexpr std::size_t lines = 300'000;
   constexpr std::size_t keys = 1000;
   std::string text;
@@ -391,7 +393,7 @@ TEST(PropertyLines, OfALongTextAreStoredAsThoseOfAShortOne) {
   }
 }
 
-TEST(PropertyLines, OfLongKeysInCommonAreSorted) {
+TEST(PropertyLines, WithLongCommonPrefixesAreSorted) {
   std::vector<std::u16string> keys;
   for (std::size_t length = 2000; length > 0; --length) keys.emplace_back(length, u'k');
   std::vector<PropertyLine> lines;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* localeName = "de_DE.UTF-8";
 
-/// A folder with the locale compiled by the system's tool; goes with the process.
+/// A folder with the locale, which the system's localedef compiles. It is removed when the process ends.
 class LocaleFolder {
  public:
   LocaleFolder() {
@@ -48,8 +48,8 @@ void setProcessLocale(const char* name) {
     throw std::runtime_error(std::string("setlocale refuses ") + name);
 }
 
-/// Taken from the process's, since newlocale loses memory when it is told where to look. Never freed: a thread
-/// may be in it until the very end.
+/// A copy of the process's locale after setlocale, because newlocale leaks memory if LOCPATH is set. It is
+/// never freed, because a thread may use it until the process ends.
 locale_t commaLocale() {
   static const LocaleFolder folder;
   static const locale_t made = [] {

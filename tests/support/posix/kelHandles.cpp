@@ -66,7 +66,7 @@ int winsockCode(int code) {
 
 std::size_t openDescriptors() {
   const auto all = std::filesystem::directory_iterator("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all))) - 1;  // the one that reads them
+  return static_cast<std::size_t>(std::distance(begin(all), end(all))) - 1;  // without the list's descriptor
 }
 
 bool noDelay(Handle handle) {
@@ -97,7 +97,7 @@ bool takesRefusal(Handle handle) {
   return option<int>(handle, SOL_SOCKET, SO_ERROR) == ECONNREFUSED;
 }
 
-void closeBehindItsBack(Handle handle) {
+void closeDirectly(Handle handle) {
   require(::close(static_cast<int>(handle)) == 0, "close");
 }
 

@@ -19,14 +19,14 @@ int descriptor(Handle handle) {
   return static_cast<int>(handle);
 }
 
-/// The result of a system call, which must not be -1.
+/// Returns the result of a system call; throws if it is -1.
 template <class Result>
 Result checked(Result result, const char* what) {
   if (result == -1) throw std::system_error(errno, std::generic_category(), what);
   return result;
 }
 
-/// The result of a call that a signal may have ended before it did anything: it is made again then.
+/// Makes a system call, and repeats it as long as a signal interrupts it. Returns its result.
 template <class Call>
 auto unlessInterrupted(const char* what, const Call& call) {
   for (;;) {
@@ -57,7 +57,7 @@ Address loopbackAddress(Family family) {
   return address;
 }
 
-/// A socket bound to a free loopback port, which is stored.
+/// A socket that is bound to a free loopback port; stores the port's number in `port`.
 Handle bound(Family family, unsigned int& port) {
   const int fd =
       checked(::socket(family == Family::ipv4 ? AF_INET : AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
@@ -79,7 +79,7 @@ void drop(Handle& handle) {
   handle = none;
 }
 
-/// Waits until one of the `wanted` conditions stands, those that the system reports unasked included.
+/// Waits until poll reports one of the `wanted` conditions, which may include POLLERR and POLLHUP.
 void await(Handle handle, int wanted) {
   pollfd entry = {descriptor(handle), static_cast<short>(wanted & ~(POLLERR | POLLHUP)), 0};
   while ((entry.revents & wanted) == 0) {
@@ -92,7 +92,7 @@ void await(Handle handle, int wanted) {
 void requireLoopback(Family family) {
   const int probe = checked(::socket(family == Family::ipv4 ? AF_INET : AF_INET6, SOCK_DGRAM, 0), "socket");
   Address address = loopbackAddress(family);
-  address.ipv4.sin_port = htons(9);  // at the same place for both families; nothing is sent
+  address.ipv4.sin_port = htons(9);  // IPv6 has its port at the same offset; nothing is sent
   const int result = ::connect(probe, &address.any, sizeOf(family));
   const int code = errno;
   ::close(probe);
@@ -211,7 +211,7 @@ ClosedPort::~ClosedPort() {
 }
 
 FullPort::FullPort() : listener_(bound(Family::ipv4, port_)), waiting_(none) {
-  // A queue of length 0 takes one connection; once that stands in it, the system drops further attempts.
+  // A queue of length 0 takes one connection. Once it is full, the system drops further attempts.
   checked(::listen(descriptor(listener_), 0), "listen");
   unsigned int ownPort = 0;
   waiting_ = bound(Family::ipv4, ownPort);

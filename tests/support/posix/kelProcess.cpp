@@ -19,7 +19,8 @@ struct Close {
 };
 using File = std::unique_ptr<std::FILE, Close>;
 
-/// Files instead of pipes: neither side ever waits for the other to read.
+/// A temporary file. Files are used instead of pipes, so that neither side can block because the other does
+/// not read.
 File temporary(const std::string& contents = "") {
   File file(std::tmpfile());
   if (file == nullptr) throw std::runtime_error("cannot make a temporary file");
@@ -38,7 +39,7 @@ std::string contentsOf(const File& file) {
   return contents;
 }
 
-/// The environment without the shard: a test program that is started runs all tests it is asked for.
+/// The environment without the test shard, so that a test program started from here runs all selected tests.
 std::vector<char*> environment() {
   std::vector<char*> entries;
   for (char** entry = environ; *entry != nullptr; ++entry) {

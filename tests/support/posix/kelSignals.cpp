@@ -42,7 +42,7 @@ struct sigaction beforeTheWatch;
 
 void handleWith(int signal, void (*handler)(int), struct sigaction* before) {
   struct sigaction action = {};
-  action.sa_handler = handler;  // and no SA_RESTART
+  action.sa_handler = handler;  // sa_flags has no SA_RESTART
   if (::sigaction(signal, &action, before) != 0)
     throw std::system_error(errno, std::generic_category(), "sigaction");
 }
@@ -61,7 +61,7 @@ SignalStorm::~SignalStorm() {
     const std::lock_guard<std::mutex> lock(mutex_);
     over_ = true;
   }
-  thread_.join();  // the handler stays in place: a last signal may still be on its way
+  thread_.join();  // the handler stays installed: a last signal may still be pending
 }
 
 void SignalStorm::blow(std::uintptr_t target) {
@@ -70,8 +70,8 @@ void SignalStorm::blow(std::uintptr_t target) {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (over_) return;
     }
-    // Sent again when it is not taken for a while: a sanitizer can put a handler off until the call that the
-    // signal came just before is over.
+    // Send the signal again if it was not taken for a while: a sanitizer can delay a handler until the next
+    // system call has returned.
     do {
       ::pthread_kill(target, stormSignal);
     } while (!takenSoon());
@@ -114,7 +114,7 @@ void ThreadView::awaitWaiting() const {
     std::ifstream file(path);
     std::string line;
     std::getline(file, line);
-    // The state follows the program's name, which stands in parentheses and may hold anything.
+    // The state follows the program's name, which is in parentheses and may contain any character.
     const std::size_t nameEnd = line.rfind(") ");
     if (nameEnd != std::string::npos && line[nameEnd + 2] == 'S') return;
     ::sched_yield();

@@ -32,7 +32,7 @@ std::string optionCall(const char* call, int level, int option) {
   return std::string(call) + "(" + std::to_string(level) + "," + std::to_string(option) + ")";
 }
 
-/// Makes a call unless it is to fail. While nobody records, that takes no memory.
+/// Makes a call unless it must fail. Allocates nothing while no SystemCalls object exists in this thread.
 template <class Name, class Call>
 auto made(const Name& nameOf, Call call) -> decltype(call()) {
   if (current == nullptr) return call();
@@ -95,9 +95,9 @@ int SystemCalls::record(const std::string& call) {
 using tarvo::test::made;
 using tarvo::test::optionCall;
 
-// The linker leads the calls of the library and of the tests here.
-// NOLINTBEGIN(bugprone-reserved-identifier, cert-dcl50-cpp): the linker's names, and variadic functions of
-// the system
+// The linker redirects the calls of the library and of the tests to these functions.
+// NOLINTBEGIN(bugprone-reserved-identifier, cert-dcl50-cpp): names that the linker
+// requires, and variadic functions of the system
 extern "C" {
 int __real_accept4(int descriptor, sockaddr* address, socklen_t* length, int flags);
 int __real_close(int descriptor);

@@ -6,7 +6,8 @@
 
 namespace tarvo::test {
 
-/// For its life, records the socket calls that this thread makes, and lets them fail. One object a thread.
+/// During its lifetime, records the socket calls of this thread and can make them fail. At most one object
+/// per thread.
 class SystemCalls {
  public:
   SystemCalls();
@@ -14,10 +15,10 @@ class SystemCalls {
   SystemCalls& operator=(const SystemCalls&) = delete;
   ~SystemCalls();
 
-  /// The calls so far, separated by blanks, since the last `take`. Options carry their name:
+  /// The calls since the last `take`, separated by blanks. Calls that set or get an option include its name:
   /// "setsockopt(NODELAY)".
   std::string take();
-  /// Makes every call of that name fail with an errno value, without making it.
+  /// Makes every call of that name fail with the errno value `error`; the system call is not made.
   void refuse(const std::string& call, int error);
   /// Runs `action` before or after each call of that name.
   void before(const std::string& call, std::function<void()> action);
@@ -29,7 +30,7 @@ class SystemCalls {
     std::function<void()> before;
     std::function<void()> after;
   };
-  /// For the wrappers: records a call. Returns the errno value with which it is to fail, or 0.
+  /// For the wrappers: records a call. Returns the errno value with which it must fail, or 0.
   int record(const std::string& call);
   void finish(const std::string& call) const;
 

@@ -18,7 +18,7 @@ template <class Function>
 Function* nextAfterTheProgram(const char* name) {
   void* found = dlsym(RTLD_NEXT, name);
   if (found == nullptr) {
-    std::fputs("no further operator new or delete behind the program's own\n", stderr);
+    std::fputs("no further operator new or delete after the program's own\n", stderr);
     std::abort();
   }
   return reinterpret_cast<Function*>(found);

@@ -7,7 +7,7 @@ TakenPort::TakenPort() : first_(std::in_place), number_(0) {
   number_ = first_->getPort();
 }
 
-// One server keeps the port of both families.
+// One server takes the port of both families.
 TakenPort::TakenPort(unsigned int port) : number_(port) {}
 
 }  // namespace tarvo::test

@@ -21,8 +21,8 @@ pthread_key_t makeKey() {
 
 }  // namespace
 
-// The C library calls the destructors of keys in the order in which the keys were made, after those of
-// thread_local objects.
+// The C library calls the destructors of thread-specific keys after those of thread_local objects, in the
+// order in which the keys were created.
 void atThreadEnd(std::function<void()> action) {
   static const pthread_key_t key = makeKey();
   auto last = std::make_unique<std::function<void()>>(std::move(action));

@@ -8,7 +8,7 @@
 
 namespace tarvo::test {
 
-/// For a thread: the thread gets a locale of its own, which setlocale then changes alone.
+/// For a thread, enables per-thread locales first, so that setlocale changes only the calling thread's.
 CommaLocale::CommaLocale(For whom) : whom_(whom), former_(nullptr) {
   if (whom_ == For::thread) _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
   const std::string former = std::setlocale(LC_ALL, nullptr);

@@ -24,7 +24,7 @@ GuardedMemory::GuardedMemory(std::size_t size)
   void* const all = ::VirtualAlloc(nullptr, size_ + 2 * pageSize(), MEM_RESERVE, PAGE_NOACCESS);
   require(all != nullptr, "VirtualAlloc");
   front_ = static_cast<char*>(all) + pageSize();
-  // What is reserved and not committed can be touched by nobody.
+  // Memory that is reserved but not committed cannot be accessed.
   require(::VirtualAlloc(front_, size_, MEM_COMMIT, PAGE_READWRITE) != nullptr, "VirtualAlloc");
 }
 

@@ -49,7 +49,7 @@ std::string systemText(int code) {
 
 }  // namespace
 
-/// The sockets among them: events and semaphores come and go with the runtime's own locks and threads.
+/// Counts only sockets, because the runtime opens and closes events and semaphores for its locks and threads.
 std::size_t openDescriptors() {
   winsockStarted();
   DWORD all = 0;
@@ -73,7 +73,8 @@ bool noDelay(Handle handle) {
   return option<int>(handle, IPPROTO_TCP, TCP_NODELAY) != 0;
 }
 
-/// Winsock does not say, so it is tried: with nothing to read, a blocking socket waits until its time-out.
+/// Winsock does not report the mode, so this tries a read: with nothing to read, a blocking socket waits
+/// until its timeout.
 bool isBlocking(Handle handle) {
   const DWORD former = option<DWORD>(handle, SOL_SOCKET, SO_RCVTIMEO);
   const auto limit = [handle](DWORD milliseconds) {
@@ -109,7 +110,7 @@ bool takesRefusal(Handle handle) {
   return option<int>(handle, SOL_SOCKET, SO_ERROR) == WSAECONNREFUSED;
 }
 
-void closeBehindItsBack(Handle handle) {
+void closeDirectly(Handle handle) {
   checked(::closesocket(handle), "closesocket");
 }
 

@@ -35,7 +35,7 @@ Address loopbackAddress(Family family) {
   return address;
 }
 
-/// A socket bound to a free loopback port, which is stored.
+/// A socket that is bound to a free loopback port; stores the port's number in `port`.
 Handle bound(Family family, unsigned int& port) {
   winsockStarted();
   const Handle handle =
@@ -53,13 +53,13 @@ void drop(Handle& handle) {
   handle = none;
 }
 
-/// Waits until one of the `wanted` conditions stands, those that the system reports unasked included.
+/// Waits until WSAPoll reports one of the `wanted` conditions, which may include POLLERR and POLLHUP.
 void await(Handle handle, int wanted) {
   WSAPOLLFD entry = {handle, static_cast<short>(wanted & ~(POLLERR | POLLHUP)), 0};
   while ((entry.revents & wanted) == 0) checked(::WSAPoll(&entry, 1, -1), "WSAPoll");
 }
 
-/// The system's table of the connections of IPv4.
+/// The system's table of IPv4 connections.
 std::vector<MIB_TCPROW> connections() {
   std::vector<unsigned char> room;
   ULONG size = 0;
@@ -187,7 +187,7 @@ ClosedPort::~ClosedPort() {
 }
 
 FullPort::FullPort() : listener_(bound(Family::ipv4, port_)), waiting_(none) {
-  // A queue of length 0 takes one connection; once that stands in it, Wine's system drops further attempts.
+  // A queue of length 0 takes one connection. Once it is full, the system under Wine drops further attempts.
   checked(::listen(listener_, 0), "listen");
   unsigned int ownPort = 0;
   waiting_ = bound(Family::ipv4, ownPort);
@@ -213,7 +213,7 @@ void awaitBytes(Handle handle, std::size_t count) {
   }
 }
 
-// Wine's poll tells of the end only when everything before it was read.
+// Wine's poll reports the end of the stream only after all bytes before it were read.
 void awaitEnd(Handle handle) {
   while (isEstablished(handle)) ::SwitchToThread();
 }

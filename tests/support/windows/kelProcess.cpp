@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
-// Wine runs Windows programs in the way of the platform. The tools of the machine below it, which judge some answers,
-// are run through that machine's shell.
+// Under Wine, Windows programs are started with CreateProcess. The host system's tools, with which some tests
+// compare results, are started through the host's shell.
 
 namespace tarvo::test {
 namespace {
@@ -20,7 +20,7 @@ namespace {
   throw std::runtime_error(what + ": system error " + std::to_string(::GetLastError()));
 }
 
-/// A file of its own name in the working directory, gone at the end of the scope.
+/// A file with a unique name in the working directory. It is removed at the end of the scope.
 class WorkFile {
  public:
   explicit WorkFile(const std::string& contents = "") {
@@ -43,7 +43,7 @@ class WorkFile {
   std::string name_;
 };
 
-/// A handle of a child's.
+/// A handle that a child process inherits.
 class Inherited {
  public:
   Inherited(const WorkFile& file, DWORD access) {
@@ -63,7 +63,7 @@ class Inherited {
   HANDLE handle_;
 };
 
-/// An argument as the C runtime's start-up code takes it apart.
+/// Quotes an argument so that the C runtime of the started program parses it back unchanged.
 std::string quoted(const std::string& argument) {
   std::string text = "\"";
   std::size_t backslashes = 0;
@@ -91,7 +91,7 @@ PROCESS_INFORMATION start(const char* program, const std::vector<std::string>& c
   startup.hStdError = err;
   PROCESS_INFORMATION process = {};
   std::string line = commandLine(command);
-  // A test program that is started runs all tests it is asked for. This process has read its shard.
+  // A test program started from here must run all selected tests. This process has already read its shard.
   ::SetEnvironmentVariableA("GTEST_TOTAL_SHARDS", nullptr);
   ::SetEnvironmentVariableA("GTEST_SHARD_INDEX", nullptr);
   if (::CreateProcessA(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
@@ -118,8 +118,8 @@ ProcessResult runWindowsProgram(const std::vector<std::string>& command, const s
   return {static_cast<int>(status), out.contents(), err.contents()};
 }
 
-/// A tool is no process of Wine's, and its pipes end when Wine's do. So nobody waits for it but the shell, which says its
-/// status in a file that is there, whole, from one moment to the next.
+/// Runs a tool of the host system. Such a tool is not a Wine process, so Wine cannot wait for it: the shell
+/// waits and writes its status to a file. The shell then renames that file, so it never appears half written.
 ProcessResult runTool(const std::vector<std::string>& command, const std::string& input) {
   const WorkFile in(input);
   const WorkFile out;

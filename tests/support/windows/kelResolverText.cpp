@@ -1,12 +1,12 @@
 #include "support/kelResolverText.hpp"
 
 #include <winsock2.h>
-// Behind it.
+// After winsock2.h, because windows.h would include the first version of Winsock.
 #include <windows.h>
 
 namespace tarvo::test {
 
-// On one line, and nothing where the system has no message for the code.
+// The text is on one line. It is empty if the system has no message for the code.
 std::string textOfAnUnknownService() {
   constexpr DWORD flags =
       FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;

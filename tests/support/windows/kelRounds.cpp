@@ -2,7 +2,7 @@
 
 namespace tarvo::test {
 
-// Under Wine a thread takes about a millisecond to start, fifty times as long as on the machine below it.
+// Under Wine a thread takes about a millisecond to start, fifty times as long as on the host system.
 int roundsWithThreads(int wished) {
   constexpr int slowness = 10;
   return wished / slowness;

@@ -4,13 +4,13 @@
 
 #include <stdexcept>
 
-// No SignalStorm: nothing interrupts a thread's calls here.
+// There is no SignalStorm here: on Windows, no signal interrupts the calls of a thread.
 
 namespace tarvo::test {
 namespace {
 
-/// Where a thread stands: while it is inside a system call, at the one instruction in the system's library that made
-/// it.
+/// The instruction at which a thread is. During a system call this is the instruction in the system's library
+/// that made the call.
 struct Place {
   DWORD64 instruction = 0;
   DWORD64 stack = 0;
@@ -30,7 +30,7 @@ Place placeOf(HANDLE thread) {
 
 bool isInSystemLibrary(const Place& place) {
   HMODULE found = nullptr;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): an address is asked for
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the function takes an address
   return ::GetModuleHandleExW(
              GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
              reinterpret_cast<const wchar_t*>(place.instruction), &found) != 0 &&
@@ -39,7 +39,7 @@ bool isInSystemLibrary(const Place& place) {
 
 }  // namespace
 
-// There is no such signal here, and so nothing that a library would have to keep from its callers.
+// Windows has no SIGPIPE, so there is nothing to count.
 BrokenPipeWatch::BrokenPipeWatch() = default;
 BrokenPipeWatch::~BrokenPipeWatch() = default;
 int BrokenPipeWatch::count() const {
@@ -52,7 +52,7 @@ void ThreadView::awaitWaiting() const {
   const HANDLE thread =
       ::OpenThread(THREAD_SUSPEND_RESUME | THREAD_GET_CONTEXT, FALSE, static_cast<DWORD>(id_));
   if (thread == nullptr) throw std::runtime_error("no such thread");
-  constexpr int enough = 20;  // calls that return are made from other places in between
+  constexpr int enough = 20;  // a call that returns is followed by other instructions
   Place last;
   for (int same = 0; same < enough;) {
     const Place place = placeOf(thread);

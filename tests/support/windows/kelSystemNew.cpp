@@ -8,7 +8,7 @@
 namespace tarvo::test {
 namespace {
 
-// The names under which the compiler links the operators; y is the size type's.
+// The names under which the compiler links the operators; y is the mangled size type.
 constexpr const char* newName = "_Znwy";
 constexpr const char* newArrayName = "_Znay";
 constexpr const char* deleteName = "_ZdlPv";

@@ -8,7 +8,7 @@
 
 namespace tarvo::test {
 
-// The system calls back the slots in the order in which they were made.
+// The system calls the callbacks of the slots in the order in which the slots were allocated.
 void atThreadEnd(std::function<void()> action) {
   static const DWORD slot = ::FlsAlloc([](void* data) WINAPI {
     const std::unique_ptr<std::function<void()>> last(static_cast<std::function<void()>*>(data));

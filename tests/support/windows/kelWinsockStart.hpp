@@ -2,7 +2,7 @@
 
 // Before windows.h, which would bring in the first Winsock.
 #include <winsock2.h>
-// Behind it.
+// After winsock2.h.
 #include <mstcpip.h>
 #include <windows.h>
 #include <ws2tcpip.h>
@@ -12,8 +12,8 @@
 
 namespace tarvo::test {
 
-/// Started once and kept: the tests' own sockets need no `Socket` to live. Every function of the support that calls
-/// Winsock goes through here.
+/// Starts Winsock once, so that the sockets of the tests work even if no `Socket` exists. Every support
+/// function that calls Winsock calls this first.
 inline void winsockStarted() {
   static const int code = [] {
     WSADATA data;
@@ -22,7 +22,7 @@ inline void winsockStarted() {
   if (code != 0) throw std::system_error(code, std::system_category(), "WSAStartup");
 }
 
-/// The result of a call of Winsock, which must not be a failure.
+/// Returns the result of a Winsock call; throws if the call failed.
 template <class Result>
 Result checked(Result result, const char* what) {
   if (result == static_cast<Result>(SOCKET_ERROR)) {

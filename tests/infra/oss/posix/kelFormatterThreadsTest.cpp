@@ -15,14 +15,15 @@
 #include <thread>
 #include <vector>
 
-/// Here the switch of the locale is the calling thread's, so nobody else sees it.
+/// On POSIX the library switches the locale only for the calling thread, so other threads must not see the
+/// switch.
 namespace tarvo::test {
 namespace {
 
 using oss::Formatter;
 using oss::NLSException;
 
-/// Whether the calling thread writes and reads with a comma.
+/// Whether the C runtime prints and parses numbers with a comma in the calling thread.
 bool seesComma() {
   char text[16];
   std::snprintf(text, sizeof text, "%.1f", 0.5);
@@ -32,7 +33,7 @@ bool seesComma() {
 
 class OthersUnderAComma : public testing::TestWithParam<CommaLocale::For> {};
 
-TEST_P(OthersUnderAComma, SeeNothingOfTheSwitchWhileNumbersAreRead) {
+TEST_P(OthersUnderAComma, DoNotSeeTheLocaleSwitchWhileNumbersAreRead) {
   const CommaLocale comma(GetParam());
   std::atomic<bool> started{false};
   std::atomic<bool> done{false};
@@ -64,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(Locale, OthersUnderAComma,
                            return row.param == CommaLocale::For::process ? "OfTheProcess" : "OfTheThread";
                          });
 
-/// Readers and printers, several of each: no reader sees the comma, no printer the point.
+/// Several threads parse numbers with a point while others print numbers with a comma.
 TEST(FormatterThreads, ReadNumbersWhileOthersPrintWithAComma) {
   constexpr int readers = 3;
   constexpr int printers = 3;

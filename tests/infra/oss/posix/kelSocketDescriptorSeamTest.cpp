@@ -14,8 +14,8 @@
 
 #include <list>
 
-// A POSIX descriptor number can be given a new meaning without its owner's knowledge. Then a Socket holds
-// what no public member leaves in it: a failed attempt to connect, or a descriptor that is no socket.
+// The tests replace the descriptor of a Socket by dup2. The Socket then has a descriptor that no public
+// member can give it: one whose connect has failed, or one that is not a socket.
 
 namespace tarvo::test {
 namespace {
@@ -27,21 +27,21 @@ using testing::IsEmpty;
 
 constexpr const char* source = "kelSocket.cpp";
 
-/// Gives the number of `handle` to `replacement`, which is closed under its own.
+/// Makes the number `handle` refer to `replacement`, and closes the original number of `replacement`.
 void replace(Handle handle, int replacement) {
   ASSERT_NE(replacement, -1);
   ASSERT_NE(::dup2(replacement, static_cast<int>(handle)), -1);
   ::close(replacement);
 }
 
-/// Makes an attempt to connect that is refused, and whose result nobody has asked for.
+/// Starts a connect that is refused. Its error stays pending.
 void attemptInVain(Handle handle, const ClosedPort& closed) {
   EXPECT_EQ(connectTo(handle, loopback(closed.port())), platform::socketError);
   EXPECT_EQ(lastError(), 10035);
   awaitReset(handle);
 }
 
-TEST(SocketSelectOfDescriptors, TellsAFailedConnectAsAnErrorAndKeepsItsReason) {
+TEST(SocketSelectOfDescriptors, ReportsAFailedConnectAsAnErrorAndKeepsItsPendingError) {
   const ClosedPort closed;
   Connection connection;
   replace(connection.handle(), ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
@@ -58,7 +58,7 @@ TEST(SocketSelectOfDescriptors, TellsAFailedConnectAsAnErrorAndKeepsItsReason) {
   EXPECT_TRUE(takesRefusal(connection.handle()));
 }
 
-TEST(SocketSelectOfDescriptors, RefusesWhatIsNoSocket) {
+TEST(SocketSelectOfDescriptors, RefusesADescriptorThatIsNotASocket) {
   Connection connection;
   Connection good;
   int ends[2];
@@ -67,18 +67,18 @@ TEST(SocketSelectOfDescriptors, RefusesWhatIsNoSocket) {
       Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10038, good.host(), good.port()).from(source);
   std::list<Socket> none;
 
-  replace(connection.handle(), ends[1]);  // ready to be written
+  replace(connection.handle(), ends[1]);  // writable
   std::list<Socket> write = {good.socket, connection.socket};
   EXPECT_THAT([&] { Socket::select(none, write, none, nullptr); }, refused);
   EXPECT_EQ(write.size(), 2U);
 
-  replace(connection.handle(), ends[0]);  // never ready to be written, nor anything to be read
+  replace(connection.handle(), ends[0]);  // neither writable nor readable
   std::list<Socket> read = {good.socket, connection.socket};
   EXPECT_THAT([&] { Socket::select(read, none, none, nullptr); }, refused);
   EXPECT_EQ(read.size(), 2U);
 }
 
-TEST(SocketSelectOfDescriptors, NoticesAnIdleOneThatIsNoSocketNotBesideAReadySocketButBeforeItWaits) {
+TEST(SocketSelectOfDescriptors, DetectsAnIdleDescriptorThatIsNotASocketOnlyBeforeItWaits) {
   Connection connection;
   Connection good;
   int ends[2];
@@ -104,7 +104,7 @@ TEST(SocketSelectOfDescriptors, NoticesAnIdleOneThatIsNoSocketNotBesideAReadySoc
   ::close(ends[1]);
 }
 
-TEST(SocketOnADescriptor, ThatIsNoSocketSaysSo) {
+TEST(SocketOnADescriptor, RaisesNotASocketForAnotherKindOfDescriptor) {
   Connection connection;
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
@@ -124,7 +124,7 @@ TEST(SocketOnADescriptor, ThatIsNoSocketSaysSo) {
   ::close(ends[1]);
 }
 
-TEST(SocketOnADescriptor, ThatNeverConnectedSaysNotConnected) {
+TEST(SocketOnADescriptor, RaisesNotConnectedIfItNeverConnected) {
   Connection connection;
   replace(connection.handle(), ::socket(AF_INET, SOCK_STREAM, 0));
   Socket& socket = connection.socket;

@@ -1,4 +1,5 @@
-// How a connection's end is known where the system's own answers could be mistaken for another one.
+// Whether an end of stream, a reset and a shutdown are distinguished where the system's results are
+// ambiguous.
 
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
@@ -37,7 +38,7 @@ using oss::SocketServer;
 
 constexpr const char* source = "kelSocket.cpp";
 
-/// Reads the stream to its end twice and expects an end, not a reset.
+/// Reads to the end of the stream twice, and expects an end of stream instead of a reset.
 void expectOrderlyEnd(Connection& connection) {
   EXPECT_EQ(connection.peer.receivesAll(), "");
   connection.peer.sends(3).closes();
@@ -50,13 +51,13 @@ void expectOrderlyEnd(Connection& connection) {
   }
 }
 
-TEST(SocketEnd, IsAnEndAfterTheSystemsOwnShutdownOfSending) {
+TEST(SocketEnd, IsAnEndAfterAShutdownOfSendingByTheSystemCall) {
   Connection connection;
   ASSERT_EQ(::shutdown(static_cast<int>(connection.handle()), SHUT_WR), 0);
   expectOrderlyEnd(connection);
 }
 
-TEST(SocketEnd, IsAnEndAfterAForkedChildShutSendingDown) {
+TEST(SocketEnd, IsAnEndAfterAForkedChildHasShutSendingDown) {
   Connection connection;
   const pid_t child = ::fork();
   ASSERT_NE(child, -1);
@@ -83,7 +84,7 @@ TEST(SocketEnd, IsAnEndOnADescriptorAbove1024) {
 
 // --- a shutdown by another thread
 
-TEST(SocketEnd, ByAShutdownOfReceivingInAnotherThreadIsAShutdownForTheRead) {
+TEST(SocketEnd, IsAShutdownForAReadIfAnotherThreadShutsReceivingDown) {
   Connection connection;
   const ThreadView waiting;
   std::thread other([&] {
@@ -97,7 +98,7 @@ TEST(SocketEnd, ByAShutdownOfReceivingInAnotherThreadIsAShutdownForTheRead) {
   other.join();
 }
 
-TEST(SocketEnd, ByAShutdownOfSendingInAnotherThreadIsAShutdownForTheWrite) {
+TEST(SocketEnd, IsAShutdownForAWriteIfAnotherThreadShutsSendingDown) {
   Connection connection;
   const std::string much(64 << 20, 'x');
   const ThreadView waiting;
@@ -111,7 +112,7 @@ TEST(SocketEnd, ByAShutdownOfSendingInAnotherThreadIsAShutdownForTheWrite) {
   other.join();
 }
 
-TEST(SocketEnd, ByAShutdownInAnotherThreadMakesASelectReturn) {
+TEST(SocketEnd, MakesASelectReturnIfAnotherThreadShutsTheConnectionDown) {
   Connection connection;
   const ThreadView waiting;
   std::thread other([&] {
@@ -125,7 +126,7 @@ TEST(SocketEnd, ByAShutdownInAnotherThreadMakesASelectReturn) {
   other.join();
 }
 
-// --- connections that were reset before anything was measured
+// --- connections whose round-trip time was never measured
 
 void setSystem(const std::string& name, const char* value) {
   std::ofstream file("/proc/sys/net/ipv4/" + name);
@@ -133,7 +134,8 @@ void setSystem(const std::string& name, const char* value) {
   if (!file.flush()) throw std::runtime_error("cannot set " + name);
 }
 
-/// Moves the calling thread into a separate network in which handshakes go by cookies and measure no time.
+/// Moves the calling thread into a separate network namespace. There, handshakes use SYN cookies, so the
+/// system does not measure the round-trip time.
 void enterNetworkOfCookies() {
   if (::unshare(CLONE_NEWNET) != 0) throw std::system_error(errno, std::generic_category(), "unshare");
   setSystem("tcp_syncookies", "2");
@@ -171,7 +173,7 @@ void acceptWhatWasReset() {
   std::list<Socket> error = {accepted};
   EXPECT_EQ(Socket::select(read, none, error, nullptr), 1U);
   EXPECT_EQ(read.size(), 1U);
-  EXPECT_EQ(error.size(), 0U) << "a reset is no exceptional condition";
+  EXPECT_EQ(error.size(), 0U) << "a reset is not an exceptional condition";
   char byte = 0;
   for (int again = 0; again < 3; ++again) {
     ROW("again", again);
@@ -180,8 +182,8 @@ void acceptWhatWasReset() {
   }
 }
 
-// Needs the right to make a network namespace (root): where that is missing, the test says so.
-TEST(SocketEnd, ByAResetAfterAHandshakeByCookiesIsAReset) {
+// Creating a network namespace requires root. Without that right the test is reported as skipped.
+TEST(SocketEnd, IsAResetAfterAHandshakeWithSynCookies) {
   std::string lacking;
   std::thread isolated([&] {
     try {

@@ -1,4 +1,4 @@
-// A forked child and the sockets of its parent.
+// Tests that a forked child does not disturb the sockets of its parent.
 
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
@@ -29,8 +29,8 @@ void dial(Socket& socket, unsigned int port) {
   socket.connect("127.0.0.1", port, Socket::NullAddrInfoExternal, nullptr);
 }
 
-/// Runs `action` in a forked child and returns how the child ended: 0, or a status that says otherwise. A
-/// child that hangs is ended by a signal.
+/// Runs `action` in a forked child. Returns 0 if it succeeded, otherwise the child's status. A child that
+/// hangs is terminated by a signal.
 template <class Action>
 int inChild(Action action) {
   const pid_t child = ::fork();
@@ -59,7 +59,7 @@ class WaitingServer {
       try {
         server->accept(accepted, nullptr);
       } catch (const oss::SocketException&) {
-        // Then `accepted` has no handle.
+        // `accepted` has no handle in this case.
       }
     });
     while (!ready_) std::this_thread::yield();
@@ -69,7 +69,7 @@ class WaitingServer {
   WaitingServer& operator=(const WaitingServer&) = delete;
   ~WaitingServer() { waiter_.join(); }
 
-  /// The waiter takes a connection: it was neither woken nor is it deaf.
+  /// Expects that the thread still waits and accepts a connection.
   void expectService() {
     Socket client;
     dial(client, server->getPort());
@@ -102,7 +102,7 @@ TEST(SocketFork, AChildThatDestroysAServerLeavesTheParentsWaiterWaiting) {
   parent.expectService();
 }
 
-TEST(SocketFork, AChildThatClosesAServerOfWhichNobodyWaitsLeavesItListening) {
+TEST(SocketFork, AChildThatClosesAServerLeavesItListeningIfNoThreadWaits) {
   SocketServer server;
   server.listen(0, 5, false);
   EXPECT_EQ(inChild([&] {
@@ -115,7 +115,7 @@ TEST(SocketFork, AChildThatClosesAServerOfWhichNobodyWaitsLeavesItListening) {
   expectTalk("127.0.0.1", server);
 }
 
-TEST(SocketFork, AChildAcceptsOnItsParentsServer) {
+TEST(SocketFork, AChildCanAcceptOnItsParentsServer) {
   WaitingServer parent;
   SocketServer other;
   other.listen(0, 5, false);

@@ -17,7 +17,7 @@ using oss::SocketServer;
 
 constexpr const char* source = "kelSocketServer.cpp";
 
-TEST(SocketServerPort, OfBothFamiliesIsOneServers) {
+TEST(SocketServerPort, IsTakenByOneServerInBothFamilies) {
   for (const bool reuse : rowsOf({false, true})) {
     SocketServer first;
     first.listen(0, 4, reuse);
@@ -28,8 +28,8 @@ TEST(SocketServerPort, OfBothFamiliesIsOneServers) {
   }
 }
 
-// A port that an old connection lingers on is another's only where that is asked for.
-TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnIt) {
+// While a former connection is in TIME_WAIT, another server can use the port only with address reuse.
+TEST(SocketServerPort, CanBeReusedDuringTimeWaitIfReuseIsRequested) {
   for (const bool before : rowsOf({true, false})) {
     const unsigned int port = lingeringPort(before);
     SocketServer server;
@@ -41,8 +41,8 @@ TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnIt) {
   }
 }
 
-// Such a connection lingers before it is closed: its peer has closed after it saw the end.
-TEST(SocketServerPort, IsReusedWhereAConnectionLingersWhoseSendingWasShutDownBeforeItsClose) {
+// These connections enter TIME_WAIT before they are closed, because the peer closes after the shutdown.
+TEST(SocketServerPort, CanBeReusedDuringTimeWaitOfAConnectionShutDownBeforeItsClose) {
   for (const bool both : rowsOf({false, true})) {
     SocketServer first;
     first.listen(0, 5, false);

@@ -28,15 +28,15 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* source = "kelSocket.cpp";
 constexpr std::size_t many = 2000;
 
-// Signals come far closer together than the time-outs here, so a wait that began anew after each of them
-// would never be over.
+// Signals arrive at intervals far shorter than the timeouts here. A wait that restarted its timeout after
+// each signal would therefore never end.
 
 TEST(SocketUnderSignals, SelectKeepsItsTimeout) {
   Connection connection;
   const SignalStorm storm;
   for (const unsigned long long timeout : rowsOf({50ULL, 150ULL})) {
     const std::size_t before = storm.count();
-    do {  // until a signal has come: the storm's thread has to get its turn
+    do {  // until a signal has arrived: the sending thread must have run
       std::list<Socket> read = {connection.socket};
       std::list<Socket> none;
       const Clock::time_point start = Clock::now();
@@ -47,7 +47,7 @@ TEST(SocketUnderSignals, SelectKeepsItsTimeout) {
   }
 }
 
-TEST(SocketUnderSignals, SelectWithoutLimitWaitsOn) {
+TEST(SocketUnderSignals, SelectWithoutATimeoutKeepsWaiting) {
   Connection connection;
   SignalStorm storm;
   std::thread sender(reporting([&] {
@@ -61,7 +61,7 @@ TEST(SocketUnderSignals, SelectWithoutLimitWaitsOn) {
   sender.join();
 }
 
-TEST(SocketUnderSignals, ReadOnceWaitsOn) {
+TEST(SocketUnderSignals, ReadOnceKeepsWaiting) {
   Connection connection;
   SignalStorm storm;
   std::thread sender(reporting([&] {
@@ -74,7 +74,7 @@ TEST(SocketUnderSignals, ReadOnceWaitsOn) {
   sender.join();
 }
 
-TEST(SocketUnderSignals, ReadCollectsEverything) {
+TEST(SocketUnderSignals, ReadReturnsAllBytes) {
   Connection connection;
   SignalStorm storm;
   std::thread sender(reporting([&] {
@@ -89,7 +89,7 @@ TEST(SocketUnderSignals, ReadCollectsEverything) {
   sender.join();
 }
 
-TEST(SocketUnderSignals, WriteSendsEverything) {
+TEST(SocketUnderSignals, WriteSendsAllBytes) {
   Connection connection;
   const std::string text = pattern(0, 16 << 20);
   std::string received;
@@ -105,7 +105,7 @@ TEST(SocketUnderSignals, WriteSendsEverything) {
   EXPECT_TRUE(received == text);
 }
 
-TEST(SocketUnderSignals, ReadsAndWritesKeepTheTimeoutThatWasSet) {
+TEST(SocketUnderSignals, ReadsAndWritesKeepTheirTimeout) {
   Connection connection;
   connection.socket.setTimeout(60);
   const auto timeout =
@@ -124,7 +124,7 @@ TEST(SocketUnderSignals, ReadsAndWritesKeepTheTimeoutThatWasSet) {
       timeout);
 }
 
-TEST(SocketUnderSignals, NonBlockingOperationsAnswerAtOnce) {
+TEST(SocketUnderSignals, NonBlockingOperationsReturnAtOnce) {
   Connection connection;
   connection.socket.setNonBlocking(true);
   const SignalStorm storm;
@@ -145,7 +145,7 @@ TEST(SocketUnderSignals, ConnectKeepsItsTimeout) {
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(timeout));
 }
 
-TEST(SocketUnderSignals, ConnectsAgainAndAgain) {
+TEST(SocketUnderSignals, ConnectSucceedsRepeatedly) {
   const SignalStorm storm;
   for (int i = 0; i < 50; ++i) {
     ROW("i", i);
@@ -169,7 +169,7 @@ TEST(SocketUnderSignals, AcceptKeepsItsTimeout) {
   }
 }
 
-TEST(SocketUnderSignals, AcceptWaitsOn) {
+TEST(SocketUnderSignals, AcceptKeepsWaiting) {
   requireLoopback();
   SocketServer server;
   server.listen(0, 1, false);

@@ -18,8 +18,9 @@ using oss::SocketServer;
 
 constexpr const char* source = "kelSocketServer.cpp";
 
-// To Winsock a listener of IPv6 is one of IPv6 alone, so the port's other half is free.
-TEST(SocketServerPort, IsOneOfEachFamily) {
+// In Winsock, a listener takes the port only for its family, so another server can take it for the other
+// family.
+TEST(SocketServerPort, CanBeTakenOnceForEachFamily) {
   SocketServer first;
   SocketServer second;
   SocketServer third;
@@ -44,8 +45,8 @@ TEST(SocketServerPort, IsOneOfEachFamily) {
   }
 }
 
-// Winsock keeps no port for the sake of connections that linger on it.
-TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnItWhetherAskedForOrNot) {
+// In Winsock, connections in TIME_WAIT do not block their port.
+TEST(SocketServerPort, CanBeReusedDuringTimeWaitWithAndWithoutTheOption) {
   for (const bool reuse : rowsOf({false, true})) {
     const unsigned int port = lingeringPort(false);
     SocketServer server;
@@ -55,9 +56,9 @@ TEST(SocketServerPort, IsReusedWhereConnectionsLingerOnItWhetherAskedForOrNot) {
   }
 }
 
-// To Winsock the option means that a port may be shared with those who use it now. Wine's allows that to nobody, by
-// another code than without the option.
-TEST(SocketServerPort, InUseIsRefusedByAnotherCodeWhereReuseIsAskedFor) {
+// In Winsock, the option requests to share a port that is in use. Wine refuses that, with another code than
+// without the option.
+TEST(SocketServerPort, InUseIsRefusedWithAnotherCodeIfReuseIsRequested) {
   const TakenPort taken;
   SocketServer server;
   EXPECT_THAT(

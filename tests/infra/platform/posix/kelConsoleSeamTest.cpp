@@ -5,7 +5,7 @@
 namespace tarvo::test {
 namespace {
 
-TEST(Console, HasTheOneCodePageWhereConsolesHaveNone) {
+TEST(Console, HasAFixedCodePage) {
   EXPECT_EQ(platform::systemOemCodePage(), 437U);
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t MiB = std::size_t{1} << 20;
 
-/// Whether the system has marked the page at that place for large ones; it tells so only where it knows them.
+/// Whether the page at this address is marked for large pages. Always false on systems without large pages.
 bool isMarked(const char* place) {
   const auto address = reinterpret_cast<std::uintptr_t>(place);
   std::ifstream maps("/proc/self/smaps");
@@ -32,7 +32,7 @@ bool isMarked(const char* place) {
   return false;
 }
 
-/// Pages of its own, which nobody has marked.
+/// Newly mapped pages, which are not marked.
 class Pages : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -42,7 +42,7 @@ class Pages : public ::testing::Test {
   void TearDown() override { ::munmap(block_, size); }
 
   char* at(std::size_t offset) const { return static_cast<char*>(block_) + offset; }
-  /// The first place in it where a large page can begin.
+  /// The first address in the block where a large page can begin.
   char* largePage() const {
     const auto address = reinterpret_cast<std::uintptr_t>(block_);
     return at((2 * MiB - address % (2 * MiB)) % (2 * MiB));
@@ -54,14 +54,14 @@ class Pages : public ::testing::Test {
   void* block_ = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
 };
 
-/// Systems without large pages refuse the mark.
+/// Whether the system has large pages; otherwise pages cannot be marked.
 bool hasLargePages() {
   return std::ifstream("/sys/kernel/mm/transparent_hugepage/enabled").good();
 }
 
-TEST_F(Pages, AreMarkedForLargeOnesWhereThoseLieInTheBlock) {
-  if (!hasLargePages()) GTEST_SKIP() << "a system without them";
-  char* const block = largePage() + 16;  // as the heap's blocks begin
+TEST_F(Pages, AreMarkedWhereAWholeLargePageFitsIntoTheBlock) {
+  if (!hasLargePages()) GTEST_SKIP() << "this system has no large pages";
+  char* const block = largePage() + 16;  // blocks of the heap begin at such an address
   platform::preferLargePages(block, 6 * MiB);
   EXPECT_FALSE(isMarked(block));
   EXPECT_FALSE(isMarked(block + 2 * MiB - 17));
@@ -70,10 +70,10 @@ TEST_F(Pages, AreMarkedForLargeOnesWhereThoseLieInTheBlock) {
   EXPECT_FALSE(isMarked(block + 6 * MiB - 16));
 }
 
-TEST_F(Pages, OfASmallBlockAreLeftAlone) {
+TEST_F(Pages, AreNotMarkedInASmallBlock) {
   platform::preferLargePages(largePage(), 4 * MiB - 1);
   EXPECT_FALSE(isMarked(largePage()));
-  if (!hasLargePages()) GTEST_SKIP() << "a system without them";
+  if (!hasLargePages()) GTEST_SKIP() << "this system has no large pages";
   platform::preferLargePages(largePage(), 4 * MiB);
   EXPECT_TRUE(isMarked(largePage()));
 }

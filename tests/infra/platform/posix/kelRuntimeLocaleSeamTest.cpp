@@ -15,8 +15,8 @@ bool withoutMemory = false;
 
 }  // namespace
 
-// The linker leads the library's calls here.
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+// The linker redirects the library's calls to these functions.
+// NOLINTBEGIN(bugprone-reserved-identifier): names that the linker requires
 extern "C" {
 locale_t __real_newlocale(int mask, const char* name, locale_t base);
 
@@ -46,8 +46,8 @@ void convertWithAndWithoutMemory() {
   std::exit(failed == 2 && same && converted && uselocale(nullptr) == before ? 0 : 1);
 }
 
-// The locale is made at the first conversion of a process, so each has its own.
-TEST(RuntimeLocale, IsMadeLaterWhenThereIsNoMemoryAtFirst) {
+// The locale is created at the first conversion of a process, so each test runs in a separate process.
+TEST(RuntimeLocale, IsCreatedLaterIfTheFirstAttemptFails) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(convertWithAndWithoutMemory(), testing::ExitedWithCode(0), "");
 }

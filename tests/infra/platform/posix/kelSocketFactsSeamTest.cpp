@@ -18,12 +18,12 @@ namespace fact = platform::posix::fact;
 constexpr int numbers[] = {0,    1,     1023,          1024,    1025,          2047,
                            2048, 65535, (1 << 20) - 1, 1 << 20, (1 << 20) + 1, 3 << 20};
 
-/// A table that frees what it allocated.
+/// A table that releases its memory.
 struct Table : SocketFacts {
   ~Table() { clear(); }
 };
 
-TEST(SocketFactsTable, HoldsTheFactsOfEachDescriptorApart) {
+TEST(SocketFactsTable, StoresTheFactsOfEachDescriptorSeparately) {
   const auto table = std::make_unique<Table>();
   for (const int number : rowsOf(numbers)) ASSERT_TRUE(table->start(number, fact::made)) << number;
   for (const int number : rowsOf(numbers)) {
@@ -39,7 +39,7 @@ TEST(SocketFactsTable, HoldsTheFactsOfEachDescriptorApart) {
   }
 }
 
-TEST(SocketFactsTable, ForgetsAnEarlierSocketOfTheSameNumber) {
+TEST(SocketFactsTable, ForgetsAnEarlierSocketWithTheSameNumber) {
   const auto table = std::make_unique<Table>();
   for (const int number : rowsOf(numbers)) {
     ASSERT_TRUE(table->start(number, fact::made));
@@ -51,7 +51,7 @@ TEST(SocketFactsTable, ForgetsAnEarlierSocketOfTheSameNumber) {
   }
 }
 
-TEST(SocketFactsTable, KnowsNothingOfNumbersThatWereNeverStarted) {
+TEST(SocketFactsTable, HasNoFactsForNumbersThatWereNeverStarted) {
   const auto table = std::make_unique<Table>();
   for (const int number : rowsOf({-1, INT_MIN, 1024, 1 << 20, INT_MAX})) {
     table->add(number, fact::made);
@@ -62,7 +62,7 @@ TEST(SocketFactsTable, KnowsNothingOfNumbersThatWereNeverStarted) {
   }
 }
 
-TEST(SocketFactsTable, RefusesASocketThatThereIsNoMemoryFor) {
+TEST(SocketFactsTable, RefusesASocketIfAllocationFails) {
   const auto table = std::make_unique<Table>();
   bool low = false;
   bool high = true;
@@ -75,7 +75,7 @@ TEST(SocketFactsTable, RefusesASocketThatThereIsNoMemoryFor) {
   EXPECT_FALSE(high);
 }
 
-TEST(SocketFactsTable, WithoutMemoryLeavesNoSocketOpen) {
+TEST(SocketFactsTable, LeavesNoSocketOpenIfAllocationFails) {
   const Pair pair;
   const SocketHandle client = tcpSocket();
   ASSERT_EQ(connectTo(client, pair.address), 0);

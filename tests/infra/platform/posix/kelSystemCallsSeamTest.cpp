@@ -1,4 +1,4 @@
-// Which calls of the system the networking classes make, and what they answer when one is refused.
+// Which system calls the networking classes make, and what they report if one of them fails.
 
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
@@ -35,7 +35,7 @@ void dial(Socket& socket, unsigned int port) {
   socket.connect("127.0.0.1", port, Socket::NullAddrInfoExternal, nullptr);
 }
 
-// The resolver makes further calls, so the address is resolved first.
+// The resolver makes further system calls, so the address is resolved before recording starts.
 TEST(SystemCallsOf, AConnection) {
   SocketServer server;
   server.listen(0, 5, false);
@@ -87,7 +87,7 @@ TEST(SystemCallsOf, AConnectionThatWasReset) {
   EXPECT_EQ(calls.take(), "close");
 }
 
-TEST(SystemCallsOf, ASelectThatAsksNothingOfIdleSocketsBesideAReadyOne) {
+TEST(SystemCallsOf, ASelectThatDoesNotCheckIdleSocketsIfOneIsReady) {
   std::vector<Connection> connections(10);
   connections[3].peer.says("x");
   awaitBytes(connections[3].handle(), 1);
@@ -120,7 +120,7 @@ TEST(SystemCallsOf, ASelectThatAsksNothingOfIdleSocketsBesideAReadyOne) {
   EXPECT_EQ(calls.take(), "ppoll");
 }
 
-TEST(SystemCallsRefused, AConnectThatLacksResourcesIsNoAttemptInProgress) {
+TEST(SystemCallsRefused, AConnectThatLacksResourcesIsNotReportedAsInProgress) {
   const Pair pair;
   const SocketHandle handle = tcpSocket();
   {
@@ -141,7 +141,7 @@ TEST(SystemCallsRefused, AConnectThatLacksResourcesIsNoAttemptInProgress) {
   EXPECT_EQ(socket.handle(), noHandle);
 }
 
-TEST(SystemCallsRefused, ACloseClosesAlthoughTheOptionForItsPortIsRefused) {
+TEST(SystemCallsRefused, ACloseClosesTheHandleEvenIfTheOptionForItsPortIsRefused) {
   const ClosedPort closed;
   SocketServer server;
   server.listen(0, 50, false);
@@ -172,9 +172,9 @@ TEST(SystemCallsRefused, ACloseClosesAlthoughTheOptionForItsPortIsRefused) {
       Raises<SocketException>("QN_ERR_SOCKET_CONNECTION_REFUSED", "127.0.0.1", port).from("kelSocket.cpp"));
 }
 
-// The system reports a reset to one call only. Here that is a send. Its thread is held up before it can
-// record the result, until the read that found an end of stream looks for the reason or returns.
-TEST(SystemCallsMeeting, AReadThatEndsWhileASendReportsTheResetIsAReset) {
+// The system reports a reset to one call only, which is a send in this test. Its thread is delayed before it
+// can record the result, until the read that got an end of stream checks for a reset or returns.
+TEST(SystemCallsMeeting, AReadReportsAResetThatTheSystemReportedToAConcurrentSend) {
   Connection connection;
   Awaited sendHasFailed;
   Awaited readHasEnded;
@@ -203,8 +203,8 @@ TEST(SystemCallsMeeting, AReadThatEndsWhileASendReportsTheResetIsAReset) {
   writer.join();
 }
 
-// Sockets that were asked are not asked again, so the poll alone can report that one was closed meanwhile.
-TEST(SystemCallsRefused, ASelectNoticesADescriptorThatIsClosedBeforeItWaits) {
+// select checks each socket only once, so only the poll can report that one was closed in the meantime.
+TEST(SystemCallsRefused, ASelectDetectsADescriptorThatIsClosedBeforeItWaits) {
   const Pair pair;
   const int copy = ::dup(static_cast<int>(pair.client));
   SocketSet read;

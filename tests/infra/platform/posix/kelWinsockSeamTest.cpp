@@ -1,4 +1,5 @@
-// The POSIX side of the seam, held against what Winsock answers: POSIX's own headers are at home here.
+// Compares the POSIX implementation of the seam with the documented results of Winsock. This file may include
+// POSIX headers.
 
 #include "platform/kelWinsock.hpp"
 #include "platform/posix/kelWinsockCodes.hpp"
@@ -73,7 +74,7 @@ std::map<int, int> expectedCodes() {
           {EHOSTUNREACH, 10065},    {EUSERS, 10068},          {EDQUOT, 10069},        {ESTALE, 10070}};
 }
 
-TEST(PosixCodes, OfEveryErrnoAreWinsocks) {
+TEST(PosixCodes, MapEveryErrnoToWinsocksCode) {
   const std::map<int, int> expected = expectedCodes();
   for (int value = -5; value < 200; ++value) {
     ROW("value", value);
@@ -84,7 +85,7 @@ TEST(PosixCodes, OfEveryErrnoAreWinsocks) {
   EXPECT_EQ(posix::winsockCode(ENOTSUP), 10045);
 }
 
-TEST(PosixCodes, TableHasEachErrnoOnce) {
+TEST(PosixCodes, TableContainsEachErrnoOnce) {
   std::map<int, int> table;
   for (const posix::CodePair& pair : rowsOf(posix::errnoCodes)) {
     EXPECT_TRUE(table.emplace(pair.posix, pair.winsock).second) << pair.posix;
@@ -92,7 +93,7 @@ TEST(PosixCodes, TableHasEachErrnoOnce) {
   EXPECT_EQ(table, expectedCodes());
 }
 
-TEST(PosixCodes, OfTheResolverGoThereAndBack) {
+TEST(PosixCodes, OfTheResolverAreMappedInBothDirections) {
   struct Row {
     int posix;
     int winsock;
@@ -122,7 +123,7 @@ TEST_F(PosixWinsock, ANewThreadHasNoLastError) {
   EXPECT_EQ(lastError(), 10061);
 }
 
-TEST_F(PosixWinsock, ResolverNamesTheProtocol) {
+TEST_F(PosixWinsock, ResolverReturnsTheProtocol) {
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("::1", "4711", {0, 0, 1, 0}, list), 0);
   ASSERT_EQ(list.size(), 1U);
@@ -136,9 +137,9 @@ TEST_F(PosixWinsock, LastErrorSurvivesCallsThatSucceed) {
   EXPECT_EQ(lastError(), 12345);
 }
 
-// --- handles that are no sockets
+// --- handles that are not sockets
 
-TEST_F(PosixWinsock, APipeIsNoSocketAndStaysOpen) {
+TEST_F(PosixWinsock, APipeIsNotASocketAndStaysOpen) {
   std::array<int, 2> pipe{};
   ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
   for (const int end : rowsOf(pipe)) {
@@ -168,7 +169,7 @@ TEST_F(PosixWinsock, FamilyOfIpv6Is23InBothDirections) {
 
 // --- options
 
-TEST_F(PosixWinsock, OptionsGoToTheSystemByTheirOwnNumbers) {
+TEST_F(PosixWinsock, OptionsAreMappedToTheSystemsNumbers) {
   struct Row {
     const char* name;
     int level;
@@ -221,7 +222,7 @@ TEST_F(PosixWinsock, TimeoutsAreUnsignedMilliseconds) {
       int value = -1;
       EXPECT_EQ(system().getsockopt(handle, 0xFFFF, option, value), 0);
       EXPECT_EQ(static_cast<unsigned int>(value), static_cast<unsigned int>(set));
-      // The system counts in ticks of at most 10 ms and rounds up.
+      // The system rounds up to its clock ticks of at most 10 ms.
       EXPECT_GE(set, milliseconds);
       EXPECT_LE(set, milliseconds == 0 ? 0 : milliseconds + 10LL);
     }
@@ -229,7 +230,7 @@ TEST_F(PosixWinsock, TimeoutsAreUnsignedMilliseconds) {
   system().closesocket(handle);
 }
 
-TEST_F(PosixWinsock, NonBlockingIsTheDescriptorsOwnFlag) {
+TEST_F(PosixWinsock, NonBlockingSetsTheDescriptorsFlag) {
   const SocketHandle handle = tcpSocket();
   EXPECT_EQ(::fcntl(descriptorOf(handle), F_GETFL) & O_NONBLOCK, 0);
   for (const unsigned long mode : rowsOf({1UL, 0UL, 2UL, 0UL})) {
@@ -261,7 +262,7 @@ TEST_F(PosixWinsock, AcceptedSocketsBlockEvenIfTheListenerDoesNot) {
   system().closesocket(another);
 }
 
-TEST_F(PosixWinsock, WakeAcceptEndsWaitsNowAndLaterWithoutClosing) {
+TEST_F(PosixWinsock, WakeAcceptEndsCurrentAndLaterWaitsWithoutClosing) {
   const Pair pair;
   std::promise<void> started;
   std::thread waiter(reporting([&] {
@@ -288,7 +289,7 @@ TEST_F(PosixWinsock, WakeAcceptEndsWaitsNowAndLaterWithoutClosing) {
 
 // --- ends of connections
 
-TEST_F(PosixWinsock, AReadNeedsNoMoreRoomThanItFills) {
+TEST_F(PosixWinsock, AReadAcceptsALengthAboveItsBufferIfFewerBytesArrive) {
   const GuardedMemory room(1);
   const Pair pair;
   EXPECT_EQ(system().send(pair.server, "x", 1), 1);
@@ -311,7 +312,7 @@ TEST_F(PosixWinsock, SendRaisesNoSignal) {
 
 // --- select
 
-TEST_F(PosixWinsock, SelectTakesDescriptorsAbove1024) {
+TEST_F(PosixWinsock, SelectAcceptsDescriptorsAbove1024) {
   const Pair pair;
   const int high = ::fcntl(descriptorOf(pair.client), F_DUPFD_CLOEXEC, 1500);
   ASSERT_GE(high, 1500);

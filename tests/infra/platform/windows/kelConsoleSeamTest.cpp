@@ -7,7 +7,7 @@
 namespace tarvo::test {
 namespace {
 
-TEST(Console, HasItsOwnCodePage) {
+TEST(Console, ReportsTheConsolesCodePage) {
   EXPECT_EQ(platform::systemOemCodePage(), ::GetOEMCP());
 }
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-/// Here the locale is the process's, and so is each switch of it.
+/// On Windows the locale, and each switch of it, applies to the whole process.
 namespace tarvo::test {
 namespace {
 
@@ -24,7 +24,7 @@ std::string currentLocale() {
   return std::setlocale(LC_ALL, nullptr);
 }
 
-/// The system's own name of it.
+/// The system's name for the English locale.
 std::string english() {
   const std::string former = currentLocale();
   const char* const name = std::setlocale(LC_ALL, "English_USA.1252");
@@ -34,7 +34,7 @@ std::string english() {
   return copied;
 }
 
-TEST(RuntimeLocale, IsSwitchedForEveryThreadAndComesBack) {
+TEST(RuntimeLocale, IsSwitchedForAllThreadsAndRestored) {
   const std::string expected = english();
   const CommaLocale comma(CommaLocale::For::process);
   const std::string before = currentLocale();
@@ -69,13 +69,13 @@ bool waits() {
   return waited;
 }
 
-TEST(RuntimeLocale, IsSwitchedByOneThreadAfterTheOther) {
+TEST(RuntimeLocale, IsSwitchedByOneThreadAtATime) {
   EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>()));
   EXPECT_TRUE((waits<EnglishRuntimeLocale, StandingRuntimeLocale>()));
   EXPECT_TRUE((waits<StandingRuntimeLocale, EnglishRuntimeLocale>()));
 }
 
-TEST(RuntimeLocale, CanBeSwitchedByWhoNeedsItToStand) {
+TEST(RuntimeLocale, CanBeSwitchedByAThreadThatHoldsItUnchanged) {
   const std::string before = currentLocale();
   {
     const StandingRuntimeLocale standing;
@@ -84,7 +84,7 @@ TEST(RuntimeLocale, CanBeSwitchedByWhoNeedsItToStand) {
     EXPECT_EQ(currentLocale(), english());
   }
   EXPECT_EQ(currentLocale(), before);
-  EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>())) << "each was given back";
+  EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>())) << "each switch was undone";
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The Windows side of the seam, where it is more than the system's own function: the system's headers are at home here.
+// Tests the Windows implementation of the seam where it does more than call the system. This file may include
+// the system's headers.
 
 #include "platform/kelThreadBlock.hpp"
 #include "platform/kelWinsock.hpp"
@@ -31,7 +32,7 @@ bool isInherited(SocketHandle handle) {
   return (flags & HANDLE_FLAG_INHERIT) != 0;
 }
 
-/// A listener on a port of the system's choice, to which sockets can be connected.
+/// A listener on a free port, to which sockets can be connected.
 class Listening {
  public:
   Listening() : handle(tcpSocket()), address(16) {
@@ -66,7 +67,7 @@ class WindowsWinsock : public testing::Test {
   std::size_t descriptors_ = 0;
 };
 
-// Were one start lost, the clean-ups would end Winsock for everybody.
+// If a start were not counted, the clean-ups would end Winsock for the whole process.
 TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -86,7 +87,7 @@ TEST_F(WindowsWinsock, CountsStartsAndCleanUpsOfSeveralThreads) {
   system().closesocket(handle);
 }
 
-TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
+TEST_F(WindowsWinsock, TextsAreTheSystemsMessagesOnOneLine) {
   for (const int code : rowsOf({11001, 11002, 11003, 10109, 10061})) {
     char text[1024];
     const DWORD count =
@@ -98,14 +99,14 @@ TEST_F(WindowsWinsock, TextsAreTheSystemsByTheFlagsThatFitOneLine) {
   EXPECT_EQ(system().systemText(0x2FFFFFFF), "");
 }
 
-TEST_F(WindowsWinsock, AnEventIsNoSocketAndStaysOpen) {
+TEST_F(WindowsWinsock, AnEventIsNotASocketAndStaysOpen) {
   const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
   ASSERT_NE(event, nullptr);
   expectNoSocket(reinterpret_cast<SocketHandle>(event));
   EXPECT_NE(::CloseHandle(event), 0) << "it was not the seam's to close";
 }
 
-TEST_F(WindowsWinsock, HandlesAreWholeNumbersOf64Bits) {
+TEST_F(WindowsWinsock, HandlesAreNotTruncatedTo32Bits) {
   const Listening listening;
   const SocketHandle client = listening.connects();
   for (const SocketHandle wild :
@@ -159,7 +160,7 @@ TEST_F(WindowsWinsock, ABlockingAcceptWaits) {
   system().closesocket(server);
 }
 
-TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
+TEST_F(WindowsWinsock, WakeAcceptEndsAllCurrentAndLaterWaitsWithoutClosing) {
   const Listening listening;
   std::array<std::promise<void>, 3> started;
   std::vector<std::thread> waiters;
@@ -194,7 +195,7 @@ TEST_F(WindowsWinsock, WakeAcceptEndsEveryWaitNowAndLaterWithoutClosing) {
   std::size_t length = 16;
   Address name(length);
   EXPECT_EQ(system().getsockname(listening.handle, name.data(), length), 0)
-      << "the number means the same socket";
+      << "the handle still refers to the same socket";
   EXPECT_EQ(name, listening.address);
 }
 
@@ -219,7 +220,7 @@ TEST_F(WindowsWinsock, SelectWatchesAFullSetOfListeners) {
   for (const SocketHandle handle : rowsOf(handles)) EXPECT_EQ(system().closesocket(handle), 0);
 }
 
-TEST_F(WindowsWinsock, ANewSocketOfAWokenListenersNumberKnowsNothingOfIt) {
+TEST_F(WindowsWinsock, ANewSocketWithTheNumberOfAWokenListenerIsNotWoken) {
   SocketHandle former = invalidSocket;
   {
     const Listening listening;
@@ -236,8 +237,8 @@ TEST_F(WindowsWinsock, ANewSocketOfAWokenListenersNumberKnowsNothingOfIt) {
   EXPECT_EQ(system().select(read, none, noneEither, &now), 0);
 }
 
-// Who only resolves has no Socket.
-TEST_F(WindowsWinsock, NamesResolveThoughNobodyHasStartedWinsock) {
+// A program can resolve names without constructing a Socket.
+TEST_F(WindowsWinsock, NamesResolveIfWinsockWasNotStarted) {
   int starts = 0;
   while (::WSACleanup() == 0) ++starts;
   std::vector<platform::ResolvedAddress> list;
@@ -251,7 +252,7 @@ TEST_F(WindowsWinsock, NamesResolveThoughNobodyHasStartedWinsock) {
   EXPECT_EQ(list[0].address, Address({2, 0, 0x12, 0x67, 127, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST_F(WindowsWinsock, ResolverLeavesTheProtocolOpenWhereNoneIsAskedFor) {
+TEST_F(WindowsWinsock, ResolverReturnsProtocolZeroIfNoneIsRequested) {
   for (const int protocol : rowsOf({0, 6})) {
     std::vector<platform::ResolvedAddress> list;
     EXPECT_EQ(system().getaddrinfo("::1", "4711", {0, 0, 1, protocol}, list), 0);
@@ -260,20 +261,20 @@ TEST_F(WindowsWinsock, ResolverLeavesTheProtocolOpenWhereNoneIsAskedFor) {
   }
 }
 
-TEST_F(WindowsWinsock, ResolverReturnsItsCodeAndLeavesTheList) {
+TEST_F(WindowsWinsock, ResolverReturnsItsCodeAndDoesNotChangeTheList) {
   std::vector<platform::ResolvedAddress> list;
   EXPECT_EQ(system().getaddrinfo("no.such.name.invalid.", "80", {0, 0, 1, 0}, list), 11001);
   EXPECT_EQ(system().getaddrinfo("127.0.0.1", "70000", {0, 0, 1, 0}, list), 10109);
   EXPECT_TRUE(list.empty());
 }
 
-// The system under Wine gives an end of stream to whoever reads behind a reset; what it answers to a poll tells it from
-// a peer that has ended.
-TEST_F(WindowsWinsock, AnEndIsAResetOnlyWhereThereWasOne) {
+// Under Wine, a read after a reset can report an end of stream. The result of a poll distinguishes a reset
+// from a peer that has ended the stream.
+TEST_F(WindowsWinsock, ReportsAResetOnlyIfThereWasOne) {
   struct Row {
     const char* what;
-    bool ended;  // by this end, before
-    bool reset;  // by the peer, or it only closes
+    bool ended;  // this end has shut sending down before
+    bool reset;  // the peer resets the connection instead of closing it
   };
   for (const Row& row : rowsOf({Row{"closed", false, false}, Row{"reset", false, true},
                                 Row{"both closed", true, false}, Row{"shut down, then reset", true, true}})) {
@@ -314,7 +315,7 @@ TEST_F(WindowsWinsock, TimeoutsAreUnsignedMilliseconds) {
   system().closesocket(handle);
 }
 
-TEST_F(WindowsWinsock, SizesOfBuffersAreAsGiven) {
+TEST_F(WindowsWinsock, BufferSizesAreSetUnchanged) {
   const SocketHandle handle = tcpSocket();
   for (const int option : rowsOf({0x1001, 0x1002})) {
     EXPECT_EQ(system().setsockopt(handle, 0xFFFF, option, 30'000), 0);
@@ -325,7 +326,7 @@ TEST_F(WindowsWinsock, SizesOfBuffersAreAsGiven) {
   system().closesocket(handle);
 }
 
-TEST_F(WindowsWinsock, AReadRefusesRoomThatIsNotAllThere) {
+TEST_F(WindowsWinsock, AReadRefusesABufferThatIsNotFullyAccessible) {
   const GuardedMemory room(1);
   const SocketHandle client = tcpSocket();
   Peer peer;
@@ -334,11 +335,11 @@ TEST_F(WindowsWinsock, AReadRefusesRoomThatIsNotAllThere) {
   awaitBytes(client, 1);
   EXPECT_EQ(system().recv(client, room.back(1), 2), platform::socketError);
   EXPECT_EQ(lastError(), 10014);
-  EXPECT_EQ(system().recv(client, room.back(1), 1), 1) << "and takes nothing";
+  EXPECT_EQ(system().recv(client, room.back(1), 1), 1) << "the failed read has taken nothing";
   system().closesocket(client);
 }
 
-TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
+TEST_F(WindowsWinsock, OptionsOfOneByteAreReadAsAnInt) {
   const SocketHandle handle = tcpSocket();
   for (const int value : rowsOf({1, 0})) {
     ASSERT_EQ(system().setsockopt(handle, 6, 1, value), 0);
@@ -349,9 +350,9 @@ TEST_F(WindowsWinsock, OptionsOfOneByteAreReadWhole) {
   system().closesocket(handle);
 }
 
-// --- blocks of threads
+// --- thread blocks
 
-TEST(ThreadBlock, LeavesTheLastErrorAsItIs) {
+TEST(ThreadBlock, DoesNotChangeTheLastError) {
   std::thread(reporting([] {
     for (int again = 0; again < 2; ++again) {
       ROW("again", again);

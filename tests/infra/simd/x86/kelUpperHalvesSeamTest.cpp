@@ -10,15 +10,15 @@
 #include <functional>
 #include <string>
 
-// A function that leaves the upper halves of vector registers in use makes all SSE code that runs after it in the
-// process several times slower. The processor tells whether they are in use.
+// If a function leaves the upper halves of vector registers in use, all SSE code that the thread runs
+// afterwards is several times slower. The processor can report whether they are in use.
 
 namespace tarvo::test {
 namespace {
 
 using simd::Kernels;
 
-/// Whether any of the registers has more than 16 bytes in use.
+/// Whether more than the low 16 bytes of any vector register are in use.
 bool upperHalvesAreInUse() {
   std::uint32_t low = 0;
   std::uint32_t high = 0;
