@@ -15,7 +15,8 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kel
         FILES_MATCHING PATTERN "*.hpp")
 install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
-configure_package_config_file(cmake/KELINFRAConfig.cmake.in KELINFRAConfig.cmake INSTALL_DESTINATION ${package_dir})
+configure_package_config_file(cmake/KELINFRAConfig.cmake.in KELINFRAConfig.cmake
+    INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(KELINFRAConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KELINFRAConfig.cmake ${PROJECT_BINARY_DIR}/KELINFRAConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT kelinfra_development)
@@ -35,5 +36,7 @@ endif()
 
 if(PROJECT_IS_TOP_LEVEL)
   add_custom_target(uninstall
-      COMMAND ${CMAKE_COMMAND} -D BINARY_DIR=${PROJECT_BINARY_DIR} -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
+      COMMAND ${CMAKE_COMMAND} -D BINARY_DIR=${PROJECT_BINARY_DIR}
+              -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake
+      VERBATIM)
 endif()

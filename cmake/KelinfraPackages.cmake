@@ -18,7 +18,8 @@ if(WIN32)
   set(CPACK_PACKAGE_FILE_NAME KELINFRA-${PROJECT_VERSION}-windows-x64)
   kelinfra_install_examples(examples kelinfra_development)
   if(KELINFRA_BUILD_EXAMPLES)
-    install(TARGETS documentServer documentClient failures DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime)
+    install(TARGETS documentServer documentClient failures
+            DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime)
   endif()
 
   # The licences of everything in the package: Debian's own texts on the packages that most files come from,
