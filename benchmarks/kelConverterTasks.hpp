@@ -84,7 +84,7 @@ inline const Text& cjk() {
 
 inline constexpr std::array<std::int32_t, 3> sizes = {16, 512, 65536};
 
-inline std::string bytesOf(const icu::UnicodeString& text, const char* page) {
+inline std::string inCodePage(const icu::UnicodeString& text, const char* page) {
   std::string bytes(static_cast<std::size_t>(text.length()) * 4, '\0');
   const int size =
       text.extract(0, text.length(), bytes.data(), static_cast<std::uint32_t>(bytes.size()), page);
@@ -133,7 +133,7 @@ struct ToUnicode {
 };
 
 inline ToUnicode toUnicode(const Text& kind, std::int32_t units, const char* page) {
-  const std::string data = bytesOf(kind.ofUnits(units), page);
+  const std::string data = inCodePage(kind.ofUnits(units), page);
   const std::string from = page;
   const int length = static_cast<int>(data.size());
   return {"Converter/" + std::to_string(units) + " units from " + from + ", " + kind.kind, data, from,
@@ -146,7 +146,7 @@ inline ToUnicode toUnicode(const Text& kind, std::int32_t units, const char* pag
 
 /// The library converts UTF-8 with a separate class, UTF8String.
 inline ToUnicode fromUtf8(const Text& kind, std::int32_t units) {
-  const std::string data = bytesOf(kind.ofUnits(units), "UTF-8");
+  const std::string data = inCodePage(kind.ofUnits(units), "UTF-8");
   const auto string = std::make_shared<const oss::UTF8String>(data.c_str());
   const auto text = std::make_shared<icu::UnicodeString>();
   return {"UTF8String/getString, " + std::to_string(units) + " units, " + kind.kind, data, "UTF-8",
@@ -180,7 +180,7 @@ struct BetweenPages {
 
 inline BetweenPages betweenPages(const Text& kind, std::int32_t units, const char* fromPage,
                                  const char* toPage) {
-  const std::string data = bytesOf(kind.ofUnits(units), fromPage);
+  const std::string data = inCodePage(kind.ofUnits(units), fromPage);
   const std::string from = fromPage;
   const std::string to = toPage;
   const int length = static_cast<int>(data.size());

@@ -44,7 +44,7 @@ SocketException makeOurs(unsigned int portOf, int codeOf) {
                            host.toUTF8String(bytes) + "] [" + std::to_string(portOf) + "]");
 }
 
-std::string bytesOf(const icu::UnicodeString& text) {
+std::string utf8(const icu::UnicodeString& text) {
   std::string bytes;
   return text.toUTF8String(bytes);
 }
@@ -52,7 +52,7 @@ std::string bytesOf(const icu::UnicodeString& text) {
 void throwAndCatchOurs(benchmark::State& state) {
   throwsAndCatches<BaseException>(state, &throwOurs, [](const BaseException& error) {
     icu::UnicodeString text;
-    return bytesOf(error.getErrorMessage().toString(text));
+    return utf8(error.getErrorMessage().toString(text));
   });
 }
 

@@ -66,11 +66,11 @@ inline bool agrees(benchmark::State& state, const std::string& tokens) {
   return false;
 }
 
-/// `split()` returns a container, and `bytesOf(token)` returns a token of it as bytes.
-template <class Split, class BytesOf>
-void splits(benchmark::State& state, Split split, BytesOf bytesOf) {
+/// `split()` returns a container, and `toBytes(token)` returns a token of it as bytes.
+template <class Split, class ToBytes>
+void splits(benchmark::State& state, Split split, ToBytes toBytes) {
   std::string all;
-  for (const auto& token : split()) all.append(bytesOf(token)).push_back('|');
+  for (const auto& token : split()) all.append(toBytes(token)).push_back('|');
   if (!agrees(state, all)) return;
   timed(state, [&] { benchmark::DoNotOptimize(split()); });
 }

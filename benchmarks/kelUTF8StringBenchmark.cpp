@@ -55,7 +55,7 @@ Answer countByU8Next(const char* text, std::int32_t length) {
 
 #pragma GCC diagnostic pop
 
-std::int32_t behindCharacter(const char* text, std::int32_t at, std::int32_t length) {
+std::int32_t afterCharacter(const char* text, std::int32_t at, std::int32_t length) {
   const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text);
   U8_FWD_1(bytes, at, length);
   return at;
@@ -63,7 +63,7 @@ std::int32_t behindCharacter(const char* text, std::int32_t at, std::int32_t len
 
 Answer skipByU8Fwd(const char* text, std::int32_t length) {
   Answer count = 0;
-  for (std::int32_t at = 0; at < length; ++count) at = behindCharacter(text, at, length);
+  for (std::int32_t at = 0; at < length; ++count) at = afterCharacter(text, at, length);
   return count;
 }
 
@@ -91,7 +91,7 @@ Answer walkByU8Next(const char* text) {
   std::array<char, 5> character;
   for (std::int32_t at = 0; at < length;) {
     const std::int32_t start = at;
-    at = behindCharacter(copy.data(), at, length);
+    at = afterCharacter(copy.data(), at, length);
     character.fill('\0');
     std::memcpy(character.data(), copy.data() + start, static_cast<std::size_t>(at - start));
     benchmark::DoNotOptimize(character.data());

@@ -50,8 +50,8 @@ def sized(task):
     else:
         scale, counted = SCALE[last["unit"]]
         size = int(last["number"]) * scale
-    before, behind = task[: last.start()], task[last.end() :]
-    family = before.removesuffix(", ") + behind if last["named"] else before + "\u2026" + behind
+    before, after = task[: last.start()], task[last.end() :]
+    family = before.removesuffix(", ") + after if last["named"] else before + "\u2026" + after
     return f"{family}: {counted}", size
 
 

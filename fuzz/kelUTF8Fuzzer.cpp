@@ -32,15 +32,15 @@ void compareKernels(const Kernels& kernels, const std::vector<char>& text, std::
   if (count) expect(copy == text, "a copy");
 }
 
-void compareSpread(const Kernels& kernels, const std::string& bytes,
-                   const std::vector<std::string>& characters) {
+void comparePaddedCharacters(const Kernels& kernels, const std::string& bytes,
+                             const std::vector<std::string>& characters) {
   const std::string readable = bytes + std::string(tarvo::simd::spreadReadsAfter, '\xBF');
   const std::vector<char> text(readable.begin(), readable.end());
-  std::vector<std::uint64_t> spread((bytes.size() + 15) / 16 * 16);
-  expect(kernels.spreadCharacters(spread.data(), text.data(), bytes.size()) == characters.size(),
-         "characters spread");
+  std::vector<std::uint64_t> cells((bytes.size() + 15) / 16 * 16);
+  expect(kernels.spreadCharacters(cells.data(), text.data(), bytes.size()) == characters.size(),
+         "the number of padded characters");
   for (std::size_t i = 0; i < characters.size(); ++i)
-    expect(characters[i] == reinterpret_cast<const char*>(&spread[i]), "a character spread");
+    expect(characters[i] == reinterpret_cast<const char*>(&cells[i]), "a padded character");
 }
 
 template <class Text>
@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     tarvo::simd::useKernels(kernels);
     compareKernels(*kernels, exact, count);
     compareIterator(text.c_str(), text, characters);
-    if (characters) compareSpread(*kernels, text, *characters);
+    if (characters) comparePaddedCharacters(*kernels, text, *characters);
     if (characters) compareIterator(unicode, text, characters);
     compareString(bytes);
   }

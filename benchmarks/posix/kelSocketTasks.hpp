@@ -102,7 +102,7 @@ class Echo {
 };
 
 /// The durations of many runs, for the counters "p50" and "p99", in nanoseconds.
-class Spread {
+class Durations {
  public:
   void add() {
     const Clock::time_point now = Clock::now();
@@ -145,14 +145,14 @@ void roundTrips(benchmark::State& state) {
   link.send(bytes.data(), size);
   link.receive(answer.data(), size);
   if (answer != bytes) return refuse(state, "the answer differs");
-  Spread spread;
-  spread.begin(state);
+  Durations durations;
+  durations.begin(state);
   timed(state, [&] {
     link.send(bytes.data(), size);
     link.receive(answer.data(), size);
-    spread.add();
+    durations.add();
   });
-  spread.report(state);
+  durations.report(state);
 }
 
 /// Idle connections, of which only the first has a byte to read.
