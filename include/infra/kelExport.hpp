@@ -37,9 +37,9 @@
 #define KELINFRA_NOINLINE [[gnu::noinline]]
 #endif
 
-/// KELINFRA_LIFETIMEBOUND follows a parameter, or a member function, whose argument or object the result
-/// refers to. Clang then warns if the program keeps the result and the argument or object is a temporary. For
-/// other compilers it is empty.
+/// KELINFRA_LIFETIMEBOUND after a parameter means that the result refers to the argument; after a member
+/// function it means that the result refers to the object. Clang then warns if the program keeps such a
+/// result of a temporary argument or object. For other compilers the macro is empty.
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::lifetimebound)
 #define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]

@@ -36,7 +36,7 @@ class DefaultAlternateBuffer {
   T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// Elements allocated at `data()`.
   unsigned long long capacity() const { return capacity_; }
-  /// The size last asked for; 0 without storage.
+  /// The size that was last requested; 0 without storage.
   unsigned long long usedSize() const { return usedSize_; }
 
   /// Makes room for `need` elements, discarding the contents unless they fit where they are.

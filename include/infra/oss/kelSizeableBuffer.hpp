@@ -31,12 +31,12 @@ class SizeableBuffer {
   SizeableBuffer& operator=(const SizeableBuffer&) = delete;
   virtual ~SizeableBuffer() = default;
 
-  /// The inline store or the heap storage; writable up to `capacity()`.
+  /// The elements, inside the object or on the heap; writable up to `capacity()`.
   T* data() KELINFRA_LIFETIMEBOUND { return data_; }
   const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
-  /// The size last asked for; N at first.
+  /// The size that was last requested; N at first.
   unsigned long long size() const { return size_; }
-  /// N while the inline store is in use, then the heap storage's capacity: a power of two.
+  /// N while the room inside the object is in use, then the heap storage's capacity: a power of two.
   unsigned long long capacity() const { return capacity_; }
 
   /// Makes room for `n` elements. If n is at most N and the inline store is in use, it stays in use. Once the

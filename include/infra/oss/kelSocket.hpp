@@ -36,8 +36,9 @@ namespace tarvo::oss {
 /// share a connection. And any thread may call `shutdownBoth`, `shutdownReceive` or `shutdownSend` on an
 /// object while other threads are inside `readOnce`, `read`, `readMessage`, `write`, `writeMessage` or
 /// `select` on its connection. `shutdownBoth` ends a read or a write that waits: it raises the mapped error
-/// 10058. On Linux a `select` that waits then finds the socket ready to read, and the other two end calls that
-/// wait in their direction. On Windows a `select` may wait on until its timeout, or raise the mapped error
+/// 10058. On Linux a `select` that waits then finds the socket ready to read, and the other two end calls
+/// that wait in their direction. On Windows a `select` may wait on until its timeout, or raise the mapped
+/// error
 /// 10058. Closing the connection does not end such a call on Linux, and its handle can soon belong to another
 /// connection. Therefore no other call may be in progress during `close`, `connect`, `SocketServer::accept`
 /// into the object, or the destructor.

@@ -12,7 +12,7 @@
 
 namespace tarvo::oss {
 
-/// The listening end of TCP: binds a port on the machine's wildcard address and hands out the connections.
+/// The listening end of TCP: binds a port on the machine's wildcard address and accepts the connections.
 ///
 ///     SocketServer server;
 ///     server.listen(0, 16, true);    // port 0: the system chooses one

@@ -11,7 +11,7 @@
 
 namespace tarvo::oss {
 
-/// Walks a UTF-8 text character by character.
+/// Iterates over the characters of a UTF-8 text.
 ///
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
 ///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß

@@ -26,7 +26,7 @@ namespace tarvo::util {
 /// Threads: the class has no state; any number of threads may use it at once.
 ///
 /// Errors: every failure is a Base64Exception with one argument; its message carries the file
-/// "src/infra/oss/../util/kelBase64.cpp". Nothing is allocated but the error.
+/// "src/infra/oss/../util/kelBase64.cpp". Only the error itself is allocated.
 class KELINFRA_API Base64 {
  public:
   Base64() = delete;

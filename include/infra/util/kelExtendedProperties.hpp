@@ -44,8 +44,8 @@ namespace tarvo::util {
 /// std::bad_alloc is raised if there is no memory or a text would be longer than 2^31 - 1 units; a `load` may
 /// have stored some of its lines then.
 ///
-/// Cost: a look-up allocates nothing and compares a few keys, however many there are. It slows down as the
-/// properties outgrow the processor's caches: 15 ns among 1,000 properties and 143 ns among 100,000 were
+/// Cost: a look-up allocates nothing and compares a few keys, independently of their number. It slows down as
+/// the properties outgrow the processor's caches: 15 ns among 1,000 properties and 143 ns among 100,000 were
 /// measured. If keys are chosen to collide, a look-up costs a bounded search of the index and one of the
 /// ordered map. Memory for properties is allocated in blocks of many; memory of removed ones is kept for
 /// later ones until the object is destroyed or copied to. A key or value above 27 units, which ICU does not
@@ -112,7 +112,8 @@ class KELINFRA_API ExtendedProperties {
   /// Copies as `copy` does.
   ExtendedProperties& operator=(const ExtendedProperties& other) KELINFRA_LIFETIMEBOUND;
 
-  /// Replaces properties and includes by the other's. Copying an object to itself changes nothing.
+  /// Replaces the properties and includes by copies of those of the other object. Copying an object to itself
+  /// changes nothing.
   void copy(const ExtendedProperties& other);
 
   // --- ask for texts
@@ -131,9 +132,9 @@ class KELINFRA_API ExtendedProperties {
   //
   // Each call reads the stored text, without its leading and trailing white space (ICU's). Boolean: exactly
   // one of "true", "yes", "on", "1", or "false", "no", "off", "0". Numbers: every text that the function of
-  // `Formatter` for the type accepts. Out-of-range numbers are no error there. An integer with no more digits
-  // than the largest of its type is reduced modulo 2^32 or 2^64: "4294967296" is 0 as int32 and as uint32,
-  // "3000000000" is -1294967296 as int32. A double becomes an infinity, or about 0.
+  // `Formatter` for the type accepts. These functions do not report out-of-range numbers as errors. An
+  // integer with no more digits than the largest of its type is reduced modulo 2^32 or 2^64: "4294967296" is
+  // 0 as int32 and as uint32, "3000000000" is -1294967296 as int32. A double becomes an infinity, or about 0.
   //   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value. The type
   //            word is "boolean", "integer", "int64" or "double". For uint32 it is "uint32" when the text
   //            reads as int32 (as a negative number does), else "integer"; for uint64 it is "uint64" when it

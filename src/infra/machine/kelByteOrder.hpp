@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-/// Words of bytes in a stated order, on a processor of either order. If the stated order is the processor's,
-/// a word is loaded and stored as it is.
+/// Loads and stores words in a given byte order, on processors of either byte order. A
+/// word is loaded and stored unchanged if the given order equals the processor's order.
 ///
 /// The functions are always inlined, so that files compiled for different processors share none: see
 /// simd/kelKernels.hpp.

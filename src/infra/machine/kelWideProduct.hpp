@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// The product of two numbers of 64 bits, whose 128 bits not every compiler has a type for.
+/// The 128-bit product of two 64-bit numbers. Not every compiler has a type of 128 bits.
 namespace tarvo::machine {
 
 struct WideProduct {

@@ -64,7 +64,7 @@ ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
     std::int32_t size = text.isEmpty() ? 0 : text::fromUnicode(text, nullptr, 0, codepage);
-    // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.
+    // Repeats, because a few of ICU's converters under-report the size if the buffer ends inside a character.
     for (std::int32_t room = 0; size > room;) {
       room = size;
       makeRoom(*storage, static_cast<std::uint32_t>(room));

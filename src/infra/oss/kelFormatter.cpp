@@ -51,7 +51,8 @@ constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());
 }
 
-/// The result of icu::UnicodeString::trim. Single units suffice: all white space is in the first plane.
+/// The result of icu::UnicodeString::trim. Testing single code units suffices: all white space is below
+/// U+10000.
 Units trimmed(Units text) {
   if (endsVisible(text)) return text;
   while (!text.empty() && u_isWhitespace(text.back())) text.remove_suffix(1);
@@ -180,8 +181,8 @@ constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,
                                                 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
 /// Whether the text, which is not empty, is up to 15 digits, with or without a "-" before them and a point
-/// among them; stores its value. Such an integer and such a power of ten are exact, so their quotient is
-/// rounded once and equals the result of strtod.
+/// among them; stores its value. The integer of these digits and the power of ten are exact doubles, so
+/// their quotient is rounded once and equals the result of strtod.
 template <class Text>
 bool readFewDigits(Text text, double& value) {
   static_assert(FLT_EVAL_METHOD == 0);
@@ -259,7 +260,7 @@ double toDouble(Units text) {
 
 // --- locale
 
-/// An OEM code page whose converter is not named "windows-" and its number.
+/// An OEM code page for which ICU's converter is not called "windows-" followed by the number.
 struct StandIn {
   unsigned int codePage;
   unsigned int ibmPage;
@@ -363,7 +364,7 @@ const char* Formatter::consoleCodePageName() {
 
 void Formatter::setSettings() {
   traced<probe("Formatter::setSettings")>([] {
-    // Language and territory, two letters each.
+    // The language and the territory, two letters each.
     const std::string_view code = localeCode();
     FormatSettings built =
         settingsFor(icu::Locale(std::string(code.substr(0, 2)).c_str(), std::string(code.substr(2)).c_str()));

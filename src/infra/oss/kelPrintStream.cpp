@@ -19,7 +19,7 @@ PrintStream& print(PrintStream& stream, Value value) {
 /// For numbers that the standard library prints through the runtime.
 template <class Value>
 PrintStream& printFloating(PrintStream& stream, Value value) {
-  const platform::StandingRuntimeLocale locale;
+  const platform::RuntimeLocaleLock locale;
   return print(stream, value);
 }
 

@@ -40,9 +40,9 @@ class SocketServer::Waiter {
 
   SocketHandle handle() const { return handle_; }
 
-  /// In a forked child the parent's threads do not exist: none of them leaves `accept`, and no lock of theirs
-  /// is released. Without their waiters, `close` closes the child's own descriptor and does not touch the
-  /// parent's listener.
+  /// In a forked child the parent's threads do not exist: none of them returns from `accept` or releases a
+  /// lock. So the child starts with new locks and no waiters. Then `close` does not wait, and it closes only
+  /// the child's descriptor.
   static void forgetParent(SocketServer& server) {
     const unsigned int process = platform::currentProcess();
     if (server.process_ == process) return;
@@ -85,8 +85,8 @@ bool readPort(SocketHandle handle, unsigned int& port) {
   return true;
 }
 
-/// The port that a server holds. A failed `listen` can leave the handle bound with no port stored; the system
-/// is asked then, and the result is 0 if it refuses to answer.
+/// The port that the server holds. After a failed `listen` the handle can be bound although no port is
+/// stored. Then this asks the system, and returns 0 if the system reports an error.
 unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   unsigned int port = stored;
   if (port == 0) readPort(handle, port);

@@ -149,8 +149,9 @@ inline const char* UTF8Iterator::step() {
   return reinterpret_cast<const char*>(next_++);
 }
 
-/// Prepares the next characters; at the beginning of the text only a few, since the caller may ask for no
-/// more. The next stretch starts with a character, so there is one whenever bytes are left.
+/// Prepares the next characters: only a few at the beginning of the text, because the caller may need no
+/// more. The bytes that are left start with a character, so if there are any, at least one character is
+/// prepared.
 bool UTF8Iterator::spreadMore() {
   if (position_ >= length_) return false;  // without a text both are 0
   const int most = position_ == 0 ? charactersAtFirst : charactersAtOnce;

@@ -24,9 +24,9 @@ namespace {
 
 constexpr const char* utf8 = "UTF-8";
 
-/// Appends `more`. If there is no memory for a larger text, `text` stays as it is: ICU's own append would
-/// lose it. A text that shares its units with another one becomes bogus then. An empty text takes over the
-/// units of `more`, unless these have much more room than needed.
+/// Appends `more`. If there is no memory for a larger text, `text` does not change; ICU's own append would
+/// lose it. (If `text` shares its units with another string, it becomes bogus instead.) An empty `text` takes
+/// over the units of `more`, unless their capacity is much larger than needed.
 void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
   const std::int64_t length = std::int64_t{text.length()} + more.length();

@@ -22,16 +22,17 @@ class EnglishRuntimeLocale {
   void* former_;  // the platform's record of the former locale
 };
 
-/// During its lifetime no other thread's switch begins. Used while the standard library prints: if the locale
-/// belongs to the process, the standard library switches it too, and could restore another thread's "English"
-/// locale after that thread has ended its switch. A thread that holds one may switch the locale or hold
-/// another one. Does nothing on platforms where the switch affects only the calling thread.
-class StandingRuntimeLocale {
+/// During its lifetime no other thread begins a switch. Held while the standard library prints numbers: if
+/// the locale belongs to the process, the standard library switches it too, and could restore another
+/// thread's "English" locale after that thread has ended its switch. A thread that holds the lock may switch
+/// the locale or take the lock again. Does nothing on platforms where the switch affects only the calling
+/// thread.
+class RuntimeLocaleLock {
  public:
-  StandingRuntimeLocale() noexcept;
-  StandingRuntimeLocale(const StandingRuntimeLocale&) = delete;
-  StandingRuntimeLocale& operator=(const StandingRuntimeLocale&) = delete;
-  ~StandingRuntimeLocale();  // NOLINT(performance-trivially-destructible): trivial on one platform only
+  RuntimeLocaleLock() noexcept;
+  RuntimeLocaleLock(const RuntimeLocaleLock&) = delete;
+  RuntimeLocaleLock& operator=(const RuntimeLocaleLock&) = delete;
+  ~RuntimeLocaleLock();  // NOLINT(performance-trivially-destructible): trivial on one platform only
 };
 
 }  // namespace tarvo::platform

@@ -80,14 +80,14 @@ struct StartupData {
   std::uint16_t version = 0;
 };
 
-/// Winsock's fd_set, member for member.
+/// Has the same members as Winsock's fd_set.
 struct SocketSet {
   static constexpr unsigned int most = 64;
 
   unsigned int count = 0;
   SocketHandle handles[most];
 
-  /// As FD_SET: a handle that is in the set already is not added, nor is any handle if the set is full.
+  /// Like FD_SET: a handle that is in the set already is not added, nor is any handle if the set is full.
   void add(SocketHandle handle) noexcept {
     if (count < most && !contains(handle)) handles[count++] = handle;
   }

@@ -27,8 +27,8 @@ consteval Blocks encodeTable(const Base64Characters& characters) {
 
 constexpr Blocks encodeTables[] = {encodeTable(standardCharacters), encodeTable(safeCharacters)};
 
-/// Where the bytes of eight groups are in two blocks. Of each group the second, first, third and second byte
-/// are taken: so its first two values are in one 16-bit lane and its last two in the next.
+/// The indices of a shuffle that selects the second, first, third and second byte of each group. Then the
+/// first two values of the group are in one 16-bit lane and its last two in the next lane.
 struct alignas(32) GroupOrder {
   Byte places[32] = {};
 
@@ -60,8 +60,8 @@ HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder
 }
 
 #if HWY_MAX_BYTES >= 32
-/// The bytes of eight groups: the first block gets groups 0, 1, 4, 5, the second one the others. `encodeAt`
-/// widens one half of each block at a time, which restores the order.
+/// The bytes of eight groups. The first block gets groups 0, 1, 4 and 5, the second block the others. The
+/// order is restored when `encodeAt` widens one half of each block at a time.
 HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const GroupOrder& order) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 3, 4, 1, 2, 4, 5};
   const hn::Full256<std::uint32_t> d32;

@@ -45,12 +45,13 @@ struct Kernels {
   /// any value must be readable; `dest` must have room for `length` characters, rounded up to a multiple of
   /// 16.
   using SpreadCharacters = std::size_t (*)(std::uint64_t* dest, const char* text, std::size_t length);
-  /// Converts a text to UTF-16 from its beginning, as far as the kernel is faster than the caller; if the
-  /// text is malformed, converts only ASCII. The caller converts the rest. May write anything within `length`
-  /// units.
+  /// Converts the beginning of a text to UTF-16; if the text is malformed, only ASCII. The kernel stops where
+  /// the caller's loop would be faster, and the caller converts the rest. The kernel may write anything to
+  /// the units after the result, up to `length` units.
   using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
-  /// The same in the other direction; if there is a lone surrogate, converts only ASCII. Writes no byte after
-  /// those of the whole text, so all bytes are right when the caller has converted the rest.
+  /// The same in the other direction; if there is a lone surrogate, converts only ASCII. May write anything
+  /// to the bytes after the result, up to the size of the whole text, because the caller then writes the
+  /// rest.
   using Utf8FromUtf16 = Converted (*)(char* dest, const unsigned short* units, std::size_t count);
 
   const char* name;

@@ -35,7 +35,7 @@ unsigned savedRegisters(const Leaf& first) {
   return low;
 }
 
-/// The number of kernels in `all`, from the first one, that can run.
+/// How many kernels of `all` can run here; they are the first ones of the list.
 std::size_t countAvailable() {
   const Leaf first(1);
   const Leaf seventh(7);

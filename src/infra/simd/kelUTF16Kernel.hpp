@@ -6,8 +6,8 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// UTF-8 to UTF-16 and back, several characters at a time: characters of one and two bytes in any order,
-/// whose sizes a table contains, or characters of three bytes each. Others are converted one by one.
+/// UTF-8 to UTF-16 and back, several characters at a time: mixed characters of one and two bytes, with a
+/// table for every sequence of sizes, or only characters of three bytes. Others are converted one by one.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -169,7 +169,7 @@ HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& de
 
 HWY_INLINE std::size_t readStretch(const Byte* text, Unit*& dest) {
   const std::uint64_t ends = endsOf(text);
-  // Two adjacent bytes that end no character belong to a larger one.
+  // A character of three or more bytes has two adjacent bytes of which neither is its last.
   const bool small = (~ends & ~ends >> 1U) == 0;
   return small ? readSmall(text, ends, dest) : readMixed(text, ends, dest);
 }
@@ -183,7 +183,7 @@ struct Conversion {
 
   bool hasStretch() const { return length - at >= stretch + vectorBytes; }
 
-  /// Converts one character, so that there is a byte before the next one.
+  /// Converts one character, because the loops read the byte before the next character.
   void takeFirst() {
     if (text[0] >= 0x80) {
       at = decode(text, length, dest);
@@ -347,7 +347,8 @@ HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   return true;
 }
 
-/// A step may write too many bytes. Later steps overwrite them: after each step enough units are left.
+/// A step may write bytes after its result. Later steps overwrite them, because after each step enough units
+/// are left.
 Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
   char* to = dest;
   std::size_t at = 0;

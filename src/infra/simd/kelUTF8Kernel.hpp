@@ -16,7 +16,7 @@ namespace {
 
 // --- faults of two adjacent bytes
 
-/// A fault that two adjacent bytes show: the nibbles that they have then, bit n for nibble n.
+/// A fault of two adjacent bytes: the sets of nibbles with which it occurs, bit n for nibble n.
 struct Fault {
   unsigned firstHigh;
   unsigned firstLow;
@@ -87,8 +87,8 @@ HWY_INLINE std::size_t total(D d64, V sums) {
   return static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(d64, sums)));
 }
 
-/// Takes four vectors at a time, as long as there are four. If all are ASCII, only the first can have a
-/// fault, and only if a byte that is not ASCII precedes it.
+/// Takes four vectors at a time, as long as there are four. If all four are ASCII, the only possible fault is
+/// that the character before the first vector is incomplete.
 template <bool copies, class D>
 HWY_INLINE bool takeFours(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -143,7 +143,8 @@ HWY_INLINE bool takeOnes(D d, Progress& progress) {
 alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                              1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-/// Takes the last bytes, fewer than a vector of 16. The bytes before them are checked again but not counted.
+/// Checks the last bytes, which are fewer than 16, in a vector that also contains bytes before them. Those
+/// are checked again but not counted.
 template <bool copies>
 HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const hn::Repartition<std::uint64_t, Narrow> d64;

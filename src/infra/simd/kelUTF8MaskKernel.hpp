@@ -58,7 +58,8 @@ struct Progress {
   Mask faults = 0;
   std::size_t continuations = 0;
 
-  /// Takes 64 bytes; the other vectors begin one, two and three bytes further left.
+  /// Checks and counts 64 bytes. The other vectors are the 64 bytes that begin one, two and three bytes
+  /// before.
   __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
     const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
     const Mask afterLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
@@ -96,8 +97,8 @@ __attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* tex
   return bytes;
 }
 
-/// Takes 4 * 64 bytes. If all are ASCII, only the first 64 can have a fault, and only if a byte that is not
-/// ASCII precedes them.
+/// Takes 4 * 64 bytes. If all are ASCII, the only possible fault is that the character before them is
+/// incomplete.
 template <bool copies>
 __attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, bool& asciiBefore) {

@@ -13,7 +13,8 @@ namespace tarvo::simd {
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
 namespace {
 
-/// Table indexed by which of eight bytes start a character: their places and their number.
+/// Table indexed by eight bits that say which of eight bytes start a character; each entry contains the
+/// positions and the number of these bytes.
 struct Starts {
   alignas(8) char places[256][8] = {};
   Byte counts[256] = {};

@@ -131,8 +131,8 @@ void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* unit
   }
 }
 
-/// The bytes of eight units, the first one lowest. A byte of 0 means unknown, not in the table, or U+0000. Written out because compilers do not unroll a loop
-/// here.
+/// The bytes of eight units, the first one lowest. A byte of 0 means unknown, not in the table, or U+0000.
+/// Written out because compilers do not unroll a loop here.
 [[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
   const auto byte = [&](unsigned i) {
     return std::uint64_t{bytes_[units[i]].load(std::memory_order_relaxed)} << (8 * i);

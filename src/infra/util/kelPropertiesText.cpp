@@ -184,7 +184,7 @@ void PropertiesReader::readPlain() {
   }
 }
 
-/// Appends an escaped unit. The bytes read before it have left room for it.
+/// Appends an escaped unit. There is room: an escape has more bytes than units.
 void PropertiesReader::append(char16_t unit) {
   texts_[used_++] = unit;
 }

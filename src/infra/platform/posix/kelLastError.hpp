@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-/// Winsock's last error of the calling thread, and the two ways in which a function of the platform layer
-/// ends.
+/// Winsock's last error of the calling thread, and two functions with which the platform layer returns its
+/// results.
 namespace tarvo::platform::posix {
 
 int lastError() noexcept;

@@ -31,8 +31,8 @@ EnglishRuntimeLocale::~EnglishRuntimeLocale() {
   uselocale(static_cast<locale_t>(former_));
 }
 
-StandingRuntimeLocale::StandingRuntimeLocale() noexcept = default;
+RuntimeLocaleLock::RuntimeLocaleLock() noexcept = default;
 
-StandingRuntimeLocale::~StandingRuntimeLocale() = default;
+RuntimeLocaleLock::~RuntimeLocaleLock() = default;
 
 }  // namespace tarvo::platform

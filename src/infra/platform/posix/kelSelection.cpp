@@ -59,8 +59,8 @@ bool Selection::build() noexcept {
   return true;
 }
 
-/// The entry of a descriptor, found or added. A set holds each descriptor once, so only the others are
-/// searched.
+/// The entry of a descriptor, which is added if it is missing. A set contains each descriptor at most once,
+/// so only the entries of the other sets are searched.
 Selection::Index Selection::entryOf(int descriptor, std::size_t kind) noexcept {
   std::size_t index = count_;
   if (kind > 0) {
@@ -92,7 +92,7 @@ Selection::Outcome Selection::poll(const Deadline& deadline) noexcept {
     if (!isSocketAt(i)) return answer(-1), Outcome::failed;
     entry.revents = readyEvents(entry);
     any = any || entry.revents != 0;
-    // The next poll would report it again at once, and it does not become ready any more.
+    // The next poll would report this descriptor again at once, although it cannot become ready any more.
     if (entry.revents == 0) entry.fd = -1;
   }
   return any ? Outcome::ready : Outcome::notReady;

@@ -74,8 +74,8 @@ bool endsConnection(int error) noexcept {
   }
 }
 
-/// Whether the socket was never connected. The system reports that to a send by the same error as a reset,
-/// and to a receive by a different one.
+/// Whether the socket was never connected. For a send, the system reports this with the same error as a
+/// reset; for a receive, with a different error.
 bool wasNeverConnected(int descriptor) noexcept {
   char byte = 0;
   return ::recv(descriptor, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN;

@@ -73,11 +73,11 @@ EnglishRuntimeLocale::~EnglishRuntimeLocale() {
   switching.giveBack();
 }
 
-StandingRuntimeLocale::StandingRuntimeLocale() noexcept {
+RuntimeLocaleLock::RuntimeLocaleLock() noexcept {
   switching.take();
 }
 
-StandingRuntimeLocale::~StandingRuntimeLocale() {
+RuntimeLocaleLock::~RuntimeLocaleLock() {
   switching.giveBack();
 }
 

@@ -289,7 +289,8 @@ class SystemWinsock final : public Winsock {
 
   int shutdown(SocketHandle handle, int how) override {
     if (::shutdown(handle, how) != 0) return socketError;
-    // The system lets calls wait on. Of one direction they cannot be cancelled without those of the other.
+    // The system does not end calls that wait. Those of one direction cannot be cancelled without those of
+    // the other direction.
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
     if (how == shutdownBoth) ::CancelIoEx(reinterpret_cast<HANDLE>(handle), nullptr);
     return 0;

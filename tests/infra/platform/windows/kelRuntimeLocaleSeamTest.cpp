@@ -18,7 +18,7 @@ namespace tarvo::test {
 namespace {
 
 using platform::EnglishRuntimeLocale;
-using platform::StandingRuntimeLocale;
+using platform::RuntimeLocaleLock;
 
 std::string currentLocale() {
   return std::setlocale(LC_ALL, nullptr);
@@ -71,15 +71,15 @@ bool waits() {
 
 TEST(RuntimeLocale, IsSwitchedByOneThreadAtATime) {
   EXPECT_TRUE((waits<EnglishRuntimeLocale, EnglishRuntimeLocale>()));
-  EXPECT_TRUE((waits<EnglishRuntimeLocale, StandingRuntimeLocale>()));
-  EXPECT_TRUE((waits<StandingRuntimeLocale, EnglishRuntimeLocale>()));
+  EXPECT_TRUE((waits<EnglishRuntimeLocale, RuntimeLocaleLock>()));
+  EXPECT_TRUE((waits<RuntimeLocaleLock, EnglishRuntimeLocale>()));
 }
 
-TEST(RuntimeLocale, CanBeSwitchedByAThreadThatHoldsItUnchanged) {
+TEST(RuntimeLocale, CanBeSwitchedByAThreadThatHoldsTheLock) {
   const std::string before = currentLocale();
   {
-    const StandingRuntimeLocale standing;
-    const StandingRuntimeLocale again;
+    const RuntimeLocaleLock lock;
+    const RuntimeLocaleLock again;
     const EnglishRuntimeLocale switched;
     EXPECT_EQ(currentLocale(), english());
   }
