@@ -86,9 +86,10 @@ TEST(OutputStream, CallsNoTraceHooks) {
 }
 
 /// The index of a virtual function in the vtable of its class, in the C++ ABI that the supported compilers
-/// use. The destructor takes two entries. A pointer to a member consists of two words: an offset in the vtable
-/// and an adjustment of the object's address. If the function is virtual, the lowest bit of one of them is set:
-/// of the adjustment on ARM, where code can be at odd addresses, and of the offset on other processors.
+/// use. The destructor takes two entries. A pointer to a member consists of two words: an offset in the
+/// vtable and an adjustment of the object's address. If the function is virtual, the lowest bit of one of
+/// them is set: of the adjustment on ARM, where code can be at odd addresses, and of the offset on other
+/// processors.
 template <class Function>
 std::uintptr_t slotOf(Function function) {
   std::array<std::uintptr_t, 2> words{};
