@@ -24,9 +24,18 @@ namespace decimal {
 constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 
 /// The values of 2, 4 or 8 digits, one in each byte. A number is split into quotient and remainder side by
-/// side: in lanes of 32 bits, then 16, then 8. A quotient is a product and a shift, exact for the values that
-/// occur: 10486 / 2^20 for values below 10000, 103 / 2^10 for values below 100. One subtraction leaves the
-/// quotient in its lane and puts the remainder into the lane above.
+/// side: in lanes of 32 bits, then 16, then 8. With q the quotient of v by d, the difference
+/// `(v << lane) - q * ((d << lane) - 1)` is `((v - q * d) << lane) + q`. So the quotient stays in its lane,
+/// and the remainder is in the lane above.
+///
+/// A quotient is a product and a shift. With m the smallest integer that is at least 2^s / d, and e the
+/// excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:
+///
+///     d     s    m      e    exact below   needed below   product below   quotient at most
+///     100   20   10486  24   43690         10000          2^27            99, mask 0x7F
+///     10    10   103    6    170           100            2^14            9, mask 0x0F
+///
+/// The products stay in their lanes. A shift moves bits of the lane above into this one; the mask drops them.
 template <unsigned int Digits>
 constexpr std::uint64_t digitsOf(std::uint32_t value) {
   std::uint64_t lanes = value;

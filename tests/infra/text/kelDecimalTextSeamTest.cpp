@@ -99,16 +99,20 @@ TYPED_TEST(DecimalTexts, OfNumbersOfAnySize) {
   }
 }
 
-/// All numbers of up to four digits, which are computed from tables of two and four digits.
-TEST(DecimalDigits, OfFewDigitsAreExact) {
+/// The four upper and the four lower digits are computed side by side, so each half is tested with the
+/// smallest and the largest other half.
+TEST(DecimalDigits, AreExactForEveryValueOfAHalf) {
   for (std::uint32_t value = 0; value < 10000; ++value) {
     ROW("value", value);
     const std::uint32_t thousands = value / 1000, hundreds = value / 100 % 10, tens = value / 10 % 10,
                         ones = value % 10;
     const std::uint64_t four = thousands | hundreds << 8U | tens << 16U | ones << 24U;
     ASSERT_EQ(text::decimal::digitsOf<4>(value), four) << value;
-    ASSERT_EQ(text::decimal::digitsOf<8>(value), four << 32U) << value;
-    ASSERT_EQ(text::decimal::digitsOf<8>(value * 10000), four) << value;
+    for (const std::uint64_t nines : {0x00000000U, 0x09090909U}) {
+      const std::uint32_t other = nines == 0 ? 0 : 9999;
+      ASSERT_EQ(text::decimal::digitsOf<8>(other * 10000 + value), nines | four << 32U) << value;
+      ASSERT_EQ(text::decimal::digitsOf<8>(value * 10000 + other), four | nines << 32U) << value;
+    }
     if (value < 100) {
       ASSERT_EQ(text::decimal::digitsOf<2>(value), four >> 16U) << value;
     }
