@@ -98,7 +98,7 @@ ExtendedProperties::Resolver::Tail* ExtendedProperties::Resolver::findTail(const
   return tailOf_.emplace(&property, &tail).first->second;
 }
 
-/// The property that is referred to. Returns null, with the fault recorded, if there is none.
+/// The property that is referred to. If it does not exist, records the error and returns null.
 ExtendedProperties::Resolver::Property* ExtendedProperties::Resolver::referenced(const Work& work,
                                                                                  std::u16string_view name) {
   if (work.opener == nullptr) return find(work, name);

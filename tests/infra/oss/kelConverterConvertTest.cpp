@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-/// The three overloads of Converter::convert; convertToBytes has a file of its own.
+/// Tests of the three overloads of Converter::convert; convertToBytes is tested in kelConverterTest.cpp.
 namespace tarvo::test {
 namespace {
 
@@ -38,7 +38,7 @@ RaisesMatcher<NLSException> conversionError(const std::string& to, const std::st
   return Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", to, from).from("kelConverter.cpp");
 }
 
-/// One of the overloads with all but its destination.
+/// A call of one overload with all arguments except its destination.
 using Conversion = std::function<int(char* destination, int destinationLength)>;
 
 Conversion ofText(const char* from, const char* data, const char* to) {
@@ -56,7 +56,7 @@ Conversion ofUnicode(const icu::UnicodeString& data, const char* to) {
   return [=](char* destination, int length) { return Converter::convert(destination, length, to, data); };
 }
 
-/// A destination with marks in it and behind it.
+/// A destination whose bytes, and the bytes after it, have a known value, so that writes are visible.
 class Destination {
  public:
   explicit Destination(int length) : room_(static_cast<std::size_t>(length) + behind, '#'), length_(length) {}
@@ -75,7 +75,8 @@ class Destination {
   int length_;
 };
 
-/// The size is asked for, then room for exactly that, more and less is given.
+/// Expects the size from a size query, then converts into a destination of that size, a larger and a smaller
+/// one.
 void expectConverts(const Conversion& conversion, const std::string& expected) {
   const int size = static_cast<int>(expected.size()) + 1;
   EXPECT_EQ(conversion(nullptr, 0), size);
@@ -127,7 +128,7 @@ std::vector<Row> rows() {
   };
 }
 
-TEST(Convert, GivesTheBytesOfTheOtherCodePage) {
+TEST(Convert, ReturnsTheBytesOfTheOtherCodePage) {
   for (const Row& row : rowsOf(rows())) {
     expectConverts(ofText(row.from, row.data.c_str(), row.to), row.expected);
     expectConverts(ofBytes(row.from, row.data, row.to), row.expected);
@@ -137,7 +138,7 @@ TEST(Convert, GivesTheBytesOfTheOtherCodePage) {
   }
 }
 
-TEST(Convert, TakesBytes0AsData) {
+TEST(Convert, TreatsZeroBytesAsData) {
   expectConverts(ofBytes("UTF-8", "a\0\xC3\xBC\0"s, "ISO-8859-1"), "a\0\xFC\0"s);
   expectConverts(ofBytes("UTF-16BE", "\0a\0b"s, "UTF-8"), "ab");
   expectConverts(ofUnicode(icu::UnicodeString(u"a\0b", 3), "UTF-8"), "a\0b"s);
@@ -148,7 +149,7 @@ TEST(Convert, EndsTextAtItsTerminator) {
   expectConverts(ofText("UTF-8", "ab\0cd", "UTF-8"), "ab");
 }
 
-TEST(Convert, GivesWhatIcuGivesForEveryCodePageAtEveryLength) {
+TEST(Convert, AgreesWithIcuForEveryCodePageAtEveryLength) {
   icu::UnicodeString everything(u"abc");
   for (char16_t unit = 0xA0; unit < 0x600; unit += 7) everything.append(unit);
   for (char16_t unit = 0x3000; unit < 0xFF00; unit += 97) everything.append(unit);
@@ -195,7 +196,7 @@ TEST(Convert, ConvertsLongData) {
   }
 }
 
-// --- between equal names: nothing is looked at
+// --- between equal names: the data is copied unchanged
 
 TEST(Convert, CopiesBetweenEqualNames) {
   struct Same {
@@ -213,7 +214,7 @@ TEST(Convert, CopiesBetweenEqualNames) {
   for (const Same& same : rowsOf(pairs)) {
     ROW(testing::PrintToString(same.from) + " to " + testing::PrintToString(same.to));
     for (const std::string& data : rowsOf({"a"s, "\xFF\x80 no UTF-8"s, std::string(5000, 'x')})) {
-      if (data.size() > 100) {  // one by one is for short data
+      if (data.size() > 100) {  // single bytes are compared only for short data
         Destination destination(5001);
         EXPECT_EQ(destination.take(ofBytes(same.from, data, same.to)), 5001);
         EXPECT_EQ(destination.bytes(5001), data + '\0');
@@ -226,7 +227,7 @@ TEST(Convert, CopiesBetweenEqualNames) {
   }
 }
 
-TEST(Convert, TellsNamesApartByTheirBytes) {
+TEST(Convert, ComparesNamesByteByByte) {
   for (const char* const other : rowsOf({"utf-8", "UTF8", "utf8", "UTF-8,version=1"})) {
     expectConverts(ofText("UTF-8", "a\xFF", other), "a\xEF\xBF\xBD");
     expectConverts(ofText(other, "a\xFF", "UTF-8"), "a\xEF\xBF\xBD");
@@ -235,7 +236,7 @@ TEST(Convert, TellsNamesApartByTheirBytes) {
               conversionError("NO-SUCH-PAGE", "no-such-page"));
 }
 
-TEST(Convert, TellsTheDefaultFromItsName) {
+TEST(Convert, DistinguishesTheDefaultFromItsName) {
   const char* const name = ucnv_getDefaultName();
   const icu::UnicodeString read("a\xFF", 2, nullptr);
   std::string expected(8, '\0');
@@ -253,7 +254,7 @@ TEST(Convert, CopiesWithinItsDestination) {
   EXPECT_STREQ(room.data(), "abcdef");
 }
 
-TEST(Convert, CopiesDataOfEveryLengthAlsoOntoThemselves) {
+TEST(Convert, CopiesDataOfEveryLengthAlsoOntoItself) {
   std::string data;
   for (char letter = '0'; data.size() < 80; ++letter) data += letter;
   constexpr std::size_t start = 40;
@@ -275,7 +276,7 @@ TEST(Convert, CopiesDataOfEveryLengthAlsoOntoThemselves) {
 
 // --- no data
 
-TEST(Convert, OfNullDataIsNothing) {
+TEST(Convert, ReturnsZeroForNullData) {
   std::array<char, 4> room = {'#', '#', '#', '#'};
   for (const char* const to :
        rowsOf({"UTF-8", "ISO-8859-1", "no-such-page", static_cast<const char*>(nullptr)})) {
@@ -291,7 +292,7 @@ TEST(Convert, OfNullDataIsNothing) {
   EXPECT_EQ(std::string(room.data(), 4), "####");
 }
 
-TEST(Convert, OfEmptyDataIsTheTerminator) {
+TEST(Convert, WritesOnlyTheTerminatorForEmptyData) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   for (const char* const to :
@@ -326,7 +327,7 @@ TEST(Convert, OfEmptyDataIsTheTerminator) {
 
 // --- errors
 
-TEST(Convert, WritesNothingWhereThereIsNoRoom) {
+TEST(Convert, WritesNothingIfTheDestinationIsTooSmall) {
   const auto conversions = std::to_array<Conversion>({
       ofText("UTF-8", "abc", "UTF-8"),
       ofText("UTF-8", "abc", "ISO-8859-1"),
@@ -350,7 +351,7 @@ TEST(Convert, WritesNothingWhereThereIsNoRoom) {
   }
 }
 
-TEST(Convert, NamesTheCodePagesThatItCannotConvertBetween) {
+TEST(Convert, RaisesWithTheCodePagesThatItCannotConvertBetween) {
   const std::string byDefault = ucnv_getDefaultName();
   struct Failing {
     const char* from;
@@ -387,7 +388,7 @@ TEST(Convert, NamesTheCodePagesThatItCannotConvertBetween) {
               conversionError("no-such-page", byDefault));
 }
 
-TEST(Convert, RaisesWhenNothingIsLeftOfTheData) {
+TEST(Convert, RaisesIfTheResultIsEmpty) {
   struct Lost {
     const char* what;
     const char* from;
@@ -407,8 +408,8 @@ TEST(Convert, RaisesWhenNothingIsLeftOfTheData) {
   }
 }
 
-// The data is not touched: a size alone is asked for, or there is too little room.
-TEST(Convert, TellsNoSizeAboveTheLargestInt) {
+// The data is not read: only the size is requested, or the destination is too small.
+TEST(Convert, RaisesForSizesAboveTheLargestInt) {
   char one = 'x';
   EXPECT_EQ(Converter::convert(nullptr, 0, "UTF-8", &one, largestInt - 1, "UTF-8"), largestInt);
   EXPECT_THAT([&] { Converter::convert(nullptr, 0, "UTF-8", &one, largestInt, "UTF-8"); },
@@ -424,8 +425,8 @@ class ConvertDebug : public testing::Test {
   ConvertDebug() { Converter::setDebug(true); }
   ~ConvertDebug() override { Converter::setDebug(false); }
 
-  /// What a conversion prints. The error number is the thread's before the call, as long as nothing in it
-  /// fails: every code page here is open already.
+  /// The output of a conversion. It contains errno from before the call, because all code pages are already
+  /// open and so no call of the C library fails.
   static std::string printed(const Conversion& conversion, char* destination, int length) {
     run(conversion, destination, length);
     return run(conversion, destination, length);
@@ -573,12 +574,12 @@ TEST_F(ConvertDebug, PrintsEachStepOfAUnicodeConversion) {
   }
 }
 
-/// The C library's error number is not the converter's, and can be anything.
+/// Removes errno from the output: a failure in the C library can set it to any value.
 std::string withoutErrno(const std::string& text) {
   return std::regex_replace(text, std::regex("errno: [0-9]+"), "errno: #");
 }
 
-TEST_F(ConvertDebug, NamesTheCodePageThatIsUnknown) {
+TEST_F(ConvertDebug, PrintsTheUnknownCodePage) {
   std::array<char, 4> room{};
   EXPECT_THAT(withoutErrno(printed(ofUnicode(u"a", "no-such-page"), nullptr, 0)),
               testing::EndsWith("DEBUG: Call to extract to get size failed - errno: # size: 0 toCodePage: "
@@ -595,7 +596,7 @@ TEST_F(ConvertDebug, CanBeTurnedOffAgain) {
   EXPECT_NE(printed(ofText("UTF-8", "a", "latin1"), nullptr, 0), "");
 }
 
-TEST(Convert, PrintsNothingAtFirst) {
+TEST(Convert, PrintsNothingByDefault) {
   testing::internal::CaptureStdout();
   Converter::convert(nullptr, 0, "UTF-8", "a", "latin1");
   Converter::convert(nullptr, 0, "latin1", u"a");
@@ -615,7 +616,7 @@ TEST(ConvertTrace, ReportsTheSharedImplementationInsideTheByteOverloads) {
   EXPECT_THAT(trace.take(), expected);
 }
 
-TEST(ConvertTrace, ReportsTheOthersOnce) {
+TEST(ConvertTrace, ReportsTheOtherOverloadsOnce) {
   TraceRecorder trace(0x20000);
   Converter::convert(nullptr, 0, "UTF-8", u"a");
   EXPECT_THAT(trace.take(), ElementsAre("traceEntry 5ED", "traceExit 5ED 0"));
@@ -623,7 +624,7 @@ TEST(ConvertTrace, ReportsTheOthersOnce) {
   EXPECT_THAT(trace.take(), ElementsAre("traceEntry 5EF", "traceExit 5EF 0"));
 }
 
-TEST(ConvertTrace, ReportsNoExitOfWhatRaises) {
+TEST(ConvertTrace, ReportsNoExitIfItRaises) {
   TraceRecorder trace(0x20000);
   EXPECT_THROW(Converter::convert(nullptr, 0, "UTF-8", "a", "no-such-page"), NLSException);
   std::vector<std::string> own;

@@ -7,13 +7,13 @@
 #include <ostream>
 #include <string>
 
-/// ICU's own program converts the same files; where it is missing these tests fail.
+/// Compares the converter with ICU's program uconv. Without that program, the tests fail.
 namespace tarvo::test {
 namespace {
 
 using oss::Converter;
 
-/// A text that its code page holds whole.
+/// A text all of whose characters are in its code page.
 struct Sample {
   const char* codePage;
   const char8_t* line;
@@ -37,7 +37,7 @@ constexpr const char8_t* all =
 
 class ConverterJudge : public testing::TestWithParam<Sample> {
  protected:
-  /// Longer than what the program reads at a time, so that characters lie across its blocks.
+  /// Longer than the blocks that the program reads, so that characters cross block boundaries.
   static std::string text() {
     const std::string line = reinterpret_cast<const char*>(GetParam().line);
     std::string lines;
@@ -77,8 +77,8 @@ TEST_P(ConverterJudge, ReadsTheFileThatTheProgramWrites) {
   EXPECT_TRUE(programConverts(bytes, GetParam().codePage, "UTF-8") == utf8);
 }
 
-// Also what does not belong into the code page, and what is damaged.
-TEST_P(ConverterJudge, ReplacesWhatTheProgramReplaces) {
+// Characters that the code page does not contain, and invalid bytes.
+TEST_P(ConverterJudge, ReplacesTheSameInvalidDataAsTheProgram) {
   std::string utf8 = text();
   for (std::size_t at = 50; at < utf8.size(); at += 97) utf8[at] = static_cast<char>(utf8[at] ^ 0x80);
   utf8 += reinterpret_cast<const char*>(all);

@@ -14,15 +14,17 @@
 #include <string>
 #include <vector>
 
-/// Conversions between two code pages beside ICU's converters opened by name for each: seeded random texts, sound and
-/// damaged, into rooms of any size at any address, and where the text itself stands.
+/// Compares conversions between two code pages with ICU's converters, which are opened by name for each
+/// conversion. The texts are random, valid or damaged. Destinations have any size and address, and may
+/// overlap the text.
 namespace tarvo::test {
 namespace {
 
 using oss::Converter;
 using oss::NLSException;
 
-/// The code pages whose conversions ICU need not do, in several names, and those next to them that only it does.
+/// Code pages that the library converts without ICU, under several names, and similar ones that only ICU
+/// converts.
 const std::vector<std::string>& codePages() {
   static const std::vector<std::string> names = {"UTF-16LE",
                                                  "UTF-16BE",
@@ -62,7 +64,7 @@ class RandomTexts {
     return all[below(static_cast<unsigned>(all.size()))];
   }
 
-  /// Of few kinds of characters, so that each kind fills whole texts as well.
+  /// A random text of few kinds of characters, so that some texts consist of one kind.
   icu::UnicodeString text(bool halves) {
     icu::UnicodeString text;
     const unsigned kinds = 1 + below(5);
@@ -117,7 +119,7 @@ icu::UnicodeString icuText(const std::string& bytes, const std::string& codePage
   return U_SUCCESS(status) ? icu::UnicodeString(units.data(), count) : icu::UnicodeString();
 }
 
-/// What a call leaves: the answer or the error, and the room.
+/// The outcome of a call: the result or the error, and the bytes of the destination.
 struct Left {
   int size = 0;
   std::string error;
@@ -144,7 +146,7 @@ Left leftBy(std::string room, Convert convert) {
   return left;
 }
 
-/// ICU's own part of it, and the rules for sizes and errors around it.
+/// The expected outcome: bytes as ICU converts them, sizes and errors by the rules of the header.
 Left leftByIcu(std::string room, std::size_t start, int length, const icu::UnicodeString& text,
                const std::string& from, const std::string& to) {
   Left left;
@@ -211,7 +213,7 @@ void expectConvertsAsIcu(RandomTexts& random, const std::string& from, const std
   }
 }
 
-TEST(ConverterPairs, ConvertAsIcuDoes) {
+TEST(ConverterPairs, ConvertLikeIcu) {
   constexpr unsigned seed = 20261122;
   RandomTexts random(seed);
   for (int i = 0; i < 40'000; ++i) {
@@ -248,7 +250,7 @@ TEST(ConverterPairs, ConvertEverySingleByteCodePageToUtf16) {
   }
 }
 
-TEST(ConverterPairs, WriteUnicodeTextsAsIcuDoes) {
+TEST(ConverterPairs, WriteUnicodeTextsLikeIcu) {
   constexpr unsigned seed = 4;
   RandomTexts random(seed);
   for (int i = 0; i < 20'000; ++i) {

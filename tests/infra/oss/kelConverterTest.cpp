@@ -45,7 +45,7 @@ icu::UnicodeString repeatedText(const icu::UnicodeString& piece, std::size_t tim
   return all;
 }
 
-/// The bytes that a conversion leaves, and where: inline with the capacity N, or on the heap.
+/// The bytes after a conversion, and their storage: inside the object with capacity N, or on the heap.
 template <std::size_t N>
 void expectConverts(const icu::UnicodeString& text, const char* codePage, const std::string& expected,
                     unsigned long long capacity) {
@@ -87,13 +87,13 @@ std::vector<Row> rows() {
   };
 }
 
-TEST(ConvertToBytes, GivesTheBytesOfTheCodePage) {
+TEST(ConvertToBytes, ReturnsTheBytesOfTheCodePage) {
   for (const Row& row : rowsOf(rows())) {
     expectConverts<512>(row.text, row.codePage, row.bytes, 512);
   }
 }
 
-TEST(ConvertToBytes, GivesTheSameBytesOnTheHeap) {
+TEST(ConvertToBytes, ReturnsTheSameBytesOnTheHeap) {
   for (const Row& row : rowsOf(rows())) {
     if (row.bytes.size() <= 1) continue;
     unsigned long long capacity = 4;
@@ -102,7 +102,7 @@ TEST(ConvertToBytes, GivesTheSameBytesOnTheHeap) {
   }
 }
 
-TEST(ConvertToBytes, OfABogusTextGivesNothing) {
+TEST(ConvertToBytes, ReturnsZeroForABogusText) {
   icu::UnicodeString bogus;
   bogus.setToBogus();
   expectConverts<16>(bogus, "UTF-8", "", 16);
@@ -117,7 +117,7 @@ void movesToTheHeapAbove(unsigned long long capacity) {
   expectConverts<N>(repeatedText(unit, N + 1), "ISO8859_1", std::string(N + 1, 'x'), capacity);
 }
 
-TEST(ConvertToBytes, StaysInlineUpToNBytesAndTakesTheNextPowerOfTwoAbove) {
+TEST(ConvertToBytes, StaysInlineUpToNBytesAndThenGrowsToAPowerOfTwo) {
   movesToTheHeapAbove<1>(4);
   movesToTheHeapAbove<3>(4);
   movesToTheHeapAbove<4>(8);
@@ -154,7 +154,7 @@ TEST(ConvertToBytes, ConvertsLongTexts) {
   expectConverts<512>(text, "windows-1252", repeated("x\x80", 100000), 262144);
 }
 
-TEST(ConvertToBytes, TakesICUsDefaultConverterForANullOrEmptyCodePage) {
+TEST(ConvertToBytes, UsesIcusDefaultConverterForANullOrEmptyCodePage) {
   const icu::UnicodeString text(u"a\u00E9\u20AC");
   const std::string bytes = inDefaultCodePage(text);
   ASSERT_FALSE(bytes.empty());
@@ -175,7 +175,7 @@ TEST(ConvertToBytes, CanRepeatWithTheSameBuffer) {
   }
 }
 
-TEST(ConvertToBytes, CanUseABufferAgainWhoseGrowthFailed) {
+TEST(ConvertToBytes, CanReuseABufferWhoseGrowthFailed) {
   for (const std::size_t length : rowsOf(std::vector<std::size_t>{0, 1, 4, 5, 100})) {
     SizeableBuffer<char, 4> bytes;
     EXPECT_THROW(bytes.resize((1ULL << 30) + 1), std::bad_alloc);
@@ -210,13 +210,13 @@ struct Growth {
   }
 };
 
-TEST(ConvertToBytes, WritesNoTerminatorBehindAFullStore) {
+TEST(ConvertToBytes, WritesNoTerminatorIfTheBytesFillTheStorage) {
   char store[] = "?????????";
   EXPECT_EQ(Converter::convertToBytes(u"abcd", "UTF-8", store, 4, &mustNotGrow, nullptr), 4U);
   EXPECT_STREQ(store, "abcd?????");
 }
 
-TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
+TEST(ConvertToBytes, WritesNothingAfterStorageThatIsTooSmall) {
   for (std::size_t capacity = 1; capacity < 5; ++capacity) {
     ROW("capacity", capacity);
     std::string store(9, '?');
@@ -229,7 +229,7 @@ TEST(ConvertToBytes, WritesNothingBehindAStoreThatIsTooSmall) {
   }
 }
 
-TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
+TEST(ConvertToBytes, GrowsAtOnceIfThereIsNoStorage) {
   char store[] = "?";
   for (char* const target : rowsOf({static_cast<char*>(nullptr), store})) {
     ROW(target == nullptr ? "null" : "no room");
@@ -243,7 +243,7 @@ TEST(ConvertToBytes, GrowsAtOnceWithoutAStore) {
   EXPECT_STREQ(store, "?");
 }
 
-TEST(ConvertToBytes, GivesNoMoreThanThereIsRoomForWhereICUsSizeWasTooSmall) {
+TEST(ConvertToBytes, ReturnsAtMostTheCapacityIfIcuUnderReportsTheSize) {
   for (const CutCharacters& cut : rowsOf(cutCharacters())) {
     const std::string expected = allBytes(cut.piece, cut.codePage);
     for (std::size_t capacity = 0; capacity <= expected.size(); ++capacity) {
@@ -258,7 +258,7 @@ TEST(ConvertToBytes, GivesNoMoreThanThereIsRoomForWhereICUsSizeWasTooSmall) {
   }
 }
 
-TEST(ConvertToBytes, DoesNotCutTheStoresCapacity) {
+TEST(ConvertToBytes, DoesNotTruncateTheCapacity) {
   for (const std::size_t capacity :
        rowsOf({std::size_t{1} << 31, std::size_t{1} << 32, (std::size_t{1} << 32) + 1,
                std::numeric_limits<std::size_t>::max()})) {
@@ -268,7 +268,7 @@ TEST(ConvertToBytes, DoesNotCutTheStoresCapacity) {
   }
 }
 
-TEST(ConvertToBytes, RaisesOutOfMemoryWhenItCannotGrow) {
+TEST(ConvertToBytes, RaisesOutOfMemoryIfItCannotGrow) {
   char store[4];
   EXPECT_THAT(
       [&] { Converter::convertToBytes(u"abcde", "UTF-8", store, 4, &noMemory, nullptr); },

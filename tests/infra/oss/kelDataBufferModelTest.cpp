@@ -32,7 +32,7 @@ std::string front(const Bytes& store, std::size_t count) {
   return {store.begin(), store.begin() + static_cast<std::ptrdiff_t>(count)};
 }
 
-TEST(DataBufferModel, MovesTheTailUpToTheFirstZeroAndNoFarther) {
+TEST(DataBufferModel, MovesTheTailOnlyUpToTheFirstZero) {
   Model model;
   model.insert(0, bytesOf(std::string_view("ab\0cd", 5)));
   model.insert(1, bytesOf("XY"));
@@ -40,7 +40,7 @@ TEST(DataBufferModel, MovesTheTailUpToTheFirstZeroAndNoFarther) {
   EXPECT_EQ(model.length(), 7);
 }
 
-TEST(DataBufferModel, CutsAtAZeroWhereItGrows) {
+TEST(DataBufferModel, CutsTheTextAtAZeroWhenItGrows) {
   Model model;
   model.insert(0, bytesOf(std::string_view("ab\0cd", 5)));
   model.insert(5, Bytes(4096, 'z'));
@@ -62,8 +62,8 @@ TEST(DataBufferModel, ShowsOldBytesOnlyAfterAClearThatKeepsThem) {
   EXPECT_EQ(front(model.store(), 8), std::string(8, '\0'));
 }
 
-/// One buffer and its model through random steps. The seed is the test's parameter, so the run of one seed is
-/// repeated by its name.
+/// Random operations on a buffer and its model. The parameter is the seed. To repeat a failure, run the test
+/// of that seed by its name.
 class DataBufferSteps : public ::testing::TestWithParam<unsigned> {
  protected:
   int below(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
@@ -294,7 +294,7 @@ std::string DataBufferSteps::step() {
   }
 }
 
-TEST_P(DataBufferSteps, AreTheModels) {
+TEST_P(DataBufferSteps, AgreeWithTheModel) {
   ROW("seed", GetParam());
   for (int i = 0; i < 1500; ++i) {
     ROW("i", i);

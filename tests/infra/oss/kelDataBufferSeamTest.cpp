@@ -22,7 +22,7 @@ namespace {
 using oss::DataBuffer;
 using oss::NLSException;
 
-TEST(DataBuffer, RefusesADefaultThatIsOneOfTheTwoNames) {
+TEST(DataBuffer, RefusesADefaultConverterWithOneOfTheTwoNames) {
   for (const std::string name : rowsOf({"UTF-16", "UTF-32"})) {
     const DefaultCodePage wide(name.c_str());
     const auto error =
@@ -35,7 +35,7 @@ TEST(DataBuffer, RefusesADefaultThatIsOneOfTheTwoNames) {
   }
 }
 
-// An empty name is not looked into, although it means the same default. Its text begins with a mark, in the
+// An empty name is not checked, although it means the same default. Its text begins with a mark, in the
 // order of the processor.
 TEST(DataBuffer, DoesNotRefuseAnEmptyName) {
   const DefaultCodePage wide("UTF-16");
@@ -45,9 +45,9 @@ TEST(DataBuffer, DoesNotRefuseAnEmptyName) {
   EXPECT_EQ(buffer.getString(), expected) << "up to the zero byte";
 }
 
-// --- the blocks of a text that grows
+// --- the heap blocks of a growing text
 
-/// The sizes of the blocks that it asks for, without the first.
+/// The sizes of the blocks that are allocated, without the first.
 std::vector<std::size_t> blocksUpTo(std::size_t length) {
   std::vector<std::size_t> blocks;
   const std::string piece(1000, 'p');
@@ -61,8 +61,8 @@ std::vector<std::size_t> blocksUpTo(std::size_t length) {
   return blocks;
 }
 
-TEST(DataBuffer, DoublesItsBlockUpTo32KiBAndAbove32MiBAndElseTakesFourTimesAsMuch) {
-  constexpr std::size_t first = 5000 + 1000 + 4096 + 1;  // what is needed
+TEST(DataBuffer, GrowsItsBlockTwofoldBelow32KiBAndAbove32MiBAndFourfoldBetween) {
+  constexpr std::size_t first = 5000 + 1000 + 4096 + 1;  // the required size
   constexpr std::size_t large = first * 4;
   EXPECT_THAT(blocksUpTo(80'000'000),
               ::testing::ElementsAre(first, first * 2, large, large * 4, large * 16, large * 64, large * 256,

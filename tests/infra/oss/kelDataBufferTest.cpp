@@ -42,12 +42,12 @@ std::string text(const DataBuffer& buffer) {
   return {buffer.getString(), static_cast<std::size_t>(buffer.length())};
 }
 
-/// The bytes from the end of the text to the end of the store.
-std::string behind(const DataBuffer& buffer) {
+/// The bytes from the end of the text to the end of the storage.
+std::string bytesAfter(const DataBuffer& buffer) {
   return {buffer.getString() + buffer.length(), buffer.getString() + buffer.capacity() + 1};
 }
 
-/// What ICU makes of a short text in its default code page.
+/// A short text in ICU's default code page, converted by ICU.
 std::string inDefaultCodePage(const icu::UnicodeString& given) {
   std::string bytes(100, '\0');
   bytes.resize(static_cast<std::size_t>(given.extract(0, given.length(), bytes.data(), 100U, nullptr)));
@@ -62,7 +62,7 @@ void expectHolds(const DataBuffer& buffer, const std::string& expected, int capa
 
 // --- construction
 
-TEST(DataBuffer, StartsEmptyWithTheRoomAskedFor) {
+TEST(DataBuffer, StartsEmptyWithTheRequestedCapacity) {
   struct Row {
     int size;
     int capacity;
@@ -78,11 +78,11 @@ TEST(DataBuffer, StartsEmptyWithTheRoomAskedFor) {
     ROW("size", row.size);
     const DataBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
-TEST(DataBuffer, FillsTheRoomAskedForWithoutMoving) {
+TEST(DataBuffer, FillsTheRequestedCapacityWithoutMoving) {
   DataBuffer buffer(5000);
   const char* const store = buffer.getString();
   const std::string full(5000, 'a');
@@ -93,7 +93,7 @@ TEST(DataBuffer, FillsTheRoomAskedForWithoutMoving) {
   expectHolds(buffer, full + "b", 5001 + 4096);
 }
 
-TEST(DataBuffer, IsMadeOfAText) {
+TEST(DataBuffer, CanBeConstructedFromAText) {
   const std::string full(4096, 'f');
   const std::string tooLong(4097, 'l');
   struct Row {
@@ -112,7 +112,7 @@ TEST(DataBuffer, IsMadeOfAText) {
   }
 }
 
-TEST(DataBuffer, IsMadeOfUnicodeInACodePage) {
+TEST(DataBuffer, CanBeConstructedFromUnicodeInACodePage) {
   expectHolds(DataBuffer(u"stra\u00DFe", "ISO-8859-1"),
               "stra\xDF"
               "e",
@@ -126,7 +126,7 @@ TEST(DataBuffer, IsMadeOfUnicodeInACodePage) {
   expectHolds(DataBuffer(u"\u00DF", ""), inDefaultCodePage(u"\u00DF"), 4096);
 }
 
-TEST(DataBuffer, OfARefusedCodePageIsNotMade) {
+TEST(DataBuffer, RaisesInItsConstructorForARefusedCodePage) {
   EXPECT_THAT(
       [] { DataBuffer(u"a", "UTF-16"); },
       Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "UTF-16"s, "UTF-16"s).from("kelDataBuffer.cpp"));
@@ -152,7 +152,7 @@ TEST(DataBuffer, IsCopiedWithItsCapacityFromTheHeap) {
   large.appendString("abc");
   const DataBuffer copy(large);
   expectHolds(copy, "abc", 10000);
-  EXPECT_THAT(behind(copy), Each('\0'));
+  EXPECT_THAT(bytesAfter(copy), Each('\0'));
   large.appendString("d");
   expectHolds(copy, "abc", 10000);
 }
@@ -163,7 +163,7 @@ TEST(DataBuffer, IsCopiedInsideTheObjectWithItsZeros) {
   expectHolds(DataBuffer(small), "ab\0cd"s, 4096);
 }
 
-// The length is the other's although the copied bytes end at the 0.
+// The copy has the length of the original, although only the bytes up to the zero byte are copied.
 TEST(DataBuffer, IsCopiedFromTheHeapUpToTheFirstZero) {
   DataBuffer large(5000);
   large.appendString("ab\0cd", 5);
@@ -171,18 +171,18 @@ TEST(DataBuffer, IsCopiedFromTheHeapUpToTheFirstZero) {
   expectHolds(copy, "ab\0\0\0"s, 5000);
 }
 
-TEST(DataBuffer, IsCopiedWithoutTheOldBytesBehindIt) {
+TEST(DataBuffer, IsCopiedWithoutOldBytesAfterTheText) {
   DataBuffer buffer("abcdef");
   buffer.clear(true);
   buffer.appendString("x");
   const DataBuffer copy(buffer);
   expectHolds(copy, "x", 4096);
-  EXPECT_THAT(behind(copy), Each('\0'));
+  EXPECT_THAT(bytesAfter(copy), Each('\0'));
 }
 
 // --- append and insert
 
-TEST(DataBuffer, IsLeftAsItIsByNothing) {
+TEST(DataBuffer, IsUnchangedByNullAndEmptyTexts) {
   const std::vector<std::pair<const char*, std::function<void(DataBuffer&)>>> rows = {
       {"append null", [](DataBuffer& b) { b.appendString(static_cast<const char*>(nullptr)); }},
       {"append empty", [](DataBuffer& b) { b.appendString(""); }},
@@ -213,11 +213,11 @@ TEST(DataBuffer, IsLeftAsItIsByNothing) {
     DataBuffer buffer("abc");
     change(buffer);
     expectHolds(buffer, "abc", 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
-TEST(DataBuffer, TakesTextAtAClampedPosition) {
+TEST(DataBuffer, ClampsThePositionOfAnInsert) {
   struct Row {
     int position;
     const char* expected;
@@ -253,7 +253,7 @@ TEST(DataBuffer, StaysInsideTheObjectUpTo4096Bytes) {
   expected += 'b';
   expectHolds(buffer, expected, 8193);
   EXPECT_NE(buffer.getString(), inside);
-  EXPECT_THAT(behind(buffer), Each('\0'));
+  EXPECT_THAT(bytesAfter(buffer), Each('\0'));
 }
 
 TEST(DataBuffer, ReportsNeedPlus4096WheneverItGrows) {
@@ -269,7 +269,7 @@ TEST(DataBuffer, ReportsNeedPlus4096WheneverItGrows) {
     buffer.appendString(more.c_str());
     expected += more;
     expectHolds(buffer, expected, capacity);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
@@ -284,7 +284,7 @@ TEST(DataBuffer, GrowsAtAnyPosition) {
   }
 }
 
-TEST(DataBuffer, KeepsZerosWhileTheyFit) {
+TEST(DataBuffer, KeepsZeroBytesAsLongAsItDoesNotGrow) {
   DataBuffer buffer(0);
   buffer.appendString("ab\0cd", 5);
   expectHolds(buffer, "ab\0cd"s, 4096);
@@ -292,7 +292,7 @@ TEST(DataBuffer, KeepsZerosWhileTheyFit) {
   expectHolds(buffer, "ab\0cdef"s, 4096);
 }
 
-// The tail is what stands before the next 0: "b" moves over the 0, "cd" stays where it is.
+// The tail ends at the next zero byte: "b" moves and overwrites the zero byte, "cd" does not move.
 TEST(DataBuffer, MovesOnlyTheTailBeforeAZero) {
   DataBuffer buffer(0);
   buffer.appendString("ab\0cd", 5);
@@ -321,11 +321,11 @@ TEST(DataBuffer, IsCutAtAZeroWhenItGrows) {
     buffer.appendString(row.held.data(), static_cast<int>(row.held.size()));
     buffer.insertString(row.position, row.added.data(), static_cast<int>(row.added.size()));
     expectHolds(buffer, row.expected, static_cast<int>(row.held.size() + row.added.size()) + 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
-// Much room behind the text is taken in another way than a little.
+// If the count is far above the text's length, the free space is cleared by another code path.
 TEST(DataBuffer, IsCutAtAZeroFarBeforeTheEndOfTheCount) {
   const std::string added = "def" + std::string(300'000, '\0');
   for (const std::size_t held :
@@ -335,13 +335,13 @@ TEST(DataBuffer, IsCutAtAZeroFarBeforeTheEndOfTheCount) {
     buffer.insertString(4, added.data(), static_cast<int>(added.size()));
     expected.insert(4, "def");
     expectHolds(buffer, expected, static_cast<int>(held + added.size()) + 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
     buffer.clear(false);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
-TEST(DataBuffer, TakesItselfAsIfCopiedFirst) {
+TEST(DataBuffer, CanInsertItself) {
   DataBuffer appended("abc");
   appended.appendString(appended);
   expectHolds(appended, "abcabc", 4096);
@@ -353,7 +353,7 @@ TEST(DataBuffer, TakesItselfAsIfCopiedFirst) {
   expectHolds(text, "ababcc", 4096);
 }
 
-TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
+TEST(DataBuffer, CanInsertAPieceOfItself) {
   struct Row {
     int position, start, count;
     const char* expected;
@@ -367,12 +367,12 @@ TEST(DataBuffer, TakesAPieceOfItselfAsIfCopiedFirst) {
     expectHolds(buffer, row.expected, 4096);
   }
   DataBuffer buffer("abcdef");
-  buffer.appendBinary(buffer.getString() + 4, 3, false);  // the terminator is the third
+  buffer.appendBinary(buffer.getString() + 4, 3, false);  // the third byte is the terminator
   expectHolds(buffer, "abcdefX'656600'", 4096);
 }
 
-// The piece lies where its copy goes to, in part or whole.
-TEST(DataBuffer, TakesAPieceThatReachesBehindItsEndAsIfCopiedFirst) {
+// The piece overlaps the position of its copy, partly or completely.
+TEST(DataBuffer, CanInsertAPieceOfItselfThatOverlapsTheGap) {
   for (const int count : rowsOf({1, 2, 3, 5, 9, 17, 32, 33, 100})) {
     for (int start = 0; start <= 50; ++start) {
       ROW(std::to_string(count) + " bytes from " + std::to_string(start));
@@ -384,12 +384,12 @@ TEST(DataBuffer, TakesAPieceThatReachesBehindItsEndAsIfCopiedFirst) {
                                     .substr(static_cast<std::size_t>(start), static_cast<std::size_t>(count));
       buffer.appendString(buffer.getString() + start, count);
       ASSERT_EQ(text(buffer), before + piece);
-      ASSERT_THAT(behind(buffer), Each('\0'));
+      ASSERT_THAT(bytesAfter(buffer), Each('\0'));
     }
   }
 }
 
-TEST(DataBuffer, TakesItselfWhileGrowing) {
+TEST(DataBuffer, CanInsertItselfWhileGrowing) {
   std::string expected(3000, 'a');
   for (std::size_t i = 0; i < expected.size(); ++i) expected[i] = static_cast<char>('a' + i % 26);
   DataBuffer buffer(expected.c_str());
@@ -404,7 +404,7 @@ TEST(DataBuffer, TakesItselfWhileGrowing) {
 
 // --- sizes near the largest int
 
-TEST(DataBuffer, IsLeftAsItIsByWhatNoCapacityHolds) {
+TEST(DataBuffer, IsUnchangedByTextsThatExceedEveryCapacity) {
   const std::vector<std::pair<const char*, std::function<void(DataBuffer&)>>> rows = {
       {"append the largest count", [](DataBuffer& b) { b.appendString("xyz", largest); }},
       {"append just too much", [](DataBuffer& b) { b.appendString("xyz", largest - 4096 - 3 + 1); }},
@@ -420,13 +420,13 @@ TEST(DataBuffer, IsLeftAsItIsByWhatNoCapacityHolds) {
     DataBuffer buffer("abc");
     change(buffer);
     expectHolds(buffer, "abc", 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
-TEST(DataBuffer, ReachesTheLargestCapacity) {
+TEST(DataBuffer, CanGrowToTheLargestCapacity) {
   DataBuffer buffer("abc");
-  buffer.appendString("def", largest - 4096 - 3);  // to its terminator, as the growing insert takes it
+  buffer.appendString("def", largest - 4096 - 3);  // an insert that grows copies only up to the terminator
   expectHolds(buffer, "abcdef", largest);
   buffer.insertString(0, "x");
   expectHolds(buffer, "xabcdef", largest);
@@ -437,7 +437,7 @@ TEST(DataBuffer, ReachesTheLargestCapacity) {
   expectHolds(buffer, "", 4096);
 }
 
-TEST(DataBuffer, HasTheLargestRoomWhenAsked) {
+TEST(DataBuffer, CanBeConstructedWithTheLargestCapacity) {
   DataBuffer buffer(largest);
   buffer.appendString("abc");
   expectHolds(buffer, "abc", largest);
@@ -447,8 +447,8 @@ TEST(DataBuffer, HasTheLargestRoomWhenAsked) {
 
 // --- growth costs linear time
 
-/// How many bytes moving the text to new storage copies while it grows by ten bytes at a time. A new block is
-/// allocated while the old one still stands, so a move always changes the address.
+/// The number of bytes that are copied to new storage while a text grows by ten bytes at a time. A new block
+/// is allocated before the old one is released, so each move changes the address.
 std::size_t bytesMoved(std::size_t length) {
   DataBuffer buffer(0);
   std::size_t moved = 0;
@@ -472,7 +472,7 @@ TEST(DataBuffer, CopiesNoMoreThanTwiceItsTextWhileItGrows) {
 
 // --- code pages
 
-TEST(DataBuffer, TakesTextInACodePage) {
+TEST(DataBuffer, AppendsTextInACodePage) {
   struct Row {
     const char* encoding;
     const char16_t* given;
@@ -493,7 +493,7 @@ TEST(DataBuffer, TakesTextInACodePage) {
     ROW("encoding", row.encoding);
     DataBuffer buffer("-");
     buffer.appendString(row.given, row.encoding);
-    buffer.appendString(row.given, row.encoding);  // nothing is left over from the first time
+    buffer.appendString(row.given, row.encoding);  // the first call must not affect the second
     expectHolds(buffer, "-" + row.expected + row.expected, 4096);
     DataBuffer inserted("-+");
     inserted.insertString(1, row.given, row.encoding);
@@ -501,7 +501,7 @@ TEST(DataBuffer, TakesTextInACodePage) {
   }
 }
 
-TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
+TEST(DataBuffer, AppendsTheWholeTextIfIcuUnderReportsItsSize) {
   for (const CutCharacters& cut : rowsOf(cutCharacters())) {
     ROW("codePage", cut.codePage);
     for (int padding = 0; padding < 30; ++padding) {
@@ -514,7 +514,7 @@ TEST(DataBuffer, TakesTheWholeTextWhereICUsSizeWasTooSmall) {
   }
 }
 
-TEST(DataBuffer, TakesLongTextInACodePage) {
+TEST(DataBuffer, AppendsLongTextInACodePage) {
   for (const int units : rowsOf({4095, 4096, 4097, 100'000})) {
     icu::UnicodeString given;
     std::string expected;
@@ -528,8 +528,8 @@ TEST(DataBuffer, TakesLongTextInACodePage) {
   }
 }
 
-// By the exact bytes of the name: "utf-16" is not refused, and its mark and zero bytes are appended.
-TEST(DataBuffer, RefusesTwoNamesOnly) {
+// Only exactly these names are refused. "utf-16" is accepted: a byte order mark and zero bytes are appended.
+TEST(DataBuffer, RefusesOnlyTwoCodePageNames) {
   for (const char* const encoding : rowsOf({"UTF-16", "UTF-32"})) {
     for (const char16_t* const given : rowsOf({u"abc", u""})) {
       ROW("encoding", encoding);
@@ -553,7 +553,7 @@ TEST(DataBuffer, RefusesTwoNamesOnly) {
 }
 
 // 2^29 units of 4 bytes each. The text is untouched zero pages, so it takes no memory.
-TEST(DataBuffer, SaysWhenTheConvertedSizeIsAboveTheLargestInt) {
+TEST(DataBuffer, RaisesIfTheConvertedSizeIsAboveTheLargestInt) {
   constexpr std::int32_t units = 1 << 29;
   const std::unique_ptr<void, decltype(&std::free)> zeros(std::calloc(units, sizeof(char16_t)), &std::free);
   ASSERT_NE(zeros, nullptr);
@@ -600,7 +600,7 @@ TEST(DataBuffer, WritesTheLimitsOfEveryWidth) {
   EXPECT_EQ(appended(std::numeric_limits<unsigned long long>::max()), "=18446744073709551615");
 }
 
-TEST(DataBuffer, WritesNumbersUpToTheEndOfItsRoom) {
+TEST(DataBuffer, WritesNumbersUpToTheEndOfItsCapacity) {
   const std::string number = "-2147483648";
   for (int filled = 4096 - 2 * 11; filled <= 4096; ++filled) {
     ROW("filled", filled);
@@ -608,7 +608,7 @@ TEST(DataBuffer, WritesNumbersUpToTheEndOfItsRoom) {
     DataBuffer buffer(before.c_str());
     buffer.appendNumber(std::numeric_limits<int>::min());
     expectHolds(buffer, before + number, filled + 11 <= 4096 ? 4096 : filled + 11 + 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
 }
 
@@ -639,7 +639,7 @@ TEST(DataBuffer, WritesDoublesWithSixDecimals) {
                                         {-0.0, "-0.000000"},
                                         {1.5, "1.500000"},
                                         {-2.25, "-2.250000"},
-                                        {0.0000005, "0.000000"},  // a hair below the tie
+                                        {0.0000005, "0.000000"},  // slightly below the tie
                                         {0.0000015, "0.000002"},
                                         {0.5e-6 + 1e-12, "0.000001"},
                                         {1e15, "1000000000000000.000000"},
@@ -652,7 +652,7 @@ TEST(DataBuffer, WritesDoublesWithSixDecimals) {
   for (const auto& row : rowsOf(rows)) EXPECT_EQ(appended(row.value), "=" + row.expected);
 }
 
-TEST(DataBuffer, WritesTheLargestDoublesWhole) {
+TEST(DataBuffer, WritesTheLargestDoublesCompletely) {
   std::string printed(400, '\0');
   const int size = std::snprintf(printed.data(), printed.size(), "=%f", std::numeric_limits<double>::max());
   printed.resize(static_cast<std::size_t>(size));
@@ -681,7 +681,7 @@ TEST(DataBuffer, WritesBytesAsALiteral) {
   }
 }
 
-TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
+TEST(DataBuffer, WritesEveryByteAtEveryPositionOfALiteral) {
   for (std::size_t count = 1; count <= 300; ++count) {
     ROW("count", count);
     std::string bytes;
@@ -702,7 +702,7 @@ TEST(DataBuffer, WritesAnyByteAtAnyPlaceOfALiteral) {
   }
 }
 
-TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoom) {
+TEST(DataBuffer, WritesALiteralThatMakesItGrow) {
   for (const int before : rowsOf({0, 1, 4096 - 6, 4096 - 5, 4096})) {
     const std::string held(static_cast<std::size_t>(before), 'h');
     DataBuffer buffer(held.c_str());
@@ -718,8 +718,8 @@ TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoom) {
   }
 }
 
-// The bytes behind a 0 in the text are cut, as by any text that outgrows its room.
-TEST(DataBuffer, WritesALiteralThatOutgrowsItsRoomBehindAByteZero) {
+// When the text moves to a larger block, the bytes after a zero byte are lost.
+TEST(DataBuffer, WritesALiteralThatMakesItGrowAfterAZeroByte) {
   DataBuffer buffer(0);
   buffer.appendString("ab\0cd", 5);
   const std::string many(2050, '\x5A');
@@ -740,7 +740,7 @@ TEST(DataBuffer, WritesALiteralBeforeOldBytes) {
   EXPECT_EQ(std::string(buffer.getString(), 46), "X'5a'X'5a'" + std::string(35, 'o') + '\0');
 }
 
-TEST(DataBuffer, WritesALiteralOfItsOwnBytes) {
+TEST(DataBuffer, CanAppendItselfAsALiteral) {
   for (const int count : rowsOf({3, 40, 2100})) {
     const std::string held(static_cast<std::size_t>(count), 'h');
     DataBuffer buffer(held.c_str());
@@ -755,7 +755,7 @@ TEST(DataBuffer, ReadsBackTheLiteralsItWrites) {
   std::string every(256, '\0');
   for (std::size_t i = 0; i < every.size(); ++i) every[i] = static_cast<char>(i);
   for (const int count :
-       rowsOf({1, 2, 256, 2046, 2047, 2048, 50'000})) {  // 2 x 2046 + 3 is the last below 4096
+       rowsOf({1, 2, 256, 2046, 2047, 2048, 50'000})) {  // 2 x 2046 + 3 is the largest size below 4096
     std::string bytes;
     while (static_cast<int>(bytes.size()) < count) bytes += every;
     bytes.resize(static_cast<std::size_t>(count));
@@ -781,7 +781,7 @@ TEST(DataBuffer, ReadsLiteralsOfEitherCase) {
   EXPECT_EQ(target, "\xAF\xFA\x09.");
 }
 
-TEST(DataBuffer, RefusesToReadAnythingElse) {
+TEST(DataBuffer, RefusesToReadTextThatIsNotALiteral) {
   struct Row {
     const char* why;
     std::string held;
@@ -815,7 +815,7 @@ TEST(DataBuffer, RefusesToReadAnythingElse) {
   }
 }
 
-TEST(DataBuffer, SaysWhenTheTargetIsTooSmall) {
+TEST(DataBuffer, RaisesIfTheTargetIsTooSmall) {
   const DataBuffer buffer("X'010203'");
   for (const int capacity : rowsOf({2, 0, -1, std::numeric_limits<int>::min()})) {
     std::string target = "---";
@@ -827,35 +827,35 @@ TEST(DataBuffer, SaysWhenTheTargetIsTooSmall) {
 
 // --- clear
 
-TEST(DataBuffer, IsAllZeroAfterAClearThatKeepsNothing) {
+TEST(DataBuffer, IsAllZeroAfterAClearWithoutKeepContents) {
   for (const char* const held : rowsOf({"", "a", "abcdef"})) {
     DataBuffer buffer(held);
     buffer.clear(false);
     expectHolds(buffer, "", 4096);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
   }
   DataBuffer full(std::string(4096, 'x').c_str());
   full.clear(true);
   full.appendString("a");
   full.clear(false);
-  EXPECT_THAT(behind(full), Each('\0'));
+  EXPECT_THAT(bytesAfter(full), Each('\0'));
 }
 
-// Byte 0 becomes a 0; the others stay, behind the text.
-TEST(DataBuffer, KeepsOldBytesBehindTheTextWhenTold) {
+// The first byte is zeroed; the others stay after the text.
+TEST(DataBuffer, KeepsOldBytesAfterTheTextIfKeepContentsIsTrue) {
   DataBuffer buffer("abcdef");
   buffer.clear(true);
   expectHolds(buffer, "", 4096);
-  EXPECT_EQ(behind(buffer).substr(0, 8), "\0bcdef\0\0"s);
+  EXPECT_EQ(bytesAfter(buffer).substr(0, 8), "\0bcdef\0\0"s);
   buffer.appendString("x");
   EXPECT_EQ(buffer.length(), 1);
   EXPECT_STREQ(buffer.getString(), "xbcdef");
-  buffer.appendString("y");  // the old bytes count as its tail and move along
+  buffer.appendString("y");  // the old bytes are its tail and move
   EXPECT_EQ(buffer.length(), 2);
   EXPECT_STREQ(buffer.getString(), "xybcdef");
 }
 
-TEST(DataBuffer, MovesOldBytesOnlyAsFarAsTheyFit) {
+TEST(DataBuffer, MovesOnlyAsManyOldBytesAsFit) {
   DataBuffer buffer(std::string(4096, 'o').c_str());
   buffer.clear(true);
   buffer.appendString("x");
@@ -864,7 +864,7 @@ TEST(DataBuffer, MovesOldBytesOnlyAsFarAsTheyFit) {
   EXPECT_EQ(std::string(buffer.getString()), "abcx" + std::string(4092, 'o'));
 }
 
-TEST(DataBuffer, TakesOldBytesIntoTheTextWhenItGrows) {
+TEST(DataBuffer, IncludesOldBytesInTheTextWhenItGrows) {
   DataBuffer buffer("abcdef");
   buffer.clear(true);
   buffer.appendString("x");
@@ -873,7 +873,7 @@ TEST(DataBuffer, TakesOldBytesIntoTheTextWhenItGrows) {
   expectHolds(buffer, "x" + filler + "bcdef", 1 + 4096 + 4096);
 }
 
-TEST(DataBuffer, GivesHeapStorageBackEitherWay) {
+TEST(DataBuffer, ReleasesHeapStorageWithAndWithoutKeepContents) {
   for (const bool keepContents : rowsOf({false, true})) {
     DataBuffer buffer("inside");
     const char* const inside = buffer.getString();
@@ -881,7 +881,7 @@ TEST(DataBuffer, GivesHeapStorageBackEitherWay) {
     buffer.clear(keepContents);
     expectHolds(buffer, "", 4096);
     EXPECT_EQ(buffer.getString(), inside);
-    EXPECT_THAT(behind(buffer), Each('\0'));
+    EXPECT_THAT(bytesAfter(buffer), Each('\0'));
     buffer.appendString("again");
     expectHolds(buffer, "again", 4096);
   }
@@ -951,7 +951,7 @@ TEST(DataBuffer, ReportsEveryOperation) {
   }
 }
 
-TEST(DataBuffer, ReportsOnlyTheExitOfBuildingAndTearingDown) {
+TEST(DataBuffer, ReportsOnlyTheExitsOfConstructorsAndTheDestructor) {
   const DataBuffer other("abc");
   const std::vector<std::pair<const char*, std::function<void()>>> rows = {
       {"size", [] { DataBuffer(5); }},
@@ -969,7 +969,7 @@ TEST(DataBuffer, ReportsOnlyTheExitOfBuildingAndTearingDown) {
   }
 }
 
-TEST(DataBuffer, ThatRaisesReportsNoExit) {
+TEST(DataBuffer, ReportsNoExitIfItRaises) {
   DataBuffer buffer("abc");
   const auto refused = Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "UTF-16"s, "UTF-16"s);
   const auto invalid = Raises<NLSException>("ERR_DB_INVALID_BINARY_DATA");
@@ -978,7 +978,7 @@ TEST(DataBuffer, ThatRaisesReportsNoExit) {
     std::vector<std::string> calls;
     for (std::string& call : trace.take()) {
       if (call.find(" 5F") != std::string::npos)
-        calls.push_back(std::move(call));  // not those of the error itself
+        calls.push_back(std::move(call));  // without the calls of the error
     }
     return calls;
   };

@@ -57,14 +57,14 @@ class SocketConnect : public SocketFixture {
   void TearDown() override {
     socket.close();
     EXPECT_EQ(fake.starts(), fake.cleanups() + 1);
-    fake.WSACleanup();  // stands for the one of `socket`, which outlives the check
+    fake.WSACleanup();  // replaces that of `socket`, which is destroyed after the check
     expectNothingLeft();
   }
 
   Socket socket;
 };
 
-TEST_F(SocketConnect, AtOnceMakesTheseCalls) {
+TEST_F(SocketConnect, MakesItsSystemCallsInOrderIfItSucceedsAtOnce) {
   resolvesTo({inetAddress("10.0.0.1", port)});
   connectsAtOnce();
   fake.forget();
@@ -100,7 +100,7 @@ TEST_F(SocketConnect, WithoutATimeoutWaitsWithoutLimit) {
   EXPECT_EQ(fake.steps().at(4), "select({}, {#1}, {#1}, null)");
 }
 
-TEST_F(SocketConnect, OfAConnectedObjectOrOfAViewIsRefusedAndTouchesNothing) {
+TEST_F(SocketConnect, OfAConnectedObjectOrAViewIsRefusedWithoutASystemCall) {
   connected(socket);
   const SocketHandle handle = socket.handle();
   Socket view(socket);
@@ -115,7 +115,7 @@ TEST_F(SocketConnect, OfAConnectedObjectOrOfAViewIsRefusedAndTouchesNothing) {
   EXPECT_THAT(fake.calls(), IsEmpty());
 }
 
-TEST_F(SocketConnect, HandsTheHostToTheResolverInUtf8AtEveryLength) {
+TEST_F(SocketConnect, PassesTheHostToTheResolverInUtf8AtEveryLength) {
   connectsAtOnce();
   for (const std::size_t length : rowsOf({0U, 1U, 1023U, 1024U, 1025U, 1026U, 1027U, 2048U, 5000U})) {
     const std::string name(length, 'h');
@@ -137,7 +137,7 @@ TEST_F(SocketConnect, HandsTheHostToTheResolverInUtf8AtEveryLength) {
             "cher.example\", \"4711\", 0, 0, 1, 0)");
 }
 
-TEST_F(SocketConnect, NeverCutsAHostNameAtANul) {
+TEST_F(SocketConnect, DoesNotTruncateAHostNameAtANul) {
   resolvesTo({inetAddress("10.0.0.1", port)});
   connectsAtOnce();
   fake.on.systemText = [](int) { return "unknown"; };
@@ -168,7 +168,7 @@ TEST_F(SocketConnect, WritesThePortInDecimalWhateverItsValue) {
   }
 }
 
-TEST_F(SocketConnect, SaysWhyANameDoesNotResolve) {
+TEST_F(SocketConnect, RaisesTheResolversCodeIfTheNameDoesNotResolve) {
   struct Row {
     int code;
     const char* text;
@@ -193,7 +193,7 @@ TEST_F(SocketConnect, SaysWhyANameDoesNotResolve) {
   expectUsableAgain();
 }
 
-TEST_F(SocketConnect, TakesAnEmptyAnswerForAnUnknownHost) {
+TEST_F(SocketConnect, TreatsAnEmptyAddressListAsAnUnknownHost) {
   resolvesTo({});
   fake.on.systemText = [](int) { return "Nobody."; };
   EXPECT_THAT(
@@ -232,7 +232,7 @@ TEST_F(SocketConnect, GoesOnToTheNextAddressAsLongAsOneFailsAtOnce) {
                   "ioctlsocketNonBlocking(#3, 0)", "getsockopt(#3, 65535, 4103)", "setsockopt(#3, 6, 1, 1)"));
 }
 
-TEST_F(SocketConnect, HandsEachEntryItsOwnFamilyTypeAndProtocol) {
+TEST_F(SocketConnect, UsesTheFamilyTypeAndProtocolOfEachEntry) {
   platform::ResolvedAddress odd = inetAddress("10.0.0.1", 1);
   odd.family = 77;
   odd.socketType = -5;
@@ -251,7 +251,7 @@ TEST_F(SocketConnect, HandsEachEntryItsOwnFamilyTypeAndProtocol) {
   EXPECT_EQ(steps.at(4), "connect(#1, 1700126700000000" + std::string(30, '0') + "0100000000)");
 }
 
-TEST_F(SocketConnect, SaysNotConnectedWhenEveryAddressFailsAtOnce) {
+TEST_F(SocketConnect, RaisesNotConnectedIfEveryAddressFailsAtOnce) {
   struct Row {
     const char* function;
     int closed;
@@ -271,16 +271,16 @@ TEST_F(SocketConnect, SaysNotConnectedWhenEveryAddressFailsAtOnce) {
   }
 }
 
-TEST_F(SocketConnect, ReadsWhyAConnectFailedBeforeClosingIt) {
+TEST_F(SocketConnect, ReadsTheErrorOfAConnectBeforeClosingTheHandle) {
   resolvesTo({inetAddress("10.0.0.1", 1)});
   fake.on.connect = [this](auto, auto, auto) { return fake.fails(10061); };
-  // Taken for the connect's, this code would mean "in progress".
+  // If this code were used as the result of connect, it would mean "in progress".
   fake.successSets(wouldBlock);
   EXPECT_THAT(connecting(), Raises<SocketException>("ERR_SOCKET_NOT_CONNECTED", host, port).from(file));
   EXPECT_EQ(fake.countOf("select"), 0);
 }
 
-/// A step of an attempt in progress that fails, with what callers see then.
+/// A step of an attempt in progress that fails, and the resulting error.
 struct LateFailure {
   const char* name;
   const char* function;
@@ -316,7 +316,7 @@ INSTANTIATE_TEST_SUITE_P(All, SocketConnectLate,
                                          LateFailure{"NoDelay", "setsockopt", 1}),
                          [](const auto& param) { return param.param.name; });
 
-TEST_F(SocketConnect, EndsWithTheErrorThatIsPending) {
+TEST_F(SocketConnect, RaisesThePendingError) {
   struct Row {
     bool late;
     bool inErrorSet;
@@ -349,7 +349,7 @@ TEST_F(SocketConnect, EndsWithTheErrorThatIsPending) {
   }
 }
 
-TEST_F(SocketConnect, EndsWithATimeoutWhenNothingHappens) {
+TEST_F(SocketConnect, RaisesATimeoutIfNothingHappens) {
   for (const unsigned long long limit : rowsOf({0ULL, 1ULL, 1500ULL, ULLONG_MAX})) {
     resolvesTo({inetAddress("10.0.0.1", port), inetAddress("10.0.0.2", port)});
     connectsLater();
@@ -378,7 +378,7 @@ TEST_F(SocketConnect, AfterAnAddressThatFailedAtOnceStillEndsWithTheOneInProgres
   EXPECT_EQ(fake.countOf("socket"), 2);
 }
 
-TEST_F(SocketConnect, TakesItsOwnHostAgain) {
+TEST_F(SocketConnect, AcceptsItsOwnHostAsArgument) {
   resolvesTo({});
   fake.on.systemText = [](int) { return ""; };
   EXPECT_THROW(connect(), SocketException);

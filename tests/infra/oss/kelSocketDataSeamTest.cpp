@@ -45,7 +45,7 @@ class SocketData : public SocketFixture {
 
   Socket& socket() { return *socket_; }
 
-  /// Each receive takes the next piece; -1 - code stands for a failure, and behind the last the peer closes.
+  /// Makes each receive return the next piece. After the last piece the peer has closed.
   void receives(std::vector<std::string> pieces) {
     fake.on.recv = [pieces = std::move(pieces), next = std::size_t{0}](auto, char* bytes,
                                                                        int length) mutable {
@@ -58,7 +58,8 @@ class SocketData : public SocketFixture {
       return static_cast<int>(taken);
     };
   }
-  /// Each send takes at most the next count, or all behind the last; what is sent is kept.
+  /// Makes each send accept at most the next count, and after the last count everything. Stores the bytes
+  /// sent.
   void sendsAtMost(std::vector<int> counts) {
     fake.on.send = [this, counts = std::move(counts), next = std::size_t{0}](auto, const char* bytes,
                                                                              int length) mutable {
@@ -67,7 +68,7 @@ class SocketData : public SocketFixture {
       return taken;
     };
   }
-  /// Receives and sends of which only the lengths count.
+  /// Makes receives and sends succeed without transferring bytes; only the lengths are recorded.
   void onlyCounts() {
     fake.on.recv = [this](auto, auto, int length) {
       counted += length;
@@ -111,14 +112,14 @@ TEST_F(SocketData, ReadOnceIsOneReceive) {
   EXPECT_THAT(fake.calls(), ElementsAre("recv(#1, 8)", "recv(#1, 2)", "recv(#1, 2)", "recv(#1, 2)"));
 }
 
-TEST_F(SocketData, ReadOnceOfNothingStillAsksTheSystem) {
+TEST_F(SocketData, ReadOnceOfLengthZeroCallsTheSystem) {
   receives({"abc"});
   char buffer[4];
   EXPECT_EQ(socket().readOnce(buffer, 0, 0), 0U);
   EXPECT_THAT(fake.calls(), ElementsAre("recv(#1, 0)"));
 }
 
-TEST_F(SocketData, ReadGoesOnUntilEverythingIsThere) {
+TEST_F(SocketData, ReadContinuesUntilAllBytesHaveArrived) {
   receives({"ab", "c", "defg"});
   char buffer[] = "----------";
   EXPECT_EQ(socket().read(buffer, 3, 6), 6U);
@@ -133,14 +134,14 @@ TEST_F(SocketData, ReadReturnsTheShortCountWhenThePeerClosesEarly) {
   EXPECT_THAT(fake.calls(), ElementsAre("recv(#1, 100)", "recv(#1, 60)"));
 }
 
-TEST_F(SocketData, ReadAndWriteOfNothingCallNothing) {
+TEST_F(SocketData, ReadAndWriteOfLengthZeroMakeNoSystemCall) {
   char buffer[1];
   EXPECT_EQ(socket().read(buffer, 0, 0), 0U);
   socket().write(buffer, 0, 0);
   EXPECT_THAT(fake.calls(), IsEmpty());
 }
 
-TEST_F(SocketData, ReadThatFailsKeepsWhatCameBefore) {
+TEST_F(SocketData, ReadThatFailsKeepsTheBytesReceivedBefore) {
   receives({"abc"});
   fake.failing("recv", 2).with(10060);
   char buffer[] = "----------";
@@ -223,7 +224,7 @@ TEST_F(SocketData, RangesThatWrapOrHaveNoBufferAreRefusedBeforeAnyCall) {
 
 class SocketFrame : public SocketData {};
 
-TEST_F(SocketFrame, OfASmallPayloadLeavesInOneSend) {
+TEST_F(SocketFrame, WithASmallPayloadIsSentInOneCall) {
   for (const std::size_t length : rowsOf({0U, 1U, 2U, 3U, 100U, 1024U})) {
     sent.clear();
     fake.forget();
@@ -261,7 +262,7 @@ TEST_F(SocketFrame, SurvivesEverySplitOfItsSends) {
   }
 }
 
-TEST_F(SocketFrame, OfEverySizeIsTheWordAndThePayload) {
+TEST_F(SocketFrame, ConsistsOfTheLengthAndThePayloadForEverySize) {
   for (std::size_t length = 0; length < 70000; length = length * 2 + 1) {
     ROW("length", length);
     for (const std::size_t more : rowsOf({0U, 1U, 2U, 3U, 4U, 5U})) {
@@ -280,7 +281,8 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
     unsigned long long length;
     std::uint32_t word;
   };
-  const std::string beginning(65536, 'p');  // sends only count: nobody looks at what is behind it
+  const std::string beginning(65536,
+                              'p');  // the fake only counts sent bytes, so the bytes after these are not read
   for (const Row& row : rowsOf({Row{0x7FFFFFFFULL, 0x7FFFFFFFU}, Row{0x80000000ULL, 0x80000000U},
                                 Row{0xFFFFFFFFULL, 0xFFFFFFFFU}, Row{0x100000005ULL, 5U}})) {
     ROW("length", row.length);
@@ -297,7 +299,7 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
   }
 }
 
-TEST_F(SocketFrame, ThatFailsInTheMiddleSaysSoAndSendsNoMore) {
+TEST_F(SocketFrame, RaisesAndSendsNoMoreIfASendFails) {
   for (int nth = 1; nth <= 4; ++nth) {
     ROW("nth", nth);
     fake.forget();
@@ -308,7 +310,7 @@ TEST_F(SocketFrame, ThatFailsInTheMiddleSaysSoAndSendsNoMore) {
   }
 }
 
-TEST_F(SocketFrame, IsReadAsItsWordAndThenItsPayload) {
+TEST_F(SocketFrame, IsReadAsItsLengthAndThenItsPayload) {
   receives({frame("hello")});
   char buffer[] = "----------";
   unsigned long long length = 99;
@@ -334,7 +336,7 @@ TEST_F(SocketFrame, IsReadByteByByteWithOrWithoutALengthToFill) {
   }
 }
 
-TEST_F(SocketFrame, OfLengthZeroFitsEverywhere) {
+TEST_F(SocketFrame, WithoutPayloadFitsIntoEveryCapacity) {
   receives({frame("")});
   char buffer[1] = {'x'};
   unsigned long long length = 99;
@@ -343,7 +345,7 @@ TEST_F(SocketFrame, OfLengthZeroFitsEverywhere) {
   EXPECT_EQ(buffer[0], 'x');
 }
 
-TEST_F(SocketFrame, BeforeWhichThePeerClosedSaysClosed) {
+TEST_F(SocketFrame, RaisesClosedIfThePeerClosesBeforeItsFirstByte) {
   receives({});
   unsigned long long length = 99;
   EXPECT_THAT([&] { socket().readMessage(scratch, &length, 0, 10, true); },
@@ -351,7 +353,7 @@ TEST_F(SocketFrame, BeforeWhichThePeerClosedSaysClosed) {
   EXPECT_EQ(length, 99U) << "nothing was learned";
 }
 
-TEST_F(SocketFrame, WhoseWordIsCutShortCountsItsMissingBytesAsZero) {
+TEST_F(SocketFrame, WithATruncatedLengthCountsTheMissingBytesAsZero) {
   struct Row {
     std::string bytes;
     std::uint32_t length;
@@ -401,7 +403,7 @@ TEST_F(SocketFrame, LengthsAboveTheLargestIntAreUnsigned) {
   }
 }
 
-TEST_F(SocketFrame, ThatDoesNotFitIsLeftInTheStreamUnlessDrained) {
+TEST_F(SocketFrame, AboveTheCapacityStaysInTheStreamUnlessDrained) {
   struct Row {
     std::size_t length;
     std::vector<std::string> drained;
@@ -442,7 +444,7 @@ TEST_F(SocketFrame, DrainEndsWhenThePeerDoes) {
   EXPECT_EQ(fake.countOf("recv"), 1 + 4 + 2) << "the word, four whole chunks, a part, the end";
 }
 
-TEST_F(SocketFrame, DrainThatFailsGivesTheReceivesError) {
+TEST_F(SocketFrame, DrainThatFailsRaisesTheReceivesError) {
   receives({lengthWord(5000) + std::string(2000, 'z')});
   fake.failing("recv", 3).with(10054);
   EXPECT_THAT([&] { socket().readMessage(scratch, nullptr, 0, 10, true); },

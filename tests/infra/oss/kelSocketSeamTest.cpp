@@ -36,7 +36,7 @@ constexpr const char* file = "kelSocket.cpp";
 
 class SocketStart : public SocketFixture {};
 
-TEST_F(SocketStart, HappensOncePerObjectWithVersionTwoPointTwoAndZeroedData) {
+TEST_F(SocketStart, HappensOncePerObjectWithVersion2Point2AndZeroedData) {
   {
     const Socket socket;
     const Socket copy(socket);  // NOLINT(performance-unnecessary-copy-initialization): the copy is the test
@@ -46,7 +46,7 @@ TEST_F(SocketStart, HappensOncePerObjectWithVersionTwoPointTwoAndZeroedData) {
               ElementsAre("WSAStartup(514)", "WSAStartup(514)", "WSACleanup()", "WSACleanup()"));
 }
 
-TEST_F(SocketStart, ThatFailsLeavesNoObjectAndNothingToCleanUp) {
+TEST_F(SocketStart, RaisesInTheConstructorWithoutACleanUpIfItFails) {
   for (const int code : rowsOf({10091, 10092, 10067, 1})) {
     fake.failing("WSAStartup").with(code);
     EXPECT_THAT([] { const Socket socket; },
@@ -87,7 +87,7 @@ TEST_F(SocketStart, OfACopyNamesTheHostAndPortCopied) {
   EXPECT_NE(socket.handle(), invalidSocket);
 }
 
-TEST_F(SocketStart, FailingAnywhereInAConnectLeavesNothingBehind) {
+TEST_F(SocketStart, LeaksNothingIfItFailsAnywhereInAConnect) {
   resolvesTo({inetAddress("10.0.0.1", port)});
   connectsLater();
   Socket socket;
@@ -108,7 +108,7 @@ TEST_F(SocketStart, FailingAnywhereInAConnectLeavesNothingBehind) {
   EXPECT_NO_THROW(connect());
 }
 
-TEST_F(SocketStart, IsGivenBackAfterTheHandleIsClosedEvenIfBothFail) {
+TEST_F(SocketStart, IsCleanedUpAfterTheHandleIsClosedEvenIfBothFail) {
   {
     Socket socket;
     connected(socket);
@@ -121,14 +121,14 @@ TEST_F(SocketStart, IsGivenBackAfterTheHandleIsClosedEvenIfBothFail) {
   EXPECT_THAT(fake.calls(), ElementsAre("closesocket(#1)", "WSACleanup()"));
   EXPECT_EQ(fake.starts(), 1);
   fake.on.WSACleanup = nullptr;
-  fake.WSACleanup();  // the one above was counted as failed
+  fake.WSACleanup();  // balances the clean-up above, which was counted as failed
 }
 
 // --- close and views
 
 class SocketClose : public SocketFixture {};
 
-TEST_F(SocketClose, ClosesAnOwnedHandleOnceAndForgetsThePeer) {
+TEST_F(SocketClose, ClosesAnOwnedHandleOnceAndClearsHostAndPort) {
   Socket socket;
   connected(socket);
   socket.close();
@@ -155,7 +155,7 @@ TEST_F(SocketClose, OfAViewDoesNothing) {
   EXPECT_THAT(fake.openHandles(), ElementsAre(socket.handle()));
 }
 
-TEST_F(SocketClose, ThatFailsRaisesNothingAndForgetsTheHandleAllTheSame) {
+TEST_F(SocketClose, RaisesNothingAndForgetsTheHandleIfItFails) {
   for (const int code : rowsOf(sampleCodes)) {
     Socket socket;
     connected(socket);
@@ -173,7 +173,7 @@ TEST_F(SocketClose, ThatFailsRaisesNothingAndForgetsTheHandleAllTheSame) {
 
 // --- operations on a connected object
 
-/// An operation on a connected socket, with the system call of it that fails.
+/// An operation on a connected socket, and the system call in it that fails.
 struct Operation {
   const char* name;
   const char* function;
@@ -240,7 +240,7 @@ std::vector<Operation> operations() {
   };
 }
 
-/// Calls answered in pieces of at most eight bytes; what is received are frames of ten bytes.
+/// Makes sends and receives transfer at most eight bytes at a time. Frames of ten bytes are received.
 void answersInPieces(FakeWinsock& fake) {
   fake.on.shutdown = [](auto, auto) { return 0; };
   fake.on.send = [](auto, auto, int length) { return std::min(length, 8); };
@@ -254,7 +254,7 @@ void answersInPieces(FakeWinsock& fake) {
 
 class SocketOperation : public SocketFixture {};
 
-TEST_F(SocketOperation, ThatFailsGivesTheCodeOfItsCallAndLeavesTheConnection) {
+TEST_F(SocketOperation, RaisesTheCodeOfItsCallAndKeepsTheConnectionIfItFails) {
   for (const Operation& operation : rowsOf(operations())) {
     for (const int code : rowsOf(sampleCodes)) {
       for (const bool spoiling : rowsOf({false, true})) {
@@ -279,7 +279,7 @@ TEST_F(SocketOperation, ThatFailsGivesTheCodeOfItsCallAndLeavesTheConnection) {
   }
 }
 
-TEST_F(SocketOperation, WithoutAHandleCallsNothing) {
+TEST_F(SocketOperation, WithoutAHandleMakesNoSystemCall) {
   const std::vector<std::string> harmless = {"ShutdownBoth", "ShutdownReceive", "ShutdownSend"};
   Socket socket;
   resolvesTo({});
@@ -324,7 +324,7 @@ TEST_F(SocketOperation, SetTimeoutDoesNotTouchTheSendSideWhenTheReceiveSideFails
 
 class SocketResolve : public SocketFixture {};
 
-TEST_F(SocketResolve, ReturnsTheResolversCodeAndLeavesTheRecordUntouched) {
+TEST_F(SocketResolve, ReturnsTheResolversCodeAndDoesNotChangeTheRecord) {
   Socket::_AddrInfoExternal record;
   std::memset(record.bytes, 0x5A, sizeof record.bytes);
   const Socket::_AddrInfoExternal before = record;
@@ -340,7 +340,7 @@ TEST_F(SocketResolve, ReturnsTheResolversCodeAndLeavesTheRecordUntouched) {
   }
 }
 
-TEST_F(SocketResolve, TakesAnEmptyAnswerOrANulInTheNameForAnUnknownHost) {
+TEST_F(SocketResolve, TreatsAnEmptyAddressListOrANulInTheNameAsAnUnknownHost) {
   Socket::_AddrInfoExternal record;
   std::memset(record.bytes, 0x5A, sizeof record.bytes);
   const Socket::_AddrInfoExternal before = record;

@@ -32,7 +32,7 @@ constexpr const char* file = "kelSocket.cpp";
 
 class SocketSelect : public SocketFixture {
  protected:
-  /// A view of the nth invented handle, 5000 and up, connected to host h<n>, port n.
+  /// A view of the invented handle 5000 + n, connected to host h<n>, port n.
   Socket& peer(unsigned int n) {
     if (peers_.empty()) {
       fake.inventsHandles(5000);
@@ -63,7 +63,7 @@ class SocketSelect : public SocketFixture {
     for (const SocketHandle handle : handles) set.handles[set.count++] = handle;
     return set;
   }
-  /// select leaves these handles in the three sets and returns the count.
+  /// Makes select leave these handles in the three sets and return the count.
   void leaves(const std::vector<SocketHandle>& read, const std::vector<SocketHandle>& write,
               const std::vector<SocketHandle>& error, int count) {
     fake.on.select = [=](auto& readSet, auto& writeSet, auto& errorSet, auto) {
@@ -104,7 +104,7 @@ TEST_F(SocketSelect, WatchesEachHandleOnceInTheListsOrder) {
   EXPECT_THAT(handlesOf(error), ElementsAre(5001, 5002, 5002));
 }
 
-TEST_F(SocketSelect, ErasesWhatIsNotInTheSetAfterwardsAndKeepsTheOrder) {
+TEST_F(SocketSelect, ErasesSocketsThatAreNotReadyAndKeepsTheOrder) {
   std::list<Socket> read = listOf({0, 1, 2, 3, 1});
   std::list<Socket> write = listOf({3, 2});
   std::list<Socket> error = listOf({0});
@@ -116,7 +116,7 @@ TEST_F(SocketSelect, ErasesWhatIsNotInTheSetAfterwardsAndKeepsTheOrder) {
   EXPECT_EQ(fake.countOf("closesocket"), 0);
 }
 
-TEST_F(SocketSelect, ReturnsTheSystemsCountWhateverTheSetsHold) {
+TEST_F(SocketSelect, ReturnsTheSystemsCountForAnySets) {
   std::list<Socket> read = listOf({0, 1});
   std::list<Socket> nothing;
   leaves({5000, 5001}, {}, {}, 1);
@@ -135,7 +135,7 @@ TEST_F(SocketSelect, EmptiesAllListsOnATimeout) {
 }
 
 TEST_F(SocketSelect, WatchesTheFirst64HandlesAndErasesTheRest) {
-  std::vector<unsigned int> numbers = {0, 1, 0, 1};  // twins take no place
+  std::vector<unsigned int> numbers = {0, 1, 0, 1};  // repeated handles do not count
   for (unsigned int n = 2; n < 70; ++n) numbers.push_back(n);
   numbers.push_back(63);
   numbers.push_back(64);
@@ -159,7 +159,7 @@ TEST_F(SocketSelect, WatchesTheFirst64HandlesAndErasesTheRest) {
   EXPECT_EQ(handlesOf(read), left);
 }
 
-TEST_F(SocketSelect, PrunesAListGivenTwiceOnceForEachPlace) {
+TEST_F(SocketSelect, PrunesAListThatIsPassedTwiceOnceForEachRole) {
   std::list<Socket> both = listOf({0, 1, 2});
   std::list<Socket> nothing;
   leaves({5000, 5001}, {5001, 5002}, {}, 4);
@@ -198,7 +198,7 @@ TEST_F(SocketSelect, ConvertsTheTimeout) {
   }
 }
 
-TEST_F(SocketSelect, CutsATimeoutBeyondTheSystemsToTheLongest) {
+TEST_F(SocketSelect, LimitsATimeoutToTheSystemsLongest) {
   std::list<Socket> nothing;
   TimeValue asked{};
   fake.on.select = [&](auto& read, auto&, auto&, const TimeValue* time) {
@@ -215,7 +215,7 @@ TEST_F(SocketSelect, CutsATimeoutBeyondTheSystemsToTheLongest) {
   }
 }
 
-TEST_F(SocketSelect, ThatFailsNamesTheFirstSocketOfTheFirstListAndChangesNothing) {
+TEST_F(SocketSelect, RaisesWithTheFirstSocketAndChangesNoListIfItFails) {
   struct Row {
     std::vector<unsigned int> read;
     std::vector<unsigned int> write;
@@ -250,7 +250,7 @@ TEST_F(SocketSelect, ThatFailsNamesTheFirstSocketOfTheFirstListAndChangesNothing
   }
 }
 
-TEST_F(SocketSelect, OfAnInvalidHandleIsTheSystemsError) {
+TEST_F(SocketSelect, RaisesTheSystemsErrorForAnInvalidHandle) {
   std::list<Socket> nothing;
   std::list<Socket> read(1);
   const unsigned long long timeout = 0;

@@ -31,7 +31,7 @@ std::string nameOf(const CachedConverter& converter) {
   return converter.get() == nullptr ? "(none)" : ucnv_getName(converter.get(), &status);
 }
 
-/// Every converter that ICU lists, by its own name, and some names that mean the same or nothing.
+/// The names of all converters that ICU lists, some aliases, and some unknown names.
 std::vector<std::string> codePages() {
   std::vector<std::string> names;
   for (std::int32_t i = 0; i < ucnv_countAvailable(); ++i) names.emplace_back(ucnv_getAvailableName(i));
@@ -54,7 +54,7 @@ std::vector<icu::UnicodeString> texts() {
           everyUnit};
 }
 
-/// Bytes and size of a conversion into the given room, with a mark behind what may be written.
+/// The bytes and the size of a conversion into a buffer of the given size, which is followed by a mark.
 template <class Convert>
 std::string into(std::int32_t capacity, Convert convert) {
   std::string room(static_cast<std::size_t>(capacity) + 1, '#');
@@ -62,7 +62,7 @@ std::string into(std::int32_t capacity, Convert convert) {
   return std::to_string(size) + ":" + room;
 }
 
-TEST(ConverterCache, WritesWhatIcuWrites) {
+TEST(ConverterCache, WritesTheSameAsIcu) {
   for (const std::string& name : rowsOf(codePages())) {
     for (const icu::UnicodeString& text : rowsOf(texts())) {
       for (const std::int32_t capacity : rowsOf({1, 7, 2000, 40000})) {
@@ -78,7 +78,7 @@ TEST(ConverterCache, WritesWhatIcuWrites) {
   }
 }
 
-TEST(ConverterCache, ReadsWhatIcuReads) {
+TEST(ConverterCache, ReadsTheSameAsIcu) {
   std::string everyByte;
   for (int i = 0; i < 1024; ++i) everyByte += static_cast<char>(i * 7 + i / 256);
   const auto bytes = std::to_array<std::string>(
@@ -121,7 +121,7 @@ void expectWritesAsIcu(const icu::UnicodeString& text, std::int32_t capacity, co
       << testing::PrintToString(text);
 }
 
-/// Texts that are looked up or written at once, and texts that are so but for one unit.
+/// Texts that are converted without ICU, and texts that are not because of one unit.
 std::vector<icu::UnicodeString> shortTexts() {
   std::vector<icu::UnicodeString> all;
   for (const char16_t* const line :
@@ -139,7 +139,7 @@ std::vector<icu::UnicodeString> shortTexts() {
   return all;
 }
 
-TEST(ConverterCache, WritesIntoRoomsOfEverySizeWhatIcuWrites) {
+TEST(ConverterCache, WritesTheSameAsIcuIntoBuffersOfEverySize) {
   for (const std::string& name : rowsOf(codePages())) {
     for (const icu::UnicodeString& text : rowsOf(shortTexts())) {
       const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, name.c_str());
@@ -152,8 +152,8 @@ TEST(ConverterCache, WritesIntoRoomsOfEverySizeWhatIcuWrites) {
   }
 }
 
-// ICU's own default is UTF-8 in these programs, and it then takes a way of its own.
-TEST(ConverterCache, WritesInTheDefaultCodePageWhatIcuWrites) {
+// ICU's default is UTF-8 in these programs, and ICU converts it by a separate path.
+TEST(ConverterCache, WritesTheSameAsIcuInTheDefaultCodePage) {
   for (const icu::UnicodeString& text : rowsOf(shortTexts())) {
     const std::int32_t size = text.extract(0, text.length(), nullptr, 0U, nullptr);
     for (std::int32_t capacity = 0; capacity <= 3 * size + 2; ++capacity) {
@@ -163,8 +163,8 @@ TEST(ConverterCache, WritesInTheDefaultCodePageWhatIcuWrites) {
   }
 }
 
-// A unit that a code page names a short substitute for makes ICU's converter give such a one to a lone half,
-// reset or not.
+// After a unit for which a code page has a short substitute, ICU's converter uses that substitute for a lone
+// surrogate too, even after a reset.
 TEST(ConverterCache, ForgetsTheSubstituteOfTheLastText) {
   for (const std::string& name : rowsOf(codePages())) {
     for (char16_t before = 0; before < 0x180; ++before) {
@@ -176,7 +176,8 @@ TEST(ConverterCache, ForgetsTheSubstituteOfTheLastText) {
   }
 }
 
-/// Characters of few kinds, so that texts of one kind come up as well, with a stray half or control now and then.
+/// A random text of few kinds of characters, so that some texts consist of one kind. It sometimes contains a
+/// lone surrogate or a control character.
 icu::UnicodeString randomText(std::mt19937& random) {
   const auto among = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
   const unsigned kinds = 1 + among(4);
@@ -210,7 +211,7 @@ icu::UnicodeString randomText(std::mt19937& random) {
   return text;
 }
 
-TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
+TEST(ConverterCache, ConvertsRandomTextsLikeIcu) {
   constexpr unsigned seed = 20;
   std::mt19937 random(test::seeded(seed));
   for (const std::string& name : rowsOf(codePages())) {
@@ -234,7 +235,8 @@ TEST(ConverterCache, ConvertsRandomTextsAsIcuDoes) {
   }
 }
 
-/// With more room than any text here needs: ICU's own constructor of a text never comes back from some of them.
+/// The buffer is larger than any text here needs, because ICU's string constructor never returns for some of
+/// them.
 icu::UnicodeString readByIcu(const std::string& bytes, const char* codePage) {
   std::array<char16_t, 4096> units;
   UErrorCode status = U_ZERO_ERROR;
@@ -246,7 +248,7 @@ icu::UnicodeString readByIcu(const std::string& bytes, const char* codePage) {
   return {units.data(), count};
 }
 
-TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
+TEST(ConverterCache, ReturnsIfASurrogatePairCrossesTheEndOfTheBuffer) {
   struct Row {
     const char* codePage;
     std::string bytes;
@@ -277,7 +279,7 @@ TEST(ConverterCache, ComesBackFromPairsThatEndOutsideTheirRoom) {
   }
 }
 
-TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
+TEST(ConverterCache, AllocatesNothingForAKnownCodePage) {
   const icu::UnicodeString text(512, u'\u00E9', 512);
   for (const char* const name :
        rowsOf({"windows-1252", "ISO-8859-1", "UTF-8", "UTF-16LE", "UTF-16BE", "Shift_JIS"})) {
@@ -293,7 +295,7 @@ TEST(ConverterCache, NeedsNoMemoryForAKnownCodePage) {
   }
 }
 
-TEST(ConverterCache, TakesANullNameForTheDefault) {
+TEST(ConverterCache, TreatsANullNameAsTheDefault) {
   const icu::UnicodeString text(u"\u00E9\xD800");
   const auto byDefault = [&](char* room) { return text.extract(0, text.length(), room, 20U, nullptr); };
   EXPECT_EQ(into(20, [&](char* room) { return fromUnicode(text, room, 20, nullptr); }), into(20, byDefault));
@@ -301,7 +303,7 @@ TEST(ConverterCache, TakesANullNameForTheDefault) {
   EXPECT_EQ(toUnicode(nullptr, 3, "UTF-8"), u"");
 }
 
-TEST(ConverterCache, AsksForTheDefaultNameAfresh) {
+TEST(ConverterCache, ReadsTheDefaultNameOnEveryCall) {
   const auto names = std::to_array<const char*>({"ISO-8859-1", "UTF-8", "ISO-8859-1", "US-ASCII"});
   for (const char* const name : rowsOf(names)) {
     const DefaultCodePage other(name);
@@ -340,7 +342,7 @@ TEST(ConverterCache, KeepsAConverterForEachSpellingOfAName) {
   EXPECT_EQ(nameOf(upper), nameOf(again));
 }
 
-TEST(ConverterCache, StartsAfreshAfterHalfACharacter) {
+TEST(ConverterCache, ForgetsAnIncompleteCharacterOfTheLastText) {
   UErrorCode status = U_ZERO_ERROR;
   std::array<char16_t, 8> units;
   {
@@ -356,7 +358,7 @@ TEST(ConverterCache, StartsAfreshAfterHalfACharacter) {
   EXPECT_EQ(ucnv_toUCountPending(converter.get(), &status), 0);
 }
 
-TEST(ConverterCache, GivesASecondOneWhileTheFirstIsInUse) {
+TEST(ConverterCache, ReturnsASecondConverterWhileTheFirstIsInUse) {
   const CachedConverter outer("ISO-2022-JP");
   const CachedConverter inner("ISO-2022-JP");
   ASSERT_NE(outer.get(), nullptr);
@@ -364,13 +366,13 @@ TEST(ConverterCache, GivesASecondOneWhileTheFirstIsInUse) {
   EXPECT_NE(outer.get(), inner.get());
 }
 
-TEST(ConverterCache, ServesMoreNamesThanItKeeps) {
+TEST(ConverterCache, ConvertsWithMoreNamesThanItKeeps) {
   const icu::UnicodeString text(u"\u00E9");
   for (int round = 0; round < 3; ++round) {
     ROW("round", round);
     for (int page = 1; page <= 15; ++page) {
       ROW("page", page);
-      if (page == 12) continue;  // there is none
+      if (page == 12) continue;  // there is no such page
       const std::string name = "ISO-8859-" + std::to_string(page);
       std::string found(4, '\0');
       std::string expected(4, '\0');
@@ -382,7 +384,7 @@ TEST(ConverterCache, ServesMoreNamesThanItKeeps) {
   }
 }
 
-TEST(ConverterCache, ServesMoreAtOnceThanItKeeps) {
+TEST(ConverterCache, OpensMoreConvertersAtOnceThanItKeeps) {
   std::vector<std::unique_ptr<CachedConverter>> held;
   std::vector<const UConverter*> open;
   for (int page = 1; page <= 11; ++page) {
@@ -413,7 +415,7 @@ TEST(ConverterCache, SharesNothingBetweenThreads) {
   EXPECT_NE(there, here.get());
 }
 
-// The kept converters are closed by then: each conversion opens its own and closes it.
+// The kept converters are closed by then, so each conversion opens a converter and closes it.
 TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnded) {
   const auto convert = [] {
     std::array<char, 4> bytes{};
@@ -422,7 +424,7 @@ TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnde
   };
   std::thread(reporting([&] {
     convert();
-  })).join();  // the system's slot for blocks comes before that of `atThreadEnd`
+  })).join();  // creates the system's slot for blocks before the slot of `atThreadEnd`
   struct {
     std::string bytes;
     std::size_t made;
@@ -450,7 +452,7 @@ TEST(ConverterCache, OpensAConverterForEachConversionAfterTheThreadsBlockHasEnde
   }
 }
 
-TEST(ConverterCache, ReadsNothingOfNothing) {
+TEST(ConverterCache, ReadsAnEmptyTextForEmptyData) {
   std::array<char16_t, 10> units{};
   for (const char* const name : rowsOf({"ISO-8859-1", "UTF-8", "no-such-page", ""})) {
     for (const std::int32_t length : rowsOf({0, -2})) {
@@ -463,7 +465,7 @@ TEST(ConverterCache, ReadsNothingOfNothing) {
   EXPECT_EQ(toUnicode("abc", 3, "ISO-8859-1", units.data(), 2), u"abc") << "the units do not suffice";
 }
 
-TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
+TEST(ConverterCache, WritesNothingIfTheTargetHasNoRoom) {
   for (const char* const name : rowsOf({"ISO-8859-1", "no-such-page"})) {
     char mark = '#';
     EXPECT_EQ(fromUnicode(u"abc", &mark, 0, name), fromUnicode(u"abc", nullptr, 0, name));
@@ -471,7 +473,7 @@ TEST(ConverterCache, WritesNothingWhereThereIsNoRoom) {
   }
 }
 
-TEST(ConverterCache, WritesNothingWithoutATargetWhateverRoomIsClaimed) {
+TEST(ConverterCache, WritesNothingToANullTargetForAnyCapacity) {
   const DefaultCodePage utf8("UTF-8");
   for (const char* const name :
        rowsOf({"ISO-8859-1", "UTF-8", "Shift_JIS", "", static_cast<const char*>(nullptr)})) {
@@ -481,8 +483,8 @@ TEST(ConverterCache, WritesNothingWithoutATargetWhateverRoomIsClaimed) {
   }
 }
 
-// Places without a converter have that name, too.
-TEST(ConverterCache, OpensAnewUnderTheEmptyName) {
+// Unused entries of the cache have the empty name, too.
+TEST(ConverterCache, OpensTheConverterAgainForTheEmptyName) {
   UErrorCode status = U_ZERO_ERROR;
   UConverter* const expected = ucnv_open("", &status);
   std::thread(reporting([&] {
