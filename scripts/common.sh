@@ -82,7 +82,8 @@ own_apt() {
 # need PACKAGE...: installs the Debian packages that are missing.
 need() {
   local package name missing=()
-  command -v dpkg-query >/dev/null || die "this is not a Debian system; install the equivalents of these packages by hand: $*"
+  command -v dpkg-query >/dev/null ||
+    die "this is not a Debian system; install the equivalents of these packages by hand: $*"
   for package in "$@"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
   done
@@ -137,8 +138,9 @@ windows_library() {
     googletest) package=googletest ;;
     benchmark) package=libbenchmark-dev ;;
   esac
-  printf '%s/build/windows-libraries/%s\n' "$root" \
-    "$1-$(dpkg-query -W -f='${source:Version}' "$package")-gcc-$(dpkg-query -W -f='${Version}' gcc-mingw-w64-x86-64-posix)"
+  printf '%s/build/windows-libraries/%s-%s-gcc-%s\n' "$root" "$1" \
+    "$(dpkg-query -W -f='${source:Version}' "$package")" \
+    "$(dpkg-query -W -f='${Version}' gcc-mingw-w64-x86-64-posix)"
 }
 
 # build PRESET [CMAKE OPTION...]: configures and builds.
@@ -167,7 +169,8 @@ build_native_peers() {
 # use_wine: from here on Wine uses a folder of this build, opens no windows, prints no messages and does not
 # offer to download anything.
 use_wine() {
-  export WINEPREFIX=$root/build/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe=" LC_ALL=C.UTF-8
+  export WINEPREFIX=$root/build/wine WINEDEBUG=-all LC_ALL=C.UTF-8
+  export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
   unset DISPLAY WAYLAND_DISPLAY
   [ -f "$WINEPREFIX/system.reg" ] || step "preparing Wine" wine wineboot --init
   # Wine's services live as long as any of its programs. They keep the output of the first program open, and
