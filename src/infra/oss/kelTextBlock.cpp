@@ -15,8 +15,9 @@ namespace {
 
 // The capacity beyond the need that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
-// If more than this many bytes after a text have to be zero, they come from the system as untouched zeros and
-// are not cleared here: a count may be far above the length of its text.
+// If more than this many bytes after a text must be zero, the block is requested from the system as zeros
+// instead of being cleared here. That avoids writing to it if the requested count is far above the length of
+// the text.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 // A text that outgrows a block of this size probably grows further: the next block is four times as large,

@@ -21,8 +21,8 @@ constexpr std::size_t vectorBytes = 16;
 constexpr std::size_t vectorUnits = 8;
 constexpr Byte none = 0x80;  // for this index a shuffle writes a zero
 
-/// For each bit pattern of a window of eight elements: a shuffle of its characters, and their numbers of
-/// bytes and units.
+/// A table indexed by the bit pattern of a window of eight elements. Each entry contains a shuffle that
+/// arranges the window's characters, and the numbers of their bytes and of their units.
 template <unsigned cases>
 struct WindowTable {
   alignas(vectorBytes) Byte shuffles[cases][vectorBytes] = {};

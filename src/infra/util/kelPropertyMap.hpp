@@ -22,8 +22,8 @@ namespace tarvo::util {
 /// A hash table of properties that it does not own, with a fixed size, so that changes cannot fail.
 ///
 /// A property is at the place that its hash gives or at one of the next `reach - 1`. If none of these is
-/// free, the property is left out. A look-up that finds all of them in use is not certain of its result. So
-/// whatever keys are chosen, the index costs a bounded number of steps, and then the map answers.
+/// free, the property is left out. If a look-up finds other properties in all of these places, its result is
+/// uncertain and the map is searched. So whatever keys are chosen, the index costs a bounded number of steps.
 class PropertyIndex {
  public:
   using Property = std::pair<const icu::UnicodeString, icu::UnicodeString>;

@@ -17,8 +17,8 @@ struct Block {
   void (*atEnd)(void*) noexcept;
 };
 
-// Read often: a variable of this model is found without a call. Its place is in memory that the C library
-// reserves for all libraries that are loaded while the program runs, so the block itself is on the heap.
+// Read often: a variable with this TLS model is accessed without a call. Such variables use the small memory
+// that the C library reserves for libraries that are loaded later, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 
