@@ -281,8 +281,8 @@ TEST_F(SocketFrame, LengthWordTakesTheLow32Bits) {
     unsigned long long length;
     std::uint32_t word;
   };
-  const std::string beginning(65536,
-                              'p');  // the fake only counts sent bytes, so the bytes after these are not read
+  // The fake only counts the sent bytes and does not read them, so the text may be shorter than the frame.
+  const std::string beginning(65536, 'p');
   for (const Row& row : rowsOf({Row{0x7FFFFFFFULL, 0x7FFFFFFFU}, Row{0x80000000ULL, 0x80000000U},
                                 Row{0xFFFFFFFFULL, 0xFFFFFFFFU}, Row{0x100000005ULL, 5U}})) {
     ROW("length", row.length);
