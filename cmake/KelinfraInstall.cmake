@@ -6,7 +6,10 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KELINFRA)
 
-install(TARGETS KELINFRA EXPORT KELINFRATargets
+if(TARGET kelinfra_archive)
+  set(archive kelinfra_archive)
+endif()
+install(TARGETS KELINFRA ${archive} EXPORT KELINFRATargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
                 COMPONENT kelinfra_runtime NAMELINK_COMPONENT kelinfra_development
@@ -29,9 +32,27 @@ if(WIN32)
   install(DIRECTORY ${ICU_INCLUDE_DIR}/unicode
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kelinfra_development)
 else()
+  # A program needs ICU's other libraries only if it is linked with the archive.
+  set(KELINFRA_PC_REQUIRES icu-uc)
+  set(KELINFRA_PC_REQUIRES_PRIVATE "icu-io icu-i18n")
+  if(NOT BUILD_SHARED_LIBS)
+    set(KELINFRA_PC_REQUIRES "icu-io icu-i18n icu-uc")
+    set(KELINFRA_PC_REQUIRES_PRIVATE)
+  endif()
+  list(TRANSFORM KELINFRA_DEFINITIONS PREPEND " -D" OUTPUT_VARIABLE KELINFRA_PC_CFLAGS)
+  list(JOIN KELINFRA_PC_CFLAGS "" KELINFRA_PC_CFLAGS)
   configure_file(cmake/KELINFRA.pc.in KELINFRA.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kelinfra_development)
+endif()
+
+if(TARGET kelinfra_archive)
+  # CMake strips only what is linked.
+  install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+      set(prefix \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+      execute_process(COMMAND ${CMAKE_STRIP} --strip-debug \${prefix}/${CMAKE_INSTALL_LIBDIR}/libKELINFRA.a
+                      COMMAND_ERROR_IS_FATAL ANY)
+    endif()" COMPONENT kelinfra_development)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

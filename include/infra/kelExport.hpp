@@ -4,18 +4,21 @@
 
 /// Public classes contain containers of the C++ library. Two settings of libstdc++ change the size of these
 /// containers, so a program that is compiled with such a setting and the library would disagree on where
-/// members are.
+/// members are. KELINFRA_CHECKED_CONTAINERS is defined where the library was built with checked containers.
 #if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
 #error "KELINFRA is built for the C++11 ABI of libstdc++: compile without -D_GLIBCXX_USE_CXX11_ABI=0"
 #endif
-#if defined(_GLIBCXX_DEBUG)
+#if defined(_GLIBCXX_DEBUG) && !defined(KELINFRA_CHECKED_CONTAINERS)
 #error "KELINFRA is built without checked containers: use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
+#endif
+#if !defined(_GLIBCXX_DEBUG) && defined(KELINFRA_CHECKED_CONTAINERS)
+#error "KELINFRA is built with checked containers: compile with -D_GLIBCXX_DEBUG"
 #endif
 
 /// KELINFRA_API marks what the shared library exports. Everything else stays inside it.
 /// KELINFRA_LOCAL removes a private member of an exported class from the exports. Windows exports whole
 /// classes.
-/// Programs that are linked with the library's objects, and not with the library, define KELINFRA_STATIC.
+/// KELINFRA_STATIC is defined where the library is an archive, and where its objects are linked directly.
 #if defined(_WIN32)
 #if defined(KELINFRA_STATIC)
 #define KELINFRA_API

@@ -1,7 +1,9 @@
 # Builds and runs the README's program outside the tree.
-#   MODE      find_package, pkg-config or add_subdirectory
+#   MODE      find_package, pkg-config or add_subdirectory; "static" only builds the library as an archive and
+#             installs it into the folder PACKAGE
 #   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR is installed into a new
 #             folder
+#   STATIC    the program is linked with -static
 #   WINE      runs the program; given if it is cross-built for Windows
 
 function(run)
@@ -14,6 +16,21 @@ endfunction()
 
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
+
+if(MODE STREQUAL "static")
+  run(${CMAKE_COMMAND} -G Ninja -S ${SOURCE_DIR} -B ${WORK_DIR}/build -D BUILD_SHARED_LIBS=OFF
+      -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug -D CMAKE_INSTALL_PREFIX=${PACKAGE}
+      -D KELINFRA_BUILD_TESTS=OFF -D KELINFRA_BUILD_EXAMPLES=OFF)
+  run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
+  file(REMOVE_RECURSE ${PACKAGE})
+  run(${CMAKE_COMMAND} --install ${WORK_DIR}/build)
+  file(GLOB_RECURSE libraries RELATIVE ${PACKAGE} ${PACKAGE}/*KELINFRA.*)
+  list(FILTER libraries INCLUDE REGEX "\\.(a|so.*|dll)$")
+  if(NOT libraries MATCHES "^[^;]*/libKELINFRA\\.a$")
+    message(FATAL_ERROR "these libraries are installed: ${libraries}")
+  endif()
+  return()
+endif()
 
 # The program is the README's first C++ block.
 file(READ ${SOURCE_DIR}/README.md readme)
@@ -34,14 +51,18 @@ if(MODE STREQUAL "pkg-config")
     file(GLOB_RECURSE pc ${prefix}/*.pc)
     get_filename_component(pc_dir ${pc} DIRECTORY)
     set(ENV{PKG_CONFIG_PATH} ${pc_dir})
-    # The installation was moved to the prefix after it was configured.
+    # The installation may have been moved to the prefix after it was configured.
     file(READ ${pc} text)
     string(REGEX REPLACE "^prefix=[^\n]*" "prefix=${prefix}" text "${text}")
     file(WRITE ${pc} "${text}")
     get_filename_component(lib_dir ${pc_dir} DIRECTORY)
     set(run_path -Wl,-rpath,${lib_dir})
   endif()
-  execute_process(COMMAND pkg-config --cflags --libs KELINFRA
+  if(STATIC)
+    set(static --static)
+    set(run_path -static)
+  endif()
+  execute_process(COMMAND pkg-config ${static} --cflags --libs KELINFRA
                   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   separate_arguments(flags UNIX_COMMAND "${flags}")
   run(${COMPILER} -std=c++${STANDARD} ${WORK_DIR}/program.cpp -o ${WORK_DIR}/program ${flags} ${run_path})
@@ -51,13 +72,23 @@ else()
   if(MODE STREQUAL "add_subdirectory")
     set(find "add_subdirectory(\"${SOURCE_DIR}\" kelinfra)")
   endif()
+  set(target KELINFRA)
+  if(STATIC)
+    # The system's package contains both kinds of library.
+    if(PACKAGE STREQUAL "system")
+      set(target static)
+    endif()
+    set(static "set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+set(CMAKE_EXE_LINKER_FLAGS -static)")
+  endif()
   file(WRITE ${WORK_DIR}/CMakeLists.txt "
 cmake_minimum_required(VERSION 3.22)
 project(consumer LANGUAGES CXX)
+${static}
 ${find}
 add_executable(program program.cpp)
 set_target_properties(program PROPERTIES CXX_STANDARD ${STANDARD} CXX_STANDARD_REQUIRED ON)
-target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
+target_link_libraries(program PRIVATE KELINFRA::${target})
 ")
   if(NOT PACKAGE STREQUAL "system")
     set(place -D CMAKE_PREFIX_PATH=${prefix})
@@ -72,6 +103,14 @@ target_link_libraries(program PRIVATE KELINFRA::KELINFRA)
       -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug)
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
   run(${WINE} ${WORK_DIR}/build/program${suffix})
+endif()
+
+if(STATIC)
+  file(GLOB program ${WORK_DIR}/program ${WORK_DIR}/build/program)
+  execute_process(COMMAND readelf -d ${program} OUTPUT_VARIABLE needed COMMAND_ERROR_IS_FATAL ANY)
+  if(needed MATCHES "NEEDED")
+    message(FATAL_ERROR "the program needs shared libraries:\n${needed}")
+  endif()
 endif()
 
 # The program connects to a port where no program listens, and prints the error.

@@ -37,6 +37,7 @@ $libraries/cmake/KELINFRA/KELINFRAConfig.cmake
 $libraries/cmake/KELINFRA/KELINFRAConfigVersion.cmake
 $libraries/cmake/KELINFRA/KELINFRATargets-relwithdebinfo.cmake
 $libraries/cmake/KELINFRA/KELINFRATargets.cmake
+$libraries/libKELINFRA.a
 $libraries/libKELINFRA.so -> libKELINFRA.so.5
 $libraries/pkgconfig/KELINFRA.pc
 usr/share/doc/$development/copyright
@@ -75,8 +76,10 @@ check_development() {
     "$runtime (= $version), libicu-dev (>= $icu), libicu-dev (<< $((icu + 1)))" \
     "$(field $development Depends)"
   dpkg-deb -x "$(file_of $development)" "$work/contents"
+  local archive=$work/contents/$libraries/libKELINFRA.a
+  same "debug information in the archive" "" "$(readelf -SW "$archive" | grep -F .debug_info || true)"
   same "paths of the building machine" "" \
-    "$(grep -rlF -e "$root" "$work/contents/$libraries/cmake" "$work/contents/$libraries/pkgconfig" || true)"
+    "$(grep -rlF -e "$root" "$work/contents/$libraries/cmake" "$work/contents/$libraries/pkgconfig" "$archive" || true)"
 }
 
 installed() { dpkg-query -W -f='${Package} ${db:Status-Status}\n' $runtime $development 2>/dev/null || true; }
@@ -95,6 +98,8 @@ check_use() {
   step "a program with the installed package, by CMake, C++17" consume find_package 17 g++ system
   step "a program with the installed package, by CMake, C++20" consume find_package 20 g++ system
   step "a program with the installed package, by pkg-config" consume pkg-config 17 g++ system
+  step "a program linked statically, by CMake" consume find_package 20 g++ system -D STATIC=ON
+  step "a program linked statically, by pkg-config" consume pkg-config 20 g++ system -D STATIC=ON
   same "the library that the program found" "/$libraries/libKELINFRA.so.$version" \
     "$(ldd "$work/pkg-config-17/program" | sed -n 's/.*libKELINFRA.*=> \([^ ]*\) .*/\1/p' | xargs realpath)"
   step "removing the packages" purge

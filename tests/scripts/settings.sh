@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # settings.sh COMPILER INCLUDE...: each public header in the first folder refuses, with a sentence, the
 # settings that change the size of the C++ library's containers, and accepts the setting that does not.
+# Checked containers are accepted only together with the definition of a library that was built with them.
 set -euo pipefail
 
 compiler=$1
@@ -8,6 +9,11 @@ shift
 headers=$1
 folders=("${@/#/-I}")
 failed=0
+
+# accepted HEADER DEFINITION...
+accepted() {
+  "$compiler" -std=c++17 "${folders[@]}" "${@:2}" -fsyntax-only -x c++ - <<<"#include \"$1\"" || failed=1
+}
 
 # refused HEADER SETTING SENTENCE
 refused() {
@@ -26,8 +32,9 @@ count=0
 while read -r header; do
   refused "$header" _GLIBCXX_USE_CXX11_ABI=0 "compile without -D_GLIBCXX_USE_CXX11_ABI=0"
   refused "$header" _GLIBCXX_DEBUG "use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
-  "$compiler" -std=c++17 "${folders[@]}" -D_GLIBCXX_ASSERTIONS -fsyntax-only -x c++ - \
-    <<<"#include \"$header\"" || failed=1
+  refused "$header" KELINFRA_CHECKED_CONTAINERS "built with checked containers: compile with -D_GLIBCXX_DEBUG"
+  accepted "$header" -D_GLIBCXX_ASSERTIONS
+  accepted "$header" -D_GLIBCXX_DEBUG -DKELINFRA_CHECKED_CONTAINERS
   count=$((count + 1))
 done < <(cd "$headers" && grep -rlE 'KELINFRA_API|kelExport' . --include='*.hpp' | sed 's|^\./||' | sort)
 [ "$count" -gt 20 ] || { printf 'only %s headers are found\n' "$count"; failed=1; }

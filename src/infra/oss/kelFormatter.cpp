@@ -7,6 +7,7 @@
 #include "oss/kelRaise.hpp"
 #include "platform/kelConsole.hpp"
 #include "platform/kelRuntimeLocale.hpp"
+#include "platform/kelStandardLibrary.hpp"
 #include "text/kelDecimalText.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelMemory.hpp"
@@ -218,7 +219,7 @@ bool readAnyDouble(std::string_view text, double& value) {
   const char* const end = text.data() + text.size();
   // If from_chars accepts the whole text and the value is finite, strtod returns the same value. strtod
   // decides about the rest.
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  const auto [stop, error] = platform::readDouble(text.data(), end, value);
   if (error == std::errc() && stop == end && std::isfinite(value) && roundsToNearest()) [[likely]]
     return true;
   char* last = nullptr;

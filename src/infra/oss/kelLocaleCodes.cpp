@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
+#include <iterator>
 
 namespace tarvo::oss {
 namespace {
@@ -98,11 +98,16 @@ constexpr std::string_view keyOf(const LocaleAlias& alias) {
   return alias.key;
 }
 
-static_assert(std::ranges::adjacent_find(aliases, std::ranges::greater_equal(), keyOf) == std::end(aliases),
+static_assert(std::adjacent_find(std::begin(aliases), std::end(aliases),
+                                 [](const LocaleAlias& left, const LocaleAlias& right) {
+                                   return keyOf(left) >= keyOf(right);
+                                 }) == std::end(aliases),
               "the search needs the keys sorted, each once");
 
 constexpr const char* find(std::string_view key) {
-  const auto* const found = std::ranges::lower_bound(aliases, key, std::ranges::less(), keyOf);
+  const auto* const found = std::lower_bound(
+      std::begin(aliases), std::end(aliases), key,
+      [](const LocaleAlias& alias, std::string_view wanted) { return keyOf(alias) < wanted; });
   return found != std::end(aliases) && keyOf(*found) == key ? found->code : nullptr;
 }
 

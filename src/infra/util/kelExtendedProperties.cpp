@@ -5,6 +5,7 @@
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "oss/kelRaise.hpp"
+#include "platform/kelStandardLibrary.hpp"
 #include "text/kelDecimalText.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelTextUnits.hpp"
@@ -21,14 +22,6 @@
 #include <ostream>
 #include <string_view>
 #include <vector>
-
-U_NAMESPACE_BEGIN
-
-// Declared as in ICU's header for streams. That header also includes <iostream>, which would construct the
-// standard streams when the library is loaded.
-U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
-
-U_NAMESPACE_END
 
 namespace tarvo::util {
 
@@ -273,7 +266,12 @@ void ExtendedProperties::save(oss::OutputStream& out) const {
 
 void ExtendedProperties::list(std::ostream& out) const {
   out << "-- listing properties --" << std::endl;
-  for (const auto& [key, value] : *properties_) out << key << '=' << value << std::endl;
+  for (const auto& [key, value] : *properties_) {
+    platform::print(out, key);
+    out << '=';
+    platform::print(out, value);
+    out << std::endl;
+  }
 }
 
 }  // namespace tarvo::util

@@ -1,6 +1,7 @@
 #include "util/kelPropertiesText.hpp"
 
 #include "machine/kelByteOrder.hpp"
+#include "platform/kelStandardLibrary.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelPlainRun.hpp"
 
@@ -190,7 +191,7 @@ void PropertiesReader::append(char16_t unit) {
 }
 
 void PropertiesReader::grow(std::size_t capacity) {
-  auto larger = std::make_unique_for_overwrite<char16_t[]>(capacity);
+  auto larger = platform::makeUniqueForOverwrite<char16_t[]>(capacity);
   std::copy_n(texts_.get(), used_, larger.get());
   texts_ = std::move(larger);
   capacity_ = capacity;

@@ -1,6 +1,7 @@
 #include "util/kelPropertyMap.hpp"
 
 #include "machine/kelWideProduct.hpp"
+#include "platform/kelStandardLibrary.hpp"
 #include "text/kelTextUnits.hpp"
 
 #include <algorithm>
@@ -104,7 +105,7 @@ void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);
   if (next_ == end_) {
-    auto block = std::make_unique_for_overwrite<std::byte[]>(nodesOfNext_ * size);
+    auto block = platform::makeUniqueForOverwrite<std::byte[]>(nodesOfNext_ * size);
     std::byte* const first = block.get();
     blocks_.push_back(std::move(block));
     next_ = first;
@@ -121,7 +122,7 @@ bool ExtendedProperties::KeyOrder::precedes(std::u16string_view left, std::u16st
 }
 
 ExtendedProperties::PropertyMap::PropertyMap(const PropertyMap& other)
-    : map_(other.map_, NodeAllocator<Property>(nodes_)) {
+    : map_(other.map_, allocatorFrom(nodes_)) {
   rebuildIndex(0);
 }
 

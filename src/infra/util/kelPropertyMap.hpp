@@ -122,8 +122,11 @@ class NodeAllocator {
 class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;
-  using Tree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
-  static_assert(std::is_same_v<Tree::const_iterator, Map::const_iterator>);
+  using PoolTree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
+  /// Callers iterate over a `Map`. Where the type of its iterators does not depend on the allocator, the nodes
+  /// come from the pool. It depends on the allocator in the checked containers of libstdc++.
+  using Tree =
+      std::conditional_t<std::is_same_v<PoolTree::const_iterator, Map::const_iterator>, PoolTree, Map>;
 
   PropertyMap() = default;
   PropertyMap(const PropertyMap& other);
@@ -155,6 +158,14 @@ class ExtendedProperties::PropertyMap {
     const PropertyIndex::Place* place;  ///< null if the index does not contain it
   };
 
+  template <class Allocator = Tree::allocator_type>
+  static Allocator allocatorFrom([[maybe_unused]] NodePool& nodes) {
+    if constexpr (std::is_constructible_v<Allocator, NodePool&>) {
+      return Allocator(nodes);
+    } else {
+      return Allocator();
+    }
+  }
   Found search(PropertyIndex::Hash hash, std::u16string_view key) const;
   void store(const PropertyLine& line);
   Tree::iterator insert(const PropertyLine& line);
@@ -162,7 +173,7 @@ class ExtendedProperties::PropertyMap {
   void rebuildIndex(std::size_t more);
 
   NodePool nodes_;
-  Tree map_{NodeAllocator<Property>(nodes_)};
+  Tree map_{allocatorFrom(nodes_)};
   PropertyIndex index_;
 };
 

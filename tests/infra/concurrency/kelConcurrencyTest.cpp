@@ -334,14 +334,14 @@ TEST(Concurrency, TheTraceFlagsMayChangeWhileEveryClassWorks) {
   facility.traceExit = [](std::uint32_t, int) { ++calls; };
   facility.traceFlightRecord = [](std::uint32_t, int, int, int) { ++calls; };
   trace::install(facility);
-  std::atomic_ref<std::uint32_t> word(flags[trace::componentIndex]);
+  std::uint32_t& word = flags[trace::componentIndex];
   std::atomic<bool> done{false};
   std::thread host(reporting([&] {
     for (std::uint32_t step = 0; !done; ++step) {
       constexpr std::uint32_t bits[] = {0x40000, 0x20001, 0x20002, 0x80, 0, 0x60083, 1, 2};
-      word.store(bits[step % std::size(bits)], std::memory_order_relaxed);
+      __atomic_store_n(&word, bits[step % std::size(bits)], __ATOMIC_RELAXED);
     }
-    word = 0;
+    __atomic_store_n(&word, 0U, __ATOMIC_SEQ_CST);
   }));
   std::array<std::string, std::size(works)> results;
   for (unsigned int round = 0; round < 10; ++round) {

@@ -32,7 +32,7 @@ int main(int count, char** arguments) {
   const std::string argument = count == 2 ? arguments[1] : "";
   const std::string name =
       argument.compare(0, option.size(), option) == 0 ? argument.substr(option.size()) : "";
-  if (std::ranges::find(names, name) == std::end(names)) {
+  if (std::find(std::begin(names), std::end(names), name) == std::end(names)) {
     std::cerr << "one option is needed: --kernels=NAME, where NAME is";
     for (const char* const each : names) std::cerr << ' ' << each;
     std::cerr << '\n';

@@ -69,8 +69,8 @@ TEST(Probes, OfAClassHaveItsFixedBlock) {
 
 TEST(Probes, AreInTheBlockOfTheirClass) {
   for (const ProbeEntry& entry : rowsOf(probeTable)) {
-    const auto* block = std::ranges::find_if(
-        fixedBlocks, [&](const FixedBlock& b) { return entry.className() == b.className; });
+    const auto* block = std::find_if(std::begin(fixedBlocks), std::end(fixedBlocks),
+                                     [&](const FixedBlock& b) { return entry.className() == b.className; });
     ASSERT_NE(block, std::end(fixedBlocks)) << entry.function;
     EXPECT_GE(entry.number, block->first) << entry.function;
     EXPECT_LE(entry.number, block->last) << entry.function;
@@ -106,12 +106,12 @@ TEST(Probes, DoNotUseReservedNumbers) {
 TEST(Probes, StartEachClassWithItsConstructors) {
   for (const char* name : rowsOf({"ByteArrayOutputStream", "ByteBuffer", "DataBuffer", "UTF8Iterator",
                                   "StringTokenizer", "SocketServer", "Socket", "MessageList"})) {
-    const auto* first =
-        std::ranges::find_if(probeTable, [&](const ProbeEntry& entry) { return entry.className() == name; });
+    const auto* first = std::find_if(probeTable.begin(), probeTable.end(),
+                                     [&](const ProbeEntry& entry) { return entry.className() == name; });
     ASSERT_NE(first, probeTable.end()) << name;
     EXPECT_EQ(first->function, std::string(name) + "::" + name);
-    const auto* block = std::ranges::find_if(
-        fixedBlocks, [&](const FixedBlock& b) { return name == std::string(b.className); });
+    const auto* block = std::find_if(std::begin(fixedBlocks), std::end(fixedBlocks),
+                                     [&](const FixedBlock& b) { return name == std::string(b.className); });
     EXPECT_EQ(first->number, block->first) << name;
   }
 }
