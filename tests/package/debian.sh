@@ -79,7 +79,7 @@ check_development() {
   local archive=$work/contents/$libraries/libKELINFRA.a
   same "debug information in the archive" "" "$(readelf -SW "$archive" | grep -F .debug_info || true)"
   same "paths of the building machine" "" \
-    "$(grep -rlF -e "$root" "$work/contents/$libraries/cmake" "$work/contents/$libraries/pkgconfig" "$archive" || true)"
+    "$(cd "$work/contents/$libraries" && grep -rlF -e "$root" cmake pkgconfig libKELINFRA.a || true)"
 }
 
 installed() { dpkg-query -W -f='${Package} ${db:Status-Status}\n' $runtime $development 2>/dev/null || true; }
