@@ -7,7 +7,7 @@ clang=$1
 shift
 headers=$1
 folders=(-I"$headers")
-for folder in "${@:2}"; do folders+=(-isystem "$folder"); done
+for folder in "${@:2}"; do folders+=(-idirafter "$folder"); done
 # The last line: extensions that Microsoft has too, a complaint of libstdc++ about the dialect, and what
 # libstdc++ expects of a compiler: this dialect lacks a type and does not define the macros of <atomic>.
 dialect=(-fms-compatibility -fms-compatibility-version=19.30 -fms-extensions -fdelayed-template-parsing
