@@ -26,8 +26,6 @@ using platform::TimeValue;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* host = "peer.example";
-constexpr unsigned int port = 4711;
 constexpr const char* file = "kelSocket.cpp";
 
 class SocketSelect : public SocketFixture {
