@@ -180,6 +180,32 @@ use_wine() {
   wine cmd /c exit >/dev/null 2>&1
 }
 
+# summary LOG...: reads the output of test programs, each ended by a line "ended with status N". Prints the numbers of tests that passed, failed and were skipped, then the names of those
+# that failed. A test that did not end counts as failed, and so do those of its program that come after it.
+# A program ends with status 77 if the processor lacks its kernels.
+summary() {
+  awk '
+    function finish() {
+      if (file == "" || status == 77) return
+      if (running != "") names = names running " (did not end, status " status ")\n"
+      else if (status > 1 || !started) names = names file " (status " status ")\n"
+      lost = started - seen
+      failed += lost > 0 ? lost : status > 1 || !started
+    }
+    FNR == 1 { finish(); file = FILENAME; started = seen = status = 0; running = "" }
+    /^\[==========\] Running [0-9]+ tests? from/ { started = $3 }
+    /^\[ RUN      \] / { running = $4 }
+    /^\[(       OK |  FAILED  |  SKIPPED )\] .* ms\)$/ {
+      ++seen
+      running = ""
+      if (/OK/) ++passed
+      else if (/SKIPPED/) ++skipped
+      else { ++failed; names = names $4 "\n" }
+    }
+    /^ended with status / { status = $4 }
+    END { finish(); printf "%d %d %d\n%s", passed, failed, skipped, names }' "$@"
+}
+
 # count_whole_tests LOG: the numbers of tests that passed and failed, from a log of ctest in which each
 # program ran as a whole. It counts each test of such a program that ran to its end, and each other test.
 # Programs that were skipped because the processor lacks an instruction set count as neither. Prints two
