@@ -39,7 +39,8 @@ constexpr auto kindOf = [] {
 template <unsigned int kinds>
 constexpr auto bytesOfKinds = [] {
   constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
-  std::array<unsigned char, std::count_if(kindOf.begin(), kindOf.end(), isOne)> bytes{};
+  constexpr auto total = static_cast<std::size_t>(std::count_if(kindOf.begin(), kindOf.end(), isOne));
+  std::array<unsigned char, total> bytes{};
   std::size_t count = 0;
   for (std::size_t byte = 0; byte < kindOf.size(); ++byte) {
     if (isOne(kindOf[byte])) bytes[count++] = static_cast<unsigned char>(byte);
