@@ -50,6 +50,19 @@ make_old() {
   touch "$work/hwy/base.h"
 }
 
+# features OPTION...: those that the compiler may use, by the names of its macros.
+features() {
+  "$compiler" -march=x86-64 "$@" -dM -E -x c++ /dev/null | sed -n 's/^#define __\(.*\)__ 1$/\1/p' | sort
+}
+
+# added_features: what the options of the AVX-512 kernels add, which include those of the other kernels.
+added_features() {
+  local options
+  options=$(sed -n '/set(flags_Avx512/,/)/p' "$root/src/CMakeLists.txt" | grep -oE -e '-m(ssse|avx)[a-z0-9]+')
+  # shellcheck disable=SC2086
+  comm -13 <(features) <(features $options)
+}
+
 case $1 in
   old)
     make_old
@@ -73,6 +86,12 @@ case $1 in
     done
     ;;
   kernels)
+    # The processor is asked for every feature that the compiler may use. CRC32 is a part of SSE4.2.
+    asked=$(sed '1,/^bool hasAvx2/d' "$root/src/infra/simd/kelKernelsOfX86.cpp")
+    for feature in $(added_features); do
+      [ "$feature" = CRC32 ] || grep -qw "$feature" <<<"$asked" ||
+        fail "the AVX-512 kernels may use $feature, for which kelKernelsOfX86.cpp does not ask"
+    done
     configure -D CMAKE_BUILD_TYPE=Release -D CMAKE_CXX_FLAGS=-march=icelake-server >/dev/null
     folder=src/CMakeFiles/kelinfra_objects.dir/infra/simd
     ninja -C "$work/build" $folder/kel{Ssse3,Avx2,Avx512}Kernels.cpp.o >"$work/log" ||

@@ -8,6 +8,22 @@ namespace tarvo::simd {
 
 namespace {
 
+// The bits of the features in the words that describe the processor, named as the compilers' macros are. With
+// AVX2, compilers also use all earlier features. With AVX-512, Clang also uses FMA and F16C.
+namespace first_c {
+enum : unsigned { SSE3 = 0, SSSE3 = 9, FMA = 12, SSE4_1 = 19, SSE4_2 = 20, POPCNT = 23, XSAVE = 26 };
+enum : unsigned { OSXSAVE = 27, AVX = 28, F16C = 29 };
+}  // namespace first_c
+namespace seventh_b {
+enum : unsigned { AVX2 = 5, AVX512F = 16, AVX512DQ = 17, AVX512CD = 28, AVX512BW = 30, AVX512VL = 31 };
+}  // namespace seventh_b
+namespace seventh_c {
+enum : unsigned { AVX512VBMI = 1 };
+}  // namespace seventh_c
+namespace saved {
+enum : unsigned { XMM = 1, YMM = 2, MASKS = 5, ZMM = 6, ZMM16 = 7 };
+}  // namespace saved
+
 /// The processor's description of its features. The compiler's __builtin_cpu_supports would add code that
 /// runs when the library is loaded.
 struct Leaf {
@@ -28,23 +44,34 @@ bool holds(unsigned word, std::initializer_list<unsigned> bits) {
 
 /// The sets of registers that the system saves for a thread, one bit each.
 unsigned savedRegisters(const Leaf& first) {
-  if (!holds(first.c, {27})) return 0;  // OSXSAVE
+  if (!holds(first.c, {first_c::OSXSAVE})) return 0;
   unsigned low = 0;
   unsigned high = 0;
   __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
   return low;
 }
 
+bool hasAvx2(const Leaf& first, const Leaf& seventh) {
+  using namespace first_c;
+  return holds(savedRegisters(first), {saved::XMM, saved::YMM}) &&
+         holds(first.c, {SSE4_1, SSE4_2, POPCNT, XSAVE, AVX}) && holds(seventh.b, {seventh_b::AVX2});
+}
+
+bool hasAvx512(const Leaf& first, const Leaf& seventh) {
+  using namespace seventh_b;
+  return holds(savedRegisters(first), {saved::MASKS, saved::ZMM, saved::ZMM16}) &&
+         holds(first.c, {first_c::FMA, first_c::F16C}) &&
+         holds(seventh.b, {AVX512F, AVX512DQ, AVX512CD, AVX512BW, AVX512VL}) &&
+         holds(seventh.c, {seventh_c::AVX512VBMI});
+}
+
 /// How many kernels of `all` can run here; they are the first ones of the list.
 std::size_t countAvailable() {
   const Leaf first(1);
   const Leaf seventh(7);
-  const unsigned saved = savedRegisters(first);
-  if (!holds(first.c, {9})) return 1;                             // SSSE3
-  if (!holds(saved, {1, 2}) || !holds(seventh.b, {5})) return 2;  // XMM, YMM; AVX2
-  if (!holds(saved, {5, 6, 7}) || !holds(seventh.b, {16, 17, 28, 30, 31}))
-    return 3;                            // ZMM; AVX-512 F, DQ, CD, BW, VL
-  return holds(seventh.c, {1}) ? 4 : 3;  // VBMI
+  if (!holds(first.c, {first_c::SSE3, first_c::SSSE3})) return 1;
+  if (!hasAvx2(first, seventh)) return 2;
+  return hasAvx512(first, seventh) ? 4 : 3;
 }
 
 constexpr const Kernels* all[] = {&plainKernels, &ssse3Kernels, &avx2Kernels, &avx512Kernels};
