@@ -22,8 +22,8 @@ U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeS
 U_NAMESPACE_END
 #endif
 
-/// What libc++ lacks: parts of C++20, and the functions of ICU that take streams of the library that ICU is
-/// built with, which is libstdc++.
+/// Parts of C++20 that libc++ lacks, and a function of ICU that exists only for libstdc++: it takes a stream,
+/// and ICU is built with libstdc++.
 namespace tarvo::platform {
 
 /// As std::from_chars reads a double. Where the library has no such function, it reports that the text is

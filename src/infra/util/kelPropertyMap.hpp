@@ -123,8 +123,8 @@ class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;
   using PoolTree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
-  /// Callers iterate over a `Map`. Where the type of its iterators does not depend on the allocator, the nodes
-  /// come from the pool. It depends on the allocator in the checked containers of libstdc++.
+  /// Callers iterate over a `Map`. If the type of its iterators does not depend on the allocator, the nodes
+  /// come from the pool. In the checked containers of libstdc++ it depends on the allocator.
   using Tree =
       std::conditional_t<std::is_same_v<PoolTree::const_iterator, Map::const_iterator>, PoolTree, Map>;
 
