@@ -180,9 +180,10 @@ use_wine() {
   wine cmd /c exit >/dev/null 2>&1
 }
 
-# summary LOG...: reads the output of test programs, each ended by a line "ended with status N". Prints the numbers of tests that passed, failed and were skipped, then the names of those
-# that failed. A test that did not end counts as failed, and so do those of its program that come after it.
-# A program ends with status 77 if the processor lacks its kernels.
+# summary LOG...: reads the output of test programs, each ended by a line "ended with status N". Prints the
+# numbers of tests that passed, failed and were skipped, then the names of those that failed. A test that did
+# not end counts as failed, and so do those of its program that come after it. A program ends with status 77
+# if the processor lacks its kernels.
 summary() {
   awk '
     function finish() {
