@@ -1,8 +1,8 @@
 #include "infra/oss/kelByteBuffer.hpp"
 
 #include "platform/kelLargePages.hpp"
-#include "text/kelConverterCache.hpp"
-#include "text/kelShortMove.hpp"
+#include "text/kelTranscoding.hpp"
+#include "text/kelWords.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -63,13 +63,10 @@ ByteBuffer::ByteBuffer(const char* const data, unsigned long long length) {
 ByteBuffer::ByteBuffer(const icu::UnicodeString& text, const char* codepage) {
   tracedExit<probe("ByteBuffer::ByteBuffer")>([&] {
     auto storage = std::make_unique<Storage>();
-    std::int32_t size = text.isEmpty() ? 0 : text::fromUnicode(text, nullptr, 0, codepage);
-    // Repeats, because a few of ICU's converters under-report the size if the buffer ends inside a character.
-    for (std::int32_t room = 0; size > room;) {
-      room = size;
+    const std::int32_t size = text::fromUnicode(text, nullptr, 0, codepage, [&](std::int32_t room) {
       makeRoom(*storage, static_cast<std::uint32_t>(room));
-      size = text::fromUnicode(text, storage->data(), room, codepage);
-    }
+      return storage->data();
+    });
     if (size < 0) throw std::bad_alloc();  // the size is above the largest int
     makeRoom(*storage, static_cast<std::uint32_t>(size));
     storage_ = storage.release();

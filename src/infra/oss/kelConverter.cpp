@@ -4,9 +4,9 @@
 
 #include "oss/kelConvertData.hpp"
 #include "oss/kelRaise.hpp"
-#include "text/kelConverterCache.hpp"
 #include "text/kelInvariant.hpp"
-#include "text/kelShortMove.hpp"
+#include "text/kelTranscoding.hpp"
+#include "text/kelWords.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -110,6 +110,7 @@ struct Target {
   bool text;
   bool terminating;
 
+  int room() const { return bytes == nullptr ? 0 : length; }
   std::int64_t sizeOf(std::int64_t count) const { return count + (terminating ? 1 : 0); }
 };
 
@@ -161,23 +162,18 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
 }
 
 /// Prints ICU's size and returns it with the terminator added.
-int sizeConverted(const icu::UnicodeString& text, const Target& target) {
-  const std::int32_t size = text::fromUnicode(text, nullptr, 0, text::nullIfEmpty(target.toCodePage));
+int sizeConverted(std::int32_t count, const Target& target) {
   const CodePage name{target.toCodePage};
-  if (size < 1) {
-    debug("Call to extract to get size failed - errno: ", errno, " size: ", size, " toCodePage: ", name,
+  if (count < 1) {
+    debug("Call to extract to get size failed - errno: ", errno, " size: ", count, " toCodePage: ", name,
           ".\n");
     raiseConversionError(target);
   }
-  debug("Called extract to get size - errno: ", errno, " size: ", size, " toCodePage: ", name, ".\n");
-  return answer(target.sizeOf(size), target);
+  debug("Called extract to get size - errno: ", errno, " size: ", count, " toCodePage: ", name, ".\n");
+  return answer(target.sizeOf(count), target);
 }
 
-/// A destination without room is passed to ICU as null: otherwise ICU's result is not a size.
-int convertInto(const icu::UnicodeString& text, const Target& target) {
-  const std::int32_t room = std::max(target.length, 0);
-  const std::int32_t count =
-      text::fromUnicode(text, room == 0 ? nullptr : target.bytes, room, text::nullIfEmpty(target.toCodePage));
+int sizeWritten(std::int32_t count, const Target& target) {
   const CodePage name{target.toCodePage};
   if (count < 1) {
     debug("Call to extract to convert data failed - errno: ", errno, " size: ", count,
@@ -200,45 +196,18 @@ int convertInto(const icu::UnicodeString& text, const Target& target) {
   return static_cast<int>(size);
 }
 
-int convertUnicode(const icu::UnicodeString& text, const Target& target) {
-  return target.bytes == nullptr ? sizeConverted(text, target) : convertInto(text, target);
-}
-
-/// Returns or raises what the conversion through Unicode would.
-int answerAtOnce(std::int32_t count, const Target& target) {
-  if (count < 1) raiseConversionError(target);
-  const std::int64_t size = target.sizeOf(count);
-  if (target.bytes == nullptr) return answer(size, target);
-  if (size > target.length) raiseTooSmall(target);
-  return static_cast<int>(size);
-}
-
-int convertByUnicode(const char* data, std::int32_t length, const Target& target) {
-  std::array<char16_t, text::atOnce> units;
-  const icu::UnicodeString text =
-      text::toUnicode(data, length, text::nullIfEmpty(target.fromCodePage), units.data(), text::atOnce);
-  debug("Called String constructor - errno: ", errno, "\n");
-  return convertUnicode(text, target);
+/// The result for a text of `count` bytes in the target's code page.
+int converted(std::int32_t count, const Target& target) {
+  return target.bytes == nullptr ? sizeConverted(count, target) : sizeWritten(count, target);
 }
 
 int convertBytes(const char* data, std::int64_t length, const Target& target) {
   if (length > longestData) raiseConversionError(target);
-  const auto count = static_cast<std::int32_t>(length);
-  const std::int32_t size =
-      debugging.load(std::memory_order_relaxed)  // prints each step
-          ? -1
-          : text::convertAtOnce(data, count, text::nullIfEmpty(target.fromCodePage), target.bytes,
-                                target.bytes == nullptr ? 0 : target.length,
-                                text::nullIfEmpty(target.toCodePage));
-  return size >= 0 ? answerAtOnce(size, target) : convertByUnicode(data, count, target);
-}
-
-/// ICU returns the size for a capacity of 0 only if the target is null.
-std::size_t extract(const icu::UnicodeString& text, const char* codePage, char* target,
-                    std::size_t capacity) {
-  const auto room = static_cast<std::int32_t>(std::min<std::size_t>(capacity, largestSize));
-  const std::int32_t size = text::fromUnicode(text, room == 0 ? nullptr : target, room, codePage);
-  return static_cast<std::size_t>(std::max(size, 0));
+  const std::int32_t count =
+      text::transcode({data, static_cast<std::size_t>(length)}, text::nullIfEmpty(target.fromCodePage),
+                      target.bytes, target.room(), text::nullIfEmpty(target.toCodePage));
+  debug("Called String constructor - errno: ", errno, "\n");
+  return converted(count, target);
 }
 
 }  // namespace
@@ -305,7 +274,9 @@ int Converter::convert(char* destination, int destinationLength, const char* toC
                         .toCodePage = toCodePage,
                         .text = true,
                         .terminating = true};
-    return data.isEmpty() ? convertNothing(target) : convertUnicode(data, target);
+    if (data.isEmpty()) return convertNothing(target);
+    return converted(text::fromUnicode(data, destination, target.room(), text::nullIfEmpty(toCodePage)),
+                     target);
   });
 }
 
@@ -318,15 +289,11 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
                                       void* buffer) {
   return traced<probe("Converter::convertToBytes")>([&] {
     try {
-      const char* const name = text::nullIfEmpty(codePage);
-      std::size_t room = capacity;
-      std::size_t size = extract(text, name, target, room);
-      // Repeats for those few of ICU's converters that under-report the size if the buffer cuts a character.
-      while (size > room) {
-        room = size;
-        size = extract(text, name, grow(buffer, room), room);
-      }
-      return size;
+      const auto room = static_cast<std::int32_t>(std::min<std::size_t>(capacity, largestSize));
+      const std::int32_t size = text::fromUnicode(
+          text, target, room, text::nullIfEmpty(codePage),
+          [&](std::int32_t needed) { return grow(buffer, static_cast<std::size_t>(needed)); });
+      return static_cast<std::size_t>(std::max(size, 0));
     } catch (const std::bad_alloc&) {
       raise<NLSException>("QN_ERR_OUT_OF_MEMORY", NarrowArgument{"Converter::convertToBytes()", nullptr});
     }

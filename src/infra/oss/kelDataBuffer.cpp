@@ -4,11 +4,11 @@
 
 #include "oss/kelRaise.hpp"
 #include "oss/kelTextBlock.hpp"
-#include "text/kelConverterCache.hpp"
 #include "text/kelDecimalText.hpp"
 #include "text/kelHexDigits.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelScratch.hpp"
+#include "text/kelTranscoding.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/ucnv.h>
@@ -243,29 +243,26 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
       if (end != nullptr) writeLiteral(end, data, bytes, upperCase);
       return;
     }
-    text::Scratch literal(size);
-    if (literal.get() == nullptr) return;
-    writeLiteral(literal.get(), data, bytes, upperCase);
-    append(block_, literal.get(), size);
+    text::Scratch scratch;
+    char* const literal = scratch.room(size);
+    if (literal == nullptr) return;
+    writeLiteral(literal, data, bytes, upperCase);
+    append(block_, literal, size);
   });
 }
 
 bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, const char* encoding) {
   refuseZeroBytes(encoding);
-  const char* const codePage = text::nullIfEmpty(encoding);
-  // Repeats if the buffer on the stack is too small. A third round is needed for those few of ICU's
-  // converters that under-report the size if the buffer cuts a character.
-  for (std::int32_t capacity = text::Scratch::inlineSize;;) {
-    text::Scratch room(static_cast<std::size_t>(capacity));
-    if (room.get() == nullptr) return false;
-    const std::int32_t size = text::fromUnicode(text, room.get(), capacity, codePage);
-    if (size < 0) {
-      raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
-                          text::invariantText(encodingName(encoding)));
-    }
-    if (size <= capacity) return insert(block_, position, room.get(), static_cast<std::size_t>(size));
-    capacity = size;
+  text::Scratch scratch;
+  constexpr std::int32_t inlineSize = text::Scratch::inlineSize;
+  char* bytes = scratch.room(inlineSize);
+  const auto grow = [&](std::int32_t size) { return bytes = scratch.room(static_cast<std::size_t>(size)); };
+  const std::int32_t size = text::fromUnicode(text, bytes, inlineSize, text::nullIfEmpty(encoding), grow);
+  if (size < 0) {
+    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
+                        text::invariantText(encodingName(encoding)));
   }
+  return bytes != nullptr && insert(block_, position, bytes, static_cast<std::size_t>(size));
 }
 
 // --- empty

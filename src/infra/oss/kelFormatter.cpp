@@ -11,8 +11,8 @@
 #include "text/kelDecimalText.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelMemory.hpp"
-#include "text/kelPlainRun.hpp"
 #include "text/kelTextUnits.hpp"
+#include "text/kelWords.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <unicode/locid.h>

@@ -1,9 +1,9 @@
 #include "infra/oss/kelMessage.hpp"
 
-#include "text/kelConverterCache.hpp"
 #include "text/kelDecimalText.hpp"
 #include "text/kelInvariant.hpp"
 #include "text/kelMemory.hpp"
+#include "text/kelTranscoding.hpp"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "oss/kelSocketError.hpp"
 
 #include "platform/kelWinsock.hpp"
-#include "text/kelConverterCache.hpp"
+#include "text/kelTranscoding.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>

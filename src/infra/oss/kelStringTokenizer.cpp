@@ -4,6 +4,7 @@
 #include "text/kelInvariant.hpp"
 #include "text/kelMemory.hpp"
 #include "text/kelTokenEdges.hpp"
+#include "text/kelTranscoding.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
@@ -46,9 +47,9 @@ bool isAscii(const icu::UnicodeString& text) {
 
 /// Whether a code page has ASCII's bytes for ASCII's units, whatever is before or after them.
 bool keepsAscii(const char* codePage) {
-  using Form = text::CachedConverter::Form;
-  const Form form = text::CachedConverter(codePage, text::CachedConverter::Direction::fromUnicode).form();
-  if (form != Form::singleBytes && form != Form::utf8) return false;
+  // UTF-16 has a codec, too, but two bytes for each unit.
+  using Direction = text::CachedConverter::Direction;
+  if (text::CachedConverter(codePage, Direction::fromUnicode).codec() == nullptr) return false;
   std::array<char16_t, asciiUnits> units;
   std::array<char, asciiUnits> ascii;
   std::array<char, asciiUnits> bytes{};

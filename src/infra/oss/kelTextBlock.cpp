@@ -140,11 +140,12 @@ bool insertForeign(TextBlock& block, int position, const char* text, int count) 
 bool insertCopied(TextBlock& block, int position, const char* text, int count) {
   const std::size_t used = fits(block, count) ? static_cast<std::size_t>(count)
                                               : lengthUpTo(text, static_cast<std::size_t>(count));
-  text::Scratch copy(used + 1);
-  if (copy.get() == nullptr) return false;
-  std::memcpy(copy.get(), text, used);
-  copy.get()[used] = '\0';
-  return insertForeign(block, position, copy.get(), count);
+  text::Scratch scratch;
+  char* const copy = scratch.room(used + 1);
+  if (copy == nullptr) return false;
+  std::memcpy(copy, text, used);
+  copy[used] = '\0';
+  return insertForeign(block, position, copy, count);
 }
 
 }  // namespace

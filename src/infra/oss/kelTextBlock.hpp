@@ -2,7 +2,7 @@
 
 #include "infra/oss/kelDataBuffer.hpp"
 
-#include "text/kelShortMove.hpp"
+#include "text/kelWords.hpp"
 
 #include <cstddef>
 

@@ -3,8 +3,8 @@
 #include "infra/oss/kelNLSException.hpp"
 
 #include "oss/kelRaise.hpp"
-#include "text/kelConverterCache.hpp"
 #include "text/kelInvariant.hpp"
+#include "text/kelTranscoding.hpp"
 #include "text/kelUTF8Text.hpp"
 #include "trace/kelTrace.hpp"
 
@@ -64,21 +64,19 @@ bool UTF8Iterator::takeText(const char* text) {
 
 void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   std::array<char, inlineCapacity + 1> room;
-  const std::int32_t size = text::fromUnicode(text, room.data(), inlineCapacity, "UTF-8");
+  std::unique_ptr<char[]> grown;
+  const auto grow = [&](std::int32_t size) {
+    grown.reset(new (std::nothrow) char[static_cast<std::size_t>(size) + 1]);
+    return grown.get();
+  };
+  const std::int32_t size = text::fromUnicode(text, room.data(), inlineCapacity, "UTF-8", grow);
   if (size < 0)
     raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
                         text::invariantText("UTF-8"));
-  const auto count = static_cast<std::size_t>(size);
-  if (count <= inlineCapacity) {
-    room[count] = '\0';
-    takeText(room.data());
-    return;
-  }
-  const std::unique_ptr<char[]> bytes(new (std::nothrow) char[count + 1]);
+  char* const bytes = size <= std::int32_t{inlineCapacity} ? room.data() : grown.get();
   if (bytes == nullptr) return;
-  text::fromUnicode(text, bytes.get(), size, "UTF-8");
-  bytes[count] = '\0';
-  takeText(bytes.get());
+  bytes[size] = '\0';
+  takeText(bytes);
 }
 
 /// Room for a text of that length, followed by as many zeros as are read after it. Null if there is no

@@ -5,8 +5,8 @@
 
 #include "oss/kelRaise.hpp"
 #include "oss/kelTextBlock.hpp"
-#include "text/kelConverterCache.hpp"
 #include "text/kelMemory.hpp"
+#include "text/kelTranscoding.hpp"
 #include "text/kelUTF8Conversion.hpp"
 #include "text/kelUTF8Text.hpp"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "text/kelPlainRun.hpp"
+#include "text/kelWords.hpp"
 
 #include <cstddef>
 #include <cstring>

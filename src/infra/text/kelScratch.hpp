@@ -2,27 +2,26 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
+#include <memory>
+#include <new>
 
 namespace tarvo::text {
 
-/// Bytes for the duration of one call, on the stack if they fit. Null if there is no memory.
+/// Bytes for the duration of one call, on the stack if they fit.
 class Scratch {
  public:
-  explicit Scratch(std::size_t size)
-      : bytes_(size <= inline_.size() ? inline_.data() : static_cast<char*>(std::malloc(size))) {}
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  ~Scratch() {
-    if (bytes_ != inline_.data()) std::free(bytes_);
-  }
-
   static constexpr std::size_t inlineSize = 4096;
-  char* get() { return bytes_; }
+
+  /// Null if there is no memory. Releases the former room.
+  char* room(std::size_t size) {
+    if (size <= inlineSize) return inline_.data();
+    heap_.reset(new (std::nothrow) char[size]);
+    return heap_.get();
+  }
 
  private:
   std::array<char, inlineSize> inline_;
-  char* bytes_;
+  std::unique_ptr<char[]> heap_;
 };
 
 }  // namespace tarvo::text

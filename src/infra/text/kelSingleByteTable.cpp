@@ -1,7 +1,7 @@
 #include "text/kelSingleByteTable.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "text/kelPlainRun.hpp"
+#include "text/kelWords.hpp"
 
 #include <unicode/utf16.h>
 
@@ -13,7 +13,7 @@ namespace tarvo::text {
 namespace {
 
 /// All tables made so far, the newest first. Tables are never removed.
-constinit std::atomic<SingleByteTable*> newest = nullptr;
+constinit std::atomic<const SingleByteTable*> newest = nullptr;
 
 bool isSingleByte(const UConverter* converter) {
   const UConverterType type = ucnv_getType(converter);
@@ -56,25 +56,25 @@ int askForUnit(UConverter* converter, char byte) {
 // --- made once
 
 // The name is copied: ICU frees its own text of it if the program calls ICU's cleanup.
-SingleByteTable::SingleByteTable(const char* name) {
+SingleByteTable::SingleByteTable(const char* name) : Codec(Kind::singleBytes) {
   std::memcpy(name_.data(), name, std::strlen(name));
 }
 
-SingleByteTable* SingleByteTable::find(SingleByteTable* first, const char* name) {
+const SingleByteTable* SingleByteTable::find(const SingleByteTable* first, const char* name) {
   while (first != nullptr && std::strcmp(first->name_.data(), name) != 0) first = first->older_;
   return first;
 }
 
 // If two threads make the same table at the same time, the second one deletes its own.
-SingleByteTable* SingleByteTable::of(UConverter* converter) {
+const SingleByteTable* SingleByteTable::of(UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;
   if (name == nullptr || std::strlen(name) >= UCNV_MAX_CONVERTER_NAME_LENGTH) return nullptr;
-  SingleByteTable* first = newest.load(std::memory_order_acquire);
-  if (SingleByteTable* const known = find(first, name)) return known;
+  const SingleByteTable* first = newest.load(std::memory_order_acquire);
+  if (const SingleByteTable* const known = find(first, name)) return known;
   auto* const table = new (std::nothrow) SingleByteTable(name);
   if (table == nullptr) return nullptr;
-  SingleByteTable* known = nullptr;
+  const SingleByteTable* known = nullptr;
   const bool filled = table->fill(converter);
   while (filled && known == nullptr) {
     table->older_ = first;
@@ -118,7 +118,7 @@ bool SingleByteTable::isPlain(std::size_t unit) const {
 
 // --- looked up
 
-void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* units) const {
+std::ptrdiff_t SingleByteTable::toUnits(const char* bytes, std::size_t count, void* units) const {
   for (std::size_t at = 0; at < count;) {
     if (plain_ == 256) {
       at += widenPlain(bytes + at, count - at, unitsAt(units, at), plain_);
@@ -129,6 +129,7 @@ void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* unit
       std::memcpy(unitsAt(units, at), &units_[static_cast<unsigned char>(bytes[at])], sizeof(char16_t));
     }
   }
+  return static_cast<std::ptrdiff_t>(count);
 }
 
 /// The bytes of eight units, the first one lowest. A byte of 0 means unknown, not in the table, or U+0000.
@@ -140,11 +141,12 @@ void SingleByteTable::toUnicode(const char* bytes, std::size_t count, void* unit
   return ((byte(0) | byte(1)) | (byte(2) | byte(3))) | ((byte(4) | byte(5)) | (byte(6) | byte(7)));
 }
 
-bool SingleByteTable::fromUnicode(const char16_t* units, std::size_t count, char* bytes,
-                                  UConverter* converter) {
-  for (std::size_t at = 0; at < count;) {
-    if (plain_ > 0) at += narrowPlain(units + at, count - at, bytes + at, plain_);
-    const std::size_t end = std::min(at + plainBlock, count);
+std::int64_t SingleByteTable::toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
+                                      UConverter* converter) const {
+  const std::size_t written = std::min(count, room);
+  for (std::size_t at = 0; at < written;) {
+    if (plain_ > 0) at += narrowPlain(units + at, written - at, bytes + at, plain_);
+    const std::size_t end = std::min(at + plainBlock, written);
     for (; at + 8 <= end; at += 8) {
       const std::uint64_t word = eightBytesOf(units + at);
       if (hasZeroByte(word)) break;
@@ -152,14 +154,15 @@ bool SingleByteTable::fromUnicode(const char16_t* units, std::size_t count, char
     }
     for (; at < end; ++at) {
       const int byte = byteOf(units[at], converter);
-      if (byte == notHere) return false;
+      if (byte == notHere) return icuHasTo;
       bytes[at] = static_cast<char>(byte);
     }
   }
-  return true;
+  const bool complete = hasAll(units + written, count - written, converter);
+  return complete ? static_cast<std::int64_t>(count) : icuHasTo;
 }
 
-bool SingleByteTable::hasAll(const char16_t* units, std::size_t count, UConverter* converter) {
+bool SingleByteTable::hasAll(const char16_t* units, std::size_t count, UConverter* converter) const {
   for (std::size_t at = 0; at < count;) {
     const std::size_t end = std::min(at + plainBlock, count);
     while (at + 8 <= end && !hasZeroByte(eightBytesOf(units + at))) at += 8;
@@ -170,7 +173,7 @@ bool SingleByteTable::hasAll(const char16_t* units, std::size_t count, UConverte
   return true;
 }
 
-int SingleByteTable::byteOf(char16_t unit, UConverter* converter) {
+int SingleByteTable::byteOf(char16_t unit, UConverter* converter) const {
   const std::atomic<unsigned char>& byte = bytes_[unit];
   if (const unsigned char known = byte.load(std::memory_order_relaxed)) return known;
   if (unit == 0) return zeroIsZero_.load(std::memory_order_relaxed) ? 0 : notHere;
@@ -180,7 +183,7 @@ int SingleByteTable::byteOf(char16_t unit, UConverter* converter) {
 }
 
 /// Asks ICU for all units of the block that contains `unit`.
-void SingleByteTable::askAround(char16_t unit, UConverter* converter) {
+void SingleByteTable::askAround(char16_t unit, UConverter* converter) const {
   const std::size_t first = unit / blockSize * blockSize;
   for (std::size_t other = first; other < first + blockSize; ++other) {
     const int byte = askForByte(converter, static_cast<char16_t>(other));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <unicode/ucnv.h>
+#include "text/kelCodec.hpp"
 
 #include <array>
 #include <atomic>
@@ -11,8 +11,8 @@ namespace tarvo::text {
 
 /// A single-byte code page as ICU converts it, as a table.
 ///
-///     SingleByteTable* const table = SingleByteTable::of(converter);
-///     if (table == nullptr || !table->fromUnicode(units, count, bytes, converter)) ...   // ICU has to
+///     const SingleByteTable* const table = SingleByteTable::of(converter);
+///     if (table == nullptr || table->toBytes(units, count, bytes, room, converter) < 0) ...   // ICU has to
 ///
 /// Every entry is ICU's result for one unit or byte by itself, substitutes and fallbacks included. A unit is
 /// in the table if that result is one byte, whatever follows the unit. Other units are not in the table:
@@ -24,24 +24,18 @@ namespace tarvo::text {
 /// ends. The direction to Unicode is complete then. The direction from Unicode is filled in blocks of 64
 /// units (3 us) when a unit of the block first occurs: filling everything would take milliseconds, and texts
 /// use few blocks. Any thread may use a table at any time; all threads read and store the same entries.
-class SingleByteTable {
+class SingleByteTable final : public Codec {
  public:
   /// The table of the converter's code page. Null if it is not a single-byte code page, or if there is no
   /// memory. The converter must have ICU's own callbacks; it is reset.
-  static SingleByteTable* of(UConverter* converter);
+  static const SingleByteTable* of(UConverter* converter);
 
-  SingleByteTable(const SingleByteTable&) = delete;
-  SingleByteTable& operator=(const SingleByteTable&) = delete;
+  /// Converts every text. No unit is half of a pair.
+  std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const override;
 
-  /// Writes one unit for each byte; none is half of a pair. The units may be at any address.
-  void toUnicode(const char* bytes, std::size_t count, void* units) const;
-
-  /// Writes one byte for each unit. Returns false if a unit is not in the table; the bytes written then are
-  /// the beginning of ICU's result. `converter` is used for units that are not known yet.
-  bool fromUnicode(const char16_t* units, std::size_t count, char* bytes, UConverter* converter);
-
-  /// Whether every unit is in the table.
-  bool hasAll(const char16_t* units, std::size_t count, UConverter* converter);
+  /// `converter` is used for units that are not known yet.
+  std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
+                       UConverter* converter) const override;
 
  private:
   explicit SingleByteTable(const char* name);
@@ -49,20 +43,21 @@ class SingleByteTable {
 
   static constexpr int notHere = -1;
 
-  static SingleByteTable* find(SingleByteTable* first, const char* name);
+  static const SingleByteTable* find(const SingleByteTable* first, const char* name);
   bool fill(UConverter* converter);
   void findOthers();
   bool isPlain(std::size_t unit) const;
-  int byteOf(char16_t unit, UConverter* converter);
-  void askAround(char16_t unit, UConverter* converter);
+  bool hasAll(const char16_t* units, std::size_t count, UConverter* converter) const;
+  int byteOf(char16_t unit, UConverter* converter) const;
+  void askAround(char16_t unit, UConverter* converter) const;
   std::uint64_t eightBytesOf(const char16_t* units) const;
 
   static constexpr std::size_t blockSize = 64;
   static constexpr std::size_t blocks = 0x10000 / blockSize;
 
   std::array<char, UCNV_MAX_CONVERTER_NAME_LENGTH> name_{};
-  SingleByteTable* older_ = nullptr;  // the table made before this one
-  std::size_t plain_ = 0;             // units below this are the byte of the same number: 256, 128 or 0
+  const SingleByteTable* older_ = nullptr;  // the table made before this one
+  std::size_t plain_ = 0;                   // units below this are the byte of the same number: 256, 128 or 0
   // The first and the last byte whose unit has another number; valid if there is one. Latin code pages have
   // few such bytes.
   unsigned char firstOther_ = 0;
@@ -70,8 +65,8 @@ class SingleByteTable {
   std::atomic<bool> zeroIsZero_ = false;
   std::array<char16_t, 256> units_{};
   // 0: not asked yet, or not in the table. In the existing code pages only U+0000 becomes a byte of 0.
-  std::array<std::atomic<unsigned char>, 0x10000> bytes_{};
-  std::array<std::atomic<bool>, blocks> asked_{};
+  mutable std::array<std::atomic<unsigned char>, 0x10000> bytes_{};
+  mutable std::array<std::atomic<bool>, blocks> asked_{};
 };
 
 }  // namespace tarvo::text

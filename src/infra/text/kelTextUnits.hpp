@@ -1,7 +1,7 @@
 #pragma once
 
-#include "machine/kelByteOrder.hpp"
 #include "text/kelMemory.hpp"
+#include "text/kelWords.hpp"
 
 #include <unicode/unistr.h>
 
@@ -21,17 +21,11 @@ inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
 
 constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
 
-/// The four units at `units`, in the processor's order.
-inline std::uint64_t wordAt(const char16_t* units) noexcept {
-  return machine::nativeAt<std::uint64_t>(units);
-}
-
 /// Whether `units` contains `unit`. Compares four units at a time; the standard library's find compares one.
 inline bool holds(std::u16string_view units, char16_t unit) noexcept {
-  constexpr std::uint64_t ones = 0x0001'0001'0001'0001;
   for (; units.size() >= wordUnits; units.remove_prefix(wordUnits)) {
-    const std::uint64_t others = wordAt(units.data()) ^ unit * ones;
-    if (((others - ones) & ~others & 0x8000 * ones) != 0) return true;
+    const std::uint64_t others = wordAt(units.data()) ^ inEachUnit(unit);
+    if (((others - inEachUnit(1)) & ~others & inEachUnit(0x8000)) != 0) return true;
   }
   return units.find(unit) != std::u16string_view::npos;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "machine/kelByteOrder.hpp"
-#include "text/kelPlainRun.hpp"
+#include "text/kelWords.hpp"
 
 #include <unicode/unistr.h>
 

@@ -2,7 +2,8 @@
 
 #include "simd/kelKernelChoice.hpp"
 #include "simd/kelUTF16Words.hpp"
-#include "text/kelPlainRun.hpp"
+#include "text/kelUTF16.hpp"
+#include "text/kelWords.hpp"
 
 #include <algorithm>
 #include <array>
@@ -53,43 +54,21 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
   return to;
 }
 
-constexpr std::size_t eight = 8;
-
-bool hasHalf(const char16_t* units, std::size_t count) {
-  EightUnits found{};
-  std::size_t at = 0;
-  for (; count - at >= eight; at += eight) found |= (eightUnitsAt(units + at) & 0xF800) == 0xD800;
-  return eightBytesAt(&found) != 0 || eightBytesAt(reinterpret_cast<const char*>(&found) + eight) != 0 ||
-         std::any_of(units + at, units + count, isHalf);
-}
-
-/// The number of pairs, or -1 if there is a lone surrogate.
-std::int64_t countPairs(const char16_t* units, std::size_t count) {
-  if (!hasHalf(units, count)) return 0;
-  std::int64_t pairs = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (!isHalf(units[i])) continue;
-    if (i + 1 == count || !isPair(units[i], units[i + 1])) return -1;
-    ++pairs;
-    ++i;
-  }
-  return pairs;
-}
-
 /// The number of bytes of the units, with three for each half of a pair.
 std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
   // The sums of this many units fit into 16 bits in each of eight places.
   constexpr std::size_t atOnce = 32768;
   std::size_t size = count;
   std::size_t at = 0;
-  while (count - at >= eight) {
+  while (count - at >= vectorUnits) {
     EightUnits more{};  // a comparison that is true is all ones, which is -1
-    for (const std::size_t end = at + std::min(count - at, atOnce) / eight * eight; at < end; at += eight) {
+    for (const std::size_t end = at + std::min(count - at, atOnce) / vectorUnits * vectorUnits; at < end;
+         at += vectorUnits) {
       const EightUnits wide = eightUnitsAt(units + at);
       more -= (wide & 0xFF80) != 0;
       more -= (wide & 0xF800) != 0;
     }
-    for (std::size_t place = 0; place < eight; ++place) size += more[place];
+    for (std::size_t place = 0; place < vectorUnits; ++place) size += more[place];
   }
   for (; at < count; ++at) size += static_cast<std::size_t>(units[at] >= 0x80) + (units[at] >= 0x800);
   return size;
@@ -161,8 +140,40 @@ std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes
   return size;
 }
 
-bool isWellFormed(const char16_t* units, std::size_t count) {
-  return countPairs(units, count) >= 0;
+namespace {
+
+class UTF8Codec final : public Codec {
+ public:
+  constexpr explicit UTF8Codec(bool cuts) : Codec(Kind::utf8), cuts_(cuts) {}
+
+  std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const override {
+    return utf16FromUtf8(bytes, count, static_cast<char16_t*>(units));
+  }
+
+  std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
+                       UConverter* /*converter*/) const override {
+    if (!cuts_ && room > 0 && count > room / largestUnit) {
+      const std::int64_t size = utf8FromUtf16(units, count, bytes, 0);
+      if (size < 0 || static_cast<std::size_t>(size) > room) return icuHasTo;
+    }
+    return utf8FromUtf16(units, count, bytes, room);
+  }
+
+ private:
+  bool cuts_;
+};
+
+constexpr UTF8Codec cutting(true);
+constexpr UTF8Codec uncut(false);
+
+}  // namespace
+
+const Codec& utf8Codec() {
+  return cutting;
+}
+
+const Codec& uncutUtf8Codec() {
+  return uncut;
 }
 
 }  // namespace tarvo::text

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/kelCodec.hpp"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -15,7 +17,11 @@ std::ptrdiff_t utf16FromUtf8(const char* bytes, std::size_t count, char16_t* uni
 /// whole text. Returns -1 if there is a lone surrogate; the bytes written then are the beginning of the text.
 std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes, std::size_t room);
 
-/// Whether the text has no lone surrogate.
-bool isWellFormed(const char16_t* units, std::size_t count);
+/// The same as a codec.
+const Codec& utf8Codec();
+
+/// The same, but a text that does not fit is left to ICU, which cuts no character if its default converter is
+/// UTF-8.
+const Codec& uncutUtf8Codec();
 
 }  // namespace tarvo::text

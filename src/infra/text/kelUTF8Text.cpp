@@ -1,23 +1,11 @@
 #include "text/kelUTF8Text.hpp"
 
 #include "simd/kelKernelChoice.hpp"
-
-#include <cstdint>
-#include <cstring>
+#include "text/kelWords.hpp"
 
 namespace tarvo::text {
 
 namespace {
-
-/// The eight bytes at `text`, in any order.
-std::uint64_t wordAt(const char* text) {
-  std::uint64_t word = 0;
-  std::memcpy(&word, text, sizeof word);
-  return word;
-}
-
-/// The bits that are set in bytes above 7F.
-constexpr std::uint64_t foreignBits = 0x8080808080808080;
 
 /// The size of a character by its lead byte, which is above 7F; 0 for 80 to BF and F8 to FF, which are not
 /// lead bytes.
@@ -34,7 +22,7 @@ std::ptrdiff_t countByLeads(const char* text, std::size_t length) {
   while (at < length) {
     const auto lead = static_cast<unsigned char>(text[at]);
     if (lead < 0x80) {
-      const bool eight = length - at >= 8 && (wordAt(text + at) & foreignBits) == 0;
+      const bool eight = length - at >= 8 && (wordAt(text + at) & inEachByte(0x80)) == 0;
       at += eight ? 8 : 1;
       count += eight ? 8 : 1;
       continue;

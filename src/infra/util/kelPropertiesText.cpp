@@ -3,7 +3,7 @@
 #include "machine/kelByteOrder.hpp"
 #include "platform/kelStandardLibrary.hpp"
 #include "text/kelInvariant.hpp"
-#include "text/kelPlainRun.hpp"
+#include "text/kelWords.hpp"
 
 #include <algorithm>
 #include <array>

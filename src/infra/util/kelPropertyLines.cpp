@@ -1,8 +1,8 @@
 #include "util/kelPropertyLines.hpp"
 
 #include "machine/kelByteOrder.hpp"
-#include "text/kelPlainRun.hpp"
 #include "text/kelTextUnits.hpp"
+#include "text/kelWords.hpp"
 
 #include <algorithm>
 #include <array>
@@ -18,8 +18,8 @@ constexpr std::size_t wordBytes = sizeof(std::uint64_t);
 
 /// Eight units as bytes, the first one highest; nothing if one of them may be 255 or more.
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
-  constexpr std::uint64_t highBytes = 0xFF00'FF00'FF00'FF00;
-  constexpr std::uint64_t one = 0x0001'0001'0001'0001;
+  constexpr std::uint64_t highBytes = text::inEachUnit(0xFF00);
+  constexpr std::uint64_t one = text::inEachUnit(1);
   const std::uint64_t first = text::wordAt(units);
   const std::uint64_t second = text::wordAt(units + text::wordUnits);
   if (((first | (first + one) | second | (second + one)) & highBytes) != 0) return std::nullopt;

@@ -1,5 +1,5 @@
 #include "support/kelRows.hpp"
-#include "text/kelPlainRun.hpp"
+#include "text/kelWords.hpp"
 
 #include <gtest/gtest.h>
 

@@ -2,14 +2,39 @@
 
 #include "machine/kelByteOrder.hpp"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-/// Converts runs of code units and bytes that have equal values, sixteen at a time. The compilers' vector
-/// extension works for every processor. Plain loops would not be vectorised, since a byte that is written may
-/// alias any object.
+/// Words and vectors of bytes and code units, and loops over them. The compilers' vector extension works for
+/// every processor. Plain loops would not be vectorised, since a byte that is written may alias any object.
 namespace tarvo::text {
+
+// --- words
+
+/// Eight bytes or four units as a word in the processor's order, for tests of all of them.
+inline std::uint64_t wordAt(const void* place) noexcept {
+  return machine::nativeAt<std::uint64_t>(place);
+}
+
+/// The bits that are set in the first or in the second half of sixteen bytes.
+inline std::uint64_t bitsOfBoth(const void* place) {
+  return wordAt(place) | wordAt(static_cast<const char*>(place) + sizeof(std::uint64_t));
+}
+
+constexpr std::uint64_t inEachByte(unsigned char byte) {
+  return 0x0101'0101'0101'0101U * byte;
+}
+constexpr std::uint64_t inEachUnit(char16_t unit) {
+  return 0x0001'0001'0001'0001U * unit;
+}
+
+constexpr bool hasZeroByte(std::uint64_t word) {
+  return ((word - inEachByte(1)) & ~word & inEachByte(0x80)) != 0;
+}
+
+// --- vectors
 
 constexpr std::size_t plainBlock = 16;
 // Not wider, because the stack is aligned to 16 bytes.
@@ -18,15 +43,12 @@ using EightBytes [[gnu::vector_size(8)]] = unsigned char;
 using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
 using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
 
-/// Eight bytes as a word in the processor's order: for tests of all bytes, or of all units.
-inline std::uint64_t eightBytesAt(const void* place) {
-  return machine::nativeAt<std::uint64_t>(place);
-}
+constexpr std::size_t vectorUnits = sizeof(EightUnits) / sizeof(char16_t);
 
 /// Widens the bytes at `bytes` to units. The units may be at any address. Shuffling with a zero vector is one
 /// instruction; GCC 12 compiles a vector conversion to four.
 inline void widenEight(const char* bytes, void* units) {
-  const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{eightBytesAt(bytes), 0});
+  const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{wordAt(bytes), 0});
   constexpr SixteenBytes zeros{};
   SixteenBytes wide;
   if constexpr (machine::isLittleEndian) {
@@ -54,23 +76,11 @@ inline void narrowEight(const char16_t* units, char* bytes) {
   std::memcpy(bytes, &narrow, sizeof narrow);
 }
 
-constexpr bool hasZeroByte(std::uint64_t word) {
-  return ((word - 0x0101010101010101) & ~word & 0x8080808080808080) != 0;
-}
-
-/// The bits that are 0 in every number below `plain` (128 or 256), for eight bytes or four units.
-constexpr std::uint64_t bitsAboveBytes(std::size_t plain) {
-  return plain == 256 ? 0 : 0x8080808080808080;
-}
-constexpr std::uint64_t bitsAboveUnits(std::size_t plain) {
-  return plain == 256 ? 0xFF00FF00FF00FF00 : 0xFF80FF80FF80FF80;
-}
-
 inline bool allAscii(EightUnits units) {
-  std::uint64_t words[2];
-  std::memcpy(words, &units, sizeof words);
-  return ((words[0] | words[1]) & 0xFF80FF80FF80FF80) == 0;
+  return (bitsOfBoth(&units) & inEachUnit(0xFF80)) == 0;
 }
+
+// --- runs of code units and bytes that have equal values
 
 /// Narrows a text in blocks of eight; the last block overlaps the one before. The first three take no branch:
 /// numbers are rarely longer. Returns false if the text is not all ASCII; the bytes are then unusable.
@@ -100,12 +110,11 @@ inline void* unitsAt(void* units, std::size_t place) {
   return static_cast<char*>(units) + sizeof(char16_t) * place;
 }
 
-/// Widens the leading whole blocks whose bytes are below `plain`, and returns the number of bytes.
+/// Widens the leading whole blocks whose bytes are below `plain` (128 or 256), and returns the number of bytes.
 inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
-    const std::uint64_t any = eightBytesAt(bytes + done) | eightBytesAt(bytes + done + 8);
-    if ((any & bitsAboveBytes(plain)) != 0) break;
+    if (plain < 256 && (bitsOfBoth(bytes + done) & inEachByte(0x80)) != 0) break;
     for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, unitsAt(units, done + i));
   }
   return done;
@@ -120,7 +129,7 @@ inline std::size_t widenOutside(const char* bytes, std::size_t count, void* unit
     SixteenBytes block;
     std::memcpy(&block, bytes + done, sizeof block);
     const auto found = (block - first) <= static_cast<unsigned char>(last - first);
-    if ((eightBytesAt(&found) | eightBytesAt(reinterpret_cast<const char*>(&found) + 8)) != 0) break;
+    if (bitsOfBoth(&found) != 0) break;
     for (std::size_t i = 0; i < plainBlock; i += 8) widenEight(bytes + done + i, unitsAt(units, done + i));
   }
   return done;
@@ -130,13 +139,42 @@ inline std::size_t widenOutside(const char* bytes, std::size_t count, void* unit
 inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* bytes, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
-    const char16_t* const four = units + done;
-    const std::uint64_t any =
-        eightBytesAt(four) | eightBytesAt(four + 4) | eightBytesAt(four + 8) | eightBytesAt(four + 12);
-    if ((any & bitsAboveUnits(plain)) != 0) break;
+    const std::uint64_t any = bitsOfBoth(units + done) | bitsOfBoth(units + done + vectorUnits);
+    if ((any & inEachUnit(plain == 256 ? 0xFF00 : 0xFF80)) != 0) break;
     for (std::size_t i = 0; i < plainBlock; i += 8) narrowEight(units + done + i, bytes + done + i);
   }
   return done;
+}
+
+// --- moves of a few bytes, which take less time than a call of the C library
+
+/// Copies the first and the last `Piece` of a range that is at most two pieces long. Both are read before
+/// either is written, so the ranges may overlap.
+template <class Piece>
+inline void moveBothEnds(char* target, const char* source, std::size_t length) {
+  Piece first;
+  Piece last;
+  std::memcpy(&first, source, sizeof first);
+  std::memcpy(&last, source + length - sizeof last, sizeof last);
+  std::memcpy(target, &first, sizeof first);
+  std::memcpy(target + length - sizeof last, &last, sizeof last);
+}
+
+constexpr std::size_t shortPiece = 32;
+
+/// std::memmove of 1 to `shortPiece` bytes, without the call.
+[[gnu::always_inline]] inline void moveShort(char* target, const char* source, std::size_t length) {
+  if (length >= 16) {
+    moveBothEnds<std::array<char, 16>>(target, source, length);
+  } else if (length >= 8) {
+    moveBothEnds<std::uint64_t>(target, source, length);
+  } else if (length >= 4) {
+    moveBothEnds<std::uint32_t>(target, source, length);
+  } else if (length >= 2) {
+    moveBothEnds<std::uint16_t>(target, source, length);
+  } else {
+    *target = *source;
+  }
 }
 
 }  // namespace tarvo::text
