@@ -12,7 +12,7 @@ constexpr int icuHasTo = -1;
 
 /// A code page that is converted without ICU: the table of a single-byte code page (kelSingleByteTable.hpp),
 /// UTF-8 (kelUTF8Conversion.hpp), and UTF-16 in either byte order without byte order marks
-/// (kelUTF16.hpp). Each converts the texts for which its result is ICU's, and leaves the others to ICU.
+/// (kelUTF16.hpp). Each gives ICU's result for the texts that it converts, and leaves the others to ICU.
 /// Codecs live as long as the process; any thread may use them.
 class Codec {
  public:
@@ -29,8 +29,8 @@ class Codec {
   virtual std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const = 0;
 
   /// Writes the first `room` bytes of a text; the last character may be cut. Returns the size of the whole
-  /// text, or `icuHasTo`: the bytes written then are the beginning of ICU's result. `converter` is ICU's for
-  /// the code page.
+  /// text, or `icuHasTo`: the bytes written then are the beginning of ICU's result. `converter` is the
+  /// converter of the code page.
   virtual std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
                                UConverter* converter) const = 0;
 

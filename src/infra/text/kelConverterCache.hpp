@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
-/// ICU's converters, kept open. Each thread keeps up to eight, by the exact name that was asked for, and closes
-/// them when it ends. Names that ICU does not know are not remembered.
+/// ICU's converters, kept open. Each thread keeps up to eight, by the exact name that was asked for, and
+/// closes them when it ends. Names that ICU does not know are not remembered.
 namespace tarvo::text {
 
 struct KeptConverter;

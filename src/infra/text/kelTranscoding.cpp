@@ -24,8 +24,8 @@ using Direction = CachedConverter::Direction;
 
 constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
-/// ICU converts without a converter for "" (its invariant characters), and for null if its default converter is
-/// UTF-8.
+/// ICU converts without a converter for "" (its invariant characters), and for null if its default converter
+/// is UTF-8.
 bool needsNoConverter(const char* name) {
   return name == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *name == '\0';
 }
@@ -83,8 +83,8 @@ std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, s
   return unitsOf(heap);
 }
 
-/// The units are on the caller's stack if they fit there. Otherwise they are the text on the heap, which is bogus
-/// if the code page is unknown.
+/// The units are on the caller's stack if they fit there. Otherwise they are the text on the heap, which is
+/// bogus if the code page is unknown.
 std::u16string_view decode(const CodePage& from, std::string_view bytes, std::span<char16_t> stack,
                            icu::UnicodeString& heap) {
   const auto size = static_cast<std::int32_t>(bytes.size());

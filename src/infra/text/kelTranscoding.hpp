@@ -10,8 +10,8 @@
 ///
 /// A code page is the name of an ICU converter; null is ICU's default converter. If ICU has no memory for a
 /// converter or a text, std::bad_alloc is raised; this is never mistaken for an unknown name. If ICU has no
-/// memory for its table of names at its first use, it stays without it, and std::bad_alloc is raised from then
-/// on.
+/// memory for its table of names at its first use, it stays without it, and std::bad_alloc is raised from
+/// then on.
 namespace tarvo::text {
 
 constexpr bool isEmpty(const char* text) {
@@ -30,8 +30,8 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
                          const char* codePage);
 
 /// The same, into a target that grows: as long as the text is larger than the capacity, the conversion is
-/// repeated into `grow(size)`. A few of ICU's converters under-report the size if the target cuts a character:
-/// these need a third round. Returns a size above the capacity if `grow` returns null.
+/// repeated into `grow(size)`. A few of ICU's converters under-report the size if the target cuts a
+/// character: these need a third round. Returns a size above the capacity if `grow` returns null.
 template <class Grow>
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage, Grow grow) {

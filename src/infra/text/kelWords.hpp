@@ -110,7 +110,7 @@ inline void* unitsAt(void* units, std::size_t place) {
   return static_cast<char*>(units) + sizeof(char16_t) * place;
 }
 
-/// Widens the leading whole blocks whose bytes are below `plain` (128 or 256), and returns the number of bytes.
+/// Widens the leading whole blocks whose bytes are below `plain` (128 or 256); returns the number of bytes.
 inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
