@@ -11,9 +11,9 @@ namespace tarvo::oss {
 
 /// The storage of a DataBuffer. It is private to that class; a program has no use for it.
 ///
-///     bytes                                                                 size, if on the heap
-///     |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
-///     0             zeroFree                 length        written        capacity + 1
+///  bytes                                                                 size, if on the heap
+///  |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
+///  0             zeroFree                 length        written        capacity + 1
 ///
 /// `zeroFree` is at most `written`, and `length` and `written` are at most `capacity`. `written` is below
 /// `length` if the text ends in zeros. Old bytes remain after a text that was shortened.
