@@ -236,8 +236,9 @@ void DataBuffer::appendBinary(const char* data, int count, bool upperCase) {
   if (data == nullptr || count < 1) return;
   traced<probe("DataBuffer::appendBinary")>([&] {
     const auto bytes = static_cast<std::size_t>(count);
-    const std::size_t size = 2 * bytes + literalFrame;
-    if (!admits(block_, size)) return;                             // before the data is read
+    const std::uint64_t literalSize = std::uint64_t{2} * bytes + literalFrame;  // 32 bits may not hold it
+    if (!admits(block_, literalSize)) return;                                   // before the data is read
+    const auto size = static_cast<std::size_t>(literalSize);
     if (block_.written <= block_.length && !owns(block_, data)) {  // written in place
       char* const end = openAtEnd(block_, static_cast<int>(size));
       if (end != nullptr) writeLiteral(end, data, bytes, upperCase);

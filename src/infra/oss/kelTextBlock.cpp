@@ -171,9 +171,9 @@ void release(TextBlock& block) {
   block.size = 0;
 }
 
-bool admits(const TextBlock& block, std::size_t count) {
+bool admits(const TextBlock& block, std::uint64_t count) {
   const int most = std::max(block.capacity - block.length, largestCapacity - spareCapacity - block.length);
-  return count <= static_cast<std::size_t>(most);
+  return count <= static_cast<std::uint64_t>(most);
 }
 
 bool owns(const TextBlock& block, const char* text) {

@@ -5,6 +5,7 @@
 #include "text/kelWords.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 /// The changes of a DataBuffer's storage. Each one keeps the order of the marks that `TextBlock` shows.
 namespace tarvo::oss {
@@ -16,7 +17,7 @@ void takeZeroed(TextBlock& block, int capacity);
 void release(TextBlock& block);
 
 /// Whether the capacity for `count` more bytes is still an int.
-bool admits(const TextBlock& block, std::size_t count);
+bool admits(const TextBlock& block, std::uint64_t count);
 
 /// Whether `text` is inside the storage.
 bool owns(const TextBlock& block, const char* text);

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <new>
@@ -258,9 +259,15 @@ TEST(ConvertToBytes, ReturnsAtMostTheCapacityIfIcuUnderReportsTheSize) {
   }
 }
 
+/// The number, or the largest size if it is above that.
+std::size_t upToSize(unsigned long long number) {
+  return static_cast<std::size_t>(
+      std::min<unsigned long long>(number, std::numeric_limits<std::size_t>::max()));
+}
+
 TEST(ConvertToBytes, DoesNotTruncateTheCapacity) {
   for (const std::size_t capacity :
-       rowsOf({std::size_t{1} << 31, std::size_t{1} << 32, (std::size_t{1} << 32) + 1,
+       rowsOf({std::size_t{1} << 31, upToSize(1ULL << 32), upToSize((1ULL << 32) + 1),
                std::numeric_limits<std::size_t>::max()})) {
     char store[16] = {};
     EXPECT_EQ(Converter::convertToBytes(u"abc", "UTF-8", store, capacity, &mustNotGrow, nullptr), 3U);

@@ -317,7 +317,7 @@ TEST(Base64, EncodesNothingIntoADestinationThatIsTooSmall) {
       {"more bytes than a size can tell the units of", 8, largest / 4 * 3 + 1, "8"},
       {"no destination is as large as a saturated size", largest, largest, "-1"},
       {"nor is one a little smaller", largest - 1, largest / 4 * 3 + 1, "-2"},
-      {"the argument is the low 32 bits: low", 0x100000005, largest, "5"},
+      {"the argument is the low 32 bits: low", static_cast<std::size_t>(0x100000005), largest, "5"},
       {"the argument is the low 32 bits: signed", 0x80000000, largest, "-2147483648"},
   });
   for (const Base64Alphabet alphabet : rowsOf(alphabets)) {

@@ -30,7 +30,7 @@ Value option(Handle handle, int level, int name) {
 }
 
 unsigned long long milliseconds(const timeval& time) {
-  return static_cast<unsigned long long>(time.tv_sec * 1000 + time.tv_usec / 1000);
+  return static_cast<unsigned long long>(1000LL * time.tv_sec + time.tv_usec / 1000);
 }
 
 using AddressList = std::unique_ptr<addrinfo, void (*)(addrinfo*)>;

@@ -4,13 +4,15 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <type_traits>
 
 namespace tarvo::test {
 namespace {
 
-// The names under which the x86-64 ABI links the operators.
-constexpr const char* newName = "_Znwm";
-constexpr const char* newArrayName = "_Znam";
+// The names under which the operators are linked. They depend on the type that std::size_t is another name of.
+constexpr bool sizesAreInts = std::is_same_v<std::size_t, unsigned int>;
+constexpr const char* newName = sizesAreInts ? "_Znwj" : "_Znwm";
+constexpr const char* newArrayName = sizesAreInts ? "_Znaj" : "_Znam";
 constexpr const char* deleteName = "_ZdlPv";
 constexpr const char* deleteArrayName = "_ZdaPv";
 

@@ -49,7 +49,7 @@ timeval toTimeval(int milliseconds) noexcept {
 }
 
 int toMilliseconds(const timeval& value) noexcept {
-  return static_cast<int>(value.tv_sec * 1000 + value.tv_usec / 1000);
+  return static_cast<int>(1000LL * value.tv_sec + value.tv_usec / 1000);
 }
 
 template <class Value>
