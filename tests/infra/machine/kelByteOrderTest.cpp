@@ -11,7 +11,7 @@ namespace tarvo::machine {
 namespace {
 
 /// Starts at an odd address.
-const char* const bytes = "-\x81\x02\x03\x04\x05\x06\x07\x88" + 1;
+const char* const bytes = &"-\x81\x02\x03\x04\x05\x06\x07\x88"[1];
 
 TEST(ByteOrder, LoadsTheLowestByteFirst) {
   EXPECT_EQ(littleEndianAt<std::uint16_t>(bytes), 0x0281U);
