@@ -3,6 +3,9 @@
 
     report.py GOALS.json OUTPUT.md RESULTS.json...
 
+The page begins with the tasks of FIRST and the goals that are missed, with the reasons that OUTPUT.notes.md
+gives before its heading "## Notes". The tables of all tasks and the notes follow.
+
 Benchmarks are named "class/task/candidate[/arguments]". In each task the candidate KELINFRA is compared with
 the others. Named arguments are part of the task. The counter "allocations" is the number of allocations in a
 run. "p50" and "p99" are times of single runs and become separate tasks.
@@ -30,6 +33,19 @@ are noisy: compare ratios, not absolute times. The ratio is KELINFRA's time divi
 below 1, KELINFRA is faster. A goal is the largest ratio aimed at. "Requests" is the average number of
 allocations in one run: calls of malloc, calloc, realloc and of functions that call these.
 """
+FIRST = [
+    ("512 code units of mixed text to UTF-8", "Converter/512 units to UTF-8, mixed"),
+    ("512 code units of Shift_JIS to UTF-8", "Converter/512 units from Shift_JIS to UTF-8, CJK"),
+    ("check 4 KiB of UTF-8 and visit each character", "UTF8Iterator/construct and walk, 4 KiB, mixed"),
+    ("split a text into tokens", "StringTokenizer/construct and fetch every token"),
+    ("a text to a double", "Formatter/text to double"),
+    ("4 KiB to Base64", "Base64/encode, bytes:4096"),
+    ("append 100,000 integers to a text", "DataBuffer/append 100,000 integers"),
+    ("load 1,000 settings", "ExtendedProperties/load, entries:1000"),
+    ("throw and catch an error with three arguments", "Diagnostics/throw and catch, three arguments"),
+    ("send 64 bytes over TCP and receive the answer", "Socket/round trip of 64 B"),
+]
+YARDSTICKS = {"memcpy of the text"}  # not alternatives: they do less than the task
 COLUMNS = [OURS, "requests", "alternative", "its time", "its requests", "ratio", "goal"]
 
 
@@ -131,14 +147,27 @@ def table(head, lines):
     return f"| {' | '.join(head)} |\n" + "|---" * len(head) + "|\n" + "\n".join(lines) + "\n"
 
 
-def document(results, goals, drawn):
+def first_lines(results):
+    """A line for each task of FIRST, beside the fastest alternative."""
+    for what, task in FIRST:
+        others = {name: time for (its, name), time in results.times.items()
+                  if its == task and name != OURS and name not in YARDSTICKS}
+        best = min(others, key=others.get)
+        ours = results.times[task, OURS]
+        yield f"| {what} | {readable(ours)} | {best} | {readable(others[best])} | {ours / others[best]:.2f} |"
+
+
+def document(results, goals, drawn, notes):
+    reasons, notes = notes.split("## Notes")
     lines = rival_lines(results, goals)
     own = defaultdict(list)
     for goal in goals.own:
         own[goal["task"].split("/")[0]].append(goals.own_line(goal))
-    parts = [HEAD, f"\n## Goals\n\n{goals.met} goals are met, {len(goals.missed)} are missed"]
+    parts = [HEAD, "\n## Ten tasks\n\nEach beside the fastest alternative that was measured.\n\n"]
+    parts.append(table(["task", OURS, "alternative", "its time", "ratio"], first_lines(results)))
+    parts.append(f"\n## Goals\n\n{goals.met} goals are met, {len(goals.missed)} are missed")
     missed = ":\n\n" + table(["task", "beside", "figure", "goal"], goals.missed) if goals.missed else ".\n"
-    parts.append(missed)
+    parts += [missed, reasons.rstrip(), "\n"]
     for name in sorted(lines):
         parts.append(f"\n## {name}\n\n")
         if name in drawn:
@@ -146,7 +175,7 @@ def document(results, goals, drawn):
         parts.append(table(["task", *COLUMNS], lines[name]))
         if name in own:
             parts.append("\n" + table(["task", "figure of KELINFRA's own", "it is", "goal"], own[name]))
-    return "".join(parts)
+    return "".join([*parts, "\n## Notes", notes])
 
 
 def main():
@@ -161,7 +190,7 @@ def main():
         goals = Goals(json.load(file), results)
     drawn = pictures.draw(results.times, os.path.join(os.path.dirname(output_file), "pictures"))
     with open(output_file.replace(".md", ".notes.md"), encoding="utf-8") as notes:
-        text = document(results, goals, drawn) + notes.read()
+        text = document(results, goals, drawn, notes.read())
     with open(output_file, "w", encoding="utf-8") as out:
         out.write(text)
 
