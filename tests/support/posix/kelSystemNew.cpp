@@ -9,7 +9,7 @@
 namespace tarvo::test {
 namespace {
 
-// The names under which the operators are linked. They depend on the type that std::size_t is another name of.
+// The names under which the operators are linked. They depend on which type std::size_t is.
 constexpr bool sizesAreInts = std::is_same_v<std::size_t, unsigned int>;
 constexpr const char* newName = sizesAreInts ? "_Znwj" : "_Znwm";
 constexpr const char* newArrayName = sizesAreInts ? "_Znaj" : "_Znam";
