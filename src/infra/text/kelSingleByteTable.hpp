@@ -24,6 +24,7 @@ namespace tarvo::text {
 /// ends. The direction to Unicode is complete then. The direction from Unicode is filled in blocks of 64
 /// units (3 us) when a unit of the block first occurs: filling everything would take milliseconds, and texts
 /// use few blocks. Any thread may use a table at any time; all threads read and store the same entries.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class SingleByteTable final : public Codec {
  public:
   /// The table of the converter's code page. Null if it is not a single-byte code page, or if there is no

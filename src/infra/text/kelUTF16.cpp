@@ -69,6 +69,7 @@ void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
   }
 }
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class UTF16Codec final : public Codec {
  public:
   constexpr explicit UTF16Codec(bool swapped) : Codec(swapped ? Kind::swappedUtf16 : Kind::utf16) {}

@@ -142,6 +142,7 @@ std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes
 
 namespace {
 
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class UTF8Codec final : public Codec {
  public:
   constexpr explicit UTF8Codec(bool cuts) : Codec(Kind::utf8), cuts_(cuts) {}
