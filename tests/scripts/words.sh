@@ -34,6 +34,7 @@ found a.md "The choice of the code page is the caller's." "is the caller's"
 found a.cpp "TEST(Buffer, StartsAnew) {" Anew
 found a.cpp "// $(printf 'x%.0s' {1..120})" "123 columns"
 found a.md "- The line \`$(printf 'x%.0s' {1..120})\` is long." "142 columns"
+found a.md "\`name\` $(printf 'x%.0s' {1..110})" "117 columns"
 
 clean a.cpp 'print("the byte behind the text");  // prints a message of the program'
 clean a.md "The page says \`behind\` where it quotes code."

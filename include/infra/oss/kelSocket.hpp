@@ -35,13 +35,12 @@ namespace tarvo::oss {
 /// Threads: one object is used by one thread at a time, with two exceptions. One reader and one writer may
 /// share a connection. And any thread may call `shutdownBoth`, `shutdownReceive` or `shutdownSend` on an
 /// object while other threads are inside `readOnce`, `read`, `readMessage`, `write`, `writeMessage` or
-/// `select` on its connection. `shutdownBoth` ends a read or a write that waits: it raises the mapped error
-/// 10058. On Linux a `select` that waits then finds the socket ready to read, and the other two end calls
-/// that wait in their direction. On Windows a `select` may wait on until its timeout, or raise the mapped
-/// error
-/// 10058. Closing the connection does not end such a call on Linux, and its handle can soon belong to another
-/// connection. Therefore no other call may be in progress during `close`, `connect`, `SocketServer::accept`
-/// into the object, or the destructor.
+/// `select` on its connection. `shutdownBoth` ends a read or a write that waits: that call raises the mapped
+/// error 10058. On Linux a `select` that waits then finds the socket ready to read, and the other two members
+/// end calls that wait in their direction. On Windows a `select` may wait until its timeout, or raise the
+/// mapped error 10058. Closing the connection does not end such a call on Linux, and its handle can soon
+/// belong to another connection. Therefore no other call may be in progress during `close`, `connect`,
+/// `SocketServer::accept` into the object, or the destructor.
 ///
 /// Forked children: see docs/platforms.md.
 ///

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-/// Loads and stores words in a given byte order, on processors of either byte order. A
-/// word is loaded and stored unchanged if the given order equals the processor's order.
+/// Loads and stores words in a given byte order, on processors of either byte order. A word is loaded and
+/// stored unchanged if the given order equals the processor's order.
 ///
 /// The functions are always inlined, so that files compiled for different processors share none: see
 /// simd/kelKernels.hpp.

@@ -35,7 +35,7 @@ struct ThreadConverters {
   std::size_t oldest;                  // the next place to be replaced
 };
 static_assert(sizeof(ThreadConverters) <= platform::threadBlockSize);
-static_assert(std::is_trivial_v<ThreadConverters>, "all zero is none kept");
+static_assert(std::is_trivial_v<ThreadConverters>, "a block of zeros keeps no converter");
 
 /// Closes the thread's converters when the thread ends.
 void closeAll(void* block) noexcept {

@@ -159,32 +159,32 @@ TEST(Transcoding, ForgetsTheSubstituteOfTheLastText) {
 /// A random text of few kinds of characters, so that some texts consist of one kind. It sometimes contains a
 /// lone surrogate or a control character.
 icu::UnicodeString randomText(std::mt19937& random) {
-  const auto among = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
-  const unsigned kinds = 1 + among(4);
+  const auto below = [&](unsigned count) { return static_cast<unsigned>(random() % count); };
+  const unsigned kinds = 1 + below(4);
   icu::UnicodeString text;
-  for (auto left = static_cast<int>(among(120)); left > 0; --left) {
-    const unsigned kind = among(40) == 0 ? 4 + among(3) : among(kinds);
+  for (auto left = static_cast<int>(below(120)); left > 0; --left) {
+    const unsigned kind = below(40) == 0 ? 4 + below(3) : below(kinds);
     switch (kind) {
       case 0:
-        text.append(static_cast<char16_t>(' ' + among(95)));
+        text.append(static_cast<char16_t>(' ' + below(95)));
         break;
       case 1:
-        text.append(static_cast<char16_t>(0xA0 + among(96)));
+        text.append(static_cast<char16_t>(0xA0 + below(96)));
         break;
       case 2:
-        text.append(static_cast<char16_t>(0x0100 + among(0x2600)));
+        text.append(static_cast<char16_t>(0x0100 + below(0x2600)));
         break;
       case 3:
-        text.append(static_cast<char16_t>(0x3000 + among(0x8000)));
+        text.append(static_cast<char16_t>(0x3000 + below(0x8000)));
         break;
       case 4:
-        text.append(static_cast<UChar32>(0x10000 + among(0x100000)));
+        text.append(static_cast<UChar32>(0x10000 + below(0x100000)));
         break;
       case 5:
-        text.append(static_cast<char16_t>(0xD800 + among(0x800)));
+        text.append(static_cast<char16_t>(0xD800 + below(0x800)));
         break;
       default:
-        text.append(static_cast<char16_t>(among(0x10000)));
+        text.append(static_cast<char16_t>(below(0x10000)));
         break;
     }
   }
