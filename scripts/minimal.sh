@@ -12,6 +12,14 @@ isolated() { as_root unshare --mount --pid --fork --kill-child "$@"; }
 # Removes the tree that unpack made. A mount would be another file system, so it is never entered.
 remove_tree() { as_root rm -rf --one-file-system "$tree"; }
 
+# need_releases RELEASE...: fails unless each of them is a supported release.
+need_releases() {
+  local release
+  for release; do
+    case $release in bookworm | trixie) ;; *) die "no release $release; there are: bookworm trixie" ;; esac
+  done
+}
+
 # make_base RELEASE: makes an archive of a minimal system, unless it exists.
 make_base() {
   local base=$fresh/$1.tar settings=$fresh/apt-settings uri certificates=()
