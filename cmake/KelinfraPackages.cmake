@@ -27,7 +27,8 @@ if(WIN32)
   function(kelinfra_install_licence name file)
     install(FILES ${file} DESTINATION licences RENAME ${name}.txt COMPONENT kelinfra_runtime)
   endfunction()
-  kelinfra_install_licence(KELINFRA ${PROJECT_SOURCE_DIR}/cmake/copyright)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . COMPONENT kelinfra_runtime)
+  kelinfra_install_licence(KELINFRA ${PROJECT_SOURCE_DIR}/.reuse/dep5)
   kelinfra_install_licence(ICU ${icu_library_dir}/../share/icu/${ICU_VERSION}/LICENSE)
   kelinfra_install_licence(GCC-runtime /usr/share/doc/gcc-mingw-w64-base/copyright)
   kelinfra_install_licence(mingw-w64-winpthread /usr/share/doc/mingw-w64-x86-64-dev/copyright)
@@ -74,8 +75,8 @@ CMake package, a pkg-config file, and examples.")
 
   # The place that Debian requires; no other installation uses it.
   foreach(component IN ITEMS runtime development)
-    install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION share/doc/${${component}_package}
-            COMPONENT kelinfra_${component} EXCLUDE_FROM_ALL)
+    install(FILES ${PROJECT_SOURCE_DIR}/.reuse/dep5 RENAME copyright
+            DESTINATION share/doc/${${component}_package} COMPONENT kelinfra_${component} EXCLUDE_FROM_ALL)
   endforeach()
   kelinfra_install_examples(share/doc/${development_package}/examples kelinfra_development EXCLUDE_FROM_ALL)
 endif()

@@ -109,7 +109,7 @@ need_programs() {
 
 toolchain=(g++ cmake ninja-build libicu-dev libhwy-dev pkg-config)
 test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev binutils icu-devtools locales python3
-  default-jdk-headless)
+  default-jdk-headless reuse)
 
 need_toolchain() {
   need "${toolchain[@]}"

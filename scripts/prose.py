@@ -13,7 +13,7 @@ COMMENT = {
 # Data, generated pages and texts from elsewhere.
 LEFT_OUT = re.compile(r"^(fuzz/corpus|docs/pictures|exports|examples/(documents|requests)|tests/data)\b"
                       r"|^LICENSES?\b"
-                      r"|^docs/benchmarks\.md$|\.(json|in|properties|svg|dict)$|^cmake/copyright$|^\.git")
+                      r"|^docs/benchmarks\.md$|\.(json|in|properties|svg|dict)$|^\.git")
 
 
 def files():

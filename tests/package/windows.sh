@@ -17,6 +17,7 @@ check_files() {
   local icu_version
   icu_version=$(sed -n 's/^#define U_ICU_VERSION_MAJOR_NUM \([0-9]*\)$/\1/p' "$icu/include/unicode/uvernum.h")
   same "files" "$(LC_ALL=C sort <<END
+LICENSE
 $(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
 $(printf 'bin/%s\n' libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 $(printf 'bin/%s.exe\n' documentServer documentClient failures)
