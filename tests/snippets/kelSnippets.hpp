@@ -11,6 +11,10 @@
 #include <type_traits>
 #include <vector>
 
+// A source without any of the library's headers compiles, too.
+namespace tarvo::oss {}
+namespace tarvo::util {}
+
 namespace snippets {
 
 struct Example {
