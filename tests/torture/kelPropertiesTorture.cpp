@@ -2,6 +2,7 @@
 #include "infra/oss/kelIOException.hpp"
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
+#include "infra/util/kelMessageCatalogue.hpp"
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "torture/kelFaultRun.hpp"
@@ -177,6 +178,26 @@ TEST(MemoryTorture, SavingPropertiesSurvivesEachRefusedAllocation) {
         [&] { properties.save(small); },
         Raises<oss::IOException>("ERR_BUFFER_SIZE_TOO_SMALL", 40).from("kelByteArrayOutputStream.cpp"));
     EXPECT_EQ(shown(properties), filled);
+  });
+}
+
+// Only texts without types: without memory, ICU's formats dereference null pointers.
+TEST(MemoryTorture, ACatalogueSurvivesEachRefusedAllocation) {
+  const std::string texts = "LONG={0} " + longWords + "\nSHORT=two: {0}\n";
+  sweepMemory("MessageCatalogue", [&](FaultRun& run) {
+    std::optional<util::MessageCatalogue> catalogue;
+    if (!run.completes([&] { catalogue.emplace(); })) return;
+    const bool loaded = run.completes([&] { catalogue->load("en", texts.data(), texts.size()); });
+    oss::Message message("SHORT", oss::Message::LEVEL_ERROR, "store.cpp", 7);
+    message.addArgument(2);
+    icu::UnicodeString out;
+    if (run.completes([&] { catalogue->render(message, "en", out); }) && loaded) {
+      EXPECT_EQ(utf8(out), "two: 2");
+    }
+    message.setMessageID("LONG");
+    if (run.completes([&] { catalogue->render(oss::MessageList(message), "en", out); }) && loaded) {
+      EXPECT_EQ(utf8(out), "2 " + longWords);
+    }
   });
 }
 

@@ -3,6 +3,7 @@
 #include "machine/kelByteOrder.hpp"
 #include "platform/kelStandardLibrary.hpp"
 #include "text/kelInvariant.hpp"
+#include "text/kelUTF8Conversion.hpp"
 #include "text/kelWords.hpp"
 
 #include <algorithm>
@@ -94,6 +95,11 @@ std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t*
   return done;
 }
 
+/// Decodes well-formed bytes, and returns the number of units.
+std::size_t decodeUtf8(const unsigned char* bytes, std::size_t count, char16_t* units) {
+  return static_cast<std::size_t>(text::utf16FromUtf8(reinterpret_cast<const char*>(bytes), count, units));
+}
+
 }  // namespace
 
 /// Makes room for one unit for each byte, which is the most there can be, so that texts never move.
@@ -171,7 +177,8 @@ void PropertiesReader::readText() {
   }
 }
 
-/// Widens bytes while it searches them, as long as there is room.
+/// Widens bytes while it searches them, as long as there is room. In UTF-8 they are then decoded: a run of
+/// bytes that stops before an ASCII character or the end contains whole characters.
 template <unsigned int stops>
 void PropertiesReader::readPlain() {
   for (;;) {
@@ -180,7 +187,7 @@ void PropertiesReader::readPlain() {
     const std::size_t most = std::min(length_ - position_, capacity_ - used_);
     const std::size_t count = widenBefore<stops>(from, most, to);
     position_ += count;
-    used_ += count;
+    used_ += isUtf8_ ? decodeUtf8(from, count, to) : count;
     if (count < most || atEnd()) return;
     grow(2 * capacity_ + 64);
   }
@@ -220,7 +227,11 @@ void PropertiesReader::readEscape() {
       readUnicodeEscape();
       break;
     default:
-      append(static_cast<char16_t>(byte));
+      if (isUtf8_ && byte >= 0x80) {
+        --position_;  // the backslash is dropped, and the character is read as any other
+      } else {
+        append(static_cast<char16_t>(byte));
+      }
   }
 }
 

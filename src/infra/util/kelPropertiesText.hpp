@@ -11,12 +11,20 @@
 /// The text format of properties, line by line; `ExtendedProperties` describes it.
 namespace tarvo::util {
 
+/// The code page of the bytes that a reader reads.
+enum class PropertiesBytes : bool { latin1, wellFormedUtf8 };
+
 /// Reads lines, with their continuations, from bytes. Any bytes are accepted.
 class PropertiesReader {
  public:
-  /// `position` may be beyond the end.
-  PropertiesReader(const char* data, std::size_t length, std::size_t position)
-      : data_(reinterpret_cast<const unsigned char*>(data)), length_(length), position_(position) {}
+  /// `position` may be beyond the end. Bytes in UTF-8 must be well-formed, and the reader must keep their
+  /// texts.
+  PropertiesReader(const char* data, std::size_t length, std::size_t position,
+                   PropertiesBytes bytes = PropertiesBytes::latin1)
+      : data_(reinterpret_cast<const unsigned char*>(data)),
+        length_(length),
+        position_(position),
+        isUtf8_(bytes == PropertiesBytes::wellFormedUtf8) {}
 
   /// From now on keys and values stay valid as long as the reader.
   void keepTexts();
@@ -54,6 +62,7 @@ class PropertiesReader {
   std::size_t position_;
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
+  bool isUtf8_;
   /// Key and value of the line, after those of former lines if these are kept. Not a string, which would fill
   /// its storage with zeros first.
   std::unique_ptr<char16_t[]> texts_;

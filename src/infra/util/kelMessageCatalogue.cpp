@@ -1,0 +1,270 @@
+#include "infra/util/kelMessageCatalogue.hpp"
+
+#include "platform/kelStandardLibrary.hpp"
+#include "text/kelDecimalText.hpp"
+#include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
+#include "text/kelTextUnits.hpp"
+#include "text/kelUTF8Text.hpp"
+#include "util/kelPropertiesText.hpp"
+
+#include <unicode/fmtable.h>
+#include <unicode/locid.h>
+#include <unicode/messagepattern.h>
+#include <unicode/msgfmt.h>
+#include <unicode/uloc.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarvo::util {
+
+namespace {
+
+/// A place in a text at which an argument is inserted.
+struct Place {
+  std::int32_t position;
+  std::int32_t argument;
+};
+
+/// The text of an identifier, prepared for rendering.
+struct Text {
+  /// Without typed arguments: the text without its placeholders and quotes. With such: a pattern that ICU can
+  /// format with twice the message's arguments; argument n of the message is number 2n as it is recorded, and
+  /// number 2n + 1 where the pattern takes a number. Bogus: the text cannot be formatted.
+  icu::UnicodeString words;
+  std::vector<Place> places;  ///< without typed arguments, in their order
+  bool isPattern = false;
+  std::int32_t arguments = 0;  ///< how many of the message's arguments it needs
+};
+
+void throwWithoutMemory(UErrorCode status) {
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+}
+
+/// Whether the type takes the argument's number. `{0}` and `{0, select, ...}` take its text.
+bool takesNumber(UMessagePatternArgType type) {
+  return type != UMSGPAT_ARG_TYPE_NONE && type != UMSGPAT_ARG_TYPE_SELECT;
+}
+
+/// More than any sentence needs. ICU's parser calls itself for each level of nested braces.
+constexpr std::ptrdiff_t mostBraces = 1000;
+
+using Parts = icu::MessagePattern;
+
+/// Sets words and places from a pattern without typed arguments.
+void takeWords(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
+  std::int32_t done = 0;
+  for (std::int32_t i = 0; i < parts.countParts(); ++i) {
+    const Parts::Part& part = parts.getPart(i);
+    if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER) {
+      text.places.push_back({text.words.length(), part.getValue()});
+    } else if (part.getType() != UMSGPAT_PART_TYPE_ARG_LIMIT) {
+      text.words.append(pattern, done, part.getIndex() - done);
+    }
+    done = part.getLimit();
+  }
+}
+
+/// Sets the words to the pattern with other numbers of arguments.
+void takePattern(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
+  text.isPattern = true;
+  text.words = pattern;
+  // From the last one on, so that the positions of the others stay right.
+  for (std::int32_t i = parts.countParts(); i-- > 0;) {
+    const Parts::Part& part = parts.getPart(i);
+    if (part.getType() != UMSGPAT_PART_TYPE_ARG_NUMBER) continue;
+    const std::int32_t number = 2 * part.getValue() + takesNumber(parts.getPart(i - 1).getArgType());
+    text.words.replace(part.getIndex(), part.getLength(),
+                       text::invariantText(text::DecimalText(number).view()));
+  }
+}
+
+/// The text of a pattern; its words are bogus if ICU does not accept the pattern.
+Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale) {
+  const std::u16string_view units = text::unitsOf(pattern);
+  const bool isSimple = std::count(units.begin(), units.end(), u'{') <= mostBraces;
+  UErrorCode status = isSimple ? U_ZERO_ERROR : U_ILLEGAL_ARGUMENT_ERROR;
+  UParseError place;
+  const Parts parts(pattern, &place, status);
+  Text text;
+  bool isTyped = false;
+  for (std::int32_t i = 0; U_SUCCESS(status) && i < parts.countParts(); ++i) {
+    const Parts::Part& part = parts.getPart(i);
+    isTyped = isTyped || part.getArgType() != UMSGPAT_ARG_TYPE_NONE;
+    if (part.getType() == UMSGPAT_PART_TYPE_ARG_NAME) status = U_ILLEGAL_ARGUMENT_ERROR;
+    if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER)
+      text.arguments = std::max(text.arguments, part.getValue() + 1);
+  }
+  if (U_SUCCESS(status)) (isTyped ? takePattern : takeWords)(text, pattern, parts);
+  if (text.words.isBogus()) throw std::bad_alloc();
+  if (U_SUCCESS(status) && isTyped) const icu::MessageFormat accepted(text.words, locale, place, status);
+  throwWithoutMemory(status);
+  if (U_FAILURE(status)) text.words.setToBogus();
+  return text;
+}
+
+/// The argument as a number, or as it is if it is not a decimal number. ICU's own reader of decimal numbers
+/// does not survive a lack of memory.
+icu::Formattable numberOf(const icu::UnicodeString& argument) {
+  std::string digits;
+  argument.toUTF8String(digits);
+  const char* const end = digits.data() + digits.size();
+  std::int64_t integer = 0;
+  if (const auto [stop, error] = std::from_chars(digits.data(), end, integer);
+      stop == end && error == std::errc())
+    return {integer};
+  double number = 0;
+  const bool isDecimal = digits.find_first_not_of("-.0123456789") == std::string::npos;
+  if (const auto [stop, error] = platform::readDouble(digits.data(), end, number);
+      isDecimal && stop == end && error == std::errc())
+    return {number};
+  return {argument};
+}
+
+using Arguments = std::list<icu::UnicodeString>;
+
+/// Writes the words with the arguments at their places.
+void insertArguments(const Text& text, const Arguments& arguments, icu::UnicodeString& out) {
+  std::int32_t done = 0;
+  for (const Place& place : text.places) {
+    out.append(text.words, done, place.position - done).append(*std::next(arguments.begin(), place.argument));
+    done = place.position;
+  }
+  out.append(text.words, done, text.words.length() - done);
+}
+
+/// Lets ICU format the pattern. Returns false if it cannot.
+bool formatPattern(const Text& text, const char* language, const Arguments& arguments,
+                   icu::UnicodeString& out) {
+  std::vector<icu::Formattable> values;
+  values.reserve(2 * arguments.size());
+  for (const icu::UnicodeString& argument : arguments) {
+    values.emplace_back(argument);
+    values.push_back(numberOf(argument));
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  UParseError place;
+  const icu::MessageFormat pattern(text.words, icu::Locale(language), place, status);
+  icu::FieldPosition position(icu::FieldPosition::DONT_CARE);
+  pattern.format(values.data(), static_cast<std::int32_t>(values.size()), out, position, status);
+  throwWithoutMemory(status);
+  return U_SUCCESS(status);
+}
+
+/// Whether the text could be formatted with the arguments.
+bool format(const Text& text, const char* language, const Arguments& arguments, icu::UnicodeString& out) {
+  if (text.words.isBogus() || static_cast<std::size_t>(text.arguments) > arguments.size()) return false;
+  out.remove();
+  if (!text.isPattern) {
+    insertArguments(text, arguments, out);
+  } else if (!formatPattern(text, language, arguments, out)) {
+    return false;
+  }
+  if (out.isBogus()) throw std::bad_alloc();
+  return true;
+}
+
+/// The first `length` characters of a language's name, without underscores at the end.
+std::string shortened(std::string name, std::size_t length) {
+  name.resize(length);
+  name.resize(name.find_last_not_of('_') + 1);
+  return name;
+}
+
+/// ICU's name of the language: "de_AT" for "de-AT" and for "de_AT.UTF-8@euro". Empty for a text that is not a
+/// name.
+std::string nameOf(const char* language) {
+  const std::string name(language == nullptr ? "" : language);
+  std::array<char, ULOC_FULLNAME_CAPACITY> known{};
+  UErrorCode status = U_ZERO_ERROR;
+  const std::int32_t length = uloc_getName(name.substr(0, name.find_first_of(".@")).c_str(), known.data(),
+                                           ULOC_FULLNAME_CAPACITY, &status);
+  throwWithoutMemory(status);
+  return U_FAILURE(status) ? std::string() : shortened(known.data(), static_cast<std::size_t>(length));
+}
+
+}  // namespace
+
+struct MessageCatalogue::Texts {
+  using OfLanguage = std::map<icu::UnicodeString, Text>;
+  std::map<std::string, OfLanguage, std::less<>> languages;
+
+  struct Found {
+    const Text* text;  ///< null if no text was found
+    std::string language;
+  };
+
+  /// The text of the language, or of the first that it falls back to and that has one.
+  Found find(const icu::UnicodeString& id, const char* language) const {
+    for (std::string name = nameOf(language);;) {
+      if (const auto texts = languages.find(name); texts != languages.end()) {
+        const auto text = texts->second.find(id);
+        if (text != texts->second.end()) return {&text->second, name};
+      }
+      if (name.empty()) return {nullptr, name};
+      const std::size_t last = name.rfind('_');
+      name = shortened(name, last == std::string::npos ? 0 : last);
+    }
+  }
+};
+
+MessageCatalogue::MessageCatalogue() : texts_(std::make_unique<Texts>()) {}
+
+MessageCatalogue::~MessageCatalogue() = default;
+
+void MessageCatalogue::load(const char* language, const char* data, std::size_t length) {
+  std::string_view bytes(data, data == nullptr ? 0 : length);
+  const std::string name = nameOf(language);
+  const icu::Locale locale(name.c_str());
+  const bool isUtf8 = text::countWellFormed(bytes.data(), bytes.size()) >= 0;
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+  if (isUtf8 && bytes.substr(0, byteOrderMark.size()) == byteOrderMark)
+    bytes.remove_prefix(byteOrderMark.size());
+
+  PropertiesReader reader(bytes.data(), bytes.size(), 0,
+                          isUtf8 ? PropertiesBytes::wellFormedUtf8 : PropertiesBytes::latin1);
+  reader.keepTexts();
+  Texts::OfLanguage& texts = texts_->languages[name];
+  while (reader.readLine()) {
+    if (reader.hasProperty())
+      texts.insert_or_assign(text::textOf(reader.key()), textOf(text::textOf(reader.value()), locale));
+  }
+}
+
+bool MessageCatalogue::hasText(const icu::UnicodeString& id, const char* language) const {
+  return texts_->find(id, language).text != nullptr;
+}
+
+const icu::UnicodeString& MessageCatalogue::render(const oss::Message& message, const char* language,
+                                                   icu::UnicodeString& out) const {
+  if (text::isHeldOpen(out)) return out;
+  const Texts::Found found = texts_->find(message.getMessageID(), language);
+  const bool done =
+      found.text != nullptr && format(*found.text, found.language.c_str(), message.getMessageArgs(), out);
+  return done ? out : message.toString(out);
+}
+
+const icu::UnicodeString& MessageCatalogue::render(const oss::MessageList& messages, const char* language,
+                                                   icu::UnicodeString& out) const {
+  if (text::isHeldOpen(out)) return out;
+  oss::MessageList list(messages);  // moves the cursor of the copy
+  out.remove();
+  icu::UnicodeString line;
+  for (const oss::Message* message = list.getFirstMsg(); message != nullptr; message = list.getNextMsg()) {
+    if (message != &list.getFirstMessage()) out.append(u'\n');
+    out.append(render(*message, language, line));
+  }
+  if (out.isBogus()) throw std::bad_alloc();
+  return out;
+}
+
+}  // namespace tarvo::util
