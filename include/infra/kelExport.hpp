@@ -2,9 +2,10 @@
 
 #include <cstddef>
 
-/// Public classes contain containers of the C++ library. Two settings of libstdc++ change the size of these
-/// containers, so a program that is compiled with such a setting and the library would disagree on where
-/// members are. KELINFRA_CHECKED_CONTAINERS is defined where the library was built with checked containers.
+/// Public classes contain containers of the C++ library. Two settings of libstdc++ (the old ABI and checked
+/// containers) change the size of these containers. A program and a library that are compiled with different
+/// settings would disagree on the offsets of members. The checks below turn this into a compile error.
+/// KELINFRA_CHECKED_CONTAINERS is defined if the library was built with checked containers.
 #if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
 #error "KELINFRA is built for the C++11 ABI of libstdc++: compile without -D_GLIBCXX_USE_CXX11_ABI=0"
 #endif
@@ -15,10 +16,11 @@
 #error "KELINFRA is built with checked containers: compile with -D_GLIBCXX_DEBUG"
 #endif
 
-/// KELINFRA_API marks what the shared library exports. Everything else stays inside it.
-/// KELINFRA_LOCAL removes a private member of an exported class from the exports. Windows exports whole
-/// classes.
-/// KELINFRA_STATIC is defined where the library is an archive, and where its objects are linked directly.
+/// KELINFRA_API marks the classes, functions and objects that the shared library exports. Unmarked names are
+/// not exported.
+/// KELINFRA_LOCAL removes a private member of an exported class from the exports. On Windows the macro is
+/// empty, because Windows exports whole classes.
+/// KELINFRA_STATIC is defined for programs that link the static library, or the library's object files.
 #if defined(_WIN32)
 #if defined(KELINFRA_STATIC)
 #define KELINFRA_API
@@ -33,7 +35,8 @@
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
 
-/// KELINFRA_NOINLINE keeps a function out of its callers, where inlining would make the common path slower.
+/// KELINFRA_NOINLINE prevents the compiler from inlining a function. It marks functions that are called
+/// rarely: if they were inlined, the common path of the caller would be slower.
 #if defined(_MSC_VER)
 #define KELINFRA_NOINLINE __declspec(noinline)
 #else
@@ -41,8 +44,8 @@
 #endif
 
 /// KELINFRA_LIFETIMEBOUND after a parameter means that the result refers to the argument; after a member
-/// function it means that the result refers to the object. Clang then warns if the program keeps such a
-/// result of a temporary argument or object. For other compilers the macro is empty.
+/// function it means that the result refers to the object. Clang then warns if the program keeps a result
+/// that refers to a temporary argument or object. For other compilers the macro is empty.
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::lifetimebound)
 #define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]

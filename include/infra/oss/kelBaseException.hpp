@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// The base of the library's exceptions. They carry messages and are thrown by value.
+/// The base class of the library's exceptions. An exception carries messages and is thrown by value.
 ///
 ///     try {
 ///       Socket socket;
@@ -19,10 +19,10 @@ namespace tarvo::oss {
 ///
 /// The subclasses `NLSException`, `IOException`, `SocketException` (tarvo::oss), `PropertiesException` and
 /// `Base64Exception` (tarvo::util) differ only in type and name. Copies are deep and independent of one
-/// another, so an exception may be handed to another thread; one object is used by one thread at a time.
+/// another, so a copy may be handed to another thread. One object is used by one thread at a time.
 class KELINFRA_API BaseException : public std::exception {
  public:
-  /// An exception with one message of level `LEVEL_ERROR` and no arguments yet.
+  /// Creates an exception with one message, which has level `LEVEL_ERROR` and no arguments.
   ///   fileName   plain ASCII, copied; null is the empty name
   BaseException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
   BaseException(const BaseException& other);
@@ -32,15 +32,16 @@ class KELINFRA_API BaseException : public std::exception {
 
   /// Returns `name()` of the most derived class, a static string.
   const char* what() const noexcept override;
-  /// Returns "oss::BaseException"; each subclass overrides it. Only some of the names include a namespace.
-  /// The names are frozen because programs print them.
+  /// Returns "oss::BaseException"; each subclass overrides it. Some of these names include a namespace and
+  /// others do not. They are frozen because programs print them.
   virtual const char* name() const;
 
   /// Appends a copy of `m`.
   void addMessage(Message& m);
-  /// The exception's own list, not a copy, for reading, iterating and adding. Lives as long as the exception.
+  /// Returns a reference to the exception's list, for reading, iterating and adding. The reference is valid
+  /// as long as the exception exists.
   MessageList& getMessages() KELINFRA_LIFETIMEBOUND;
-  /// The first message.
+  /// Returns the first message.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the messages were cleared
   Message& getErrorMessage() KELINFRA_LIFETIMEBOUND;
   const Message& getErrorMessage() const KELINFRA_LIFETIMEBOUND;

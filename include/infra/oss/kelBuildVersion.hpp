@@ -6,7 +6,8 @@
 
 namespace tarvo::oss {
 
-/// A version "product-protocol-build" and its three parts; by default the version of this library.
+/// A version text "product-protocol-build" and its three parts. A default-constructed object holds the
+/// version of this library.
 ///
 ///     BuildVersion version;
 ///     version.getBuildVersion();         // -> "5.2.1.0-1.1-275"
@@ -15,18 +16,18 @@ namespace tarvo::oss {
 ///     version.getBuildNumberString();    // -> "275"
 ///
 /// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens count as one, so
-/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty; text after the
-/// third part is only in `getBuildVersion`. The only failure is std::bad_alloc. Returned references live as
-/// long as the object; after an assignment they refer to the new texts.
+/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty. Text after the
+/// third part is returned only by `getBuildVersion`. The only failure is std::bad_alloc. Returned references
+/// are valid as long as the object exists; after an assignment they refer to the new texts.
 class KELINFRA_API BuildVersion {
  public:
-  /// The version of this library.
+  /// Holds the version of this library.
   BuildVersion();
   explicit BuildVersion(const icu::UnicodeString& buildVersion);
   BuildVersion(const BuildVersion& other);
   ~BuildVersion();
 
-  /// Copies the four texts of `other`, which is not changed.
+  /// Copies the four texts of `other`; `other` does not change.
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): programs depend on this signature
   BuildVersion& operator=(BuildVersion& other) KELINFRA_LIFETIMEBOUND;
 

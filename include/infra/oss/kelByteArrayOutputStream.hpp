@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// An `OutputStream` that writes to a buffer that the caller owns, from its start.
+/// An `OutputStream` that writes into a buffer of the caller, from the start of the buffer.
 ///
 ///     tarvo::util::ExtendedProperties properties;
 ///     properties.putProperty("host", "db1");
@@ -16,9 +16,9 @@ namespace tarvo::oss {
 ///     properties.save(stream);
 ///     puts(text);                            // prints #saved by ExtendedProperties on host=db1
 ///
-/// The buffer must outlive the last write. The stream adds no terminator. Its position cannot be reset, and
-/// no member returns the number of bytes written: count them in the program, or fill the buffer with zeros
-/// first. One thread at a time.
+/// The buffer must exist until the last write. The stream adds no terminator. The position of the stream
+/// cannot be reset, and no member returns the number of bytes written. To find the end of the text, count the
+/// bytes in the program or fill the buffer with zeros first. One thread at a time.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the size of the buffer in bytes; if it is 0, the buffer may be null.
@@ -26,11 +26,11 @@ class KELINFRA_API ByteArrayOutputStream : public OutputStream {
   ~ByteArrayOutputStream() override;
 
   using OutputStream::write;
-  /// Stores one byte after the bytes written so far. The other `write` members store bytes up to the first
-  /// that does not fit.
+  /// Stores one byte after the bytes written so far. The other `write` members call it for each byte; they
+  /// store all bytes that fit and then raise the same error.
   ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits),
-  ///            file "kelByteArrayOutputStream.cpp": the buffer is full. The byte is lost, the stream is
-  ///            unchanged
+  ///            file "kelByteArrayOutputStream.cpp": the buffer is full. The byte is not stored, and the
+  ///            stream does not change
   void write(char c) override;
 
  private:

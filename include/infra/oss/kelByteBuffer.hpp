@@ -7,62 +7,67 @@
 
 namespace tarvo::oss {
 
-/// A growable byte array with an explicit length, for raw data that may hold zeros. A NUL follows the last
-/// byte.
+/// A growable byte array with an explicit length, for raw data that may contain zero bytes. A NUL follows the
+/// last byte.
 ///
 ///     ByteBuffer payload(4096);
 ///     payload.append("key", 4);      // with its NUL
 ///     payload.append("value", 6);
 ///     payload.length();              // -> 10
 ///
-/// Capacities are powers of two, from 4 to 2^30, terminator included; `clear` and `set` keep the capacity.
-/// Lengths are bytes. One thread at a time. Source ranges may lie in the buffer itself.
+/// Capacities are powers of two, from 4 to 2^30, and include the terminator. `clear` keeps the capacity.
+/// Lengths are bytes. One thread at a time. The bytes to be appended or set may be a part of the buffer
+/// itself.
 ///
-/// The only failure is std::bad_alloc: there is no memory, a sum of lengths wraps, or more than 2^30 bytes
-/// are needed. `append` then leaves the buffer as it was; `set` and `operator=` leave it empty and without
-/// storage (`get()` null, length 0). A buffer without storage can be used again.
+/// The only failure is std::bad_alloc: there is no memory, a sum of lengths overflows, or more than 2^30
+/// bytes are needed. After a failed `append` the buffer is unchanged. After a failed `set` or `operator=` the
+/// buffer has no storage: `get()` returns null and the length is 0. A buffer without storage can be used
+/// again.
 class KELINFRA_API ByteBuffer {
  public:
-  /// An empty buffer with room for `size` bytes.
+  /// Creates an empty buffer with room for `size` bytes.
   explicit ByteBuffer(unsigned long long size);
-  /// A buffer of `length` bytes copied from `data`. If `data` is null, the `length` bytes are uninitialised
-  /// and no member can fill them in place: replace them by `set` or `operator=` before anything reads them.
-  /// The terminator is written.
+  /// Creates a buffer of `length` bytes, copied from `data`, and a terminator. If `data` is null, the
+  /// `length` bytes are uninitialised. No member can fill such bytes in place: replace them by `set` or
+  /// `operator=` before anything reads them.
   ByteBuffer(const char* const data, unsigned long long length);
-  /// The text in the code page `codepage`, an ICU converter name; null is ICU's default converter. Empty when
-  /// the code page is unknown. "" is not the default converter here: it keeps the characters that ICU calls
-  /// invariant (ASCII without LF, !, #, $, @, [, \, ], ^, `, {, |, } and ~) and replaces each other UTF-16
-  /// code unit by a byte 0.
+  /// Creates a buffer that holds `text` in the code page `codepage`, an ICU converter name; null means ICU's
+  /// default converter. If the code page is unknown, the buffer is empty. For "" (which is not the default
+  /// converter here) the buffer holds the characters that ICU calls invariant (ASCII without LF, !, #, $, @,
+  /// [, \, ], ^, `, {, |, } and ~) and a zero byte for each other UTF-16 code unit.
   ByteBuffer(const icu::UnicodeString& text, const char* codepage);
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();
 
   // --- ask --------------------------------------------------------------------------------------------
 
-  /// The bytes and their terminator; null without storage. Valid until the next change.
+  /// Returns the bytes and their terminator, or null if the buffer has no storage. The pointer is valid until
+  /// the buffer's next change.
   const char* get() const KELINFRA_LIFETIMEBOUND;
-  /// Bytes before the terminator.
+  /// The number of bytes before the terminator.
   unsigned long long length() const;
   /// The same as `length`.
   unsigned long long getSize() const;
   /// The number of bytes allocated, including the terminator.
   unsigned long long capacity() const;
-  /// Whether the buffer holds exactly these bytes; false for null.
+  /// Whether the buffer holds exactly the `length` bytes at `data`; false if `data` is null.
   bool compare(const char* const data, unsigned long long length) const;
-  /// Whether `other` has storage and both hold the same bytes. Therefore no buffer equals an `other` without
-  /// storage, not even `other` itself; but a buffer without storage equals an empty `other` that has storage.
+  /// True if `other` has storage and both buffers hold the same bytes. If `other` has no storage, the result
+  /// is false, even if a buffer is compared with itself. A buffer without storage equals an empty `other`
+  /// that has storage.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------
 
-  /// Appends a copy of `length` bytes. Null data or a length of 0 changes nothing.
+  /// Appends a copy of `length` bytes. If `data` is null or `length` is 0, nothing changes.
   void append(const char* const data, unsigned long long length);
-  /// Replaces the contents. Null data changes nothing; a length of 0 empties the buffer.
+  /// Replaces the contents by a copy of `length` bytes; a length of 0 empties the buffer. If `data` is null,
+  /// nothing changes.
   void set(const char* const data, unsigned long long length);
-  /// Length 0; the capacity stays.
+  /// Sets the length to 0 and keeps the capacity.
   void clear();
-  /// Replaces the contents by the other's. Assigning a buffer to itself, or one without storage, changes
-  /// nothing.
+  /// Replaces the contents by a copy of the contents of `other`. If `other` is the buffer itself or has no
+  /// storage, nothing changes.
   ByteBuffer& operator=(const ByteBuffer& other) KELINFRA_LIFETIMEBOUND;
 
  private:

@@ -22,7 +22,7 @@ char* growBuffer(void* buffer, std::size_t size) {
 
 }  // namespace detail
 
-/// Code-page conversion by ICU's converters.
+/// Converts text between code pages, with ICU's converters.
 ///
 ///     char latin[64];
 ///     const char* utf8 = "Gr\xC3\xBC\xC3\x9F""e";
@@ -31,35 +31,37 @@ char* growBuffer(void* buffer, std::size_t size) {
 ///     const int needed = Converter::convert(nullptr, 0, "UTF-16BE", u"Grüße");   // -> 11
 ///
 /// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths,
-/// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the character
-/// that ICU's converter uses instead. A character that the target code page does not contain becomes that
-/// code page's substitution byte. Each thread keeps recently used converters open. All members are static and
-/// may be called from any thread.
+/// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the
+/// replacement character that ICU's converter defines. A character that the target code page does not contain
+/// becomes that code page's substitution byte. Each thread keeps recently used converters open. All members
+/// are static and may be called from any thread.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
 
-  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`. With a
-  /// null destination it only returns the size of the result. (For texts to ISCII and LMBCS ICU sometimes
-  /// under-reports that size by a byte or two: the conversion then raises ERR_BUFFER_SIZE_TOO_SMALL, and a
-  /// larger destination suffices.)
+  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`. If the
+  /// destination is null, the members only return the size of the result. (For conversions to ISCII and LMBCS
+  /// ICU sometimes under-reports the size by one or two bytes. A conversion into a destination of that size
+  /// then raises ERR_BUFFER_SIZE_TOO_SMALL; provide a larger destination.)
   ///
   ///   destination        receives at most `destinationLength` bytes; after a failed conversion it may hold
   ///                      the beginning of the result
   ///   fromCodePage,      null or "" is ICU's default converter. If the two names are equal byte for byte,
-  ///   toCodePage         the data is copied unchanged, whatever it contains, even if ICU does not know the
-  ///                      name. Two different names of one converter do convert
-  ///   returns            the size of the result, including its terminating NUL, which is written too. For
-  ///                      null `data` the size is 0, and nothing is written. For empty data, and for a length
-  ///                      below 0, it is 1: the NUL is written if there is room for it, and the code pages
-  ///                      are not used
+  ///   toCodePage         the data is copied unchanged, even if it is invalid or ICU does not know the name.
+  ///                      If two different names mean one converter, the data is converted
+  ///   returns            the size of the result, including its terminating NUL, which is written too. If
+  ///                      `data` is null, the size is 0 and nothing is written. If the data is empty or
+  ///                      `length` is below 0, the size is 1: the NUL is written if there is room for it, and
+  ///                      the code pages are not used
   ///
   ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page, or the
   ///            result is empty, or the size is above the largest int, or the data is longer than 2^31 - 11
-  ///            bytes, which is the most that ICU can hold. The names are those given; for null, "" and
-  ///            Unicode text it is the name of the default converter
-  ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size is above it. Therefore
-  ///            every destination of length 0 or below is too small; nothing is written to it
+  ///            bytes, which is the most that ICU can hold. The arguments are the names that the caller
+  ///            passed; the name of the default converter replaces null and "", and is the name of the source
+  ///            for Unicode text
+  ///            NLSException ERR_BUFFER_SIZE_TOO_SMALL (destinationLength): the size of the result is above
+  ///            `destinationLength`. Therefore a destination of length 0 or below is always too small;
+  ///            nothing is written to it
   static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
                      const char* toCodePage);
   static int convert(char* destination, int destinationLength, const char* fromCodePage, const char* data,
@@ -67,14 +69,14 @@ class KELINFRA_API Converter {
   static int convert(char* destination, int destinationLength, const char* toCodePage,
                      const icu::UnicodeString& data);
 
-  /// Turns the debug lines on or off, for the whole process: `convert` then prints its parameters, including
-  /// the data, and its steps on standard output. They are off at first.
+  /// Turns debug output on or off for the whole process; it is off at first. If debug output is on, `convert`
+  /// prints its parameters, including the data, and its steps to standard output.
   static void setDebug(bool on);
 
   /// Converts `text` into `bytes` and returns the byte count. The buffer grows, to a power of two, only if
-  /// its capacity is too small. A terminator is not counted; it is written only if there is room after the
-  /// bytes. A character that the code page cannot hold becomes its substitution byte; an unknown code page
-  /// gives 0 bytes.
+  /// its capacity is too small. A terminator is written only if there is room after the bytes, and is not
+  /// counted. A character that the code page does not contain becomes that code page's substitution byte. If
+  /// the code page is unknown, the result is 0 bytes.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, more than 2^30
   ///            bytes, or more than the buffer's maximum
   template <std::size_t N>
@@ -84,8 +86,9 @@ class KELINFRA_API Converter {
                           &detail::growBuffer<N>, &bytes);
   }
 
-  /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` returns room for `size`
-  /// bytes or raises std::bad_alloc; it is called only when `capacity` bytes at `target` do not suffice.
+  /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` returns a pointer to room
+  /// for `size` bytes or raises std::bad_alloc. It is called only if the `capacity` bytes at `target` are too
+  /// few.
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage, char* target,
                                     std::size_t capacity, char* (*grow)(void* buffer, std::size_t size),
                                     void* buffer);

@@ -9,7 +9,7 @@
 
 namespace tarvo::oss {
 
-/// The storage of a DataBuffer. It is private to that class; a program has no use for it.
+/// The storage of a DataBuffer. It is an implementation detail: programs do not use it.
 ///
 ///  bytes                                                                 size, if on the heap
 ///  |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
@@ -29,8 +29,8 @@ struct TextBlock {
   std::size_t size = 0;  ///< of the heap block; 0 without one
 };
 
-/// A text builder: a NUL-terminated byte string with 4096 bytes of room inside the object and heap storage
-/// for longer texts.
+/// A text builder: a NUL-terminated byte string. Texts up to 4096 bytes are stored inside the object, longer
+/// texts on the heap.
 ///
 ///     DataBuffer line("id=");
 ///     line.appendNumber(4711);
@@ -38,43 +38,46 @@ struct TextBlock {
 ///     line.appendBinary("\x0A\xFF", 2, true);
 ///     puts(line.getString());        // prints id=4711 straße X'0AFF'
 ///
-/// It is for text, not for arbitrary bytes: a zero byte in the contents terminates the text for every
-/// operation that computes a length. An insert moves only the bytes from its position up to the next zero
-/// byte; they overwrite what follows. When the text moves to a larger block, the part before the position,
-/// the added text and the part after the position are each cut at their first zero byte.
+/// A DataBuffer is for text, not for arbitrary bytes: a zero byte in the contents terminates the text for
+/// every operation that computes a length. An insert moves only the bytes from its position up to the next
+/// zero byte; the moved bytes overwrite the bytes that follow. If an append or insert moves the text to a
+/// larger block, three parts are each cut at their first zero byte: the text before the position, the added
+/// text, and the text after the position.
 ///
 /// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. For
-/// blocks of 4 MiB or more the system is asked for large pages.
+/// blocks of 4 MiB or more the class asks the system for large pages.
 ///
-/// Positions, counts, lengths and capacities are bytes. A text to be added may be the buffer's own text or a
-/// part of it; it is added as if it had been copied first. One thread at a time.
+/// Positions, counts, lengths and capacities are bytes. The text to be added may be the buffer's text or a
+/// part of it: the result is the same as if it had been copied first. One thread at a time.
 ///
 /// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
-/// append or insert changes nothing and reports nothing; a constructor raises std::bad_alloc. ICU allocates a
-/// converter when a thread first uses a code page; if it cannot, every member that converts raises
-/// std::bad_alloc.
+/// append or insert changes nothing and reports no error, but a constructor raises std::bad_alloc. ICU
+/// allocates a converter when a thread first uses a code page; if that allocation fails, the member that
+/// converts raises std::bad_alloc.
 ///
 /// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. A character
-/// that a code page cannot hold becomes its substitution byte; if ICU does not know the code page, nothing is
-/// added. Members that convert raise, from "kelDataBuffer.cpp", the buffer unchanged:
-///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): it is exactly "UTF-16" or "UTF-32", or null
-///                                          while the default converter has one of these names; the zero
-///                                          bytes of such a text would terminate it
+/// that a code page does not contain becomes that code page's substitution byte. If ICU does not know the
+/// code page, nothing is added. Members that convert raise these errors from "kelDataBuffer.cpp"; the buffer
+/// does not change:
+///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): the encoding is exactly "UTF-16" or
+///     "UTF-32", or it is null and the default converter has one of these names. The zero bytes of such a
+///     text would terminate it
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
-/// If no encoding was given, `encoding` is the default converter's name.
+/// If the caller gave no encoding, the error's argument `encoding` is the default converter's name.
 class KELINFRA_API DataBuffer {
  public:
-  /// Empty, with room for `size` bytes. If `size` is at most 4096, even negative, nothing is allocated: the
-  /// room inside the object suffices.
+  /// Creates an empty buffer with room for `size` bytes. If `size` is at most 4096 or negative, nothing is
+  /// allocated: the room inside the object suffices.
   explicit DataBuffer(int size);
-  /// A copy of the text up to its terminator; null is the empty text.
+  /// Creates a buffer with a copy of the text up to its terminator; null is the empty text.
   explicit DataBuffer(const char* text);
-  /// The text in ICU's default code page.
+  /// Creates a buffer that holds the text in ICU's default code page.
   explicit DataBuffer(const icu::UnicodeString& text);
-  /// The text in the code page `encoding`.
+  /// Creates a buffer that holds the text in the code page `encoding`.
   DataBuffer(const icu::UnicodeString& text, const char* encoding);
-  /// A copy of text and length. The capacity is the other's if that is above 4096, else 4096. A copy on the
-  /// heap takes only the bytes up to the first zero byte; the rest of its length is zeros.
+  /// Copies the text and the length of `other`. The capacity is the capacity of `other`, but at least 4096.
+  /// If the copy is on the heap, only the bytes up to the first zero byte are copied; the rest of the length
+  /// is filled with zeros.
   DataBuffer(const DataBuffer& other);
   virtual ~DataBuffer();
 
@@ -82,34 +85,38 @@ class KELINFRA_API DataBuffer {
 
   // --- ask
 
-  /// The text, never null; valid until the next change. The bytes up to `capacity()` may be read: those
-  /// after the text are 0, except where `clear(true)` left older ones.
+  /// Returns the text; never null. The pointer is valid until the buffer's next change. All bytes up to
+  /// `capacity()` may be read: the bytes after the text are 0, except for old bytes that `clear(true)` kept.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
-  /// 4096 while the text is inside the object. If a constructor was given a larger size, it is that size.
-  /// After an append or insert that did not fit it is length + count + 4096.
+  /// While the text is inside the object, the capacity is 4096. If the constructor was given a larger size,
+  /// the capacity is that size. After an append or insert that did not fit, the capacity is length + count +
+  /// 4096.
   int capacity() const;
 
-  /// Decodes the literal X'0aff' that the buffer holds, digits of either case, into `target`.
+  /// Decodes the hexadecimal literal in the buffer, such as X'0aff', into bytes at `target`. Digits of either
+  /// case are accepted.
   ///   target    room for `capacity` bytes, or null to ask only for the size
   ///   returns   the byte count
-  ///   raises    NLSException ERR_DB_INVALID_BINARY_DATA (no arguments): the buffer holds anything else
+  ///   raises    NLSException ERR_DB_INVALID_BINARY_DATA (no arguments): the buffer does not hold such a
+  ///             literal
   ///             NLSException ERR_BUFFER_SIZE_TOO_SMALL (capacity): fewer bytes than needed; none is written
   int decodeBinary(char* target, int capacity) const;
 
   // --- append
 
-  /// Appends the text up to its terminator; null and empty texts change nothing.
+  /// Appends the text up to its terminator. Null appends nothing.
   void appendString(const char* text);
-  /// Appends `count` bytes, zero bytes included; `count` is not checked against the text's own length. A null
-  /// text and a count below 1 change nothing.
+  /// Appends `count` bytes, including zero bytes; `count` is not compared with the length of the text. If
+  /// `text` is null or `count` is below 1, nothing changes.
   void appendString(const char* text, int count);
   /// Appends the text in the code page `encoding`.
   void appendString(const icu::UnicodeString& text, const char* encoding);
-  /// Appends the other's bytes, as many as its length.
+  /// Appends `other.length()` bytes of `other`.
   void appendString(const DataBuffer& other);
 
-  /// Append the number in decimal. Character types are numbers too: `unsigned char` 200 is "200".
+  /// Each overload appends the number in decimal. Character types are numbers too: the `unsigned char` 200 is
+  /// appended as "200".
   void appendNumber(unsigned char value);
   void appendNumber(unsigned short value);
   void appendNumber(unsigned int value);
@@ -120,16 +127,17 @@ class KELINFRA_API DataBuffer {
   void appendNumber(int value);
   void appendNumber(long value);
   void appendNumber(long long value);
-  /// Appends fixed notation with a point and six decimals, whatever the locale; "inf", "-inf" or "nan".
+  /// Appends the number in fixed notation, with "." and six decimals in every locale, or "inf", "-inf" or
+  /// "nan".
   void appendNumber(double value);
 
-  /// Appends `count` bytes as the literal X'0aff', or X'0AFF' in upper case. Null data and a count below 1
-  /// change nothing.
+  /// Appends `count` bytes as a hexadecimal literal: X'0aff', or X'0AFF' if `upperCase` is true. If `data` is
+  /// null or `count` is below 1, nothing changes.
   void appendBinary(const char* data, int count, bool upperCase);
 
   // --- insert: the position is clamped into [0, length()], nothing is overwritten
 
-  /// Inserts what `appendString` appends for the same arguments.
+  /// Each overload inserts the text that `appendString` appends for the same arguments.
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text, const char* encoding);
@@ -137,10 +145,10 @@ class KELINFRA_API DataBuffer {
 
   // --- empty
 
-  /// Length 0 and capacity 4096; heap storage is released. If `keepContents` is true and the text is inside
-  /// the object, only the first byte is zeroed: a later insert moves those old bytes that follow its
-  /// position, up to the first zero byte. Otherwise all bytes are 0; the time is proportional to the bytes
-  /// that were written.
+  /// Sets the length to 0 and the capacity to 4096, and releases heap storage. If `keepContents` is true and
+  /// the text is inside the object, only the first byte is zeroed; a later insert then also moves the old
+  /// bytes that follow its position, up to the first zero byte. Otherwise all bytes are zeroed, which takes
+  /// time proportional to the number of bytes that were written.
   void clear(bool keepContents);
 
  private:

@@ -8,19 +8,21 @@
 
 namespace tarvo::oss {
 
-/// Raw storage that grows by powers of two and never shrinks: the storage under `ByteBuffer` and
-/// `SizeableBuffer`.
+/// Raw storage that grows by powers of two and never shrinks. `ByteBuffer` and `SizeableBuffer` use it.
 ///
-/// `resize` follows one rule. Sizes count elements, the terminator of the user's text included.
+/// `resize(need)` follows the first of these rules that applies. Sizes count elements, including a
+/// terminator.
 ///   1  need <= capacity: only the used size changes, storage and contents stay.
 ///   2  a maximum size is set and the need is above it: the storage is released; data null, both sizes 0.
 ///   3  need <= alternate size: the alternate block becomes the storage.
 ///   4  otherwise a new block of the smallest power of two, at least 4, that holds the need.
-/// In 3 and 4 the contents are lost. A need above 2^30 raises std::bad_alloc without calling the allocator:
-/// larger buffers are not supported. After a failed allocation data is null and both sizes are 0; the object
-/// can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate block nor a maximum.
+/// Rules 3 and 4 lose the contents. A need above 2^30 raises std::bad_alloc without calling the allocator:
+/// larger buffers are not supported. After a failed allocation `data()` is null, and the capacity and the
+/// used size are 0; the object can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate
+/// block nor a maximum.
 ///
-/// One thread at a time. The pointer from `data` lives until the next `resize` that moves the storage.
+/// One thread at a time. The pointer that `data` returns is valid until the next `resize` that moves the
+/// storage.
 template <class T>
 class DefaultAlternateBuffer {
  public:
@@ -32,14 +34,14 @@ class DefaultAlternateBuffer {
     delete[] alternateBlock_;
   }
 
-  /// The storage, or null if there is no storage.
+  /// Returns a pointer to the storage, or null if there is no storage.
   T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
-  /// Elements allocated at `data()`.
+  /// The number of elements allocated at `data()`.
   unsigned long long capacity() const { return capacity_; }
   /// The size that was last requested; 0 without storage.
   unsigned long long usedSize() const { return usedSize_; }
 
-  /// Makes room for `need` elements, discarding the contents unless they fit where they are.
+  /// Makes room for `need` elements. If `need` is above the capacity, the contents are lost.
   ///   raises   std::bad_alloc: need above 2^30, or no memory
   void resize(unsigned long long need) {
     if (need <= capacity_) {
@@ -49,7 +51,7 @@ class DefaultAlternateBuffer {
     }
   }
 
-  /// Exchanges everything with `other`, settings included; the blocks stay where they are.
+  /// Exchanges storage, sizes and settings with `other`; no element is copied.
   void swap(DefaultAlternateBuffer& other) noexcept {
     std::swap(data_, other.data_);
     std::swap(alternateBlock_, other.alternateBlock_);
@@ -63,16 +65,17 @@ class DefaultAlternateBuffer {
   static constexpr unsigned long long largestSize = 1ULL << 30;
 
  protected:
-  /// Takes ownership of `block`, allocated by new[], as the alternate block of `size` elements.
+  /// Takes ownership of `block`, an array of `size` elements allocated by new[], as the alternate block.
   void setAlternateBlock(T* block, unsigned long long size) {
     alternateBlock_ = block;
     alternateSize_ = size;
   }
-  /// Sets the upper limit of a need; 0 is no limit.
+  /// Sets the largest need for which `resize` provides storage; 0 means no limit.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:
-  // Not inlined: a resize within the capacity then costs the caller one comparison and one store.
+  // The function is not inlined, so a resize within the capacity costs the caller one comparison and one
+  // store.
   KELINFRA_NOINLINE void replaceStorage(unsigned long long need) {
     release();
     if (maximumSize_ != 0 && need > maximumSize_) return;

@@ -6,7 +6,7 @@
 namespace tarvo::oss {
 
 /// Raised by `ByteArrayOutputStream`.
-/// It differs from `BaseException` only in its type and `name()`.
+/// The class differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API IOException : public oss::BaseException {
  public:
   IOException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

@@ -8,8 +8,8 @@
 
 namespace tarvo::oss {
 
-/// One diagnostic record: an identifier into the calling program's message catalogue, ordered text arguments
-/// for the catalogue's text, a level, and the source file and line that raised it.
+/// One diagnostic record: an identifier in the calling program's message catalogue, ordered text arguments
+/// for the catalogue's text, a level, and the source file and line that created the message.
 ///
 ///     Message message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120);
 ///     message.addArgument(u"C:");
@@ -17,23 +17,24 @@ namespace tarvo::oss {
 ///     icu::UnicodeString line;
 ///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
-/// A value class, used by one thread at a time. Returned references live until the message's next change. The
-/// only failure is std::bad_alloc.
+/// Message is a value class. One thread at a time. Returned references are valid until the message's next
+/// change. The only failure is std::bad_alloc.
 class KELINFRA_API Message {
  public:
   /// Severity: one bit each.
   enum Level : int { LEVEL_INFO = 1, LEVEL_WARNING = 2, LEVEL_ERROR = 4, LEVEL_SEVERE = 8 };
 
-  /// Identifier, text and file name empty (not bogus), `LEVEL_ERROR`, line 0, no arguments.
+  /// Creates a message whose identifier, text and file name are empty (not bogus), with `LEVEL_ERROR`, line 0
+  /// and no arguments.
   Message();
   Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
-  /// `fileName` is plain ASCII and copied; null is the empty name.
+  /// `fileName` is plain ASCII and is copied; null is the empty name.
   Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);
-  /// A deep copy; a bogus string stays bogus.
+  /// Makes a deep copy; a bogus string stays bogus.
   Message(const Message& other);
   ~Message();
 
-  /// Assignment is spelled `setMessage`.
+  /// Not assignable: use `setMessage`.
   Message& operator=(const Message& other) = delete;
 
   // --- ask --------------------------------------------------------------------------------------------
@@ -41,7 +42,7 @@ class KELINFRA_API Message {
   const icu::UnicodeString& getMessageID() const KELINFRA_LIFETIMEBOUND;
   /// The same field as `getMessageID`.
   const icu::UnicodeString& getMessageCode() const KELINFRA_LIFETIMEBOUND;
-  /// The text exactly as set; nothing is formatted into it.
+  /// Returns the text exactly as it was set; the arguments are not formatted into it.
   const icu::UnicodeString& getFormattedMessage() const KELINFRA_LIFETIMEBOUND;
   Level getMessageLevel() const;
   const icu::UnicodeString& getFileName() const KELINFRA_LIFETIMEBOUND;
@@ -49,9 +50,9 @@ class KELINFRA_API Message {
   int getMessageArgsCount() const;
   const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
-  /// Writes the message on one line, "ID: [text]" or "ID: [text] - [first] [second]", into `out`, whose
-  /// former contents are dropped, and returns `out`. File, line and level are not part of it. If the caller
-  /// holds the buffer of `out` open (`getBuffer(minCapacity)`), `out` is not changed.
+  /// Replaces the contents of `out` by the message on one line, "ID: [text]" or "ID: [text] - [first]
+  /// [second]", and returns `out`. File, line and level are not part of the line. If the caller has called
+  /// `out.getBuffer(minCapacity)` and not yet `releaseBuffer`, `out` does not change.
   const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------
@@ -59,19 +60,19 @@ class KELINFRA_API Message {
   void setMessageID(const icu::UnicodeString& id);
   void setMessageText(const icu::UnicodeString& text);
   void setMessageLevel(Level level);
-  /// Plain ASCII, copied; null is the empty name.
+  /// `fileName` is plain ASCII and is copied; null is the empty name.
   void setFileName(const char* fileName);
   void setLineNumber(unsigned int lineNumber);
 
-  /// Appends an argument, an empty text included.
+  /// Appends an argument. An empty text is an argument too.
   void addArgument(const icu::UnicodeString& value);
   /// Appends `value` converted from `codepage`: an ICU converter name, "" for ASCII (a byte above 7F becomes
   /// the character of the same number, U+0080 to U+00FF), null for ICU's default converter. A null or empty
   /// `value` adds nothing; an unknown code page adds one empty argument.
   void addArgument(const char* value, const char* codepage);
-  /// Append the signed 32-bit decimal text of the value's low 32 bits, whatever its type: 4294967295u adds
-  /// "-1" and 5000000000 adds "705032704". This is frozen because message catalogues depend on it; pass text
-  /// for larger numbers.
+  /// Each overload interprets the value's low 32 bits as a signed number and appends its decimal text:
+  /// 4294967295u adds "-1" and 5000000000 adds "705032704". This behaviour is frozen because message
+  /// catalogues depend on it; pass larger numbers as text.
   void addArgument(unsigned char value);
   void addArgument(unsigned short value);
   void addArgument(unsigned int value);
@@ -85,12 +86,14 @@ class KELINFRA_API Message {
 
   // --- change the whole -------------------------------------------------------------------------------
 
-  /// Resets the message: identifier, text and file name become bogus (`isBogus()`, which `toString` renders
-  /// as an empty text), `LEVEL_ERROR`, line 0, no arguments.
+  /// Resets the message: identifier, text and file name become bogus strings (`isBogus()` is true), the level
+  /// is `LEVEL_ERROR`, the line is 0, and there are no arguments. `toString` renders a bogus string as an
+  /// empty text.
   void clear();
 
-  /// Each resets the message as `clear` does and then sets the fields that it has parameters for; the others
-  /// stay reset. The arguments may be the message's own fields. A message set to itself does not change.
+  /// Each overload resets the message as `clear` does and then sets the fields for which it has parameters;
+  /// the other fields stay reset. The arguments may be fields of this message. A message set to itself does
+  /// not change.
   void setMessage(const Message& other);
   void setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
   void setMessage(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);

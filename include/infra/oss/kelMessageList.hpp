@@ -5,7 +5,8 @@
 
 namespace tarvo::oss {
 
-/// The ordered messages that an exception carries. Stores copies of the messages that are added.
+/// The ordered list of messages that an exception carries. The list stores copies of the messages that are
+/// added.
 ///
 ///     MessageList list(Message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120));
 ///     list.addMessage(Message("ERR_SAVE_FAILED", Message::LEVEL_ERROR, "editor.cpp", 33));
@@ -13,16 +14,17 @@ namespace tarvo::oss {
 ///       ossOut << m->getLineNumber() << '\n';  // prints 120 33
 ///     }
 ///
-/// One thread at a time, the cursor included. Returned references and pointers live until `clear` or the
-/// list's destruction; adding messages keeps them. If there is no memory for a message, std::bad_alloc is
-/// raised and the message is not added; messages added before it stay.
+/// One thread at a time, also for iteration, because the list contains the cursor. Returned references and
+/// pointers are valid until `clear` or the list's destruction; adding messages does not invalidate them. If
+/// there is no memory for a message, std::bad_alloc is raised and the message is not added; messages added
+/// before it stay.
 class KELINFRA_API MessageList {
  public:
-  /// An empty list.
+  /// Creates an empty list.
   MessageList();
-  /// A list of one copy of `m`.
+  /// Creates a list that contains a copy of `m`.
   MessageList(const Message& m);  // NOLINT(google-explicit-constructor): callers pass a message for a list
-  /// A deep copy of every message; the cursor is not copied, it starts at null.
+  /// Copies every message. The cursor is not copied: it starts at null.
   MessageList(const MessageList& other);
   ~MessageList();
 
@@ -33,30 +35,31 @@ class KELINFRA_API MessageList {
   int count() const;
   bool isEmpty() const;
 
-  /// The first message; through the non-const form a caller may change it in place.
+  /// Returns the first message. The caller may change it through the non-const overload.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the list is empty
   Message& getFirstMessage() KELINFRA_LIFETIMEBOUND;
   const Message& getFirstMessage() const KELINFRA_LIFETIMEBOUND;
 
   // --- iterate: one cursor per list -------------------------------------------------------------------
 
-  /// Returns the first message and moves the cursor to the second. Returns null for an empty list, whose
-  /// cursor does not change.
+  /// Returns the first message and moves the cursor to the second. If the list is empty, returns null and
+  /// does not move the cursor.
   const Message* getFirstMsg() KELINFRA_LIFETIMEBOUND;
   /// Returns the message at the cursor and moves the cursor to the next one. Returns null if the cursor was
-  /// never set or has passed the last message. A message appended before the cursor passes the last one is
-  /// still reached.
+  /// never set or has passed the last message. Messages appended during the iteration are returned too,
+  /// unless the cursor has already passed the last message.
   const Message* getNextMsg() KELINFRA_LIFETIMEBOUND;
-  /// Whether the next `getNextMsg` returns a message.
+  /// True if the next `getNextMsg` returns a message.
   bool hasMoreMsgs() const;
 
   // --- change; only `clear` moves the cursor ----------------------------------------------------------
 
-  /// Appends a copy of `m`, which may be a message of this list.
+  /// Appends a copy of `m`; `m` may be a message of this list.
   void addMessage(const Message& m);
-  /// Puts a copy of `m` in front.
+  /// Inserts a copy of `m` before the first message.
   void insertMessage(const Message& m);
-  /// Appends copies of the messages that `other` holds now; a list joined to itself doubles.
+  /// Appends copies of the messages of `other`. If `other` is this list, each message is then contained
+  /// twice.
   void join(const MessageList& other);
   /// Removes every message and sets the cursor to null.
   void clear();

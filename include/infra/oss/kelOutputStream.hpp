@@ -6,7 +6,8 @@
 
 namespace tarvo::oss {
 
-/// A destination for bytes. A subclass implements `write(char)`; the other members call it.
+/// A destination for bytes. A subclass implements `write(char)`; the other overloads of `write` call it for
+/// each byte.
 ///
 ///     class CountingStream : public OutputStream {
 ///      public:
@@ -17,25 +18,25 @@ namespace tarvo::oss {
 ///     CountingStream stream;
 ///     stream.write("four");                    // stream.count -> 4
 ///
-/// Errors: the class raises none. Errors of `write(char)` pass through the other members, and the characters
-/// before it stay written. One stream is used by one thread at a time.
+/// Errors: this class raises no errors. If `write(char)` of a subclass throws, the exception leaves the other
+/// overloads too, and the characters written before stay written. One stream is used by one thread at a time.
 class KELINFRA_API OutputStream {
  public:
   virtual ~OutputStream();
 
-  /// Calls `flush`, each time; the stream can be written to afterwards.
+  /// Calls `flush` and does nothing else: the stream can still be written to and closed again.
   virtual void close();
-  /// Does nothing here.
+  /// Does nothing in this class.
   virtual void flush();
 
   virtual void write(char c) = 0;
-  /// The characters of `s` without its terminator, one `write(char)` each. Null writes nothing.
+  /// Calls `write(char)` for each character of `s` before the terminator. Null writes nothing.
   virtual void write(const char* s);
-  /// Writes `length` characters, one `write(char)` each, *from the start of the first range that was ever
-  /// given*: the first call in the process, on any stream, fixes the start at its buffer + offset. Every
-  /// later call writes from there, whatever its buffer and offset. This is intended, because programs depend
-  /// on it: always give the same range, and keep it readable as long as any code may call this member. For
-  /// different ranges call `write(char)`.
+  /// Calls `write(char)` for `length` characters, *which start where the first range of the process started*.
+  /// The first call in the process, on any stream, fixes the start at its `buffer + offset`. Every later call
+  /// reads from that address and ignores its own `buffer` and `offset`. This behaviour is frozen because
+  /// programs depend on it. Therefore always pass the same range, and keep it readable as long as any code
+  /// may call this member. For different ranges call `write(char)`.
   virtual void write(const char* buffer, std::size_t offset, std::size_t length);
 };
 

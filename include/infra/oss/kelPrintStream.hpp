@@ -4,18 +4,19 @@
 
 namespace tarvo::oss {
 
-/// Prints to the standard error stream, for programs that have no other stream at hand.
+/// Prints to the standard error stream.
 ///
 ///     const int limit = 5;
 ///     ossOut << "retry " << 2 << " of " << limit << '\n';  // prints retry 2 of 5
 ///
-/// Each insertion prints as the same insertion into `std::cerr` does, in the formatting state that
-/// `std::cerr` has at that moment (decimal unless the program changed it), and returns the stream. The three
-/// character types print as characters, `bool` as 0 or 1. A `const char*` is NUL-terminated. A null one sets
-/// the error bit of `std::cerr`, which then prints nothing until the program clears the bit. This class
-/// reports no error.
+/// Each insertion prints the same text as an insertion into `std::cerr`, with the formatting flags that
+/// `std::cerr` has at that moment (decimal unless the program changed them), and returns the stream. The
+/// three character types are printed as characters, `bool` as 0 or 1. A `const char*` is NUL-terminated. A
+/// null `const char*` sets the error bit of `std::cerr`, which then prints nothing until the program clears
+/// the bit. This class reports no errors.
 ///
-/// Threads: the class takes no lock; concurrent insertions interleave as those into `std::cerr` do.
+/// Threads: the class takes no lock. Concurrent insertions interleave in the same way as concurrent
+/// insertions into `std::cerr`.
 class KELINFRA_API PrintStream {
  public:
   virtual ~PrintStream();
@@ -36,8 +37,8 @@ class KELINFRA_API PrintStream {
   PrintStream& operator<<(const char* value) KELINFRA_LIFETIMEBOUND;
 };
 
-/// The process-wide stream. It can be used as soon as the library is loaded, also by static constructors of
-/// the programs and libraries that use it, and until the process ends, exit handlers included.
+/// The process-wide stream. It can be used from the time the library is loaded until the process ends, also
+/// in static constructors and exit handlers.
 extern KELINFRA_API PrintStream& ossOut;
 
 }  // namespace tarvo::oss

@@ -7,8 +7,8 @@
 
 namespace tarvo::oss {
 
-/// A scratch array with room for N elements inside the object and heap storage for larger sizes. Meant for
-/// the stack, one thread at a time.
+/// A scratch array. Up to N elements are stored inside the object, more on the heap. The class is intended
+/// for objects on the stack. One thread at a time.
 ///
 ///     const icu::UnicodeString text = u"Grüße";
 ///     SizeableBuffer<char, 4> bytes;
@@ -20,8 +20,8 @@ namespace tarvo::oss {
 ///     }
 ///     bytes.capacity();  // -> 8
 ///
-/// The contents are not initialised. A resize that changes the storage does not keep them. The pointer from
-/// `data` lives until the next `resize`.
+/// The contents are not initialised. A resize that changes the storage loses the contents. The pointer that
+/// `data` returns is valid until the next `resize`.
 template <class T, std::size_t N>
 class SizeableBuffer {
  public:
@@ -31,17 +31,21 @@ class SizeableBuffer {
   SizeableBuffer& operator=(const SizeableBuffer&) = delete;
   virtual ~SizeableBuffer() = default;
 
-  /// The elements, inside the object or on the heap; writable up to `capacity()`.
+  /// Returns a pointer to the elements, inside the object or on the heap. All `capacity()` elements may be
+  /// written.
   T* data() KELINFRA_LIFETIMEBOUND { return data_; }
   const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// The size that was last requested; N at first.
   unsigned long long size() const { return size_; }
-  /// N while the room inside the object is in use, then the heap storage's capacity: a power of two.
+  /// N while the elements are inside the object; otherwise the capacity of the heap storage, which is a power
+  /// of two.
   unsigned long long capacity() const { return capacity_; }
 
-  /// Makes room for `n` elements. If n is at most N and the inline store is in use, it stays in use. Once the
-  /// buffer is on the heap, it stays there and grows as `DefaultAlternateBuffer` does.
-  ///   raises   std::bad_alloc: n above 2^30, or no memory; data is then null and both sizes are 0
+  /// Makes room for `n` elements. While the elements are inside the object and `n` is at most N, they stay
+  /// there. Once the elements are on the heap, they stay there, and the storage grows as a
+  /// `DefaultAlternateBuffer` does.
+  ///   raises   std::bad_alloc: n above 2^30, or no memory; `data()` is then null, and the size and the
+  ///            capacity are 0
   void resize(unsigned long long n) {
     if (maximumSize_ != 0 && n > maximumSize_) return;
     if (data_ == inlineStore_ && n <= N) {
@@ -58,7 +62,8 @@ class SizeableBuffer {
   }
 
  protected:
-  /// Sets the upper limit of a size, above which `resize` changes nothing; 0 is no limit.
+  /// Sets the largest size that `resize` accepts; for a larger size `resize` changes nothing. 0 means no
+  /// limit.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:

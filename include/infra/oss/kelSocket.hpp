@@ -12,8 +12,8 @@ struct ResolvedAddress;
 
 namespace tarvo::oss {
 
-/// The client end of a TCP connection: one socket handle, the host and port that it was connected to, and
-/// whether this object owns the handle.
+/// The client end of a TCP connection. An object holds a socket handle, the host and port of the connection,
+/// and whether the object owns the handle.
 ///
 ///     const std::string request = "list";
 ///     char reply[4096];
@@ -24,28 +24,31 @@ namespace tarvo::oss {
 ///     unsigned long long frameLength = 0;
 ///     const unsigned long long got = socket.readMessage(reply, &frameLength, 0, sizeof reply, true);
 ///
-/// Only an object that connected, or that `SocketServer::accept` filled, owns its handle and closes it. A
-/// copy shares the handle without owning it, so lists of `Socket` are cheap views for `select`: dropping or
-/// closing a copy leaves the connection open. The copy must not outlive the owner's connection.
+/// An object owns its handle, and closes it, only if `connect` or `SocketServer::accept` put the handle into
+/// that object. A copy is a view: it has the same handle but does not own it. Destroying or closing a view
+/// leaves the connection open, so lists of views can be passed to `select`. A view must not be used after the
+/// owner has closed the connection.
 ///
-/// Times are milliseconds. Ranges are (buffer, offset, length): the bytes offset .. offset + length - 1 of
-/// the caller's buffer, whose size is not known here. A range with a null buffer, or one that wraps, raises
-/// the mapped error 10014, unless its length is 0; nothing is sent or received then.
+/// Times are milliseconds. A range (buffer, offset, length) means the bytes offset .. offset + length - 1 of
+/// the caller's buffer; the class does not know the size of the buffer. If the buffer is null or offset +
+/// length overflows, the mapped error 10014 is raised and nothing is sent or received; a range of length 0 is
+/// always valid.
 ///
-/// Threads: one object is used by one thread at a time, with two exceptions. One reader and one writer may
-/// share a connection. And any thread may call `shutdownBoth`, `shutdownReceive` or `shutdownSend` on an
-/// object while other threads are inside `readOnce`, `read`, `readMessage`, `write`, `writeMessage` or
-/// `select` on its connection. `shutdownBoth` ends a read or a write that waits: that call raises the mapped
-/// error 10058. On Linux a `select` that waits then finds the socket ready to read, and the other two members
-/// end calls that wait in their direction. On Windows a `select` may wait until its timeout, or raise the
-/// mapped error 10058. Closing the connection does not end such a call on Linux, and its handle can soon
-/// belong to another connection. Therefore no other call may be in progress during `close`, `connect`,
-/// `SocketServer::accept` into the object, or the destructor.
+/// Threads: one object is used by one thread at a time, with two exceptions. First, one thread may read from
+/// a connection while another thread writes to it. Second, any thread may call `shutdownBoth`,
+/// `shutdownReceive` or `shutdownSend` on an object while other threads are inside `readOnce`, `read`,
+/// `readMessage`, `write`, `writeMessage` or `select` on its connection. `shutdownBoth` ends a read or a
+/// write that waits: the read or write raises the mapped error 10058. On Linux `shutdownBoth` also ends a
+/// waiting `select`, which finds the socket ready to read; `shutdownReceive` ends a waiting read, and
+/// `shutdownSend` ends a waiting write. On Windows a `select` may wait until its timeout, or raise the mapped
+/// error 10058. On Linux, closing the connection does not end a waiting call, and the number of the closed
+/// handle can soon belong to another connection. Therefore no other call may be in progress during `close`,
+/// `connect`, `SocketServer::accept` into the object, or the destructor.
 ///
 /// Forked children: see docs/platforms.md.
 ///
 /// Errors: every failure is a SocketException whose first message carries file "kelSocket.cpp". A failed
-/// system call is raised as *the mapped error* of its Winsock code, the same on every platform:
+/// system call raises *the mapped error* of its Winsock code, which is the same on every platform:
 ///   10048 QN_ERR_SOCKET_ADDRESS_IN_USE      (host, port)
 ///   10054 QN_ERR_SOCKET_CONNECTION_RESET    (host, port)
 ///   10057 QN_ERR_SOCKET_NOT_CONNECTED       (host, port)
@@ -53,12 +56,13 @@ namespace tarvo::oss {
 ///   10060 QN_ERR_SOCKET_TIMEOUT             (host, port)
 ///   10061 QN_ERR_SOCKET_CONNECTION_REFUSED  (host, port)
 ///   other QN_ERR_SOCKET_ERROR               (code, host, port)
-/// Host and port are those of the object unless a member says otherwise. An error never closes the
-/// connection.
+/// The arguments host and port are those of the object unless a member says otherwise. An error never closes
+/// the connection.
 class KELINFRA_API Socket {
  public:
-  /// An already resolved address list, flat, so that one process can resolve a name and another connect: 3000
-  /// bytes, packed, little-endian, in Winsock's numbers on every platform (the IPv6 family is 23).
+  /// A record of resolved addresses. One process can resolve a name and pass the record to another process,
+  /// which connects. The record has 3000 bytes, is packed and little-endian, and uses Winsock's numbers on
+  /// every platform (the IPv6 family is 23).
   ///
   ///   used        2   bytes in use after this field; 0: no list, `connect` resolves the host name
   ///   host        n   the name that was resolved, NUL-terminated, at most 1024 bytes before the NUL
@@ -76,52 +80,55 @@ class KELINFRA_API Socket {
   /// A record without an address list: `connect` resolves the name itself.
   static const _AddrInfoExternal NullAddrInfoExternal;
 
-  /// An unconnected socket. Starts Winsock, as every construction does.
+  /// Creates an unconnected socket. Every constructor starts Winsock; on Linux that does nothing.
   ///   raises   ERR_WSASTARTUP_FAILED (host, port): Winsock does not start
-  ///            ERR_INVALID_SOCKET_VERSION (host, port): it is not version 2.2
+  ///            ERR_INVALID_SOCKET_VERSION (host, port): Winsock does not have version 2.2
   Socket();
-  /// A view of the other's handle, host and port, which does not own the handle.
+  /// Creates a view of `other`: the handle, host and port are copied, and the new object does not own the
+  /// handle.
   ///   raises   as the default constructor
   Socket(const Socket& other);
-  /// Closes an owned handle, then releases the object's start of Winsock.
+  /// Closes an owned handle, then ends the use of Winsock that the constructor started.
   virtual ~Socket();
 
-  /// Not assignable: it would be unclear whether the old handle is closed. To refill a list use push_back or
-  /// insert.
+  /// Not assignable: it would be unclear whether the old handle is closed. To fill a list again, use
+  /// push_back or insert.
   Socket& operator=(const Socket& other) = delete;
 
   // --- connect and close ------------------------------------------------------------------------------
 
-  /// Connects to `host`, a name or an address literal of IPv4 or IPv6, and sets TCP_NODELAY on the
-  /// connection.
-  ///   port       one above 65535 does not resolve (10109)
-  ///   addrInfo   a list resolved earlier: its addresses and ports are used, and `host` and `port` appear
-  ///              only in errors and getters. Or NullAddrInfoExternal
-  ///   timeout    for the attempt on one address; null waits until the system gives up. The name's resolution
-  ///              has no limit
-  /// The addresses are tried in order as long as each fails at once. If an attempt is in progress, the call
-  /// waits for it, and its failure ends the call: later addresses are not tried. (An attempt on a closed port
-  /// of this machine is in progress at first, too. So if a name means ::1 and 127.0.0.1, only the first is
-  /// tried.) On a failure the object stays unconnected and no handle is left open, but host and port keep the
-  /// new values. A host name that contains a NUL is unknown.
-  ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: there is a handle already
+  /// Connects to `host`, which is a name or an IPv4 or IPv6 address, and sets TCP_NODELAY on the connection.
+  ///   port       a port above 65535 cannot be resolved (code 10109)
+  ///   addrInfo   NullAddrInfoExternal, or a record of addresses resolved earlier. With such a record its
+  ///              addresses and ports are used, and `host` and `port` are used only for errors and getters
+  ///   timeout    the longest wait for one address; null waits until the system gives up. The resolution of
+  ///              the name has no limit
+  /// The addresses are tried in order. If an attempt fails at once, the next address is tried. If an attempt
+  /// stays in progress, the call waits for it; if the attempt then fails, the call fails and later addresses
+  /// are not tried. (An attempt to connect to a closed port of this machine is in progress at first too. So
+  /// if a name resolves to ::1 and 127.0.0.1, only ::1 is tried.) After a failure the object is unconnected
+  /// and has no handle, but host and port keep the new values. A host name that contains a NUL is treated as
+  /// unknown.
+  ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: the object has a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
   ///            not resolve; 11001 is an unknown name
   ///            ERR_SOCKET_TIMEOUT (host, port)
   ///            ERR_SOCKET_NOT_CONNECTED (host, port): every address failed at once
-  ///            the mapped error (host, port): an attempt failed later, 10061 for a refused one
-  ///            the mapped error 10022, without host and port: `addrInfo` cannot be read; nothing was tried
+  ///            the mapped error (host, port): an attempt that was in progress failed, with 10061 if the
+  ///            connection was refused
+  ///            the mapped error 10022, without host and port: `addrInfo` cannot be read; no address was
+  ///            tried
   ///            as the constructor, with host and port: Winsock does not start for the wait
   ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeout);
 
-  /// Closes an owned handle and forgets host and port; does nothing on a view or without a handle. Does not
-  /// shut the connection down first. Raises nothing.
+  /// Closes an owned handle, without a shutdown before it, and resets host and port. Does nothing on a view,
+  /// or if there is no handle. Raises nothing.
   void close();
 
-  /// Each ends a direction of the connection, or both, without closing the handle. Each does nothing without
-  /// a handle. The class comment says which calls of other threads they end.
+  /// These members shut down one direction of the connection, or both, without closing the handle. They do
+  /// nothing if there is no handle. The class comment says which calls of other threads they end.
   ///   raises   the mapped error
   void shutdownBoth();
   void shutdownReceive();
@@ -129,84 +136,93 @@ class KELINFRA_API Socket {
 
   // --- ask --------------------------------------------------------------------------------------------
 
-  /// The system's handle; all bits set if there is no handle.
+  /// Returns the system's handle. If there is no handle, all bits of the result are set.
   unsigned long long handle() const;
-  /// The host and port of the last `connect`; empty and 0 after `close`. Live as long as the object.
+  /// Return the host and port of the last `connect`; after `close` the host is empty and the port 0. The
+  /// reference is valid as long as the object exists.
   const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
   unsigned int getPort() const;
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
-  /// One receive of up to `length` bytes; a length of 0 is passed to the system too, which may wait.
+  /// Receives up to `length` bytes in one call of the system. A length of 0 is passed to the system too,
+  /// which may wait.
   ///   returns  bytes received; 0 when the peer has closed the connection
   ///   raises   the mapped error
-  ///   waits    until something arrives, without limit unless `setTimeout` was called
+  ///   waits    until at least one byte arrives, without limit unless `setTimeout` was called
   unsigned long long readOnce(char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Receives until `length` bytes are placed or the peer closes.
   ///   length   0 returns at once without a receive
-  ///   returns  bytes placed; fewer than length only when the peer closed first
-  ///   raises   the mapped error; the bytes received before it stay in the buffer, their number is lost
+  ///   returns  the number of bytes received; it is below `length` only if the peer closed first
+  ///   raises   the mapped error; the bytes received before it stay in the buffer, but their number is not
+  ///            reported
   unsigned long long read(char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Sends all `length` bytes.
-  ///   raises   the mapped error; how much was sent is not known
+  ///   raises   the mapped error; how many bytes were sent is not known
   void write(const char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Reads one frame: a payload length of 4 bytes, big-endian, then the payload.
-  ///   frameLength     receives the payload's length, also when it does not fit; may be null
-  ///   capacity        bytes that the caller's buffer can take from offset on
-  ///   drainTooLarge   reads a payload that does not fit and drops it, so that the next frame can be read
-  ///   returns         payload bytes placed; fewer than the frame's length only when the peer closed first.
-  ///                   If the peer cut the length word short, its missing bytes count as 0
+  ///   frameLength     receives the payload's length, even if the payload does not fit; may be null
+  ///   capacity        bytes that the caller's buffer can take from `offset` on
+  ///   drainTooLarge   if true, a payload that does not fit is read and discarded, so that the next frame can
+  ///                   be read
+  ///   returns         the number of payload bytes received; it is below the frame's length only if the peer
+  ///                   closed first. If the peer closed within the length word, the missing bytes of the word
+  ///                   count as 0
   ///   raises          ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
-  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit, even if
-  ///                   a drained payload ends early
+  ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit; also
+  ///                   raised if the peer closes while the payload is discarded
   ///                   the mapped error 10014 for a bad range, once the length word has been read
   ///                   the mapped error
   unsigned long long readMessage(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                                  unsigned long long capacity, bool drainTooLarge);
 
-  /// Sends one frame. The length word has the low 32 bits of `length`: a frame has at most 4 GiB - 1 bytes.
+  /// Sends one frame. The length word contains the low 32 bits of `length`, so a payload must be shorter than
+  /// 4 GiB.
   ///   raises   the mapped error
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
 
   // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the mapped error ---
 
-  /// Whether operations that would wait fail with 10035 instead. Connections start blocking.
+  /// If `on` is true, operations that would wait raise the mapped error 10035 instead. A new connection
+  /// waits.
   void setNonBlocking(bool on);
-  /// TCP_NODELAY; on after `connect`, off on accepted connections.
+  /// Sets TCP_NODELAY. The option is on after `connect` and off on accepted connections.
   void setNoDelay(bool on);
-  /// The longest wait of one receive and of one send; a longer one fails with QN_ERR_SOCKET_TIMEOUT. 0 waits
-  /// without limit, as does a new connection.
+  /// Sets the longest wait of one receive and of one send; a longer wait ends with QN_ERR_SOCKET_TIMEOUT. 0
+  /// means no limit, which is also the setting of a new connection.
   void setTimeout(unsigned int milliseconds);
 
   // --- static -----------------------------------------------------------------------------------------
 
   /// Waits until a socket of the first list can be read, one of the second written, or one of the third has
-  /// an exceptional condition (a failed connect, out-of-band data), then erases from each list what is not
-  /// ready. The elements are views; erasing them closes nothing. A list may be given in more than one place.
-  ///   timeout   null waits without limit, 0 does not wait; above 2^31 - 1 seconds it is cut to that
-  ///   returns   the number of ready sockets, each counted in every list; 0 after the timeout, with all lists
-  ///             empty. Three empty lists return 0 at once. Only the first 64 different handles of a list are
-  ///             watched; the rest is erased
+  /// an exceptional condition (a failed connect, out-of-band data), then erases the other sockets from each
+  /// list. The elements are views; erasing them closes nothing. The same list may be passed in more than one
+  /// place.
+  ///   timeout   null waits without limit, 0 does not wait; a timeout above 2^31 - 1 seconds is reduced to
+  ///             that
+  ///   returns   the number of sockets that are left in the three lists together; after the timeout it is 0
+  ///             and all lists are empty. If all three lists are empty, 0 is returned at once. Only the first
+  ///             64 different handles of a list are watched; the other sockets are erased
   ///   raises    the mapped error, with host and port of the first socket of the first list that is not
-  ///             empty; the lists are not changed. 10038: a list contains a handle that is not an open
-  ///             socket. A call that waits notices it before it waits. A call with timeout 0, or one in which
-  ///             another socket is ready at once, may not notice it
+  ///             empty; the lists are not changed. 10038 means that a list contains a handle that is not an
+  ///             open socket. A call that waits detects such a handle before it waits. A call with timeout 0
+  ///             may miss it, and so may a call in which another socket is ready at once
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 
   /// Resolves `host` as `connect` does and fills `record` for a later `connect`, in this process or another.
-  ///   returns  0; otherwise `record` is untouched and the value is the resolver's Winsock code (11001:
-  ///            unknown name), or 10055 when the list does not fit into the record
+  ///   returns  0 after success. After a failure `record` is unchanged, and the value is a Winsock code of
+  ///            the resolver (11001: unknown name), or 10055 if the addresses do not fit into the record
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   static int resolveAddrInfo(const icu::UnicodeString& host, unsigned short port, _AddrInfoExternal& record);
 
  private:
   friend class SocketServer;
 
-  /// A view of a bare handle.
+  /// Creates a view of `handle`.
   KELINFRA_LOCAL Socket(unsigned long long handle, const icu::UnicodeString& host, unsigned int port);
   KELINFRA_LOCAL void startWinsock();
   KELINFRA_LOCAL void requireHandle() const;

@@ -6,7 +6,7 @@
 namespace tarvo::oss {
 
 /// Raised by `Socket` and `SocketServer`.
-/// It differs from `BaseException` only in its type and `name()`.
+/// The class differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API SocketException : public oss::BaseException {
  public:
   SocketException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

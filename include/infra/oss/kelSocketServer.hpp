@@ -12,7 +12,7 @@
 
 namespace tarvo::oss {
 
-/// The listening end of TCP: binds a port on the machine's wildcard address and accepts the connections.
+/// The listening end of TCP: binds a port on the machine's wildcard address and accepts connections.
 ///
 ///     SocketServer server;
 ///     server.listen(0, 16, true);    // port 0: the system chooses one
@@ -24,12 +24,12 @@ namespace tarvo::oss {
 ///     char request[512];
 ///     connection.readMessage(request, nullptr, 0, sizeof request, true);  // -> 5
 ///
-/// One thread at a time, but `close` may be called from any thread while another waits in `accept`: that call
-/// then ends at once, and `close` returns after it. Therefore a trace hook that runs inside `accept` must not
-/// close the server: it would wait for itself.
+/// One thread at a time, but `close` may be called from any thread while another thread waits in `accept`:
+/// `accept` then ends at once, and `close` returns after `accept` has ended. Therefore a trace function (see
+/// kelTraceFacility.hpp) that is called inside `accept` must not close the server: it would wait for itself.
 ///
 /// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
-/// listen, and its threads continue to wait, unless a thread of the child waits in `accept`
+/// listen, and its threads continue to wait. This does not hold if a thread of the child waits in `accept`
 /// (docs/platforms.md).
 ///
 /// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
@@ -38,59 +38,61 @@ namespace tarvo::oss {
 /// mapped error* (see `Socket`).
 class KELINFRA_API SocketServer {
  public:
-  /// A server that does not listen.
+  /// Creates a server that does not listen.
   ///   raises   as the constructor of `Socket`
   SocketServer();
   SocketServer(const SocketServer& other) = delete;
   SocketServer& operator=(const SocketServer& other) = delete;
-  /// Closes as `close` does.
+  /// Stops listening, as `close` does.
   virtual ~SocketServer();
 
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
-  ///   port           0 lets the system choose; `getPort` then returns it. One above 65535 does not resolve.
-  ///   backlog        connections that may wait to be accepted; the system caps it
-  ///   reuseAddress   On Linux: binds a port although old connections linger on it, which they do for up to a
-  ///                  minute after this end closed them first. That works if this library closed them, or a
-  ///                  program that set SO_REUSEADDR on them; otherwise the error is 10048. A port on which
-  ///                  a socket listens is never shared. On Windows lingering connections never keep a port;
-  ///                  there the option means to share the port with those that listen on it now, where the
-  ///                  system allows that.
-  /// The supported systems list IPv4 first, so the server listens on IPv4: a client for which "localhost" is
-  /// ::1 cannot connect, but it can connect to 127.0.0.1. If listen() fails after the port was bound, the
-  /// server holds the port until `close`: until then `listen` raises ERR_SOCKET_LISTENING, and `accept`
-  /// raises the mapped error 10022.
-  ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): it holds a port already
+  ///   port           0 lets the system choose a port; `getPort` then returns it. A port above 65535 cannot
+  ///                  be resolved.
+  ///   backlog        number of connections that may wait to be accepted; the system limits it
+  ///   reuseAddress   On Linux: a port can be bound although old connections linger on it. A connection
+  ///                  lingers for up to a minute if this end closed it first. The option has an effect only
+  ///                  if the connection was closed by this library, or by a program that set SO_REUSEADDR on
+  ///                  it; otherwise the error is 10048. A port on which a socket listens is never shared. On
+  ///                  Windows: lingering connections never prevent binding a port. With the option the port
+  ///                  is shared with sockets that already listen on it, if the system permits that.
+  /// The supported systems list the IPv4 address first, so the server listens on IPv4. A client that resolves
+  /// "localhost" to ::1 cannot connect, but it can connect to 127.0.0.1. If the system's listen() fails after
+  /// the port was bound, the server holds the port until `close`: until then `listen` raises the error for a
+  /// port that is held, and `accept` raises the mapped error 10022.
+  ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): the server holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, `port`, code, the system's text for the code)
   ///            the mapped error (host text, `port`): 10048 for a port in use
   void listen(unsigned int port, unsigned int backlog, bool reuseAddress);
 
-  /// Waits for a connection and puts it into `client`, which then owns it. A handle that `client` held before
-  /// is overwritten, not closed; its host and port stay as they are.
+  /// Waits for a connection and puts its handle into `client`, which then owns the handle. If `client` had a
+  /// handle before, that handle is overwritten and not closed. The host and port of `client` do not change.
   ///   timeout   null waits without limit, 0 does not wait
   ///   raises    ERR_SOCKET_NOT_LISTENING (host text, port)
   ///             ERR_SOCKET_TIMEOUT (host text, port)
-  ///             QN_ERR_SOCKET_ERROR (10022, host text, port): closed while waiting; the port is the one that
-  ///             was listened on
+  ///             QN_ERR_SOCKET_ERROR (10022, host text, port): the server was closed while `accept` waited;
+  ///             the argument is the port on which it listened
   ///             the mapped error
   ///             as the constructor of `Socket`, with host text and port: Winsock does not start again
   void accept(Socket& client, const unsigned long long* timeout);
 
-  /// Stops listening. Accepted connections stay open. Does nothing if the server does not listen. Raises
+  /// Stops listening. Accepted connections stay open. If the server does not listen, nothing happens. Raises
   /// nothing.
   void close();
 
-  /// The port listened on; 0 when not listening.
+  /// Returns the port on which the server listens, or 0 if it does not listen.
   unsigned int getPort() const;
 
-  /// Asks the system which port the handle is bound to; 0 for an address that is neither IPv4 nor IPv6.
+  /// Asks the system to which port the handle is bound, and returns that port; 0 if the address is neither
+  /// IPv4 nor IPv6.
   ///   raises   the mapped error; 10038 without a handle
   unsigned int queryPort() const;
 
-  /// Set the buffer sizes, in bytes, that accepted connections start with.
+  /// These members set the buffer sizes, in bytes, with which accepted connections start.
   ///   raises   ERR_SOCKET_NOT_LISTENING (host text, port): no handle; the mapped error
   void setReceiveBufferSize(int bytes);
   void setSendBufferSize(int bytes);
-  /// SO_REUSEADDR on the listening handle.
+  /// Sets SO_REUSEADDR on the listening handle.
   ///   raises   the mapped error; 10038 without a handle
   void setReuseAddress(bool on);
 
@@ -110,8 +112,8 @@ class KELINFRA_API SocketServer {
   icu::UnicodeString hostText_;
   std::atomic<unsigned int> port_{0};
   std::atomic<bool> listening_{false};
-  // `close` waits until no thread is in `accept` before it closes the handle: otherwise such a thread could
-  // accept on a handle that belongs to another socket by then.
+  // `close` closes the handle only after every thread has left `accept`. Otherwise such a thread could accept
+  // on a handle whose number has been given to another socket.
   std::mutex mutex_;
   std::condition_variable waiterLeft_;
   unsigned int waiters_ = 0;

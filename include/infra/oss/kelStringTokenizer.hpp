@@ -11,32 +11,32 @@
 
 namespace tarvo::oss {
 
-/// Splits a text at any of a set of delimiters. The constructor splits it once; the members return the tokens
+/// Splits a text into tokens at delimiters. The constructor splits the text; the members return the tokens
 /// one by one.
 ///
 ///     StringTokenizer words("x, y,z", "UTF-8", ", ");
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
-/// Adjacent delimiters count as one. Delimiters at the end of the text give no token; those at its start give
-/// one empty token: " a b" is "", "a", "b", while "a b " is "a", "b". A text that consists of delimiters only
-/// is one empty token; an empty text gives no token. Delimiters are UTF-16 code units; the two halves of a
-/// supplementary character are two delimiters.
+/// Adjacent delimiters count as one. Delimiters at the start of the text give one empty token, and delimiters
+/// at its end give no token: " a b" is split into "", "a", "b", and "a b " into "a", "b". A text that
+/// consists only of delimiters gives one empty token; an empty text gives no token. Each delimiter is one
+/// UTF-16 code unit; a supplementary character in the delimiters counts as two delimiters, one for each half.
 ///
-/// There is one cursor. The `const char*` forms and the `UnicodeString` forms both move it, in any order; it
-/// starts at the first token. One thread at a time. If there is no memory, or if a narrow text is longer than
-/// 2^31 - 1 bytes, std::bad_alloc is raised.
+/// The tokenizer has one cursor, which starts at the first token. The members that return `const char*` and
+/// those that return `UnicodeString` move the same cursor and may be mixed. One thread at a time. If there is
+/// no memory, or if a `const char*` text is longer than 2^31 - 1 bytes, std::bad_alloc is raised.
 class KELINFRA_API StringTokenizer {
  public:
-  /// Takes text and delimiters in the code page `codePage`, an ICU converter name; tokens are returned in it
-  /// too.
+  /// Takes text and delimiters in the code page `codePage`, an ICU converter name. The tokens are returned in
+  /// the same code page.
   ///   text         NUL-terminated; null is the empty text
-  ///   codePage     null or "" is ICU's default converter. One that ICU does not know makes the text empty.
-  ///                Only its first 64 bytes are used to convert the tokens
+  ///   codePage     null or "" is ICU's default converter. If ICU does not know the code page, the text is
+  ///                empty. Only the first 64 bytes of the name are used to convert the tokens
   ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
   StringTokenizer(const char* text, const char* codePage, const char* delimiters);
-  /// Takes ASCII delimiters, NUL-terminated; null or "" is " \r\n\t". A byte above 7F is the delimiter with
-  /// the same number, U+0080 to U+00FF: it is not read as a part of a UTF-8 character. Tokens are returned in
-  /// ICU's default code page.
+  /// Takes ASCII delimiters, NUL-terminated; null or "" is " \r\n\t". A byte above 7F means the delimiter
+  /// with the same number, U+0080 to U+00FF; it is not decoded as UTF-8. Tokens are returned in ICU's default
+  /// code page.
   StringTokenizer(const icu::UnicodeString& text, const char* delimiters);
   StringTokenizer(const StringTokenizer&) = delete;
   StringTokenizer& operator=(const StringTokenizer&) = delete;
@@ -50,17 +50,18 @@ class KELINFRA_API StringTokenizer {
 
   // --- iterate
 
-  /// Return the first token, and the token at the cursor, as NUL-terminated bytes in the tokenizer's code
-  /// page, and move the cursor to the token after it. Return an empty text if there is no such token. Never
-  /// null; valid until the next call of either. A zero byte in a token, as U+0000 gives, ends it for code
-  /// that reads up to the terminator.
+  /// `getFirstToken` returns the first token, and `getNextToken` the token at the cursor, as NUL-terminated
+  /// bytes in the tokenizer's code page. Both move the cursor to the token after the returned one. If there
+  /// is no such token, they return an empty text. The pointer is never null; it is valid until the next call
+  /// of either member. If a token contains U+0000, code that reads up to the terminator sees only the part
+  /// before it.
   ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc if there is no memory for
-  ///            the token. `getFirstToken` then leaves the cursor at the first token, `getNextToken` leaves
-  ///            it where it was
+  ///            the token. After an error of `getFirstToken` the cursor is at the first token; after an error
+  ///            of `getNextToken` it has not moved
   const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
   const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 
-  /// Return the same tokens as text, or an empty text if there is no such token.
+  /// These members return the same tokens as Unicode text, or an empty text if there is no such token.
   // NOLINTBEGIN(readability-const-return-type): programs depend on these signatures
   const icu::UnicodeString getFirstTokenString();
   const icu::UnicodeString getNextTokenString();

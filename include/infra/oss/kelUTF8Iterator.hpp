@@ -16,20 +16,20 @@ namespace tarvo::oss {
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
 ///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß
 ///
-/// An iterator takes one text in its lifetime. It copies the text, up to 4096 bytes into the object itself,
-/// and checks it completely before it returns the first character: well-formed byte sequences of the Unicode
-/// Standard, no overlong forms, no surrogates, nothing above U+10FFFF, no incomplete character. The object
-/// takes about 6 KiB. One thread at a time.
+/// An iterator takes one text in its lifetime. It copies the text; a text of at most 4096 bytes is stored
+/// inside the object. The constructor checks the whole text: it must consist of well-formed byte sequences of
+/// the Unicode Standard, without overlong forms, surrogates, characters above U+10FFFF or incomplete
+/// characters. The size of the object is about 6 KiB. One thread at a time.
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
-/// text: nothing is raised, and `isEmpty` returns true. An iterator over an empty string is different: it has
-/// text, of length 0. std::bad_alloc is raised only if ICU has no memory when a thread first converts
+/// text: no error is raised, and `isEmpty` returns true. An iterator over an empty string is different: it
+/// holds a text of length 0. std::bad_alloc is raised only if ICU has no memory when a thread first converts
 /// Unicode.
 class KELINFRA_API UTF8Iterator {
  public:
-  /// Take the text up to its terminator. Unicode text is converted to UTF-8, and checked, up to its first
-  /// U+0000; half a surrogate pair in it becomes U+FFFD. Null is the empty text.
-  ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): it is not well-formed
+  /// Each constructor takes the text up to its terminator. Unicode text is converted to UTF-8 up to its first
+  /// U+0000; half a surrogate pair becomes U+FFFD. Null is the empty text.
+  ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): the text is not well-formed
   ///            NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the Unicode text's size is above
   ///            the largest int
   explicit UTF8Iterator(const char* text);
@@ -41,30 +41,31 @@ class KELINFRA_API UTF8Iterator {
 
   // --- ask
 
-  /// Whether the iterator holds no text. This is false for an iterator over the empty text: to learn whether
-  /// characters are left, call `hasMoreChars`.
+  /// True if the iterator holds no text. For an iterator over the empty text the result is false: to learn
+  /// whether characters are left, call `hasMoreChars`.
   bool isEmpty() const;
   bool hasMoreChars() const;
-  /// The iterator's copy, or null if it holds no text; valid as long as the iterator.
+  /// Returns the iterator's copy of the text, or null if the iterator holds no text. The pointer is valid as
+  /// long as the iterator exists.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
-  /// Bytes, not characters.
+  /// The number of bytes.
   int length() const;
-  /// Characters.
+  /// The number of characters.
   int numChars() const;
 
   // --- iterate
 
-  /// Return the first character, and the character at the cursor, as 1 to 4 bytes and a NUL, and move the
-  /// cursor to the character after it. Return null if there is no such character. Valid until the next call
-  /// of either.
+  /// `getFirstChar` returns the first character, and `getNextChar` the character at the cursor, as 1 to 4
+  /// bytes and a NUL. Both move the cursor to the character after the returned one. If there is no such
+  /// character, they return null. The pointer is valid until the next call of either member.
   const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
   const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 
   // --- change
 
-  /// Gives a text to an iterator that holds no text, as the constructor does. Returns false and changes
-  /// nothing if it holds a text already, even an empty one, or if there is no memory.
-  ///   raises   as the constructor; nothing has changed
+  /// Takes a text as the constructor does, if the iterator holds no text. Returns false and changes nothing
+  /// if the iterator holds a text already, even an empty one, or if there is no memory.
+  ///   raises   as the constructor; the iterator does not change
   bool takeText(const char* text);
 
  private:

@@ -7,7 +7,8 @@
 
 namespace tarvo::oss {
 
-/// A text builder for UTF-8: a `DataBuffer` that converts to and from Unicode, compares and counts.
+/// A text builder for UTF-8: a `DataBuffer` that also converts to and from Unicode text, compares texts and
+/// counts characters.
 ///
 ///     UTF8String name(u"Grüße");
 ///     name.appendString(", ");
@@ -16,20 +17,21 @@ namespace tarvo::oss {
 ///     name.length();                           // -> 12
 ///     name.compare("z");                       // -> -1
 ///
-/// The text is UTF-8 by convention: bytes are stored unchecked, and of the members only `numChars` inspects
-/// them. `UTF8Iterator` checks a text. Storage, growth, allocation failure and zero bytes in the text are as
-/// in `DataBuffer`, and so are positions: byte offsets, which may split a character. One thread at a time.
+/// The text is UTF-8 by convention: bytes are stored without a check. To check a text, use `UTF8Iterator`.
+/// Storage, growth, allocation failure and zero bytes in the text are treated as in `DataBuffer`. Positions
+/// are byte offsets and may be inside a character. One thread at a time.
 ///
 /// Members that convert from Unicode raise, from "kelDataBuffer.cpp":
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the converted size is above the largest int
-/// An append or insert then leaves the string unchanged, an assignment leaves it empty.
+/// After such an error of an append or insert the string is unchanged; after such an error of an assignment
+/// it is empty.
 class KELINFRA_API UTF8String : public DataBuffer {
  public:
-  /// Empty, with room for `size` bytes.
+  /// Creates an empty string with room for `size` bytes.
   explicit UTF8String(int size);
-  /// A copy of the bytes up to the terminator; null is the empty text.
+  /// Creates a string with a copy of the bytes up to the terminator; null is the empty text.
   explicit UTF8String(const char* text);
-  /// The text in UTF-8; half of a surrogate pair becomes U+FFFD.
+  /// Creates a string that holds the text in UTF-8; half of a surrogate pair becomes U+FFFD.
   explicit UTF8String(const icu::UnicodeString& text);
   /// Copies as `DataBuffer` does.
   UTF8String(const UTF8String& other);
@@ -39,49 +41,52 @@ class KELINFRA_API UTF8String : public DataBuffer {
 
   // --- ask
 
-  /// The bytes, never null; valid until the next change.
+  /// Returns the bytes; never null. The pointer is valid until the string's next change.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
-  /// Appends the text, up to its terminator, to `text`, which keeps its contents; a bogus `text` becomes
-  /// valid. Bytes that are not well-formed become U+FFFD. If the caller holds the buffer of `text` open
-  /// (`getBuffer(minCapacity)`), `text` is not changed.
-  ///   raises   std::bad_alloc: there is no memory. `text` is as it was, or bogus if it shared its units with
-  ///            a copy.
+  /// Appends this string, up to its terminator, to `text`; a bogus `text` becomes valid. Bytes that are not
+  /// well-formed become U+FFFD. If the caller has called `text.getBuffer(minCapacity)` and not yet
+  /// `releaseBuffer`, `text` does not change.
+  ///   raises   std::bad_alloc: there is no memory. `text` is then unchanged, or bogus if it shared its units
+  ///            with a copy.
   void getString(icu::UnicodeString& text) const;
-  /// Converts the text, up to its terminator, into another code page.
-  ///   target, capacity, codepage, returns   as in `Converter::convert`: a null target asks for the size
+  /// Converts this string, up to its terminator, into another code page.
+  ///   target, capacity, codepage, returns   as in `Converter::convert`; if the target is null, only the size
+  ///                                         is returned
   ///   raises   as `Converter::convert`, from code page "UTF-8", from "kelConverter.cpp"
   int getString(char* target, int capacity, const char* codepage) const;
 
   /// Compares the argument with this string, by unsigned bytes up to the terminator, which is the order of
-  /// code points. The direction is the reverse of the usual one: -1 if the argument comes before this
-  /// string, 0 if they are equal, 1 if the argument comes after it. A null argument gives -1.
+  /// code points. The sign is the reverse of strcmp(this, argument): -1 if the argument comes before this
+  /// string, 0 if they are equal, 1 if the argument comes after this string. A null argument gives -1.
   signed char compare(const char* text) const;
   signed char compare(const UTF8String& other) const;
 
-  /// The number of characters in all `length()` bytes. Only lead bytes are inspected: the bytes after a lead
-  /// byte are skipped unchecked, so overlong forms, surrogates and a character that the end cuts short count
-  /// as one each.
+  /// Returns the number of characters in all `length()` bytes. Only lead bytes are inspected; the bytes that
+  /// should follow a lead byte are skipped without a check. Therefore an overlong form, a surrogate and an
+  /// incomplete character at the end each count as one character.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): a character starts with 80 to BF or F8
   ///            to FF
   int numChars() const;
 
   // --- change
 
-  /// Replace the contents, first emptied as by `clear(false)`: by Unicode text in UTF-8, or by bytes up to
-  /// the terminator, unchecked; null is the empty text. The bytes may be the string's own. If there is no
-  /// memory for a text above 4096 bytes, the string becomes empty and nothing is reported.
-  ///   raises   std::bad_alloc: the bytes are the string's own, and there is no memory for a copy of them;
-  ///            the string is unchanged
+  /// Each overload clears the string as `clear(false)` does and then stores Unicode text in UTF-8, or bytes
+  /// up to the terminator, without a check. Null is the empty text. The bytes may be a part of this string.
+  /// If there is no memory for a text above 4096 bytes, the string becomes empty and no error is raised.
+  ///   raises   std::bad_alloc: the bytes are a part of this string, and there is no memory for a copy of
+  ///            them; the string is unchanged
   UTF8String& operator=(const icu::UnicodeString& text) KELINFRA_LIFETIMEBOUND;
   UTF8String& operator=(const char* text) KELINFRA_LIFETIMEBOUND;
 
-  /// Append bytes as `DataBuffer` does, Unicode text in UTF-8, and the other's text up to its terminator.
+  /// These overloads append bytes as `DataBuffer` does, Unicode text in UTF-8, or the text of `other` up to
+  /// its terminator.
   void appendString(const char* text);
   void appendString(const char* text, int count);
   void appendString(const icu::UnicodeString& text);
   void appendString(const UTF8String& other);
 
-  /// Insert the same at a byte position, which is clamped into [0, length()].
+  /// These overloads insert, at a byte position, the text that `appendString` appends. The position is
+  /// clamped into [0, length()].
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text);

@@ -6,7 +6,7 @@
 namespace tarvo::util {
 
 /// Raised by `Base64`.
-/// It differs from `BaseException` only in its type and `name()`.
+/// The class differs from `BaseException` only in its type and `name()`.
 class KELINFRA_API Base64Exception : public oss::BaseException {
  public:
   Base64Exception(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

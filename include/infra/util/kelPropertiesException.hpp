@@ -5,8 +5,8 @@
 
 namespace tarvo::util {
 
-/// Raised by `ExtendedProperties`: the map and its text format.
-/// It differs from `BaseException` only in its type and `name()`.
+/// Raised by `ExtendedProperties`, for errors of the map and of its text format. The class differs from
+/// `BaseException` only in its type and `name()`.
 class KELINFRA_API PropertiesException : public oss::BaseException {
  public:
   PropertiesException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);
