@@ -33,7 +33,7 @@ class KELINFRA_API BaseException : public std::exception {
   /// Returns `name()` of the most derived class, a static string.
   const char* what() const noexcept override;
   /// Returns "oss::BaseException"; each subclass overrides it. Some of these names include a namespace and
-  /// others do not. They are frozen because programs print them.
+  /// others do not. The names are frozen because programs print them.
   virtual const char* name() const;
 
   /// Appends a copy of `m`.

@@ -18,7 +18,7 @@ namespace tarvo::oss {
 ///
 /// The buffer must exist until the last write. The stream adds no terminator. The position of the stream
 /// cannot be reset, and no member returns the number of bytes written. To find the end of the text, count the
-/// bytes in the program or fill the buffer with zeros first. One thread at a time.
+/// bytes in the program or fill the buffer with zeros first. Only one thread at a time may use an object.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the size of the buffer in bytes; if it is 0, the buffer may be null.

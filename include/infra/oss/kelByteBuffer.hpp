@@ -16,8 +16,8 @@ namespace tarvo::oss {
 ///     payload.length();              // -> 10
 ///
 /// Capacities are powers of two, from 4 to 2^30, and include the terminator. `clear` keeps the capacity.
-/// Lengths are bytes. One thread at a time. The bytes to be appended or set may be a part of the buffer
-/// itself.
+/// Lengths are bytes. Only one thread at a time may use an object. The bytes to be appended or set may be a
+/// part of the buffer itself.
 ///
 /// The only failure is std::bad_alloc: there is no memory, a sum of lengths overflows, or more than 2^30
 /// bytes are needed. After a failed `append` the buffer is unchanged. After a failed `set` or `operator=` the

@@ -48,7 +48,8 @@ struct TextBlock {
 /// blocks of 4 MiB or more the class asks the system for large pages.
 ///
 /// Positions, counts, lengths and capacities are bytes. The text to be added may be the buffer's text or a
-/// part of it: the result is the same as if it had been copied first. One thread at a time.
+/// part of it: the result is the same as if it had been copied first. Only one thread at a time may use an
+/// object.
 ///
 /// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
 /// append or insert changes nothing and reports no error, but a constructor raises std::bad_alloc. ICU

@@ -21,8 +21,8 @@ namespace tarvo::oss {
 /// used size are 0; the object can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate
 /// block nor a maximum.
 ///
-/// One thread at a time. The pointer that `data` returns is valid until the next `resize` that moves the
-/// storage.
+/// Only one thread at a time may use an object. The pointer that `data` returns is valid until the next
+/// `resize` that moves the storage.
 template <class T>
 class DefaultAlternateBuffer {
  public:

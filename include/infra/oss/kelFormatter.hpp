@@ -51,8 +51,9 @@ class KELINFRA_API Formatter {
   static void uint64ToString(icu::UnicodeString& out, std::uint64_t value);
 
   /// Replaces the contents of `out` by the hexadecimal literal of the value's 64 bits, without leading zeros.
-  /// With `upperCase` it is X'1F' for 31 and X'FFFFFFFFFFFFFFFF' for -1; without, the digits are in lower
-  /// case. Nothing is allocated. An open buffer of `out` is treated as by `int32ToString`.
+  /// If `upperCase` is true, the literal is X'1F' for 31 and X'FFFFFFFFFFFFFFFF' for -1; otherwise the digits
+  /// a to f are in lower case. Nothing is allocated. An open buffer of `out` is treated as by
+  /// `int32ToString`.
   static void int64ToHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase);
 
   // --- text to numbers

@@ -17,8 +17,8 @@ namespace tarvo::oss {
 ///     icu::UnicodeString line;
 ///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
-/// Message is a value class. One thread at a time. Returned references are valid until the message's next
-/// change. The only failure is std::bad_alloc.
+/// Message is a value class. Only one thread at a time may use an object. Returned references are valid until
+/// the message's next change. The only failure is std::bad_alloc.
 class KELINFRA_API Message {
  public:
   /// Severity: one bit each.

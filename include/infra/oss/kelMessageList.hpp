@@ -14,10 +14,10 @@ namespace tarvo::oss {
 ///       ossOut << m->getLineNumber() << '\n';  // prints 120 33
 ///     }
 ///
-/// One thread at a time, also for iteration, because the list contains the cursor. Returned references and
-/// pointers are valid until `clear` or the list's destruction; adding messages does not invalidate them. If
-/// there is no memory for a message, std::bad_alloc is raised and the message is not added; messages added
-/// before it stay.
+/// Only one thread at a time may use an object, also for iteration, because the list contains the cursor.
+/// Returned references and pointers are valid until `clear` or the list's destruction; adding messages does
+/// not invalidate them. If there is no memory for a message, std::bad_alloc is raised and the message is not
+/// added; messages added before it stay.
 class KELINFRA_API MessageList {
  public:
   /// Creates an empty list.

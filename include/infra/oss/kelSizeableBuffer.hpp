@@ -8,7 +8,7 @@
 namespace tarvo::oss {
 
 /// A scratch array. Up to N elements are stored inside the object, more on the heap. The class is intended
-/// for objects on the stack. One thread at a time.
+/// for objects on the stack. Only one thread at a time may use an object.
 ///
 ///     const icu::UnicodeString text = u"Grüße";
 ///     SizeableBuffer<char, 4> bytes;
@@ -37,8 +37,8 @@ class SizeableBuffer {
   const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// The size that was last requested; N at first.
   unsigned long long size() const { return size_; }
-  /// N while the elements are inside the object; otherwise the capacity of the heap storage, which is a power
-  /// of two.
+  /// Returns N while the elements are inside the object; otherwise the capacity of the heap storage, which is
+  /// a power of two.
   unsigned long long capacity() const { return capacity_; }
 
   /// Makes room for `n` elements. While the elements are inside the object and `n` is at most N, they stay

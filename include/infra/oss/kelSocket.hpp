@@ -127,8 +127,8 @@ class KELINFRA_API Socket {
   /// or if there is no handle. Raises nothing.
   void close();
 
-  /// These members shut down one direction of the connection, or both, without closing the handle. They do
-  /// nothing if there is no handle. The class comment says which calls of other threads they end.
+  /// These members shut down one direction of the connection, or both, without closing the handle. If there
+  /// is no handle, these members do nothing. The class comment says which calls of other threads they end.
   ///   raises   the mapped error
   void shutdownBoth();
   void shutdownReceive();

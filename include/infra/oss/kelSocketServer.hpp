@@ -24,9 +24,10 @@ namespace tarvo::oss {
 ///     char request[512];
 ///     connection.readMessage(request, nullptr, 0, sizeof request, true);  // -> 5
 ///
-/// One thread at a time, but `close` may be called from any thread while another thread waits in `accept`:
-/// `accept` then ends at once, and `close` returns after `accept` has ended. Therefore a trace function (see
-/// kelTraceFacility.hpp) that is called inside `accept` must not close the server: it would wait for itself.
+/// Only one thread at a time may use an object, but `close` may be called from any thread while another
+/// thread waits in `accept`: `accept` then ends at once, and `close` returns after `accept` has ended.
+/// Therefore a trace function (see kelTraceFacility.hpp) that is called inside `accept` must not close the
+/// server: it would wait for itself.
 ///
 /// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
 /// listen, and its threads continue to wait. This does not hold if a thread of the child waits in `accept`

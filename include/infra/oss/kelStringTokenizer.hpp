@@ -23,8 +23,9 @@ namespace tarvo::oss {
 /// UTF-16 code unit; a supplementary character in the delimiters counts as two delimiters, one for each half.
 ///
 /// The tokenizer has one cursor, which starts at the first token. The members that return `const char*` and
-/// those that return `UnicodeString` move the same cursor and may be mixed. One thread at a time. If there is
-/// no memory, or if a `const char*` text is longer than 2^31 - 1 bytes, std::bad_alloc is raised.
+/// those that return `UnicodeString` move the same cursor and may be mixed. Only one thread at a time may use
+/// an object. If there is no memory, or if a `const char*` text is longer than 2^31 - 1 bytes, std::bad_alloc
+/// is raised.
 class KELINFRA_API StringTokenizer {
  public:
   /// Takes text and delimiters in the code page `codePage`, an ICU converter name. The tokens are returned in

@@ -19,7 +19,7 @@ namespace tarvo::oss {
 /// An iterator takes one text in its lifetime. It copies the text; a text of at most 4096 bytes is stored
 /// inside the object. The constructor checks the whole text: it must consist of well-formed byte sequences of
 /// the Unicode Standard, without overlong forms, surrogates, characters above U+10FFFF or incomplete
-/// characters. The size of the object is about 6 KiB. One thread at a time.
+/// characters. The size of the object is about 6 KiB. Only one thread at a time may use an object.
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
 /// text: no error is raised, and `isEmpty` returns true. An iterator over an empty string is different: it

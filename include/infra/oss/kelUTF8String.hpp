@@ -19,7 +19,7 @@ namespace tarvo::oss {
 ///
 /// The text is UTF-8 by convention: bytes are stored without a check. To check a text, use `UTF8Iterator`.
 /// Storage, growth, allocation failure and zero bytes in the text are treated as in `DataBuffer`. Positions
-/// are byte offsets and may be inside a character. One thread at a time.
+/// are byte offsets and may be inside a character. Only one thread at a time may use an object.
 ///
 /// Members that convert from Unicode raise, from "kelDataBuffer.cpp":
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the converted size is above the largest int

@@ -48,10 +48,10 @@ namespace tarvo::util {
 /// Cost: a look-up allocates nothing and compares only a few keys, however many properties there are.
 /// Look-ups are slower if the properties do not fit into the processor's caches: 15 ns among 1,000 properties
 /// and 143 ns among 100,000 were measured. If an attacker chooses keys that collide in the hash index, a
-/// look-up costs a bounded search of the index and a search of the ordered map. Memory is allocated in blocks
-/// for many properties. The memory of a removed property is used again for later properties; it is released
-/// when the object is destroyed or copied to. ICU stores at most 27 units inside a string object; a longer
-/// key or value takes a separate block.
+/// look-up costs a bounded search of the index and a search of the ordered map. Memory is allocated in
+/// blocks, each for many properties. The memory of a removed property is used again for later properties; it
+/// is released when the object is destroyed or copied to. ICU stores at most 27 units inside a string object;
+/// a longer key or value takes a separate block.
 class KELINFRA_API ExtendedProperties {
   struct KeyOrder {
     using is_transparent = void;
