@@ -24,6 +24,17 @@ write_basic_package_version_file(KELINFRAConfigVersion.cmake COMPATIBILITY SameM
 install(FILES ${PROJECT_BINARY_DIR}/KELINFRAConfig.cmake ${PROJECT_BINARY_DIR}/KELINFRAConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
+# Views for debuggers (docs/debugging.md). gdb loads a script by itself if it is named after the real path of
+# the library. The prefix is the one of the installation, which may differ from the configured one.
+set(gdb_dir ${CMAKE_INSTALL_DATADIR}/gdb/auto-load)
+install(FILES debugger/KELINFRA.natvis
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/KELINFRA COMPONENT kelinfra_development)
+if(BUILD_SHARED_LIBS AND NOT WIN32)
+  install(FILES debugger/kelinfra-gdb.py
+          DESTINATION "${gdb_dir}/\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}"
+          RENAME libKELINFRA.so.${PROJECT_VERSION}-gdb.py COMPONENT kelinfra_development)
+endif()
+
 if(WIN32)
   install(FILES ${KELINFRA_ICU_DLLS} ${KELINFRA_COMPILER_DLLS}
           DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT kelinfra_runtime)

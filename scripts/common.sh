@@ -108,7 +108,7 @@ need_programs() {
 }
 
 toolchain=(g++ cmake ninja-build libicu-dev libhwy-dev pkg-config)
-test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev binutils icu-devtools locales python3
+test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev binutils gdb icu-devtools locales python3
   default-jdk-headless reuse)
 
 need_toolchain() {
@@ -119,7 +119,7 @@ need_toolchain() {
 need_test_tools() {
   need "${toolchain[@]}" "${test_tools[@]}"
   need_toolchain
-  need_programs ctest git python3 java nm objdump readelf c++filt uconv
+  need_programs ctest gdb git python3 java nm objdump readelf c++filt uconv
 }
 
 mingw=x86_64-w64-mingw32

@@ -40,6 +40,8 @@ $libraries/cmake/KELINFRA/KELINFRATargets.cmake
 $libraries/libKELINFRA.a
 $libraries/libKELINFRA.so -> libKELINFRA.so.5
 $libraries/pkgconfig/KELINFRA.pc
+usr/share/KELINFRA/KELINFRA.natvis
+usr/share/gdb/auto-load/$libraries/libKELINFRA.so.$version-gdb.py
 usr/share/doc/$development/copyright
 $(paths usr/include "$root/include")
 $(paths usr/share/doc/$development/examples "$root/examples")
@@ -102,6 +104,9 @@ check_use() {
   step "a program linked statically, by pkg-config" consume pkg-config 20 g++ system -D STATIC=ON
   same "the library that the program found" "/$libraries/libKELINFRA.so.$version" \
     "$(ldd "$work/pkg-config-17/program" | sed -n 's/.*libKELINFRA.*=> \([^ ]*\) .*/\1/p' | xargs realpath)"
+  same "views that gdb loads by itself" "  KELINFRA" \
+    "$(gdb -nx -batch -ex "break main" -ex run -ex "info pretty-printer" "$work/pkg-config-17/program" 2>&1 |
+      grep KELINFRA)"
   step "removing the packages" purge
   trap - EXIT
   same "installed after" "" "$(installed)"
