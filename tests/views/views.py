@@ -5,7 +5,8 @@
 
 MODE is
     objects      a running program, and a core file of it at each stop
-    undescribed  the same; the library has no symbols, so nothing describes classes with virtual functions
+    undescribed  the same with one core file; the library has no symbols, so nothing describes classes with
+                 virtual functions
     stripped     a running program without symbols
     natvis       the views for Visual Studio name only elements of natvis and members that exist
 The library is installed into WORK, and gdb must load the views from there by itself.
@@ -118,14 +119,14 @@ def compare(mode, work, program):
     if len(rows) < wanted:
         problems.append(f"only {len(rows)} of {wanted} views were printed")
     cores = sorted((work / "cores").iterdir())
-    for core in cores:
+    for core in cores if mode == "objects" else cores[-1:]:
         problems += differences(Gdb(work, program).look(plan, core), f"core file {core.name}", mode)
     rows_in_ascii = escaped(Gdb(work, program, "C").look(plan, cores[0]))
     problems += differences(rows_in_ascii, "ASCII terminal", mode)
     shutil.rmtree(work / "cores")
     if problems:
         sys.exit("\n".join(problems))
-    print(f"{len(rows)} views of a running program, and those of {len(cores)} core files")
+    print(f"{len(rows)} views of a running program agree, and those of its core files")
 
 
 def compare_stripped(work, program):
