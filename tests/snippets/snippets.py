@@ -149,10 +149,15 @@ def examples(root):
         if not example.whole:
             example.code = [instrumented(example, example.line + i, line)
                             for i, line in enumerate(example.code)]
-        elif example.output is None:
+    return found
+
+
+def check(root, found):
+    """What can be seen without running anything."""
+    for example in found:
+        if example.whole and example.output is None:
             die(f"{example.place}: no block fenced as output follows this program")
     count(root, found)
-    return found
 
 
 def instrumented(example, number, line):
@@ -294,10 +299,11 @@ def run(found, folder, command):
 def main():
     action, root, place = sys.argv[1], Path(sys.argv[2]), Path(sys.argv[3])
     found = examples(root)
+    if action == "programs":
+        return write_programs(programs_of(found), place)
+    check(root, found)
     if action == "extract":
         place.write_text(source(root, fragments_of(found)))
-    elif action == "programs":
-        write_programs(programs_of(found), place)
     else:
         run(found, place, sys.argv[4:])
 
