@@ -42,6 +42,10 @@ using namespace oss;
 using util::Base64;
 using util::ExtendedProperties;
 
+constexpr errors::Entry<errors::Classes<NLSException>, errors::Kinds<>,
+                        errors::Kinds<errors::Host, errors::Port>>
+    shortIdentifier{"ERR_SHORT"};
+
 /// Counts the allocations of the work that it is given; the rest of an operation is preparation.
 class Meter {
  public:
@@ -133,7 +137,7 @@ const std::vector<Row>& rows() {
        [](Meter& m) {
          m.count([] {
            try {
-             raise<NLSException>("ERR_SHORT");
+             raise<NLSException>(shortIdentifier);
            } catch (const NLSException&) {
            }
          });
@@ -143,7 +147,7 @@ const std::vector<Row>& rows() {
          const icu::UnicodeString host(u"host");
          m.count([&] {
            try {
-             raise<NLSException>("ERR_SHORT", host, 1U);
+             raise<NLSException>(shortIdentifier, errors::Host{host}, errors::Port{1U});
            } catch (const NLSException&) {
            }
          });

@@ -24,9 +24,14 @@ namespace {
 
 using oss::Message;
 using oss::MessageList;
-using oss::NarrowArgument;
 using oss::NLSException;
 using oss::raise;
+using oss::errors::Classes;
+using oss::errors::Entry;
+using oss::errors::Kinds;
+using oss::errors::Operation;
+using oss::errors::Port;
+using oss::errors::Text;
 using testing::ElementsAre;
 
 constexpr const char* longWords = "more than the 27 units that ICU keeps in a string itself";
@@ -172,8 +177,9 @@ void exceptionScenario(FaultRun& run) {
   const auto wanted = Raises<Exception>("QN_ERR_SOMETHING_LONGER_THAN_27", longWords, -1, longWords)
                           .from("kelDiagnosticsTorture.cpp");
   const auto build = [] {
-    raise<Exception>("QN_ERR_SOMETHING_LONGER_THAN_27", longText(), 4294967295U,
-                     NarrowArgument{longWords, "ISO-8859-1"});
+    constexpr Entry<Classes<Exception>, Kinds<Text, Port, Operation>> identifier{
+        "QN_ERR_SOMETHING_LONGER_THAN_27"};
+    raise<Exception>(identifier, Text{longText()}, Port{4294967295U}, Operation{longWords});
   };
   run.raises(build, wanted);
   try {

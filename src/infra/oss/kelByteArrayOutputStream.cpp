@@ -21,7 +21,7 @@ ByteArrayOutputStream::~ByteArrayOutputStream() = default;
 void ByteArrayOutputStream::write(char c) {
   traced<probe("ByteArrayOutputStream::write")>([&] {
     if (position_ >= capacity_) {
-      raise<IOException>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(capacity_));
+      raise<IOException>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{capacity_});
     }
     buffer_[position_++] = c;
   });

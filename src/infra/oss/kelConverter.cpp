@@ -115,12 +115,13 @@ struct Target {
 };
 
 [[noreturn]] void raiseConversionError(const Target& target) {
-  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText(nameOf(target.toCodePage)),
-                      text::invariantText(nameOf(target.fromCodePage)));
+  raise<NLSException>(errors::ERR_CONV_CONVERSION_ERROR,
+                      errors::Name{text::invariantText(nameOf(target.toCodePage))},
+                      errors::Name{text::invariantText(nameOf(target.fromCodePage))});
 }
 
 [[noreturn]] void raiseTooSmall(const Target& target) {
-  raise<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", target.length);
+  raise<NLSException>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{target.length});
 }
 
 /// The size that the caller asked for. A size above the largest int is an error.
@@ -295,7 +296,7 @@ std::size_t Converter::convertToBytes(const icu::UnicodeString& text, const char
           [&](std::int32_t needed) { return grow(buffer, static_cast<std::size_t>(needed)); });
       return static_cast<std::size_t>(std::max(size, 0));
     } catch (const std::bad_alloc&) {
-      raise<NLSException>("QN_ERR_OUT_OF_MEMORY", NarrowArgument{"Converter::convertToBytes()", nullptr});
+      raise<NLSException>(errors::QN_ERR_OUT_OF_MEMORY, errors::Operation{"Converter::convertToBytes()"});
     }
   });
 }

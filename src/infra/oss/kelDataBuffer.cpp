@@ -41,8 +41,8 @@ const char* encodingName(const char* encoding) {
 void refuseZeroBytes(const char* encoding) {
   const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
   if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
-  raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText(effective),
-                      text::invariantText(encodingName(encoding)));
+  raise<NLSException>(errors::ERR_CONV_CONVERSION_ERROR, errors::Name{text::invariantText(effective)},
+                      errors::Name{text::invariantText(encodingName(encoding))});
 }
 
 /// The value of a hexadecimal digit, or -1.
@@ -127,10 +127,10 @@ int DataBuffer::capacity() const {
 int DataBuffer::decodeBinary(char* target, int capacity) const {
   return traced<probe("DataBuffer::decodeBinary")>([&] {
     if (!isLiteral(block_.bytes, static_cast<std::size_t>(block_.length)))
-      raise<NLSException>("ERR_DB_INVALID_BINARY_DATA");
+      raise<NLSException>(errors::ERR_DB_INVALID_BINARY_DATA);
     const int count = (block_.length - static_cast<int>(literalFrame)) / 2;
     if (target == nullptr) return count;
-    if (capacity < count) raise<NLSException>("ERR_BUFFER_SIZE_TOO_SMALL", capacity);
+    if (capacity < count) raise<NLSException>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{capacity});
     const char* digit = block_.bytes + 2;
     for (int i = 0; i < count; ++i, digit += 2) {
       target[i] = static_cast<char>(digitValue(digit[0]) * 16 + digitValue(digit[1]));
@@ -260,8 +260,8 @@ bool DataBuffer::insertConverted(int position, const icu::UnicodeString& text, c
   const auto grow = [&](std::int32_t size) { return bytes = scratch.room(static_cast<std::size_t>(size)); };
   const std::int32_t size = text::fromUnicode(text, bytes, inlineSize, text::nullIfEmpty(encoding), grow);
   if (size < 0) {
-    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
-                        text::invariantText(encodingName(encoding)));
+    raise<NLSException>(errors::ERR_CONV_CONVERSION_ERROR, errors::Name{text::invariantText("UTF-16")},
+                        errors::Name{text::invariantText(encodingName(encoding))});
   }
   return bytes != nullptr && insert(block_, position, bytes, static_cast<std::size_t>(size));
 }

@@ -77,7 +77,8 @@ icu::UnicodeString recorded(Units text) {
 }
 
 [[noreturn, gnu::cold]] void raiseNoNumber(const char* type, const icu::UnicodeString& text) {
-  raise<NLSException>("ERR_STR_TO_NUM_CONV_ERR", text::invariantText(type), text);
+  raise<NLSException>(errors::ERR_STR_TO_NUM_CONV_ERR, errors::Name{text::invariantText(type)},
+                      errors::Text{text});
 }
 
 // --- integers
@@ -371,7 +372,7 @@ void Formatter::setSettings() {
     FormatSettings built =
         settingsFor(icu::Locale(std::string(code.substr(0, 2)).c_str(), std::string(code.substr(2)).c_str()));
     if (!isComplete(built)) {
-      raise<NLSException>("ERR_OUT_OF_MEMORY", NarrowArgument{"Formatter::setSettings()", nullptr});
+      raise<NLSException>(errors::ERR_OUT_OF_MEMORY, errors::Operation{"Formatter::setSettings()"});
     }
     formatSettings() = std::move(built);
   });

@@ -50,12 +50,12 @@ bool MessageList::isEmpty() const {
 }
 
 Message& MessageList::getFirstMessage() {
-  if (first_ == nullptr) raise<NLSException>("ERR_MSGLIST_EMPTY");
+  if (first_ == nullptr) raise<NLSException>(errors::ERR_MSGLIST_EMPTY);
   return first_->message;
 }
 
 const Message& MessageList::getFirstMessage() const {
-  if (first_ == nullptr) raise<NLSException>("ERR_MSGLIST_EMPTY");
+  if (first_ == nullptr) raise<NLSException>(errors::ERR_MSGLIST_EMPTY);
   return first_->message;
 }
 

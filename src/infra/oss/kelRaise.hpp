@@ -2,19 +2,19 @@
 
 #include "infra/oss/kelMessage.hpp"
 
+#include "oss/kelErrors.hpp"
 #include "text/kelInvariant.hpp"
-
-#include <unicode/unistr.h>
 
 #include <string>
 #include <type_traits>
 
 /// The only way in which the library raises an error:
 ///
-///     raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
+///     raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
 ///
 /// throws, by value, an exception of the class named. It has one message with the identifier, the arguments
-/// in their order, and the file and line of this statement.
+/// in their order, and the file and line of this statement. The identifiers are those of
+/// errors/identifiers.json. A class or arguments other than those of the identifier do not compile.
 namespace tarvo::oss {
 
 /// A place in the library's sources. As a default argument it is the place of the caller.
@@ -32,51 +32,39 @@ struct SourcePlace {
   std::string recordedName() const;
 };
 
-/// A message identifier together with the place that names it.
+/// An identifier for an error with this class and these arguments, together with the place that names it.
+template <class Exception, class... Arguments>
 struct Identifier {
-  // NOLINTNEXTLINE(google-explicit-constructor): written as a literal where an error is raised
-  constexpr Identifier(const char* words,
+  template <class... Exceptions, class Required, class Omissible,
+            std::enable_if_t<(std::is_same_v<Exception, Exceptions> || ...) &&
+                                 errors::areArguments<errors::Kinds<Arguments...>, Required, Omissible>,
+                             int> = 0>
+  // NOLINTNEXTLINE(google-explicit-constructor): written as an entry where an error is raised
+  constexpr Identifier(const errors::Entry<errors::Classes<Exceptions...>, Required, Omissible>& entry,
                        SourcePlace where = SourcePlace::here(__builtin_FILE(), __builtin_LINE()))
-      : text(words), place(where) {}
+      : text(entry.identifier), place(where) {}
 
   const char* text;
   SourcePlace place;
 };
 
-/// A narrow argument and its code page, as for `Message::addArgument`.
-struct NarrowArgument {
-  const char* text;
-  const char* codePage;
-};
-
-namespace detail {
-
-inline void addArgument(Message& message, const NarrowArgument& value) {
-  message.addArgument(value.text, value.codePage);
-}
-
-template <class Value>
-void addArgument(Message& message, const Value& value) {
-  message.addArgument(value);
-}
-
-}  // namespace detail
-
 /// Makes the exception, complete with its arguments, without throwing it.
-template <class Exception, class... Arguments>
-Exception makeError(Identifier identifier, const Arguments&... arguments) {
+template <class Exception, errors::Kind... Arguments>
+Exception makeError(std::type_identity_t<Identifier<Exception, Arguments...>> identifier,
+                    const Arguments&... arguments) {
   Exception error(text::invariantText(identifier.text), identifier.place.recordedName().c_str(),
                   identifier.place.line);
   if constexpr (sizeof...(Arguments) > 0) {
     Message& message = error.getErrorMessage();
-    (detail::addArgument(message, arguments), ...);
+    (errors::addArgument(message, arguments), ...);
   }
   return error;
 }
 
-template <class Exception, class... Arguments>
-[[noreturn, gnu::cold]] void raise(Identifier identifier, const Arguments&... arguments) {
-  throw makeError<Exception>(identifier, arguments...);
+template <class Exception, errors::Kind... Arguments>
+[[noreturn, gnu::cold]] void raise(std::type_identity_t<Identifier<Exception, Arguments...>> identifier,
+                                   const Arguments&... arguments) {
+  throw makeError<Exception, Arguments...>(identifier, arguments...);
 }
 
 }  // namespace tarvo::oss

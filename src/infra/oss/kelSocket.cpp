@@ -139,11 +139,11 @@ void Socket::startWinsock() {
   traced<probe("Socket::startWinsock")>([&] {
     platform::StartupData data;
     if (winsock().WSAStartup(platform::winsockVersion, data) != 0) {
-      raise<SocketException>("ERR_WSASTARTUP_FAILED", host_, port_);
+      raise<SocketException>(errors::ERR_WSASTARTUP_FAILED, errors::Host{host_}, errors::Port{port_});
     }
     if (data.version != platform::winsockVersion) {
       winsock().WSACleanup();
-      raise<SocketException>("ERR_INVALID_SOCKET_VERSION", host_, port_);
+      raise<SocketException>(errors::ERR_INVALID_SOCKET_VERSION, errors::Host{host_}, errors::Port{port_});
     }
   });
 }
@@ -158,7 +158,7 @@ bool waitForConnect(const Socket& attempt, const Peer& peer, const unsigned long
   SocketList write(1, attempt);
   SocketList error(1, attempt);
   if (Socket::select(read, write, error, timeout) == 0) {
-    raise<SocketException>("ERR_SOCKET_TIMEOUT", *peer.host, peer.port);
+    raise<SocketException>(errors::ERR_SOCKET_TIMEOUT, errors::Host{*peer.host}, errors::Port{peer.port});
   }
   return !error.empty();
 }
@@ -178,7 +178,8 @@ Attempt beginConnect(SocketHandle handle, const platform::ResolvedAddress& addre
 void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                      const unsigned long long* timeout) {
   traced<probe("Socket::connect")>([&] {
-    if (handle_ != invalidSocket) raise<SocketException>("ERR_SOCKET_CONNECTED", host_, port_);
+    if (handle_ != invalidSocket)
+      raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
     host_ = text::copied(host);
     port_ = port;
     const std::string name = narrowHost(host_);
@@ -272,7 +273,8 @@ unsigned int Socket::getPort() const {
 // --- data ---------------------------------------------------------------------------------------------
 
 void Socket::requireHandle() const {
-  if (handle_ == invalidSocket) raise<SocketException>("ERR_SOCKET_NOT_CONNECTED", host_, port_);
+  if (handle_ == invalidSocket)
+    raise<SocketException>(errors::ERR_SOCKET_NOT_CONNECTED, errors::Host{host_}, errors::Port{port_});
 }
 
 /// Receives once, up to `length` bytes.
@@ -318,12 +320,13 @@ unsigned long long Socket::readMessage(char* buffer, unsigned long long* frameLe
   return traced<probe("Socket::readMessage")>([&] {
     requireHandle();
     std::array<char, lengthWordSize> word{};
-    if (read(word.data(), 0, word.size()) == 0) raise<SocketException>("ERR_SOCKET_CLOSED", host_, port_);
+    if (read(word.data(), 0, word.size()) == 0)
+      raise<SocketException>(errors::ERR_SOCKET_CLOSED, errors::Host{host_}, errors::Port{port_});
     const unsigned long long length = getLengthWord(word);
     if (frameLength != nullptr) *frameLength = length;
     if (capacity < length) {
       if (drainTooLarge) drain(length);
-      raise<SocketException>("ERR_DEST_BUFFER_TOO_SMALL", capacity, length);
+      raise<SocketException>(errors::ERR_DEST_BUFFER_TOO_SMALL, errors::Size{capacity}, errors::Size{length});
     }
     return read(buffer, offset, length);
   });

@@ -10,17 +10,19 @@ namespace tarvo::oss {
 
 SocketException mappedError(int code, const Peer& peer, SourcePlace place) {
   return trace::traced<trace::probe("Socket::socketError")>([&] {
-    const auto* const named = std::find_if(socketErrorNames.begin(), socketErrorNames.end(),
-                                           [&](const SocketErrorName& name) { return name.code == code; });
-    const bool generic = named == socketErrorNames.end();
-    auto error = makeError<SocketException>({generic ? "QN_ERR_SOCKET_ERROR" : named->identifier, place});
-    Message& message = error.getErrorMessage();
-    if (generic) message.addArgument(code);
-    if (peer.host != nullptr) {
-      message.addArgument(*peer.host);
-      message.addArgument(peer.port);
+    const auto* const named =
+        std::find_if(errors::socketErrors.begin(), errors::socketErrors.end(),
+                     [&](const errors::CodeEntry& entry) { return entry.code == code; });
+    const bool generic = named == errors::socketErrors.end();
+    const errors::Code number{code};
+    if (peer.host == nullptr) {
+      return generic ? makeError<SocketException>({errors::QN_ERR_SOCKET_ERROR, place}, number)
+                     : makeError<SocketException>({named->entry, place});
     }
-    return error;
+    const errors::Host host{*peer.host};
+    const errors::Port port{peer.port};
+    return generic ? makeError<SocketException>({errors::QN_ERR_SOCKET_ERROR, place}, number, host, port)
+                   : makeError<SocketException>({named->entry, place}, host, port);
   });
 }
 
@@ -35,7 +37,8 @@ void raiseLastError(const Peer& peer, SourcePlace place) {
 void raiseResolverError(int code, const Peer& peer, SourcePlace place) {
   // The text may be empty. It is passed as a string, since an empty narrow text would add no argument.
   const icu::UnicodeString text = text::toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
-  raise<SocketException>({"ERR_SOCKET_GETADDRINFO_ERROR", place}, *peer.host, peer.port, code, text);
+  raise<SocketException>({errors::ERR_SOCKET_GETADDRINFO_ERROR, place}, errors::Host{*peer.host},
+                         errors::Port{peer.port}, errors::Code{code}, errors::Text{text});
 }
 
 std::string serviceText(unsigned int port) {

@@ -6,25 +6,10 @@
 
 #include <unicode/unistr.h>
 
-#include <array>
 #include <string>
 
 /// The only mapping from Winsock codes to the errors that callers see.
 namespace tarvo::oss {
-
-struct SocketErrorName {
-  int code;
-  const char* identifier;
-};
-
-inline constexpr std::array<SocketErrorName, 6> socketErrorNames = {{
-    {10048, "QN_ERR_SOCKET_ADDRESS_IN_USE"},
-    {10054, "QN_ERR_SOCKET_CONNECTION_RESET"},
-    {10057, "QN_ERR_SOCKET_NOT_CONNECTED"},
-    {10058, "QN_ERR_SOCKET_SHUTDOWN"},
-    {10060, "QN_ERR_SOCKET_TIMEOUT"},
-    {10061, "QN_ERR_SOCKET_CONNECTION_REFUSED"},
-}};
 
 /// The host and port in an error. Without a host the error carries neither.
 struct Peer {

@@ -98,7 +98,8 @@ unsigned int heldPort(SocketHandle handle, unsigned int stored) {
 void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
   traced<probe("SocketServer::listen")>([&] {
     if (listeningSocket_.handle() != invalidSocket) {
-      raise<SocketException>("ERR_SOCKET_LISTENING", hostText_, heldPort(listeningSocket_.handle(), port_));
+      raise<SocketException>(errors::ERR_SOCKET_LISTENING, errors::Host{hostText_},
+                             errors::Port{heldPort(listeningSocket_.handle(), port_)});
     }
     bindFirst(port, reuseAddress);
     if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port});
@@ -136,7 +137,8 @@ void SocketServer::accept(Socket& client, const unsigned long long* timeout) {
   traced<probe("SocketServer::accept")>([&] {
     const Waiter waiter(*this);
     if (waiter.handle() == invalidSocket) {
-      raise<SocketException>("ERR_SOCKET_NOT_LISTENING", hostText_, port_.load());
+      raise<SocketException>(errors::ERR_SOCKET_NOT_LISTENING, errors::Host{hostText_},
+                             errors::Port{port_.load()});
     }
     waitForConnection(waiter, timeout);
     const SocketHandle accepted = winsock().accept(waiter.handle());
@@ -158,7 +160,8 @@ void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long l
     const bool ready = selectListening(readList, nothing, timeout == nullptr ? slice : *timeout);
     if (readList.empty()) readList.push_back(listening);
     if (ready) return;
-    if (timeout != nullptr) raise<SocketException>("ERR_SOCKET_TIMEOUT", hostText_, port_.load());
+    if (timeout != nullptr)
+      raise<SocketException>(errors::ERR_SOCKET_TIMEOUT, errors::Host{hostText_}, errors::Port{port_.load()});
   }
 }
 
@@ -223,7 +226,8 @@ void SocketServer::setReuseAddress(bool on) {
 
 void SocketServer::setBufferSize(int option, int bytes) {
   if (listeningSocket_.handle() == invalidSocket) {
-    raise<SocketException>("ERR_SOCKET_NOT_LISTENING", hostText_, port_.load());
+    raise<SocketException>(errors::ERR_SOCKET_NOT_LISTENING, errors::Host{hostText_},
+                           errors::Port{port_.load()});
   }
   setOption(listeningSocket_.handle(), option, bytes);
 }

@@ -53,7 +53,7 @@ bool UTF8Iterator::takeText(const char* text) {
     const std::ptrdiff_t count = text::copyWellFormed(copy, text, length);
     if (count < 0) {
       giveBack(copy, length);
-      raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
+      raise<NLSException>(errors::ERR_MALFORMED_UTF8_STRING);
     }
     text_ = copy;
     length_ = static_cast<int>(length);
@@ -71,8 +71,8 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   };
   const std::int32_t size = text::fromUnicode(text, room.data(), inlineCapacity, "UTF-8", grow);
   if (size < 0)
-    raise<NLSException>("ERR_CONV_CONVERSION_ERROR", text::invariantText("UTF-16"),
-                        text::invariantText("UTF-8"));
+    raise<NLSException>(errors::ERR_CONV_CONVERSION_ERROR, errors::Name{text::invariantText("UTF-16")},
+                        errors::Name{text::invariantText("UTF-8")});
   char* const bytes = size <= std::int32_t{inlineCapacity} ? room.data() : grown.get();
   if (bytes == nullptr) return;
   bytes[size] = '\0';

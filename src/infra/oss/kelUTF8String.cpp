@@ -107,7 +107,7 @@ signed char UTF8String::compare(const UTF8String& other) const {
 
 int UTF8String::numChars() const {
   const std::ptrdiff_t count = text::countLeniently(getString(), static_cast<std::size_t>(length()));
-  if (count < 0) raise<NLSException>("ERR_MALFORMED_UTF8_STRING");
+  if (count < 0) raise<NLSException>(errors::ERR_MALFORMED_UTF8_STRING);
   return static_cast<int>(count);
 }
 

@@ -16,6 +16,7 @@
 namespace tarvo::util {
 
 using oss::raise;
+namespace errors = oss::errors;
 
 namespace {
 
@@ -90,7 +91,7 @@ template <const Alphabet& alphabet>
 std::size_t encodeIn(unsigned short* dest, std::size_t destUnits, const char* src, std::size_t srcBytes) {
   // Compares groups: the number of units may be more than size_t holds.
   if (destUnits / 4 < groupsOf(srcBytes, 3)) {
-    raise<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(destUnits));
+    raise<Base64Exception>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{destUnits});
   }
   const std::size_t whole = srcBytes / 3;
   const std::size_t rest = srcBytes % 3;
@@ -113,7 +114,7 @@ struct Target {
 
   void emit(unsigned int byte) {
     if (position == capacity) {
-      raise<Base64Exception>("ERR_BUFFER_SIZE_TOO_SMALL", static_cast<unsigned int>(capacity));
+      raise<Base64Exception>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{capacity});
     }
     bytes[position++] = static_cast<char>(byte);
   }
@@ -122,7 +123,8 @@ struct Target {
 [[noreturn]] void raiseMisaligned(const Source& source) {
   // The argument is the text up to its first NUL, whatever the count: programs know the text by its
   // terminator.
-  raise<Base64Exception>("ERR_BASE64_MISALIGNED_DATA", text::made(icu::UnicodeString(source.units)));
+  raise<Base64Exception>(errors::ERR_BASE64_MISALIGNED_DATA,
+                         errors::Text{text::made(icu::UnicodeString(source.units))});
 }
 
 /// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns the number
@@ -168,7 +170,8 @@ void decodeUnits(Target& target, const Source& source, std::size_t start) {
     }
     const unsigned int value = alphabet.valueOf(unit);
     if (value == notInAlphabet) {
-      raise<Base64Exception>("ERR_BASE64_INVALID_DATA", icu::UnicodeString(static_cast<char16_t>(unit)));
+      raise<Base64Exception>(errors::ERR_BASE64_INVALID_DATA,
+                             errors::Text{icu::UnicodeString(static_cast<char16_t>(unit))});
     }
     if (phase != 0) target.emit(partial | (value >> (6 - 2 * phase)));
     partial = (value << (2 + 2 * phase)) & 0xFFU;

@@ -26,6 +26,7 @@
 namespace tarvo::util {
 
 using oss::raise;
+namespace errors = oss::errors;
 
 namespace {
 
@@ -50,8 +51,8 @@ auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored)
   const icu::UnicodeString& text = isTrimmed(stored) ? stored : copy;
   const auto value = Type::read(text);
   if (!value) {
-    raise<PropertiesException>("ERR_PROPERTY_WRONG_TYPE", key, text,
-                               text::invariantText(Type::wordFor(text)));
+    raise<PropertiesException>(errors::ERR_PROPERTY_WRONG_TYPE, errors::Name{key}, errors::Text{text},
+                               errors::Name{text::invariantText(Type::wordFor(text))});
   }
   return *value;
 }
@@ -91,7 +92,7 @@ const icu::UnicodeString* ExtendedProperties::findProperty(const icu::UnicodeStr
                                                            bool required) const {
   const PropertyMap::Property* const found = std::as_const(*properties_).find(text::unitsOf(key));
   if (found != nullptr) return &found->second;
-  if (required) raise<PropertiesException>("ERR_PROPERTY_MISSING", key);
+  if (required) raise<PropertiesException>(errors::ERR_PROPERTY_MISSING, errors::Name{key});
   return defaultValue;
 }
 
@@ -250,8 +251,10 @@ bool ExtendedProperties::parseLine(std::size_t& position, const char* data, std:
 void ExtendedProperties::resolveReferences() {
   const Resolver::Fault fault = Resolver(*properties_).resolveAll();
   if (fault.key == nullptr) return;
-  if (!fault.name) raise<PropertiesException>("ERR_PROPERTIES_CYCLIC_REFERENCE", *fault.key);
-  raise<PropertiesException>("ERR_PROPERTIES_BAD_REFERENCE", *fault.key, *fault.name);
+  if (!fault.name)
+    raise<PropertiesException>(errors::ERR_PROPERTIES_CYCLIC_REFERENCE, errors::Name{*fault.key});
+  raise<PropertiesException>(errors::ERR_PROPERTIES_BAD_REFERENCE, errors::Name{*fault.key},
+                             errors::Name{*fault.name});
 }
 
 // --- save

@@ -23,16 +23,38 @@ namespace tarvo::test {
 namespace {
 
 using icu::UnicodeString;
-using oss::Identifier;
 using oss::IOException;
 using oss::makeError;
 using oss::MessageList;
-using oss::NarrowArgument;
 using oss::NLSException;
 using oss::raise;
 using oss::SocketException;
 using oss::SourcePlace;
+using oss::errors::Classes;
+using oss::errors::Code;
+using oss::errors::Entry;
+using oss::errors::Host;
+using oss::errors::Kinds;
+using oss::errors::Name;
+using oss::errors::Operation;
+using oss::errors::Port;
+using oss::errors::Size;
+using oss::errors::Text;
 using testing::ElementsAre;
+
+// Identifiers of this test.
+using AllClasses = Classes<oss::BaseException, NLSException, IOException, SocketException,
+                           util::PropertiesException, util::Base64Exception>;
+template <class... Arguments>
+using Own = Entry<AllClasses, Kinds<Arguments...>>;
+
+constexpr Own<> plain{"ERR_A"};
+constexpr Own<Code, Host, Text, Operation, Port> five{"ERR_A"};
+constexpr Own<Size, Size, Size, Size, Size, Size, Size> sizes{"ERR_A"};
+constexpr Own<Operation> operation{"ERR_A"};
+constexpr Own<Operation, Code> operationAndCode{"ERR_A"};
+constexpr Own<Name, Code> nameAndCode{"ERR_A"};
+constexpr Entry<AllClasses, Kinds<Code>, Kinds<Host, Port>> withoutPeer{"ERR_A"};
 
 // --- the file name that is recorded
 // -------------------------------------------------------------------------
@@ -85,8 +107,8 @@ TEST(SourcePlace, IsTheLineOfTheCaller) {
 
 TEST(Raise, RecordsTheNameOfTheSourceThatRaises) {
   for (const RecordedName& row : rowsOf(recordedNames)) {
-    const Identifier identifier("ERR_A", SourcePlace{row.path.c_str(), 77});
-    EXPECT_THAT([&] { raise<NLSException>(identifier); }, Raises<NLSException>("ERR_A").from(row.name));
+    const SourcePlace place{row.path.c_str(), 77};
+    EXPECT_THAT([&] { raise<NLSException>({plain, place}); }, Raises<NLSException>("ERR_A").from(row.name));
   }
 }
 
@@ -100,11 +122,11 @@ unsigned int lineOf(void (*raises)()) {
 }
 
 TEST(Raise, RecordsTheLineOfTheStatement) {
-  const unsigned int first = lineOf([] { raise<NLSException>("ERR_A"); });
+  const unsigned int first = lineOf([] { raise<NLSException>(plain); });
   EXPECT_EQ(first, __LINE__ - 1U);
-  const unsigned int second = lineOf([] { raise<NLSException>("ERR_A", 1, u"b"); });
+  const unsigned int second = lineOf([] { raise<NLSException>(operation, Operation{"b"}); });
   EXPECT_EQ(second, __LINE__ - 1U);
-  const unsigned int made = lineOf([] { throw makeError<NLSException>("ERR_A"); });
+  const unsigned int made = lineOf([] { throw makeError<NLSException>(plain); });
   EXPECT_EQ(made, __LINE__ - 1U);
 }
 
@@ -113,18 +135,17 @@ TEST(Raise, RecordsTheLineOfTheStatement) {
 
 TEST(Raise, ThrowsTheGivenClass) {
   constexpr const char* file = "kelRaiseSeamTest.cpp";
-  EXPECT_THAT([] { raise<oss::BaseException>("ERR_A"); }, Raises<oss::BaseException>("ERR_A").from(file));
-  EXPECT_THAT([] { raise<NLSException>("ERR_A"); }, Raises<NLSException>("ERR_A").from(file));
-  EXPECT_THAT([] { raise<IOException>("ERR_A"); }, Raises<IOException>("ERR_A").from(file));
-  EXPECT_THAT([] { raise<SocketException>("ERR_A"); }, Raises<SocketException>("ERR_A").from(file));
-  EXPECT_THAT([] { raise<util::PropertiesException>("ERR_A"); },
+  EXPECT_THAT([] { raise<oss::BaseException>(plain); }, Raises<oss::BaseException>("ERR_A").from(file));
+  EXPECT_THAT([] { raise<NLSException>(plain); }, Raises<NLSException>("ERR_A").from(file));
+  EXPECT_THAT([] { raise<IOException>(plain); }, Raises<IOException>("ERR_A").from(file));
+  EXPECT_THAT([] { raise<SocketException>(plain); }, Raises<SocketException>("ERR_A").from(file));
+  EXPECT_THAT([] { raise<util::PropertiesException>(plain); },
               Raises<util::PropertiesException>("ERR_A").from(file));
-  EXPECT_THAT([] { raise<util::Base64Exception>("ERR_A"); },
-              Raises<util::Base64Exception>("ERR_A").from(file));
+  EXPECT_THAT([] { raise<util::Base64Exception>(plain); }, Raises<util::Base64Exception>("ERR_A").from(file));
 }
 
 TEST(Raise, CanCreateTheErrorWithoutThrowingIt) {
-  NLSException error = makeError<NLSException>("ERR_A", 1);
+  NLSException error = makeError<NLSException>(withoutPeer, Code{1});
   EXPECT_EQ(error.getMessages().count(), 1);
   EXPECT_THAT(argumentsOf(error.getErrorMessage()), ElementsAre("1"));
 }
@@ -134,16 +155,18 @@ TEST(Raise, CanCreateTheErrorWithoutThrowingIt) {
 
 TEST(Raise, AddsItsArgumentsInOrder) {
   const UnicodeString host(u"h\u00F6st");
+  const UnicodeString text(u"text");
   EXPECT_THAT(
-      [&] {
-        raise<SocketException>("ERR_A", 1, host, u"text", NarrowArgument{"narrow", ""}, 5U);
-      },
+      [&] { raise<SocketException>(five, Code{1}, Host{host}, Text{text}, Operation{"narrow"}, Port{5U}); },
       Raises<SocketException>("ERR_A", 1, host, "text", "narrow", 5).from("kelRaiseSeamTest.cpp"));
-  EXPECT_THAT(
-      [&] {
-        raise<SocketException>("ERR_A", 5U, NarrowArgument{"narrow", ""}, u"text", host, 1);
-      },
-      Raises<SocketException>("ERR_A", 5, "narrow", "text", host, 1).from("kelRaiseSeamTest.cpp"));
+}
+
+TEST(Raise, AddsAllArgumentsOrLeavesOutThoseThatTheIdentifierMayLack) {
+  const UnicodeString host(u"host");
+  EXPECT_THAT([&] { raise<SocketException>(withoutPeer, Code{7}, Host{host}, Port{5}); },
+              Raises<SocketException>("ERR_A", 7, "host", 5).from("kelRaiseSeamTest.cpp"));
+  EXPECT_THAT([&] { raise<SocketException>(withoutPeer, Code{7}); },
+              Raises<SocketException>("ERR_A", 7).from("kelRaiseSeamTest.cpp"));
 }
 
 TEST(Raise, AddsNumbersAsTheirLow32Bits) {
@@ -151,45 +174,27 @@ TEST(Raise, AddsNumbersAsTheirLow32Bits) {
                           .from("kelRaiseSeamTest.cpp");
   EXPECT_THAT(
       [] {
-        raise<NLSException>("ERR_A", 4294967295U, std::uint64_t{5000000000ULL}, 2147483648U,
-                            static_cast<unsigned char>(255), static_cast<short>(-5),
-                            static_cast<unsigned short>(65535), std::size_t{0});
+        raise<NLSException>(sizes, Size{4294967295U}, Size{std::uint64_t{5000000000ULL}}, Size{2147483648U},
+                            Size{static_cast<unsigned char>(255)}, Size{static_cast<short>(-5)},
+                            Size{static_cast<unsigned short>(65535)}, Size{std::size_t{0}});
       },
       raised);
 }
 
-TEST(Raise, AddsNarrowTextInTheGivenCodePage) {
-  EXPECT_THAT(
-      [] {
-        raise<NLSException>("ERR_A", NarrowArgument{"\xE4", "ISO-8859-1"},
-                            NarrowArgument{"\xC3\xA4", "UTF-8"});
-      },
-      Raises<NLSException>("ERR_A", "\u00E4", "\u00E4").from("kelRaiseSeamTest.cpp"));
-}
-
-TEST(Raise, AddsNarrowTextInTheDefaultCodePage) {
+TEST(Raise, AddsAnOperationInTheDefaultCodePage) {
   constexpr const char* bytes = "\xC3\xA4";
-  EXPECT_THAT(
-      [] {
-        raise<NLSException>("ERR_A", NarrowArgument{bytes, nullptr});
-      },
-      Raises<NLSException>("ERR_A", UnicodeString(bytes, ucnv_getDefaultName()))
-          .from("kelRaiseSeamTest.cpp"));
+  EXPECT_THAT([] { raise<NLSException>(operation, Operation{bytes}); },
+              Raises<NLSException>("ERR_A", UnicodeString(bytes, ucnv_getDefaultName()))
+                  .from("kelRaiseSeamTest.cpp"));
 }
 
-TEST(Raise, AddsAnEmptyTextButIgnoresAnEmptyNarrowText) {
-  EXPECT_THAT([] { raise<NLSException>("ERR_A", UnicodeString(), 1); },
+TEST(Raise, AddsAnEmptyTextButIgnoresAnEmptyOperation) {
+  EXPECT_THAT([] { raise<NLSException>(nameAndCode, Name{UnicodeString()}, Code{1}); },
               Raises<NLSException>("ERR_A", "", 1).from("kelRaiseSeamTest.cpp"));
-  EXPECT_THAT(
-      [] {
-        raise<NLSException>("ERR_A", NarrowArgument{"", ""}, 1);
-      },
-      Raises<NLSException>("ERR_A", 1).from("kelRaiseSeamTest.cpp"));
-  EXPECT_THAT(
-      [] {
-        raise<NLSException>("ERR_A", NarrowArgument{nullptr, ""}, 1);
-      },
-      Raises<NLSException>("ERR_A", 1).from("kelRaiseSeamTest.cpp"));
+  EXPECT_THAT([] { raise<NLSException>(operationAndCode, Operation{""}, Code{1}); },
+              Raises<NLSException>("ERR_A", 1).from("kelRaiseSeamTest.cpp"));
+  EXPECT_THAT([] { raise<NLSException>(operationAndCode, Operation{nullptr}, Code{1}); },
+              Raises<NLSException>("ERR_A", 1).from("kelRaiseSeamTest.cpp"));
 }
 
 // --- an allocation failure while an error is raised
@@ -236,7 +241,7 @@ TEST(Raise, WithArgumentsThrowsBadAllocIfAnAllocationFails) {
     {
       const FailingAllocation failing(nth);
       try {
-        raise<SocketException>("ERR_A", 1, u"text", NarrowArgument{"narrow", ""});
+        raise<SocketException>(five, Code{1}, Host{u"host"}, Text{u"text"}, Operation{"narrow"}, Port{5});
       } catch (const SocketException&) {
         happened = failing.happened();
       } catch (const std::bad_alloc&) {
@@ -249,7 +254,7 @@ TEST(Raise, WithArgumentsThrowsBadAllocIfAnAllocationFails) {
     if (!happened) break;
     ++failures;
   }
-  EXPECT_GE(failures, 4U) << "a message and three arguments";
+  EXPECT_GE(failures, 4U) << "a message and its arguments";
   EXPECT_LT(failures, 99U);
 }
 

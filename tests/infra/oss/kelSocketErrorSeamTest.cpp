@@ -67,7 +67,7 @@ TEST_F(SocketError, WithoutAHostHasIdentifierAndOnlyTheCode) {
 
 TEST_F(SocketError, TableContainsExactlySixIdentifiers) {
   std::map<int, std::string> table;
-  for (const oss::SocketErrorName& entry : oss::socketErrorNames) table[entry.code] = entry.identifier;
+  for (const oss::errors::CodeEntry& row : oss::errors::socketErrors) table[row.code] = row.entry.identifier;
   EXPECT_EQ(table, namedCodes());
 }
 
