@@ -41,6 +41,7 @@ $libraries/libKELINFRA.a
 $libraries/libKELINFRA.so -> libKELINFRA.so.5
 $libraries/pkgconfig/KELINFRA.pc
 usr/share/KELINFRA/KELINFRA.natvis
+usr/share/kelinfra/catalogue.json
 usr/share/gdb/auto-load/$libraries/libKELINFRA.so.$version-gdb.py
 usr/share/doc/$development/copyright
 $(paths usr/include "$root/include")
