@@ -20,10 +20,35 @@ install(FILES errors/catalogue.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
 install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
-configure_package_config_file(cmake/KELINFRAConfig.cmake.in KELINFRAConfig.cmake
-    INSTALL_DESTINATION ${package_dir})
+# The CMake package exists twice: for the installation, and for the build tree, where a program can use the
+# library without installing it.
+string(REGEX REPLACE "\\..*" "" KELINFRA_ICU_MAJOR ${ICU_VERSION})
+set(KELINFRA_RUNTIME_DLLS)
+foreach(file IN LISTS KELINFRA_ICU_DLLS KELINFRA_COMPILER_DLLS)
+  cmake_path(GET file STEM LAST_ONLY name)
+  list(APPEND KELINFRA_RUNTIME_DLLS ${name})
+endforeach()
+list(JOIN KELINFRA_RUNTIME_DLLS " " KELINFRA_RUNTIME_DLLS)
+# kelinfra_package_config(FILE DESTINATION [OPTION...])
+function(kelinfra_package_config file destination)
+  configure_package_config_file(cmake/KELINFRAConfig.cmake.in ${file} ${ARGN}
+      INSTALL_DESTINATION ${destination}
+      PATH_VARS KELINFRA_ICU_FOLDER KELINFRA_DLL_FOLDER KELINFRA_IMPORT_LIBRARY)
+endfunction()
+set(KELINFRA_ICU_FOLDER .)
+set(KELINFRA_DLL_FOLDER ${CMAKE_INSTALL_BINDIR})
+set(KELINFRA_IMPORT_LIBRARY ${CMAKE_INSTALL_LIBDIR}/libKELINFRA.dll.a)
+kelinfra_package_config(installed/KELINFRAConfig.cmake ${package_dir})
+if(WIN32)
+  cmake_path(GET icu_library_dir PARENT_PATH KELINFRA_ICU_FOLDER)
+endif()
+set(KELINFRA_DLL_FOLDER bin)
+set(KELINFRA_IMPORT_LIBRARY src/libKELINFRA.dll.a)
+kelinfra_package_config(KELINFRAConfig.cmake ${PROJECT_BINARY_DIR} INSTALL_PREFIX ${PROJECT_BINARY_DIR})
+export(EXPORT KELINFRATargets NAMESPACE KELINFRA:: FILE ${PROJECT_BINARY_DIR}/KELINFRATargets.cmake)
 write_basic_package_version_file(KELINFRAConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/KELINFRAConfig.cmake ${PROJECT_BINARY_DIR}/KELINFRAConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/installed/KELINFRAConfig.cmake
+              ${PROJECT_BINARY_DIR}/KELINFRAConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
 # Views for debuggers (docs/debugging.md). gdb loads a script by itself if it is named after the real path of

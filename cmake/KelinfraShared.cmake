@@ -7,6 +7,14 @@ if(WIN32)
   kelinfra_configure(KELINFRA)
   # KELINFRA.dll, and libKELINFRA.dll.a to link it with.
   set_target_properties(KELINFRA PROPERTIES PREFIX "")
+  # Windows shows the version resource in the properties of the file, and installers compare it.
+  enable_language(RC)
+  file(STRINGS ${PROJECT_SOURCE_DIR}/.reuse/dep5 copyright REGEX "^(Copyright|License): ")
+  list(TRANSFORM copyright REPLACE "^[A-Za-z]+: *" "")
+  list(GET copyright 0 KELINFRA_COPYRIGHT)
+  list(GET copyright 1 KELINFRA_LICENCE)
+  configure_file(infra/platform/windows/kelVersion.rc.in ${CMAKE_CURRENT_BINARY_DIR}/kelVersion.rc @ONLY)
+  target_sources(KELINFRA PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/kelVersion.rc)
 else()
   # The standard library's headers make instantiations of its templates visible; the script hides them.
   set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/infra/platform/posix/exports.map)

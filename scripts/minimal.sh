@@ -76,6 +76,19 @@ put_checkout() {
   as_root chroot "$tree" chown -R "$2:$2" "$1"
 }
 
+# in_minimal_system RELEASE COMMAND: runs a command of the project in an unused system, as root. The system
+# stays if the command fails.
+in_minimal_system() {
+  checkout=/srv/kelinfra
+  need_minimal_systems
+  make_base "$1"
+  unpack "$1"
+  put_checkout "$checkout" root
+  variables=("KELINFRA_WARNINGS_AS_ERRORS=${KELINFRA_WARNINGS_AS_ERRORS-}")
+  inside root connected "$2"
+  remove_tree
+}
+
 # need_minimal_systems: installs what makes them.
 need_minimal_systems() {
   need mmdebstrap util-linux iproute2

@@ -1,6 +1,7 @@
 # Builds and runs the README's program outside the tree.
-#   MODE      find_package, pkg-config or add_subdirectory; "static" only builds the library as an archive and
-#             installs it into the folder PACKAGE
+#   MODE      find_package, pkg-config, build_tree (find_package without an installation) or
+#             add_subdirectory; "static" only builds the library as an archive and installs it into the folder
+#             PACKAGE; "other_icu" checks that CMake refuses a version of ICU with another major number
 #   PACKAGE   where the package is: a folder, or "system"; by default BINARY_DIR is installed into a new
 #             folder
 #   STATIC    the program is linked with -static
@@ -41,7 +42,9 @@ endif()
 file(WRITE ${WORK_DIR}/program.cpp "${CMAKE_MATCH_1}")
 
 set(prefix ${PACKAGE})
-if(NOT PACKAGE AND NOT MODE STREQUAL "add_subdirectory")
+if(MODE STREQUAL "build_tree")
+  set(prefix ${BINARY_DIR})
+elseif(NOT PACKAGE AND NOT MODE STREQUAL "add_subdirectory")
   set(prefix ${WORK_DIR}/prefix)
   run(${CMAKE_COMMAND} --install ${BINARY_DIR} --prefix ${prefix})
 endif()
@@ -89,6 +92,10 @@ ${find}
 add_executable(program program.cpp)
 set_target_properties(program PROPERTIES CXX_STANDARD ${STANDARD} CXX_STANDARD_REQUIRED ON)
 target_link_libraries(program PRIVATE KELINFRA::${target})
+if(WIN32)
+  add_custom_command(TARGET program POST_BUILD COMMAND_EXPAND_LISTS
+      COMMAND \${CMAKE_COMMAND} -E copy \$<TARGET_RUNTIME_DLLS:program> \$<TARGET_FILE_DIR:program>)
+endif()
 ")
   if(NOT PACKAGE STREQUAL "system")
     set(place -D CMAKE_PREFIX_PATH=${prefix})
@@ -99,8 +106,24 @@ target_link_libraries(program PRIVATE KELINFRA::${target})
          -D CMAKE_FIND_ROOT_PATH_MODE_INCLUDE=ONLY -D CMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER)
     set(suffix .exe)
   endif()
-  run(${CMAKE_COMMAND} -G Ninja -S ${WORK_DIR} -B ${WORK_DIR}/build ${place}
+  if(MODE STREQUAL "other_icu")
+    file(COPY ${ICU_INCLUDE_DIR}/unicode DESTINATION ${WORK_DIR}/icu)
+    file(READ ${WORK_DIR}/icu/unicode/uvernum.h text)
+    string(REGEX REPLACE "(define U_ICU_VERSION )\"[^\"]*\"" "\\1\"99.1\"" text "${text}")
+    file(WRITE ${WORK_DIR}/icu/unicode/uvernum.h "${text}")
+    list(APPEND place -D ICU_INCLUDE_DIR=${WORK_DIR}/icu)
+  endif()
+  set(configure ${CMAKE_COMMAND} -G Ninja -S ${WORK_DIR} -B ${WORK_DIR}/build ${place}
       -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug)
+  if(MODE STREQUAL "other_icu")
+    execute_process(COMMAND ${configure} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+    string(REGEX REPLACE "[ \n]+" " " output "${output}")
+    if(result EQUAL 0 OR NOT output MATCHES "was built with ICU [0-9]+ and cannot be linked with ICU 99\\.1 ")
+      message(FATAL_ERROR "CMake said (${result}):\n${output}")
+    endif()
+    return()
+  endif()
+  run(${configure})
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
   run(${WINE} ${WORK_DIR}/build/program${suffix})
 endif()

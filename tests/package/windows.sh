@@ -17,7 +17,9 @@ check_files() {
   local icu_version
   icu_version=$(sed -n 's/^#define U_ICU_VERSION_MAJOR_NUM \([0-9]*\)$/\1/p' "$icu/include/unicode/uvernum.h")
   same "files" "$(LC_ALL=C sort <<END
-LICENSE
+share/KELINFRA/KELINFRA.natvis
+$(printf '%s\n' LICENSE README.md CHANGELOG.md CONTRIBUTING.md)
+$(paths docs "$root/docs")
 $(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
 $(printf 'bin/%s\n' libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 $(printf 'bin/%s.exe\n' documentServer documentClient failures)
@@ -55,6 +57,10 @@ check_contents() {
     grep -L 'Apache License' Apache-2.0.txt
     grep -L 'GNU GENERAL PUBLIC LICENSE' GPL-3.txt
   })"
+  same "links of README.md to files that are not in the package" "" \
+    "$(grep -oE '\]\([^):#]+' "$zip/README.md" | sed 's/^](//' | sort -u | while read -r page; do
+      [ -e "$zip/$page" ] || printf '%s\n' "$page"
+    done)"
   same "files with paths of the building machine" "" \
     "$(grep -rlF -e "$root" "$zip/lib" "$zip/examples" "$zip"/bin/{KELINFRA.dll,*.exe} || true)"
 }
@@ -63,11 +69,13 @@ check_contents() {
 with_package() { WINEPATH="Z:$(tr / '\\' <<<"$zip/bin")" "$@"; }
 
 check_program() {
-  step "the README's program with the ZIP" \
-    with_package consume find_package 17 "$compiler" "$zip" -D WINE=wine
+  KELINFRA_WORK=$work "$root/tests/package/installed.sh" "$zip" "$compiler"
   same "paths of the project that it was built with" "" \
     "$(sed "s|$work||g" "$work"/find_package-17/build/{CMakeCache.txt,build.ninja,Makefile} \
        "$work"/find_package-17/build/CMakeFiles/program.dir/* 2>/dev/null | grep -F "$root" || true)"
+  same "libraries that CMake puts beside the program" "$(cd "$zip/bin" && printf '%s\n' *.dll | sort)" \
+    "$(cd "$work/find_package-17/build" && printf '%s\n' *.dll | sort)"
+  rm "$work/find_package-17/build"/*.dll
   if wine "$work/find_package-17/build/program.exe" >/dev/null 2>&1; then
     die "the program runs without the package: other libraries than its own are found"
   fi

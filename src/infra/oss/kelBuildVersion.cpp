@@ -1,5 +1,6 @@
 #include "infra/oss/kelBuildVersion.hpp"
 
+#include "infra/kelVersion.hpp"
 #include "infra/oss/kelStringTokenizer.hpp"
 
 #include "text/kelInvariant.hpp"
@@ -8,7 +9,7 @@
 namespace tarvo::oss {
 namespace {
 
-constexpr const char* builtInVersion = "5.2.1.0-1.1-275";
+constexpr const char* builtInVersion = KELINFRA_VERSION_STRING ".0-1.1-275";
 
 }  // namespace
 
