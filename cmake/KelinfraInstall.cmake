@@ -18,6 +18,7 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kel
         FILES_MATCHING PATTERN "*.hpp")
 install(FILES errors/catalogue.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
+install(DIRECTORY catalogues DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
 install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir} COMPONENT kelinfra_development)
 
 # The CMake package exists twice: for the installation, and for the build tree, where a program can use the

@@ -1,0 +1,13 @@
+# Writes a C++ source with files as texts: -D OUTPUT=SOURCE -D VERSION=N -D FILES=name=file;...
+set(source "// Made by embed.cmake.\n#include \"embedded.hpp\"\n\nnamespace kelinfra::embedded {\n")
+string(APPEND source "const std::string_view version = \"${VERSION}\";\n")
+foreach(entry ${FILES})
+  string(FIND "${entry}" "=" split)
+  string(SUBSTRING "${entry}" 0 ${split} name)
+  math(EXPR split "${split} + 1")
+  string(SUBSTRING "${entry}" ${split} -1 path)
+  file(READ "${path}" text)
+  string(APPEND source "const std::string_view ${name} = R\"text(${text})text\";\n")
+endforeach()
+string(APPEND source "}  // namespace kelinfra::embedded\n")
+file(WRITE "${OUTPUT}" "${source}")

@@ -1,0 +1,27 @@
+#include "commands.hpp"
+#include "embedded.hpp"
+
+#include <unicode/uversion.h>
+
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace kelinfra {
+
+Status printVersion(bool json) {
+  UVersionInfo numbers;
+  std::array<char, U_MAX_VERSION_STRING_LENGTH> icu{};
+  u_getVersion(numbers);
+  u_versionToString(numbers, icu.data());
+  if (json) {
+    const nlohmann::ordered_json version = {{"kelinfra", embedded::version}, {"icu", icu.data()}};
+    std::puts(version.dump(2).c_str());
+  } else {
+    std::printf("kelinfra %s (ICU %s)\n", std::string(embedded::version).c_str(), icu.data());
+  }
+  return clean;
+}
+
+}  // namespace kelinfra
