@@ -7,8 +7,8 @@
 /// Loads and stores words in a given byte order, on processors of either byte order. A word is loaded and
 /// stored unchanged if the given order equals the processor's order.
 ///
-/// The functions are always inlined, so that files compiled for different processors share none: see
-/// simd/kelKernels.hpp.
+/// The functions are always inlined, so that files that are compiled for different processors do not share a
+/// copy; simd/kelKernels.hpp explains why.
 namespace tarvo::machine {
 
 constexpr bool isLittleEndian = std::endian::native == std::endian::little;
@@ -34,13 +34,13 @@ template <class Word>
   }
 }
 
-/// The same with the highest byte first.
+/// Converts between the value of a word and the word as it is in memory, with the highest byte first.
 template <class Word>
 [[gnu::always_inline]] constexpr Word bigEndian(Word word) {
   return swapped(littleEndian(word));
 }
 
-/// The word at any address, in the processor's order.
+/// Returns the word at an address in the processor's byte order. The address may be unaligned.
 template <class Word>
 [[gnu::always_inline]] inline Word nativeAt(const void* place) {
   Word word;

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// The 128-bit product of two 64-bit numbers. Not every compiler has a type of 128 bits.
+/// Computes the 128-bit product of two 64-bit numbers, because not every compiler has a type of 128 bits.
 namespace tarvo::machine {
 
 struct WideProduct {
@@ -10,7 +10,7 @@ struct WideProduct {
   std::uint64_t upper;
 };
 
-/// For every compiler: multiplies halves of 32 bits.
+/// Computes the product from halves of 32 bits, for compilers without a type of 128 bits.
 constexpr WideProduct multipliedByHalves(std::uint64_t left, std::uint64_t right) noexcept {
   constexpr std::uint64_t half = 0xFFFF'FFFF;
   const std::uint64_t low = (left & half) * (right & half);

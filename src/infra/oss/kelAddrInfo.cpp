@@ -94,8 +94,8 @@ class RecordReader {
   std::size_t left_;
 };
 
-/// An IPv4 or IPv6 entry is refused if the size of its address is wrong for the family. Addresses of other
-/// families are not checked here: `socket` accepts or refuses them.
+/// Returns whether the size of an address suits its family. Addresses of families other than IPv4 and IPv6
+/// are not checked here, because `socket` refuses them.
 bool lengthSuits(int family, std::uint64_t length) {
   if (family == platform::familyInet) return length == platform::inetAddressSize;
   if (family == platform::familyInet6) return length == platform::inet6AddressSize;
@@ -124,7 +124,7 @@ std::uint16_t usedBytes(const Record& record) {
   return machine::littleEndianAt<std::uint16_t>(record.bytes);
 }
 
-/// The entries of a record; empty if the record cannot be read.
+/// Returns the entries of a record; the list is empty if the record cannot be read.
 AddressList readEntries(const Record& record) {
   const std::uint16_t used = usedBytes(record);
   if (used > usedMost) return {};

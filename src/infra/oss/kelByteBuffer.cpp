@@ -22,19 +22,19 @@ namespace {
 
 using Storage = DefaultAlternateBuffer<char>;
 
-/// The storage size for `length` bytes and their terminator. If the sum wraps, the size is one that no
-/// storage can have.
+/// Returns the storage size for `length` bytes and their terminator. If the sum overflows, the result is a
+/// size that no storage can have.
 constexpr unsigned long long withTerminator(unsigned long long length) {
   return std::max(length + 1, length);
 }
 
-/// Resizes for `length` bytes and writes the terminator after them.
+/// Resizes the storage for `length` bytes and writes the terminator after them.
 void makeRoom(Storage& storage, unsigned long long length) {
   storage.resize(withTerminator(length));
   storage.data()[length] = '\0';
 }
 
-/// Moves bytes into storage that has room for them, so their number fits into a size_t.
+/// Moves bytes into storage. The storage has room for them, so their number fits into a size_t.
 void moveBytes(char* target, const char* source, unsigned long long length) {
   std::memmove(target, source, static_cast<std::size_t>(length));
 }
@@ -104,9 +104,9 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
   return compare(other.get(), other.length());
 }
 
-// Fast path: if the piece is short and fits and entries are not traced, the append makes no call and saves no
-// register. The size is set before the bytes are written: after them the compiler would load the capacity
-// again, since a char may alias it.
+// Fast path: if the bytes are few and fit, and entries are not traced, the append makes no call and saves no
+// registers. The size is set before the bytes are written. Otherwise the compiler would load the capacity
+// again, because a char that is written may alias it.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;
@@ -157,8 +157,9 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   return *this;
 }
 
-// Moves the bytes, since they may be a part of this buffer. A part fits into the present block. Only the
-// whole block leaves no room for the terminator; `wholeBlock` then keeps the old block until it is copied.
+// The bytes are moved, not copied, because they may be a part of this buffer. A part of the buffer fits into
+// the present block, with one exception: if the part is the whole block, there is no room for the terminator.
+// `wholeBlock` then keeps the old block until it has been copied.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
   if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);

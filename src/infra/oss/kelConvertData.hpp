@@ -16,9 +16,9 @@ struct ByteConversion {
   bool terminating;  ///< sizes include a terminating NUL
 };
 
-/// The common part of the two byte overloads of Converter::convert; both set `terminating` and return its
-/// results and errors. Without `terminating` the destination of an unchanged copy needs room only for the
-/// bytes, but a NUL is stored after them: one byte past a destination of exactly that length.
+/// The common part of the two overloads of Converter::convert for bytes. Both overloads set `terminating` to
+/// true. If it is false and the data is copied unchanged, the destination needs room only for the bytes, but
+/// a NUL is still stored after them: one byte after the end of a destination of exactly that length.
 int convertData(const ByteConversion& conversion);
 
 }  // namespace tarvo::oss

@@ -31,15 +31,16 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The most units that ICU can hold in a text. It is also the limit for bytes, since each byte may become a
-/// unit.
+/// The largest number of units in an ICU string. It is also the limit for bytes, because each byte may become
+/// a unit.
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {
   return text::isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
 }
 
-/// Compares the bytes of the names: two names of one converter are different code pages.
+/// Returns whether two names are the same. Only the bytes of the names are compared: two different names of
+/// one converter are treated as different code pages.
 bool sameCodePage(const char* one, const char* other) {
   if (text::isEmpty(one) || text::isEmpty(other)) return text::isEmpty(one) && text::isEmpty(other);
   if (one == other) return true;
@@ -50,12 +51,12 @@ bool sameCodePage(const char* one, const char* other) {
 
 constinit std::atomic<bool> debugging = false;
 
-/// A code page; its name is looked up only when it is printed.
+/// A code page for a debug line. Its name is looked up only when the line is printed.
 struct CodePage {
   const char* codePage;
 };
 
-/// Bytes to print, up to the first NUL among them.
+/// Bytes for a debug line. They are printed up to the first NUL.
 struct Shown {
   const char* bytes;
   std::int64_t count;
@@ -124,7 +125,7 @@ struct Target {
   raise<NLSException>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{target.length});
 }
 
-/// The size that the caller asked for. A size above the largest int is an error.
+/// Returns the size to the caller. A size above the largest int is an error.
 int answer(std::int64_t size, const Target& target) {
   if (size > largestSize) raiseConversionError(target);
   return static_cast<int>(size);
@@ -143,7 +144,8 @@ int sizeUnchanged(std::int64_t length, const Target& target) {
   return size;
 }
 
-/// Without `terminating` the NUL is stored too, one byte past the size that is checked.
+/// Copies the data and a NUL. If `terminating` is false, the check of the size does not include the NUL, but
+/// the NUL is stored nevertheless.
 int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
   const std::int64_t size = target.sizeOf(length);
   if (size > target.length) {
@@ -162,7 +164,7 @@ int copyUnchanged(const char* data, std::int64_t length, const Target& target) {
   return static_cast<int>(size);
 }
 
-/// Prints ICU's size and returns it with the terminator added.
+/// Prints the size that ICU returned, and returns this size plus the terminator.
 int sizeConverted(std::int32_t count, const Target& target) {
   const CodePage name{target.toCodePage};
   if (count < 1) {
@@ -197,7 +199,7 @@ int sizeWritten(std::int32_t count, const Target& target) {
   return static_cast<int>(size);
 }
 
-/// The result for a text of `count` bytes in the target's code page.
+/// Returns the result for a text that has `count` bytes in the target's code page.
 int converted(std::int32_t count, const Target& target) {
   return target.bytes == nullptr ? sizeConverted(count, target) : sizeWritten(count, target);
 }

@@ -27,7 +27,8 @@ using trace::tracedExit;
 
 namespace {
 
-/// Constructors report that there is no memory; the other members do not.
+/// Throws if a text was not inserted. Only constructors call this function: the other members do not report
+/// that there is no memory.
 void require(bool inserted) {
   if (!inserted) throw std::bad_alloc();
 }
@@ -36,8 +37,8 @@ const char* encodingName(const char* encoding) {
   return text::isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
 }
 
-// Refuses only exactly these names. "utf-16" and "UTF-16LE" are accepted, and the zero bytes of their texts
-// end the text early.
+// Raises an error only for exactly these two names. "utf-16" and "UTF-16LE" are accepted, although the zero
+// bytes in such a text terminate it early.
 void refuseZeroBytes(const char* encoding) {
   const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
   if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
@@ -45,7 +46,7 @@ void refuseZeroBytes(const char* encoding) {
                       errors::Name{text::invariantText(encodingName(encoding))});
 }
 
-/// The value of a hexadecimal digit, or -1.
+/// Returns the value of a hexadecimal digit, or -1 for other characters.
 constexpr int digitValue(char c) {
   if ('0' <= c && c <= '9') return c - '0';
   if ('A' <= c && c <= 'F') return c - 'A' + 10;
@@ -96,7 +97,8 @@ DataBuffer::DataBuffer(const DataBuffer& other) {
       insert(block_, 0, other.block_.bytes, static_cast<std::size_t>(other.block_.length));
       return;
     }
-    // The length is copied, although the bytes are copied only up to the first 0.
+    // The whole length is copied, but the bytes are copied only up to the first zero byte; the rest of the
+    // length is zeros.
     takeZeroed(block_, other.block_.capacity);
     block_.length = other.block_.length;
     block_.written = block_.zeroFree = static_cast<int>(tailLength(other.block_, 0));

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Defines the members of an exception class, inside the class's namespace. A macro, because each class is a
-/// separate type with its own key function, and the classes differ only in type and name.
+/// Defines the members of an exception class; use it inside the namespace of the class. It is a macro because
+/// each class is a separate type with its own key function, and the classes differ only in type and name.
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage,bugprone-macro-parentheses): see above; Class names a type
 #define KEL_DEFINE_EXCEPTION(Class, text)                                                          \
   Class::Class(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber) \

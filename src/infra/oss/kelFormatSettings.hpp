@@ -8,7 +8,8 @@
 
 namespace tarvo::oss {
 
-/// The formats of a locale for numbers and times. Empty until `Formatter::setSettings` builds it.
+/// The formats of a locale for numbers and times. The record is empty until `Formatter::setSettings` fills
+/// it.
 struct FormatSettings {
   icu::Locale locale;
   std::unique_ptr<icu::NumberFormat> number;
@@ -17,11 +18,11 @@ struct FormatSettings {
   std::unique_ptr<icu::DateFormat> dateAndTime;
 };
 
-/// The library's only record.
+/// Returns the record, of which the process has only one.
 FormatSettings& formatSettings();
 
-/// ICU's functions that create formats, each in ICU's default style. They return null if ICU cannot create
-/// one.
+/// The ICU functions that create formats, each in ICU's default style. If ICU cannot create a format, they
+/// return null.
 struct FormatFactories {
   icu::NumberFormat* (*number)(const icu::Locale&);
   icu::DateFormat* (*date)(const icu::Locale&);
@@ -29,7 +30,7 @@ struct FormatFactories {
   icu::DateFormat* (*dateAndTime)(const icu::Locale&);
 };
 
-/// The functions in use: ICU's, unless a test has replaced them.
+/// The functions that the library calls: those of ICU, unless a test has replaced them.
 extern constinit FormatFactories formatFactories;
 
 }  // namespace tarvo::oss

@@ -46,14 +46,15 @@ constexpr bool isVisible(Unit unit) {
   return '!' <= unit && unit <= '~';
 }
 
-/// Whether there is nothing to trim, as in nearly every text. False for the empty text.
+/// Returns whether both ends of the text are visible characters, so that nothing has to be trimmed. That is
+/// true for nearly every text, and false for the empty text.
 template <class Text>
 constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());
 }
 
-/// The result of icu::UnicodeString::trim. Testing single code units suffices: all white space is below
-/// U+10000.
+/// Trims a text with the same result as icu::UnicodeString::trim. It suffices to test single code units,
+/// because all white space is below U+10000.
 Units trimmed(Units text) {
   if (endsVisible(text)) return text;
   while (!text.empty() && u_isWhitespace(text.back())) text.remove_suffix(1);
@@ -69,7 +70,8 @@ icu::UnicodeString fromUtf8(std::string_view bytes) {
       icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))}));
 }
 
-/// The text as an error records it: converted through UTF-8, which replaces half a surrogate pair by U+FFFD.
+/// Returns the text as it is recorded in an error: it is converted to UTF-8 and back, which replaces half a
+/// surrogate pair by U+FFFD.
 icu::UnicodeString recorded(Units text) {
   std::string bytes;
   text::made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
@@ -94,12 +96,13 @@ constexpr const char* typeWord<std::int64_t> = "int64_t";
 template <>
 constexpr const char* typeWord<std::uint64_t> = "uint64_t";
 
-/// The number of digits of the largest value.
+/// The number of digits of the largest value of an integer type.
 template <class Integer>
 constexpr std::size_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
 
-/// Returns whether the trimmed text is an integer, and stores it in `value`. A value out of range is reduced
-/// modulo 2 to the power of the width; only the number of digits is limited. Programs depend on this.
+/// If the trimmed text is an integer, stores it in `value` and returns true. Only the number of digits is
+/// limited; a number out of range is reduced modulo 2 to the power of the type's width. This behaviour is
+/// frozen because programs depend on it.
 template <class Integer>
 bool readInteger(Units text, Integer& value) {
   bool negative = false;
@@ -133,8 +136,9 @@ Integer toInteger(const icu::UnicodeString& text) {
 
 // --- text of numbers
 
-/// The text's own buffer, which has room for any number: filling it takes less work than replacing the text,
-/// and allocates nothing. Null if the caller holds it open.
+/// Returns the buffer inside the string object, which has room for any number. Writing into this buffer takes
+/// less time than replacing the text, and allocates nothing. Returns null if the caller holds the buffer
+/// open.
 char16_t* openUnits(icu::UnicodeString& out, std::size_t length) {
   out.remove();  // makes a bogus text valid
   return out.getBuffer(static_cast<std::int32_t>(length));
@@ -161,7 +165,7 @@ constexpr char upperCaseOf(char digit) {
   return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
 }
 
-/// The digits of the value's 64 bits; a negative value is in two's complement.
+/// Writes the hexadecimal literal of the value's 64 bits; a negative value is in two's complement.
 void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) {
   char literal[20] = {'X', '\''};  // room for the longest and a NUL
   char* end = std::to_chars(literal + 2, literal + 18, static_cast<std::uint64_t>(value), 16).ptr;
@@ -172,8 +176,8 @@ void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) 
 
 // --- floating-point numbers
 
-/// Whether the rounding mode is to nearest: std::from_chars always rounds to nearest, strtod only in this
-/// mode.
+/// Returns whether the rounding mode of the thread is to nearest. std::from_chars always rounds to nearest,
+/// while strtod follows the mode.
 bool roundsToNearest() {
   const volatile float tiny = FLT_MIN;
   return tiny + 1.0F == 1.0F - tiny;
@@ -182,10 +186,11 @@ bool roundsToNearest() {
 constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
                                                 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
-/// Whether the text, which is not empty, is up to 15 digits, with or without a "-" before them and a point
-/// among them; stores its value. Such an integer is below 10^15 < 2^53, and 10^14 = 5^14 * 2^14 with 5^14 <
-/// 2^33, so both are exact as doubles. Their quotient is rounded once and equals the result of strtod.
-/// Without this path such a number takes 1.3 times as long.
+/// A fast path for short numbers. If the text, which is not empty, consists of at most 15 digits, perhaps
+/// with a "-" before them and a point among them, stores its value and returns true. The value is the
+/// quotient of the number without the point and a power of ten. The number is below 10^15 < 2^53, and the
+/// power is at most 10^14 = 5^14 * 2^14 with 5^14 < 2^33, so a double holds both exactly. The quotient is
+/// rounded once and equals the result of strtod. Without this path such a number takes 1.3 times as long.
 template <class Text>
 bool readFewDigits(Text text, double& value) {
   static_assert(FLT_EVAL_METHOD == 0);
@@ -214,12 +219,12 @@ bool readFewDigits(Text text, double& value) {
   return true;
 }
 
-/// Whether `strtod` accepts the whole text; stores its value. The text is not empty, has no white space at
-/// its ends, and a NUL follows it.
+/// If `strtod` accepts the whole text, stores the value and returns true. The text must not be empty, must
+/// not have white space at its ends, and must be followed by a NUL.
 bool readAnyDouble(std::string_view text, double& value) {
   const char* const end = text.data() + text.size();
-  // If from_chars accepts the whole text and the value is finite, strtod returns the same value. strtod
-  // decides about the rest.
+  // If from_chars accepts the whole text and the value is finite, strtod would return the same value. All
+  // other texts are passed to strtod.
   const auto [stop, error] = platform::readDouble(text.data(), end, value);
   if (error == std::errc() && stop == end && std::isfinite(value) && roundsToNearest()) [[likely]]
     return true;
@@ -233,13 +238,14 @@ bool readDouble(std::string_view text, double& value) {
   return readFewDigits(text, value) || readAnyDouble(text, value);
 }
 
-/// Writes the text as bytes and a NUL. Returns false if it is not all ASCII; the bytes are then unusable.
+/// Writes the text as bytes and a NUL. Returns false if the text is not all ASCII; the bytes are then not
+/// usable.
 bool narrowed(Units text, char* bytes) {
   bytes[text.size()] = '\0';
   return text::narrowAscii(text.data(), text.size(), bytes);
 }
 
-/// Reads a trimmed text. Every number consists of ASCII characters.
+/// Reads a number from a trimmed text. A text that is not all ASCII is not a number.
 bool readDouble(Units text, double& value) {
   constexpr std::size_t usual = 128;
   if (text.empty()) return false;
@@ -271,7 +277,7 @@ struct StandIn {
 
 constexpr StandIn standIns[] = {{720, 864}, {737, 869}, {775, 901}, {855, 855}, {858, 858}};
 
-/// ICU's name for the converter of an OEM code page.
+/// Returns ICU's name for the converter of an OEM code page.
 std::array<char, 64> converterName(unsigned int codePage) {
   std::string_view prefix = "windows-";
   for (const StandIn& row : standIns) {

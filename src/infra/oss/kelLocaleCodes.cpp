@@ -7,8 +7,8 @@
 namespace tarvo::oss {
 namespace {
 
-// ARA, DEBE, DELI, NR, RUUA, SRL and SVFI look wrong but are intended: programs depend on these codes. Each
-// first letter begins a line; clang-format would change that.
+// ARA, DEBE, DELI, NR, RUUA, SRL and SVFI look wrong but are intended: programs depend on these codes. In
+// this table each first letter begins a new line; clang-format would change that.
 // clang-format off
 constexpr LocaleAlias aliases[] = {
     {"AR", "arAA"}, {"ARA", "arSA"}, {"ARAA", "arAA"}, {"ARAE", "arAE"}, {"ARB", "arLB"}, {"ARBH", "arBH"},
@@ -114,10 +114,10 @@ constexpr const char* find(std::string_view key) {
 constexpr const char* fallback = find(*std::rbegin(supported));
 static_assert(fallback == std::string_view("enUS"));
 
-/// Only this many bytes of an ICU name are used.
+/// The number of bytes of an ICU name that are used.
 constexpr std::size_t longestName = 63;
 
-/// The code for the letters and digits of a name, in capitals; null if there is no such code.
+/// Looks up a code by the letters and digits of a name, in capitals. Returns null if there is no such code.
 const char* findNormalised(std::string_view name) {
   std::array<char, longestName> key{};
   std::size_t length = 0;

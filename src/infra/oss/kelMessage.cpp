@@ -14,7 +14,7 @@
 
 namespace tarvo::oss {
 
-/// A second, bit-coded severity.
+/// Returns the severity in a second coding, in which each level is one bit.
 constexpr int Message::bitCodedSeverity(Level level) {
   switch (level) {
     case LEVEL_INFO:
@@ -71,7 +71,7 @@ const std::list<icu::UnicodeString>& Message::getMessageArgs() const {
   return arguments_;
 }
 
-/// Passes the pieces of the one-line rendering to `take`, in order.
+/// Passes the parts of the message's one-line text to `take`, in their order.
 template <class Take>
 void Message::render(Take take) const {
   const auto view = [](const icu::UnicodeString& text) {
@@ -131,7 +131,8 @@ void Message::addArgument(const char* value, const char* codepage) {
   arguments_.push_back(std::move(text));
 }
 
-// Signed 32 bits for every type are intended: the message catalogues of programs depend on it.
+// Every type is reduced to a signed number of 32 bits. This is intended, because the message catalogues of
+// programs depend on it.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
   arguments_.push_back(text::invariantText(text::DecimalText(static_cast<std::int32_t>(value)).view()));
@@ -187,8 +188,8 @@ void Message::setMessage(const Message& other) {
   arguments_ = other.arguments_;
 }
 
-// The strings may be fields of this message, and there may be no memory for a copy: all copies are made
-// before the reset.
+// All copies are made before the reset, because the strings may be fields of this message and there may be no
+// memory for a copy.
 void Message::setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level) {
   icu::UnicodeString newId = text::copied(id);
   icu::UnicodeString newText = text::copied(text);

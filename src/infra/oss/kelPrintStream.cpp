@@ -2,8 +2,9 @@
 
 #include "platform/kelRuntimeLocale.hpp"
 
-// Also makes sure that std::cerr is constructed before any static constructor of the library's users runs. No
-// other source may include it: each would add a static constructor that runs when the library is loaded.
+// Because of this header, std::cerr is constructed before any static constructor of the library's users runs.
+// No other source may include <iostream>, because each such source adds a static constructor that runs when
+// the library is loaded.
 #include <iostream>
 #include <new>
 
@@ -16,7 +17,8 @@ PrintStream& print(PrintStream& stream, Value value) {
   return stream;
 }
 
-/// For numbers that the standard library prints through the runtime.
+/// Prints a floating-point number, which the standard library formats with the C runtime; so the locale must
+/// not change meanwhile.
 template <class Value>
 PrintStream& printFloating(PrintStream& stream, Value value) {
   const platform::RuntimeLocaleLock locale;
@@ -27,8 +29,8 @@ alignas(PrintStream) unsigned char storage[sizeof(PrintStream)];
 
 }  // namespace
 
-// Constructed when the library is loaded, after std::cerr and before any static constructor of the library's
-// users. Never destroyed, so that late exit handlers can print.
+// The stream is constructed when the library is loaded, after std::cerr and before any static constructor of
+// the library's users. It is never destroyed, so exit handlers that run late can print.
 PrintStream& ossOut = *new (storage) PrintStream;
 
 PrintStream::~PrintStream() = default;

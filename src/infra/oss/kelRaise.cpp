@@ -5,7 +5,7 @@
 namespace tarvo::oss {
 namespace {
 
-/// Removes the last component of a path with slashes of either kind, and returns it.
+/// Removes the last component of a path and returns it. The path may contain "/" and "\".
 std::string_view takeLast(std::string_view& path) {
   const std::size_t slash = path.find_last_of("/\\");
   const std::string_view last = path.substr(slash == std::string_view::npos ? 0 : slash + 1);

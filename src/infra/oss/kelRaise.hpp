@@ -12,12 +12,13 @@
 ///
 ///     raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
 ///
-/// throws, by value, an exception of the class named. It has one message with the identifier, the arguments
-/// in their order, and the file and line of this statement. The identifiers are those of
-/// errors/identifiers.json. A class or arguments other than those of the identifier do not compile.
+/// throws an exception of the named class by value. The exception has one message with the identifier, the
+/// arguments in their order, and the file and line of this statement. errors/identifiers.json lists the
+/// identifiers with their classes and arguments. A statement with another class or other arguments does not
+/// compile.
 namespace tarvo::oss {
 
-/// A place in the library's sources. As a default argument it is the place of the caller.
+/// A place in the library's sources: file and line. `here` as a default argument is the place of the caller.
 struct SourcePlace {
   const char* path;
   unsigned int line;
@@ -27,12 +28,13 @@ struct SourcePlace {
     return {path, line};
   }
 
-  /// The name that a message records: the base name, or a longer path for sources of util. Both are frozen
-  /// because programs depend on them.
+  /// Returns the file name that a message records: the base name, or a longer path for sources of util. These
+  /// names are frozen because programs depend on them.
   std::string recordedName() const;
 };
 
-/// An identifier for an error with this class and these arguments, together with the place that names it.
+/// The identifier of an error with this class and these arguments, together with the place in the sources at
+/// which it is written.
 template <class Exception, class... Arguments>
 struct Identifier {
   template <class... Exceptions, class Required, class Omissible,
@@ -48,7 +50,7 @@ struct Identifier {
   SourcePlace place;
 };
 
-/// Makes the exception, complete with its arguments, without throwing it.
+/// Creates the exception with its arguments, without throwing it.
 template <class Exception, errors::Kind... Arguments>
 Exception makeError(std::type_identity_t<Identifier<Exception, Arguments...>> identifier,
                     const Arguments&... arguments) {

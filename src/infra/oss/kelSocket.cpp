@@ -29,7 +29,8 @@ namespace wsa = platform::wsa;
 
 namespace {
 
-/// Returns 0 or the code, which is read before the host's exit hooks can overwrite it.
+/// Returns 0 or the Winsock code. The code is read inside the traced body, before the exit hooks of the host
+/// program can overwrite it.
 int switchNonBlocking(SocketHandle handle, bool on) {
   return traced<probe("Socket::setNonBlocking")>([&] {
     return winsock().ioctlsocketNonBlocking(handle, on ? 1 : 0) == 0 ? 0 : winsock().WSAGetLastError();
@@ -45,8 +46,8 @@ int pendingError(SocketHandle handle, const Peer& peer) {
   });
 }
 
-/// The address buffer + offset of a range. The sum is computed with integers: with pointers, a range that
-/// wraps would be undefined behaviour instead of an error.
+/// Returns the address buffer + offset of a range. The sum is computed with integers, because with pointers a
+/// range that overflows would be undefined behaviour instead of an error.
 char* startOf(const char* buffer, unsigned long long offset, unsigned long long length, const Peer& peer) {
   const auto base = reinterpret_cast<std::uintptr_t>(buffer);
   const std::uintptr_t room = std::numeric_limits<std::uintptr_t>::max() - base;
@@ -55,7 +56,7 @@ char* startOf(const char* buffer, unsigned long long offset, unsigned long long 
   return reinterpret_cast<char*>(base + offset);
 }
 
-/// The most bytes that one call can be asked to transfer.
+/// Returns the count, or the largest int if the count is larger: one system call cannot transfer more.
 int cappedCount(unsigned long long count) {
   return static_cast<int>(std::min<unsigned long long>(count, std::numeric_limits<int>::max()));
 }
@@ -72,10 +73,10 @@ void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, 
 
 constexpr std::size_t lengthWordSize = 4;
 constexpr std::size_t drainChunk = 1024;
-/// The most bytes of a payload that are sent together with its length word.
+/// The size of the largest payload that is sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
 
-/// Takes the low 32 bits of the length.
+/// Writes the low 32 bits of the length.
 void putLengthWord(char* word, unsigned long long length) {
   machine::putBigEndian(word, static_cast<std::uint32_t>(length));
 }
@@ -88,7 +89,8 @@ unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
 
 using SocketList = std::list<Socket>;
 
-/// Handles mostly ascend: a handle above all earlier ones is added without a search.
+/// Returns the set of the handles of a list. Most lists have ascending handles, so a handle above all earlier
+/// ones is added without a search.
 platform::SocketSet setOf(const SocketList& list) {
   platform::SocketSet set;
   SocketHandle greatest = 0;
@@ -152,7 +154,7 @@ void Socket::startWinsock() {
 
 namespace {
 
-/// Waits for `attempt`, which is in progress, and returns whether it failed.
+/// Waits for an attempt to connect that is in progress, and returns whether it failed.
 bool waitForConnect(const Socket& attempt, const Peer& peer, const unsigned long long* timeout) {
   SocketList read;
   SocketList write(1, attempt);
@@ -165,7 +167,7 @@ bool waitForConnect(const Socket& attempt, const Peer& peer, const unsigned long
 
 enum class Attempt { connected, inProgress, failed };
 
-/// Starts to connect without waiting.
+/// Begins to connect, without waiting.
 Attempt beginConnect(SocketHandle handle, const platform::ResolvedAddress& address) {
   if (switchNonBlocking(handle, true) != 0) return Attempt::failed;
   if (winsock().connect(handle, address.address.data(), address.address.size()) == 0)
@@ -211,7 +213,8 @@ bool Socket::connectTo(const platform::ResolvedAddress& address, const unsigned 
   return true;
 }
 
-// If every address failed at once, there is no handle, and setNoDelay raises the error that callers get.
+// If every address failed at once, there is no handle. Then setNoDelay raises ERR_SOCKET_NOT_CONNECTED, which
+// is the error that `connect` documents.
 void Socket::finishConnect() {
   try {
     setNoDelay(true);
@@ -277,7 +280,7 @@ void Socket::requireHandle() const {
     raise<SocketException>(errors::ERR_SOCKET_NOT_CONNECTED, errors::Host{host_}, errors::Port{port_});
 }
 
-/// Receives once, up to `length` bytes.
+/// Receives up to `length` bytes with one system call.
 unsigned long long Socket::receive(char* buffer, unsigned long long length) {
   const int count = winsock().recv(handle_, buffer, cappedCount(length));
   if (count < 0) raiseLastError({&host_, port_});
@@ -332,7 +335,7 @@ unsigned long long Socket::readMessage(char* buffer, unsigned long long* frameLe
   });
 }
 
-/// Drops `length` bytes of the stream, or the rest if it is shorter.
+/// Reads and discards `length` bytes of the stream, or the rest of the stream if it is shorter.
 void Socket::drain(unsigned long long length) {
   std::array<char, drainChunk> scratch;
   while (length > 0) {
@@ -343,8 +346,9 @@ void Socket::drain(unsigned long long length) {
   }
 }
 
-// The length word and the beginning of the payload are sent together: sent separately, the second would often
-// wait for the acknowledgement of the first. A host's trace shows them as the two writes of a frame.
+// The length word and the beginning of the payload are sent together. If they were sent separately, the
+// payload would often wait for the acknowledgement of the length word. The trace of a host program
+// nevertheless shows two writes for a frame.
 void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigned long long length) {
   traced<probe("Socket::writeMessage")>([&] {
     requireHandle();

@@ -8,20 +8,20 @@
 
 #include <string>
 
-/// The only mapping from Winsock codes to the errors that callers see.
+/// The mapping from Winsock codes to the errors that callers see. All socket errors use this mapping.
 namespace tarvo::oss {
 
-/// The host and port in an error. Without a host the error carries neither.
+/// The host and port in an error. If `host` is null, the error has neither of the two arguments.
 struct Peer {
   const icu::UnicodeString* host = nullptr;
   unsigned int port = 0;
 };
 
-/// The exception for `code`: an identifier for this code with (host, port), or QN_ERR_SOCKET_ERROR with
-/// (code, host, port).
+/// Returns the exception for `code`. If there is an identifier for this code, the arguments are (host, port);
+/// otherwise the identifier is QN_ERR_SOCKET_ERROR and the arguments are (code, host, port).
 SocketException mappedError(int code, const Peer& peer, SourcePlace place);
 
-/// Throws the exception for `code`. Read the code of a failed call before any clean-up call.
+/// Throws the exception for `code`. Read the code of a failed call before you make other calls to clean up.
 [[noreturn]] void raiseMapped(int code, const Peer& peer,
                               SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
@@ -34,7 +34,7 @@ SocketException mappedError(int code, const Peer& peer, SourcePlace place);
                                      SourcePlace place = SourcePlace::here(__builtin_FILE(),
                                                                            __builtin_LINE()));
 
-/// A port as the service text for the resolver.
+/// Returns a port as the text that the resolver takes for a service.
 std::string serviceText(unsigned int port);
 
 }  // namespace tarvo::oss

@@ -22,7 +22,8 @@ using trace::traced;
 using trace::tracedExit;
 namespace wsa = platform::wsa;
 
-/// Counts a thread inside `accept` for the duration of a scope. `close` leaves the handle open meanwhile.
+/// Counts a thread as inside `accept` for the duration of a scope. While threads are counted, `close` does
+/// not close the handle.
 class SocketServer::Waiter {
  public:
   explicit Waiter(SocketServer& server) : server_(server) {
@@ -40,9 +41,9 @@ class SocketServer::Waiter {
 
   SocketHandle handle() const { return handle_; }
 
-  /// In a forked child the parent's threads do not exist: none of them returns from `accept` or releases a
-  /// lock. So the child starts with new locks and no waiters. Then `close` does not wait, and it closes only
-  /// the child's descriptor.
+  /// Resets the counter and the locks in a forked child. The parent's threads do not exist in the child, so
+  /// none of them returns from `accept` or releases a lock there. After the reset `close` does not wait, and
+  /// it closes only the child's descriptor.
   static void forgetParent(SocketServer& server) {
     const unsigned int process = platform::currentProcess();
     if (server.process_ == process) return;
@@ -73,7 +74,7 @@ int setSocketOption(SocketHandle handle, int option, int value) {
   return winsock().setsockopt(handle, platform::levelSocket, option, value);
 }
 
-/// Reads the port that `handle` is bound to: 0 for an address that is neither IPv4 nor IPv6.
+/// Reads the port to which `handle` is bound; 0 if the address is neither IPv4 nor IPv6.
 bool readPort(SocketHandle handle, unsigned int& port) {
   constexpr std::size_t portOffset = 2;
   unsigned char address[128] = {};
@@ -85,8 +86,8 @@ bool readPort(SocketHandle handle, unsigned int& port) {
   return true;
 }
 
-/// The port that the server holds. After a failed `listen` the handle can be bound although no port is
-/// stored. Then this asks the system, and returns 0 if the system reports an error.
+/// Returns the port that the server holds. After a failed `listen` the handle can be bound although no port
+/// is stored. In that case the function asks the system, and returns 0 if the system reports an error.
 unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   unsigned int port = stored;
   if (port == 0) readPort(handle, port);
@@ -150,7 +151,7 @@ void SocketServer::accept(Socket& client, const unsigned long long* timeout) {
   });
 }
 
-/// Returns when a connection is pending.
+/// Waits until a connection is pending.
 void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long long* timeout) {
   constexpr unsigned long long slice = 10'000'000;
   const Socket listening(waiter.handle(), hostText_, port_);
@@ -165,7 +166,8 @@ void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long l
   }
 }
 
-/// Waits once. If the server was closed meanwhile, raises that error whatever the result of the wait.
+/// Calls `Socket::select` once. If the server was closed meanwhile, raises the error for a closed server,
+/// regardless of the result of select.
 bool SocketServer::selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,
                                    unsigned long long limit) {
   unsigned long long ready = 0;

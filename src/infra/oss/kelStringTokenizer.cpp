@@ -23,7 +23,7 @@ using trace::tracedExit;
 
 namespace {
 
-/// The same four characters in every code page.
+/// Returns the default delimiters, which are the same four characters in every code page.
 icu::UnicodeString defaultDelimiters() {
   return text::invariantText(" \r\n\t");
 }
@@ -45,9 +45,10 @@ bool isAscii(const icu::UnicodeString& text) {
   return true;
 }
 
-/// Whether a code page has ASCII's bytes for ASCII's units, whatever is before or after them.
+/// Returns whether a code page encodes each ASCII character as its ASCII byte, regardless of the characters
+/// before and after it.
 bool keepsAscii(const char* codePage) {
-  // UTF-16 has a codec, too, but two bytes for each unit.
+  // A codec alone is not sufficient: UTF-16 has a codec too, but has two bytes for each unit.
   using Direction = text::CachedConverter::Direction;
   if (text::CachedConverter(codePage, Direction::fromUnicode).codec() == nullptr) return false;
   std::array<char16_t, asciiUnits> units;
@@ -84,8 +85,8 @@ StringTokenizer::~StringTokenizer() {
   tracedExit<probe("StringTokenizer::~StringTokenizer")>([&] { std::free(edges_); });
 }
 
-/// Allocates for the most edges that a text of that length can have, so that one pass suffices, and then
-/// returns the part that is not used.
+/// Finds the tokens in one pass. For that it first allocates memory for the largest number of edges that a
+/// text of this length can have, and then releases the part that is not used.
 void StringTokenizer::tokenize(const icu::UnicodeString& delimiters) {
   traced<probe("StringTokenizer::tokenize")>([&] {
     if (text_.length() < 1) return;
@@ -138,13 +139,13 @@ const icu::UnicodeString StringTokenizer::getNextTokenString() {
 }
 // NOLINTEND(readability-const-return-type)
 
-/// The token at the cursor.
+/// Returns the token at the cursor.
 StringTokenizer::Token StringTokenizer::current() const {
   const std::int32_t* const edges = edges_ + 2 * static_cast<std::size_t>(cursor_);
   return {text_.getBuffer() + edges[0], edges[1] - edges[0]};
 }
 
-// The cursor moves last, so an error leaves it where it was.
+// The cursor is moved at the end, so after an error it has not moved.
 const char* StringTokenizer::takeBytes() {
   bytes_.clear(false);
   if (hasMoreTokens()) {
@@ -155,7 +156,8 @@ const char* StringTokenizer::takeBytes() {
   return bytes_.getString();
 }
 
-/// Narrows a short ASCII token if its code page has the same bytes for ASCII. Returns false otherwise.
+/// Appends a short ASCII token without a conversion if the code page has the same bytes for ASCII. Otherwise
+/// returns false and appends nothing.
 bool StringTokenizer::appendAscii(const Token& token) {
   std::array<char, 64> narrow;
   if (token.length < 1 || token.length > static_cast<std::int32_t>(narrow.size())) return false;
@@ -173,14 +175,14 @@ bool StringTokenizer::appendAscii(const Token& token) {
 void StringTokenizer::appendConverted(const Token& token) {
   const icu::UnicodeString text(static_cast<UBool>(false), token.units, token.length);
   bytes_.appendString(text, codePage_.data());
-  // The buffer does not report that it had no memory; the token must not be lost. If a long token begins with
-  // a NUL, an empty result is correct.
+  // The buffer does not report that it had no memory, so an empty result is checked. If a long token begins
+  // with a NUL, an empty result is correct.
   if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
       text::fromUnicode(text, nullptr, 0, text::nullIfEmpty(codePage_.data())) > 0)
     throw std::bad_alloc();
 }
 
-// The text is made in the returned object: moving a text takes as long as making it.
+// The text is constructed in the returned object, because moving a string takes as long as constructing it.
 icu::UnicodeString StringTokenizer::takeText() {
   icu::UnicodeString text;
   if (hasMoreTokens()) {

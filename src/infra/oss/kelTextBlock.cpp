@@ -13,16 +13,16 @@
 namespace tarvo::oss {
 namespace {
 
-// The capacity beyond the need that a text gets when it outgrows its storage.
+// The additional capacity that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
-// If more than this many bytes after a text must be zero, the block is requested from the system as zeros
-// instead of being cleared here. That avoids writing to it if the requested count is far above the length of
-// the text.
+// If more than this number of bytes after a text must be zero, the block is allocated with calloc instead of
+// being cleared here. That avoids writing to the block if the requested count is far above the length of the
+// text.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
-// A text that outgrows a block of this size probably grows further: the next block is four times as large,
-// not twice, unless it would be above `largestAhead`. This avoids half of the copies, and the pages that are
-// not written to take no memory yet.
+// A text that outgrows a block of this size probably grows further. Therefore the next block is four times as
+// large instead of twice, unless it would be larger than `largestAhead`. This avoids half of the copies. The
+// larger block does not take more memory at once, because the system provides a page only when it is written.
 constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
 constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 
@@ -39,21 +39,21 @@ bool fits(const TextBlock& block, int count) {
   return count <= block.capacity - block.length;
 }
 
-/// The number of bytes before the position, or before the first 0 among them.
+/// Returns the number of bytes before the position, or before the first zero byte if that comes earlier.
 std::size_t headLength(const TextBlock& block, int position) {
   const int known = std::min(block.zeroFree, position);
   return static_cast<std::size_t>(known) +
          lengthUpTo(block.bytes + known, static_cast<std::size_t>(position - known));
 }
 
-/// Moves the text out of the inline store, which is all 0 while the heap is in use.
+/// Moves the text out of the inline store and zeroes the store, which must be all 0 while the heap is in use.
 void leaveInlineBytes(TextBlock& block, char* target) {
   std::memcpy(target, block.inlineBytes.data(), static_cast<std::size_t>(block.written));
   std::memset(block.inlineBytes.data(), 0, static_cast<std::size_t>(block.written));
 }
 
-/// Enlarges the heap block to at least twice its size, or allocates one of the size needed. The bytes written
-/// so far stay; the others are undefined.
+/// Enlarges the heap block to at least twice its size, or allocates a heap block of the needed size. The
+/// bytes written so far are kept; the other bytes are undefined.
 bool enlarge(TextBlock& block, std::size_t needed) {
   char* const old = onHeap(block) ? block.bytes : nullptr;
   const std::size_t times = block.size >= growsAheadFrom && 4 * block.size <= largestAhead ? 4 : 2;
@@ -69,7 +69,8 @@ bool enlarge(TextBlock& block, std::size_t needed) {
   return true;
 }
 
-/// Moves the text to a heap block of the size needed. The bytes after it are 0 and have not been touched.
+/// Moves the text to a heap block of the needed size. The bytes after the text are 0 and have not been
+/// accessed.
 bool moveToZeroed(TextBlock& block, std::size_t needed) {
   char* const zeroed = allocateZeroed(needed);
   if (zeroed == nullptr) return false;
@@ -84,9 +85,10 @@ bool moveToZeroed(TextBlock& block, std::size_t needed) {
   return true;
 }
 
-/// Makes a gap of `added` bytes in the text and returns it; null if there is no memory. `count` is the
-/// requested number of bytes, of which `added` precede the first 0. The capacity is always length + count +
-/// 4096. The block at least doubles, so a text built of many pieces is copied only a few times.
+/// Grows the block, makes a gap of `added` bytes in the text and returns the gap; returns null if there is no
+/// memory. `count` is the requested number of bytes; `added` is the number of bytes before their first zero
+/// byte. The new capacity is length + count + 4096. The block at least doubles, so a text that is built of
+/// many pieces is copied only a few times.
 char* growAround(TextBlock& block, int position, int count, std::size_t added) {
   const int capacity = block.length + count + spareCapacity;
   const std::size_t needed = static_cast<std::size_t>(capacity) + 1;
@@ -107,9 +109,10 @@ char* growAround(TextBlock& block, int position, int count, std::size_t added) {
   return block.bytes + head;
 }
 
-/// The tail is the bytes from the position up to the first 0, not up to the length. So bytes after a 0 inside
-/// the text stay where they are, and old bytes left by `clear(true)` move. Other bytes after the new text do
-/// not change. A tail of old bytes moves only as far as it fits.
+/// Inserts into a block with enough capacity. The bytes that move are the tail: the bytes from the position
+/// up to the first zero byte, not up to the length. So bytes after a zero byte inside the text do not move,
+/// but old bytes that `clear(true)` kept do. Other bytes after the new text do not change. If a tail of old
+/// bytes does not fit, it is cut.
 void insertFitting(TextBlock& block, int position, const char* text, int count) {
   char* const gap = block.bytes + position;
   const int tail = std::min(static_cast<int>(tailLength(block, position)), block.capacity - position - count);
@@ -120,8 +123,8 @@ void insertFitting(TextBlock& block, int position, const char* text, int count) 
   block.zeroFree = std::min(block.zeroFree, position);
 }
 
-/// The text becomes the bytes before the position, the new text and the tail, each up to its first 0; zeros
-/// follow.
+/// Inserts and grows the block. The result consists of the bytes before the position, the new text and the
+/// tail, each up to its first zero byte. Zeros follow the result.
 bool insertGrowing(TextBlock& block, int position, const char* text, int count) {
   const std::size_t added = lengthUpTo(text, static_cast<std::size_t>(count));
   char* const gap = growAround(block, position, count, added);
@@ -136,7 +139,8 @@ bool insertForeign(TextBlock& block, int position, const char* text, int count) 
   return true;
 }
 
-/// For a text that is inside the storage that is about to change.
+/// Inserts a text that is inside the storage: the text is copied first, because the storage is about to
+/// change.
 bool insertCopied(TextBlock& block, int position, const char* text, int count) {
   const std::size_t used = fits(block, count) ? static_cast<std::size_t>(count)
                                               : lengthUpTo(text, static_cast<std::size_t>(count));

@@ -79,8 +79,8 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   takeText(bytes);
 }
 
-/// Room for a text of that length, followed by as many zeros as are read after it. Null if there is no
-/// memory.
+/// Returns room for a text of that length, or null if there is no memory. After the room there are as many
+/// zeros as the kernels read after a text.
 char* UTF8Iterator::roomFor(std::size_t length) {
   static_assert(inlineSize >= inlineCapacity + text::spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();
@@ -134,7 +134,8 @@ const char* UTF8Iterator::getNextChar() {
   return trace::exitIsTraced() ? leaveTraced(character) : character;
 }
 
-/// Separate, so that the path of nearly every character saves no register.
+/// A separate function for the case that no prepared character is left, so that the path of nearly every
+/// character saves no registers.
 [[gnu::noinline]] const char* UTF8Iterator::goOn() {
   return spreadMore() ? getNextChar() : nullptr;
 }
@@ -147,8 +148,8 @@ inline const char* UTF8Iterator::step() {
   return reinterpret_cast<const char*>(next_++);
 }
 
-/// Prepares the next characters: only a few at the beginning of the text, because the caller may need no
-/// more. The bytes that are left start with a character, so if there are any, at least one character is
+/// Prepares the next characters. At the beginning of the text it prepares only a few, because the caller may
+/// not need more. The remaining bytes start with a character, so if there are any, at least one character is
 /// prepared.
 bool UTF8Iterator::spreadMore() {
   if (position_ >= length_) return false;  // without a text both are 0

@@ -2,7 +2,7 @@
 
 namespace tarvo::platform {
 
-/// The number of the calling process. In a forked child it differs from the parent's.
+/// Returns the number of the calling process. A forked child has another number than its parent.
 unsigned int currentProcess() noexcept;
 
 }  // namespace tarvo::platform

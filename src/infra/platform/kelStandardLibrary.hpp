@@ -15,19 +15,19 @@
 #if !defined(_LIBCPP_VERSION)
 U_NAMESPACE_BEGIN
 
-// Declared as in ICU's header for streams. That header also includes <iostream>, which would construct the
-// standard streams when the library is loaded.
+// The declaration is the one in ICU's header for streams. That header is not included here because it also
+// includes <iostream>, which would construct the standard streams when the library is loaded.
 U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
 
 U_NAMESPACE_END
 #endif
 
-/// Parts of C++20 that libc++ lacks, and a function of ICU that exists only for libstdc++: it takes a stream,
-/// and ICU is built with libstdc++.
+/// Parts of C++20 that libc++ lacks, and a replacement for ICU's output to a stream. ICU is built with
+/// libstdc++, so its function accepts only streams of libstdc++.
 namespace tarvo::platform {
 
-/// As std::from_chars reads a double. Where the library has no such function, it reports that the text is
-/// not a number; the caller then needs another way to read it.
+/// Reads a double as std::from_chars does. If the standard library has no such function, `readDouble` reports
+/// that the text is not a number; the caller must then read the text in another way.
 inline std::from_chars_result readDouble(const char* first, [[maybe_unused]] const char* last,
                                          [[maybe_unused]] double& value) {
 #if defined(__cpp_lib_to_chars)
@@ -37,7 +37,7 @@ inline std::from_chars_result readDouble(const char* first, [[maybe_unused]] con
 #endif
 }
 
-/// As std::make_unique_for_overwrite: an array whose elements are not initialised.
+/// Does the same as std::make_unique_for_overwrite: allocates an array whose elements are not initialised.
 template <class Array>
 std::unique_ptr<Array> makeUniqueForOverwrite(std::size_t count) {
 #if defined(__cpp_lib_smart_ptr_for_overwrite)

@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
-/// The interface between the networking classes and the system: Winsock's functions, numbers and results on
-/// every platform. Each platform has one source that implements `systemWinsock`; tests replace it by a
-/// failing one.
+/// The interface between the networking classes and the system. On every platform it has the functions,
+/// numbers and results of Winsock. Each platform has one source that implements `systemWinsock`; tests
+/// replace it by an implementation that fails on request.
 ///
-/// Unless a function says otherwise, 0 or a count is success, and `socketError` (-1) is a failure. Then
-/// `WSAGetLastError` returns its code, in the calling thread, until the next call. A handle that is closed or
-/// not a socket gives `wsa::notASocket` on every platform. A signal neither ends a call nor lengthens it. No
-/// call raises SIGPIPE.
+/// Unless a function says otherwise, it returns 0 or a count if it succeeds, and `socketError` (-1) if it
+/// fails. After a failure `WSAGetLastError` returns the code of the failure to the calling thread, until the
+/// thread makes the next call. If a handle is closed or not a socket, the code is `wsa::notASocket` on every
+/// platform. A signal neither ends a call nor extends its timeout. No call raises SIGPIPE.
 namespace tarvo::platform {
 
 using SocketHandle = unsigned long long;
@@ -47,7 +47,8 @@ inline constexpr int tryAgain = 11002;
 inline constexpr int noRecovery = 11003;
 }  // namespace wsa
 
-/// Winsock's numbers for the arguments of the functions below, never those of the platform's headers.
+/// Winsock's numbers for the arguments of the functions below. The platform's headers may define other
+/// numbers.
 inline constexpr int familyUnspecified = 0;
 inline constexpr int familyInet = 2;
 inline constexpr int familyInet6 = 23;
@@ -66,10 +67,9 @@ inline constexpr int shutdownReceive = 0;
 inline constexpr int shutdownSend = 1;
 inline constexpr int shutdownBoth = 2;
 
-/// Sizes of Winsock's socket addresses.
-/// A Winsock address is a row of bytes, the same on every processor: the family, 2 bytes, little-endian; the
-/// port, 2 bytes, big-endian; then for IPv4 the address, for IPv6 the flow label, the address and the scope,
-/// 4 bytes, little-endian.
+/// Sizes of Winsock's socket addresses. A Winsock address is a sequence of bytes that is the same on every
+/// processor. It begins with the family (2 bytes, little-endian) and the port (2 bytes, big-endian). For IPv4
+/// the address follows. For IPv6 the flow label, the address and the scope (4 bytes, little-endian) follow.
 inline constexpr std::size_t inetAddressSize = 16;
 inline constexpr std::size_t inet6AddressSize = 28;
 inline constexpr std::size_t scopeOffset = 24;
@@ -87,7 +87,8 @@ struct SocketSet {
   unsigned int count = 0;
   SocketHandle handles[most];
 
-  /// Like FD_SET: a handle that is in the set already is not added, nor is any handle if the set is full.
+  /// Adds a handle as FD_SET does: if the handle is in the set already, or if the set is full, nothing
+  /// changes.
   void add(SocketHandle handle) noexcept {
     if (count < most && !contains(handle)) handles[count++] = handle;
   }
@@ -123,73 +124,83 @@ struct ResolvedAddress {
   std::string canonicalName;           ///< empty if the resolver gives no name
 };
 
-// Not owned or destroyed through the base, so that the platform's object can be constant-initialised.
+// An implementation is never owned or destroyed through this base class, so the destructor is not virtual and
+// the platform's object can be constant-initialised.
 class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see above
  public:
-  /// Returns 0 or the code; `data.version` is the version that was started. The system counts the starts.
+  /// Returns 0 or an error code; `data.version` becomes the version that was started. The system counts the
+  /// calls, and `WSACleanup` must be called once for each.
   virtual int WSAStartup(std::uint16_t version, StartupData& data) = 0;
   virtual int WSACleanup() = 0;
   virtual int WSAGetLastError() = 0;
   virtual void WSASetLastError(int code) = 0;
 
-  /// A new socket, not inherited by programs that the process starts. `familyNotSupported` for any family
-  /// except IPv4 and IPv6, `socketTypeNotSupported` for any type except Winsock's five, `noBuffers` if the
-  /// platform keeps a record of its sockets and has no memory for it.
+  /// Returns a new socket, which programs that the process starts do not inherit. The code of a failure is
+  /// `familyNotSupported` for a family other than IPv4 and IPv6, `socketTypeNotSupported` for a type other
+  /// than Winsock's five, and `noBuffers` if the platform keeps a record of its sockets and has no memory for
+  /// it.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
-  /// `wouldBlock` for a non-blocking attempt in progress, `noBuffers` if the system lacks what it needs to
-  /// begin. The address is a Winsock address: `familyNotSupported` if its family is neither IPv4 nor IPv6,
-  /// `badAddress` if it is too short.
+  /// Connects to a Winsock address. The code of a failure is `wouldBlock` if the socket is non-blocking and
+  /// the attempt is in progress, and `noBuffers` if the system lacks resources to begin. It is
+  /// `familyNotSupported` if the family of the address is neither IPv4 nor IPv6, and `badAddress` if the
+  /// address is too short.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
-  /// `noBuffers` if the platform keeps a record of its listeners and has no memory for it.
+  /// The code is `noBuffers` if the platform keeps a record of its listeners and has no memory for it.
   virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
-  /// The accepted socket is blocking and not inherited by child processes. Waits as long as nothing is
-  /// pending; `invalidArgument` once `wakeAccept` was called; `noBuffers` as for `socket`.
+  /// Waits until a connection is pending and accepts it. The accepted socket is blocking, and child processes
+  /// do not inherit it. The code of a failure is `invalidArgument` after a call of `wakeAccept`, and
+  /// `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
-  /// Makes `listening` readable for every `select` and ends every `accept` on it, now and later, without
-  /// closing it: threads that wait return before the number can belong to another socket.
+  /// Ends every present and later `accept` on `listening`, and makes the socket readable for every `select`,
+  /// without closing it. Therefore threads that wait return before the number of the socket can be given to
+  /// another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
-  /// Closes the socket even if it reports another error. Refuses only a handle that is not an open socket.
+  /// Closes the socket, even if the call returns an error. The only handles that are not closed are those
+  /// that are not open sockets.
   virtual int closesocket(SocketHandle handle) = 0;
 
-  /// Waits until a socket is ready and leaves the ready ones in each set, in order; returns their number over
-  /// the three sets. Null `timeout` waits without limit. A reset or closed connection is readable; a failed
-  /// connect is in the error set, not in the write set, and its pending error stays. A handle that is not an
-  /// open socket is noticed before the call waits; if another socket is ready, or if the call does not wait,
-  /// it may go unnoticed.
+  /// Waits until a socket is ready, keeps only the ready sockets in each set, in their order, and returns the
+  /// number of sockets in the three sets. If `timeout` is null, the wait has no limit. A connection that was
+  /// reset or closed is readable. A failed connect is in the error set and not in the write set, and its
+  /// pending error is kept. If a handle is not an open socket, a call that waits reports that before it
+  /// waits. A call that does not wait, or in which another socket is ready, may not detect such a handle.
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
-  /// `wouldBlock` for a non-blocking socket that would wait, `timedOut` for a blocking one after its timeout;
-  /// `shutDown` after the direction was shut down here, also for a call that waited in another thread while
-  /// both directions were shut down;
-  /// `connectionReset` on every call after the first that reported a reset.
+  /// The code is `wouldBlock` if a non-blocking socket would wait, and `timedOut` if a blocking socket has
+  /// waited for its timeout. It is `shutDown` after this process has shut down the direction; a call that
+  /// waits in another thread while both directions are shut down also fails with `shutDown`. After one call
+  /// has reported a reset, every call fails with `connectionReset`.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;
 
-  /// FIONBIO: `mode` 1 for non-blocking.
+  /// Sets FIONBIO: with `mode` 1 the socket is non-blocking.
   virtual int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) = 0;
   /// All options have a 4-byte value. Timeouts are milliseconds.
   virtual int setsockopt(SocketHandle handle, int level, int option, int value) = 0;
   virtual int getsockopt(SocketHandle handle, int level, int option, int& value) = 0;
-  /// Writes at most `length` bytes of the handle's local Winsock address and sets `length` to their number.
+  /// Writes at most `length` bytes of the socket's local Winsock address, and sets `length` to the number of
+  /// bytes written.
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
-  /// Returns 0 and fills `list` in the resolver's order, or returns the code: `hostNotFound`, `tryAgain`, ...
-  /// Null `node` means this machine. A `service` that is a number above 65535 is `typeNotFound`.
+  /// Returns 0 and fills `list` in the resolver's order, or returns a code: `hostNotFound`, `tryAgain` or
+  /// another one. If `node` is null, it means this machine. If `service` is a number above 65535, the code is
+  /// `typeNotFound`.
   virtual int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                           std::vector<ResolvedAddress>& list) = 0;
-  /// FormatMessageA for a resolver's code: the system's text, one line, at most 1023 bytes; may be empty.
+  /// Returns the system's text for a code of the resolver, as FormatMessageA does: one line of at most 1023
+  /// bytes, which may be empty.
   virtual std::string systemText(int code) = 0;
 
  protected:
   ~Winsock() = default;
 };
 
-/// The platform's implementation.
+/// Returns the platform's implementation.
 Winsock& systemWinsock() noexcept;
 
-/// The implementation that the library uses: the platform's, unless a test has replaced it.
+/// The implementation that the library uses: `systemWinsock()`, unless a test has replaced it.
 extern constinit Winsock* currentWinsock;
 
 inline Winsock& winsock() noexcept {

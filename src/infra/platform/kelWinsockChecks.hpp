@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <cstdlib>
 
-/// Arguments that are refused on every platform before the system is called, because systems differ in how
-/// they treat them.
+/// Checks of arguments that every platform makes before it calls the system, because systems treat invalid
+/// arguments differently.
 namespace tarvo::platform {
 
-/// Returns 0, or the code if there is no such socket.
+/// Returns 0, or the Winsock code if there are no sockets of this family and type.
 inline int socketRefusal(int family, int type) noexcept {
   constexpr int lastType = 5;  // some systems use further bits as flags
   if (family != familyInet && family != familyInet6) return wsa::familyNotSupported;
@@ -18,14 +18,14 @@ inline int socketRefusal(int family, int type) noexcept {
   return 0;
 }
 
-/// The family of a Winsock address of at least two bytes.
+/// Returns the family of a Winsock address, which has at least two bytes.
 inline int familyOf(const unsigned char* address) noexcept {
   return machine::littleEndianAt<std::uint16_t>(address);
 }
 
-/// Returns 0, or the code that says what is wrong with a Winsock address. Only IPv4 and IPv6 are accepted:
-/// other families in an untrusted record could have a meaning for the system; "no family" can even end a
-/// connection.
+/// Returns 0 if a Winsock address is valid, otherwise the code of the error. Only IPv4 and IPv6 are accepted.
+/// An untrusted record can contain other families, which have a meaning for some systems; "no family" can
+/// even end a connection.
 inline int addressRefusal(const unsigned char* address, std::size_t length) noexcept {
   if (address == nullptr || length < sizeof(std::uint16_t)) return wsa::badAddress;
   const int family = familyOf(address);
@@ -33,7 +33,8 @@ inline int addressRefusal(const unsigned char* address, std::size_t length) noex
   return length < (family == familyInet ? inetAddressSize : inet6AddressSize) ? wsa::badAddress : 0;
 }
 
-/// Whether `service` is a number above the largest port. Some resolvers would reduce it modulo 65536.
+/// Returns true if `service` is a number above the largest port. Some resolvers would reduce such a number
+/// modulo 65536.
 inline bool isBeyondPorts(const char* service) noexcept {
   constexpr unsigned long mostPort = 65535;
   char* end = nullptr;

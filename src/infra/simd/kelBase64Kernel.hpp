@@ -6,7 +6,8 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Base64 for vectors of 16 and of 32 bytes, whose look-ups choose among the 16 bytes of a block.
+/// Base64 for vectors of 16 and of 32 bytes. Their table look-ups choose among 16 bytes: each block of 16
+/// bytes in a vector has its own table.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -14,8 +15,8 @@ namespace {
 
 // --- encode
 
-/// The number to add to a value to get its character: one row for A..Z, one for a..z, ten equal ones for
-/// 0..9, and one for each of the last two values.
+/// A table of the numbers to add to a value to get its character: one row for A..Z, one row for a..z, ten
+/// equal rows for 0..9, and one row for each of the last two values.
 consteval Blocks encodeTable(const Base64Characters& characters) {
   Byte toAdd[16] = {};
   for (unsigned row = 0; row < 14; ++row) {
@@ -27,8 +28,9 @@ consteval Blocks encodeTable(const Base64Characters& characters) {
 
 constexpr Blocks encodeTables[] = {encodeTable(standardCharacters), encodeTable(safeCharacters)};
 
-/// The indices of a shuffle that selects the second, first, third and second byte of each group. Then the
-/// first two values of the group are in one 16-bit lane and its last two in the next lane.
+/// The indices of a shuffle that selects the second, first, third and second byte of each group. After the
+/// shuffle the first two values of the group are in one 16-bit lane, and its last two values are in the next
+/// lane.
 struct alignas(32) GroupOrder {
   Byte places[32] = {};
 
@@ -53,15 +55,15 @@ constexpr GroupOrder fromStart(0, 6, 0, 6);
 constexpr GroupOrder upToEnd(4, 10, 4, 10);
 constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
 
-/// The bytes of four groups out of 16 bytes. The first group begins at the first byte, or the last group ends
-/// at the last byte.
+/// Returns the bytes of four groups out of 16 bytes at `src`. Depending on `order`, the first group begins at
+/// the first byte or the last group ends at the last byte.
 HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
   return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
 }
 
 #if HWY_MAX_BYTES >= 32
-/// The bytes of eight groups. The first block gets groups 0, 1, 4 and 5, the second block the others. The
-/// order is restored when `encodeAt` widens one half of each block at a time.
+/// Returns the bytes of eight groups. The first block gets groups 0, 1, 4 and 5, and the second block gets
+/// groups 2, 3, 6 and 7. `encodeAt` restores the order, because it widens one half of each block at a time.
 HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const GroupOrder& order) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 3, 4, 1, 2, 4, 5};
   const hn::Full256<std::uint32_t> d32;
@@ -71,8 +73,8 @@ HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const
 }
 #endif
 
-/// The characters of groups in the order of GroupOrder. The multiplications shift each 16-bit lane by another
-/// count.
+/// Returns the characters of groups, which are in the order of GroupOrder. A multiplication shifts each
+/// 16-bit lane by a different count.
 template <class D, class V>
 HWY_INLINE V charactersOf(D d, V groups, V table) {
   const hn::Repartition<std::uint16_t, D> d16;
@@ -81,7 +83,7 @@ HWY_INLINE V charactersOf(D d, V groups, V table) {
   const auto first = hn::MulHigh(hn::And(lanes, eachFour<0x0FC0FC00>(d16)), eachFour<0x04000040>(d16));
   const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
   const auto values = bytesOfLanes(d16, hn::Or(first, second));
-  // The mask of values above 25 is -1, so subtracting it selects the next row.
+  // In the mask, values above 25 have -1, so subtracting the mask selects the next row for them.
   const auto small =
       hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
   const auto row = hn::SaturatedSub(values, each<51>(d)) - hn::BitCast(d, small);
@@ -121,7 +123,7 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
     encodeAt(narrow, dest, bytes, fromStart, table);
     pass(narrowGroups);
   }
-  // From here on reads end where the groups end, and writes too; some units are written twice.
+  // From here on, reads and writes end exactly where the groups end; some units are written twice.
   while (left > 0) {  // NOLINT(bugprone-infinite-loop): `pass` reduces `left`
     pass(left < narrowGroups ? left : narrowGroups);
     encodeAt(narrow, dest - hn::MaxLanes(narrow), bytes - hn::MaxLanes(narrow), upToEnd, table);
@@ -131,9 +133,10 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 // --- decode
 
-/// A character is looked up by its two nibbles. The row of its low nibble has one bit for each high nibble
-/// with which it is in the alphabet. The number to add to get its value depends only on the high nibble,
-/// except for one character; that one uses row 0, which no other character uses.
+/// A character is looked up by its two nibbles. The row of the low nibble has one bit for each high nibble;
+/// the bit is set if the two nibbles form a character of the alphabet. The number to add to a character to
+/// get its value depends only on the high nibble, with one exception: one character uses row 0, which no
+/// other character uses.
 struct DecodeTable {
   Blocks highHalves;
   Blocks toAdd;
@@ -155,14 +158,13 @@ consteval DecodeTable decodeTable(const Base64Characters& characters) {
 
 constexpr DecodeTable decodeTables[] = {decodeTable(standardCharacters), decodeTable(safeCharacters)};
 
-/// The bit of each high nibble; 0 for those of 80 to FF.
+/// The bit of each high nibble; 0 for the high nibbles of 80 to FF.
 constexpr Blocks bitOfHighHalf({1, 2, 4, 8, 16, 32, 64, 128, 0, 0, 0, 0, 0, 0, 0, 0});
 
-/// The positions of the three bytes of each group of four, from the right.
+/// The positions of the three bytes in each group of four, from the last byte to the first.
 constexpr Blocks groupsToBytes({2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80});
 
-/// Narrows as many units as the vector has bytes. Units above 127 become bytes that no unit below 128
-/// becomes.
+/// Narrows as many units as the vector has bytes. A unit above 127 becomes a byte that is not ASCII.
 HWY_INLINE hn::Vec128<Byte> narrowed(Narrow, const unsigned short* src) {
   const hn::Full128<std::uint16_t> d16;
   return packedBlocks(hn::LoadU(d16, src), hn::LoadU(d16, src + 8));
@@ -199,8 +201,8 @@ HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* de
 }
 #endif
 
-/// Decodes as many units as the vector has bytes. Returns false, and writes nothing, if one is not in the
-/// alphabet.
+/// Decodes as many units as the vector has bytes. If a unit is not in the alphabet, returns false and writes
+/// nothing.
 template <Base64Alphabet alphabet, class D>
 HWY_INLINE bool decodeAt(D d, char* dest, const unsigned short* src) {
   constexpr const DecodeTable& table = decodeTables[alphabet];
@@ -232,7 +234,7 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   for (; groups - taken >= narrowGroups; taken += narrowGroups) {
     if (!decodeAt<alphabet>(narrow, dest + taken * 3, src + taken * 4)) return taken;
   }
-  // Decodes the last groups; some of them may be decoded already.
+  // Decodes the last groups; some of them may have been decoded before.
   const std::size_t last = groups - narrowGroups;
   return last == taken || decodeAt<alphabet>(narrow, dest + last * 3, src + last * 4) ? groups : taken;
 }

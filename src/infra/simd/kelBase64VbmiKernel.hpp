@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Base64 for processors whose look-ups choose among 64 and 128 bytes at once, which is enough for a whole
-/// alphabet.
+/// Base64 for processors whose table look-ups choose among 64 or 128 bytes at once, so one look-up suffices
+/// for a whole alphabet.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -27,8 +27,8 @@ consteval ByteTable tableOf(const Base64Characters& characters) {
 
 constexpr ByteTable encodeTables[] = {tableOf(standardCharacters), tableOf(safeCharacters)};
 
-/// Lane k of eight bytes gets two groups: group k in its lowest bytes and group k + 8 above it, each from its
-/// last byte to its first.
+/// A table for a shuffle. Each lane of eight bytes gets two groups: lane k gets group k in its lowest bytes
+/// and group k + 8 above it. The bytes of each group are in reverse order.
 consteval ByteTable groupsInLanes() {
   ByteTable table;
   for (unsigned lane = 0; lane < 8; ++lane) {
@@ -42,8 +42,8 @@ consteval ByteTable groupsInLanes() {
 
 constexpr ByteTable laneOrder = groupsInLanes();
 
-/// The bits at which the values of a lane start: those of the lower group in the even bytes, those of the
-/// upper group in the odd bytes.
+/// The bit positions at which the values of a lane start: the even bytes have the positions of the lower
+/// group, the odd bytes those of the upper group.
 constexpr long long valuePlaces = 0x1800'1E06'240C'2A12;
 
 /// The units of 16 groups, 32 in each vector.
@@ -52,7 +52,7 @@ struct Units {
   Vector high;
 };
 
-/// The look-up uses the low six bits of each byte.
+/// Looks up the units of the values in `bytes`. The look-up uses the low six bits of each byte.
 template <Base64Alphabet alphabet>
 __attribute__((always_inline)) inline Units unitsOf(Vector bytes) {
   const Vector lanes = _mm512_permutexvar_epi8(load(laneOrder), bytes);
@@ -71,8 +71,8 @@ __attribute__((always_inline)) inline void encodeSome(unsigned short* dest, cons
   _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(all >> 32U), units.high);
 }
 
-/// Encodes the groups before the next cache line of the destination and returns their number, so that later
-/// vectors do not cross lines. Encodes nothing if no group ends there.
+/// Encodes the groups up to the next cache line of the destination and returns their number, so that later
+/// vectors do not cross cache lines. If no group ends at that line, encodes nothing.
 template <Base64Alphabet alphabet>
 __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, const char* src) {
   const std::size_t before = -reinterpret_cast<std::uintptr_t>(dest) % 64;
@@ -81,7 +81,7 @@ __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, con
   return before / 8;
 }
 
-/// Loads the bytes of 16 groups, and more if a whole vector can be read.
+/// Loads the bytes of up to 16 groups. If a whole vector can be read, the vector contains further bytes.
 __attribute__((always_inline)) inline Vector bytesOfBlock(const char* src, std::size_t groups) {
   return groups * 3 >= sizeof(Vector) ? _mm512_loadu_si512(src)
                                       : _mm512_maskz_loadu_epi8(firstBits(blockGroups * 3), src);
@@ -101,7 +101,7 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 // --- decode
 
-/// The value of each of 128 characters; 80 for those that are not in the alphabet.
+/// The value of each of 128 characters; hexadecimal 80 for characters that are not in the alphabet.
 struct DecodeTable {
   ByteTable half[2];
 
@@ -118,8 +118,9 @@ struct DecodeTable {
 
 constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
 
-/// The positions of the bytes of 16 groups of four bytes, each from its third byte. Packing has put half
-/// blocks of the first and of the second 32 units side by side.
+/// The positions of the bytes of 16 groups of four bytes; each group begins with its third byte. The order is
+/// unusual because packing interleaves half blocks of the first 32 units with half blocks of the second 32
+/// units.
 consteval ByteTable bytesOfGroups() {
   ByteTable table;
   for (unsigned group = 0; group < 16; ++group) {
@@ -132,8 +133,8 @@ consteval ByteTable bytesOfGroups() {
 
 constexpr ByteTable byteOrder = bytesOfGroups();
 
-/// Decodes 64 units to 48 bytes; returns false if a unit is not in the alphabet. Packing makes 255 of units
-/// above 255 and 0 of units above 32767, which no alphabet contains.
+/// Decodes 64 units to 48 bytes; returns false if a unit is not in the alphabet. Packing changes units above
+/// 255 to 255 and units above 32767 to 0, and no alphabet contains 255 or 0.
 __attribute__((always_inline)) inline bool decodeBlock(Vector first, Vector second, const DecodeTable& table,
                                                        Vector& bytes) {
   const Vector characters = _mm512_packus_epi16(first, second);

@@ -10,7 +10,7 @@ namespace tarvo::simd {
 
 namespace {
 
-/// The kernels for the Highway target of the including file.
+/// Returns the kernels for the Highway target for which the including file is compiled.
 consteval Kernels highwayKernels(const char* name) {
   return {name,
           {encodeGroups<standardAlphabet>, encodeGroups<safeAlphabet>},

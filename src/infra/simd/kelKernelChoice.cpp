@@ -6,12 +6,12 @@ namespace tarvo::simd {
 
 namespace {
 
-/// Null until the first call: nothing runs when the library is loaded.
+/// The kernels in use; null until the first call, because no code runs when the library is loaded.
 constinit std::atomic<const Kernels*> inUse = nullptr;
 
 const Kernels& choose() {
   const Kernels* const best = availableKernels().back();
-  // All threads choose the same kernels, which are constant.
+  // No synchronisation is needed, because all threads choose the same kernels, which are constant.
   inUse.store(best, std::memory_order_relaxed);
   return *best;
 }

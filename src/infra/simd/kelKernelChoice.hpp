@@ -6,13 +6,15 @@
 
 namespace tarvo::simd {
 
-/// The kernels that this processor and this system can run, from the plainest to the best.
+/// Returns the kernels that this processor and this system can run, from the simplest to the fastest.
 std::span<const Kernels* const> availableKernels();
 
-/// The best of them, or those set by `useKernels`. Any number of threads may call it at once.
+/// Returns the fastest available kernels, or the kernels that were set by `useKernels`. Any number of threads
+/// may call it at once.
 const Kernels& kernels();
 
-/// For tests: uses these kernels, one of the available ones, from now on; null returns to the best.
+/// For tests: sets the kernels that are used from now on. `chosen` is one of the available kernels; null
+/// restores the fastest kernels.
 void useKernels(const Kernels* chosen);
 
 }  // namespace tarvo::simd

@@ -3,21 +3,23 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The inner loops of Base64, UTF-8 and UTF-16, which exist once for each kind of processor.
+/// The kernels: the inner loops of Base64, UTF-8 and UTF-16. For each kind of processor there is a version of
+/// each kernel.
 ///
-/// The files with the wider kernels are compiled with wider instruction sets, file by file and not function
-/// by function: only then GCC 12 clears the upper halves of the vector registers on return, without which all
-/// SSE code of the process runs several times slower afterwards. Therefore such a file must not define a
-/// function that the linker could share with other files, which may run on other processors: it defines its
-/// table of kernels and nothing else that has external linkage, and uses no inline function of the standard
-/// library. tests/inspect checks both.
+/// Kernels with wider vectors need a later instruction set, and each file of such kernels is compiled for its
+/// instruction set as a whole. (The instruction set is not set for single functions, because GCC 12 then does
+/// not clear the upper halves of the vector registers on return, and all SSE code of the process runs several
+/// times slower afterwards.) Such a file must not define a function that the linker could merge with a copy
+/// from another file, because the merged copy might run on a processor without these instructions. Therefore
+/// its table of kernels is the only definition with external linkage, and it uses no inline functions of the
+/// standard library. tests/inspect checks both rules.
 ///
 /// docs/platforms.md lists the kernels of each processor.
 namespace tarvo::simd {
 
 enum Base64Alphabet : unsigned char { standardAlphabet, safeAlphabet };
 
-/// How much of a text a kernel has converted.
+/// The result of a conversion: how much of a text a kernel has converted.
 struct Converted {
   std::size_t taken;    ///< units or bytes of the text, up to the end of a character
   std::size_t written;  ///< units or bytes of the destination
@@ -27,31 +29,31 @@ struct Converted {
 constexpr std::size_t spreadReadsAfter = 23;
 
 struct Kernels {
-  /// Encodes at most `groups` groups of three bytes to four units each and returns their number; touches
-  /// nothing after them. The caller encodes the rest.
+  /// Encodes at most `groups` groups of three bytes to four units each, and returns the number of groups
+  /// encoded. Reads and writes nothing after these groups. The caller encodes the rest.
   using EncodeGroups = std::size_t (*)(unsigned short* dest, const char* src, std::size_t groups);
-  /// Decodes at most `groups` groups of four units to three bytes each, while all their units are in the
-  /// alphabet, and returns their number; writes no byte after them. The caller decodes the rest, and may find
-  /// valid groups in it.
+  /// Decodes at most `groups` groups of four units to three bytes each, and returns the number of groups
+  /// decoded. Stops before a unit that is not in the alphabet. Writes no byte after these groups. The caller
+  /// decodes the rest, which may still contain valid groups.
   using DecodeGroups = std::size_t (*)(char* dest, const unsigned short* src, std::size_t groups);
   /// Returns the number of characters of a text, or -1 if it is malformed by the Unicode Standard's table of
   /// well-formed byte sequences. Reads nothing after `length` bytes.
   using CountWellFormed = std::ptrdiff_t (*)(const char* text, std::size_t length);
-  /// The same, and copies exactly `length` bytes of the text. If it is malformed, the contents of `dest` are
-  /// unspecified. The two ranges must not overlap.
+  /// Counts as `CountWellFormed` does, and copies exactly `length` bytes of the text to `dest`. If the text
+  /// is malformed, the contents of `dest` are unspecified. The two ranges must not overlap.
   using CopyWellFormed = std::ptrdiff_t (*)(char* dest, const char* text, std::size_t length);
-  /// Writes each character that begins within the first `length` bytes of a well-formed text to eight bytes,
-  /// followed by zeros; returns the number of characters. After the text `spreadReadsAfter` more bytes of
-  /// any value must be readable; `dest` must have room for `length` characters, rounded up to a multiple of
-  /// 16.
+  /// Writes each character that begins within the first `length` bytes of a well-formed text into a word of
+  /// eight bytes, followed by zeros, and returns the number of characters. After the text, `spreadReadsAfter`
+  /// more bytes of any value must be readable. `dest` must have room for `length` words, rounded up to a
+  /// multiple of 16.
   using SpreadCharacters = std::size_t (*)(std::uint64_t* dest, const char* text, std::size_t length);
   /// Converts the beginning of a text to UTF-16; if the text is malformed, only ASCII. The kernel stops where
   /// the caller's loop would be faster, and the caller converts the rest. The kernel may write anything to
   /// the units after the result, up to `length` units.
   using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
-  /// The same in the other direction; if there is a lone surrogate, converts only ASCII. May write anything
-  /// to the bytes after the result, up to the size of the whole text, because the caller then writes the
-  /// rest.
+  /// Converts the beginning of a UTF-16 text to UTF-8; if the text contains a lone surrogate, only ASCII. The
+  /// kernel may write anything to the bytes after the result, up to the size of the whole text, because the
+  /// caller then writes the rest.
   using Utf8FromUtf16 = Converted (*)(char* dest, const unsigned short* units, std::size_t count);
 
   const char* name;

@@ -8,8 +8,9 @@ namespace tarvo::simd {
 
 namespace {
 
-// The bits of the features in the words that describe the processor, named as the compilers' macros are. With
-// AVX2, compilers also use all earlier features. With AVX-512, Clang also uses FMA and F16C.
+// The bits of the features in the words by which the processor describes itself. They have the names of the
+// compilers' macros. Compilers that may use AVX2 also use all earlier features. If Clang may use AVX-512, it
+// also uses FMA and F16C.
 namespace first_c {
 enum : unsigned { SSE3 = 0, SSSE3 = 9, FMA = 12, SSE4_1 = 19, SSE4_2 = 20, POPCNT = 23, XSAVE = 26 };
 enum : unsigned { OSXSAVE = 27, AVX = 28, F16C = 29 };
@@ -24,8 +25,8 @@ namespace saved {
 enum : unsigned { XMM = 1, YMM = 2, MASKS = 5, ZMM = 6, ZMM16 = 7 };
 }  // namespace saved
 
-/// The processor's description of its features. The compiler's __builtin_cpu_supports would add code that
-/// runs when the library is loaded.
+/// A part of the processor's description of its features. The compiler's __builtin_cpu_supports is not used,
+/// because it would add code that runs when the library is loaded.
 struct Leaf {
   unsigned a = 0;
   unsigned b = 0;
@@ -42,7 +43,7 @@ bool holds(unsigned word, std::initializer_list<unsigned> bits) {
   return true;
 }
 
-/// The sets of registers that the system saves for a thread, one bit each.
+/// Returns the sets of registers that the system saves for a thread, one bit each.
 unsigned savedRegisters(const Leaf& first) {
   if (!holds(first.c, {first_c::OSXSAVE})) return 0;
   unsigned low = 0;
@@ -65,7 +66,7 @@ bool hasAvx512(const Leaf& first, const Leaf& seventh) {
          holds(seventh.c, {seventh_c::AVX512VBMI});
 }
 
-/// How many kernels of `all` can run here; they are the first ones of the list.
+/// Returns the number of kernels in `all` that this processor can run; they are the first ones of the list.
 std::size_t countAvailable() {
   const Leaf first(1);
   const Leaf seventh(7);

@@ -2,8 +2,8 @@
 #include "simd/kelKernels.hpp"
 #include "simd/kelUTF8Words.hpp"
 
-// For any processor. Base64 and UTF-16 leave everything to their callers, whose loops are the fastest
-// code without vectors.
+// The kernels for any processor. The kernels of Base64 and UTF-16 convert nothing: the loops of their callers
+// are the fastest code without vectors.
 namespace tarvo::simd {
 
 namespace {
@@ -21,7 +21,8 @@ std::ptrdiff_t copyByWords(char* dest, const char* text, std::size_t length) {
   return countByWords(dest, length);
 }
 
-/// No branch depends on the text: the character written for a byte that starts none is overwritten.
+/// No branch depends on the text. A word is written for each byte; if the byte does not start a character,
+/// the next word overwrites it.
 std::size_t spreadByWords(std::uint64_t* dest, const char* text, std::size_t length) {
   constexpr std::uint64_t ofLead[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF,   0xFF,   0xFF,     0xFF,
                                         0,    0,    0,    0,    0xFFFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF};

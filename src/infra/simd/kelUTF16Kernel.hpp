@@ -6,8 +6,9 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// UTF-8 to UTF-16 and back, several characters at a time: mixed characters of one and two bytes, with a
-/// table for every sequence of sizes, or only characters of three bytes. Others are converted one by one.
+/// Converts UTF-8 to UTF-16 and back. Several characters are converted at a time if all have one or two
+/// bytes, with a table entry for each sequence of sizes, or if all have three bytes. Other characters are
+/// converted one by one.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -38,15 +39,15 @@ struct WindowTable {
 
 // --- from UTF-8
 
-/// Defined by the UTF-8 kernel of the including file.
+/// The UTF-8 kernel of the including file defines this function.
 std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
 
 constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are found at once
 
-/// Bit 0 of the pattern says whether the byte before the window ends a character, the other bits say it for
-/// the bytes of the window. A shuffle takes the last byte of each character of one or two bytes, and the byte
-/// before it if there are two; positions count from the byte before the window. It ends at the first larger
-/// character.
+/// Returns the table for windows of eight bytes. A bit of the pattern says whether a byte is the last one of
+/// a character: bit 0 for the byte before the window, the other bits for the bytes of the window. The shuffle
+/// takes the last byte of each character of one or two bytes, and the byte before it if the character has
+/// two. Positions count from the byte before the window. The shuffle ends before the first larger character.
 consteval auto windowsOfBytes() {
   WindowTable<512> windows;
   for (unsigned ends = 0; ends < 512; ++ends) {
@@ -65,7 +66,8 @@ consteval auto windowsOfBytes() {
 
 constexpr WindowTable<512> byteWindows = windowsOfBytes();
 
-/// The last byte of a character is the one before a byte that starts one. Reads one byte after the stretch.
+/// Returns a bit for each byte of a stretch that is the last byte of a character. A last byte is a byte
+/// before one that starts a character, so the function reads one byte after the stretch.
 HWY_INLINE std::uint64_t endsOf(const Byte* text) {
   const Widest d;
   std::uint64_t ends = 0;
@@ -91,8 +93,8 @@ HWY_INLINE void widenAscii(const Byte* text, Unit* dest) {
     hn::StoreU(hn::PromoteTo(d, hn::LoadU(narrow, text + at)), d, dest + at);
 }
 
-/// Converts the characters, of one or two bytes each, that end within eight bytes. Also reads the byte
-/// before.
+/// Converts the characters of one or two bytes that end within a window of eight bytes. Also reads the byte
+/// before the window.
 HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   const Narrow d;
   const EightUnitsTag d16;
@@ -102,8 +104,8 @@ HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   hn::StoreU(hn::Or(hn::And(pairs, eachFour<0x007F007F>(d16)), leads), d16, dest);
 }
 
-/// The same for a stretch without larger characters. No window waits for the one before it: a character
-/// belongs to the window in which it ends.
+/// Converts a stretch in which all characters have one or two bytes. A character belongs to the window in
+/// which it ends, so the conversion of a window does not depend on the window before it.
 HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& dest) {
   std::uint64_t next = ends << 1U | 1U;
   Unit* to = dest;
@@ -117,7 +119,7 @@ HWY_INLINE std::size_t readSmall(const Byte* text, std::uint64_t ends, Unit*& de
   return stretch - (ends >> (stretch - 1) == 0 ? 1 : 0);
 }
 
-/// The positions of the bytes of four characters.
+/// The positions of the bytes of four characters of three bytes each.
 constexpr Blocks threesFromStart({none, 0, 1, 2, none, 3, 4, 5, none, 6, 7, 8, none, 9, 10, 11});
 constexpr Blocks threesFromFour({none, 4, 5, 6, none, 7, 8, 9, none, 10, 11, 12, none, 13, 14, 15});
 constexpr Blocks toLowerHalf({0, 1, 4, 5, 8, 9, 12, 13, none, none, none, none, none, none, none, none});
@@ -143,8 +145,8 @@ HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
   hn::StoreU(lanesOf(d16, units), d16, dest);
 }
 
-/// Converts the characters of a stretch, except a few at its end with which the next one can begin. Returns
-/// their bytes.
+/// Converts the characters of a stretch, except a few at its end with which the next stretch then begins.
+/// Returns the number of bytes converted.
 HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& dest) {
   std::size_t at = 0;
   while (at <= stretch - 8) {
@@ -169,7 +171,7 @@ HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& de
 
 HWY_INLINE std::size_t readStretch(const Byte* text, Unit*& dest) {
   const std::uint64_t ends = endsOf(text);
-  // A character of three or more bytes has two adjacent bytes of which neither is its last.
+  // If two adjacent bytes are both not the last byte of a character, the character has at least three bytes.
   const bool small = (~ends & ~ends >> 1U) == 0;
   return small ? readSmall(text, ends, dest) : readMixed(text, ends, dest);
 }
@@ -183,7 +185,7 @@ struct Conversion {
 
   bool hasStretch() const { return length - at >= stretch + vectorBytes; }
 
-  /// Converts one character, because the loops read the byte before the next character.
+  /// Converts the first character separately, because the loops read the byte before a character.
   void takeFirst() {
     if (text[0] >= 0x80) {
       at = decode(text, length, dest);
@@ -216,8 +218,8 @@ Converted utf16FromUtf8(Unit* dest, const char* text, std::size_t length) {
 
 // --- to UTF-8
 
-/// Bits of the pattern: which units are ASCII. A shuffle takes two bytes of each unit, or only the first if
-/// it is ASCII.
+/// Returns the table for windows of eight units. A bit of the pattern says whether a unit is ASCII. The
+/// shuffle takes two bytes of each unit, or only the first byte if the unit is ASCII.
 consteval auto windowsOfUnits() {
   WindowTable<256> windows;
   for (unsigned ascii = 0; ascii < 256; ++ascii) {
@@ -238,14 +240,15 @@ HWY_INLINE hn::Vec<D> eachUnit(D d) {
   return eachFour<unit * 0x00010001U>(d);
 }
 
-/// The last byte of a character, in the lower half of each unit.
+/// Returns the last byte of each character, in the lower half of each unit.
 template <class V>
 HWY_INLINE V tailOf(V units) {
   const EightUnitsTag d;
   return hn::Or(hn::And(units, eachUnit<0x3F>(d)), eachUnit<0x80>(d));
 }
 
-/// Writes units below U+0800: 16 bytes, of which the first ones are valid. Returns their number.
+/// Converts units below U+0800. Writes 16 bytes, of which the first ones are valid, and returns the number of
+/// valid bytes.
 template <class V>
 HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
   const EightUnitsTag d;
@@ -262,7 +265,8 @@ HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
 
 constexpr Blocks withoutFourth({0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, none, none, none, none});
 
-/// Writes units from U+0800 on, none of them half of a pair: 28 bytes, of which 24 are valid.
+/// Converts eight units from U+0800 on, none of which is half of a surrogate pair. Writes 28 bytes, of which
+/// the first 24 are valid.
 template <class V>
 HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   const EightUnitsTag d;
@@ -277,7 +281,8 @@ HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   hn::StoreU(hn::TableLookupBytesOr0(high, order), bytes, dest + 12);
 }
 
-/// Writes `count` units one by one, and one more if they end within a pair. Returns the number of units.
+/// Converts `count` units one by one, and one more unit if the last one is the first half of a pair. Returns
+/// the number of units converted.
 HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size_t left, char*& dest) {
   std::size_t at = 0;
   while (at < count) {
@@ -290,7 +295,7 @@ HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size
   return at;
 }
 
-/// Writes eight units, or nine if the last one begins a pair. Returns the number of units.
+/// Converts eight units, or nine if the eighth one begins a pair. Returns the number of units converted.
 HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& dest) {
   const EightUnitsTag d;
   const auto eight = hn::LoadU(d, units);
@@ -325,7 +330,7 @@ HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
   return true;
 }
 
-/// Whether there is no lone surrogate.
+/// Returns whether the text has no lone surrogate.
 HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   const WidestUnits d;
   for (std::size_t at = 0; at < count;) {
@@ -347,8 +352,8 @@ HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   return true;
 }
 
-/// A step may write bytes after its result. Later steps overwrite them, because after each step enough units
-/// are left.
+/// A step may write bytes after its result. That is safe because after each step enough units are left for
+/// later steps, which overwrite these bytes.
 Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
   char* to = dest;
   std::size_t at = 0;

@@ -2,7 +2,8 @@
 
 #include <cstddef>
 
-/// Converts UTF-16 and UTF-8 one character at a time, on any processor. Internal linkage: see kelKernels.hpp.
+/// Converts between UTF-16 and UTF-8 one character at a time, on any processor. The functions have internal
+/// linkage for the reason that kelKernels.hpp states.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -14,8 +15,8 @@ constexpr bool isTail(unsigned byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-/// Reads one character above U+007F by the Unicode Standard's table of well-formed byte sequences. Returns
-/// its number of bytes, or 0 if it is malformed.
+/// Reads one character above U+007F. Returns the number of its bytes, or 0 if it is malformed by the Unicode
+/// Standard's table of well-formed byte sequences.
 template <class Unit>
 std::size_t decode(const unsigned char* from, std::size_t count, Unit*& to) {
   const unsigned lead = from[0];
@@ -51,7 +52,8 @@ constexpr bool isPair(unsigned first, unsigned second) {
   return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
 }
 
-/// Writes a character of two or more bytes. Returns its number of units, or 0 for a lone surrogate.
+/// Writes one character above U+007F, which has at least two bytes in UTF-8. Returns the number of its units,
+/// or 0 for a lone surrogate.
 template <class Unit>
 std::size_t encode(const Unit* from, std::size_t count, char*& to) {
   const unsigned unit = from[0];

@@ -6,9 +6,9 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// UTF-8 for vectors of any width. Every byte is checked with the three bytes before it, which are loaded
-/// again, one, two and three bytes further left. So any part of a text can be checked by itself, and also
-/// twice.
+/// Checks UTF-8 with vectors of any width. Every byte is checked together with the three bytes before it; for
+/// that the text is loaded again from one, two and three bytes further left. So any part of a text can be
+/// checked by itself, and a part can be checked twice.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -16,7 +16,8 @@ namespace {
 
 // --- faults of two adjacent bytes
 
-/// A fault of two adjacent bytes: the sets of nibbles with which it occurs, bit n for nibble n.
+/// A kind of fault in two adjacent bytes, described by three sets of nibbles (bit n for nibble n): those of
+/// the first byte, and the high nibble of the second byte.
 struct Fault {
   unsigned firstHigh;
   unsigned firstLow;
@@ -37,7 +38,8 @@ constexpr Fault faults[8] = {
     {continuations, anyLow, continuations},  // no fault if a lead byte further left needs both: bit 7
 };
 
-/// For each nibble the faults that it can belong to. A fault is found if all three nibbles can belong to it.
+/// Returns a table that has for each nibble the faults to which it can belong. Two bytes have a fault if all
+/// three nibbles can belong to it.
 consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {
@@ -51,7 +53,8 @@ constexpr Blocks ofFirstHigh = faultsOf(&Fault::firstHigh);
 constexpr Blocks ofFirstLow = faultsOf(&Fault::firstLow);
 constexpr Blocks ofSecondHigh = faultsOf(&Fault::secondHigh);
 
-/// Not 0 where a byte cannot follow the three to its left. `bytes` are those at `text`.
+/// Returns a vector that is not 0 where a byte cannot follow the three bytes to its left. `bytes` are the
+/// bytes at `text`.
 template <class D, class V>
 HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
   const auto first = hn::LoadU(d, text - 1);
@@ -87,8 +90,8 @@ HWY_INLINE std::size_t total(D d64, V sums) {
   return static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(d64, sums)));
 }
 
-/// Takes four vectors at a time, as long as there are four. If all four are ASCII, the only possible fault is
-/// that the character before the first vector is incomplete.
+/// Checks four vectors at a time, while at least four are left. If all four are ASCII, the only possible
+/// fault is that the character before the first vector is incomplete.
 template <bool copies, class D>
 HWY_INLINE bool takeFours(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -122,7 +125,7 @@ HWY_INLINE bool takeFours(D d, Progress& progress) {
   return allZero(d, found);
 }
 
-/// Takes one vector at a time.
+/// Checks one vector at a time.
 template <bool copies, class D>
 HWY_INLINE bool takeOnes(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -139,12 +142,13 @@ HWY_INLINE bool takeOnes(D d, Progress& progress) {
   return allZero(d, found);
 }
 
-/// Loaded from offset `left`: zeros for the bytes counted before, then ones for the last `left` bytes.
+/// A mask that is loaded from offset `left`: it has zeros for the bytes that were counted before, and ones
+/// for the last `left` bytes.
 alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                              1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-/// Checks the last bytes, which are fewer than 16, in a vector that also contains bytes before them. Those
-/// are checked again but not counted.
+/// Checks the last bytes of a text, which are fewer than 16, in a vector that also contains the bytes before
+/// them. The bytes before them are checked again but not counted.
 template <bool copies>
 HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const hn::Repartition<std::uint64_t, Narrow> d64;
@@ -157,14 +161,15 @@ HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   return allZero(d, faultsAt(d, progress.text + at, bytes));
 }
 
-/// Whether the last character is complete.
+/// Returns whether the last character before `end` is complete.
 HWY_INLINE bool endsWhole(const Byte* end) {
   return end[-1] < 0xC0 && end[-2] < 0xE0 && end[-3] < 0xF0;
 }
 
 // --- texts
 
-/// The first bytes do not have three bytes to their left: words are taken until the next byte has.
+/// Checks the first bytes of a text word by word, because they do not have three bytes to their left. Stops
+/// when the next byte has three bytes to its left.
 HWY_INLINE bool takeFirst(Progress& progress) {
   const char* const text = reinterpret_cast<const char*>(progress.text);
   while (progress.taken.bytes < 3) {
@@ -173,7 +178,7 @@ HWY_INLINE bool takeFirst(Progress& progress) {
   return true;
 }
 
-/// Texts shorter than a vector and the three bytes to its left are taken by words.
+/// Shorter texts, which have no room for a vector and three bytes to its left, are checked word by word.
 constexpr std::size_t leastLength = 3 + 16;
 
 template <bool copies>

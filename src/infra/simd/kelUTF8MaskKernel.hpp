@@ -5,9 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
-/// UTF-8 for processors that have a mask bit for each of 64 bytes and look-ups among 64 bytes. Two masks must
-/// be equal: the bytes that continue a character, and the bytes that have to. A table contains the second
-/// bytes that a lead byte forbids.
+/// Checks UTF-8 on processors that have a mask bit for each of 64 bytes and table look-ups among 64 bytes.
+/// Two masks are compared: the bytes that are continuation bytes, and the bytes that must be continuation
+/// bytes because of the lead bytes before them. A table says which second bytes are not allowed after a lead
+/// byte.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -45,7 +46,7 @@ __attribute__((always_inline)) inline Vector each(int byte) {
   return _mm512_set1_epi8(static_cast<char>(byte));
 }
 
-/// Whether the last character needs more bytes than there are.
+/// Returns whether the last character is incomplete.
 __attribute__((always_inline)) inline bool lastIsCut(const char* text, std::size_t length) {
   const auto from = [&](std::size_t back, int lead) {
     return length >= back && static_cast<unsigned char>(text[length - back]) >= lead;
@@ -58,8 +59,8 @@ struct Progress {
   Mask faults = 0;
   std::size_t continuations = 0;
 
-  /// Checks and counts 64 bytes. The other vectors are the 64 bytes that begin one, two and three bytes
-  /// before.
+  /// Checks and counts the 64 bytes of `bytes`. The other vectors contain the 64 bytes that begin one, two
+  /// and three bytes before them.
   __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
     const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
     const Mask afterLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
@@ -76,8 +77,8 @@ struct Progress {
   }
 };
 
-/// Takes at most 64 bytes as if zeros followed, which continue no character. They are the text's first bytes,
-/// or at least three bytes precede them.
+/// Checks at most 64 bytes as if zeros followed them; a zero is not a continuation byte. The bytes must be
+/// the first ones of the text, or at least three bytes must precede them.
 template <bool copies>
 __attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, std::size_t count) {
@@ -97,7 +98,7 @@ __attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* tex
   return bytes;
 }
 
-/// Takes 4 * 64 bytes. If all are ASCII, the only possible fault is that the character before them is
+/// Checks 4 * 64 bytes. If all are ASCII, the only possible fault is that the character before them is
 /// incomplete.
 template <bool copies>
 __attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
@@ -116,8 +117,9 @@ __attribute__((always_inline)) inline void takeFour(Progress& progress, char* de
   progress.take(v3, text + at + 3 * width);
 }
 
-/// The number of bytes to take first, although the text may have fewer. In a long text these are the bytes
-/// before a cache line, so that later vectors do not cross lines, unless they would be fewer than three.
+/// Returns the number of bytes to check first; the text may have fewer. For a long text it is the number of
+/// bytes before a cache line, so that later vectors do not cross cache lines. For a short text, or if fewer
+/// than three bytes precede the line, it is the width of a vector.
 __attribute__((always_inline)) inline std::size_t sizeOfHead(const char* text, std::size_t length) {
   constexpr std::size_t isLong = 16 * width;
   const std::size_t before = width - reinterpret_cast<std::uintptr_t>(text) % width;

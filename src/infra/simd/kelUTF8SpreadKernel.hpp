@@ -6,8 +6,8 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Stores each character of a text in eight bytes. No character waits for the one before it: the starts of
-/// characters are found in sixteen bytes at once.
+/// Stores each character of a text in eight bytes. The starts of all characters in sixteen bytes are found at
+/// once, so the work for a character does not depend on the character before it.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -29,7 +29,7 @@ struct Starts {
 
 constexpr Starts startsOfEight;
 
-/// The indices of eight bytes, each repeated eight times.
+/// Returns the indices of eight bytes, each repeated eight times.
 consteval auto eachEightTimes() {
   struct {
     alignas(64) Byte at[64];
@@ -40,13 +40,13 @@ consteval auto eachEightTimes() {
 
 constexpr auto fromEight = eachEightTimes();
 constexpr Blocks offsetsInCharacter({0, 1, 2, 3, 0, 0, 0, 0, 0, 1, 2, 3, 0, 0, 0, 0});
-/// The smallest lead byte of a character that has a byte at this place; no character has more than four
-/// bytes.
+/// Entry n is the smallest lead byte of the characters that have more than n bytes. No character has more
+/// than four bytes.
 constexpr Blocks leastLead({0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                             0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF});
 
-/// Writes eight characters of eight bytes each. Returns how many of them are valid: the number of starts.
-/// Reads 16 bytes.
+/// Writes eight words for the characters that start within eight bytes, and returns the number of these
+/// characters. The words after them are not valid. Reads 16 bytes.
 HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::uint64_t* dest) {
   const Widest d;
   const hn::Repartition<std::uint64_t, Widest> d64;

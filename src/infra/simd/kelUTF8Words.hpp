@@ -6,7 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
-/// Checks and counts UTF-8 eight bytes at a time, on any processor. Internal linkage: see kelKernels.hpp.
+/// Checks and counts UTF-8 eight bytes at a time, on any processor. The functions have internal linkage for
+/// the reason that kelKernels.hpp states.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -14,12 +15,13 @@ namespace {
 
 constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
-/// The eight bytes at `text`, the first one lowest.
+/// Returns the eight bytes at `text` as a number; the first byte is the lowest.
 inline std::uint64_t wordAt(const char* text) {
   return machine::littleEndianAt<std::uint64_t>(text);
 }
 
-// The bits of a character of each size in a word, and the first two bytes that it must not have.
+// Each function tests whether a word begins with a well-formed character of a size. It tests the bits that
+// every character of the size has, and excludes the first two bytes that are not allowed.
 
 constexpr bool isOfTwo(std::uint64_t word) {
   return (word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0;  // C0, C1: overlong
@@ -35,15 +37,15 @@ constexpr bool isOfFour(std::uint64_t word) {
   return (word & 0xC0C0C0F8) == 0x808080F0 && top != 0 && ((top & 0x07) < 4 || top == 4);
 }
 
-/// The numbers of bytes and characters taken so far.
+/// The numbers of bytes and characters checked so far.
 struct Taken {
   std::size_t bytes = 0;
   std::size_t characters = 0;
 };
 
-/// Takes the word's ASCII characters if it starts with some, otherwise one character; returns false if that
-/// is malformed. Each size has a separate branch, so that the next step need not wait for the size: texts
-/// mostly use one size.
+/// Checks the ASCII characters at the start of the word, or one character if the word does not start with
+/// ASCII. Returns false if the character is malformed. Each size has a separate branch. Most texts use one
+/// size, so the branch is predicted and the next step does not wait for the size.
 __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& taken) {
   const std::uint64_t foreign = word & 0x8080808080808080;
   if (foreign == 0) {
@@ -68,8 +70,8 @@ __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& t
   return true;
 }
 
-/// The last bytes are followed by zeros: a character that the end cuts short meets a 0, which continues no
-/// character.
+/// Counts the characters of a text. The last bytes are checked as if zeros followed them. A zero is not a
+/// continuation byte, so an incomplete character at the end is malformed.
 inline std::ptrdiff_t countByWords(const char* text, std::size_t length) {
   Taken taken;
   while (length - taken.bytes >= wordSize) {

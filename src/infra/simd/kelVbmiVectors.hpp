@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-/// Vectors of 64 bytes, with a mask bit for each byte and look-ups among all bytes. Highway has no functions
-/// for these instructions.
+/// Vectors of 64 bytes, with a mask bit for each byte and table look-ups among all bytes. They are written
+/// without Highway, which has no functions for these instructions.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -13,7 +13,7 @@ namespace {
 
 using Vector = __m512i;
 
-/// The first `count` bits.
+/// Returns a mask in which the lowest `count` bits are set.
 __attribute__((always_inline)) inline __mmask64 firstBits(std::size_t count) {
   return count == 0 ? 0 : ~0ULL >> (64 - count);
 }

@@ -3,12 +3,12 @@
 #include "machine/kelByteOrder.hpp"
 
 // The vector operations of the target for which the including file is compiled. Highway picks the widest
-// target that the compiler's flags allow. The macros below keep it from requiring instructions that no kernel
-// needs.
+// target that the compiler's flags allow. Because of the macros below it does not require instructions that
+// no kernel needs.
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
-// The kernels know the size of a vector at compile time.
+// These targets are excluded because the kernels need the size of a vector at compile time.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #include <hwy/highway.h>
 
@@ -37,8 +37,8 @@ HWY_INLINE Byte* bytesOf(char* text) {
 
 // --- constants
 
-/// The same 16 bytes for each block of a vector of the largest width: GCC 12 widens a narrower constant
-/// inside the loop.
+/// The same 16 bytes, repeated for each block of the widest vector. The constant has this width because GCC
+/// 12 widens a narrower constant inside the loop.
 struct alignas(64) Blocks {
   Byte at[64] = {};
 
@@ -59,7 +59,7 @@ HWY_INLINE hn::Vec<D> load(D d, const Blocks& blocks) {
 template <std::uint32_t four, std::size_t laneSize>
 constexpr Blocks fours{four, laneSize};
 
-/// The same four bytes in the whole vector, or the same byte. The first lane gets the lowest of them.
+/// Returns a vector that repeats the same four bytes. The first lane gets the lowest byte.
 template <std::uint32_t four, class D>
 HWY_INLINE hn::Vec<D> eachFour(D d) {
   constexpr std::size_t laneSize = machine::isLittleEndian ? 1 : sizeof(hn::TFromD<D>);
@@ -97,7 +97,7 @@ HWY_INLINE auto bytesOfLanes(D d, hn::Vec<D> lanes) {
 
 // --- bytes of UTF-8
 
-/// FF for each byte that starts a character.
+/// Returns FF for each byte that starts a character, otherwise 0.
 template <class D, class V>
 HWY_INLINE V startsOf(D d, V bytes) {
   const hn::Repartition<std::int8_t, D> signedBytes;
@@ -117,7 +117,7 @@ HWY_INLINE bool allAscii(D d, V bytes) {
 
 // --- operations that Highway 1.0.3 does not have
 
-/// One bit for each element.
+/// Returns the mask as a number with one bit for each element.
 template <class D, class M>
 HWY_INLINE std::uint64_t bitsOf(D d, M mask) {
   std::uint64_t bits = 0;
@@ -153,7 +153,7 @@ HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128
                      hn::DemoteTo(half, hn::BitCast(d16, a)));
 }
 
-/// For each lane, its first half shifted left, plus its second half.
+/// Returns for each lane the sum of its first half, shifted left, and its second half.
 template <int bits, std::uint32_t lowHalves, class D>
 HWY_INLINE hn::Vec<D> joinedHalves(D d, hn::Vec<D> lanes) {
   const auto low = hn::And(lanes, eachFour<lowHalves>(d));

@@ -7,13 +7,13 @@
 
 namespace tarvo::text {
 
-/// The result of a conversion that is left to ICU.
+/// The result of a codec that has not converted the text, so that ICU has to convert it.
 constexpr int icuHasTo = -1;
 
 /// A code page that is converted without ICU: the table of a single-byte code page (kelSingleByteTable.hpp),
 /// UTF-8 (kelUTF8Conversion.hpp), and UTF-16 in either byte order without byte order marks
-/// (kelUTF16.hpp). Each gives ICU's result for the texts that it converts, and leaves the others to ICU.
-/// Codecs live as long as the process; any thread may use them.
+/// (kelUTF16.hpp). A codec returns the same result as ICU for the texts that it converts; it leaves other
+/// texts to ICU. Codecs exist as long as the process; any thread may use them.
 class Codec {
  public:
   enum class Kind : std::uint8_t { singleBytes, utf8, utf16, swappedUtf16 };
@@ -24,13 +24,13 @@ class Codec {
 
   Kind kind() const { return kind_; }
 
-  /// Writes the units of a text, at most one for each byte, and returns their number or `icuHasTo`. If the
-  /// kind is `singleBytes`, the units may be at any address.
+  /// Converts bytes to UTF-16 and returns the number of units, or `icuHasTo`. Writes at most one unit for
+  /// each byte. If the kind of the codec is `singleBytes`, the address of the units may be unaligned.
   virtual std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const = 0;
 
-  /// Writes the first `room` bytes of a text; the last character may be cut. Returns the size of the whole
-  /// text, or `icuHasTo`: the bytes written then are the beginning of ICU's result. `converter` is the
-  /// converter of the code page.
+  /// Converts UTF-16 to bytes and writes the first `room` bytes of the result; the last character may be
+  /// incomplete. Returns the size of the whole result, or `icuHasTo`. In both cases the bytes that were
+  /// written are the beginning of ICU's result. `converter` is ICU's converter of the code page.
   virtual std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
                                UConverter* converter) const = 0;
 

@@ -44,12 +44,14 @@ void closeAll(void* block) noexcept {
   }
 }
 
-/// Null if the thread is ending or if there is no memory. Converters are not kept then.
+/// Returns the thread's converters; null if the thread is ending or if there is no memory. Then no converters
+/// are kept.
 ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
 }
 
-/// For names this short a loop is faster than the C library.
+/// Returns whether a kept converter has this name. The names are short, so a loop is faster than a function
+/// of the C library.
 inline bool isOf(const KeptConverter& kept, const char* name) {
   const char* own = kept.name.data();
   while (*own == *name && *own != '\0') ++own, ++name;
@@ -65,7 +67,8 @@ KeptConverter* find(ThreadConverters& converters, const char* name, Direction di
   return nullptr;
 }
 
-/// A place for a new converter, whose former converter is closed; null if all places are in use.
+/// Returns a place for a new converter; the converter that was in the place is closed. Returns null if all
+/// converters are in use.
 KeptConverter* makePlace(ThreadConverters& converters) {
   for (std::size_t tried = 0; tried < converters.kept.size(); ++tried) {
     KeptConverter& place = converters.kept[converters.oldest];
@@ -78,8 +81,8 @@ KeptConverter* makePlace(ThreadConverters& converters) {
   return nullptr;
 }
 
-/// Whether ICU has its table of names. If there is no memory when ICU first reads the table, ICU never reads
-/// it again.
+/// Returns whether ICU has its table of converter names. If there is no memory when ICU first reads the
+/// table, ICU never reads it again.
 bool namesAreKnown() {
   UErrorCode status = U_ZERO_ERROR;
   ucnv_countAliases("UTF-8", &status);
@@ -94,14 +97,15 @@ UConverter* open(const char* name) {
   return nullptr;
 }
 
-/// ICU's converter for compound text continues where the last text ended, in spite of a reset.
+/// Returns whether a reset converter begins a new text. ICU's converter for compound text does not: it
+/// continues where the last text ended.
 bool startsAfresh(UConverter* converter) {
   return ucnv_getType(converter) != UCNV_COMPOUND_TEXT;
 }
 
-/// Whether the converter stores every unit as its two bytes, byte order marks included. Names with options
-/// ("UTF-16LE,version=1") open converters of the same type that write a byte order mark at the start and skip
-/// one that they read.
+/// Returns whether the converter writes every unit as two bytes, including byte order marks. Names with
+/// options ("UTF-16LE,version=1") open converters of the same type that write a byte order mark at the start
+/// and skip one that they read.
 bool takesMarksAsTheyAre(UConverter* converter, bool highFirst) {
   constexpr std::array<char16_t, 3> marks = {u'\uFEFF', u'\uFFFE', u'a'};
   constexpr std::array<std::string_view, 2> inBytes = {
@@ -117,7 +121,7 @@ bool takesMarksAsTheyAre(UConverter* converter, bool highFirst) {
          count == 3 && std::equal(marks.begin(), marks.end(), units.begin());
 }
 
-/// Null if ICU converts the code page.
+/// Returns the codec for the converter's code page; null if ICU has to convert the code page.
 const Codec* codecOf(UConverter* converter) {
   const UConverterType type = ucnv_getType(converter);
   if (type == UCNV_UTF8) return &utf8Codec();
@@ -145,7 +149,8 @@ CachedConverter::CachedConverter(const char* name, Direction direction) {
   }
 }
 
-/// Keeps the new converter, unless a kept one of that name is in use further up the stack.
+/// Opens a converter. The thread keeps the converter, unless it keeps one of the same name that a calling
+/// function is using.
 void CachedConverter::openNew(const char* name) {
   const bool inUse = kept_ != nullptr;
   kept_ = nullptr;

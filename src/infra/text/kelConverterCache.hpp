@@ -6,44 +6,48 @@
 
 #include <cstdint>
 
-/// ICU's converters, kept open. Each thread keeps up to eight, by the exact name that was asked for, and
-/// closes them when it ends. Names that ICU does not know are not remembered.
+/// A cache of open ICU converters. Each thread keeps up to eight converters open, by the exact name that was
+/// requested, and closes them when it ends. Names that ICU does not know are not kept.
 namespace tarvo::text {
 
 struct KeptConverter;
 
-/// An open converter for the duration of a scope. Usually it is one that the thread keeps. A separate one is
-/// opened if the kept one is in use further up the stack, if the name is longer than any of ICU's, or if the
-/// thread is ending.
+/// An open converter for the duration of a scope. Usually it is one that the thread keeps. A separate
+/// converter is opened in three cases: a calling function is using the kept converter, the name is longer
+/// than any of ICU's names, or the thread is ending.
 ///
 ///     const CachedConverter converter("ISO-8859-1");
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name
 ///
-/// It starts in the state of a freshly opened one, but keeps the callbacks that were set on it: set none, or
-/// restore them.
+/// The converter is in the state of a newly opened one, except that callbacks that were set on it earlier are
+/// still set. Therefore do not set callbacks, or restore the former ones.
 class CachedConverter {
  public:
-  /// Each direction remembers the converter found last: consecutive texts often use the same code pages.
+  /// The cache stores for each direction the converter that was found last, because consecutive texts often
+  /// use the same code pages.
   enum class Direction : std::uint8_t { toUnicode, fromUnicode };
 
-  /// Opens nothing.
+  /// Creates an object without a converter.
   CachedConverter() = default;
 
-  /// Null is ICU's default converter; its name is read on every call since it can change.
+  /// Opens the converter `name`. Null means ICU's default converter; its name is read on every call, because
+  /// it can change.
   explicit CachedConverter(const char* name);
 
-  /// The same, but in the state that the last use left: for functions of ICU that reset the converter
-  /// themselves.
+  /// Opens the converter `name`, in the state in which the last use left it, for functions of ICU that reset
+  /// the converter themselves.
   CachedConverter(const char* name, Direction direction);
 
   CachedConverter(const CachedConverter&) = delete;
   CachedConverter& operator=(const CachedConverter&) = delete;
   ~CachedConverter();
 
-  /// Null when the converter cannot be opened. Lives as long as this object.
+  /// Returns the converter, or null if it cannot be opened. The converter is valid as long as this object
+  /// exists.
   UConverter* get() const { return converter_; }
 
-  /// Null if ICU converts the code page. A converter that is not kept has no codec.
+  /// Returns the codec for the code page; null if ICU has to convert it. A converter that is not kept has no
+  /// codec.
   const Codec* codec() const { return codec_; }
 
  private:

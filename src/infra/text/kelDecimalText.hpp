@@ -17,25 +17,26 @@
 namespace tarvo::text {
 
 /// Computes up to eight decimal digits at a time in one word, the first digit in its lowest byte. The digits
-/// are computed in parallel, so a number takes few steps and few branches; branches on the length of a number
-/// would often be mispredicted.
+/// are computed in parallel, so a number takes few steps and few branches. (Branches on the length of a
+/// number would often be mispredicted.)
 namespace decimal {
 
 constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 
-/// The values of 2, 4 or 8 digits, one in each byte. A number is split into quotient and remainder side by
-/// side: in lanes of 32 bits, then 16, then 8. With q the quotient of v by d, the difference
-/// `(v << lane) - q * ((d << lane) - 1)` is `((v - q * d) << lane) + q`. So the quotient stays in its lane,
-/// and the remainder is in the lane above.
+/// Returns the values of 2, 4 or 8 digits, one in each byte. The number is split into quotient and remainder,
+/// which are stored side by side: first in lanes of 32 bits, then of 16 bits, then of 8 bits. With q the
+/// quotient of v by d, the difference `(v << lane) - q * ((d << lane) - 1)` is `((v - q * d) << lane) + q`.
+/// So the lane contains the quotient, and the lane above it contains the remainder.
 ///
-/// A quotient is a product and a shift. With m the smallest integer that is at least 2^s / d, and e the
-/// excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:
+/// The quotient is computed by a multiplication and a shift. With m the smallest integer that is at least 2^s
+/// / d, and e the excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:
 ///
 ///     d     s    m      e    exact below   needed below   product below   quotient at most
 ///     100   20   10486  24   43690         10000          2^27            99, mask 0x7F
 ///     10    10   103    6    170           100            2^14            9, mask 0x0F
 ///
-/// The products stay in their lanes. A shift moves bits of the lane above into this one; the mask drops them.
+/// The products fit into their lanes. The shift moves bits of the lane above into a lane; the mask removes
+/// these bits.
 template <unsigned int Digits>
 constexpr std::uint64_t digitsOf(std::uint32_t value) {
   std::uint64_t lanes = value;
@@ -49,7 +50,7 @@ constexpr std::uint64_t zeroDigits(unsigned int digits) {
   return 0x3030303030303030 >> (64 - 8 * digits);
 }
 
-/// Writes the eight bytes of the word as units of the text, the lowest first.
+/// Writes the eight bytes of the word as units of the text, the lowest byte first.
 inline void put(char* place, std::uint64_t word) {
   machine::putLittleEndian(place, word);
 }
@@ -57,8 +58,8 @@ inline void put(char16_t* place, std::uint64_t word) {
   widenEight(word, place);
 }
 
-/// Writes a number of at most `Digits` digits, without leading zeros, and returns its end. Always writes
-/// eight units; those after the end are 0.
+/// Writes a number of at most `Digits` digits, without leading zeros, and returns the end of the text. Always
+/// writes eight units; the units after the end are 0.
 template <unsigned int Digits, class Unit>
 inline Unit* putFirst(Unit* place, std::uint64_t value) {
   const std::uint64_t digits = digitsOf<Digits>(static_cast<std::uint32_t>(value));
@@ -68,7 +69,7 @@ inline Unit* putFirst(Unit* place, std::uint64_t value) {
   return place + Digits - skipped;
 }
 
-/// Writes eight digits after others, with leading zeros.
+/// Writes the next eight digits of a number, with leading zeros.
 template <class Unit>
 inline Unit* putNext(Unit* place, std::uint64_t value) {
   put(place, digitsOf<8>(static_cast<std::uint32_t>(value)) | zeroDigits(8));
@@ -102,14 +103,14 @@ class DecimalText {
   using Limits = std::numeric_limits<Number>;
 
  public:
-  // A sign, then every digit; for fixed notation also the point and its decimals.
+  // The longest text has a sign and all digits; in fixed notation also the point and the decimals.
   static constexpr std::size_t longest = std::floating_point<Number>
                                              ? 1 + Limits::max_exponent10 + 1 + sizeof ".000000"
                                              : 1 + Limits::digits10 + 1;
 
   explicit DecimalText(Number value) {
     if constexpr (std::floating_point<Number>) {
-      // The sign of a NaN is unpredictable, so it is dropped.
+      // The sign of a NaN is not predictable, so it is removed.
       const Number shown = std::isnan(value) ? std::numeric_limits<Number>::quiet_NaN() : value;
       end_ = std::to_chars(first(), first() + text_.size(), shown, std::chars_format::fixed, 6).ptr;
     } else {
@@ -121,15 +122,16 @@ class DecimalText {
   DecimalText& operator=(const DecimalText&) = delete;
   ~DecimalText() = default;
 
-  /// Writes the text of an integer to a place with room for the longest one, and returns its end. The units
-  /// after the end become 0 or stay as they are.
+  /// Writes the text of an integer to `place`, which has room for the longest text, and returns the end of
+  /// the text. The units after the end become 0 or do not change.
   template <class Unit>
   static Unit* write(Unit* place, Number value) requires std::integral<Number> {
     using Magnitude = std::conditional_t<(sizeof(Number) > 4), std::uint64_t, std::uint32_t>;
     static_assert(sizeof(Number) >= 4 && longest >= 1 + 8);
     auto magnitude = static_cast<Magnitude>(value);
     if constexpr (std::signed_integral<Number>) {
-      // No branch: the sign stays, or the first digit overwrites it.
+      // There is no branch: the sign is always written, and for a positive number the first digit overwrites
+      // it.
       const Magnitude negative = magnitude >> (8 * sizeof magnitude - 1);
       *place = '-';
       place += negative;

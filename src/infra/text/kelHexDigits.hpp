@@ -5,12 +5,13 @@
 #include <cstddef>
 #include <cstring>
 
-/// Writes bytes as two hexadecimal digits each, sixteen bytes at a time. Digits are computed, since a table
-/// costs a load and a store for each byte. The compilers' vector extension works for every processor.
+/// Writes bytes as two hexadecimal digits each, sixteen bytes at a time. The digits are computed, because a
+/// table would cost a load and a store for each byte. The compilers' vector extension works for every
+/// processor.
 namespace tarvo::text {
 
-/// The digits of values below 16. `letters` is the number of characters between '9' and the letter for 10.
-/// The comparison is signed, which takes one instruction.
+/// Returns the digits of values below 16. `letters` is the number of characters between '9' and the letter
+/// for 10. The comparison is signed, because a signed comparison takes only one instruction.
 inline SixteenBytes hexDigitsOf(SixteenBytes values, unsigned char letters) {
   using Signed [[gnu::vector_size(sizeof values)]] = signed char;
   constexpr unsigned char zero = '0';

@@ -4,25 +4,26 @@
 
 #include <new>
 
-/// ICU raises nothing: a string that there was no memory for is bogus. The functions here throw
-/// std::bad_alloc instead, so that the failure is not lost.
+/// If ICU has no memory for a string, it raises nothing and makes the string bogus. The functions in this
+/// file throw std::bad_alloc instead, so that the failure is not lost.
 namespace tarvo::text {
 
-/// Checks a string that was just made from a valid text.
+/// Returns a string that was made from a valid text; throws if the string is bogus.
 inline icu::UnicodeString made(icu::UnicodeString text) {
   if (text.isBogus()) throw std::bad_alloc();
   return text;
 }
 
-/// A copy, which is bogus if `text` is. It owns its text, so copying the copy takes no memory.
+/// Returns a copy of `text`; the copy of a bogus string is bogus. The copy owns its units, so copying the
+/// copy allocates nothing.
 inline icu::UnicodeString copied(const icu::UnicodeString& text) {
   icu::UnicodeString copy(text);
   if (copy.isBogus() && !text.isBogus()) throw std::bad_alloc();
   return copy;
 }
 
-/// Whether the caller holds the text's buffer open (`getBuffer(minCapacity)`). Most changes of such a text
-/// have no effect, but an assignment would release the buffer.
+/// Returns whether the text's buffer is open: the caller has called `getBuffer(minCapacity)` and not yet
+/// `releaseBuffer`. Most changes of such a text have no effect, but an assignment would release the buffer.
 inline bool isHeldOpen(const icu::UnicodeString& text) {
   return text.getBuffer() == nullptr && !text.isBogus();
 }

@@ -7,12 +7,12 @@
 
 namespace tarvo::text {
 
-/// Bytes for the duration of one call, on the stack if they fit.
+/// Temporary memory for one call. It is on the stack if the size is small enough.
 class Scratch {
  public:
   static constexpr std::size_t inlineSize = 4096;
 
-  /// Null if there is no memory. Releases the former room.
+  /// Returns room for `size` bytes, or null if there is no memory. Releases the former room.
   char* room(std::size_t size) {
     if (size <= inlineSize) return inline_.data();
     heap_.reset(new (std::nothrow) char[size]);

@@ -12,7 +12,7 @@
 namespace tarvo::text {
 namespace {
 
-/// All tables made so far, the newest first. Tables are never removed.
+/// The list of all tables, the newest first. Tables are never removed.
 constinit std::atomic<const SingleByteTable*> newest = nullptr;
 
 bool isSingleByte(const UConverter* converter) {
@@ -22,9 +22,9 @@ bool isSingleByte(const UConverter* converter) {
 
 constexpr int noSingle = -1;
 
-/// ICU's byte for a unit, or `noSingle` if that is not exactly one byte. The text is passed as unfinished, so
-/// ICU holds back a unit that may begin a longer sequence. Lone surrogates are left out: their result depends
-/// on earlier input.
+/// Asks ICU for the byte of a unit. Returns `noSingle` if the result is not exactly one byte. The text is
+/// passed as unfinished, so ICU writes nothing for a unit that may begin a longer sequence. ICU is not asked
+/// for surrogates, because their result depends on earlier input.
 int askForByte(UConverter* converter, char16_t unit) {
   if (U16_IS_SURROGATE(unit)) return noSingle;
   std::array<char, 16> bytes;
@@ -38,7 +38,7 @@ int askForByte(UConverter* converter, char16_t unit) {
   return single && U_SUCCESS(status) ? static_cast<unsigned char>(bytes.front()) : noSingle;
 }
 
-/// The same in the other direction: ICU's unit for a byte.
+/// Asks ICU for the unit of a byte. Returns `noSingle` if the result is not exactly one unit.
 int askForUnit(UConverter* converter, char byte) {
   std::array<char16_t, 16> units;
   char16_t* target = units.data();
@@ -55,7 +55,7 @@ int askForUnit(UConverter* converter, char byte) {
 
 // --- made once
 
-// The name is copied: ICU frees its own text of it if the program calls ICU's cleanup.
+// The name is copied, because ICU frees its text of the name if the program calls ICU's cleanup.
 SingleByteTable::SingleByteTable(const char* name) : Codec(Kind::singleBytes) {
   std::memcpy(name_.data(), name, std::strlen(name));
 }
@@ -65,7 +65,7 @@ const SingleByteTable* SingleByteTable::find(const SingleByteTable* first, const
   return first;
 }
 
-// If two threads make the same table at the same time, the second one deletes its own.
+// If two threads make the same table at the same time, the thread that is second deletes its table.
 const SingleByteTable* SingleByteTable::of(UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;
@@ -85,7 +85,8 @@ const SingleByteTable* SingleByteTable::of(UConverter* converter) {
   return known;
 }
 
-/// Returns false if a byte does not give exactly one unit, or gives half of a pair.
+/// Fills the direction to Unicode. Returns false if a byte does not give exactly one unit, or if it gives
+/// half of a surrogate pair.
 bool SingleByteTable::fill(UConverter* converter) {
   for (std::size_t byte = 0; byte < units_.size(); ++byte) {
     const int unit = askForUnit(converter, static_cast<char>(byte));
@@ -132,8 +133,9 @@ std::ptrdiff_t SingleByteTable::toUnits(const char* bytes, std::size_t count, vo
   return static_cast<std::ptrdiff_t>(count);
 }
 
-/// The bytes of eight units, the first one lowest. A byte of 0 means unknown, not in the table, or U+0000.
-/// Written out because compilers do not unroll a loop here.
+/// Returns the bytes of eight units as a number; the first byte is the lowest. A byte of 0 means that the
+/// unit is not known yet, not in the table, or U+0000. The eight look-ups are written out because compilers
+/// do not unroll a loop here.
 [[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
   const auto byte = [&](unsigned i) {
     return std::uint64_t{bytes_[units[i]].load(std::memory_order_relaxed)} << (8 * i);

@@ -9,29 +9,30 @@
 
 namespace tarvo::text {
 
-/// A single-byte code page as ICU converts it, as a table.
+/// A table of a single-byte code page, with the same results as ICU's converter.
 ///
 ///     const SingleByteTable* const table = SingleByteTable::of(converter);
 ///     if (table == nullptr || table->toBytes(units, count, bytes, room, converter) < 0) ...   // ICU has to
 ///
-/// Every entry is ICU's result for one unit or byte by itself, substitutes and fallbacks included. A unit is
-/// in the table if that result is one byte, whatever follows the unit. Other units are not in the table:
-/// halves of pairs, units that ICU omits, and first units of sequences that the code page encodes together.
-/// ICU converts every text that contains one of them.
+/// An entry is ICU's result for a single unit or byte, including substitutes and fallbacks. A unit is in the
+/// table if the result is always one byte, whatever follows the unit. Other units are not in the table:
+/// halves of surrogate pairs, units that ICU omits, and first units of sequences that the code page encodes
+/// together. ICU converts every text that contains such a unit.
 ///
-/// The process has one table for each code page, under ICU's own name, so aliases and threads share it. A
-/// table is made when a thread first opens the code page (about 20 us); it takes 66 KiB until the process
-/// ends. The direction to Unicode is complete then. The direction from Unicode is filled in blocks of 64
-/// units (3 us) when a unit of the block first occurs: filling everything would take milliseconds, and texts
-/// use few blocks. Any thread may use a table at any time; all threads read and store the same entries.
+/// The process has one table for each code page. The table is stored under ICU's own name for the code page,
+/// so aliases of the name and all threads share it. A table is made when a thread first opens the code page,
+/// which takes about 20 us; it takes 66 KiB until the process ends. The direction to Unicode is filled at
+/// once. The direction from Unicode is filled in blocks of 64 units (3 us each) when a unit of the block
+/// first occurs, because filling everything would take milliseconds and texts use few blocks. Any thread may
+/// use a table at any time; all threads read and store the same entries.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class SingleByteTable final : public Codec {
  public:
-  /// The table of the converter's code page. Null if it is not a single-byte code page, or if there is no
-  /// memory. The converter must have ICU's own callbacks; it is reset.
+  /// Returns the table of the converter's code page, or null if it is not a single-byte code page or if there
+  /// is no memory. The converter must have ICU's default callbacks; the function resets it.
   static const SingleByteTable* of(UConverter* converter);
 
-  /// Converts every text. No unit is half of a pair.
+  /// Converts every text, so it never returns `icuHasTo`. No unit is half of a surrogate pair.
   std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const override;
 
   /// `converter` is used for units that are not known yet.
@@ -59,13 +60,14 @@ class SingleByteTable final : public Codec {
   std::array<char, UCNV_MAX_CONVERTER_NAME_LENGTH> name_{};
   const SingleByteTable* older_ = nullptr;  // the table made before this one
   std::size_t plain_ = 0;                   // units below this are the byte of the same number: 256, 128 or 0
-  // The first and the last byte whose unit has another number; valid if there is one. Latin code pages have
-  // few such bytes.
+  // The first and the last byte whose unit has a different number than the byte; valid only if there are such
+  // bytes. Latin code pages have few such bytes.
   unsigned char firstOther_ = 0;
   unsigned char lastOther_ = 0;
   std::atomic<bool> zeroIsZero_ = false;
   std::array<char16_t, 256> units_{};
-  // 0: not asked yet, or not in the table. In the existing code pages only U+0000 becomes a byte of 0.
+  // The byte of each unit. 0 means that ICU was not asked yet or that the unit is not in the table. In the
+  // existing code pages only U+0000 becomes a byte of 0.
   mutable std::array<std::atomic<unsigned char>, 0x10000> bytes_{};
   mutable std::array<std::atomic<bool>, blocks> asked_{};
 };

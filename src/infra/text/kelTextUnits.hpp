@@ -12,7 +12,7 @@
 #include <new>
 #include <string_view>
 
-/// ICU's texts as views of their units, and back.
+/// Converts ICU's strings to views of their units, and views to strings.
 namespace tarvo::text {
 
 inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
@@ -21,7 +21,8 @@ inline std::u16string_view unitsOf(const icu::UnicodeString& text) {
 
 constexpr std::size_t wordUnits = sizeof(std::uint64_t) / sizeof(char16_t);
 
-/// Whether `units` contains `unit`. Compares four units at a time; the standard library's find compares one.
+/// Returns whether `units` contains `unit`. Compares four units at a time; the standard library's find
+/// compares only one.
 inline bool holds(std::u16string_view units, char16_t unit) noexcept {
   for (; units.size() >= wordUnits; units.remove_prefix(wordUnits)) {
     const std::uint64_t others = wordAt(units.data()) ^ inEachUnit(unit);
@@ -30,8 +31,8 @@ inline bool holds(std::u16string_view units, char16_t unit) noexcept {
   return units.find(unit) != std::u16string_view::npos;
 }
 
-/// left < right. The standard library compares unit by unit, which is slow for keys with long common
-/// beginnings.
+/// Returns whether left < right. The standard library compares unit by unit, which is slow for keys with long
+/// common beginnings.
 inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept {
   const std::size_t both = std::min(left.size(), right.size());
   std::size_t at = 0;
@@ -40,7 +41,7 @@ inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept
   return at < both ? left[at] < right[at] : left.size() < right.size();
 }
 
-/// ICU counts units in 32 bits; throws std::bad_alloc for more.
+/// Returns the number of units as ICU's 32-bit type; throws std::bad_alloc if there are more.
 inline std::int32_t lengthOf(std::u16string_view units) {
   if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
     throw std::bad_alloc();

@@ -11,15 +11,15 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Finds where the tokens of a text begin and end. Delimiters are found as bits, one for each unit, for 64
-/// units at a time; tokens begin and end where neighbouring bits differ. No branch depends on the length of a
-/// token, so none is mispredicted.
+/// Finds where the tokens of a text begin and end. The delimiters are found for 64 units at a time, as a word
+/// with one bit for each unit; a token begins or ends where two neighbouring bits differ. No branch depends
+/// on the length of a token, so tokens of different lengths cause no mispredicted branches.
 namespace tarvo::text {
 
 using UnitBits = std::uint64_t;
 constexpr std::size_t bitsUnits = 64;
 
-/// Any number of delimiters, all below `Units`.
+/// A set of any number of delimiters, all of which are below `Units`.
 template <std::size_t Units>
 class ManyDelimiters {
  public:
@@ -42,7 +42,7 @@ class ManyDelimiters {
   std::array<std::uint64_t, Units / 64> bits_{};
 };
 
-/// One to four delimiters of any value, each compared with eight units at once.
+/// A set of one to four delimiters of any value. Each delimiter is compared with eight units at once.
 class FewDelimiters {
  public:
   static constexpr std::int32_t most = 4;
@@ -60,7 +60,7 @@ class FewDelimiters {
   }
 
  private:
-  /// The delimiter of that index, or the last one, in all eight places.
+  /// Returns the delimiter with this index, or the last one if there are fewer, in all eight places.
   static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
     const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
     return EightUnits{} + unit;
@@ -69,8 +69,8 @@ class FewDelimiters {
   UnitBits findInEight(const char16_t* units) const {
     const EightUnits eight = eightUnitsAt(units);
     const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
-    // Each unit found becomes a byte of ones. Of each byte a different bit is kept; the multiplication adds
-    // them up in the highest byte.
+    // Each unit that is a delimiter becomes a byte of ones. The mask keeps a different bit of each byte, and
+    // the multiplication adds these bits in the highest byte.
     const EightBytes bytes = __builtin_convertvector(found, EightBytes);
     return ((machine::littleEndianAt<std::uint64_t>(&bytes) & 0x8040201008040201) * 0x0101010101010101) >>
            56U;
@@ -82,7 +82,8 @@ class FewDelimiters {
   EightUnits fourth_;
 };
 
-/// The bits of the last units, fewer than 64. The units after the text count as delimiters.
+/// Returns the bits of the last units, which are fewer than 64. The places after the text are treated as
+/// delimiters.
 template <class Delimiters>
 UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
   std::array<char16_t, bitsUnits> padded{};
@@ -90,8 +91,9 @@ UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& 
   return delimiters.findIn(padded.data()) | ~UnitBits{0} << count;
 }
 
-/// Writes the start and the end of each token, alternately, and returns the end of the edges written. The
-/// text is not empty; it has at most two more edges than units. The first token starts at its beginning.
+/// Writes the start and the end of each token, alternately, and returns the end of the written edges. The
+/// text must not be empty. It has at most two more edges than units. The first token starts at the beginning
+/// of the text.
 ///
 /// CR LF needs no special case: if both are delimiters, they count as one, as all adjacent delimiters do.
 template <class Delimiters>

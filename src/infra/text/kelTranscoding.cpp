@@ -24,13 +24,13 @@ using Direction = CachedConverter::Direction;
 
 constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
-/// ICU converts without a converter for "" (its invariant characters), and for null if its default converter
-/// is UTF-8.
+/// Returns whether ICU converts without a converter: for "" (its invariant characters), and for null if its
+/// default converter is UTF-8.
 bool needsNoConverter(const char* name) {
   return name == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *name == '\0';
 }
 
-/// One end of a conversion.
+/// The source or the target of a conversion.
 struct CodePage {
   CodePage(const char* codePage, Direction direction)
       : name(codePage),
@@ -48,7 +48,7 @@ struct CodePage {
 
 // --- to Unicode
 
-/// Returns the number of units. Starts at the first byte, whatever was read before.
+/// Converts the bytes with ICU, in a new state of the converter, and returns the number of units.
 std::int32_t readUnits(UConverter* converter, std::string_view bytes, std::span<char16_t> units,
                        UErrorCode& status) {
   char16_t* next = units.data();
@@ -60,9 +60,9 @@ std::int32_t readUnits(UConverter* converter, std::string_view bytes, std::span<
   return static_cast<std::int32_t>(next - units.data());
 }
 
-/// As icu::UnicodeString(bytes, count, converter, status), which does not return if the second unit of a pair
-/// does not fit into its buffer. If the buffer is too small, the whole text is read again into a larger one:
-/// some converters (SCSU) lose their state if they continue in another buffer.
+/// Does the same as icu::UnicodeString(bytes, count, converter, status), which never returns if the second
+/// unit of a pair does not fit into its buffer. If the buffer is too small, the whole text is read again into
+/// a larger buffer, because some converters (SCSU) lose their state if they continue in another buffer.
 std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, std::span<char16_t> stack,
                                 icu::UnicodeString& heap) {
   constexpr auto most = static_cast<std::size_t>(largestSize);
@@ -83,7 +83,7 @@ std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, s
   return unitsOf(heap);
 }
 
-/// The units are on the caller's stack if they fit there. Otherwise they are the text on the heap, which is
+/// Converts bytes to Unicode. The result is in `stack` if it fits there. Otherwise it is in `heap`, which is
 /// bogus if the code page is unknown.
 std::u16string_view decode(const CodePage& from, std::string_view bytes, std::span<char16_t> stack,
                            icu::UnicodeString& heap) {
@@ -109,14 +109,15 @@ std::u16string_view decode(const CodePage& from, std::string_view bytes, std::sp
 
 // --- from Unicode
 
-/// Returns the size. Writes a terminator after the text if there is room, as ICU does.
+/// Writes a terminator after the text if there is room, as ICU does, and returns the size.
 std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
   if (size < room) target[size] = '\0';
   return static_cast<std::int32_t>(size);
 }
 
 std::int32_t encode(const CodePage& to, std::u16string_view units, char* target, std::int32_t room) {
-  // With a target that has no room ICU computes with the target's address, and its result is not a size.
+  // If the target has no room, ICU gets null instead: otherwise it would compute with the target's address,
+  // and the result would not be a size.
   if (room == 0) target = nullptr;
   UConverter* const converter = to.converter.get();
   if (const Codec* const codec = to.codec) {
@@ -130,22 +131,23 @@ std::int32_t encode(const CodePage& to, std::u16string_view units, char* target,
   if (to.byName) return text.extract(0, count, target, static_cast<std::uint32_t>(room), to.name);
   UErrorCode status = U_ZERO_ERROR;
   if (isWellFormed(units.data(), units.size())) return text.extract(target, room, converter, status);
-  // Even after a reset ICU's converters remember their last substitute and use it for lone surrogates.
+  // A separate converter is used, because ICU's converters keep their last substitute even after a reset, and
+  // use it for lone surrogates.
   const CachedConverter another(to.name);
   return text.extract(target, room, another.get(), status);
 }
 
 // --- between code pages
 
-/// Whether writing to either range leaves the other unchanged.
+/// Returns whether the two ranges do not overlap.
 bool disjoint(std::string_view one, std::string_view other) {
   const auto first = reinterpret_cast<std::uintptr_t>(one.data());
   const auto second = reinterpret_cast<std::uintptr_t>(other.data());
   return first + one.size() <= second || second + other.size() <= first;
 }
 
-/// Single bytes become units in the target, if all fit there. The size needs no conversion: it is 0 if it is
-/// above the largest int.
+/// Converts single bytes to units directly in the target, if all units fit there. The size is known without a
+/// conversion; if it is above the largest int, the result is 0.
 std::int32_t unitsInTarget(std::string_view bytes, const Codec& from, char* target, std::int32_t room,
                            bool swapped) {
   const std::size_t size = sizeof(char16_t) * bytes.size();

@@ -44,7 +44,8 @@ namespace {
 
 constexpr std::size_t unitSize = sizeof(char16_t);
 
-/// Swaps eight units at a time. Neither side has to be aligned; both may be the same.
+/// Copies units and swaps the two bytes of each, eight units at a time. The addresses may be unaligned, and
+/// `from` may equal `to`.
 void swapUnits(const char* from, char* to, std::size_t units) {
   std::size_t at = 0;
   for (; units - at >= vectorUnits; at += vectorUnits) {
@@ -60,7 +61,7 @@ void swapUnits(const char* from, char* to, std::size_t units) {
   }
 }
 
-/// Copies `size` bytes; the number is even if they are swapped.
+/// Copies `size` bytes and swaps them in pairs if `swapped` is true; `size` is then even.
 void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
   if (swapped) {
     swapUnits(static_cast<const char*>(from), static_cast<char*>(to), size / unitSize);

@@ -7,14 +7,14 @@
 
 namespace tarvo::text {
 
-/// The number of surrogate pairs, or -1 if there is a lone surrogate.
+/// Returns the number of surrogate pairs, or -1 if the text has a lone surrogate.
 std::int64_t countPairs(const char16_t* units, std::size_t count);
 
-/// Whether the text has no lone surrogate.
+/// Returns whether the text has no lone surrogate.
 bool isWellFormed(const char16_t* units, std::size_t count);
 
-/// UTF-16 as bytes in either byte order, without a byte order mark: the units unchanged, or with their bytes
-/// swapped. ICU converts texts with a lone surrogate or with half a unit at the end.
+/// Returns the codec for UTF-16 in the given byte order, without byte order marks. It copies the units or
+/// swaps their bytes. It leaves texts with a lone surrogate, or with half a unit at the end, to ICU.
 const Codec& utf16Codec(bool highByteFirst);
 
 /// Swaps the two bytes of each unit.

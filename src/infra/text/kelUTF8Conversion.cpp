@@ -27,7 +27,7 @@ constexpr std::size_t worthKernel = 96;
 
 // --- to UTF-8
 
-/// Writes the whole text; returns null if it is not valid.
+/// Writes the whole text and returns the end of the bytes written; returns null if the text is not valid.
 char* writeAll(const char16_t* units, std::size_t count, char* to) {
   std::size_t at = 0;
   if (count >= worthKernel) {
@@ -40,7 +40,7 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
     const std::size_t plain = narrowPlain(units + at, count - at, to, ascii);
     at += plain;
     to += plain;
-    // A block that is not all ASCII is converted unit by unit to its end.
+    // If a block is not all ASCII, it is converted unit by unit to its end.
     for (const std::size_t end = std::min(at + plainBlock, count); at < end;) {
       if (units[at] < ascii) {
         *to++ = static_cast<char>(units[at++]);
@@ -54,9 +54,9 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
   return to;
 }
 
-/// The number of bytes of the units, with three for each half of a pair.
+/// Returns the size of the units in UTF-8, counting three bytes for each half of a surrogate pair.
 std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
-  // The sums of this many units fit into 16 bits in each of eight places.
+  // For at most this number of units, each of eight sums fits into 16 bits.
   constexpr std::size_t atOnce = 32768;
   std::size_t size = count;
   std::size_t at = 0;
@@ -74,14 +74,15 @@ std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
   return size;
 }
 
-/// The size in bytes, or -1. A pair takes four bytes, not the six of its halves.
+/// Returns the size of the text in UTF-8, or -1 if it has a lone surrogate. A surrogate pair takes four
+/// bytes, while its halves were counted with six.
 std::int64_t sizeOf(const char16_t* units, std::size_t count) {
   const std::int64_t pairs = countPairs(units, count);
   return pairs < 0 ? -1 : static_cast<std::int64_t>(sizeWithoutPairs(units, count)) - 2 * pairs;
 }
 
-/// Writes the beginning of a valid text that is larger than the room: first the units that fit in any case,
-/// then one character at a time.
+/// Writes the beginning of a valid text that is larger than the room: first those units that fit even if each
+/// takes the most bytes, then one character at a time.
 void writeCut(const char16_t* units, char* bytes, std::size_t room) {
   std::size_t at = room / largestUnit;
   if (at > 0 && isPair(units[at - 1], units[at])) --at;

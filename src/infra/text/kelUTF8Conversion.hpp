@@ -5,23 +5,24 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Converts valid texts between UTF-8 and UTF-16 without a converter. Reports texts that are not valid; the
-/// caller then lets ICU replace the invalid parts.
+/// Converts valid texts between UTF-8 and UTF-16 without ICU. If a text is not valid, the functions report
+/// that, and the caller lets ICU replace the invalid parts.
 namespace tarvo::text {
 
-/// Writes the text as UTF-16, at most one unit for each byte, and returns the number of units; -1 if the text
-/// is not well-formed UTF-8.
+/// Converts UTF-8 to UTF-16 and returns the number of units, or -1 if the text is not well-formed. Writes at
+/// most one unit for each byte.
 std::ptrdiff_t utf16FromUtf8(const char* bytes, std::size_t count, char16_t* units);
 
-/// Writes the first `room` bytes of the text in UTF-8; the last character may be cut. Returns the size of the
-/// whole text. Returns -1 if there is a lone surrogate; the bytes written then are the beginning of the text.
+/// Converts UTF-16 to UTF-8, writes the first `room` bytes of the result and returns the size of the whole
+/// result. The last character that is written may be incomplete. If the text has a lone surrogate, the
+/// function returns -1; the bytes that were written are then the beginning of the result.
 std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes, std::size_t room);
 
-/// The same as a codec.
+/// Returns a codec with these two functions.
 const Codec& utf8Codec();
 
-/// The same, but a text that does not fit is left to ICU, which cuts no character if its default converter is
-/// UTF-8.
+/// Returns a codec that leaves a text to ICU if it does not fit into the target. It is used if ICU's default
+/// converter is that of UTF-8: ICU then writes no incomplete character.
 const Codec& uncutUtf8Codec();
 
 }  // namespace tarvo::text

@@ -7,8 +7,8 @@ namespace tarvo::text {
 
 namespace {
 
-/// The size of a character by its lead byte, which is above 7F; 0 for 80 to BF and F8 to FF, which are not
-/// lead bytes.
+/// Returns the size of a character according to its first byte, which is above 7F. Returns 0 for 80 to BF and
+/// F8 to FF, which are not lead bytes.
 constexpr std::size_t sizeByLead(unsigned char lead) {
   if (lead < 0xC0) return 0;
   if (lead < 0xE0) return 2;
@@ -49,7 +49,7 @@ std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t 
   return simd::kernels().spreadCharacters(dest, text, length);
 }
 
-/// For a well-formed text, which is the usual case, both counts are the same.
+/// Counts the characters of a well-formed text with the fast function, because both counts are then the same.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length) {
   const std::ptrdiff_t wellFormed = countWellFormed(text, length);
   return wellFormed >= 0 ? wellFormed : countByLeads(text, length);

@@ -7,18 +7,19 @@
 #include <cstdint>
 #include <cstring>
 
-/// Words and vectors of bytes and code units, and loops over them. The compilers' vector extension works for
-/// every processor. Plain loops would not be vectorised, since a byte that is written may alias any object.
+/// Words and vectors of bytes and code units, and loops over them. The vectors are those of the compilers'
+/// vector extension, which works for every processor. The compilers would not vectorise plain loops, because
+/// a byte that is written may alias any object.
 namespace tarvo::text {
 
 // --- words
 
-/// Eight bytes or four units as a word in the processor's order, for tests of all of them.
+/// Returns eight bytes or four units as a word in the processor's byte order, to test all of them at once.
 inline std::uint64_t wordAt(const void* place) noexcept {
   return machine::nativeAt<std::uint64_t>(place);
 }
 
-/// The bits that are set in the first or in the second half of sixteen bytes.
+/// Returns the bits that are set in the first or in the second half of sixteen bytes.
 inline std::uint64_t bitsOfBoth(const void* place) {
   return wordAt(place) | wordAt(static_cast<const char*>(place) + sizeof(std::uint64_t));
 }
@@ -37,7 +38,7 @@ constexpr bool hasZeroByte(std::uint64_t word) {
 // --- vectors
 
 constexpr std::size_t plainBlock = 16;
-// Not wider, because the stack is aligned to 16 bytes.
+// The vectors have at most 16 bytes, because the stack is aligned to 16 bytes.
 using SixteenBytes [[gnu::vector_size(16)]] = unsigned char;
 using EightBytes [[gnu::vector_size(8)]] = unsigned char;
 using TwoWords [[gnu::vector_size(16)]] = std::uint64_t;
@@ -45,8 +46,8 @@ using EightUnits [[gnu::vector_size(16)]] = std::uint16_t;
 
 constexpr std::size_t vectorUnits = sizeof(EightUnits) / sizeof(char16_t);
 
-/// Widens the bytes at `bytes` to units. The units may be at any address. Shuffling with a zero vector is one
-/// instruction; GCC 12 compiles a vector conversion to four.
+/// Widens the eight bytes at `bytes` to units. The address of the units may be unaligned. Shuffling with a
+/// zero vector is one instruction; GCC 12 compiles a vector conversion to four.
 inline void widenEight(const char* bytes, void* units) {
   const auto narrow = reinterpret_cast<SixteenBytes>(TwoWords{wordAt(bytes), 0});
   constexpr SixteenBytes zeros{};
@@ -59,7 +60,7 @@ inline void widenEight(const char* bytes, void* units) {
   std::memcpy(units, &wide, sizeof wide);
 }
 
-/// Widens the bytes of the word, the lowest first.
+/// Widens the eight bytes of a word to units, the lowest byte first.
 inline void widenEight(std::uint64_t bytes, void* units) {
   bytes = machine::littleEndian(bytes);
   widenEight(reinterpret_cast<const char*>(&bytes), units);
@@ -82,8 +83,9 @@ inline bool allAscii(EightUnits units) {
 
 // --- runs of code units and bytes that have equal values
 
-/// Narrows a text in blocks of eight; the last block overlaps the one before. The first three take no branch:
-/// numbers are rarely longer. Returns false if the text is not all ASCII; the bytes are then unusable.
+/// Narrows a text in blocks of eight units; the last block overlaps the block before it. There are no
+/// branches between the first three blocks, because numbers are rarely longer. Returns false if the text is
+/// not all ASCII; the bytes are then not usable.
 inline bool narrowAscii(const char16_t* units, std::size_t count, char* bytes) {
   if (count < 8) {
     unsigned int seen = 0;
@@ -148,8 +150,8 @@ inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* b
 
 // --- moves of a few bytes, which take less time than a call of the C library
 
-/// Copies the first and the last `Piece` of a range that is at most two pieces long. Both are read before
-/// either is written, so the ranges may overlap.
+/// Copies a range that is at least one and at most two `Piece`s long, by its first and its last piece. Both
+/// pieces are read before either is written, so the ranges may overlap.
 template <class Piece>
 inline void moveBothEnds(char* target, const char* source, std::size_t length) {
   Piece first;
@@ -162,7 +164,7 @@ inline void moveBothEnds(char* target, const char* source, std::size_t length) {
 
 constexpr std::size_t shortPiece = 32;
 
-/// std::memmove of 1 to `shortPiece` bytes, without the call.
+/// Does the same as std::memmove for 1 to `shortPiece` bytes, without a function call.
 [[gnu::always_inline]] inline void moveShort(char* target, const char* source, std::size_t length) {
   if (length >= 16) {
     moveBothEnds<std::array<char, 16>>(target, source, length);

@@ -5,13 +5,14 @@
 #include <cstdint>
 #include <string_view>
 
-/// Every probe of the library in one table: the number by which the host's trace facility knows a function.
+/// The table of all probes of the library. A probe is the number that is passed to the trace facility to
+/// identify a function.
 ///
-/// All probes share the high half 0x1CD8; the low half is the function number. The constructors of a class
-/// share one number, and so do the overloads of a name. Each class has a block of numbers. The numbers are
-/// frozen because hosts depend on them. `probe("Class::function")` looks a number up at compile time: a name
-/// that is not in the table does not compile, and neither does a table with a number outside the block of its
-/// class.
+/// The high half of every probe is 0x1CD8; the low half is the number of the function. The constructors of a
+/// class share one number, and so do the overloads of a function. Each class has a block of numbers. The
+/// numbers are frozen because hosts depend on them. `probe("Class::function")` looks a number up at compile
+/// time: a name that is not in the table does not compile, and neither does a table with a number outside the
+/// block of its class.
 namespace tarvo::trace {
 
 using Probe = std::uint32_t;
@@ -45,7 +46,7 @@ inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
     {"Formatter", 0x63F, 0x645},
 }};
 
-/// A number of the `Socket` block that no function has.
+/// A number in the block of `Socket` that is not used.
 inline constexpr std::uint16_t unassignedSocketNumber = 0x623;
 
 inline constexpr auto probeTable = std::to_array<ProbeEntry>({

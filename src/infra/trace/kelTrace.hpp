@@ -7,19 +7,19 @@
 #include <type_traits>
 #include <utility>
 
-/// The wrapper through which every traced function reports to the host's facility.
+/// The wrapper with which functions report their entry and exit to the trace facility of the host program.
 ///
 ///     void MessageList::clear() {
 ///       trace::traced<trace::probe("MessageList::clear")>([&] { ... });
 ///     }
 ///
-/// The exit is reported after the body returns normally; if the body throws, no exit is reported. If all
-/// flags are clear, entry and exit cost one load and one untaken branch each; nothing is called, locked or
-/// allocated.
+/// The exit is reported if the body returns normally; if the body throws, no exit is reported. If all trace
+/// flags are clear, entry and exit each cost one load and one branch that is not taken; nothing is called,
+/// locked or allocated.
 namespace tarvo::trace {
 
-/// The installed facility: constant-initialised, no function null. Hidden, so that code need not look up its
-/// address.
+/// The installed facility. It is constant-initialised, and none of its functions is null. The variable is not
+/// exported, so that its address is known without a look-up.
 extern constinit KELINFRA_LOCAL Facility installedFacility;
 
 namespace detail {
@@ -31,28 +31,31 @@ constexpr std::uint32_t flightRecordBit = 0x80;
 constexpr std::uint32_t anyEntryBits = dispatchBit | traceEntryBits;
 constexpr std::uint32_t anyExitBits = dispatchBit | traceExitBits | flightRecordBit;
 
-/// Reads the flags at every test, since a hook or another thread may have changed them. The load is relaxed:
-/// a plain load on the supported processors, and no data race with a host that stores atomically.
+/// Returns whether one of the bits is set. Reads the flags at every test, because a hook or another thread
+/// may have changed them. The load is atomic and relaxed: on the supported processors it is an ordinary load,
+/// and it does not race with a host that stores the flags atomically.
 inline bool flagged(std::uint32_t bits) noexcept {
   return (__atomic_load_n(installedFacility.componentTraceFlags + componentIndex, __ATOMIC_RELAXED) & bits) !=
          0;
 }
 
-/// Test the flags again for each hook: the hook before may have changed them.
+/// These functions call the hooks whose flags are set. They test the flags again for each hook, because the
+/// hook before may have changed them.
 [[gnu::cold, gnu::noinline]] void callEntryHooks(Probe probe);
 [[gnu::cold, gnu::noinline]] void callExitHooks(Probe probe);
 
 }  // namespace detail
 
-/// Whether a function that is entered now has to report its entry. A function with a fast path asks this
-/// first: without an entry to report, the fast path ends in `tracedExit` and saves no register for hooks.
+/// Returns whether a function that is entered now has to report its entry. A function with a fast path asks
+/// this first. If no entry has to be reported, the fast path ends in `tracedExit` and saves no registers for
+/// hooks.
 inline bool entryIsTraced() noexcept {
   return detail::flagged(detail::anyEntryBits);
 }
 
-/// Whether a function that is left now has to report its exit. A function asks this if its result would have
-/// to be kept in a register during the hooks: without an exit to report, it returns at once and saves no
-/// register.
+/// Returns whether a function that is left now has to report its exit. A function calls this if tracing its
+/// exit would force it to keep its result in a register while the hooks run. If no exit has to be reported,
+/// it returns at once and saves no registers.
 inline bool exitIsTraced() noexcept {
   return detail::flagged(detail::anyExitBits);
 }
@@ -65,8 +68,8 @@ inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t
     detail::callExitHooks(P);
 }
 
-/// A separate function, since GCC 12 constructs a result in its final place only if its scope is the whole
-/// function.
+/// The overload for a body with a result. It is a separate function, because GCC 12 constructs a result in
+/// its final place only if the scope of the result is the whole function.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
   decltype(auto) result = std::forward<Body>(body)();
@@ -75,7 +78,7 @@ inline decltype(auto) tracedExit(Body&& body) {
   return result;
 }
 
-/// Reports the entry, runs `body`, reports the exit.
+/// Reports the entry, runs `body` and reports the exit.
 template <Probe P, class Body>
 inline decltype(auto) traced(Body&& body) {
   if (entryIsTraced()) [[unlikely]]

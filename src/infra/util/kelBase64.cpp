@@ -49,16 +49,16 @@ struct Alphabet {
 constexpr Alphabet standard(simd::standardAlphabet, simd::standardCharacters);
 constexpr Alphabet safe(simd::safeAlphabet, simd::safeCharacters);
 
-/// The number of groups of `size` that hold `count`, the last one perhaps in part; does not wrap for any
-/// count.
+/// Returns the number of groups of `size` for `count` elements; the last group may be incomplete. The
+/// computation overflows for no count.
 constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
   return count / size + (count % size == 0 ? 0 : 1);
 }
 
 // --- encode
 
-/// Encodes whole groups, three bytes to four units each: many at once if the processor can, the rest one by
-/// one.
+/// Encodes complete groups, each of three bytes to four units. The kernel encodes many groups at once; the
+/// groups that it leaves are encoded one by one.
 template <const Alphabet& alphabet>
 void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   const std::size_t taken = simd::kernels().encodeGroups[alphabet.name](dest, bytes, groups);
@@ -76,7 +76,7 @@ void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   }
 }
 
-/// Encodes the one or two bytes after the last whole group.
+/// Encodes the one or two bytes after the last complete group.
 template <const Alphabet& alphabet>
 void encodeRest(unsigned short* dest, const char* src, std::size_t bytes) {
   const unsigned int first = static_cast<unsigned char>(src[0]);
@@ -89,7 +89,7 @@ void encodeRest(unsigned short* dest, const char* src, std::size_t bytes) {
 
 template <const Alphabet& alphabet>
 std::size_t encodeIn(unsigned short* dest, std::size_t destUnits, const char* src, std::size_t srcBytes) {
-  // Compares groups: the number of units may be more than size_t holds.
+  // Compare numbers of groups, because the number of units may be too large for size_t.
   if (destUnits / 4 < groupsOf(srcBytes, 3)) {
     raise<Base64Exception>(errors::ERR_BUFFER_SIZE_TOO_SMALL, errors::Size{destUnits});
   }
@@ -121,15 +121,15 @@ struct Target {
 };
 
 [[noreturn]] void raiseMisaligned(const Source& source) {
-  // The argument is the text up to its first NUL, whatever the count: programs know the text by its
-  // terminator.
+  // The argument is the text up to its first NUL, regardless of the count. This is frozen because programs
+  // depend on it.
   raise<Base64Exception>(errors::ERR_BASE64_MISALIGNED_DATA,
                          errors::Text{text::made(icu::UnicodeString(source.units))});
 }
 
-/// Decodes whole groups while their units are in the alphabet and their three bytes fit; returns the number
-/// of groups decoded. Raises nothing: `decodeUnits` decodes the rest. Many groups at once if the processor
-/// can, the rest one by one.
+/// Decodes complete groups while their units are in the alphabet and their three bytes fit; returns the
+/// number of groups decoded. The kernel decodes many groups at once, and further groups are decoded one by
+/// one. The function raises nothing: `decodeUnits` decodes the rest.
 template <const Alphabet& alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
   std::size_t group = simd::kernels().decodeGroups[alphabet.name](dest, src, groups);
@@ -149,15 +149,16 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   return groups;
 }
 
-/// Whether the "=" at `index` begins correct padding; `phase` is its place in its group. `unused` is the bits
-/// of the unit before it that belong to no byte.
+/// Returns whether the "=" at `index` begins correct padding. `phase` is the place of the "=" in its group.
+/// `unused` are those bits of the unit before the "=" that do not belong to a byte.
 bool endsAligned(const Source& source, std::size_t index, unsigned int phase, unsigned int unused) {
   if (phase < 2 || unused != 0) return false;
   const std::size_t padding = 4 - phase;
   return source.count - index == padding && source.units[source.count - 1] == pad;
 }
 
-/// Decodes unit by unit, from the start of a group, up to the end or the exact error.
+/// Decodes unit by unit, from the start of a group to the end of the text. Raises the error for the first
+/// unit that is wrong.
 template <const Alphabet& alphabet>
 void decodeUnits(Target& target, const Source& source, std::size_t start) {
   unsigned int phase = 0;

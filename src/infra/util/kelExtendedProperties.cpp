@@ -76,7 +76,7 @@ ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& othe
   return *this;
 }
 
-// Copies first: if a copy fails, nothing has changed.
+// Both copies are made first, so that nothing has changed if a copy fails.
 void ExtendedProperties::copy(const ExtendedProperties& other) {
   if (this == &other) return;
   auto properties = std::make_unique<PropertyMap>(*other.properties_);
@@ -204,8 +204,9 @@ const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
 
 // --- load
 
-/// Stores the lines in key order, so that each property usually comes after the last one of the tree. A line
-/// can be as short as two bytes and takes twenty times as much memory here, so their number is limited.
+/// Stores the lines in key order, so that each property usually comes after the last one in the tree. The
+/// lines are processed in batches of limited size: a line can be as short as two bytes, and a line in a batch
+/// takes twenty times as much memory.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
   constexpr std::size_t mostAtOnce = std::size_t{1} << 18U;
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);

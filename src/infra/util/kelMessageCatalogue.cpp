@@ -37,9 +37,10 @@ struct Place {
 
 /// The text of an identifier, prepared for rendering.
 struct Text {
-  /// Without typed arguments: the text without its placeholders and quotes. With such: a pattern that ICU can
-  /// format with twice the message's arguments; argument n of the message is number 2n as it is recorded, and
-  /// number 2n + 1 where the pattern takes a number. Bogus: the text cannot be formatted.
+  /// If the pattern has no typed arguments, these are its words without the placeholders and quotes. If it
+  /// has, this is a pattern that ICU can format with twice the number of the message's arguments: argument n
+  /// of the message is argument 2n as a text, and argument 2n + 1 as a number. If the text cannot be
+  /// formatted, the string is bogus.
   icu::UnicodeString words;
   std::vector<Place> places;  ///< without typed arguments, in their order
   bool isPattern = false;
@@ -50,17 +51,19 @@ void throwWithoutMemory(UErrorCode status) {
   if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
-/// Whether the type takes the argument's number. `{0}` and `{0, select, ...}` take its text.
+/// Returns whether an argument of this type is formatted as a number. `{0}` and `{0, select, ...}` take the
+/// text of the argument.
 bool takesNumber(UMessagePatternArgType type) {
   return type != UMSGPAT_ARG_TYPE_NONE && type != UMSGPAT_ARG_TYPE_SELECT;
 }
 
-/// More than any sentence needs. ICU's parser calls itself for each level of nested braces.
+/// The largest number of braces that are accepted; no sentence needs as many. ICU's parser calls itself for
+/// each level of nested braces, so the number is limited.
 constexpr std::ptrdiff_t mostBraces = 1000;
 
 using Parts = icu::MessagePattern;
 
-/// Sets words and places from a pattern without typed arguments.
+/// Sets the words and places of a text from a pattern without typed arguments.
 void takeWords(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
   std::int32_t done = 0;
   for (std::int32_t i = 0; i < parts.countParts(); ++i) {
@@ -74,11 +77,11 @@ void takeWords(Text& text, const icu::UnicodeString& pattern, const Parts& parts
   }
 }
 
-/// Sets the words to the pattern with other numbers of arguments.
+/// Sets the words of a text to the pattern, with the changed argument numbers (see `Text::words`).
 void takePattern(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
   text.isPattern = true;
   text.words = pattern;
-  // From the last one on, so that the positions of the others stay right.
+  // The arguments are replaced from the last to the first, so that the positions of the others stay valid.
   for (std::int32_t i = parts.countParts(); i-- > 0;) {
     const Parts::Part& part = parts.getPart(i);
     if (part.getType() != UMSGPAT_PART_TYPE_ARG_NUMBER) continue;
@@ -88,7 +91,7 @@ void takePattern(Text& text, const icu::UnicodeString& pattern, const Parts& par
   }
 }
 
-/// The text of a pattern; its words are bogus if ICU does not accept the pattern.
+/// Returns the text of a pattern. Its words are bogus if ICU does not accept the pattern.
 Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale) {
   const std::u16string_view units = text::unitsOf(pattern);
   const bool isSimple = std::count(units.begin(), units.end(), u'{') <= mostBraces;
@@ -112,8 +115,8 @@ Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale) {
   return text;
 }
 
-/// The argument as a number, or as it is if it is not a decimal number. ICU's own reader of decimal numbers
-/// does not survive a lack of memory.
+/// Returns the argument as a number, or as a text if it is not a decimal number. ICU's function for decimal
+/// numbers is not used, because it crashes if there is no memory.
 icu::Formattable numberOf(const icu::UnicodeString& argument) {
   std::string digits;
   argument.toUTF8String(digits);
@@ -142,7 +145,7 @@ void insertArguments(const Text& text, const Arguments& arguments, icu::UnicodeS
   out.append(text.words, done, text.words.length() - done);
 }
 
-/// Lets ICU format the pattern. Returns false if it cannot.
+/// Formats the pattern with ICU. Returns false if ICU reports an error.
 bool formatPattern(const Text& text, const char* language, const Arguments& arguments,
                    icu::UnicodeString& out) {
   std::vector<icu::Formattable> values;
@@ -160,7 +163,7 @@ bool formatPattern(const Text& text, const char* language, const Arguments& argu
   return U_SUCCESS(status);
 }
 
-/// Whether the text could be formatted with the arguments.
+/// Formats the text with the arguments. Returns false if that is not possible.
 bool format(const Text& text, const char* language, const Arguments& arguments, icu::UnicodeString& out) {
   if (text.words.isBogus() || static_cast<std::size_t>(text.arguments) > arguments.size()) return false;
   out.remove();
@@ -173,15 +176,15 @@ bool format(const Text& text, const char* language, const Arguments& arguments, 
   return true;
 }
 
-/// The first `length` characters of a language's name, without underscores at the end.
+/// Returns the first `length` characters of a language's name, without underscores at the end.
 std::string shortened(std::string name, std::size_t length) {
   name.resize(length);
   name.resize(name.find_last_not_of('_') + 1);
   return name;
 }
 
-/// ICU's name of the language: "de_AT" for "de-AT" and for "de_AT.UTF-8@euro". Empty for a text that is not a
-/// name.
+/// Returns ICU's name of a language: "de_AT" for "de-AT" and for "de_AT.UTF-8@euro". Returns an empty name
+/// for a text that is not the name of a language.
 std::string nameOf(const char* language) {
   const std::string name(language == nullptr ? "" : language);
   std::array<char, ULOC_FULLNAME_CAPACITY> known{};
@@ -203,7 +206,7 @@ struct MessageCatalogue::Texts {
     std::string language;
   };
 
-  /// The text of the language, or of the first that it falls back to and that has one.
+  /// Returns the text of the language, or of the first language in the order of fallbacks that has a text.
   Found find(const icu::UnicodeString& id, const char* language) const {
     for (std::string name = nameOf(language);;) {
       if (const auto texts = languages.find(name); texts != languages.end()) {

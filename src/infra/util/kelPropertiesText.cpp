@@ -36,7 +36,7 @@ constexpr auto kindOf = [] {
   return kinds;
 }();
 
-/// The bytes that are of any of these kinds.
+/// The bytes that belong to one of these kinds.
 template <unsigned int kinds>
 constexpr auto bytesOfKinds = [] {
   constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
@@ -49,7 +49,7 @@ constexpr auto bytesOfKinds = [] {
   return bytes;
 }();
 
-/// The number of bytes of a block before the first one that is in `bytes`.
+/// Returns the number of bytes in a block before the first byte that is in `bytes`.
 template <const auto& bytes, std::size_t... i>
 std::size_t bytesBefore(text::SixteenBytes block, std::index_sequence<i...> /*all*/) {
   const text::SixteenBytes found = (... | text::SixteenBytes(block == bytes[i]));
@@ -68,13 +68,14 @@ unsigned int hexDigit(unsigned char byte) {
   return noDigit;
 }
 
-/// Escapes of surrogates and of code points that are never characters are not accepted.
+/// Returns whether an escape is accepted. Escapes of surrogates and of code points that are never characters
+/// are not.
 bool isCharacter(unsigned int unit) {
   return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
 }
 
-/// Widens the bytes before the first one of these kinds and returns their number. The units after them, up to
-/// `count`, may be overwritten.
+/// Widens the bytes before the first byte of these kinds, and returns their number. The units after them, up
+/// to `count`, may be overwritten.
 template <unsigned int kinds>
 std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t* units) {
   std::size_t done = 0;
@@ -102,7 +103,7 @@ std::size_t decodeUtf8(const unsigned char* bytes, std::size_t count, char16_t* 
 
 }  // namespace
 
-/// Makes room for one unit for each byte, which is the most there can be, so that texts never move.
+/// Makes room for one unit for each byte of the data. The texts never need more room, so they never move.
 void PropertiesReader::keepTexts() {
   if (!atEnd()) grow(used_ + (length_ - position_));
   keepsTexts_ = true;
@@ -167,7 +168,7 @@ void PropertiesReader::skipComment() {
   takeLineEnd();
 }
 
-/// Reads up to a byte of one of the kinds that end the text.
+/// Reads a key or value, up to a byte of one of the kinds in `ends`.
 template <unsigned int ends>
 void PropertiesReader::readText() {
   for (;;) {
@@ -177,8 +178,9 @@ void PropertiesReader::readText() {
   }
 }
 
-/// Widens bytes while it searches them, as long as there is room. In UTF-8 they are then decoded: a run of
-/// bytes that stops before an ASCII character or the end contains whole characters.
+/// Reads bytes up to one of the kinds in `stops`. It widens the bytes while it searches, as long as there is
+/// room. If the data is UTF-8, the bytes are then decoded; they consist of complete characters, because they
+/// end before an ASCII character or at the end of the data.
 template <unsigned int stops>
 void PropertiesReader::readPlain() {
   for (;;) {
@@ -193,7 +195,7 @@ void PropertiesReader::readPlain() {
   }
 }
 
-/// Appends an escaped unit. There is room: an escape has more bytes than units.
+/// Appends the unit of an escape. There is always room, because an escape has more bytes than units.
 void PropertiesReader::append(char16_t unit) {
   texts_[used_++] = unit;
 }
@@ -235,8 +237,8 @@ void PropertiesReader::readEscape() {
   }
 }
 
-/// Called after the "u". At least one byte must follow the four digits: an escape at the end of the data is
-/// not accepted.
+/// Reads the four digits after "\u". At least one byte must follow the digits: an escape at the end of the
+/// data is not accepted.
 void PropertiesReader::readUnicodeEscape() {
   unsigned int unit = 0;
   bool whole = length_ - position_ > 4;
@@ -255,8 +257,8 @@ void PropertiesReader::readUnicodeEscape() {
 
 // --- writing
 
-/// For each ASCII character the letter after the backslash with which it is written; 0 for characters that
-/// are written unchanged.
+/// Contains for each ASCII character the letter that is written after a backslash for it; 0 for characters
+/// that are written unchanged.
 struct PropertiesWriter::Escapes {
   std::array<char, 128> letters{};
 
@@ -280,7 +282,7 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", 
 constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
 
 void PropertiesWriter::writeHeader() {
-  // The blank at the end is intended, with nothing after it.
+  // The blank at the end of the line is intended. It is frozen because programs depend on the format.
   write(text::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }
@@ -304,8 +306,8 @@ void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& esca
   for (std::int32_t i = 0; i < length; ++i) {
     const char16_t unit = units[i];
     if (unit > 127) {
-      // At either half of a pair this is the whole character, so the character is written twice. This is
-      // intended: the format is frozen because programs depend on it.
+      // At each half of a surrogate pair char32At returns the whole character, so the character is written
+      // twice. This is intended: the format is frozen because programs depend on it.
       writeUnicodeEscape(static_cast<char32_t>(text.char32At(i)));
       continue;
     }

@@ -8,17 +8,17 @@
 #include <memory>
 #include <string_view>
 
-/// The text format of properties, line by line; `ExtendedProperties` describes it.
+/// A reader and a writer for the text format of properties. `ExtendedProperties` describes the format.
 namespace tarvo::util {
 
 /// The code page of the bytes that a reader reads.
 enum class PropertiesBytes : bool { latin1, wellFormedUtf8 };
 
-/// Reads lines, with their continuations, from bytes. Any bytes are accepted.
+/// Reads the lines of a text, with their continuations, one by one. Any bytes are accepted.
 class PropertiesReader {
  public:
-  /// `position` may be beyond the end. Bytes in UTF-8 must be well-formed, and the reader must keep their
-  /// texts.
+  /// Starts at `position`, which may be after the end of the data. If the bytes are UTF-8, they must be
+  /// well-formed, and `keepTexts` must be called.
   PropertiesReader(const char* data, std::size_t length, std::size_t position,
                    PropertiesBytes bytes = PropertiesBytes::latin1)
       : data_(reinterpret_cast<const unsigned char*>(data)),
@@ -26,16 +26,16 @@ class PropertiesReader {
         position_(position),
         isUtf8_(bytes == PropertiesBytes::wellFormedUtf8) {}
 
-  /// From now on keys and values stay valid as long as the reader.
+  /// After this call, keys and values stay valid as long as the reader exists.
   void keepTexts();
 
   /// Reads the next line; returns false at the end of the data.
   bool readLine();
 
-  /// The position after the last line read.
+  /// Returns the position after the line that was read last.
   std::size_t position() const { return position_; }
-  /// Whether the last line read has a property. Without `keepTexts`, key and value are valid until the next
-  /// line is read.
+  /// Returns whether the line that was read last has a property. If `keepTexts` was not called, key and value
+  /// are valid until the next line is read.
   bool hasProperty() const { return hasProperty_; }
   std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
   std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }
@@ -63,8 +63,8 @@ class PropertiesReader {
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
   bool isUtf8_;
-  /// Key and value of the line, after those of former lines if these are kept. Not a string, which would fill
-  /// its storage with zeros first.
+  /// The key and value of the line; if texts are kept, they follow the keys and values of earlier lines. A
+  /// std::u16string is not used, because it would fill its storage with zeros first.
   std::unique_ptr<char16_t[]> texts_;
   std::size_t used_ = 0;
   std::size_t capacity_ = 0;
@@ -72,7 +72,7 @@ class PropertiesReader {
   std::size_t valueAt_ = 0;
 };
 
-/// Writes the lines that the reader reads, one `write(char)` for each character of a text.
+/// Writes properties in the text format. Calls `write(char)` of the stream for each character.
 class PropertiesWriter {
  public:
   explicit PropertiesWriter(oss::OutputStream& out) : out_(out) {}

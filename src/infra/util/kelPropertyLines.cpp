@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::size_t wordBytes = sizeof(std::uint64_t);
 
-/// Eight units as bytes, the first one highest; nothing if one of them may be 255 or more.
+/// Returns eight units as the bytes of a number, the first unit in the highest byte. Returns nothing if one
+/// of the units may be 255 or more.
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   constexpr std::uint64_t highBytes = text::inEachUnit(0xFF00);
   constexpr std::uint64_t one = text::inEachUnit(1);
@@ -28,9 +29,10 @@ std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   return machine::bigEndianAt<std::uint64_t>(bytes.data());
 }
 
-/// The eight units from `depth` on as one number: if two keys differ in these units, their numbers have the
-/// order of the keys, or are equal. A byte of 0 is the unit 0 or the end of the key. A byte of 255 is any
-/// unit from 255 on, and zeros follow it. Different keys can have the same number if it contains such a byte.
+/// Returns the eight units of a key from `depth` on as one number. If two keys differ in these units, their
+/// numbers are in the order of the keys, or they are equal. A byte 0 means the unit 0 or the end of the key.
+/// A byte 255 means any unit from 255 on, and zeros follow it. Keys with different units can have the same
+/// number only if it contains such a byte.
 std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   const std::size_t rest = key.size() - std::min(depth, key.size());
   const std::size_t taken = std::min(rest, wordBytes);
@@ -48,14 +50,14 @@ std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   return word;
 }
 
-/// Whether all keys with this number have the same eight units.
+/// Returns whether all keys with this number have the same eight units.
 constexpr bool identifiesUnits(std::uint64_t word) {
   return !text::hasZeroByte(word) && !text::hasZeroByte(~word);
 }
 
-/// Sorts by eight units at a time, packed into a number, and then sorts keys with equal numbers by the next
-/// eight. Keys of settings often have long common beginnings, which are read only once instead of in every
-/// comparison.
+/// Sorts lines by key. It sorts by eight units at a time, which are packed into a number, and then sorts keys
+/// with equal numbers by the next eight units. Keys of settings often have long common beginnings; in this
+/// way they are read only once instead of in every comparison.
 class LineSorter {
  public:
   explicit LineSorter(const std::vector<PropertyLine>& lines) : lines_(lines), entries_(lines.size()) {
@@ -77,10 +79,11 @@ class LineSorter {
   };
   using Iterator = std::vector<Entry>::iterator;
 
-  /// Fewer keys than this are compared directly.
+  /// If fewer keys than this are to be sorted, they are compared directly.
   static constexpr std::ptrdiff_t few = 12;
-  /// Keys that are still together after this many turns are compared directly, however many they are. Keys
-  /// made so that they separate one by one, each longer than the last, would otherwise use up the stack.
+  /// After this number of turns the keys that are not yet separated are compared directly, however many there
+  /// are. Otherwise crafted keys that separate one by one, each longer than the key before it, would exhaust
+  /// the stack.
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
@@ -102,7 +105,8 @@ class LineSorter {
     }
   }
 
-  /// Computes the numbers at `depth`. Returns false if all keys have the same eight units there.
+  /// Computes the numbers of the keys at `depth`. Returns false if all keys have the same eight units at this
+  /// depth.
   bool takeWords(Iterator first, Iterator last, std::size_t depth) {
     bool differ = false;
     for (auto entry = first; entry != last; ++entry) {
@@ -128,7 +132,7 @@ class LineSorter {
 }  // namespace
 
 void sortByKey(std::vector<PropertyLine>& lines) {
-  // Texts that were saved are already sorted.
+  // The lines of a text that `save` wrote are already sorted.
   const bool inOrder = std::is_sorted(lines.begin(), lines.end(), [](const auto& left, const auto& right) {
     return text::isLess(left.key, right.key);
   });
@@ -139,7 +143,7 @@ void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
   const auto ofOneKey = [](const PropertyLine& one, const PropertyLine& other) {
     return one.hash == other.hash && one.key == other.key;
   };
-  // In most texts each key occurs once, and nothing moves.
+  // In most texts each key occurs once; then no line has to be moved.
   const auto again = std::adjacent_find(lines.begin(), lines.end(), ofOneKey);
   if (again == lines.end()) return;
   auto last = again;

@@ -6,7 +6,7 @@
 
 namespace tarvo::util {
 
-/// The property of a line.
+/// A line's property.
 struct PropertyLine {
   std::u16string_view key;
   std::u16string_view value;
@@ -14,10 +14,10 @@ struct PropertyLine {
   bool refers;         ///< the value contains a "%"
 };
 
-/// Sorts by the units of the keys; lines with equal keys keep their order.
+/// Sorts lines by the units of their keys; lines with equal keys keep their order.
 void sortByKey(std::vector<PropertyLine>& lines);
 
-/// Removes all lines of a key except the last one. The lines are sorted.
+/// Keeps only the last line of each key. The lines must be sorted.
 void keepLastOfEachKey(std::vector<PropertyLine>& lines);
 
 }  // namespace tarvo::util

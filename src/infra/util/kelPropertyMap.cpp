@@ -19,14 +19,15 @@ bool mayRefer(const icu::UnicodeString& value) {
   return text::holds(text::unitsOf(value), u'%');
 }
 
-/// Combines both halves of the product: its lower bits do not depend on the upper bits of the factors, and
-/// its upper bits depend little on the lower ones.
+/// Multiplies two numbers and combines both halves of the product. Neither half is sufficient: the lower bits
+/// of a product do not depend on the upper bits of the factors, and its upper bits depend little on the lower
+/// bits of the factors.
 std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
   const auto [lower, upper] = machine::multiplied(left, right);
   return lower ^ upper;
 }
 
-// Arbitrary numbers without a pattern.
+// Arbitrary numbers whose bits have no pattern.
 constexpr std::uint64_t saltOfFirst = 0x9E37'79B9'7F4A'7C15;
 constexpr std::uint64_t saltOfSecond = 0xD1B5'4A32'D192'ED03;
 
@@ -34,7 +35,7 @@ std::uint64_t foldedWords(std::uint64_t one, std::uint64_t next) noexcept {
   return folded(one ^ saltOfFirst, next ^ saltOfSecond);
 }
 
-/// Like wordAt, for fewer units than a word has.
+/// Does the same as `wordAt` for fewer units than fit into a word.
 std::uint64_t shortWordOf(std::u16string_view units) noexcept {
   std::uint64_t word = 0;
   for (const char16_t unit : units) word = word << 16U | unit;
@@ -45,7 +46,7 @@ std::uint64_t shortWordOf(std::u16string_view units) noexcept {
 
 // --- the index
 
-/// Reads two words at a time; their products are computed independently.
+/// Computes the hash of a key. It reads two words at a time, whose products are computed independently.
 PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   const std::size_t size = key.size();
   if (size < text::wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
@@ -56,15 +57,15 @@ PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   };
   for (std::size_t i = 0; i + 2 * text::wordUnits < size; i += 2 * text::wordUnits)
     take(units + i, units + i + text::wordUnits);
-  // The last two words may contain units of earlier ones, or of each other, again.
+  // The last two words may overlap earlier words and each other.
   take(units + (size < 2 * text::wordUnits ? 0 : size - 2 * text::wordUnits), units + size - text::wordUnits);
   return static_cast<Hash>(folded(hash, saltOfFirst) >> 32U);
 }
 
 constexpr std::size_t least = 8;
 
-// Between a third and a half of the places are used. The index is rebuilt when there is no room, so each
-// property is moved a bounded number of times.
+// Between a third and a half of the places are in use. If there is no room, the index is rebuilt with more
+// places, so each property is moved only a few times.
 PropertyIndex::PropertyIndex(std::size_t count) : home_(3 * std::max(count, least)) {
   places_.resize(home_ + reach);
 }
@@ -99,8 +100,8 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 
 // --- the nodes
 
-/// Blocks double in size, up to a size that malloc still takes from its heap. For a larger block malloc would
-/// get new pages from the system each time.
+/// Returns memory for a node. Each new block is twice as large as the last one, up to a size that malloc
+/// takes from its heap. For a larger block malloc would get new pages from the system each time.
 void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);
@@ -158,12 +159,13 @@ void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::Unico
     return;
   }
   reserve(1);
-  // Tries the end of the tree first.
+  // The hint is the end of the tree, because new keys often come after all others.
   const auto added = map_.emplace_hint(map_.cend(), std::move(key), std::move(value));
   index_.add(hash, *added, refers);
 }
 
-/// After sorting, texts and places are scattered in memory. They are prefetched some lines ahead.
+/// After sorting, the texts of the lines and their places in the index are scattered in memory. They are
+/// prefetched some lines before they are used.
 void ExtendedProperties::PropertyMap::store(const std::vector<PropertyLine>& lines) {
   constexpr std::size_t ahead = 8;
   reserve(lines.size());
@@ -188,8 +190,8 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
   if (place != nullptr) index_.noteValue(*place, line.refers);
 }
 
-/// Constructs the texts in the node: moving a string takes as long as constructing it. Tries the end of the
-/// tree first.
+/// Inserts a property. The texts are constructed in the node, because moving a string takes as long as
+/// constructing it. The hint is the end of the tree, because lines are stored in key order.
 ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap::insert(
     const PropertyLine& line) {
   const std::int32_t keyLength = text::lengthOf(line.key);
@@ -199,8 +201,8 @@ ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap:
                                        std::forward_as_tuple(line.key.data(), keyLength),
                                        std::forward_as_tuple(line.value.data(), valueLength));
   if (added->first.length() != keyLength || added->second.length() != valueLength) {
-    // There was no memory for a text. A key without memory counts as the empty key, which may have existed
-    // before.
+    // At this point there was no memory for a text. A key for which there was no memory is treated as the
+    // empty key, which may have existed before.
     if (map_.size() != before) map_.erase(added);
     throw std::bad_alloc();
   }
@@ -218,7 +220,8 @@ bool ExtendedProperties::PropertyMap::remove(std::u16string_view key) {
 
 std::vector<ExtendedProperties::PropertyMap::Property*> ExtendedProperties::PropertyMap::referring() {
   std::vector<Property*> properties;
-  // Sorting few properties is faster than searching all values.
+  // If there are few properties with references, sorting them is faster than searching the values of all
+  // properties.
   const std::size_t few = map_.size() / 16;
   if (index_.isComplete()) {
     for (const PropertyIndex::Place& place : index_.places()) {

@@ -16,14 +16,16 @@
 #include <utility>
 #include <vector>
 
-/// The properties: a map in key order, and a hash index that answers most look-ups.
+/// The storage of properties: a map in key order, and a hash index that finds most properties without
+/// searching the map.
 namespace tarvo::util {
 
-/// A hash table of properties that it does not own, with a fixed size, so that changes cannot fail.
+/// A hash table of pointers to properties. Its size is fixed, so changes cannot fail.
 ///
-/// A property is at the place that its hash gives or at one of the next `reach - 1`. If none of these is
-/// free, the property is left out. If a look-up finds other properties in all of these places, its result is
-/// uncertain and the map is searched. So whatever keys are chosen, the index costs a bounded number of steps.
+/// A property is at the place that its hash gives or at one of the next `reach - 1` places. If none of these
+/// places is free, the property is not added. If a look-up finds other properties in all of these places, its
+/// result is uncertain, and the map has to be searched. Therefore a look-up in the index takes a bounded
+/// number of steps for all keys.
 class PropertyIndex {
  public:
   using Property = std::pair<const icu::UnicodeString, icu::UnicodeString>;
@@ -46,20 +48,20 @@ class PropertyIndex {
   static Hash hashOf(std::u16string_view key) noexcept;
 
   PropertyIndex() = default;
-  /// Empty, with room for `count` properties.
+  /// Creates an empty index with room for `count` properties.
   explicit PropertyIndex(std::size_t count);
 
-  /// Whether `more` properties can be added. At least half of the places stay free, so that look-ups are
-  /// short.
+  /// Returns whether `more` properties can be added. At least half of the places stay free, so that look-ups
+  /// are short.
   bool hasRoom(std::size_t more) const noexcept { return 2 * (used_ + more) <= home_; }
-  /// Whether no property was left out.
+  /// Returns whether the index contains all properties.
   bool isComplete() const noexcept { return complete_; }
   const std::vector<Place>& places() const noexcept { return places_; }
 
   Answer find(Hash hash, std::u16string_view key) const noexcept;
-  /// Prefetches the place for a look-up of the hash that follows soon.
+  /// Prefetches the place of a hash that will be looked up soon.
   void announce(Hash hash) const noexcept { __builtin_prefetch(places_.data() + homeOf(hash)); }
-  /// Adds a property that is not in the index. There must be room.
+  /// Adds a property that is not in the index. The index must have room.
   void add(Hash hash, Property& property, bool refers) noexcept;
   /// Removes the property at `place`.
   void remove(const Place& place) noexcept { mine(place).property = nullptr; }
@@ -79,8 +81,8 @@ class PropertyIndex {
   bool complete_ = true;
 };
 
-/// Memory for the nodes of one map, which all have one size. Takes memory for many nodes at a time from the
-/// system and returns it when the pool is destroyed. A node that is given back is used again.
+/// Memory for the nodes of one map, which all have the same size. The pool allocates memory for many nodes at
+/// a time and releases it when the pool is destroyed. The memory of a released node is used again.
 class NodePool {
  public:
   void* take(std::size_t size);
@@ -118,13 +120,15 @@ class NodeAllocator {
   NodePool* pool_;
 };
 
-/// One value per key. References to stored texts stay valid as those of a std::map do.
+/// The map of the properties. References to stored texts stay valid in the same way as references into a
+/// std::map.
 class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;
   using PoolTree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
-  /// Callers iterate over a `Map`. If the type of its iterators does not depend on the allocator, the nodes
-  /// come from the pool. In the checked containers of libstdc++ it depends on the allocator.
+  /// Callers iterate over the properties with the iterators of `Map`. If the iterator type does not depend on
+  /// the allocator, the tree allocates its nodes from the pool. In the checked containers of libstdc++ the
+  /// iterator type depends on the allocator; then the tree is a `Map`.
   using Tree =
       std::conditional_t<std::is_same_v<PoolTree::const_iterator, Map::const_iterator>, PoolTree, Map>;
 
@@ -142,14 +146,15 @@ class ExtendedProperties::PropertyMap {
   }
   Property* find(std::u16string_view key) { return search(PropertyIndex::hashOf(key), key).property; }
 
-  /// If it fails, it changes nothing.
+  /// Stores a property. If there is no memory, nothing changes.
   void store(icu::UnicodeString&& key, icu::UnicodeString&& value);
-  /// Stores all lines, which are in key order with one line per key. If it fails, some are stored.
+  /// Stores all lines. They must be in key order, with one line for each key. If there is no memory, some of
+  /// the lines have been stored.
   void store(const std::vector<PropertyLine>& lines);
-  /// Returns whether there was such a property. The key may be a text of the map.
+  /// Removes a property and returns whether it existed. The key may be a text of the map.
   bool remove(std::u16string_view key);
 
-  /// In key order; all properties whose value contains a "%", and perhaps others.
+  /// Returns, in key order, all properties whose value contains a "%", and perhaps others.
   std::vector<Property*> referring();
 
  private:

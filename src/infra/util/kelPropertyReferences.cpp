@@ -7,7 +7,7 @@
 namespace tarvo::util {
 namespace {
 
-/// Throws before the text would exceed ICU's maximum length.
+/// Appends `more` to `text`. Throws if the result would exceed ICU's maximum length.
 void append(std::u16string& text, std::u16string_view more) {
   if (text.size() + more.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
     throw std::bad_alloc();
@@ -38,7 +38,8 @@ void ExtendedProperties::Resolver::resolve(Property& property) {
   while (!underWay_.empty() && fault_.key == nullptr) step();
 }
 
-/// Replaces one reference of the last value on the stack, or begins with the value that it refers to.
+/// Makes one step with the last value on the stack: replaces one reference, or puts the value to which it
+/// refers on the stack.
 void ExtendedProperties::Resolver::step() {
   Work& work = underWay_.back();
   const std::size_t length = open(work) ? work.rest().find(u'%') : none;
@@ -62,7 +63,7 @@ void ExtendedProperties::Resolver::step() {
 }
 
 void ExtendedProperties::Resolver::begin(Property& property) {
-  // Cycles are found here, since a value without references is never in progress.
+  // Cycles are detected here, because a value that has no references is never in progress.
   if (keysUnderWay_.insert(&property).second) {
     underWay_.emplace_back(property);
   } else {
@@ -76,7 +77,8 @@ void ExtendedProperties::Resolver::finish(Work& work) {
   underWay_.pop_back();
 }
 
-/// Moves past the next "%" unless one is open. Returns false if the rest contains no "%".
+/// Moves to the position after the next "%", unless a "%" is open already. Returns false if the rest contains
+/// no "%".
 bool ExtendedProperties::Resolver::open(Work& work) {
   if (work.open) return true;
   const std::size_t percent = work.rest().find(u'%');
@@ -87,7 +89,8 @@ bool ExtendedProperties::Resolver::open(Work& work) {
   return true;
 }
 
-/// Returns null if the value has a second "%" after this one.
+/// Returns the tail of a value, which is the text after its "%" at `percent`. Returns null if the value has
+/// another "%" after this one.
 ExtendedProperties::Resolver::Tail* ExtendedProperties::Resolver::findTail(const Property& property,
                                                                            std::size_t percent) {
   const auto known = tailOf_.find(&property);
@@ -98,7 +101,8 @@ ExtendedProperties::Resolver::Tail* ExtendedProperties::Resolver::findTail(const
   return tailOf_.emplace(&property, &tail).first->second;
 }
 
-/// The property that is referred to. If it does not exist, records the error and returns null.
+/// Returns the property to which a reference refers. If it does not exist, records the error and returns
+/// null.
 ExtendedProperties::Resolver::Property* ExtendedProperties::Resolver::referenced(const Work& work,
                                                                                  std::u16string_view name) {
   if (work.opener == nullptr) return find(work, name);
@@ -119,7 +123,8 @@ ExtendedProperties::Resolver::Property* ExtendedProperties::Resolver::find(const
   return found;
 }
 
-/// Stores the value with its replacements so far. After std::bad_alloc it may be called again.
+/// Stores the value with the replacements that were made so far. If the function throws std::bad_alloc, it
+/// may be called again.
 void ExtendedProperties::Resolver::store(Work& work) {
   if (work.open) append(work.done, u"%");
   work.open = false;

@@ -20,15 +20,16 @@
 
 namespace tarvo::util {
 
-/// Replaces references one by one, as if each value were searched from its start after every replacement. It
-/// reads each unit only once, since the text before the first "%" does not change any more.
+/// Replaces references one by one. The result is the same as if each value were searched from its start after
+/// every replacement. Each unit is read only once, because the text before the first "%" does not change any
+/// more.
 ///
-/// While references remain in a value, it is in progress: it waits for the values that it refers to. The
-/// waiting values are on a separate stack on the heap, not on the thread's. The stored text of a value does
-/// not change until the value is complete.
+/// While a value still has references, it is in progress: it waits for the values to which it refers. The
+/// waiting values are on a separate stack in heap memory, not on the stack of the thread. The stored text of
+/// a value does not change until the value is complete.
 class ExtendedProperties::Resolver {
  public:
-  /// Why the replacement ended early.
+  /// The reason why the replacement ended early.
   struct Fault {
     const icu::UnicodeString* key = nullptr;  ///< of the value that has the reference; null if all went well
     std::optional<icu::UnicodeString>
@@ -37,23 +38,25 @@ class ExtendedProperties::Resolver {
 
   explicit Resolver(PropertyMap& properties) : properties_(properties) {}
 
-  /// Replaces all references, up to the first fault. Replacements before a fault or an exception stay.
+  /// Replaces all references, or the references before the first fault. After a fault or an exception the
+  /// replacements that were made before stay.
   Fault resolveAll();
 
  private:
   using Property = Map::value_type;
   static constexpr std::size_t none = std::u16string_view::npos;
 
-  /// The text after the "%" of a value that keeps one "%". When such a value replaces a reference, its "%"
-  /// opens the next reference, and this tail begins the name. The map holds the properties whose names are
-  /// the tail and the text after it, by that text. The tail may be long and the text short, so each name is
-  /// put together only once.
+  /// The tail of a value that has a single "%": the text after the "%". If such a value replaces a reference,
+  /// its "%" opens the next reference, and the name of that reference begins with the tail. For each tail a
+  /// map contains the properties whose names begin with the tail; the key of the map is the rest of the name.
+  /// The tail may be long and the rest short, so each name is put together only once.
   using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
 
   struct Work {
     explicit Work(Property& which) : property(&which) {}
 
-    /// The part that is not read yet. After an open "%" it begins with the name, or with the end of the name.
+    /// Returns the part of the value that has not been read yet. If a "%" is open, the part begins with the
+    /// name of the reference, or with the end of the name.
     std::u16string_view rest() const { return text::unitsOf(property->second).substr(position); }
 
     Property* property;

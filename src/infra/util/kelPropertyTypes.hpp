@@ -15,7 +15,7 @@
 /// The types that a property's value can have.
 namespace tarvo::util {
 
-/// Returns the value that `read` returns, or nothing if it raises an error; the error itself is not used.
+/// Returns the value that `read` returns, or nothing if `read` raises an error. The error itself is not used.
 template <class Number>
 std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const icu::UnicodeString& text) {
   try {
@@ -25,7 +25,7 @@ std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const i
   }
 }
 
-// Each type has a function that reads a trimmed text, and one that returns the type word for the error.
+// Each type has a function that reads a trimmed text, and a function that returns the type word of the error.
 
 struct Boolean {
   static std::optional<bool> read(const icu::UnicodeString& text) {
@@ -49,7 +49,7 @@ struct Int64 {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "int64"; }
 };
 
-// For the unsigned types the word depends on whether the signed type accepts the text.
+// For the unsigned types the type word depends on whether the signed type accepts the text.
 
 struct UInt32 {
   static auto read(const icu::UnicodeString& text) { return attempt(&oss::Formatter::stringToUint32, text); }
@@ -72,7 +72,7 @@ struct Double {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
 };
 
-/// Whether there is no white space at either end, so that no trimmed copy is needed.
+/// Returns whether the text has no white space at its ends, so that no trimmed copy is needed.
 inline bool isTrimmed(const icu::UnicodeString& text) {
   const auto isVisible = [](char16_t unit) { return unit > u' ' && unit < 0x7F; };
   const std::u16string_view units = text::unitsOf(text);

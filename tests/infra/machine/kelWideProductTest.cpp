@@ -34,7 +34,7 @@ TEST(WideProduct, HasBothHalves) {
   }
 }
 
-TEST(WideProduct, ByHalvesIsTheCompilers) {
+TEST(WideProduct, OfHalvesEqualsTheProductOfTheCompiler) {
   std::mt19937_64 random(test::seeded(71));
   for (int i = 0; i < 10'000; ++i) {
     const std::uint64_t left = random();

@@ -203,7 +203,7 @@ TEST_F(SocketConnect, TreatsAnEmptyAddressListAsAnUnknownHost) {
   expectUsableAgain();
 }
 
-TEST_F(SocketConnect, PrefersTheResolversCodeToTheAddressesItLeft) {
+TEST_F(SocketConnect, RaisesTheResolversCodeEvenIfAddressesAreReturnedToo) {
   fake.on.systemText = [](int) { return "Wait."; };
   fake.on.getaddrinfo = [](auto, auto, const auto&, auto& list) {
     list = {inetAddress("10.0.0.1", 1)};

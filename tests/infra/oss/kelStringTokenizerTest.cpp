@@ -38,7 +38,7 @@ static_assert(std::is_same_v<decltype(std::declval<StringTokenizer&>().getNextTo
 
 // --- the model
 
-TEST(StringTokenizerModel, KnowsTheAsymmetryOfLeadingDelimiters) {
+TEST(StringTokenizerModel, GivesAnEmptyTokenOnlyForLeadingDelimiters) {
   using Tokens = std::vector<std::u16string>;
   EXPECT_EQ(modelTokens(u"", u","), Tokens{});
   EXPECT_EQ(modelTokens(u",,,", u","), Tokens{u""});

@@ -16,7 +16,7 @@ namespace {
 
 using test::rowsOf;
 
-TEST(TextUnits, AreAsManyAsIcuCounts) {
+TEST(TextUnits, ThrowBadAllocAboveTheLargestLengthOfIcu) {
   constexpr std::size_t most = 0x7FFFFFFF;
   EXPECT_EQ(lengthOf(std::u16string_view(u"claimed", most)), 0x7FFFFFFF);
   EXPECT_THROW(lengthOf(std::u16string_view(u"claimed", most + 1)), std::bad_alloc);

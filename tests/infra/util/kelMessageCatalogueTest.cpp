@@ -135,7 +135,7 @@ TEST(MessageCatalogueFallback, ShowsTheMessageIfItsPatternHasMoreThan1000Braces)
   EXPECT_EQ(formatted(nested(100'000), {"a"}), "ERR_X: [] - [a]");
 }
 
-TEST(MessageCatalogueFallback, ShowsAMessageWithoutTextAsItself) {
+TEST(MessageCatalogueFallback, ShowsTheMessageOnOneLineIfItHasNoText) {
   const MessageCatalogue empty;
   Message message = messageOf("ERR_X", {"a", "b"});
   EXPECT_EQ(rendered(empty, message), "ERR_X: [] - [a] [b]");
@@ -200,7 +200,7 @@ TEST(MessageCatalogueLanguages, DoNotFallBackToTheDefaultLocale) {
   EXPECT_EQ(rendered(catalogue, messageOf("A", {}), ""), "A: []");
 }
 
-TEST(MessageCatalogueLanguages, HaveTheTextsThatHasTextReports) {
+TEST(MessageCatalogueLanguages, HaveATextExactlyIfHasTextReturnsTrue) {
   MessageCatalogue catalogue;
   load(catalogue, "de", "A=text\nBROKEN={0\nEMPTY=\n");
   for (const char* id : {"A", "BROKEN", "EMPTY"}) EXPECT_TRUE(catalogue.hasText(id, "de_AT")) << id;
@@ -286,7 +286,7 @@ TEST(MessageCatalogueRender, WritesAListOneMessageInEachLine) {
   EXPECT_EQ(utf8(catalogue.render(MessageList(), "", out)), "");
 }
 
-TEST(MessageCatalogueRender, LeavesATextThatIsHeldOpen) {
+TEST(MessageCatalogueRender, DoesNotChangeAStringWhoseBufferIsHeldOpen) {
   MessageCatalogue catalogue;
   load(catalogue, "", "A=text\n");
   icu::UnicodeString out = u"former";

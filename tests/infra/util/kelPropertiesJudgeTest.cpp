@@ -96,7 +96,7 @@ struct Difference {
   std::string byJava;
 };
 
-TEST(PropertiesJudge, ReadsTheseDifferently) {
+TEST(PropertiesJudge, ReadsTheListedTextsDifferently) {
   const std::vector<Difference> rows = {
       {"form feed is an ordinary character for the library and white space for Java", "a\fb",
        line(u"a\fb", u""), line(u"a", u"b")},

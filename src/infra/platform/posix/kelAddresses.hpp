@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-/// Socket addresses in the system's form and in Winsock's, and the resolver that makes them.
+/// Socket addresses in the system's form and in Winsock's form, and the resolver, which returns addresses.
 namespace tarvo::platform::posix {
 
 /// A socket address in the system's own numbers.
@@ -18,13 +18,14 @@ struct NativeAddress {
   const sockaddr* get() const noexcept { return reinterpret_cast<const sockaddr*>(&storage); }
 };
 
-/// Translates Winsock's address. Returns 0, or the Winsock code that says what is wrong with it.
+/// Translates a Winsock address into the system's form. Returns 0, or a Winsock code if the address is
+/// invalid.
 int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept;
 
-/// As Winsock::getsockname.
+/// Does the same as Winsock::getsockname.
 int readName(int descriptor, unsigned char* address, std::size_t& length) noexcept;
 
-/// As Winsock::getaddrinfo.
+/// Does the same as Winsock::getaddrinfo.
 int resolve(const char* node, const char* service, const AddressHints& hints,
             std::vector<ResolvedAddress>& list);
 

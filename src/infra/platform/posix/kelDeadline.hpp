@@ -17,7 +17,7 @@ inline long long now(clockid_t clock) noexcept {
   return static_cast<long long>(time.tv_sec) * nanosecondsPerSecond + time.tv_nsec;
 }
 
-/// A point on the monotonic clock up to which a wait may last, or no limit.
+/// The time on the monotonic clock at which a wait must end, or no limit.
 class Deadline {
  public:
   static Deadline never() noexcept { return Deadline(false, 0); }
@@ -26,7 +26,7 @@ class Deadline {
 
   bool hasPassed() const noexcept { return limited_ && (at_ == 0 || now(CLOCK_MONOTONIC) >= at_); }
 
-  /// The time that is left, for `pollFor`; null for no limit.
+  /// Returns the time until the deadline, for `pollFor`; null if there is no limit.
   const timespec* remaining(timespec& store) const noexcept {
     if (!limited_) return nullptr;
     const long long left = at_ == 0 ? 0 : std::max(at_ - now(CLOCK_MONOTONIC), 0LL);
@@ -44,7 +44,7 @@ class Deadline {
   long long at_;
 };
 
-/// Polls until something is reported or the deadline has passed, whatever signals arrive.
+/// Polls until an event is reported or the deadline has passed. Signals do not end the wait.
 inline int pollUntil(pollfd* entries, nfds_t count, const Deadline& deadline) noexcept {
   for (;;) {
     timespec store{};

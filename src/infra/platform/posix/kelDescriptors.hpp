@@ -9,12 +9,14 @@
 
 namespace tarvo::platform::posix {
 
-/// A handle as a descriptor; -1, which is never open, for a handle that cannot be one.
+/// Converts a handle to a descriptor. If the handle is too large for a descriptor, returns -1, which is never
+/// an open descriptor.
 inline int descriptorOf(SocketHandle handle) noexcept {
   return handle <= INT_MAX ? static_cast<int>(handle) : -1;
 }
 
-/// Asks the system. If the descriptor is closed or no socket, errno says which.
+/// Asks the system whether a descriptor is a socket. If the result is false, errno says whether the
+/// descriptor is closed or another kind of file.
 inline bool isSocket(int descriptor) noexcept {
   int type = 0;
   socklen_t size = sizeof type;

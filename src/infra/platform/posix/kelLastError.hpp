@@ -5,8 +5,7 @@
 
 #include <cerrno>
 
-/// Winsock's last error of the calling thread, and two functions with which the platform layer returns its
-/// results.
+/// Winsock's last error of the calling thread, and two functions that set it and return the result of a call.
 namespace tarvo::platform::posix {
 
 int lastError() noexcept;
@@ -18,7 +17,8 @@ inline int fail(int code) noexcept {
   return socketError;
 }
 
-/// The result of a system call; if it failed, errno becomes the last error.
+/// Returns the result of a system call. If the call failed, the Winsock code for errno becomes the last
+/// error.
 inline int answer(long result) noexcept {
   return result < 0 ? fail(winsockCode(errno)) : static_cast<int>(result);
 }

@@ -16,8 +16,8 @@ locale_t makeEnglishNumbers() {
   return made;
 }
 
-/// The system has no locale of that name; its "C" locale has the same numeric rules. Never released once it
-/// is made: a thread may still be using it when the library's other objects are destroyed.
+/// The system has no locale "English_USA.1252"; its "C" locale has the same numeric rules. The locale is
+/// never released, because a thread may still use it while the library's other objects are destroyed.
 locale_t englishNumbers() {
   static const locale_t kept = makeEnglishNumbers();
   return kept;

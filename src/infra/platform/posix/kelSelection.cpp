@@ -20,8 +20,8 @@ Deadline deadlineIn(const TimeValue* timeout) noexcept {
                       timeout->microseconds * 1000LL);
 }
 
-/// Of the events that an entry waits for, those for which its socket is ready. A lost connection is readable;
-/// a failed attempt to connect is an exceptional condition and not writable.
+/// Returns those events of an entry for which its socket is ready. A lost connection is readable. A failed
+/// attempt to connect is an exceptional condition, and its socket is not writable.
 short readyEvents(const pollfd& entry) noexcept {
   const bool failed = attemptFailed(entry.fd, entry.revents);
   short ready = 0;
@@ -44,7 +44,8 @@ int Selection::wait(const TimeValue* timeout) noexcept {
   return finish(outcome);
 }
 
-/// Returns false for a handle that cannot be a descriptor: the system's poll would ignore it.
+/// Creates the poll entries. Returns false if a handle cannot be a descriptor, because the system's poll
+/// would ignore such a handle.
 bool Selection::build() noexcept {
   for (std::size_t kind = 0; kind < sets_.size(); ++kind) {
     next_ = 0;
@@ -59,8 +60,8 @@ bool Selection::build() noexcept {
   return true;
 }
 
-/// The entry of a descriptor, which is added if it is missing. A set contains each descriptor at most once,
-/// so only the entries of the other sets are searched.
+/// Returns the entry of a descriptor; if there is no entry, one is added. A set contains each descriptor at
+/// most once, so only the entries of the other sets are searched.
 Selection::Index Selection::entryOf(int descriptor, std::size_t kind) noexcept {
   std::size_t index = count_;
   if (kind > 0) {
@@ -92,7 +93,8 @@ Selection::Outcome Selection::poll(const Deadline& deadline) noexcept {
     if (!isSocketAt(i)) return answer(-1), Outcome::failed;
     entry.revents = readyEvents(entry);
     any = any || entry.revents != 0;
-    // The next poll would report this descriptor again at once, although it cannot become ready any more.
+    // Remove this descriptor from the entries: the next poll would report it again at once, although it
+    // cannot become ready any more.
     if (entry.revents == 0) entry.fd = -1;
   }
   return any ? Outcome::ready : Outcome::notReady;
@@ -112,7 +114,8 @@ bool Selection::allAreSockets() noexcept {
   return true;
 }
 
-/// Leaves the ready handles in the sets and returns their number, or the failure that was recorded.
+/// Keeps the ready handles in the sets and returns their number. If the poll has failed, returns
+/// `socketError`.
 int Selection::finish(Outcome outcome) noexcept {
   if (outcome == Outcome::failed) return socketError;
   int kept = 0;

@@ -12,16 +12,16 @@ namespace tarvo::platform::posix {
 
 class Deadline;
 
-/// One select over three sets. Each descriptor has one poll entry, however many sets it is in.
+/// Executes one call of select, with three sets. A descriptor that is in several sets has one poll entry.
 ///
-/// The first poll does not wait, and only the descriptors that it reports are asked whether they are sockets:
-/// most calls end there. The system's poll takes any file, so the other descriptors are asked before the call
-/// waits.
+/// The system's poll accepts descriptors of any file, so select has to check that each descriptor is a
+/// socket. The first poll does not wait. If it reports descriptors, only these are checked, and the call
+/// ends, as most calls do. Otherwise the other descriptors are checked before the call waits.
 class Selection {
  public:
   Selection(SocketSet& read, SocketSet& write, SocketSet& error) noexcept : sets_{&read, &write, &error} {}
 
-  /// As Winsock::select.
+  /// Does the same as Winsock::select.
   int wait(const TimeValue* timeout) noexcept;
 
  private:

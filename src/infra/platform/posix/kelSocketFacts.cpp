@@ -12,7 +12,8 @@ bool SocketFacts::start(int descriptor, Facts facts) noexcept {
     const unsigned further = furtherOf(number);
     std::atomic<Entry*>& segment = further_[further];
     if (segment.load(std::memory_order_acquire) == nullptr) {
-      // A new entry consists of zeros. Of a large segment, only pages that are accessed take memory.
+      // A new entry consists of zeros. If a segment is large, only those of its pages that are accessed take
+      // memory.
       auto* const made = static_cast<Entry*>(std::calloc(sizeOf(further), sizeof(Entry)));
       if (made == nullptr) return false;
       Entry* none = nullptr;

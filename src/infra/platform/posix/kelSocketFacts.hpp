@@ -7,7 +7,8 @@
 
 namespace tarvo::platform::posix {
 
-/// Facts about a socket that the system cannot be asked for later.
+/// Facts about a socket that the system does not report later, so the platform layer records them. One bit
+/// each.
 using Facts = unsigned char;
 namespace fact {
 inline constexpr Facts made = 1;             ///< the platform layer made this socket and has not closed it
@@ -18,14 +19,15 @@ inline constexpr Facts sendEnded = 16;       ///< sending was shut down by this 
 inline constexpr Facts connectionLost = 32;  ///< a call reported that the connection is reset or broken
 }  // namespace fact
 
-/// The facts about every socket, by descriptor. Facts come from requests and results of calls.
+/// A table of the facts about every socket, indexed by descriptor. The facts are recorded when the library
+/// makes a call or gets its result.
 ///
-/// An entry is part of the table from its socket's creation on, so recording a fact needs no memory. All
-/// functions may be called by any thread and in a forked child; none takes a lock. A number that is no
-/// descriptor has no facts.
+/// An entry is created together with its socket, so recording a fact later allocates nothing. Any thread,
+/// also of a forked child, may call the functions; they take no locks. A number that is not a descriptor has
+/// no facts.
 class SocketFacts {
  public:
-  /// Starts the entry of a new socket. Returns false if there is no memory for it.
+  /// Creates the entry of a new socket. Returns false if there is no memory for the entry.
   bool start(int descriptor, Facts facts) noexcept;
 
   Facts of(int descriptor) const noexcept {
@@ -42,7 +44,7 @@ class SocketFacts {
       entry->facts.fetch_and(static_cast<Facts>(~facts), std::memory_order_release);
   }
 
-  /// Whether a thread is inside a send on this socket. One thread at a time sends.
+  /// Returns whether a thread is inside a send on this socket. Only one thread at a time sends on a socket.
   bool isSending(int descriptor) const noexcept {
     const Entry* const entry = find(descriptor);
     return entry != nullptr && entry->sending.load(std::memory_order_acquire);
@@ -51,7 +53,8 @@ class SocketFacts {
     if (Entry* const entry = find(descriptor)) entry->sending.store(on, std::memory_order_release);
   }
 
-  /// Frees what was allocated. The library does not call it: its table lasts as long as the process.
+  /// Frees the allocated segments. Only tests call this function: the library's table exists as long as the
+  /// process.
   void clear() noexcept;
 
  private:

@@ -42,7 +42,7 @@ bool isTimeout(const Option& option) noexcept {
   return option.name == optionSendTimeout || option.name == optionReceiveTimeout;
 }
 
-/// Winsock's timeouts are unsigned milliseconds in a 4-byte value.
+/// Converts a timeout of Winsock, which is an unsigned number of milliseconds in a 4-byte value.
 timeval toTimeval(int milliseconds) noexcept {
   const auto value = static_cast<unsigned int>(milliseconds);
   return {static_cast<time_t>(value / 1000), static_cast<suseconds_t>(value % 1000) * 1000};

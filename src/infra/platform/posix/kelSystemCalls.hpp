@@ -4,27 +4,27 @@
 
 #include <ctime>
 
-/// The calls that systems with POSIX interfaces spell differently. Each system has one source that implements
-/// them. A result below 0 is a failure, and errno says which.
+/// System calls that differ between POSIX systems. Each system has one source that implements these
+/// functions. If a function fails, it returns a number below 0 and sets errno.
 namespace tarvo::platform::posix {
 
-/// A new socket that programs which the process starts do not inherit, not even if another thread starts one
-/// during the call.
+/// Returns a new socket. Programs that the process starts do not inherit the socket, even if another thread
+/// starts a program during the call.
 int newSocket(int family, int type, int protocol) noexcept;
 
-/// Takes a connection from the queue of `listening`; the new socket is not inherited either. A signal ends
-/// the call with EINTR.
+/// Accepts a connection on `listening`. Programs that the process starts do not inherit the new socket. A
+/// signal ends the call with EINTR.
 int acceptNew(int listening) noexcept;
 
-/// Makes every call of `acceptNew` on `listening` fail and `pollFor` report it, now and later. The descriptor
-/// stays open.
+/// Makes every present and later call of `acceptNew` on `listening` fail, and makes `pollFor` report the
+/// descriptor. The descriptor stays open.
 void endAccepts(int listening) noexcept;
 
-/// Waits until one of the entries is ready, for at most `time`; null is without limit. Returns the number of
-/// ready entries. A signal ends the call with EINTR.
+/// Waits until one of the entries is ready, for at most `time`; if `time` is null, the wait has no limit.
+/// Returns the number of ready entries. A signal ends the call with EINTR.
 int pollFor(pollfd* entries, nfds_t count, const timespec* time) noexcept;
 
-/// Sends without raising SIGPIPE: a connection that is closed for sending gives EPIPE only.
+/// Sends without raising SIGPIPE: on a connection that is closed for sending, the call only fails with EPIPE.
 long sendQuietly(int descriptor, const char* bytes, int length) noexcept;
 
 }  // namespace tarvo::platform::posix

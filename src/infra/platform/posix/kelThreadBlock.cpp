@@ -4,10 +4,10 @@
 
 #include <cstdlib>
 
-// Not a thread_local object with a destructor: the C library ends the process when it cannot allocate the
-// record of such a destructor. Setting the value of a key reports the failure instead. The shared library is
-// linked with "-z nodelete": it stays loaded, so the destructor of the key is there when a thread ends after
-// dlclose.
+// A thread's block is the value of a thread-specific key. A thread_local object with a destructor is not
+// used, because the C library ends the process if it cannot allocate the record of such a destructor; setting
+// the value of a key reports the failure. The shared library is linked with "-z nodelete", so it stays loaded
+// and the destructor of the key still exists if a thread ends after dlclose.
 
 namespace tarvo::platform {
 namespace {
@@ -17,8 +17,9 @@ struct Block {
   void (*atEnd)(void*) noexcept;
 };
 
-// Read often: a variable with this TLS model is accessed without a call. Such variables use the small memory
-// that the C library reserves for libraries that are loaded later, so the block itself is on the heap.
+// These variables are read often, so they have the TLS model in which a variable is accessed without a
+// function call. The C library reserves only little memory for such variables of libraries that are loaded
+// later, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 

@@ -20,7 +20,7 @@
 namespace tarvo::platform::posix {
 namespace {
 
-/// A transfer in one direction.
+/// The constants of a direction of transfer: send or receive.
 struct Direction {
   int timeoutOption;
   short event;
@@ -39,7 +39,7 @@ Deadline deadlineOf(int descriptor, const Direction& direction, long long starte
                       limit.tv_usec * 1000LL);
 }
 
-/// Repeats `call` as long as signals interrupt it, within the timeout that it began with.
+/// Repeats `call` while signals interrupt it. All repetitions together last at most the socket's timeout.
 template <class Call>
 long resumed(int descriptor, const Direction& direction, Call call) noexcept {
   const long long started = now(CLOCK_MONOTONIC_COARSE);
@@ -57,7 +57,8 @@ long resumed(int descriptor, const Direction& direction, Call call) noexcept {
   return result;
 }
 
-/// Whether an errno value means that the connection is over. The system reports it to one call only.
+/// Returns whether an errno value means that the connection has ended. The system reports such an error to
+/// one call only.
 bool endsConnection(int error) noexcept {
   switch (error) {
     case ECONNRESET:
@@ -74,8 +75,8 @@ bool endsConnection(int error) noexcept {
   }
 }
 
-/// Whether the socket was never connected. For a send, the system reports this with the same error as a
-/// reset; for a receive, with a different error.
+/// Returns whether the socket was never connected. If a socket was never connected, the system reports the
+/// same error to a send as after a reset, but a different error to a receive.
 bool wasNeverConnected(int descriptor) noexcept {
   char byte = 0;
   return ::recv(descriptor, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN;
@@ -102,16 +103,17 @@ int transfer(int descriptor, const Direction& direction, Call call) noexcept {
 
 // --- the end of the stream ----------------------------------------------------------------------------
 
-/// Whether neither direction of the socket can transfer anything any more.
+/// Returns whether both directions of the socket are closed.
 bool hangsUp(int descriptor) noexcept {
   pollfd entry = {descriptor, 0, 0};
   return pollUntil(&entry, 1, Deadline::passed()) == 1 && (entry.revents & POLLHUP) != 0;
 }
 
-/// Waits until a thread that sends has recorded its result. The system reports a reset to one call; a receive
-/// that ends at the same moment gets an end of stream. While the sending half is open there was no reset, and
-/// once both halves are closed no send waits. The limit is for a forked child: a thread of the parent that
-/// was sending does not exist in it and never records a result.
+/// Waits until a thread that is inside a send has recorded its result. The system reports a reset to only one
+/// call: if a send gets the reset, a receive that ends at the same moment gets an end of stream. While
+/// sending is still open, there was no reset. After both directions are closed, a send returns at once, so
+/// this wait is short. The limit is for a forked child: a thread of the parent that was sending does not
+/// exist in the child and never records a result.
 void awaitSender(int descriptor) noexcept {
   constexpr long long patience = nanosecondsPerSecond / 10;
   if (!socketFacts.isSending(descriptor) || !hangsUp(descriptor)) return;
@@ -122,8 +124,8 @@ void awaitSender(int descriptor) noexcept {
   }
 }
 
-/// The result of a receive that got no bytes: 0 for the peer's end, or the failure that is known to have
-/// ended it.
+/// Returns the result of a receive that got no bytes: 0 if the peer ended the stream, or a failure if the
+/// recorded facts show one.
 int endOfStream(int descriptor) noexcept {
   awaitSender(descriptor);
   const Facts facts = socketFacts.of(descriptor);
@@ -165,7 +167,7 @@ int shutDown(int descriptor, int how) noexcept {
                                          fact::receiveEnded | fact::sendEnded};
   if (how < shutdownReceive || how > shutdownBoth) return fail(wsa::invalidArgument);
   const auto index = static_cast<std::size_t>(how);
-  // Recorded first: the call wakes threads that then look for the reason.
+  // The fact is recorded before the call, because the call wakes threads that look for the fact.
   const Facts before = socketFacts.of(descriptor);
   if (how != shutdownReceive) leavePortReusable(descriptor, before);
   socketFacts.add(descriptor, ends[index]);

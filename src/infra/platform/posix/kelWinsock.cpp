@@ -34,8 +34,8 @@ SocketHandle refuse(int code) noexcept {
   return invalidSocket;
 }
 
-/// A new descriptor as a handle, with the facts that hold for it. Facts of an earlier socket of that
-/// number are forgotten.
+/// Converts a new descriptor to a handle and records `facts` for it. Facts about an earlier socket with the
+/// same number are removed.
 SocketHandle fresh(int descriptor, posix::Facts facts) noexcept {
   if (answer(descriptor) < 0) return invalidSocket;
   if (socketFacts.start(descriptor, facts)) return static_cast<SocketHandle>(descriptor);
@@ -43,7 +43,7 @@ SocketHandle fresh(int descriptor, posix::Facts facts) noexcept {
   return refuse(wsa::noBuffers);
 }
 
-/// The outcome of a system call that began to connect, as a Winsock code or 0.
+/// Returns the result of a system call that began to connect: 0 or a Winsock code.
 int outcomeOfConnect(int descriptor, int result) noexcept {
   if (result == 0) {
     socketFacts.add(descriptor, fact::connected);
@@ -53,8 +53,8 @@ int outcomeOfConnect(int descriptor, int result) noexcept {
     socketFacts.add(descriptor, fact::attempt);
     return wsa::wouldBlock;
   }
-  // The system lacks something, for example a free port. Elsewhere the same value means that a call would
-  // wait.
+  // For connect, EAGAIN means that the system lacks a resource, for example a free port. For other calls it
+  // means that the call would wait.
   return errno == EAGAIN ? wsa::noBuffers : posix::winsockCode(errno);
 }
 
@@ -111,7 +111,7 @@ class PosixWinsock final : public Winsock {
     if ((facts & fact::made) == 0 && !posix::isSocket(descriptor)) return answer(-1);
     posix::leavePortReusable(descriptor, facts);
     socketFacts.remove(descriptor, facts);
-    // After any other error, too, the descriptor is closed.
+    // If the error is not EBADF, the descriptor is closed in spite of the error.
     return ::close(descriptor) != 0 && errno == EBADF ? answer(-1) : 0;
   }
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-/// The tables between POSIX codes and Winsock codes. Data only.
+/// Tables that translate POSIX codes to Winsock codes and back.
 namespace tarvo::platform::posix {
 
 struct CodePair {
@@ -13,13 +13,14 @@ struct CodePair {
 extern const std::array<CodePair, 44> errnoCodes;
 extern const std::array<CodePair, 9> resolverCodes;
 
-/// The Winsock code of an errno value; `wsa::systemCallFailure` if there is no counterpart.
+/// Returns the Winsock code for an errno value; `wsa::systemCallFailure` if there is no counterpart.
 int winsockCode(int errnoValue) noexcept;
 
-/// The Winsock code of a getaddrinfo result. EAI_SYSTEM has no entry: errno has the code then.
+/// Returns the Winsock code for a result of getaddrinfo. There is no entry for EAI_SYSTEM, which means that
+/// errno contains the code.
 int winsockResolverCode(int result) noexcept;
 
-/// The getaddrinfo result for a Winsock resolver code; 0 if there is no counterpart.
+/// Returns the result of getaddrinfo for a Winsock code of the resolver; 0 if there is no counterpart.
 int posixResolverCode(int code) noexcept;
 
 }  // namespace tarvo::platform::posix

@@ -2,7 +2,7 @@
 
 namespace tarvo::platform {
 
-/// Does nothing: the system gives large pages only to processes that may lock memory.
+/// Does nothing, because Windows gives large pages only to processes that have the right to lock memory.
 void preferLargePages(void*, std::size_t) noexcept {}
 
 }  // namespace tarvo::platform

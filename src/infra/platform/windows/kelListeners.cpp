@@ -20,8 +20,8 @@ class Locked {
   SRWLOCK& lock_;
 };
 
-/// Returns a datagram socket connected to itself; INVALID_SOCKET, with the system's last error set, on
-/// failure.
+/// Returns a datagram socket that is connected to itself. If that fails, returns INVALID_SOCKET and sets the
+/// system's last error.
 SOCKET makeWaker() noexcept {
   const SOCKET waker =
       ::WSASocketW(AF_INET, SOCK_DGRAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);

@@ -1,8 +1,8 @@
 #pragma once
 
-// Before windows.h, which would include the first version of Winsock.
+// Must be included before windows.h, which would include the first version of Winsock.
 #include <winsock2.h>
-// After winsock2.h.
+// Must be included after winsock2.h.
 #include <windows.h>
 
 #include <atomic>
@@ -10,10 +10,10 @@
 
 /// The process's listening sockets.
 ///
-/// In Winsock only closing a listening socket ends a wait on it, and then its number can belong to another
-/// socket before the waiting thread knows. Therefore each listener has a waker: a datagram socket connected
-/// to itself. A thread that waits for a listener waits for its waker too. One byte sent to a waker makes it
-/// readable for good.
+/// In Winsock a wait on a listening socket ends only if the socket is closed, and then its number can be
+/// given to another socket before the waiting thread returns. Therefore each listener has a waker: a datagram
+/// socket that is connected to itself. A thread that waits for a listener waits for its waker too. A byte
+/// sent to the waker makes it readable; the byte is never read, so the waker stays readable.
 namespace tarvo::platform::windows {
 
 struct Listener {
@@ -26,8 +26,8 @@ struct Listener {
 
 class Listeners {
  public:
-  /// Adds `handle` to the listeners. Returns false, with the system's last error set, if there is no waker
-  /// for it.
+  /// Adds `handle` to the listeners. If a waker cannot be created, returns false and sets the system's last
+  /// error.
   bool add(SOCKET handle) noexcept;
   /// Closes the waker if `handle` is a listener.
   void remove(SOCKET handle) noexcept;
@@ -45,7 +45,8 @@ class Listeners {
 
   Entry* entryOf(SOCKET handle) noexcept;
 
-  // Needs no construction or destruction: programs may open listeners before main and close them after it.
+  // These members need no construction or destruction, because programs may open listeners before main and
+  // close them after it.
   SRWLOCK lock_ = SRWLOCK_INIT;
   Entry* first_ = nullptr;
   std::atomic<std::size_t> count_{0};  ///< avoids look-ups while there are no listeners

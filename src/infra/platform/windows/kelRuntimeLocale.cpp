@@ -11,9 +11,9 @@
 namespace tarvo::platform {
 namespace {
 
-/// The locale belongs to the process. A thread holds this lock from a switch to its end, or while the locale
-/// must not change. The same thread may take it again. Not a std::recursive_mutex, which this compiler
-/// constructs when the library is loaded.
+/// The lock for the locale, which belongs to the process. A thread holds it while it has switched the locale,
+/// or while the locale must not change. The same thread may take the lock again. The class is used instead of
+/// std::recursive_mutex because this compiler constructs a std::recursive_mutex when the library is loaded.
 class SwitchLock {
  public:
   void take() noexcept {
@@ -38,11 +38,12 @@ class SwitchLock {
 
 constinit SwitchLock switching;
 
-/// Room for the name of the former locale; only artificial names are longer. Used by the thread that holds
-/// the lock.
+/// Room for the name of the former locale; only artificial names are longer. Only the thread that holds the
+/// lock uses it.
 constinit char formerName[1024];
 
-/// A copy of the current locale's name, since the runtime's own text changes with the next switch.
+/// Returns a copy of the current locale's name. A copy is needed because the runtime's text changes with the
+/// next switch.
 char* currentName() {
   const char* const name = std::setlocale(LC_ALL, nullptr);
   const std::size_t size = std::strlen(name) + 1;
@@ -63,7 +64,7 @@ EnglishRuntimeLocale::EnglishRuntimeLocale() {
     switching.giveBack();
     throw std::bad_alloc();
   }
-  // A system without it has "C", whose numeric rules are the same.
+  // If the system does not have this locale, "C" is used, which has the same numeric rules.
   if (std::setlocale(LC_ALL, "English_USA.1252") == nullptr) std::setlocale(LC_ALL, "C");
 }
 

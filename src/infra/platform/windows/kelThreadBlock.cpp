@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 
-// Not a thread_local object: this compiler's runtime releases a thread's objects before it destroys them. Not
-// the library's entry point either, which is not notified when a thread ends. The callback of a fiber-local
-// slot is called when any thread ends.
+// A thread's block is in a fiber-local slot, whose callback is called when any thread ends. A thread_local
+// object is not used, because this compiler's runtime releases a thread's objects before it destroys them.
+// The library's entry point is not used, because its notifications about threads are switched off.
 
 namespace tarvo::platform {
 namespace {
@@ -16,11 +16,11 @@ struct Block {
   void (*atEnd)(void*) noexcept;
 };
 
-/// The value of a thread's slot after its block is gone.
+/// The value of a thread's slot after its block has been released.
 Block pastTheEnd{};
 
-/// Two slots of the system: one with a callback that receives a thread's block, and one that can be read
-/// until the thread has ended.
+/// Two slots of the system. One has a callback, which receives a thread's block when the thread ends. The
+/// other can be read until the thread has ended.
 class Slots {
  public:
   Slots() noexcept : looked_(::TlsAlloc()), calling_(::FlsAlloc(&end)) {
@@ -70,7 +70,7 @@ Block* makeBlock(void (*atEnd)(void*) noexcept) noexcept {
 }  // namespace
 
 void* threadBlock(void (*atEnd)(void*) noexcept) noexcept {
-  // Asking a slot sets the last error, which a caller may be about to read.
+  // Reading a slot sets the last error. It is restored, because a caller may be about to read it.
   const DWORD error = ::GetLastError();
   Block* block = slots().find();
   if (block == nullptr) block = makeBlock(atEnd);

@@ -4,7 +4,7 @@
 #include "platform/windows/kelListeners.hpp"
 
 #include <ws2tcpip.h>
-// After winsock2.h.
+// Must be included after winsock2.h.
 #include <windows.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ static_assert(inetAddressSize == sizeof(sockaddr_in) && inet6AddressSize == size
 static_assert(SocketSet::most == FD_SETSIZE && familyInet == AF_INET && familyInet6 == AF_INET6);
 static_assert(optionReuseAddress == SO_REUSEADDR && optionError == SO_ERROR && optionNoDelay == TCP_NODELAY);
 
-/// A socket address whose length is that of its family, whatever bytes follow it.
+/// A socket address. Its length is the length of its family's addresses; the bytes after them are ignored.
 struct NativeAddress {
   explicit NativeAddress(const unsigned char* bytes) noexcept
       : name(reinterpret_cast<const sockaddr*>(bytes)),
@@ -45,14 +45,15 @@ SocketHandle refuse(int code) noexcept {
   return invalidSocket;
 }
 
-/// Closes a socket without touching the last error.
+/// Closes a socket without changing the last error.
 SocketHandle discard(SOCKET handle) noexcept {
   const int code = ::WSAGetLastError();
   ::closesocket(handle);
   return refuse(code);
 }
 
-/// The result of a call that can wait. `shutdown` in another thread cancels it.
+/// Returns the result of a call that can wait. If `shutdown` in another thread has cancelled the call, the
+/// error becomes `wsa::shutDown`.
 int unlessCancelled(int result) noexcept {
   const bool cancelled = result == socketError && ::WSAGetLastError() == WSA_OPERATION_ABORTED;
   return cancelled ? fail(wsa::shutDown) : result;
@@ -63,15 +64,15 @@ int setBlocking(SOCKET handle, bool blocking) noexcept {
   return ::ioctlsocket(handle, static_cast<long>(FIONBIO), &mode);
 }
 
-/// Whether a connection that has ended was reset. Not every system reports that to a read: Wine reports an
-/// end of stream to it, and an error to a poll.
+/// Returns whether a connection that has ended was reset. Not every system reports a reset to a read: under
+/// Wine a read returns the end of stream, but a poll reports an error.
 bool wasReset(SOCKET handle) noexcept {
   WSAPOLLFD entry = {handle, POLLRDNORM, 0};
   return ::WSAPoll(&entry, 1, 0) == 1 && (entry.revents & POLLERR) != 0;
 }
 
-/// Whether a stream has ended because another thread shut receiving down while this one waited. A further
-/// receive does not wait at the end of a stream.
+/// Returns whether a stream has ended because another thread shut down receiving while this thread waited.
+/// The function makes another receive, which does not wait at the end of a stream.
 bool wasShutDownHere(SOCKET handle) noexcept {
   char byte = 0;
   return ::recv(handle, &byte, sizeof byte, MSG_PEEK) == SOCKET_ERROR && ::WSAGetLastError() == WSAESHUTDOWN;
@@ -79,7 +80,7 @@ bool wasShutDownHere(SOCKET handle) noexcept {
 
 // --- text ---------------------------------------------------------------------------------------------
 
-/// UTF-8 as the system's wide text. Null stays null.
+/// Converts UTF-8 to the system's UTF-16 text. Null stays null.
 class WideText {
  public:
   explicit WideText(const char* text) : null_(text == nullptr) {
@@ -116,8 +117,8 @@ ResolvedAddress toResolved(const ADDRINFOW& entry) {
   return resolved;
 }
 
-// Winsock counts its starts. On some systems the count is wrong if two threads start it at once, and one
-// start too few ends all sockets of the process.
+// Winsock counts how often it was started. On some systems the count is too low if two threads start it at
+// the same moment; a later WSACleanup then ends all sockets of the process. This lock prevents that.
 SRWLOCK startLock = SRWLOCK_INIT;
 
 int start(WORD version, WSADATA& data) noexcept {
@@ -155,7 +156,7 @@ class Started {
 
 // --- select -------------------------------------------------------------------------------------------
 
-/// The system's fd_set with more room. The system allows this: the array is as long as `count` says.
+/// The system's fd_set with a longer array. The system allows that: it reads as many handles as `count` says.
 struct WatchedSet {
   static constexpr unsigned int most = 2 * SocketSet::most;
 
@@ -170,7 +171,7 @@ struct WatchedSet {
 };
 static_assert(offsetof(WatchedSet, handles) == offsetof(fd_set, fd_array));
 
-/// The handles of a set, each listener followed by its waker.
+/// The handles of a set. Each listener is followed by its waker.
 struct Watch {
   explicit Watch(const SocketSet& set) noexcept {
     for (unsigned int i = 0; i < set.count; ++i) {
@@ -181,7 +182,7 @@ struct Watch {
     }
   }
 
-  /// Leaves the ready handles in `set`.
+  /// Keeps only the ready handles in `set`.
   void keepReady(SocketSet& set) const noexcept {
     unsigned int kept = 0;
     for (unsigned int i = 0; i < set.count; ++i) {
@@ -289,8 +290,8 @@ class SystemWinsock final : public Winsock {
 
   int shutdown(SocketHandle handle, int how) override {
     if (::shutdown(handle, how) != 0) return socketError;
-    // The system does not end calls that wait. Those of one direction cannot be cancelled without those of
-    // the other direction.
+    // The system's shutdown does not end calls that wait, so they are cancelled. The system cannot cancel the
+    // calls of only one direction.
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
     if (how == shutdownBoth) ::CancelIoEx(reinterpret_cast<HANDLE>(handle), nullptr);
     return 0;
@@ -354,7 +355,8 @@ class SystemWinsock final : public Winsock {
   }
 
  private:
-  /// Makes an accepted socket like a new one: otherwise it has its listener's mode and is inherited.
+  /// Makes an accepted socket blocking and not inheritable. Otherwise it would be non-blocking like its
+  /// listener, and child processes would inherit it.
   static SocketHandle asNew(SOCKET accepted) noexcept {
     if (setBlocking(accepted, true) != 0) return discard(accepted);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
