@@ -49,6 +49,9 @@ $libraries/libKELINFRA.so -> libKELINFRA.so.5
 $libraries/pkgconfig/KELINFRA.pc
 usr/share/KELINFRA/KELINFRA.natvis
 usr/share/kelinfra/catalogue.json
+usr/share/kelinfra/catalogues/de.properties
+usr/share/kelinfra/catalogues/en.properties
+usr/share/kelinfra/catalogues/ja.properties
 usr/share/gdb/auto-load/$libraries/libKELINFRA.so.$version-gdb.py
 usr/share/doc/$development/changelog.gz
 usr/share/doc/$development/copyright

@@ -27,6 +27,9 @@ $(printf 'lib/lib%s.dll.a\n' KELINFRA icu{uc,in,io,dt})
 $(printf 'lib/cmake/KELINFRA/KELINFRA%s.cmake\n' Config ConfigVersion Targets Targets-relwithdebinfo)
 $(printf 'licences/%s.txt\n' KELINFRA ICU GCC-runtime mingw-w64-winpthread Highway Apache-2.0 GPL-3)
 share/kelinfra/catalogue.json
+share/kelinfra/catalogues/de.properties
+share/kelinfra/catalogues/en.properties
+share/kelinfra/catalogues/ja.properties
 $(paths include "$root/include")
 $(paths include/unicode "$icu/include/unicode")
 $(paths examples "$root/examples")
