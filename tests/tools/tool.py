@@ -9,6 +9,7 @@ TOOL is a command line.
 import json
 import os
 import pathlib
+import re
 import shlex
 import subprocess
 import sys
@@ -360,6 +361,64 @@ def begins_a_catalogue_that_passes(tool):
     status, printed, _ = tool.run("catalogue", "check", "--contract", "contract.json", "fr.properties")
     expect(
         (status, {line.rsplit("[")[-1] for line in printed.splitlines()}), (CLEAN, {"argument-not-shown]"})
+    )
+
+
+def commands_of(program, path=()):
+    """Each command with the options and subcommands that its help names."""
+    _, text, _ = program.run(*path, "--help")
+    options = set(re.findall(r"(?:^|[ ,])(--[a-z-]+)", text.split("Options:")[1].split("Subcommands:")[0]))
+    subcommands = set(re.findall(r"^  ([a-z]+) ", text.partition("Subcommands:")[2], re.M))
+    commands = {" ".join(path): options | subcommands}
+    for subcommand in subcommands:
+        commands.update(commands_of(program, (*path, subcommand)))
+    return commands
+
+
+def completes_for_each_shell_what_the_help_names(tool):
+    commands = commands_of(tool)
+    expect(len(commands), 6)
+    for shell, line in (
+        ("bash", r'^    "(.*)"\*\) words="(.*)" ;;$'),
+        ("zsh", r'^  \("(.*)"\*\) compadd -- (.*) ;;$'),
+        ("fish", r'^complete -c kelinfra -n "__kelinfra_after (.*)" -a "(.*)"$'),
+        ("powershell", r"^    '(.*)\*' \{ '(.*)'; break \}$"),
+    ):
+        status, printed, errors = tool.run("generate", shell)
+        expect((shell, status, errors), (shell, CLEAN, ""))
+        found = {path: set(words.split()) for path, words in re.findall(line, printed, re.M)}
+        expect((shell, found), (shell, commands))
+
+
+def completes_in_bash(tool):
+    if os.name != "posix":
+        sys.exit(77)
+    _, completion, _ = tool.run("generate", "bash")
+    for words, expected in (
+        (["c"], "catalogue"),
+        (["catalogue", ""], "check init --help --help-all"),
+        (["catalogue", "check", "a.properties", "--s"], "--strict"),
+        (["--language", "version", "--j"], "--json"),
+        (["catalogue", "check", "x"], ""),
+    ):
+        script = (
+            completion
+            + f'COMP_WORDS=(kelinfra "$@"); COMP_CWORD={len(words)}; _kelinfra; echo "${{COMPREPLY[*]}}"'
+        )
+        done = subprocess.run(["bash", "-c", script, "bash", *words], capture_output=True, timeout=120)
+        expect((words, done.stdout.decode().strip(), done.stderr), (words, expected, b""))
+
+
+def has_a_manual_page_with_what_the_help_names(tool):
+    status, page, errors = tool.run("generate", "man")
+    expect((status, errors), (CLEAN, ""))
+    for path, words in commands_of(tool).items():
+        for word in {path} | words:
+            if word.replace("-", "\\-") not in page:
+                sys.exit(f"the manual page lacks {word!r}")
+    expect(
+        tool.run("generate", "bahs"),
+        (FAILED, "", "kelinfra: unknown option or command: bahs; did you mean bash?\n"),
     )
 
 

@@ -1,6 +1,7 @@
 #include "commandLine.hpp"
 
 #include "commands.hpp"
+#include "manual.hpp"
 #include "suggestion.hpp"
 #include "texts.hpp"
 
@@ -20,6 +21,7 @@ struct Options {
   bool json = false;
   CatalogueCheckOptions check;
   CatalogueInitOptions init;
+  std::string kind;
   std::function<Status()> command;
 };
 
@@ -35,6 +37,7 @@ void addContracts(CLI::App& command, std::vector<std::string>& contracts) {
 
 void addCatalogue(CLI::App& app, Options& options) {
   CLI::App* const catalogue = app.add_subcommand("catalogue", "Texts of messages in several languages");
+  catalogue->footer("Example: kelinfra catalogue check en.properties de.properties");
 
   CLI::App* const check = catalogue->add_subcommand("check", "Check catalogue files; - is standard input");
   check->add_option("FILE", options.check.files, "Files of properties text, such as de.properties")
@@ -68,6 +71,54 @@ void addVersion(CLI::App& app, Options& options) {
   addJson(*version, options);
   version->callback([&options] { options.command = [&options] { return printVersion(options.json); }; });
 }
+
+// --- the manual
+
+OptionEntry entryOf(const CLI::Option& option) {
+  const bool isOperand = option.get_lnames().empty();
+  const bool hasValue = !isOperand && option.get_type_size() != 0;
+  return {isOperand ? option.get_name() : "--" + option.get_lnames().front(),
+          hasValue ? option.get_type_name() : "", option.get_description()};
+}
+
+/// Appends the command and its subcommands.
+void describe(const CLI::App& command, const std::vector<std::string>& path, Manual& manual) {
+  CommandEntry entry{path, command.get_description(), command.get_footer(), {}, {}};
+  for (const CLI::Option* option : command.get_options()) entry.options.push_back(entryOf(*option));
+  const auto subcommands = command.get_subcommands([](const CLI::App*) { return true; });
+  for (const CLI::App* subcommand : subcommands) entry.subcommands.push_back(subcommand->get_name());
+  manual.push_back(entry);
+  for (const CLI::App* subcommand : subcommands) {
+    std::vector<std::string> longer = path;
+    longer.push_back(subcommand->get_name());
+    describe(*subcommand, longer, manual);
+  }
+}
+
+Status printFile(const CLI::App& app, const std::string& kind) {
+  if (kind.empty()) fail("KELINFRA_OPERAND_MISSING", "KIND");
+  Manual manual;
+  describe(app, {}, manual);
+  const std::string file = fileOf(kind, manual);
+  if (file.empty()) {
+    const std::string better = suggestion(kind, fileKinds());
+    if (better.empty()) fail("KELINFRA_UNKNOWN_WORD", kind);
+    fail("KELINFRA_UNKNOWN_WORD_SUGGESTION", kind, better);
+  }
+  std::fputs(file.c_str(), stdout);
+  return clean;
+}
+
+void addGenerate(CLI::App& app, Options& options) {
+  CLI::App* const generate =
+      app.add_subcommand("generate", "Print the manual page, or completion for a shell");
+  generate->add_option("KIND", options.kind, "One of: man, bash, zsh, fish, powershell")->type_name("");
+  generate->footer("Example: kelinfra generate bash >/etc/bash_completion.d/kelinfra");
+  generate->callback(
+      [&app, &options] { options.command = [&app, &options] { return printFile(app, options.kind); }; });
+}
+
+// --- the command line
 
 /// The innermost command that the arguments named.
 const CLI::App& chosen(const CLI::App& app) {
@@ -113,6 +164,7 @@ int run(int count, const char* const* arguments) {
   app.fallthrough();
   addCatalogue(app, options);
   addVersion(app, options);
+  addGenerate(app, options);
   try {
     app.parse(count, arguments);
   } catch (const CLI::Success& success) {
