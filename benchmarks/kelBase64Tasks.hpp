@@ -68,7 +68,8 @@ void decodes(benchmark::State& state) {
   finish(state, data.bytes.size());
 }
 
-/// Converts text to bytes, for libraries that take no 16-bit units. False if a code unit exceeds a byte.
+/// Converts text to bytes, for libraries that take no 16-bit units. Returns false if a code unit is above
+/// 255.
 inline bool narrowed(const unsigned short* src, std::size_t srcUnits, std::string& text) {
   text.resize(srcUnits);
   unsigned int all = 0;

@@ -24,7 +24,7 @@ using oss::SizeableBuffer;
 constexpr std::array<char, 16> piece = {'0', '1', '2', '3', '4', '5',  '6', '7',
                                         '8', '9', 'a', 'b', 'c', '\0', 'e', 'f'};
 
-/// One interface to append to each container and to read its bytes.
+/// A common interface of the containers, to append bytes and to read them.
 struct Ours {
   ByteBuffer bytes{0ULL};
   void append(const char* data, std::size_t length) { bytes.append(data, length); }
@@ -117,7 +117,7 @@ std::size_t room(HeapRoom<size>& buffer) {
   return buffer.bytes.size();
 }
 
-/// Space inside the object, zeroed, so that no byte is read uninitialised. It does not grow.
+/// The storage is inside the object. It is zeroed, so that no uninitialised byte is read. It does not grow.
 template <std::size_t size>
 struct ZeroedRoom {
   std::array<char, size> bytes{};

@@ -22,7 +22,8 @@ namespace tarvo::benchmarks::converter {
 /// Converts and returns the bytes, which are in `room` or in the candidate's storage.
 using Task = std::function<std::string_view(std::vector<char>& room)>;
 
-/// Registers a candidate. Its bytes must equal those of the task's first candidate, which is the library.
+/// Registers a candidate. The candidate's bytes must equal those of the first candidate of the task, which is
+/// the library.
 inline void compete(const std::string& task, const std::string& candidate, const Task& run, const Task& own) {
   registerBenchmark(task + "/" + candidate, [=](benchmark::State& state) {
     constexpr std::size_t mostBytes = std::size_t{1} << 19U;

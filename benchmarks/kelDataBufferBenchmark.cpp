@@ -114,7 +114,7 @@ void makeShort(benchmark::State& state) {
   });
 }
 
-/// Only zeroes a block of that size: the least that such an object can cost.
+/// This candidate only zeroes a block of that size, which is the least work that such an object needs.
 void makeShortZeroedStore(benchmark::State& state) {
   timed(state, [&] {
     std::array<char, 4097> store{};

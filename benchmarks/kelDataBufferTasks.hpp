@@ -84,7 +84,8 @@ void fill(Builder& builder, std::int64_t steps, Step step) {
   for (std::int64_t i = 0; i < steps; ++i) step(builder, i);
 }
 
-/// Builds a text of `steps` steps in each run. Reports a text that differs from the library's.
+/// Builds a text of `steps` steps in each run. Reports an error if the candidate's text differs from the
+/// library's text.
 template <class Builder, class Step>
 void build(benchmark::State& state, std::int64_t steps, Step step) {
   {

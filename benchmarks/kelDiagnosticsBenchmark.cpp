@@ -1,5 +1,5 @@
-// Throwing, rendering, and calls under a facility whose flags are clear.
-// Names are "class/task/candidate"; the candidate KELINFRA is compared with the others of its task.
+// Measures throwing and rendering of errors, and calls with a trace facility whose flags are clear. Names are
+// "class/task/candidate"; the candidate KELINFRA is compared with the others of its task.
 #include "infra/oss/kelMessage.hpp"
 #include "infra/oss/kelMessageList.hpp"
 #include "infra/oss/kelSocketException.hpp"

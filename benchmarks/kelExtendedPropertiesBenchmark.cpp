@@ -64,7 +64,7 @@ void resolveFew(benchmark::State& state) {
   }
 }
 
-/// Only the work that resolving cannot omit.
+/// This candidate does only the work that every implementation of resolving must do.
 void searchEveryValue(benchmark::State& state) {
   Map map;
   if (!loaded(state, map)) return;

@@ -136,8 +136,8 @@ concept OfBytes = requires {
   typename Properties::OfBytes;
 };
 
-/// All keys in the candidate's type, in an order that is the same in each run; on request only those of
-/// numbers.
+/// Returns all keys in the candidate's type, or only the keys of numbers. Their order is the same in each
+/// run.
 template <class Properties>
 auto shuffledKeys(const benchmark::State& state, bool numbersAlone = false) {
   std::vector<std::conditional_t<OfBytes<Properties>, std::string, icu::UnicodeString>> keys;
@@ -206,7 +206,7 @@ class StringStream : public OutputStream {
   std::string bytes;
 };
 
-/// `saved()` returns a text; read again, it gives the library's properties.
+/// `saved()` returns a text. If the text is read again, the properties must equal those of the library.
 template <class Saved>
 void saves(benchmark::State& state, Saved saved) {
   ExtendedProperties again;

@@ -84,7 +84,7 @@ void writesText(benchmark::State& state) {
 
 // --- text to numbers
 
-/// Checks nothing: the least that any parse costs.
+/// This candidate checks nothing, so it does the least work that any parse needs.
 std::int64_t digitLoop(const UnicodeString& text) {
   const char16_t* unit = text.getBuffer();
   const char16_t* const end = unit + text.length();

@@ -25,7 +25,7 @@ inline std::vector<std::int64_t> integers() {
   return values;
 }
 
-/// As people and programs write them: some with few decimals, some with all digits.
+/// Numbers as people and programs write them: some with few decimals, some with all digits.
 inline std::vector<double> doubles() {
   std::mt19937_64 engine(34);
   std::vector<double> values(numbers);

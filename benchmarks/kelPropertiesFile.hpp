@@ -9,7 +9,8 @@
 
 namespace tarvo::benchmarks::properties {
 
-/// Typical keys and values of settings, not in the map's order, with a comment before every tenth.
+/// Returns typical keys and values of settings. They are not in the order of the map, and there is a comment
+/// before every tenth line.
 inline std::string makeFile(std::size_t entries) {
   std::vector<std::size_t> numbers(entries);
   std::iota(numbers.begin(), numbers.end(), 0);

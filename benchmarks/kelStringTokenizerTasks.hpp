@@ -59,7 +59,8 @@ inline std::string expected() {
   return all;
 }
 
-/// Whether the candidate may be timed: its tokens, joined in the same way, equal the library's.
+/// Returns whether the candidate may be timed: its tokens, joined in the same way, must equal the library's
+/// tokens.
 inline bool agrees(benchmark::State& state, const std::string& tokens) {
   if (tokens == expected()) return true;
   refuse(state, "the tokens differ");

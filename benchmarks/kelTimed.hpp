@@ -9,16 +9,17 @@
 #include <cstdint>
 #include <optional>
 
-/// Each candidate of a task is refused if its answer differs from the library's, then timed, and its
-/// allocations are counted.
+/// Runs a candidate of a task. If its result differs from the library's, it is skipped; otherwise it is timed
+/// and its allocations are counted.
 namespace tarvo::benchmarks {
 
-/// Skips the candidate and makes the whole program fail at its end.
+/// Skips the candidate; at its end the whole program fails.
 void refuse(benchmark::State& state, const char* why);
 bool anyRefused();
 
-/// Returns the same value, but the compiler no longer knows it. (The framework's DoNotOptimize lets the
-/// compiler choose between memory and a register; the compiler of mingw-w64 then does not load the register.)
+/// Returns its argument in such a way that the compiler does not know the value. (The framework's
+/// DoNotOptimize lets the compiler choose between memory and a register; the compiler of mingw-w64 then does
+/// not load the register.)
 template <class Value>
 Value hidden(Value value) {
   const volatile Value kept = value;
@@ -26,7 +27,7 @@ Value hidden(Value value) {
 }
 
 /// Counts allocations after the timed loop. The counter "allocations" is the average of up to 1024 runs.
-/// Allocations of the first run only are not counted.
+/// Allocations that only the first run makes are not counted.
 template <class Body>
 void timed(benchmark::State& state, Body body) {
   for (auto _ : state) body();

@@ -82,7 +82,7 @@ Answer walkByUText(const char* text) {
   return sum;
 }
 
-/// Validates, then returns each character as bytes, as a user would write it.
+/// Checks the text, then returns each character as bytes, as a user would write it.
 Answer walkByU8Next(const char* text) {
   const std::string copy(text);
   const auto length = static_cast<std::int32_t>(copy.size());

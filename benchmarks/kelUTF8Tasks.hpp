@@ -18,7 +18,8 @@ namespace tarvo::benchmarks::utf8 {
 using Answer = std::int64_t;
 using Task = std::function<Answer()>;
 
-/// Registers a candidate. Its answer must equal that of the task's first candidate, which is the library.
+/// Registers a candidate. The candidate's result must equal that of the first candidate of the task, which is
+/// the library.
 inline void compete(const std::string& task, const std::string& candidate, const Task& run, const Task& own) {
   registerBenchmark(task + "/" + candidate, [=](benchmark::State& state) {
     if (run() != own()) return refuse(state, "the answers differ");
@@ -78,7 +79,7 @@ inline const std::vector<Text>& texts() {
   return all;
 }
 
-/// The sum that a walk computes, which depends on each character: 1 for ASCII, 2 for others.
+/// The sum that a loop over all characters computes: 1 for each ASCII character, 2 for each other character.
 inline Answer sumOf(const Text& text) {
   const icu::UnicodeString units = icu::UnicodeString::fromUTF8(*text.bytes);
   Answer sum = 0;

@@ -12,11 +12,11 @@
 
 namespace documents {
 
-/// The clients that are there, each served in a separate thread. Only the thread that owns the object calls
-/// its members.
+/// The connected clients. Each client is served in a separate thread. Only the thread that owns the object
+/// calls its members.
 class Clients {
  public:
-  /// Talks to the client of that number until it has left, and raises nothing.
+  /// Serves the client with this number until it has left. Raises nothing.
   using Serve = std::function<void(tarvo::oss::Socket&, unsigned long long number)>;
 
   explicit Clients(Serve serve);
@@ -25,18 +25,18 @@ class Clients {
   /// Waits until all have left.
   ~Clients();
 
-  /// Where to accept the next client. The same socket until `serveNext` succeeds.
+  /// Returns the socket for the next client to be accepted. It is the same socket until `serveNext` succeeds.
   tarvo::oss::Socket& nextSocket();
   /// Serves the client that was accepted into `nextSocket`. If no thread can be made, the client's connection
   /// is closed.
   ///   raises   std::system_error: there are too few threads; std::bad_alloc
   void serveNext(unsigned long long number);
 
-  /// How many clients are there, those that left since the last `removeDone` included.
+  /// Returns the number of clients, including those that have left since the last `removeDone`.
   std::size_t count() const { return clients_.size(); }
   void removeDone();
-  /// Waits until a client leaves, but not longer than `limit`. Returns at once if one left since the last
-  /// `removeDone`.
+  /// Waits until a client leaves, but not longer than `limit`. If a client has left since the last
+  /// `removeDone`, returns at once.
   void waitForDeparture(std::chrono::milliseconds limit);
 
  private:

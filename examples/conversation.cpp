@@ -25,7 +25,7 @@ class Conversation {
     socket_.setTimeout(settings_.clientTimeout);
   }
 
-  /// False when the client has left between two frames, as it should.
+  /// Returns false if the client has left between two frames, which is the normal end of a conversation.
   bool answerNext() {
     try {
       reply(receiveFrame(socket_, buffer_));
@@ -88,7 +88,7 @@ void converse(Socket& socket, unsigned long long client, const Settings& setting
   try {
     converseToTheEnd(socket, client, settings, screen);
   } catch (const std::exception& error) {
-    // Also when there was no memory for the explanation above.
+    // This is also done if there was no memory for the explanation above.
     screen.say("client ", client, ": dropped. ", error.what());
   }
 }

@@ -12,7 +12,7 @@ namespace documents {
 /// The server's log on standard output. Any thread may write to it, a line at a time.
 class Screen {
  public:
-  /// Allocates nothing, so that it can also report that memory is exhausted.
+  /// The log allocates nothing, so that it can also report that memory is exhausted.
   template <class... Parts>
   void say(const Parts&... parts) {
     const std::lock_guard<std::mutex> lock(mutex_);

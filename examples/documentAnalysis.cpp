@@ -31,7 +31,7 @@ namespace {
 
 constexpr const char* thisFile = "documentAnalysis.cpp";
 
-/// Loads properties that a stranger wrote.
+/// Loads properties from an untrusted source.
 void loadForeign(ExtendedProperties& properties, std::string_view text, const ReferenceLimits& limits) {
   properties.load(text.data(), text.size(), false);
   checkReferences(properties, limits);
@@ -75,7 +75,7 @@ Request readRequest(std::string_view text, const Settings& settings) {
   return request;
 }
 
-/// A UTF-8 text, and how many characters it has.
+/// A UTF-8 text and the number of its characters.
 struct Text {
   std::string bytes;
   int characters = 0;
@@ -103,7 +103,7 @@ Text toUtf8(const Request& request) {
 using Counts = std::map<std::string, unsigned int>;
 using Term = std::pair<std::string, unsigned int>;
 
-/// Counts the terms of the text, and returns how many tokens there were in all.
+/// Counts the terms of the text, and returns the number of all tokens.
 unsigned int count(const Text& text, const std::string& delimiters, Counts& counts) {
   unsigned int tokens = 0;
   StringTokenizer tokenizer(text.bytes.c_str(), "UTF-8", delimiters.c_str());
@@ -117,7 +117,7 @@ unsigned int count(const Text& text, const std::string& delimiters, Counts& coun
   return tokens;
 }
 
-/// The most frequent terms, those of one count in the order of their bytes.
+/// Returns the most frequent terms. Terms with the same count are in the order of their bytes.
 std::vector<Term> topOf(const Counts& counts, std::size_t most) {
   std::vector<Term> terms(counts.begin(), counts.end());
   const std::size_t kept = std::min(most, terms.size());

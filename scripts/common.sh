@@ -1,5 +1,6 @@
-# Functions that the project's scripts share: sourced, not run. A script prints one line for each step. The
-# output of the tools goes to build/logs; if a step fails, the end of it is shown.
+# Functions that the project's scripts share. The scripts source this file; it is not run by itself. A script
+# prints one line for each step. The output of the tools goes to build/logs; if a step fails, the end of its
+# output is shown.
 
 set -euo pipefail
 
@@ -33,7 +34,7 @@ quiet_step() {
   if ((SECONDS - start >= 5)); then printf '%s: done in %d s\n' "$name" $((SECONDS - start)); fi
 }
 
-# step NAME COMMAND...: the same, and shows the end of the log if the command fails.
+# step NAME COMMAND...: as quiet_step, and shows the end of the log if the command fails.
 step() {
   local log
   quiet_step "$@" && return
@@ -58,7 +59,7 @@ apt_install() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
 }
 
-# archive: the main Debian archive that this machine's packages come from.
+# archive: prints the address of the main Debian archive from which this machine's packages come.
 archive() {
   local uri wanted=('Created-By: Packages' 'Label: Debian' 'Component: main') format='$(REPO_URI)'
   uri=$(apt-get indextargets --format "$format" "${wanted[@]}" | sed -n 1p)
@@ -71,8 +72,8 @@ archive() {
   printf '%s\n' "$uri"
 }
 
-# own_apt FOLDER: sets $apt to options with which apt-get takes its sources from FOLDER/parts and keeps all
-# that it fetches in FOLDER. The system's lists do not change.
+# own_apt FOLDER: sets $apt to options with which apt-get reads its sources from FOLDER/parts and keeps
+# everything that it downloads in FOLDER. The package lists of the system do not change.
 own_apt() {
   mkdir -p "$1/parts" "$1/lists/partial" "$1/cache/archives/partial"
   apt=(-o Dir::Etc::SourceList=/dev/null -o Dir::Etc::SourceParts="$1/parts" -o Dir::State::Lists="$1/lists"
@@ -129,8 +130,8 @@ need_windows_toolchain() {
   need g++-mingw-w64-x86-64-posix wine wine64 dpkg-dev googletest
 }
 
-# windows_library NAME: the folder where scripts/windows-libraries puts a library; its name contains the
-# versions of the library and of the compiler.
+# windows_library NAME: prints the folder in which scripts/windows-libraries puts a library. The name of the
+# folder contains the versions of the library and of the compiler.
 windows_library() {
   local package
   case $1 in
@@ -159,31 +160,31 @@ build_windows() {
   step "building windows" cmake --build "$root/build/windows" -j "$jobs" ${1:+--target "$@"}
 }
 
-# build_native_peers: builds the Linux programs that the tests for Windows talk to.
+# build_native_peers: builds the Linux programs with which the tests for Windows communicate.
 build_native_peers() {
   step "configuring release" cmake --preset release -S "$root"
   step "building the peers of the Windows programs" \
     cmake --build "$root/build/release" -j "$jobs" --target documentServer documentClient kelinfra_frames
 }
 
-# use_wine: from here on Wine uses a folder of this build, opens no windows, prints no messages and does not
-# offer to download anything.
+# use_wine: sets the environment so that Wine uses a folder of this build, opens no windows, prints no
+# messages and does not offer to download anything.
 use_wine() {
   export WINEPREFIX=$root/build/wine WINEDEBUG=-all LC_ALL=C.UTF-8
   export WINEDLLOVERRIDES="mscoree=;mshtml=;winemenubuilder.exe="
   unset DISPLAY WAYLAND_DISPLAY
   [ -f "$WINEPREFIX/system.reg" ] || step "preparing Wine" wine wineboot --init
-  # Wine's services live as long as any of its programs. They keep the output of the first program open, and
-  # ctest would wait for its end. So the first program is one whose output nobody reads; it lives until this
-  # script ends.
+  # Wine's services run as long as any Wine program runs. They keep the output of the first program open, and
+  # ctest would wait for the end of this output. So the first program is one whose output nobody reads; it
+  # runs until this script ends.
   exec {wine_session}> >(exec wine cmd >/dev/null 2>&1)
   wine cmd /c exit >/dev/null 2>&1
 }
 
-# summary LOG...: reads the output of test programs, each ended by a line "ended with status N". Prints the
-# numbers of tests that passed, failed and were skipped, then the names of those that failed. A test that did
-# not end counts as failed, and so do those of its program that come after it. A program ends with status 77
-# if the processor lacks its kernels.
+# summary LOG...: reads the output of test programs, each of which is followed by a line "ended with status
+# N". Prints the numbers of tests that passed, failed and were skipped, then the names of the tests that
+# failed. If a test did not end, it counts as failed, and so do the tests of its program that come after it. A
+# program ends with status 77 if the processor lacks its kernels.
 summary() {
   awk '
     function finish() {
@@ -207,10 +208,10 @@ summary() {
     END { finish(); printf "%d %d %d\n%s", passed, failed, skipped, names }' "$@"
 }
 
-# count_whole_tests LOG: the numbers of tests that passed and failed, from a log of ctest in which each
-# program ran as a whole. It counts each test of such a program that ran to its end, and each other test.
-# Programs that were skipped because the processor lacks an instruction set count as neither. Prints two
-# numbers.
+# count_whole_tests LOG: prints the numbers of tests that passed and failed, from a log of ctest in which each
+# program ran as a whole. It counts the individual tests of the programs that ran to their end, and each other
+# test of ctest. Programs that were skipped because the processor lacks an instruction set are not counted.
+# Prints two numbers.
 count_whole_tests() {
   tr -d '\r' <"$1" | awk '
     /^[0-9]+: \[==========\] Running [0-9]+ tests? from/ { started[$1 + 0] += $4 }
@@ -222,14 +223,14 @@ count_whole_tests() {
       if (/\*\*\*Skipped/) next
       passed += id in started ? good[id] : passes
       failed += id in started ? started[id] - good[id] : !passes
-      # A program failed although each of its tests passed.
+      # In this case a program failed although each of its tests passed.
       if (!passes && id in started && started[id] == good[id]) failed++
     }
     END { print passed + 0, failed + 0 }'
 }
 
-# failed_whole_tests LOG: the output of each failed test in such a log, and the last output of each failed
-# program after its tests.
+# failed_whole_tests LOG: prints from a log of ctest the output of each failed test, and the last output of
+# each program that failed after its tests.
 failed_whole_tests() {
   tr -d '\r' <"$1" | awk '
     /^[0-9]+: / { id = $1 + 0 }
@@ -242,7 +243,8 @@ failed_whole_tests() {
     }'
 }
 
-# count_tests LOG: the same for a log in which ctest ran each test separately.
+# count_tests LOG: prints the numbers of tests that passed and failed, from a log in which ctest ran each test
+# separately.
 count_tests() {
   local total failed skipped
   total=$(sed -n 's/.*tests failed out of \([0-9]*\)$/\1/p' "$1")
@@ -262,9 +264,9 @@ ctest_into() {
 }
 
 # run_tests PRESET [count_whole_tests failed_whole_tests]: runs the tests. Sets $passed and $failed to the
-# numbers of tests, and $tally to a sentence with both. Tests of kernels that the processor lacks are skipped
-# and count as neither. The failed tests are shown and run a second time, one at a time. They still count as
-# failed; $tally says how many of them failed again.
+# numbers of tests, and $tally to a sentence with both. Tests of kernels that the processor cannot run are
+# skipped and not counted. The failed tests are shown and run a second time, one at a time. They still count
+# as failed; $tally says how many of them failed again.
 run_tests() {
   local preset=$1 count=${2:-count_tests} show=${3:-failed_tests} log=$logs/tests-$1.log skipped again
   say "testing $preset ..."
@@ -285,6 +287,6 @@ run_tests() {
   { "$show" "$log" || true; } | tail -n 100 >&2
 }
 
-# run_whole_tests PRESET: runs the tests where each program runs as a whole: for Windows by Wine, under
-# sanitizers and for coverage.
+# run_whole_tests PRESET: runs each test program as a whole. This is used with Wine, with sanitizers and for
+# coverage.
 run_whole_tests() { run_tests "$1" count_whole_tests failed_whole_tests; }

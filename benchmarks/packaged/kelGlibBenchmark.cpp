@@ -57,7 +57,7 @@ gsize lengthOf(const utf8::Text& text) {
   return text.bytes->size();
 }
 
-/// Validates, then returns each character.
+/// Checks the text, then returns each character.
 utf8::Answer walk(const char* text, gsize length) {
   if (g_utf8_validate(text, static_cast<gssize>(length), nullptr) == FALSE) return -1;
   utf8::Answer sum = 0;
@@ -144,7 +144,7 @@ BENCHMARK(databuffer::appendInteger<Builder>)
 
 // --- StringTokenizer
 
-/// It finds an empty token between two delimiters, which is skipped.
+/// GLib returns an empty token between two delimiters; the benchmark skips it.
 template <class Take>
 void eachToken(Take take) {
   gchar** const tokens = g_strsplit_set(tokenizer::bytes().c_str(), tokenizer::narrowDelimiters, -1);
@@ -174,7 +174,7 @@ struct KeyFile {
   GKeyFile* all = g_key_file_new();
 };
 
-/// It requires that properties belong to a group.
+/// GLib requires that properties belong to a group.
 void loadInto(KeyFile& properties, const std::string& file) {
   static std::map<const std::string*, std::string> grouped;
   std::string& text = grouped[&file];

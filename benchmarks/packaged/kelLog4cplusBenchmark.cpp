@@ -20,7 +20,7 @@ struct Properties {
   log4cplus::helpers::Properties all;
 };
 
-/// It reads from a stream, which copies the text; there is no other way.
+/// log4cplus reads properties only from a stream, which copies the text.
 void loadInto(Properties& properties, const std::string& file) {
   std::istringstream stream(file);
   properties.all = log4cplus::helpers::Properties(stream);
@@ -51,7 +51,7 @@ BENCHMARK(properties::getInt32<Properties>)
     ->Name("ExtendedProperties/getPropertyAsInt32/log4cplus")
     ->Apply(properties::sizes);
 
-/// Entry and exit, with as many tests as a member of the library makes.
+/// Traces entry and exit with the same number of tests as a member of the library.
 [[gnu::noinline]] const int* step(const log4cplus::Logger& logger, const diagnostics::Node* first,
                                   const diagnostics::Node** cursor) {
   LOG4CPLUS_TRACE(logger, "entry");

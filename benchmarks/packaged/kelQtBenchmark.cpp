@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-/// Qt, whose texts are UTF-16, too, compared with several classes.
+/// Qt, whose strings are also UTF-16, compared with several classes.
 namespace {
 
 using namespace tarvo::benchmarks;

@@ -31,7 +31,7 @@ using namespace tarvo::benchmarks::sockets;
 using tarvo::benchmarks::refuse;
 using tarvo::benchmarks::timed;
 
-/// Uses the library's connection through the library.
+/// Sends and receives with the library, on a connection of the library.
 struct Ours : Connection {
   int peer() const { return acceptedDescriptor(); }
   void endOfSending() { client.shutdownSend(); }
@@ -40,7 +40,7 @@ struct Ours : Connection {
   void receive(char* bytes, std::size_t size) { check(client.read(bytes, 0, size) == size, "read"); }
 };
 
-/// Uses the library's connection through system calls on its descriptor.
+/// Sends and receives with system calls, on the descriptor of a connection of the library.
 struct Bare : Ours {
   void send(const char* bytes, std::size_t size) const { sendAll(clientDescriptor(), bytes, size); }
   void receive(char* bytes, std::size_t size) const {
@@ -133,7 +133,8 @@ struct BareServer {
   std::string service;
 };
 
-/// The steps of `connect` and `accept` by hand: resolve, connect without blocking, wait, ask for the error.
+/// Makes the steps of `connect` and `accept` with system calls: resolve, connect without blocking, wait, ask
+/// for the error.
 void connectPosixSameSteps(benchmark::State& state) {
   BareServer server;
   timed(state, [&] {

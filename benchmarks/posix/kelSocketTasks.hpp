@@ -110,7 +110,7 @@ class Durations {
     last_ = now;
   }
 
-  /// Call it immediately before the first run.
+  /// Call this function immediately before the first run.
   void begin(const benchmark::State& state) {
     taken_.reserve(static_cast<std::size_t>(state.max_iterations) + 1024);
     last_ = Clock::now();

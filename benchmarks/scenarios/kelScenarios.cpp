@@ -28,8 +28,9 @@
 #include <string>
 #include <vector>
 
-/// A fixed piece of work for each class. Under Callgrind, the instruction counts of each are dumped under its
-/// name. The program always prints each name and number of allocations. instructions.py checks both.
+/// The scenarios: a fixed piece of work for each class. Under Callgrind, the instruction counts of each
+/// scenario are written under its name. The program always prints the name of each scenario and its number of
+/// allocations. instructions.py checks both numbers.
 namespace {
 
 using namespace tarvo::oss;
@@ -182,7 +183,7 @@ void propertiesAsked() {
   properties.save(out);
 }
 
-/// Both ends in one thread: the system buffers the bytes until they are read.
+/// Both ends are in one thread, because the system buffers the bytes until they are read.
 void sockets() {
   SocketServer server;
   server.listen(0, 1, true);

@@ -1,5 +1,5 @@
-# Functions shared by the scripts that check packages: sourced, not run. Each script sets $work to a separate
-# folder.
+# Functions that the scripts share that check packages. The scripts source this file; it is not run by itself.
+# Each script sets $work to a separate folder.
 . "$(dirname "${BASH_SOURCE[0]}")/../../scripts/common.sh"
 
 version=$(sed -n 's/^project(KELINFRA VERSION \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt")

@@ -38,7 +38,7 @@ oldest() { sed -n "s/^set(KELINFRA_OLDEST_$1 \(.*\))$/\1/p" "$root/cmake/Kelinfr
 # named PATTERN: README.md's table must contain it.
 named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does not contain: $1"; }
 
-# A compiler, an ICU and a Highway that look too old to CMake.
+# Pretend to CMake that the compiler, ICU and Highway are too old.
 make_old() {
   printf '#!/bin/sh\nexec %q -U__GNUC__ -D__GNUC__=11 -U__clang_major__ -D__clang_major__=13 "$@"\n' \
     "$compiler" >"$work/c++"
@@ -50,12 +50,14 @@ make_old() {
   touch "$work/hwy/base.h"
 }
 
-# features OPTION...: those that the compiler may use, by the names of its macros.
+# features OPTION...: prints the processor features that the compiler may use with these options, by the names
+# of its macros.
 features() {
   "$compiler" -march=x86-64 "$@" -dM -E -x c++ /dev/null | sed -n 's/^#define __\(.*\)__ 1$/\1/p' | sort
 }
 
-# added_features: what the options of the AVX-512 kernels add, which include those of the other kernels.
+# added_features: prints the features that the options of the AVX-512 kernels add. They include those of the
+# other kernels.
 added_features() {
   local options
   options=$(sed -n '/set(flags_Avx512/,/)/p' "$root/src/CMakeLists.txt" | grep -oE -e '-m(ssse|avx)[a-z0-9]+')
@@ -86,8 +88,9 @@ case $1 in
     done
     ;;
   kernels)
-    # The processor is asked for every feature that the compiler may use. CRC32 is a part of SSE4.2. GCC 14
-    # says by EVEX256 and EVEX512 how wide the vectors of AVX-512 may be; they are no features of a processor.
+    # The library must ask the processor for every feature that the compiler may use. CRC32 is a part of
+    # SSE4.2. EVEX256 and EVEX512 are not features of a processor: with these macros GCC 14 states the width
+    # of AVX-512 vectors.
     asked=$(sed '1,/^bool hasAvx2/d' "$root/src/infra/simd/kelKernelsOfX86.cpp")
     added=$(added_features)
     grep -qx AVX512VBMI <<<"$added" || fail "the compiler's features are not found: $added"

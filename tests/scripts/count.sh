@@ -99,7 +99,7 @@ shown=$(failed_whole_tests "$log")
 2/2 Test #4: program ..........***Exception: SegFault  0.53 sec" ] || die "of failed tests it shows:
 $shown"
 
-# A run in which ctest prints $first, and $again when the failed tests run a second time.
+# Simulates a run in which ctest prints $first, and prints $again when the failed tests run a second time.
 logs=$(mktemp -d)
 trap 'rm -rf "$log" "$logs"' EXIT
 ctest() { case $* in *--rerun-failed*) cat "$logs/again" ;; *) cat "$logs/first" ;; esac; }

@@ -34,7 +34,7 @@ while read -r header; do
   for standard in c++17 c++20; do
     compiles "$standard" "#include \"$header\"" || { printf '%s, %s\n' "$header" "$standard" && failed=1; }
   done
-  # Attributes of a compiler are unknown to the others: only kelExport.hpp has them.
+  # Only kelExport.hpp may contain attributes of a single compiler, because other compilers do not know them.
   if [ "$header" != infra/kelExport.hpp ] &&
     grep -nE '__attribute__|\[\[(gnu|clang)::' "$headers/$header"; then
     printf '%s has an attribute of a compiler\n' "$header"

@@ -93,14 +93,15 @@ def changed(old, new):
 
 expect("", PROGRAM + FRAGMENT)
 expect("", changed("return 0", "return 3").replace("  two\n```\n", "  two\n[exit status 3]\n```\n"))
-# Programs: any other line, a blank, a line more or less, another status.
+# Programs must be refused for a different line, a blank, an additional or missing line, and another exit
+# status.
 expect(r"docs/page.md:4: shows.*one\n    two\n.*but it prints.*uno\n", changed('("one")', '("uno")'))
 expect(r"docs/page.md:4: shows", changed("\n  two\n", "\n two\n"))
 expect(r"docs/page.md:4: shows", changed("\n  two\n", "\n  two\nthree\n"))
 expect(r"docs/page.md:4: shows", changed("\n  two\n", "\n"))
 expect(r"docs/page.md:4: shows.*\[exit status 3\]", changed("return 0", "return 3"))
 expect(r"docs/page.md:4: shows.*\[exit status 3\]", changed("  two\n```\n", "  two\n[exit status 3]\n```\n"))
-# Output without a program, a program without output.
+# An output without a program and a program without an output must be refused.
 expect(r"docs/page.md:4: no block fenced as output", changed("```output", "```text"))
 expect(r"docs/page.md:19: output without an example", PROGRAM + "```output\nmore\n```\n" + FRAGMENT)
 expect(r"docs/page.md:1: output without an example", "```output\nmore\n```\n" + PROGRAM + FRAGMENT)
@@ -109,7 +110,7 @@ expect(r"docs/page.md:7:.*error", changed('("one")', '("one"'))
 expect(r"docs/page.md:21:.*error", changed("std::printf", "std::print_it"))
 expect(r"docs/page.md:22: shows 2, but the value is 3", changed("1 + 1", "1 + 2"))
 expect(r"docs/page.md:21: shows that it prints\n  three", changed('"three', '"four'))
-# Blocks that the checker would not see, and lost ones.
+# Blocks that the checker would overlook must be refused, and missing blocks too.
 expect(r"docs/page.md:3: a block fenced as 'c\+\+'", changed("```cpp\n#include", "```c++\n#include"))
 expect(r"docs/page.md:3: fences are", changed("```cpp\n#include", "  ```cpp\n#include"))
 expect(r"docs/page.md: the last block is not closed", PROGRAM + FRAGMENT + "```cpp\n")

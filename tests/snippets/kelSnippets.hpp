@@ -1,7 +1,7 @@
 #pragma once
 
-/// The examples of headers and docs take the headers included here for granted. The rest serves the source
-/// that snippets.py writes, which fills `examples`.
+/// The examples of headers and docs need not include the headers that are included here. The rest of this
+/// file is used by the source that snippets.py writes, which fills `examples`.
 #include <unicode/unistr.h>
 
 #include <cstdint>

@@ -49,7 +49,7 @@ class ModelReader {
  public:
   explicit ModelReader(const Bytes& record) : record_(record) {}
 
-  /// The list, or nullopt if the record cannot be read.
+  /// Returns the list, or nullopt if the record cannot be read.
   std::optional<AddressList> read() {
     left_ = number(2, true);
     if (left_ > recordSize - 2) return std::nullopt;

@@ -25,8 +25,8 @@ struct ThreadState {
   bool inside = false;
 };
 
-// Constant-initialised, because a thread requests memory before its other thread_local objects are
-// constructed and after they are destroyed.
+// This object is constant-initialised, because a thread requests memory before its other thread_local objects
+// are constructed and after they are destroyed.
 constinit thread_local ThreadState state;
 constinit std::atomic<std::ptrdiff_t> held = 0;
 
@@ -189,7 +189,8 @@ using tarvo::test::systemDeleteArray;
 using tarvo::test::systemNew;
 using tarvo::test::systemNewArray;
 
-// The linker leads the calls of the C functions here, and calls of the __real ones to them.
+// The linker replaces calls of the C functions by calls of these functions, and calls of the __real functions
+// by calls of the C functions.
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" {
 void* __real_malloc(std::size_t size);

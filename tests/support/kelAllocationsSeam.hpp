@@ -13,8 +13,8 @@
 /// A request is one call that allocates a block. A realloc counts as one request and one release.
 namespace tarvo::test {
 
-/// Counts the requests and releases of the calling thread since construction, not those of other threads. May
-/// nest.
+/// Counts the requests and releases of the calling thread since the object was constructed. Those of other
+/// threads are not counted. May nest.
 ///
 ///     const AllocationCount count;
 ///     list.addMessage(message);
@@ -23,10 +23,10 @@ class AllocationCount {
  public:
   AllocationCount() noexcept;
 
-  /// The requests that succeeded, and the sum of their sizes in bytes.
+  /// The number of requests that succeeded, and the sum of their sizes in bytes.
   std::size_t made() const noexcept;
   std::size_t bytes() const noexcept;
-  /// Blocks released; releasing a null pointer does not count.
+  /// The number of blocks released; releasing a null pointer does not count.
   std::size_t released() const noexcept;
   /// made() - released(): 0 after code that releases all that it allocates, negative if older blocks were
   /// released.
@@ -41,16 +41,18 @@ class AllocationCount {
 /// The blocks that are allocated now, in all threads.
 std::ptrdiff_t blocksHeld() noexcept;
 
-/// Whether only the chosen request fails, or that one and all later ones.
+/// Whether only the chosen request fails, or the chosen request and all later requests.
 enum class Shortage { once, fromThenOn };
 
-/// During its lifetime, the n-th request of the calling thread fails; 1 is the next request. The request
-/// throws std::bad_alloc or returns null, depending on the function called. Objects must not nest.
+/// While an object of this class exists, the n-th request of the calling thread fails; 1 is the next request.
+/// The request throws std::bad_alloc or returns null, depending on the function called. Objects must not
+/// nest.
 ///
 ///     const FailingAllocation second(2);
 ///     EXPECT_THROW(list.join(other), std::bad_alloc);
 ///
-/// Keep everything that must not fail outside its scope, including strings of the test.
+/// Do everything that must not fail outside the scope of the object, for example the construction of strings
+/// for the test.
 class FailingAllocation {
  public:
   explicit FailingAllocation(std::size_t nth, Shortage shortage = Shortage::once) noexcept;
@@ -58,13 +60,14 @@ class FailingAllocation {
   FailingAllocation& operator=(const FailingAllocation&) = delete;
   ~FailingAllocation();
 
-  /// Whether the n-th request was made, and so failed.
+  /// Returns whether the n-th request was made, and therefore failed.
   bool happened() const noexcept;
-  /// The number of requests so far, failed ones included.
+  /// The number of requests so far, including those that failed.
   std::size_t requests() const noexcept;
 };
 
-/// During its lifetime, the calling thread's requests of at least `size` bytes fail. Objects must not nest.
+/// While an object of this class exists, the calling thread's requests of at least `size` bytes fail. Objects
+/// must not nest.
 class AllocationLimit {
  public:
   explicit AllocationLimit(std::size_t size) noexcept;
@@ -73,7 +76,8 @@ class AllocationLimit {
   ~AllocationLimit();
 };
 
-/// During its lifetime, the calling thread's requests succeed and do not count towards a FailingAllocation.
+/// While an object of this class exists, the calling thread's requests succeed, and a FailingAllocation does
+/// not count them.
 class AllocationsGranted {
  public:
   AllocationsGranted() noexcept;
@@ -85,8 +89,8 @@ class AllocationsGranted {
   bool before_;
 };
 
-/// For a program that replaces malloc for all libraries: whether this request of another library must fail.
-/// The request counts towards the FailingAllocation of the calling thread, but not in AllocationCount.
+/// For a program that replaces malloc for all libraries: returns whether this request of another library must
+/// fail. The request counts towards the FailingAllocation of the calling thread, but not in AllocationCount.
 bool refusesToOthers(std::size_t size) noexcept;
 
 /// Makes ICU release its caches and its data, as in a program that has just started. No thread may hold an

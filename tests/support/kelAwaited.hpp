@@ -5,8 +5,8 @@
 
 namespace tarvo::test {
 
-/// A number that threads can wait on until it changes. Used instead of std::atomic::wait and std::barrier,
-/// because those can lose a wake-up in standard libraries that implement them with locks.
+/// A number that threads can wait on until it changes. Tests use this class instead of std::atomic::wait and
+/// std::barrier, which can lose a wake-up in standard libraries that implement them with locks.
 class Awaited {
  public:
   Awaited() = default;
@@ -32,7 +32,7 @@ class Awaited {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return number_ >= number; });
   }
-  /// Waits until the number differs from `number`; returns at once if it does already.
+  /// Waits until the number differs from `number`; returns at once if it differs already.
   void awaitOtherThan(unsigned int number) const {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return number_ != number; });

@@ -48,7 +48,7 @@ std::string quoted(const char* words) {
   return words == nullptr ? "null" : "\"" + std::string(words) + "\"";
 }
 
-// An IPv4 address as "10.0.0.1:80", any other as hexadecimal bytes.
+// Renders an IPv4 address as "10.0.0.1:80", and any other address as hexadecimal bytes.
 std::string addressText(const unsigned char* bytes, std::size_t length) {
   std::string shown;
   if (length == platform::inetAddressSize && bytes[0] == platform::familyInet && bytes[1] == 0) {
@@ -239,8 +239,8 @@ int FakeWinsock::WSAStartup(std::uint16_t version, platform::StartupData& data) 
   return result;
 }
 
-// Start-ups that a replacement answered are not passed on to the system, which counts them; neither are their
-// clean-ups.
+// If a replacement answered a start-up, neither the start-up nor its clean-up is passed on to the system,
+// because the system counts them.
 int FakeWinsock::WSACleanup() {
   std::function<int()> replacement = on.WSACleanup;
   if (!replacement && pretendedStarts_ > 0) {

@@ -18,7 +18,7 @@ namespace tarvo::test {
 
 /// Replaces the platform's Winsock until the end of the scope. It records every call and forwards it to the
 /// platform, except for the calls that a test makes fail or replaces. Calls may come from any thread; set up
-/// failures and replacements before.
+/// failures and replacements before other threads make calls.
 ///
 ///     FakeWinsock fake;
 ///     fake.failing("connect", 2).with(10061);             // the second connect from now on
@@ -33,7 +33,8 @@ class FakeWinsock final : public platform::Winsock {
   using SocketHandle = platform::SocketHandle;
   using SocketSet = platform::SocketSet;
 
-  /// Functions that are called instead of the system if set. To fail, they `return fake.fails(code)`.
+  /// Functions that are called instead of the system's functions, if a test sets them. To fail, they `return
+  /// fake.fails(code)`.
   struct Replacements {
     std::function<int(std::uint16_t, platform::StartupData&)> WSAStartup;
     std::function<int()> WSACleanup;
@@ -81,7 +82,7 @@ class FakeWinsock final : public platform::Winsock {
   };
   Failing failing(std::string_view function, int nth = 1) { return {*this, function, nth}; }
 
-  /// For replacements: sets the last error and returns what a failing call returns.
+  /// For replacements: sets the last error and returns the result of a call that fails.
   int fails(int code);
   SocketHandle opensNothing(int code);
   /// From now on, every successful call sets the last error to `code`, as a system may do.
@@ -92,11 +93,11 @@ class FakeWinsock final : public platform::Winsock {
 
   /// All calls so far in order, as function(arguments), without WSAGetLastError and WSASetLastError.
   std::vector<std::string> calls() const;
-  /// The same without start-ups and clean-ups.
+  /// All calls so far in order, without start-ups and clean-ups.
   std::vector<std::string> steps() const;
-  /// The number of calls of `function` so far, failed ones included.
+  /// The number of calls of `function` so far, including calls that failed.
   int countOf(std::string_view function) const;
-  /// Forgets the calls so far. If no handle is open, the next one is #1 again.
+  /// Removes the calls so far from the record. If no handle is open, the next one is #1 again.
   void forget();
 
   /// The number of successful calls so far.
@@ -139,7 +140,7 @@ class FakeWinsock final : public platform::Winsock {
   };
 
   void arrange(const std::string& function, int nth, int code);
-  /// Records the call. Returns the code with which it must fail, or nullopt.
+  /// Records the call. Returns the code with which the call must fail, or nullopt if it must not fail.
   std::optional<int> note(const std::string& function, std::string arguments);
   template <class Result, class... Parameters, class... Arguments>
   Result answer(const char* function, std::string arguments,
@@ -166,9 +167,9 @@ class FakeWinsock final : public platform::Winsock {
   std::atomic<int> pretendedStarts_ = 0;  ///< answered by a replacement and not yet cleaned up
 };
 
-/// A resolver's answer with one IPv4 address; `text` is for example "127.0.0.1".
+/// Returns a result of the resolver with one IPv4 address; `text` is for example "127.0.0.1".
 platform::ResolvedAddress inetAddress(const char* text, unsigned int port);
-/// A resolver's answer with one IPv6 address, given as its 16 bytes.
+/// Returns a result of the resolver with one IPv6 address, which is given as its 16 bytes.
 platform::ResolvedAddress inet6Address(const std::vector<unsigned char>& bytes, unsigned int port);
 
 }  // namespace tarvo::test

@@ -22,13 +22,13 @@ unsigned long long sendTimeout(Handle handle);
 /// Whether keep-alive, linger and address reuse have their defaults.
 bool hasNoFurtherOptions(Handle handle);
 
-/// Whether the pending error of the handle is "connection refused". The call clears the error.
+/// Returns whether the pending error of the handle is "connection refused". The call clears the error.
 bool takesRefusal(Handle handle);
 
 /// Closes a handle directly; the object that owns it is not informed.
 void closeDirectly(Handle handle);
 
-/// The result of the system's resolver for a name: Winsock's code, and the system's text for the code.
+/// The result of the system's resolver for a name: a Winsock code, and the system's text for this code.
 struct Resolution {
   int code;
   std::string text;
@@ -39,7 +39,7 @@ std::string unknownNameText();
 /// The families that the resolver lists for a name, in order.
 std::vector<Family> familiesOf(const std::string& name);
 
-/// During its lifetime, every new handle has a number above 1024.
+/// While an object of this class exists, every new handle has a number above 1024.
 class HighHandles {
  public:
   HighHandles();

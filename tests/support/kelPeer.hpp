@@ -13,12 +13,12 @@ enum class Family { ipv4, ipv6 };
 /// The loopback address of a family: "127.0.0.1" or "::1".
 const char* loopback(Family family);
 
-/// Throws std::system_error if the loopback address cannot be reached. Tests call it first, because without a
-/// network the address can still be bound and accept() would wait for ever.
+/// Throws std::system_error if the loopback address cannot be reached. Tests call this function first,
+/// because without a network the address can still be bound, and accept() would then wait for ever.
 void requireLoopback(Family family = Family::ipv4);
 
-/// The bytes from .. from + count - 1 of an endless test pattern. It does not repeat over any distance that
-/// tests use, so a comparison detects lost, doubled and misplaced bytes.
+/// The bytes from .. from + count - 1 of an endless test pattern. The pattern does not repeat within the
+/// lengths that tests use, so a comparison detects lost, doubled and misplaced bytes.
 std::string pattern(std::size_t from, std::size_t count);
 
 /// The other end of a connection, made with system calls instead of the library. It listens on a free
@@ -67,7 +67,7 @@ class Peer {
 
   Peer& shutsDownSending();
   Peer& closes();
-  /// Resets the connection: the library's end gets a reset and no end of stream.
+  /// Resets the connection: the library's end gets a reset instead of the end of stream.
   Peer& resets();
 
  private:
@@ -78,7 +78,7 @@ class Peer {
   std::size_t sent_ = 0;
 };
 
-/// A loopback port on which nobody listens. It is reserved for the object's lifetime.
+/// A loopback port on which nobody listens. The port is reserved while the object exists.
 class ClosedPort {
  public:
   explicit ClosedPort(Family family = Family::ipv4);
@@ -110,8 +110,8 @@ class FullPort {
 };
 
 /// Wait until the receive queue of the handle contains `count` bytes, until the peer has ended the stream,
-/// until the connection is reset, or until urgent data has arrived. They read nothing and leave a pending
-/// error set.
+/// until the connection is reset, or until urgent data has arrived. These functions read nothing, and they do
+/// not clear a pending error.
 void awaitBytes(Handle handle, std::size_t count);
 void awaitEnd(Handle handle);
 void awaitReset(Handle handle);

@@ -17,8 +17,8 @@ struct ProcessResult {
 /// std::runtime_error if it cannot be started, so a test that needs a missing tool fails.
 ProcessResult runProcess(const std::vector<std::string>& command, const std::string& input = "");
 
-/// The same with a program of this build. If it is for another processor, the environment variable
-/// KELINFRA_EMULATOR names a program that starts it.
+/// Runs a program of this build in the same way. If the build is for another processor, the environment
+/// variable KELINFRA_EMULATOR names the emulator that runs the program.
 inline ProcessResult runBuilt(std::vector<std::string> command) {
   const char* const emulator = std::getenv("KELINFRA_EMULATOR");  // NOLINT(concurrency-mt-unsafe)
   if (emulator != nullptr && *emulator != '\0') command.insert(command.begin(), emulator);

@@ -5,7 +5,7 @@
 namespace tarvo::test {
 
 /// A long range of addresses that takes little memory: the same piece of memory is mapped many times,
-/// followed by zeros. A byte written into one piece appears in all of them.
+/// followed by zeros. A byte that is written into one piece appears in all pieces.
 class RepeatedMemory {
  public:
   /// Maps `pieces` pieces in which every byte is `byte`. Throws std::system_error.

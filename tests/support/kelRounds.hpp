@@ -2,8 +2,8 @@
 
 namespace tarvo::test {
 
-/// How often a test repeats code that starts threads: `wished` times, or fewer where starting a thread is
-/// slow.
+/// Returns how often a test repeats code that starts threads: `wished` times, or less often on a platform
+/// where starting a thread is slow.
 int roundsWithThreads(int wished);
 
 }  // namespace tarvo::test

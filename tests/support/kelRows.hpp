@@ -44,8 +44,8 @@ class RowScope {
  protected:
   RowScope(const char* file, int line);
   virtual ~RowScope();
-  /// Records the row if an exception is ending it. The derived class, which has the text, calls it in its
-  /// destructor.
+  /// Records the row if an exception is ending it. The derived class, which has the text, calls this function
+  /// in its destructor.
   void end() noexcept;
 
  private:

@@ -10,7 +10,7 @@
 #include <functional>
 #include <vector>
 
-/// Sockets that are made with the functions of the seam, for the tests of these functions.
+/// Sockets that are made with the functions of the platform layer, for the tests of these functions.
 namespace tarvo::test {
 
 using platform::invalidSocket;
@@ -122,7 +122,7 @@ class ResetConnection {
   SocketHandle client;
 };
 
-/// A function of the seam that takes a handle.
+/// A function of the platform layer that takes a handle.
 struct Function {
   const char* name;
   std::function<bool(SocketHandle)> fails;

@@ -9,11 +9,12 @@
 
 namespace tarvo::test {
 
-/// The environment variable that seeds the random numbers of all tests and test programs: 0 to 2^32 - 1. The
-/// same value gives the same random numbers. A random test that fails prints it.
+/// The environment variable that seeds the random numbers of all tests and test programs: a number from 0 to
+/// 2^32 - 1. The same number gives the same random numbers. If a random test fails, it prints the number.
 inline constexpr const char* seedVariable = "KELINFRA_TEST_SEED";
 
-/// The variable's value; 0 if it is not set. Ends the program if the value is not a number.
+/// Returns the variable's value, or 0 if the variable is not set. Ends the program if the value is not a
+/// number.
 inline unsigned int& runSeed() {
   static unsigned int seed = [] {
     const char* const text = std::getenv(seedVariable);  // NOLINT(concurrency-mt-unsafe): nobody sets it
@@ -30,7 +31,7 @@ inline unsigned int& runSeed() {
   return seed;
 }
 
-/// Draws a random seed unless the variable is set. For programs whose runs should differ.
+/// Chooses a random seed unless the variable is set. Programs whose runs should differ call this function.
 inline void drawRunSeed() {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets it
   if (std::getenv(seedVariable) == nullptr) runSeed() = std::random_device()();
@@ -44,8 +45,8 @@ inline void showRunSeed() {
   std::fflush(stdout);
 }
 
-/// The seed for a random number generator. Different values of `own` give different seeds. The first call in
-/// a test prints the run's seed.
+/// Returns the seed for a random number generator. Different values of `own` give different seeds. The first
+/// call in a test prints the run's seed.
 inline unsigned int seeded(unsigned int own) {
   if (!seedShown.exchange(true)) showRunSeed();
   return runSeed() + own;

@@ -20,7 +20,7 @@ inline void expectTalk(const char* address, oss::SocketServer& server) {
   EXPECT_EQ(got, sent);
 }
 
-/// The port of a former server. One of its connections is in the state TIME_WAIT, because the server's end
+/// The port of a former server. A connection on this port is in the state TIME_WAIT, because the server's end
 /// closed it first.
 ///   reusable   whether the server listened with a reusable address
 inline unsigned int lingeringPort(bool reusable) {

@@ -17,7 +17,7 @@ class SignalStorm {
   SignalStorm& operator=(const SignalStorm&) = delete;
   ~SignalStorm();
 
-  /// Waits until the target has been interrupted `count` more times. Call it from another thread.
+  /// Waits until the target has been interrupted `count` more times. Call this function from another thread.
   void interrupts(std::size_t count);
   /// The number of interruptions so far.
   std::size_t count() const;

@@ -10,7 +10,8 @@
 
 namespace tarvo::test {
 
-/// A trace facility of the host that records every call during its lifetime. Only one may exist at a time.
+/// A trace facility of the host that records every call during its lifetime. Only one object may exist at a
+/// time.
 ///
 ///     TraceRecorder trace(0x20001);
 ///     list.addMessage(message);
@@ -28,11 +29,11 @@ class TraceRecorder {
 
   /// The calls so far, in order.
   std::vector<std::string> calls() const;
-  /// Returns the calls so far and forgets them.
+  /// Returns the calls so far and removes them from the record.
   std::vector<std::string> take();
   void forget() { take(); }
 
-  /// Changes the library's trace flags, from the next probe on. A hook may call it.
+  /// Changes the library's trace flags, from the next probe on. A hook may call this function.
   void setFlags(std::uint32_t flags);
   /// Sets the trace flags to `flags` during the next call that renders as `call`.
   void switchFlagsAt(std::string call, std::uint32_t flags);

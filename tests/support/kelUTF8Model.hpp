@@ -13,10 +13,10 @@ namespace tarvo::test {
 /// The size in bytes of the well-formed character at `at`, or 0 if there is no such character.
 std::size_t modelCharacterSize(const char* text, std::size_t length, std::size_t at);
 
-/// The number of characters, or nullopt if the text is not well-formed.
+/// Returns the number of characters, or nullopt if the text is not well-formed.
 std::optional<std::size_t> modelCount(const char* text, std::size_t length);
 
-/// The characters, or nullopt if the text is not well-formed.
+/// Returns the characters, or nullopt if the text is not well-formed.
 std::optional<std::vector<std::string>> modelCharacters(const std::string& text);
 
 /// The number of characters if only lead bytes are checked, or nullopt if a character begins with another

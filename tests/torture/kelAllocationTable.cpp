@@ -46,7 +46,8 @@ constexpr errors::Entry<errors::Classes<NLSException>, errors::Kinds<>,
                         errors::Kinds<errors::Host, errors::Port>>
     shortIdentifier{"ERR_SHORT"};
 
-/// Counts the allocations of the work that it is given; the rest of an operation is preparation.
+/// Counts the allocations of the work that is passed to it; the other statements of an operation prepare the
+/// work.
 class Meter {
  public:
   template <class Work>

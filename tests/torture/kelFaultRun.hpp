@@ -13,9 +13,9 @@
 
 namespace tarvo::test {
 
-/// One run of a scenario in which allocations fail: the n-th one only, or all from the n-th on. They fail
-/// only inside the calls below, so that a scenario can prepare and check without failures. Allocations are
-/// counted across all calls of the run.
+/// One run of a scenario in which allocations fail: only the n-th one, or all from the n-th on. Allocations
+/// fail only inside the members below, so that a scenario can prepare and check without failures. The
+/// allocations of all calls of a run are counted together.
 class FaultRun {
  public:
   FaultRun(std::size_t nth, Shortage shortage) : nth_(nth), shortage_(shortage) {}
@@ -49,7 +49,7 @@ class FaultRun {
   }
 
   /// Runs `operation`, which must end with the error that `wanted` matches, or with std::bad_alloc if an
-  /// allocation was refused. Returns true for the error.
+  /// allocation was refused. Returns true if the operation ended with the error.
   template <class Operation, class Matcher>
   bool raises(Operation operation, const Matcher& wanted) {
     const std::exception_ptr error = run(operation);
@@ -65,7 +65,7 @@ class FaultRun {
   /// If ICU's first allocation fails, ICU never has its table of names, and no code page can be opened.
   static bool icuIsLost();
 
-  /// Whether an allocation was refused so far, and whether in the last call.
+  /// Return whether an allocation was refused so far, and whether one was refused in the last call.
   bool struck() const { return struck_; }
   bool struckLast() const { return struckLast_; }
 

@@ -54,7 +54,7 @@ platform::SocketHandle FaultyWinsock::socket(int family, int type, int protocol)
 }
 
 int FaultyWinsock::connect(SocketHandle handle, const unsigned char* address, std::size_t length) {
-  // "Would block" is no failure: it means that an attempt is in progress.
+  // "Would block" is not a failure: it means that an attempt to connect is in progress.
   if (failure_ == Failure::code && code_ == platform::wsa::wouldBlock)
     return system_.connect(handle, address, length);
   return call(Function::connect, [&] { return system_.connect(handle, address, length); });

@@ -10,8 +10,8 @@
 
 namespace tarvo::test {
 
-/// The system, with a failure in its n-th call. It replaces the platform during its lifetime and allocates
-/// nothing. Even a `closesocket` that fails closes its socket.
+/// A Winsock that calls the system and fails in the n-th call. While an object exists, it replaces the
+/// platform's Winsock. It allocates nothing. Even a `closesocket` that fails closes its socket.
 class FaultyWinsock final : public platform::Winsock {
  public:
   using SocketHandle = platform::SocketHandle;
@@ -49,11 +49,12 @@ class FaultyWinsock final : public platform::Winsock {
   FaultyWinsock& operator=(const FaultyWinsock&) = delete;
   ~FaultyWinsock();
 
-  /// Whether the n-th call has come, and the function that it called; `none` if that has no such bad result.
+  /// Whether the n-th call was made, and the function that it called; `none` if this function cannot have the
+  /// bad result.
   bool came() const { return left_ == 0; }
   Function struck() const { return struck_; }
   Failure failure() const { return failure_; }
-  /// The number of starts without a clean-up yet.
+  /// The number of starts that have not had their clean-up yet.
   int started() const { return started_; }
 
   int WSAStartup(std::uint16_t version, platform::StartupData& data) override;

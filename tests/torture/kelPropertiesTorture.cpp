@@ -126,7 +126,8 @@ TEST(MemoryTorture, LoadingPropertiesSurvivesEachRefusedAllocation) {
     if (run.completes([&] { properties.resolveReferences(); })) {
       EXPECT_EQ(shown(properties), resolved);
     } else {
-      // Values that were replaced stay replaced; the second call replaces the others.
+      // Values whose references were replaced keep their new text; the second call replaces the references of
+      // the others.
       properties.resolveReferences();
       EXPECT_EQ(shown(properties), resolved);
     }

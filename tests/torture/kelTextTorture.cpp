@@ -179,7 +179,7 @@ TEST(MemoryTorture, GrowingADataBufferSurvivesEachRefusedAllocation) {
         std::function<void(DataBuffer&)>([&](DataBuffer& b) { b.appendString(other); }),
         std::function<void(DataBuffer&)>([&](DataBuffer& b) { b.insertString(3, text, "windows-1252"); }),
     };
-    // Without names of rows: the text of a row that an exception ends is allocated.
+    // The rows have no names, because the text of a row that an exception ends is allocated.
     for (const auto& change : changes) {
       DataBuffer buffer("abc");
       const bool completed = run.completes([&] { change(buffer); });

@@ -46,7 +46,7 @@ std::int32_t int32Of(const Properties& properties, const std::string& key) {
   return properties.all->getInt(key, -1);
 }
 
-/// It lists keys by their sections; the benchmark asks for each key instead.
+/// Poco lists keys by their sections; the benchmark looks up each key instead.
 properties::Map asMap(const Properties& properties, const std::string& file) {
   properties::Map map;
   properties::eachProperty(file, [&](std::string_view key, std::string_view) {
@@ -145,7 +145,7 @@ void select(benchmark::State& state) {
   std::vector<Poco::Net::StreamSocket> accepted;
   accepted.reserve(connections.size());
   for (const auto& connection : connections) {
-    // Its objects close their descriptors, so each gets a separate one.
+    // Poco's socket objects close their descriptors, so each object gets a separate descriptor.
     accepted.emplace_back(new Poco::Net::StreamSocketImpl(dup(connection->acceptedDescriptor())));
   }
   timed(state, [&] {

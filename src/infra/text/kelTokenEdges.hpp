@@ -92,8 +92,8 @@ UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& 
 }
 
 /// Writes the start and the end of each token, alternately, and returns the end of the written edges. The
-/// text must not be empty. It has at most two more edges than units. The first token starts at the beginning
-/// of the text.
+/// text must not be empty. The number of edges is at most the number of units plus two. The first token
+/// starts at the beginning of the text.
 ///
 /// CR LF needs no special case: if both are delimiters, they count as one, as all adjacent delimiters do.
 template <class Delimiters>

@@ -29,7 +29,8 @@ using tarvo::netfaults::PacketRelay;
 
 const std::string clientAddress = "10.77.0.1";
 const std::string serverAddress = "10.77.0.2";
-/// A further address of the server's namespace. A check chooses what the packet filter does with it.
+/// An additional address in the server's namespace. Each check chooses what the packet filter does with
+/// packets to this address.
 const std::string filteredAddress = "10.77.0.3";
 
 std::vector<std::string> words(const std::string& line) {
@@ -158,7 +159,8 @@ class Server {
   std::string port_;
 };
 
-/// The system counts timeouts in ticks, and may count the first, incomplete one as a whole.
+/// The system counts timeouts in ticks, and may count the first tick as a whole one although it is
+/// incomplete.
 void requireLasted(long milliseconds, long timeout, const std::string& what) {
   constexpr long tick = 10;
   require(milliseconds >= timeout - tick,
@@ -181,7 +183,7 @@ void requireHappened(const Faults& faults, const Fates& fates) {
   require(faults.damage == 0 || fates.damaged > 0, "nothing was damaged");
 }
 
-/// Several clients at once; every frame is echoed and compared.
+/// Several clients run at the same time. The server sends every frame back, and the client compares it.
 std::string transfers(Network& network, const Faults& faults, std::size_t clients) {
   constexpr std::size_t frames = 30;
   constexpr std::size_t length = 20'000;
@@ -292,7 +294,7 @@ std::string writeIntoTheDark(Network& network) {
 }
 
 /// The client sets no timeout: the system's limit on unanswered packets, shortened here, ends the transfer.
-/// The server may be receiving at that time, for which the system has no limit.
+/// The server may be receiving at that time; the system has no time limit for that.
 std::string systemGivesUpSending(Network& network) {
   Server server(network, {"--timeout", "10000"});
   Client client(network.clientSpace());
@@ -309,7 +311,8 @@ std::string systemGivesUpSending(Network& network) {
   dark.dark = true;
   network.relay().set(dark);
   const Outcome outcome = client.hear();
-  // The system reports it once; the later one of reader and writer finds the connection closed.
+  // The system reports the error once. If the reader and the writer both fail, the later one finds the
+  // connection closed.
   const std::string timeout = "QN_ERR_SOCKET_TIMEOUT " + server.place();
   const std::string gone = "QN_ERR_SOCKET_CONNECTION_RESET " + server.place();
   require(outcome.text == "failed " + timeout + " and " + gone ||

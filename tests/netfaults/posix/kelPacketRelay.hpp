@@ -19,7 +19,7 @@ struct Faults {
   bool dark = false;  ///< every packet is lost, without a notice
 };
 
-/// The number of packets with each fate since the last call of `set`.
+/// The numbers of packets that were delivered, lost or otherwise treated since the last call of `set`.
 struct Fates {
   std::atomic<std::size_t> delivered{0};
   std::atomic<std::size_t> lost{0};

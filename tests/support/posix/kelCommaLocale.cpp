@@ -24,7 +24,7 @@ class LocaleFolder {
     std::string name = (std::filesystem::temp_directory_path() / "kelinfra-locale-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder");
     path_ = name;
-    // In an emulator, the tool is the one of the machine that emulates.
+    // If the test runs in an emulator, the tool is that of the machine on which the emulator runs.
     const char* const order = machine::isLittleEndian ? "--little-endian" : "--big-endian";
     const ProcessResult result = runProcess(
         {"localedef", "--no-archive", order, "-i", "de_DE", "-f", "UTF-8", (path_ / localeName).string()});

@@ -6,8 +6,8 @@
 
 namespace tarvo::test {
 
-/// During its lifetime, records the socket calls of this thread and can make them fail. At most one object
-/// per thread.
+/// While an object of this class exists, it records the socket calls of its thread and can make them fail. A
+/// thread may have at most one object.
 class SystemCalls {
  public:
   SystemCalls();
@@ -30,7 +30,7 @@ class SystemCalls {
     std::function<void()> before;
     std::function<void()> after;
   };
-  /// For the wrappers: records a call. Returns the errno value with which it must fail, or 0.
+  /// For the wrappers: records a call. Returns the errno value with which the call must fail, or 0.
   int record(const std::string& call);
   void finish(const std::string& call) const;
 

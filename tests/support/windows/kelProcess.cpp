@@ -91,7 +91,8 @@ PROCESS_INFORMATION start(const char* program, const std::vector<std::string>& c
   startup.hStdError = err;
   PROCESS_INFORMATION process = {};
   std::string line = commandLine(command);
-  // A test program started from here must run all selected tests. This process has already read its shard.
+  // A test program started from here must run all selected tests. This process has already read which tests
+  // it must run itself.
   ::SetEnvironmentVariableA("GTEST_TOTAL_SHARDS", nullptr);
   ::SetEnvironmentVariableA("GTEST_SHARD_INDEX", nullptr);
   if (::CreateProcessA(program, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,

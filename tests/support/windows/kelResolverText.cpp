@@ -1,7 +1,7 @@
 #include "support/kelResolverText.hpp"
 
 #include <winsock2.h>
-// After winsock2.h, because windows.h would include the first version of Winsock.
+// Must be included after winsock2.h, because windows.h would include the first version of Winsock.
 #include <windows.h>
 
 namespace tarvo::test {

@@ -1,6 +1,6 @@
 #pragma once
 
-// Before windows.h, which would bring in the first Winsock.
+// Must be included before windows.h, which would include the first version of Winsock.
 #include <winsock2.h>
 // After winsock2.h.
 #include <mstcpip.h>
