@@ -161,9 +161,26 @@ class KELINFRA_API ExtendedProperties {
   std::uint64_t requirePropertyAsUint64(const icu::UnicodeString& key) const;
   double requirePropertyAsDouble(const icu::UnicodeString& key) const;
 
-  /// These overloads take the default by pointer (`const X*`) and return the value, or `*defaultValue` if
-  /// there is no such property. If the pointer is null, the property is required. A literal 0 is the number
-  /// 0, not a null pointer.
+  /// The checked forms read the same texts, but do not reduce: a number out of the type's range is refused.
+  /// The value, or `defaultValue` if there is no such property.
+  ///   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value, or the
+  ///            number is out of range. The type word is the same as above.
+  std::int32_t getPropertyAsCheckedInt32(const icu::UnicodeString& key, std::int32_t defaultValue) const;
+  unsigned int getPropertyAsCheckedUInt32(const icu::UnicodeString& key, unsigned int defaultValue) const;
+  std::int64_t getPropertyAsCheckedInt64(const icu::UnicodeString& key, std::int64_t defaultValue) const;
+  std::uint64_t getPropertyAsCheckedUint64(const icu::UnicodeString& key, std::uint64_t defaultValue) const;
+
+  /// The value.
+  ///   raises   ERR_PROPERTY_MISSING (key): there is no such property
+  ///            ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): as above
+  std::int32_t requirePropertyAsCheckedInt32(const icu::UnicodeString& key) const;
+  unsigned int requirePropertyAsCheckedUInt32(const icu::UnicodeString& key) const;
+  std::int64_t requirePropertyAsCheckedInt64(const icu::UnicodeString& key) const;
+  std::uint64_t requirePropertyAsCheckedUint64(const icu::UnicodeString& key) const;
+
+  /// These overloads do not check the range. They take the default by pointer (`const X*`) and return the
+  /// value, or `*defaultValue` if there is no such property. If the pointer is null, the property is
+  /// required. A literal 0 is the number 0, not a null pointer.
   ///   raises   ERR_PROPERTY_MISSING (key): there is no such property, and the pointer is null
   template <class Pointer, DefaultPointer<Pointer, bool> = 0>
   bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const {
@@ -315,8 +332,32 @@ class KELINFRA_API ExtendedProperties {
   /// Two different keys can read back as the same key; the property that is later in key order then replaces
   /// the other. So a key from an untrusted source can overwrite another property: reject keys with such
   /// characters.
+  /// `roundTrips` finds these properties; `escapeText` stores any text.
   ///   raises   any error of the stream; the bytes before the error are written
   void save(oss::OutputStream& out) const;
+
+  /// Whether `load` reads a property back exactly as `save` writes it. If this is true for each property, it
+  /// reads exactly these properties back. With `resolveReferences`, the question is about a `load` that
+  /// resolves references: then a value with two or more "%" does not round-trip.
+  static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value,
+                         bool resolveReferences);
+  /// The same for a `load` that resolves references.
+  static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value);
+
+  /// Returns a text that round-trips as a key and as a value, and from which `unescapeText` restores `text`,
+  /// whatever its code units are. A SPACE that begins the text, each "%" and "~", each half of a surrogate
+  /// pair, U+FDD0 to U+FDEF, U+FFFE and U+FFFF become "~" and the four hexadecimal digits of the code unit.
+  /// All other units stay as they are. A bogus text is an empty text.
+  ///
+  ///     const icu::UnicodeString stored = ExtendedProperties::escapeText(u"90 % of ~x");
+  ///     stored;                                                        // -> "90 ~0025 of ~007Ex"
+  ///     icu::UnicodeString text;
+  ///     const bool done = ExtendedProperties::unescapeText(stored, text);   // text -> "90 % of ~x"
+  static icu::UnicodeString escapeText(const icu::UnicodeString& text);
+  /// Replaces each "~XXXX" by the code unit and stores the result in `text`, which may be the same object.
+  /// The digits can be of either case. Returns false and does not change `text` if a "~" is not followed by
+  /// four hexadecimal digits.
+  static bool unescapeText(const icu::UnicodeString& escaped, icu::UnicodeString& text);
 
   /// Writes a listing for people to read: the line "-- listing properties --" and a line "key=value" for each
   /// property in key order. The text is not escaped and is in ICU's default code page. The stream is flushed

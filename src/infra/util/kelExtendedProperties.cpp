@@ -15,11 +15,14 @@
 #include "util/kelPropertyReferences.hpp"
 #include "util/kelPropertyTypes.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <new>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -60,6 +63,15 @@ auto typedValue(const icu::UnicodeString& key, const icu::UnicodeString& stored)
 template <class Type, class Value>
 Value typedValueOr(const icu::UnicodeString& key, const icu::UnicodeString* stored, Value defaultValue) {
   return stored == nullptr ? defaultValue : static_cast<Value>(typedValue<Type>(key, *stored));
+}
+
+// --- texts that are read back
+
+/// Begins an escape of `escapeText`. `save` writes it as it is.
+constexpr char16_t escapeMark = u'~';
+
+bool areReadBack(std::u16string_view units) {
+  return std::all_of(units.begin(), units.end(), isReadFromEscape);
 }
 
 }  // namespace
@@ -155,6 +167,42 @@ std::uint64_t ExtendedProperties::requirePropertyAsUint64(const icu::UnicodeStri
 
 double ExtendedProperties::requirePropertyAsDouble(const icu::UnicodeString& key) const {
   return typedValue<Double>(key, requireProperty(key));
+}
+
+std::int32_t ExtendedProperties::getPropertyAsCheckedInt32(const icu::UnicodeString& key,
+                                                           std::int32_t defaultValue) const {
+  return typedValueOr<Checked<Int32>>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+unsigned int ExtendedProperties::getPropertyAsCheckedUInt32(const icu::UnicodeString& key,
+                                                            unsigned int defaultValue) const {
+  return typedValueOr<Checked<UInt32>>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::int64_t ExtendedProperties::getPropertyAsCheckedInt64(const icu::UnicodeString& key,
+                                                           std::int64_t defaultValue) const {
+  return typedValueOr<Checked<Int64>>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::uint64_t ExtendedProperties::getPropertyAsCheckedUint64(const icu::UnicodeString& key,
+                                                             std::uint64_t defaultValue) const {
+  return typedValueOr<Checked<UInt64>>(key, findProperty(key, nullptr, false), defaultValue);
+}
+
+std::int32_t ExtendedProperties::requirePropertyAsCheckedInt32(const icu::UnicodeString& key) const {
+  return typedValue<Checked<Int32>>(key, requireProperty(key));
+}
+
+unsigned int ExtendedProperties::requirePropertyAsCheckedUInt32(const icu::UnicodeString& key) const {
+  return typedValue<Checked<UInt32>>(key, requireProperty(key));
+}
+
+std::int64_t ExtendedProperties::requirePropertyAsCheckedInt64(const icu::UnicodeString& key) const {
+  return typedValue<Checked<Int64>>(key, requireProperty(key));
+}
+
+std::uint64_t ExtendedProperties::requirePropertyAsCheckedUint64(const icu::UnicodeString& key) const {
+  return typedValue<Checked<UInt64>>(key, requireProperty(key));
 }
 
 // --- change
@@ -266,6 +314,56 @@ void ExtendedProperties::save(oss::OutputStream& out) const {
   for (const icu::UnicodeString& name : includes_) writer.writeInclude(name);
   for (const auto& [key, value] : *properties_) writer.writeProperty(key, value);
   out.flush();
+}
+
+bool ExtendedProperties::roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value,
+                                    bool resolveReferences) {
+  if (key.isBogus() || value.isBogus()) return false;
+  const std::u16string_view units = text::unitsOf(value);
+  if (!areReadBack(text::unitsOf(key)) || !areReadBack(units) || units.starts_with(u' ')) return false;
+  return !resolveReferences || std::count(units.begin(), units.end(), u'%') < 2;
+}
+
+bool ExtendedProperties::roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value) {
+  return roundTrips(key, value, true);
+}
+
+icu::UnicodeString ExtendedProperties::escapeText(const icu::UnicodeString& text) {
+  constexpr std::u16string_view digits = u"0123456789ABCDEF";
+  std::u16string escaped;
+  for (const char16_t unit : text::unitsOf(text)) {
+    const bool isPlain = isReadFromEscape(unit) && unit != u'%' && unit != escapeMark;
+    if (isPlain && (unit != u' ' || !escaped.empty())) {
+      escaped += unit;
+      continue;
+    }
+    escaped += escapeMark;
+    for (unsigned int divisor = 0x1000; divisor > 0; divisor /= 16) escaped += digits[unit / divisor % 16];
+  }
+  return text::textOf(escaped);
+}
+
+bool ExtendedProperties::unescapeText(const icu::UnicodeString& escaped, icu::UnicodeString& text) {
+  constexpr std::size_t escapeDigits = 4;
+  std::u16string restored;
+  const std::u16string_view units = text::unitsOf(escaped);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    if (units[i] != escapeMark) {
+      restored += units[i];
+      continue;
+    }
+    const std::u16string_view digits = units.substr(i + 1, escapeDigits);
+    unsigned int unit = 0;
+    for (const char16_t digit : digits) {
+      if (hexDigit(digit) == noDigit) return false;
+      unit = unit << 4U | hexDigit(digit);
+    }
+    if (digits.size() < escapeDigits) return false;
+    restored += static_cast<char16_t>(unit);
+    i += escapeDigits;
+  }
+  text = text::textOf(restored);
+  return true;
 }
 
 void ExtendedProperties::list(std::ostream& out) const {

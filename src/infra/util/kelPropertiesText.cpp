@@ -59,21 +59,6 @@ std::size_t bytesBefore(text::SixteenBytes block, std::index_sequence<i...> /*al
   return static_cast<std::size_t>(zeros) / 8;
 }
 
-constexpr unsigned int noDigit = 16;
-
-unsigned int hexDigit(unsigned char byte) {
-  if (byte >= '0' && byte <= '9') return byte - static_cast<unsigned int>('0');
-  if (byte >= 'A' && byte <= 'F') return byte - static_cast<unsigned int>('A') + 10;
-  if (byte >= 'a' && byte <= 'f') return byte - static_cast<unsigned int>('a') + 10;
-  return noDigit;
-}
-
-/// Returns whether an escape is accepted. Escapes of surrogates and of code points that are never characters
-/// are not.
-bool isCharacter(unsigned int unit) {
-  return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
-}
-
 /// Widens the bytes before the first byte of these kinds, and returns their number. The units after them, up
 /// to `count`, may be overwritten.
 template <unsigned int kinds>
@@ -119,15 +104,20 @@ bool PropertiesReader::readLine() {
     return true;
   }
   if (!keepsTexts_) used_ = 0;
+  if (escapes_ != nullptr) escapes_->clear();
   keyAt_ = used_;
+  bytes_.key = position_;
   readText<separator | blank | lineEnd>();
+  bytes_.keyEnd = position_;
   valueAt_ = used_;
   skipBlanks();
   if (at(separator)) {
     ++position_;
     skipBlanks();
   }
+  bytes_.value = position_;
   readText<lineEnd>();
+  bytes_.valueEnd = position_;
   takeLineEnd();
   hasProperty_ = true;
   return true;
@@ -174,7 +164,11 @@ void PropertiesReader::readText() {
   for (;;) {
     readPlain<ends | backslash>();
     if (!at(backslash)) return;
-    readEscape();
+    if (escapes_ == nullptr) {
+      readEscape();
+    } else {
+      noteEscape();
+    }
   }
 }
 
@@ -205,6 +199,13 @@ void PropertiesReader::grow(std::size_t capacity) {
   std::copy_n(texts_.get(), used_, larger.get());
   texts_ = std::move(larger);
   capacity_ = capacity;
+}
+
+void PropertiesReader::noteEscape() {
+  const std::size_t at = position_;
+  const std::size_t unit = used_ - keyAt_;
+  readEscape();
+  escapes_->push_back({at, position_, unit, used_ - keyAt_});
 }
 
 void PropertiesReader::readEscape() {
@@ -247,7 +248,7 @@ void PropertiesReader::readUnicodeEscape() {
     whole = digit != noDigit;
     unit = unit << 4U | digit;
   }
-  if (!whole || !isCharacter(unit)) {
+  if (!whole || !isReadFromEscape(unit)) {
     append(u'u');
     return;
   }
@@ -294,10 +295,18 @@ void PropertiesWriter::writeInclude(const icu::UnicodeString& name) {
 }
 
 void PropertiesWriter::writeProperty(const icu::UnicodeString& key, const icu::UnicodeString& value) {
-  write(key, Escapes::ofKey);
+  writeKey(key);
   out_.write('=');
-  write(value, Escapes::ofValue);
+  writeValue(value);
   endLine();
+}
+
+void PropertiesWriter::writeKey(const icu::UnicodeString& key) {
+  write(key, Escapes::ofKey);
+}
+
+void PropertiesWriter::writeValue(const icu::UnicodeString& value) {
+  write(value, Escapes::ofValue);
 }
 
 void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& escapes) {

@@ -7,12 +7,45 @@
 #include <cstddef>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 /// A reader and a writer for the text format of properties. `ExtendedProperties` describes the format.
 namespace tarvo::util {
 
 /// The code page of the bytes that a reader reads.
 enum class PropertiesBytes : bool { latin1, wellFormedUtf8 };
+
+/// Whether the escape \uXXXX of a code unit is read as this unit: those of surrogates and of code points that
+/// are never characters are not.
+constexpr bool isReadFromEscape(unsigned int unit) {
+  return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
+}
+
+constexpr unsigned int noDigit = 16;
+
+/// The value of a hexadecimal digit of either case, or `noDigit`.
+constexpr unsigned int hexDigit(char16_t unit) {
+  if (unit >= '0' && unit <= '9') return unit - static_cast<unsigned int>('0');
+  if (unit >= 'A' && unit <= 'F') return unit - static_cast<unsigned int>('A') + 10;
+  if (unit >= 'a' && unit <= 'f') return unit - static_cast<unsigned int>('a') + 10;
+  return noDigit;
+}
+
+/// Where the texts of a property are: positions of bytes.
+struct PropertyBytes {
+  std::size_t key = 0;
+  std::size_t keyEnd = 0;
+  std::size_t value = 0;
+  std::size_t valueEnd = 0;
+};
+
+/// An escape or a continuation in a key or value.
+struct PropertyEscape {
+  std::size_t at;       ///< the position of its backslash
+  std::size_t end;      ///< the position after it and the bytes that are skipped with it
+  std::size_t unit;     ///< the number of units of the line before it
+  std::size_t unitEnd;  ///< the number of units of the line with it
+};
 
 /// Reads the lines of a text, with their continuations, one by one. Any bytes are accepted.
 class PropertiesReader {
@@ -28,6 +61,9 @@ class PropertiesReader {
 
   /// After this call, keys and values stay valid as long as the reader exists.
   void keepTexts();
+  /// From now on `escapes` contains the escapes of the last line read that has a property. The vector must
+  /// outlive the reader.
+  void noteEscapes(std::vector<PropertyEscape>& escapes) { escapes_ = &escapes; }
 
   /// Reads the next line; returns false at the end of the data.
   bool readLine();
@@ -37,6 +73,8 @@ class PropertiesReader {
   /// Returns whether the line that was read last has a property. If `keepTexts` was not called, key and value
   /// are valid until the next line is read.
   bool hasProperty() const { return hasProperty_; }
+  /// Where the property is; only valid if there is one.
+  const PropertyBytes& bytes() const { return bytes_; }
   std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
   std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }
 
@@ -54,12 +92,15 @@ class PropertiesReader {
   void readPlain();
   void append(char16_t unit);
   void grow(std::size_t capacity);
+  void noteEscape();
   void readEscape();
   void readUnicodeEscape();
 
   const unsigned char* data_;
   std::size_t length_;
   std::size_t position_;
+  PropertyBytes bytes_;
+  std::vector<PropertyEscape>* escapes_ = nullptr;
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
   bool isUtf8_;
@@ -80,6 +121,8 @@ class PropertiesWriter {
   void writeHeader();
   void writeInclude(const icu::UnicodeString& name);
   void writeProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
+  void writeKey(const icu::UnicodeString& key);
+  void writeValue(const icu::UnicodeString& value);
 
  private:
   struct Escapes;

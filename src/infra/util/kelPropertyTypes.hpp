@@ -3,6 +3,7 @@
 #include "infra/oss/kelBaseException.hpp"
 #include "infra/oss/kelFormatter.hpp"
 
+#include "text/kelDecimalText.hpp"
 #include "text/kelTextUnits.hpp"
 
 #include <unicode/unistr.h>
@@ -70,6 +71,29 @@ struct Double {
     return attempt<double>(&oss::Formatter::stringToDouble, text);
   }
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
+};
+
+/// Whether the value is the number that the text shows. The text is one that the type's function has read.
+template <class Number>
+bool isShownBy(std::u16string_view text, Number value) {
+  const bool negative = text.front() == u'-';
+  if (negative || text.front() == u'+') text.remove_prefix(1);
+  text.remove_prefix(std::min(text.find_first_not_of(u'0'), text.size() - 1));
+  const text::DecimalText<Number> decimal(value);
+  std::string_view digits = decimal.view();
+  if (value < 0) digits.remove_prefix(1);
+  return (value < 0) == (negative && text != u"0") &&
+         std::equal(digits.begin(), digits.end(), text.begin(), text.end());
+}
+
+/// An integer that is refused if it is out of range, where `Type` reduces it.
+template <class Type>
+struct Checked : Type {
+  static auto read(const icu::UnicodeString& text) {
+    auto value = Type::read(text);
+    if (value && !isShownBy(text::unitsOf(text), *value)) value.reset();
+    return value;
+  }
 };
 
 /// Returns whether the text has no white space at its ends, so that no trimmed copy is needed.

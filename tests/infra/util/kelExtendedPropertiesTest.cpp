@@ -503,6 +503,116 @@ TEST(ExtendedProperties, ReadsDoubles) {
   expectDefaults<double>(getter, 0.125);
 }
 
+/// Whether the decimal number is one of the type's, by its digits.
+template <class Value>
+bool isOfType(bool negative, const std::string& digits) {
+  const std::size_t zeros = std::min(digits.find_first_not_of('0'), digits.size() - 1);
+  const std::string number = digits.substr(zeros);
+  std::string most = std::to_string(std::numeric_limits<Value>::max());
+  if (negative)
+    most = std::to_string(std::numeric_limits<Value>::min()).substr(std::is_signed_v<Value> ? 1 : 0);
+  return number.size() < most.size() || (number.size() == most.size() && number <= most);
+}
+
+/// The two forms of a checked getter, and the required form that reduces.
+template <class Value>
+struct CheckedGetter {
+  Value (ExtendedProperties::*byValue)(const icu::UnicodeString&, Value) const;
+  Value (ExtendedProperties::*required)(const icu::UnicodeString&) const;
+  Value (ExtendedProperties::*reducing)(const icu::UnicodeString&) const;
+  const char* word;
+};
+
+template <class Value>
+void expectChecked(const CheckedGetter<Value>& getter, bool negative, const std::string& digits) {
+  ROW("negative", negative, "digits", digits);
+  const icu::UnicodeString text = icu::UnicodeString::fromUTF8((negative ? "-" : "") + digits);
+  ExtendedProperties properties;
+  properties.putProperty(key, u" " + text + u"\t");
+  if (isOfType<Value>(negative, digits)) {
+    const Value value = (properties.*getter.reducing)(key);
+    EXPECT_EQ((properties.*getter.byValue)(key, 7), value);
+    EXPECT_EQ((properties.*getter.required)(key), value);
+  } else {
+    const auto wrongType = raisesWrongType(key, text, getter.word);
+    EXPECT_THAT([&] { (properties.*getter.byValue)(key, 7); }, wrongType);
+    EXPECT_THAT([&] { (properties.*getter.required)(key); }, wrongType);
+  }
+}
+
+template <class Value>
+void expectChecks(const CheckedGetter<Value>& getter) {
+  const std::string largest = std::to_string(std::numeric_limits<Value>::max());
+  for (const bool negative : {false, true}) {
+    if (negative && !std::is_signed_v<Value>) continue;
+    for (int last = 0; last < 10; ++last) {
+      for (const char* const before : {"", "0", "000"}) {
+        const std::string digits = before + largest.substr(0, largest.size() - 1) + std::to_string(last);
+        if (digits.size() <= largest.size()) expectChecked(getter, negative, digits);
+      }
+    }
+    std::mt19937 random(seeded(20'250'611));
+    for (int round = 0; round < 2000; ++round) {
+      std::string digits(1 + random() % largest.size(), '0');
+      for (char& digit : digits) digit = static_cast<char>('0' + random() % 10);
+      expectChecked(getter, negative, digits);
+    }
+  }
+  const ExtendedProperties empty;
+  EXPECT_EQ((empty.*getter.byValue)(key, 7), Value{7});
+  EXPECT_THAT([&] { (empty.*getter.required)(key); }, raisesMissing(key));
+}
+
+TEST(ExtendedProperties, RefusesIntegersOutOfRangeInCheckedGetters) {
+  using P = ExtendedProperties;
+  expectChecks<std::int32_t>({&P::getPropertyAsCheckedInt32, &P::requirePropertyAsCheckedInt32,
+                              &P::requirePropertyAsInt32, "integer"});
+  expectChecks<unsigned int>({&P::getPropertyAsCheckedUInt32, &P::requirePropertyAsCheckedUInt32,
+                              &P::requirePropertyAsUInt32, "uint32"});
+  expectChecks<std::int64_t>({&P::getPropertyAsCheckedInt64, &P::requirePropertyAsCheckedInt64,
+                              &P::requirePropertyAsInt64, "int64"});
+}
+
+TEST(ExtendedProperties, RefusesUint64OutOfRangeInCheckedGettersWithTheWordOfItsDigits) {
+  using P = ExtendedProperties;
+  // int64 reads 19 digits, so a number of 20 digits is not "uint64".
+  expectChecks<std::uint64_t>({&P::getPropertyAsCheckedUint64, &P::requirePropertyAsCheckedUint64,
+                               &P::requirePropertyAsUint64, "longint"});
+}
+
+TEST(ExtendedProperties, RefusesTheSameTextsInCheckedAndReducingGetters) {
+  struct Row {
+    const char* text;
+    const char* int32Word;
+    const char* uint32Word;
+  };
+  const auto rows = std::to_array<Row>({{"abc", "integer", "integer"},
+                                        {"", "integer", "integer"},
+                                        {"4 2", "integer", "integer"},
+                                        {"10000000000", "integer", "integer"},
+                                        {"-10000000000", "integer", "integer"},
+                                        {"--1", "integer", "integer"}});
+  for (const Row& row : rowsOf(rows)) {
+    ExtendedProperties properties;
+    properties.putProperty(key, row.text);
+    const auto wrongInt32 = raisesWrongType(key, row.text, row.int32Word);
+    const auto wrongUint32 = raisesWrongType(key, row.text, row.uint32Word);
+    EXPECT_THAT([&] { properties.requirePropertyAsCheckedInt32(key); }, wrongInt32);
+    EXPECT_THAT([&] { properties.requirePropertyAsCheckedUInt32(key); }, wrongUint32);
+  }
+}
+
+TEST(ExtendedProperties, ReadsSignsAndZerosInCheckedGetters) {
+  ExtendedProperties properties;
+  properties.putProperty(u"plus", u"+0042");
+  properties.putProperty(u"minus zero", u"-000");
+  EXPECT_EQ(properties.requirePropertyAsCheckedInt32(u"plus"), 42);
+  EXPECT_EQ(properties.requirePropertyAsCheckedInt64(u"plus"), 42);
+  EXPECT_EQ(properties.requirePropertyAsCheckedInt32(u"minus zero"), 0);
+  EXPECT_THAT([&] { properties.requirePropertyAsCheckedUInt32(u"plus"); },
+              raisesWrongType(u"plus", u"+0042", "uint32"));
+}
+
 TEST(ExtendedProperties, TreatsALiteralZeroAsANumber) {
   const ExtendedProperties properties;
   EXPECT_EQ(properties.getPropertyAsBoolean(key, 0), false);

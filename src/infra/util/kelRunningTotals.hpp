@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace tarvo::util {
+
+/// A list of numbers in which one number changes, and the numbers before a place are added up, both in a time
+/// proportional to the logarithm of the list's length. (Each entry of the tree is the total of a range of
+/// numbers: of the last 2^k up to its own, where 2^k is the largest power of two that divides its position.)
+class RunningTotals {
+ public:
+  /// The total of the numbers before `index`.
+  std::size_t before(std::size_t index) const {
+    std::size_t total = 0;
+    for (; index > 0; index -= lowestBit(index)) total += tree_[index - 1];
+    return total;
+  }
+
+  /// Differences modulo the word size: a decrease is added as its complement.
+  void add(std::size_t index, std::size_t difference) noexcept {
+    for (++index; index <= tree_.size(); index += lowestBit(index)) tree_[index - 1] += difference;
+  }
+
+  /// Makes room, so that one `append` cannot fail.
+  void reserveOne() {
+    if (tree_.size() == tree_.capacity()) tree_.reserve(2 * tree_.size() + 16);
+  }
+  void append(std::size_t number) {
+    const std::size_t end = tree_.size() + 1;
+    const std::size_t first = end - lowestBit(end);
+    tree_.push_back(number + before(end - 1) - before(first));
+  }
+
+ private:
+  static constexpr std::size_t lowestBit(std::size_t number) { return number & (~number + 1); }
+
+  std::vector<std::size_t> tree_;
+};
+
+}  // namespace tarvo::util
