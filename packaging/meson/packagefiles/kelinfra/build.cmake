@@ -1,0 +1,9 @@
+# Builds libKELINFRA.a of SOURCE in the folder BUILD and copies it to OUTPUT.
+function(run)
+  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+run(${CMAKE_COMMAND} -G Ninja -S ${SOURCE} -B ${BUILD} -D CMAKE_BUILD_TYPE=RelWithDebInfo
+    -D BUILD_SHARED_LIBS=OFF -D CMAKE_POSITION_INDEPENDENT_CODE=ON -D KELINFRA_BUILD_TESTS=OFF
+    -D KELINFRA_BUILD_EXAMPLES=OFF)
+run(${CMAKE_COMMAND} --build ${BUILD} --target KELINFRA)
+file(COPY_FILE ${BUILD}/src/libKELINFRA.a ${OUTPUT})
