@@ -17,8 +17,9 @@ struct ByteConversion {
 };
 
 /// The common part of the two overloads of Converter::convert for bytes. Both overloads set `terminating` to
-/// true. If it is false and the data is copied unchanged, the destination needs room only for the bytes, but
-/// a NUL is still stored after them: one byte after the end of a destination of exactly that length.
+/// true. If `terminating` is false and the data is copied unchanged, the destination needs room only for the
+/// bytes, but a NUL is still stored after them: one byte after the end of a destination of exactly that
+/// length.
 int convertData(const ByteConversion& conversion);
 
 }  // namespace tarvo::oss

@@ -31,7 +31,7 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The largest number of units in an ICU string. It is also the limit for bytes, because each byte may become
+/// The largest number of units in an ICU string. The same limit holds for bytes, because each byte may become
 /// a unit.
 constexpr std::int64_t longestData = largestSize - 10;
 

@@ -46,8 +46,8 @@ constexpr bool isVisible(Unit unit) {
   return '!' <= unit && unit <= '~';
 }
 
-/// Returns whether both ends of the text are visible characters, so that nothing has to be trimmed. That is
-/// true for nearly every text, and false for the empty text.
+/// Returns whether both ends of the text are visible characters, so that nothing has to be trimmed. The
+/// result is true for nearly every text, and false for the empty text.
 template <class Text>
 constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());

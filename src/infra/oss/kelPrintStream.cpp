@@ -30,7 +30,7 @@ alignas(PrintStream) unsigned char storage[sizeof(PrintStream)];
 }  // namespace
 
 // The stream is constructed when the library is loaded, after std::cerr and before any static constructor of
-// the library's users. It is never destroyed, so exit handlers that run late can print.
+// the library's users. The stream is never destroyed, so exit handlers that run late can print.
 PrintStream& ossOut = *new (storage) PrintStream;
 
 PrintStream::~PrintStream() = default;

@@ -35,8 +35,8 @@ void raiseLastError(const Peer& peer, SourcePlace place) {
 }
 
 void raiseResolverError(int code, const Peer& peer, SourcePlace place) {
-  // The system's text may be empty. It is passed as a UnicodeString, because an empty `const char*` text
-  // would add no argument.
+  // The system's text may be empty. The text is passed as a UnicodeString, because an empty `const char*`
+  // text would add no argument.
   const icu::UnicodeString text = text::toUnicode(platform::winsock().systemText(code).c_str(), -1, nullptr);
   raise<SocketException>({errors::ERR_SOCKET_GETADDRINFO_ERROR, place}, errors::Host{*peer.host},
                          errors::Port{peer.port}, errors::Code{code}, errors::Text{text});

@@ -16,13 +16,14 @@ namespace {
 // The additional capacity that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
 // If more than this number of bytes after a text must be zero, the block is allocated with calloc instead of
-// being cleared here. That avoids writing to the block if the requested count is far above the length of the
-// text.
+// being cleared here. With calloc the block is not written if the requested count is far above the length of
+// the text.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 // A text that outgrows a block of this size probably grows further. Therefore the next block is four times as
-// large instead of twice, unless it would be larger than `largestAhead`. This avoids half of the copies. The
-// larger block does not take more memory at once, because the system provides a page only when it is written.
+// large instead of twice, unless it would be larger than `largestAhead`. Growing by four avoids half of the
+// copies. The larger block does not take more memory at once, because the system provides a page only when it
+// is written.
 constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
 constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 

@@ -68,8 +68,9 @@ inline constexpr int shutdownSend = 1;
 inline constexpr int shutdownBoth = 2;
 
 /// Sizes of Winsock's socket addresses. A Winsock address is a sequence of bytes that is the same on every
-/// processor. It begins with the family (2 bytes, little-endian) and the port (2 bytes, big-endian). For IPv4
-/// the address follows. For IPv6 the flow label, the address and the scope (4 bytes, little-endian) follow.
+/// processor. A Winsock address begins with the family (2 bytes, little-endian) and the port (2 bytes,
+/// big-endian). For IPv4 the address follows. For IPv6 the flow label, the address and the scope (4 bytes,
+/// little-endian) follow.
 inline constexpr std::size_t inetAddressSize = 16;
 inline constexpr std::size_t inet6AddressSize = 28;
 inline constexpr std::size_t scopeOffset = 24;
@@ -141,7 +142,7 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// it.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
   /// Connects to a Winsock address. The code of a failure is `wouldBlock` if the socket is non-blocking and
-  /// the attempt is in progress, and `noBuffers` if the system lacks resources to begin. It is
+  /// the attempt is in progress, and `noBuffers` if the system lacks resources to begin. The code is
   /// `familyNotSupported` if the family of the address is neither IPv4 nor IPv6, and `badAddress` if the
   /// address is too short.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
@@ -168,9 +169,9 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
   /// The code is `wouldBlock` if a non-blocking socket would wait, and `timedOut` if a blocking socket has
-  /// waited for its timeout. It is `shutDown` after this process has shut down the direction; a call that
-  /// waits in another thread while both directions are shut down also fails with `shutDown`. After one call
-  /// has reported a reset, every call fails with `connectionReset`.
+  /// waited for its timeout. The code is `shutDown` after this process has shut down the direction; a call
+  /// that waits in another thread while both directions are shut down also fails with `shutDown`. After one
+  /// call has reported a reset, every call fails with `connectionReset`.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;

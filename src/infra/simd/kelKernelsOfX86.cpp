@@ -8,9 +8,9 @@ namespace tarvo::simd {
 
 namespace {
 
-// The bits of the features in the words by which the processor describes itself. They have the names of the
-// compilers' macros. Compilers that may use AVX2 also use all earlier features. If Clang may use AVX-512, it
-// also uses FMA and F16C.
+// The bits of the features in the words by which the processor describes itself. The bits have the names of
+// the compilers' macros. Compilers that may use AVX2 also use all earlier features. If Clang may use AVX-512,
+// it also uses FMA and F16C.
 namespace first_c {
 enum : unsigned { SSE3 = 0, SSSE3 = 9, FMA = 12, SSE4_1 = 19, SSE4_2 = 20, POPCNT = 23, XSAVE = 26 };
 enum : unsigned { OSXSAVE = 27, AVX = 28, F16C = 29 };

@@ -20,8 +20,8 @@ inline std::uint64_t wordAt(const char* text) {
   return machine::littleEndianAt<std::uint64_t>(text);
 }
 
-// Each function tests whether a word begins with a well-formed character of a size. It tests the bits that
-// every character of the size has, and excludes the first two bytes that are not allowed.
+// Each function tests whether a word begins with a well-formed character of a size. Each function tests the
+// bits that every character of the size has, and excludes the first two bytes that are not allowed.
 
 constexpr bool isOfTwo(std::uint64_t word) {
   return (word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0;  // C0, C1: overlong

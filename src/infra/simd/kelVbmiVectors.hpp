@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-/// Vectors of 64 bytes, with a mask bit for each byte and table look-ups among all bytes. They are written
-/// without Highway, which has no functions for these instructions.
+/// Vectors of 64 bytes, with a mask bit for each byte and table look-ups among all bytes. These functions are
+/// written without Highway, which has no functions for the instructions.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set

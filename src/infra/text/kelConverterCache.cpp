@@ -44,8 +44,8 @@ void closeAll(void* block) noexcept {
   }
 }
 
-/// Returns the thread's converters; null if the thread is ending or if there is no memory. Then no converters
-/// are kept.
+/// Returns the thread's converters; null if the thread is ending or if there is no memory. If the result is
+/// null, no converters are kept.
 ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
 }

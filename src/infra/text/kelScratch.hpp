@@ -7,7 +7,7 @@
 
 namespace tarvo::text {
 
-/// Temporary memory for one call. It is on the stack if the size is small enough.
+/// Temporary memory for one call. The memory is on the stack if the size is small enough.
 class Scratch {
  public:
   static constexpr std::size_t inlineSize = 4096;

@@ -60,7 +60,8 @@ class FewDelimiters {
   }
 
  private:
-  /// Returns the delimiter with this index, or the last one if there are fewer, in all eight places.
+  /// Returns eight copies of the delimiter with this index. If there are fewer delimiters, the last one is
+  /// used.
   static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
     const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
     return EightUnits{} + unit;

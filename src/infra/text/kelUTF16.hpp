@@ -13,8 +13,8 @@ std::int64_t countPairs(const char16_t* units, std::size_t count);
 /// Returns whether the text has no lone surrogate.
 bool isWellFormed(const char16_t* units, std::size_t count);
 
-/// Returns the codec for UTF-16 in the given byte order, without byte order marks. It copies the units or
-/// swaps their bytes. It leaves texts with a lone surrogate, or with half a unit at the end, to ICU.
+/// Returns the codec for UTF-16 in the given byte order, without byte order marks. The codec copies the units
+/// or swaps their bytes. It leaves texts with a lone surrogate, or with half a unit at the end, to ICU.
 const Codec& utf16Codec(bool highByteFirst);
 
 /// Swaps the two bytes of each unit.

@@ -21,8 +21,8 @@ std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes
 /// Returns a codec with these two functions.
 const Codec& utf8Codec();
 
-/// Returns a codec that leaves a text to ICU if it does not fit into the target. It is used if ICU's default
-/// converter is that of UTF-8: ICU then writes no incomplete character.
+/// Returns a codec that leaves a text to ICU if it does not fit into the target. This codec is used if ICU's
+/// default converter is that of UTF-8: ICU then writes no incomplete character.
 const Codec& uncutUtf8Codec();
 
 }  // namespace tarvo::text

@@ -18,8 +18,8 @@
 /// locked or allocated.
 namespace tarvo::trace {
 
-/// The installed facility. It is constant-initialised, and none of its functions is null. The variable is not
-/// exported, so that its address is known without a look-up.
+/// The installed facility. The facility is constant-initialised, and none of its functions is null. The
+/// variable is not exported, so that its address is known without a look-up.
 extern constinit KELINFRA_LOCAL Facility installedFacility;
 
 namespace detail {

@@ -37,10 +37,10 @@ struct Place {
 
 /// The text of an identifier, prepared for rendering.
 struct Text {
-  /// If the pattern has no typed arguments, these are its words without the placeholders and quotes. If it
-  /// has, this is a pattern that ICU can format with twice the number of the message's arguments: argument n
-  /// of the message is argument 2n as a text, and argument 2n + 1 as a number. If the text cannot be
-  /// formatted, the string is bogus.
+  /// If the pattern has no typed arguments, `words` is the text of the pattern without the placeholders and
+  /// quotes. If the pattern has typed arguments, `words` is a pattern in which each argument has two numbers:
+  /// argument n of the message is argument 2n as a text, and argument 2n + 1 as a number. If the text cannot
+  /// be formatted, `words` is bogus.
   icu::UnicodeString words;
   std::vector<Place> places;  ///< without typed arguments, in their order
   bool isPattern = false;

@@ -172,9 +172,9 @@ void PropertiesReader::readText() {
   }
 }
 
-/// Reads bytes up to one of the kinds in `stops`. It widens the bytes while it searches, as long as there is
-/// room. If the data is UTF-8, the bytes are then decoded; they consist of complete characters, because they
-/// end before an ASCII character or at the end of the data.
+/// Reads bytes up to one of the kinds in `stops`. The function widens the bytes while it searches, as long as
+/// there is room. If the data is UTF-8, the bytes are then decoded; they consist of complete characters,
+/// because they end before an ASCII character or at the end of the data.
 template <unsigned int stops>
 void PropertiesReader::readPlain() {
   for (;;) {
@@ -283,7 +283,7 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", 
 constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
 
 void PropertiesWriter::writeHeader() {
-  // The blank at the end of the line is intended. It is frozen because programs depend on the format.
+  // The blank at the end of the line is intended. The line is frozen because programs depend on the format.
   write(text::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }

@@ -164,8 +164,8 @@ void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::Unico
   index_.add(hash, *added, refers);
 }
 
-/// After sorting, the texts of the lines and their places in the index are scattered in memory. They are
-/// prefetched some lines before they are used.
+/// After sorting, the texts of the lines and their places in the index are scattered in memory. Texts and
+/// places are prefetched some lines before they are used.
 void ExtendedProperties::PropertyMap::store(const std::vector<PropertyLine>& lines) {
   constexpr std::size_t ahead = 8;
   reserve(lines.size());

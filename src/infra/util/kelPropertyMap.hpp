@@ -148,8 +148,8 @@ class ExtendedProperties::PropertyMap {
 
   /// Stores a property. If there is no memory, nothing changes.
   void store(icu::UnicodeString&& key, icu::UnicodeString&& value);
-  /// Stores all lines. They must be in key order, with one line for each key. If there is no memory, some of
-  /// the lines have been stored.
+  /// Stores all lines. The lines must be in key order, with one line for each key. If there is no memory,
+  /// some of the lines have been stored.
   void store(const std::vector<PropertyLine>& lines);
   /// Removes a property and returns whether it existed. The key may be a text of the map.
   bool remove(std::u16string_view key);

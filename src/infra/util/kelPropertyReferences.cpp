@@ -101,8 +101,8 @@ ExtendedProperties::Resolver::Tail* ExtendedProperties::Resolver::findTail(const
   return tailOf_.emplace(&property, &tail).first->second;
 }
 
-/// Returns the property to which a reference refers. If it does not exist, records the error and returns
-/// null.
+/// Returns the property to which a reference refers. If that property does not exist, records the error and
+/// returns null.
 ExtendedProperties::Resolver::Property* ExtendedProperties::Resolver::referenced(const Work& work,
                                                                                  std::u16string_view name) {
   if (work.opener == nullptr) return find(work, name);

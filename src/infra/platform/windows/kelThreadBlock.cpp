@@ -20,7 +20,7 @@ struct Block {
 Block pastTheEnd{};
 
 /// Two slots of the system. One has a callback, which receives a thread's block when the thread ends. The
-/// other can be read until the thread has ended.
+/// other slot can be read until the thread has ended.
 class Slots {
  public:
   Slots() noexcept : looked_(::TlsAlloc()), calling_(::FlsAlloc(&end)) {
@@ -70,7 +70,7 @@ Block* makeBlock(void (*atEnd)(void*) noexcept) noexcept {
 }  // namespace
 
 void* threadBlock(void (*atEnd)(void*) noexcept) noexcept {
-  // Reading a slot sets the last error. It is restored, because a caller may be about to read it.
+  // Reading a slot sets the last error. The last error is restored, because a caller may be about to read it.
   const DWORD error = ::GetLastError();
   Block* block = slots().find();
   if (block == nullptr) block = makeBlock(atEnd);
