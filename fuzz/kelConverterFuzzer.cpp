@@ -187,7 +187,8 @@ void compare(const Call& call, const Outcome& expected, Convert convert) {
          "the bytes of a conversion");
 }
 
-/// Nothing to convert: a null source, which leaves the destination unchanged, or a length of at most 0.
+/// Checks calls with nothing to convert: a null source, which leaves the destination unchanged, or a length
+/// of at most 0.
 void compareNothing(const Call& call, int length) {
   const char byte = 'x';
   compare(call, {std::nullopt, 0, untouched(call)}, [&](char* destination) {

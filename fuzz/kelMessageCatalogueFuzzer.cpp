@@ -26,8 +26,8 @@ using tarvo::util::MessageCatalogue;
 
 constexpr const char* languages[] = {"", "de", "pl", "ja"};
 
-/// The bytes with each character beyond ASCII replaced by its escapes, which any reader reads in the same
-/// way. Empty if a character has no escape.
+/// Returns the bytes with each non-ASCII character replaced by its escapes, which any reader reads in the
+/// same way. Empty if a character has no escape.
 std::string escaped(const icu::UnicodeString& text) {
   std::string bytes;
   for (const char16_t unit : units(text)) {

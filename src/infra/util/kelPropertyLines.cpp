@@ -32,7 +32,7 @@ std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
 /// Returns the eight units of a key from `depth` on as one number. If two keys differ in these units, their
 /// numbers are in the order of the keys, or they are equal. A byte 0 means the unit 0 or the end of the key.
 /// A byte 255 means any unit from 255 on, and zeros follow it. Keys with different units can have the same
-/// number only if it contains such a byte.
+/// number only if the number contains a byte 0 or 255.
 std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   const std::size_t rest = key.size() - std::min(depth, key.size());
   const std::size_t taken = std::min(rest, wordBytes);

@@ -7,7 +7,8 @@ namespace tarvo::util {
 
 /// A list of numbers in which one number changes, and the numbers before a place are added up, both in a time
 /// proportional to the logarithm of the list's length. (Each entry of the tree is the total of a range of
-/// numbers: of the last 2^k up to its own, where 2^k is the largest power of two that divides its position.)
+/// numbers. The range ends at the entry's position. Its length is the largest power of two that divides the
+/// position.)
 class RunningTotals {
  public:
   /// The total of the numbers before `index`.

@@ -438,7 +438,7 @@ TEST(SocketServerThreads, ConcurrentClosesCloseNoReusedDescriptor) {
   EXPECT_GT(strangers.conversations(), 0U);
 }
 
-// The same without a client; the close starts only after the wait has begun.
+// Makes the same test without a client; the close starts only after the wait has begun.
 TEST(SocketServerThreads, EndsAWaitBeforeItsDescriptorCanBeReused) {
   ROW("seed", seed);
   Jitter jitter(seed);

@@ -105,7 +105,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
-  /// The same for the text at the start and at the end of the accessible memory.
+  /// Makes the same check with the text at the start and at the end of the accessible memory.
   void expectCountedAsByTheModel(const std::string& text) {
     for (char* const at : rowsOf({source_.front(), source_.back(text.size())})) {
       if (!text.empty()) std::memcpy(at, text.data(), text.size());
@@ -134,7 +134,7 @@ class KernelsOfThisProcessor : public testing::TestWithParam<const Kernels*> {
     }
   }
 
-  /// The same for the conversion to UTF-8, into a buffer for all bytes of the text.
+  /// Makes the same check for the conversion to UTF-8, into a buffer for all bytes of the text.
   void expectWrittenAsIcuWrites(const icu::UnicodeString& text) {
     const std::u16string units(text.getBuffer(), static_cast<std::size_t>(text.length()));
     std::string all;

@@ -604,7 +604,8 @@ TEST_P(LongChains, RaiseAnErrorIfTheyFormACycle) {
 INSTANTIATE_TEST_SUITE_P(WithKeys, LongChains, ::testing::Bool(),
                          [](const auto& up) { return up.param ? "GoingUp" : "GoingDown"; });
 
-// This would take hours if each replacement searched the value from its start or moved its rest.
+// The test would take hours if each replacement searched the value from its start or moved the rest of the
+// value.
 TEST(PropertiesReferences, InOneLongValueAreReplacedInOnePass) {
   constexpr int count = 1'000'000;
   ExtendedProperties properties;

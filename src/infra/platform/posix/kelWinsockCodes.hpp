@@ -16,8 +16,8 @@ extern const std::array<CodePair, 9> resolverCodes;
 /// Returns the Winsock code for an errno value; `wsa::systemCallFailure` if there is no counterpart.
 int winsockCode(int errnoValue) noexcept;
 
-/// Returns the Winsock code for a result of getaddrinfo. There is no entry for EAI_SYSTEM, which means that
-/// errno contains the code.
+/// Returns the Winsock code for a result of getaddrinfo. The table has no entry for EAI_SYSTEM: that result
+/// means that errno contains the code.
 int winsockResolverCode(int result) noexcept;
 
 /// Returns the result of getaddrinfo for a Winsock code of the resolver; 0 if there is no counterpart.
