@@ -2,6 +2,10 @@
 # Inspects a built library or object. Each command fails unless its statement holds.
 #   inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
 #   inspect.sh list-exports LIBRARY      prints that list
+#   inspect.sh layout OBJECT HEADERS LIST
+#                                        the public classes in the folder HEADERS have the sizes, alignments and
+#                                        offsets of the list; publicClasses.cpp is compiled to OBJECT
+#   inspect.sh list-layout OBJECT HEADERS prints that list
 #   inspect.sh data LIBRARY NAME...      each name is exported and names an object, not a function
 #   inspect.sh initialisers LIBRARY      loading the library constructs ossOut and nothing else
 #   inspect.sh imports LIBRARY           the library calls no function that reads the environment or a file,
@@ -71,7 +75,23 @@ list_exports() {
   exported "$1" | c++filt | without_icu_version | sort -u
 }
 
+# list_layout OBJECT HEADERS
+list_layout() {
+  local list
+  list=$(gdb -nx -batch -iex "python headers = '$2'" -x "$(dirname "$0")/layout.py" "$1" 2>&1) &&
+    grep -q '^tarvo::.*: size' <<<"$list" || fail "gdb cannot list the classes: $list"
+  if grep 'is not described$' <<<"$list" >&2; then fail "publicClasses.cpp leaves out these classes"; fi
+  printf '%s\n' "$list"
+}
+
 case ${1:-} in
+  list-layout) list_layout "$2" "$3" ;;
+  layout)
+    list=$(list_layout "$2" "$3")
+    difference=$(diff <(printf '%s\n' "$list") "$4") ||
+      fail "< is the layout, > is the listed one (docs/testing.md says when scripts/exports may renew the list):
+$difference"
+    ;;
   list-exports) list_exports "$2" ;;
   exports)
     difference=$(diff <(list_exports "$2") <(without_icu_version <"$3" | sort -u)) ||
