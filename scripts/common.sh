@@ -109,8 +109,8 @@ need_programs() {
 }
 
 toolchain=(g++ cmake ninja-build libicu-dev libhwy-dev pkg-config)
-test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev binutils gdb
-  icu-devtools locales python3 default-jdk-headless reuse)
+test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev abigail-tools
+  binutils gdb icu-devtools locales python3 default-jdk-headless reuse)
 
 need_toolchain() {
   need "${toolchain[@]}"

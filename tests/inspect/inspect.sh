@@ -3,8 +3,8 @@
 #   inspect.sh exports LIBRARY LIST      the exported names are exactly those of the list
 #   inspect.sh list-exports LIBRARY      prints that list
 #   inspect.sh layout OBJECT HEADERS LIST
-#                                        the public classes in the folder HEADERS have the sizes, alignments and
-#                                        offsets of the list; publicClasses.cpp is compiled to OBJECT
+#                                        the public classes in the folder HEADERS have the sizes, alignments
+#                                        and offsets of the list; OBJECT is compiled from publicClasses.cpp
 #   inspect.sh list-layout OBJECT HEADERS prints that list
 #   inspect.sh data LIBRARY NAME...      each name is exported and names an object, not a function
 #   inspect.sh initialisers LIBRARY      loading the library constructs ossOut and nothing else
@@ -89,7 +89,7 @@ case ${1:-} in
   layout)
     list=$(list_layout "$2" "$3")
     difference=$(diff <(printf '%s\n' "$list") "$4") ||
-      fail "< is the layout, > is the listed one (docs/testing.md says when scripts/exports may renew the list):
+      fail "< is the layout, > is the listed one (docs/testing.md, \"ABI gate\", says when to renew the list):
 $difference"
     ;;
   list-exports) list_exports "$2" ;;

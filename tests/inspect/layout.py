@@ -1,11 +1,11 @@
-"""Runs in gdb: prints the layout of the classes and enumerations of namespace tarvo that the debug information
-of an object describes.
+"""Runs in gdb: prints the layout of the classes and enumerations of namespace tarvo that the debug
+information of an object describes.
 
     gdb -nx -batch -iex "python headers = 'include'" -x layout.py OBJECT
 
-Each class is a line with its size and alignment; the lines after it are its bases and members with offset and
-size in bytes. Each enumeration is a line with its size; the lines after it are its values. Classes of a header
-that are not described are an error.
+Each class is a line with its size and alignment; the lines after it are its bases and members with offset
+and size in bytes. Each enumeration is a line with its size; the lines after it are its values. Classes of a
+header that are not described are an error.
 """
 
 import pathlib

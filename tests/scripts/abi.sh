@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# abi.sh ROOT: scripts/abi accepts added functions and changes that exports/accepted.md states, and reports each
-# other change that programs notice. It fails where it cannot compare.
+# abi.sh ROOT: scripts/abi accepts added functions and changes that exports/accepted.md states, and reports
+# each other change that programs notice. It fails where it cannot compare.
 . "$1/scripts/common.sh"
 
 folder=$(mktemp -d)
