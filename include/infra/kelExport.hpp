@@ -2,6 +2,12 @@
 
 #include <cstddef>
 
+// Without this sentence some headers compile, and others fail with messages that name no cause. Microsoft's
+// compiler states the standard in _MSVC_LANG.
+#if __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
+#error "KELINFRA needs C++17 or C++20: compile with -std=c++17"
+#endif
+
 /// Public classes contain containers of the C++ library. Two settings of libstdc++ (the old ABI and checked
 /// containers) change the size of these containers. A program and a library that are compiled with different
 /// settings would disagree on the offsets of members. The checks below turn this into a compile error.

@@ -2,7 +2,7 @@
 # compile.sh COMPILER SOURCE [FLAG...]
 # Compiles SOURCE without output. The compiler must report an error or a warning on every line that ends in
 # "// reported: PATTERN", with a message that matches the extended regular expression PATTERN, and on no other
-# line.
+# line. Its output must contain each TEXT of the lines "// shows: TEXT", for example a line of a declaration.
 set -euo pipefail
 
 compiler=$1
@@ -10,9 +10,9 @@ source=$2
 shift 2
 
 # LINE MESSAGE of each report; one of another file has that file's name instead of the line.
-reports=$(LC_ALL=C "$compiler" -fsyntax-only -std=c++17 "$@" "$source" 2>&1 |
-  sed -nE -e "s#^$source:([0-9]+):[0-9]+: ((fatal )?error|warning): #\\1 #p; t" \
-    -e 's/^(.*): ((fatal )?error|warning): /\1 /p' || true)
+output=$(LC_ALL=C "$compiler" -fsyntax-only -std=c++17 "$@" "$source" 2>&1) || true
+reports=$(sed -nE -e "s#^$source:([0-9]+):[0-9]+: ((fatal )?error|warning): #\\1 #p; t" \
+    -e 's/^(.*): ((fatal )?error|warning): /\1 /p' <<<"$output")
 
 failed=0
 fails() {
@@ -32,4 +32,8 @@ done < <(grep -n '// reported: ' "$source")
 while read -r line message; do
   case $marked in *" $line "*) ;; *) [ -z "$line" ] || fails "line $line is not marked, but: $message" ;; esac
 done <<<"$reports"
+while IFS=: read -r line text; do
+  grep -vE '// (shows|reported): ' <<<"$output" | grep -qF -e "${text#*// shows: }" ||
+    fails "line $line: the compiler does not show \"${text#*// shows: }\""
+done < <(grep -n '// shows: ' "$source")
 exit $failed

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # settings.sh COMPILER INCLUDE...: each public header in the first folder refuses, with a sentence, the
-# settings that change the size of the C++ library's containers, and accepts the setting that does not.
-# Checked containers are accepted only together with the definition of a library that was built with them.
+# settings that change the size of the C++ library's containers, and accepts the setting that does not. In
+# C++14 such a sentence is the first error. Checked containers are accepted only together with the definition
+# of a library that was built with them.
 set -euo pipefail
 
 compiler=$1
@@ -15,24 +16,25 @@ accepted() {
   "$compiler" -std=c++17 "${folders[@]}" "${@:2}" -fsyntax-only -x c++ - <<<"#include \"$1\"" || failed=1
 }
 
-# refused HEADER SETTING SENTENCE
+# refused HEADER FLAG SENTENCE
 refused() {
   local output
-  local -a preprocess=("$compiler" -std=c++17 "${folders[@]}" "-D$2" -Wfatal-errors -E -o /dev/null -x c++)
+  local -a preprocess=("$compiler" -std=c++17 "$2" "${folders[@]}" -Wfatal-errors -E -o /dev/null -x c++)
   if output=$("${preprocess[@]}" "$headers/$1" 2>&1); then
-    printf '%s: -D%s is accepted\n' "$1" "$2"
+    printf '%s: %s is accepted\n' "$1" "$2"
     failed=1
   elif ! grep -qF "$3" <<<"$output"; then
-    printf '%s: -D%s is refused without the sentence "%s":\n%s\n' "$1" "$2" "$3" "$output"
+    printf '%s: %s is refused without the sentence "%s":\n%s\n' "$1" "$2" "$3" "$output"
     failed=1
   fi
 }
 
 count=0
 while read -r header; do
-  refused "$header" _GLIBCXX_USE_CXX11_ABI=0 "compile without -D_GLIBCXX_USE_CXX11_ABI=0"
-  refused "$header" _GLIBCXX_DEBUG "use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
-  refused "$header" KELINFRA_CHECKED_CONTAINERS "built with checked containers: compile with -D_GLIBCXX_DEBUG"
+  refused "$header" -D_GLIBCXX_USE_CXX11_ABI=0 "compile without -D_GLIBCXX_USE_CXX11_ABI=0"
+  refused "$header" -D_GLIBCXX_DEBUG "use -D_GLIBCXX_ASSERTIONS and not -D_GLIBCXX_DEBUG"
+  refused "$header" -DKELINFRA_CHECKED_CONTAINERS "with checked containers: compile with -D_GLIBCXX_DEBUG"
+  refused "$header" -std=c++14 "KELINFRA needs C++17 or C++20: compile with -std=c++17"
   accepted "$header" -D_GLIBCXX_ASSERTIONS
   accepted "$header" -D_GLIBCXX_DEBUG -DKELINFRA_CHECKED_CONTAINERS
   count=$((count + 1))

@@ -93,7 +93,7 @@ class KELINFRA_API Socket {
 
   /// Not assignable: it would be unclear whether the old handle is closed. To fill a list again, use
   /// push_back or insert.
-  Socket& operator=(const Socket& other) = delete;
+  Socket& operator=(const Socket& other) = delete;  // keep sockets in a std::list, not in a std::vector
 
   // --- connect and close ------------------------------------------------------------------------------
 
@@ -121,7 +121,7 @@ class KELINFRA_API Socket {
   ///            as the constructor, with host and port: Winsock does not start for the wait
   ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
-               const unsigned long long* timeout);
+               const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
   /// Closes an owned handle, without a shutdown before it, and resets host and port. Does nothing on a view,
   /// or if there is no handle. Raises nothing.

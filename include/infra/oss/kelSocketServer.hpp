@@ -75,7 +75,7 @@ class KELINFRA_API SocketServer {
   ///             the argument is the port on which it listened
   ///             the mapped error
   ///             as the constructor of `Socket`, with host text and port: Winsock does not start again
-  void accept(Socket& client, const unsigned long long* timeout);
+  void accept(Socket& client, const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
   /// Stops listening. Accepted connections stay open. If the server does not listen, nothing happens. Raises
   /// nothing.
