@@ -1,10 +1,15 @@
-"""Draws time against size, one SVG for each class: draw(times, folder) -> {class: file name}.
+#!/usr/bin/env python3
+"""Draws time against size, one SVG for each class: draw(times, folder) -> {class: file name}. Both axes are
+logarithmic.
 
-Both axes are logarithmic. The ground is light or dark, as the viewer's settings demand.
+    pictures.py PAGE PICTURE    draws the table "Ten tasks" of PAGE, which report.py wrote, into PICTURE
+
+The ground is light or dark, as the viewer's settings demand.
 """
 import math
 import os
 import re
+import sys
 from collections import defaultdict
 from xml.sax.saxutils import escape
 
@@ -22,6 +27,8 @@ COLOURS = [
 OUR_COLOUR = "#e5484d"
 
 PANEL_WIDTH, PANEL_HEIGHT, COLUMNS = 660, 250, 2
+# The picture of ten tasks: the left edge of the bars, the width of a bar for the alternative's time.
+BARS, BAR_WIDTH, BAR_HEIGHT = 330, 300, 26
 PLOT = {"left": 62, "top": 34, "width": 290, "height": 168}
 
 STYLE = """
@@ -29,6 +36,7 @@ STYLE = """
   text { font: 12px sans-serif; fill: #1f2328 }
   .title { font-weight: bold }
   .grid { stroke: #d5dae0; stroke-width: 1 }
+  .limit { stroke: #7b8794; stroke-width: 2 }
   @media (prefers-color-scheme: dark) {
     .ground { fill: #0d1117 }
     text { fill: #e6edf3 }
@@ -158,19 +166,25 @@ def panel(family, lines, pen_of):
     return "\n".join(parts)
 
 
+def svg(width, height, parts):
+    size = f'width="{width}" height="{height}" viewBox="0 0 {width} {height}"'
+    return "\n".join([
+        f'<svg xmlns="http://www.w3.org/2000/svg" {size}>',
+        f"<style>{STYLE}</style>",
+        f'<rect class="ground" width="{width}" height="{height}"/>',
+        *parts,
+    ]) + "\n</svg>\n"
+
+
 def picture(found):
     pen_of = pens(candidate for lines in found.values() for candidate in lines)
     columns = min(COLUMNS, len(found))
     width, height = columns * PANEL_WIDTH, math.ceil(len(found) / columns) * PANEL_HEIGHT
-    parts = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" viewBox="0 0 {width} {height}">',
-        f"<style>{STYLE}</style>",
-        f'<rect class="ground" width="{width}" height="{height}"/>',
-    ]
+    parts = []
     for i, (family, lines) in enumerate(found.items()):
         parts.append(f'<g transform="translate({i % columns * PANEL_WIDTH} {i // columns * PANEL_HEIGHT})">')
         parts.append(panel(family, lines, pen_of) + "\n</g>")
-    return "\n".join(parts) + "\n</svg>\n"
+    return svg(width, height, parts)
 
 
 def draw(times, folder):
@@ -181,3 +195,32 @@ def draw(times, folder):
         with open(os.path.join(folder, files[name]), "w", encoding="utf-8") as out:
             out.write(picture(found))
     return files
+
+
+def ten_tasks(page):
+    """The table "Ten tasks" of a page as bars: KELINFRA's time; the alternative's time is the line."""
+    rows = re.findall(r"^\| (.*) \| (.*) \| (.*) \| (.*) \| ([0-9.]+) \|$", page.split("## Goals")[0], re.M)
+    height = 44 + BAR_HEIGHT * len(rows)
+    end = BARS + BAR_WIDTH
+    labels = BARS + BAR_WIDTH * max(1, *(float(row[4]) for row in rows)) + 12
+    parts = [text(8, 20, f"Time of {OURS}; the line is the alternative's time", ' class="title"')]
+    for row, (task, ours, other, _, ratio) in enumerate(rows):
+        y = 34 + row * BAR_HEIGHT
+        length = BAR_WIDTH * float(ratio)
+        parts.append(text(8, y + 16, task))
+        parts.append(f'<rect x="{BARS}" y="{y + 4}" width="{length:.1f}" height="16" fill="{OUR_COLOUR}"/>')
+        parts.append(text(labels, y + 16, f"{ours}: {ratio} of {other}"))
+    parts.append(line(end, 30, end, height - 10).replace('"grid"', '"limit"'))
+    return svg(math.ceil(labels) + 300, height, parts)
+
+
+def main():
+    page, picture_file = sys.argv[1:]
+    with open(page, encoding="utf-8") as file:
+        drawn = ten_tasks(file.read())
+    with open(picture_file, "w", encoding="utf-8") as out:
+        out.write(drawn)
+
+
+if __name__ == "__main__":
+    main()

@@ -193,6 +193,9 @@ def main():
         text = document(results, goals, drawn, notes.read())
     with open(output_file, "w", encoding="utf-8") as out:
         out.write(text)
+    picture = os.path.join(os.path.dirname(output_file), "pictures", "ten-tasks.svg")
+    with open(picture, "w", encoding="utf-8") as out:
+        out.write(pictures.ten_tasks(text))
 
 
 main()

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Configures the project in other ways than this build.
-#   configure.sh old ROOT COMPILER KIND               CMake refuses versions that are too old, and README.md
-#                                                     names the oldest ones
+#   configure.sh old ROOT COMPILER KIND               CMake refuses versions that are too old; docs/install.md
+#                                                     and README.md name the oldest ones
 #   configure.sh warnings ROOT COMPILER KIND VERSION  warnings are errors only for the named compilers
 #   configure.sh kernels ROOT COMPILER KIND           each kernel file uses only its instruction set, although
 #                                                     the rest is compiled for a processor that has more
@@ -35,8 +35,11 @@ refuses() {
 # oldest KIND: the oldest version that CMake accepts.
 oldest() { sed -n "s/^set(KELINFRA_OLDEST_$1 \(.*\))$/\1/p" "$root/cmake/KelinfraRequirements.cmake"; }
 
-# named PATTERN: README.md's table must contain it.
-named() { grep -qE "^\| .*$1" "$root/README.md" || fail "README.md's table does not contain: $1"; }
+# named PATTERN PAGE...: a line of each page must contain it.
+named() {
+  local page
+  for page in "${@:2}"; do grep -qE "$1" "$root/$page" || fail "$page does not contain: $1"; done
+}
 
 # Pretend to CMake that the compiler, ICU and Highway are too old.
 make_old() {
@@ -71,10 +74,11 @@ case $1 in
     refuses "$kind" "$(oldest "$kind")" -D CMAKE_CXX_COMPILER="$work/c++"
     refuses ICU "$(oldest ICU)" -D ICU_INCLUDE_DIR="$work"
     refuses Highway "$(oldest Highway)" -D KELINFRA_HIGHWAY_HEADERS="$work"
-    named "GCC $(oldest GNU) or later, Clang $(oldest Clang) or later"
-    named "ICU .* $(oldest ICU) or later"
-    named "Highway .* $(oldest Highway) or later"
-    named "CMake $(sed -n 's/^cmake_minimum_required(VERSION \(.*\))$/\1/p' "$root/CMakeLists.txt") or later"
+    named "GCC $(oldest GNU) or later, Clang $(oldest Clang) or later" docs/install.md README.md
+    named "ICU (\|.* )?$(oldest ICU) or later" docs/install.md README.md
+    named "Highway .* $(oldest Highway) or later" docs/install.md
+    cmake=$(sed -n 's/^cmake_minimum_required(VERSION \(.*\))$/\1/p' "$root/CMakeLists.txt")
+    named "CMake $cmake or later" docs/install.md README.md
     ;;
   warnings)
     name=$kind-${5%%.*}
