@@ -36,8 +36,8 @@ def sources(root):
 
 class Navigation:
     """docs/navigation.txt: a line "# SECTION" begins a section, "PAGE" is a page. A name with "*" means the
-    pages that are not named, in the order of their names, "reference" means the pages of the headers, and
-    "not PAGE" a file that is no page."""
+    pages that are not named, index.md first, the others in the order of their names. "reference" means the
+    pages of the headers, and "not PAGE" a file that is no page."""
 
     def __init__(self, root, found, errors):
         self.sections = []  # (title, [source, or None for the reference])
@@ -53,6 +53,7 @@ class Navigation:
                 self.sections[-1][1].append(None)
             elif "*" in line:
                 matching = [name for name in fnmatch.filter(found, line) if name not in named | listed]
+                matching.sort(key=lambda name: (not name.endswith("/index.md"), name))
                 self.sections[-1][1].extend(matching)
                 listed.update(matching)
             else:
@@ -310,12 +311,26 @@ class Site:
                                + re.findall(r"^#\s*(define) (\w+)", text, re.M)):
                 if name not in found:
                     self.errors.append(f"{file.name}: {kind} {name} is not in the reference")
+        self.check_identifiers()
         self.check_exports(collections.Counter(re.sub(r"-\d+$", "", anchor) for anchor in anchors))
         classes = sum(1 for header in self.headers for _ in header.types())
         members = sum(len(group.declarations) for header in self.headers for group in header.groups())
-        identifiers = sum(name.startswith("docs/errors/") for name in self.navigation.pages)
+        identifiers = len(self.pages_of_errors())
         print(f"{len(pages)} pages, {len(headers)} headers, {classes} classes, {members} declarations, "
               f"{identifiers} pages of errors")
+
+    def pages_of_errors(self):
+        return {Path(name).stem for name in self.navigation.pages
+                if re.match(r"docs/errors/(QN_)?ERR_", name)}
+
+    def check_identifiers(self):
+        """Each identifier of the table has a page, and each page of an error has an identifier."""
+        table = json.loads((self.root / "errors/identifiers.json").read_text("utf-8"))
+        identifiers = {entry["identifier"] for entry in table["identifiers"]}
+        pages = self.pages_of_errors()
+        if pages:
+            self.errors += [f"docs/errors: {name} is no identifier or has no page"
+                            for name in sorted(identifiers ^ pages)]
 
     def check_exports(self, shown):
         """Each name that the library exports has as many declarations in the reference as overloads."""

@@ -70,7 +70,10 @@ FILES = {
     "docs/more.md": "# More\n\n| a | b |\n|---|---|\n| 1 | 2 |\n\n## A second heading\n\nText.\n\n"
                     "```cpp\nint wide = 0;  // " + "wide " * 60 + "\n```\n",
     "docs/pictures/a.svg": '<svg xmlns="http://www.w3.org/2000/svg" width="10" height="10"></svg>\n',
-    "docs/navigation.txt": "# All\nREADME.md\ndocs/*\nreference\n",
+    "docs/navigation.txt": "# All\nREADME.md\ndocs/more.md\nreference\n# Errors\ndocs/errors/*\n",
+    "docs/errors/ERR_TOO_MANY.md": "# ERR_TOO_MANY\n\nToo many.\n",
+    "docs/errors/index.md": "# Errors\n\nERR_TOO_MANY\n",
+    "errors/identifiers.json": '{"identifiers": [{"identifier": "ERR_TOO_MANY"}]}',
     "exports/linux.txt": "aFunction\ntarvo::oss::Counter::Counter(int)\ntarvo::oss::Counter::first()\n"
                          "tarvo::oss::install(tarvo::oss::Counter const&)\n",
     "include/infra/oss/kelCounter.hpp": HEADER,
@@ -85,9 +88,11 @@ FAULTS_OF_SOURCES = [
     ("README.md", "![a picture]", "![]", "docs/pictures/a.svg has no text for people who cannot see it"),
     ("README.md", "![a picture](docs/pictures/a.svg)", "", "docs/pictures/a.svg: no page shows this picture"),
     ("README.md", "# Small", "Small", "README.md: does not begin with a title"),
-    ("docs/navigation.txt", "docs/*\n", "", "docs/more.md: is in no section of docs/navigation.txt"),
-    ("docs/navigation.txt", "docs/*\n", "docs/more.md\ndocs/gone.md\n", "there is no page docs/gone.md"),
-    ("docs/navigation.txt", "docs/*\n", "docs/more.md\nnot docs/gone.md\n", "there is no page docs/gone.md"),
+    ("docs/navigation.txt", "docs/more.md\n", "", "docs/more.md: is in no section of docs/navigation.txt"),
+    ("docs/navigation.txt", "reference\n", "docs/gone.md\n", "there is no page docs/gone.md"),
+    ("docs/navigation.txt", "reference\n", "not docs/gone.md\n", "there is no page docs/gone.md"),
+    ("errors/identifiers.json", "TOO_MANY", "TOO_FEW",
+     "docs/errors: ERR_TOO_FEW is no identifier or has no page"),
     ("exports/linux.txt", "first()\n", "first()\ntarvo::oss::Counter::first(int)\n",
      "exports/linux.txt has 2 of Counter.first, the reference 1"),
     ("include/infra/oss/kelCounter.hpp", "  void first();\n", "",
@@ -183,7 +188,7 @@ class Site(unittest.TestCase):
     def test_builds_a_page_for_each_file_and_header(self):
         built = self.build()
         self.assertEqual((built.returncode, built.stderr), (0, ""))
-        self.assertEqual(built.stdout, "4 pages, 1 headers, 1 classes, 9 declarations, 0 pages of errors\n")
+        self.assertEqual(built.stdout, "6 pages, 1 headers, 1 classes, 9 declarations, 1 pages of errors\n")
 
     def test_shows_each_public_declaration_with_its_anchor(self):
         page = self.reference()
@@ -205,7 +210,7 @@ class Site(unittest.TestCase):
         page = self.reference()
         self.assertIn('<th scope="row" class="short"><code>by</code></th>'
                       "<td><div>how much; a row that continues</div></td>", page)
-        self.assertIn("<div>ERR_TOO_MANY (limit): too many</div><div>std::bad_alloc: no memory</div>", page)
+        self.assertIn(" (limit): too many</div><div>std::bad_alloc: no memory</div>", page)
         self.assertIn('<code>Counter counter;   <span class="comment">// an example</span></code>', page)
         self.assertIn('<h3 id="ask-a-heading">ask; a heading</h3>', page)
         self.assertIn('<a href="../docs/more.html">docs/more.md</a>', page)
@@ -214,6 +219,11 @@ class Site(unittest.TestCase):
         self.reference()
         self.assertIn('<a href="reference/Counter.html#Counter.count"><code>Counter::count</code></a>',
                       (self.site / "index.html").read_text(encoding="utf-8"))
+
+    def test_links_identifiers_to_their_pages_and_lists_the_index_first(self):
+        page = self.reference()
+        self.assertIn('<a href="../docs/errors/ERR_TOO_MANY.html">ERR_TOO_MANY</a> (limit): too many', page)
+        self.assertLess(page.index(">Errors</a>"), page.index(">ERR_TOO_MANY</a>"))
 
     def test_escapes_html_of_pages(self):
         self.write({"docs/more.md": "# More\n\n## A second heading\n\n<script>alert(1)</script> and `<b>`\n"})
