@@ -127,7 +127,10 @@ class Browser:
 
     def open(self, page):
         self.driver.get("about:blank")  # else a page with another anchor would not be loaded
-        self.driver.get(self.site.as_uri() + "/" + page)
+        address = self.site.as_uri() + "/" + page
+        self.driver.get(address)
+        self.wait(f"return document.readyState === 'complete' && location.href === {json.dumps(address)}",
+                  f"opening {page}")
 
     def name(self, address):
         return address.removeprefix(self.site.as_uri() + "/")
