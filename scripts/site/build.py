@@ -70,14 +70,12 @@ class Navigation:
 class Site:
     def __init__(self, root, output):
         self.root, self.output = root, output
-        self.book = markup.Book()
+        self.book = markup.Book(root)
         self.errors = self.book.errors
         self.made = []
         names = sources(root)
         self.navigation = Navigation(root, names, self.errors)
         self.book.pages = {name: address_of(name) for name in self.navigation.pages}
-        self.book.files = {str(file.relative_to(root)) for pattern in ("*", "docs/**/*", "examples/**/*")
-                           for file in root.glob(pattern) if file.is_file()}
         for name in self.navigation.pages:
             if name.startswith("docs/errors/"):
                 self.book.names[Path(name).stem] = address_of(name)
@@ -124,7 +122,8 @@ class Site:
                 if anchor and anchor not in anchors[address]:
                     self.errors.append(f"{page.source}: {address} has no heading #{anchor}")
         shown = self.book.pictures
-        for picture in sorted(file for file in self.book.files if file.startswith("docs/pictures/")):
+        for file in sorted((self.root / "docs/pictures").glob("*")):
+            picture = str(file.relative_to(self.root))
             if picture not in shown:
                 self.errors.append(f"{picture}: no page shows this picture")
 

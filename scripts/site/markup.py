@@ -62,13 +62,13 @@ def scrolling(table):
 class Book:
     """What links can lead to: pages, files to be copied, and names of the reference."""
 
-    def __init__(self):
+    def __init__(self, root):
+        self.root = root
         self.pages = {}     # source -> address of its page in the site
         self.pictures = set()  # pictures that pages show
         self.names = {}     # Class or Class::member -> address
         self.errors = []    # "place: what is wrong"
-        self.files = set()  # other files that pages may refer to
-        self.texts = {}     # those that a page leads to -> address of the page that shows them
+        self.texts = {}     # other files that a page leads to -> address of the page that shows them
 
     def relative(self, target, page):
         """The address `target` as seen from the page."""
@@ -198,7 +198,7 @@ class Markdown:
 
     def image(self, page, child):
         picture = self.resolved(page, child.attrGet("src"))
-        if picture not in self.book.files:
+        if not (self.book.root / picture).is_file():
             self.book.errors.append(f"{page.source}: there is no picture {picture}")
         if not child.content:
             self.book.errors.append(f"{page.source}: {picture} has no text for people who cannot see it")
@@ -213,7 +213,7 @@ class Markdown:
         path, _, anchor = link.partition("#")
         source = self.resolved(page, path) if path else page.source
         address = self.book.pages.get(source)
-        if address is None and source in self.book.files:
+        if address is None and (self.book.root / source).is_file():
             address = self.book.texts.setdefault(source, source + ".html")
         if address is None:
             self.book.errors.append(f"{page.source}: the link {link} leads to no page")

@@ -225,6 +225,13 @@ class Site(unittest.TestCase):
         self.assertIn('<a href="../docs/errors/ERR_TOO_MANY.html">ERR_TOO_MANY</a> (limit): too many', page)
         self.assertLess(page.index(">Errors</a>"), page.index(">ERR_TOO_MANY</a>"))
 
+    def test_shows_a_file_that_is_no_page_as_text(self):
+        self.write({"LICENSE": "Free & <open>\n",
+                    "docs/more.md": "# More\n\n## A second heading\n\n[Licence](../LICENSE)\n"})
+        self.reference()
+        self.assertIn('href="../LICENSE.html"', (self.site / "docs/more.html").read_text(encoding="utf-8"))
+        self.assertIn("Free &amp; &lt;open&gt;", (self.site / "LICENSE.html").read_text(encoding="utf-8"))
+
     def test_escapes_html_of_pages(self):
         self.write({"docs/more.md": "# More\n\n## A second heading\n\n<script>alert(1)</script> and `<b>`\n"})
         self.reference()
