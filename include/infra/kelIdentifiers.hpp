@@ -93,25 +93,25 @@ inline constexpr char16_t ERR_WSASTARTUP_FAILED[] = u"ERR_WSASTARTUP_FAILED";
 /// maximum.
 inline constexpr char16_t QN_ERR_OUT_OF_MEMORY[] = u"QN_ERR_OUT_OF_MEMORY";
 
-/// SocketException ([host], [port]): The port is in use.
+/// SocketException (host, port): The port is in use.
 inline constexpr char16_t QN_ERR_SOCKET_ADDRESS_IN_USE[] = u"QN_ERR_SOCKET_ADDRESS_IN_USE";
 
-/// SocketException ([host], [port]): The host refused the connection: nothing listens on the port.
+/// SocketException (host, port): The host refused the connection: nothing listens on the port.
 inline constexpr char16_t QN_ERR_SOCKET_CONNECTION_REFUSED[] = u"QN_ERR_SOCKET_CONNECTION_REFUSED";
 
-/// SocketException ([host], [port]): The peer ended the connection without an orderly end.
+/// SocketException (host, port): The peer ended the connection without an orderly end.
 inline constexpr char16_t QN_ERR_SOCKET_CONNECTION_RESET[] = u"QN_ERR_SOCKET_CONNECTION_RESET";
 
 /// SocketException (code, [host], [port]): A call of the system failed with a code that has no identifier.
 inline constexpr char16_t QN_ERR_SOCKET_ERROR[] = u"QN_ERR_SOCKET_ERROR";
 
-/// SocketException ([host], [port]): The system reports that the socket is not connected.
+/// SocketException (host, port): The system reports that the socket is not connected.
 inline constexpr char16_t QN_ERR_SOCKET_NOT_CONNECTED[] = u"QN_ERR_SOCKET_NOT_CONNECTED";
 
-/// SocketException ([host], [port]): The direction of the connection was shut down by this program.
+/// SocketException (host, port): The direction of the connection was shut down by this program.
 inline constexpr char16_t QN_ERR_SOCKET_SHUTDOWN[] = u"QN_ERR_SOCKET_SHUTDOWN";
 
-/// SocketException ([host], [port]): The system's timeout for a connection, or that of `setTimeout`, passed.
+/// SocketException (host, port): The system's timeout for a connection, or that of `setTimeout`, passed.
 inline constexpr char16_t QN_ERR_SOCKET_TIMEOUT[] = u"QN_ERR_SOCKET_TIMEOUT";
 
 }  // namespace tarvo::identifiers

@@ -50,7 +50,7 @@ def cpp(text):
 
 
 def block(text, language=""):
-    shown = cpp(text) if language in ("cpp", "internal-cpp") else escape(text)
+    shown = cpp(text) if language in ("cpp", "c++", "internal-cpp") else escape(text)
     return f'<pre tabindex="0"><code>{shown}</code></pre>\n'
 
 

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests scripts/errors: the table keeps the identifiers that programs depend on; faults are reported."""
+"""Tests scripts/errors and tests/errors/programs.py: the table keeps the identifiers that programs depend on;
+faults of the table, of the pages and of their programs are reported."""
 
 import hashlib
 import importlib.machinery
@@ -7,7 +8,6 @@ import importlib.util
 import json
 import pathlib
 import shutil
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -15,14 +15,24 @@ import unittest
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 SCRIPT = str(ROOT / "scripts" / "errors")
 sys.dont_write_bytecode = True
-loader = importlib.machinery.SourceFileLoader("errors", SCRIPT)
-errors = importlib.util.module_from_spec(importlib.util.spec_from_loader("errors", loader))
-loader.exec_module(errors)
+
+
+def module(name, path):
+    loader = importlib.machinery.SourceFileLoader(name, path)
+    loaded = importlib.util.module_from_spec(importlib.util.spec_from_loader(name, loader))
+    loader.exec_module(loaded)
+    return loaded
+
+
+errors = module("errors", SCRIPT)
+programs = module("programs", str(ROOT / "tests" / "errors" / "programs.py"))
 
 # The numbers grow with each new identifier. The lines of errors/accepted up to that number never change.
 IDENTIFIERS = 31
 ACCEPTED = 33
-ACCEPTED_SHA256 = "a9eaf33bfa2dc4367233bb862b622afd495ffa5dd3edb8f72c1ecc119d91587a"
+PAGES = 32  # with the index
+PROGRAMS = 59
+ACCEPTED_SHA256 = "4a331f2b93f5639499def47fce4cd71b35b2aea1fefa9046ac7b22b9c942db00"
 
 # what, the change of a copy of the table, the sentence
 CHANGES = [
@@ -99,45 +109,123 @@ class Errors(unittest.TestCase):
                 self.assertTrue(any(sentence in fault for fault in faults), faults)
 
 
+CURE = f"{errors.PROGRAMS}/ERR_MSGLIST_EMPTY.cure"
+RAISE = f"{errors.PROGRAMS}/ERR_SOCKET_TIMEOUT.raise"
+SEAM = "tests/infra/oss/kelFormatterSeamTest.cpp"
+
+# what, a file, its new text (None: it is deleted), the sentence
+PROGRAM_FAULTS = [
+    ("a program is missing", f"{CURE}.cpp", None, "EMPTY.cure.cpp is missing"),
+    ("an output is missing", f"{RAISE}.txt", None, "TIMEOUT.raise.txt is missing"),
+    ("a program belongs to no page", f"{errors.PROGRAMS}/ERR_NO.cure.cpp", "", "belongs to no identifier"),
+    ("an output belongs to no program", f"{errors.PROGRAMS}/ERR_NO.cure.txt", "", "belongs to no identifier"),
+    ("a page belongs to no identifier", f"{errors.PAGES}/ERR_NO.md", "", "belongs to no identifier"),
+    ("a cure raises an error", f"{CURE}.txt", "ERR_MSGLIST_EMPTY: []\n", "the cure raises ERR_MSGLIST_EMPTY"),
+    ("a program raises another error", f"{RAISE}.txt",
+     "oss::SocketException\nERR_SOCKET_CLOSED: [] - [a] [1]\n", "not the class and one message"),
+    ("a program has another class", f"{RAISE}.txt", "NLSException\nERR_SOCKET_TIMEOUT: [] - [a] [1]\n",
+     "not the class and one message"),
+    ("a program prints two messages", f"{RAISE}.txt",
+     "oss::SocketException\nERR_SOCKET_TIMEOUT: [] - [a] [1]\nERR_SOCKET_TIMEOUT: [] - [a] [1]\n",
+     "not the class and one message"),
+    ("a message lacks an argument", f"{RAISE}.txt", "oss::SocketException\nERR_SOCKET_TIMEOUT: [] - [a]\n",
+     "not the 2 arguments"),
+    ("the named test does not exist", SEAM, "TEST(A, B) {\n}\n", "has no test FormatSettings."),
+    ("the named test does not name the identifier", SEAM,
+     "TEST(FormatSettings, RaiseOutOfMemoryIfAFormatCannotBeCreatedAndStayUnchanged) {\n}\n", "has no test"),
+]
+
+
 class Files(unittest.TestCase):
-    def run_in_copy(self, change, *arguments):
-        """The exit status and what is printed in a copy of the project after `change`."""
+    def run_in_copy(self, change, checking=True):
+        """The problems in a copy of the project after `change`."""
         with tempfile.TemporaryDirectory() as folder:
             root = pathlib.Path(folder)
-            for path in [errors.TABLE, errors.ACCEPTED, *errors.files(table(), ROOT)]:
+            named = {entry["impossible"]["file"] for entry in table() if "impossible" in entry}
+            for path in [errors.TABLE, errors.ACCEPTED, *named, *errors.files(table(), ROOT)]:
                 (root / path).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy(ROOT / path, root / path)
-            for path in errors.FOLDERS:
-                shutil.copytree(ROOT / path, root / path, dirs_exist_ok=True)
+            shutil.copytree(ROOT / errors.PROGRAMS, root / errors.PROGRAMS)
             change(root)
-            command = [sys.executable, SCRIPT, *arguments, folder]
-            done = subprocess.run(command, text=True, capture_output=True)
-            self.left = {path: (root / path).read_text() for path in [errors.ACCEPTED]}
-            return done.returncode, done.stdout + done.stderr
+            problems, _ = errors.renew(root, checking)
+            self.accepted = (root / errors.ACCEPTED).read_text().splitlines()
+            return "\n".join(problems)
 
     def test_an_unchanged_copy_passes(self):
-        status, text = self.run_in_copy(lambda root: None, "--check")
-        self.assertEqual(status, 0, text)
+        self.assertEqual(self.run_in_copy(lambda root: None), "")
 
     def test_each_file_that_was_edited_or_is_missing_is_named(self):
-        for path in [*errors.files(table(), ROOT), errors.ACCEPTED]:
-            with self.subTest(path):
-                status, text = self.run_in_copy(lambda root: (root / path).write_text("x\n"), "--check")
-                self.assertEqual(status, 1)
-                self.assertIn(path, text)
+        paths = list(errors.files(table(), ROOT))
+
+        def change(root):
+            (root / paths[0]).unlink()
+            for path in paths[1:]:
+                (root / path).write_text((root / path).read_text() + "\n")
+
+        problems = self.run_in_copy(change)
+        for path in paths:
+            self.assertIn(f"{path} is not what scripts/errors writes", problems)
+
+    def test_each_fault_of_the_programs_is_reported(self):
+        for what, path, text, sentence in PROGRAM_FAULTS:
+            def change(root, path=path, text=text):
+                if text is None:
+                    (root / path).unlink()
+                else:
+                    (root / path).write_text(text)
+
+            with self.subTest(what):
+                self.assertIn(sentence, self.run_in_copy(change))
+
+    def test_there_are_all_pages_and_programs(self):
+        self.assertEqual(len(list((ROOT / errors.PAGES).glob("*.md"))), PAGES)
+        self.assertEqual(len(list((ROOT / errors.PROGRAMS).glob("*.cpp"))), PROGRAMS)
 
     def test_a_new_identifier_is_appended_to_the_accepted_ones(self):
         def add(root):
             data = json.loads((root / errors.TABLE).read_text())
             data["identifiers"].insert(0, {**data["identifiers"][0], "identifier": "ERR_AAA"})
             (root / errors.TABLE).write_text(json.dumps(data))
+            for file in (root / errors.PROGRAMS).glob("ERR_BASE64_INVALID_DATA.*"):
+                text = file.read_text().replace("ERR_BASE64_INVALID_DATA", "ERR_AAA")
+                file.with_name(file.name.replace("ERR_BASE64_INVALID_DATA", "ERR_AAA")).write_text(text)
 
-        status, text = self.run_in_copy(add, "--check")
-        self.assertEqual(status, 1)
-        self.assertIn("errors/accepted is not what", text)
-        self.run_in_copy(add)
-        line = "Base64Exception ERR_AAA unit:text"
-        self.assertEqual(self.left[errors.ACCEPTED].splitlines(), [*accepted(), line])
+        self.assertIn("errors/accepted is not what", self.run_in_copy(add))
+        self.assertEqual(self.run_in_copy(add, False), "")
+        self.assertEqual(self.accepted, [*accepted(), "Base64Exception ERR_AAA unit:text"])
+
+
+class Programs(unittest.TestCase):
+    """The comparison of what programs print, with a script in the place of the built programs."""
+
+    def problems(self, files, built, printed="port 80, 80\n", status=0):
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in files.items():
+                (pathlib.Path(folder) / name).write_text(text)
+            code = (f"import sys\nif len(sys.argv) < 2: print({built!r})\n"
+                    f"else: print({printed!r}, end=''); sys.exit({status})")
+            return list(programs.problems(pathlib.Path(folder), [sys.executable, "-c", code]))
+
+    def test_a_program_that_prints_what_its_file_has_passes(self):
+        self.assertEqual(self.problems({"a.cpp": "", "a.txt": "port PORT, PORT\n"}, "a"), [])
+
+    def test_each_difference_is_reported(self):
+        both = {"a.cpp": "", "a.txt": "port PORT, PORT\n"}
+        for what, arguments, sentence in [
+            ("no programs", ({}, ""), "no programs"),
+            ("no expectation", ({"a.cpp": ""}, "a"), "a: no expected output"),
+            ("no program", ({**both, "b.txt": ""}, "a"), "b.txt: no program"),
+            ("not built", (both, ""), "a: differs between the folder"),
+            ("built only", (both, "a b"), "b: differs between the folder"),
+            ("another text", (both, "a", "x\n"), "the program prints\nx"),
+            ("two ports", (both, "a", "port 80, 81\n"), "the program prints\nport 80, 81"),
+            ("no port", (both, "a", "port x, x\n"), "the program prints"),
+            ("more text", (both, "a", "port 80, 80\n\n"), "the program prints"),
+            ("a failure", (both, "a", "port 80, 80\n", 3), "[exit status 3]"),
+        ]:
+            with self.subTest(what):
+                found = self.problems(*arguments)
+                self.assertTrue(any(sentence in problem for problem in found), found)
 
 
 if __name__ == "__main__":

@@ -25,7 +25,7 @@ PROJECT = {
 {"identifier": "ERR_NO_KEY", "raised": {"KeyException": ["Door::open"]},
  "arguments": [{"name": "operation"}, {"name": "name"}]},
 {"identifier": "QN_ERR_RESET", "raised": {"DoorException": ["Door::knock"]},
- "arguments": [{"name": "host"}, {"name": "port"}], "code": 10054, "omissible": 2},
+ "arguments": [{"name": "host"}, {"name": "port"}], "code": 10054},
 {"identifier": "QN_ERR_SOCKET", "raised": {"DoorException": ["Door::knock"]},
  "arguments": [{"name": "code"}, {"name": "host"}, {"name": "port"}], "omissible": 2}
 ]}

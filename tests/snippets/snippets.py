@@ -47,7 +47,8 @@ OTHER_LANGUAGES = {
     "properties": "the format of a request, which tests/examples sends",
     "internal-cpp": "a line of the library's own sources, with names that programs do not have",
     "wrong-cpp": "a mistake; the compiler refuses it, or the page says what happens",
-    "text": "a drawing of lines and words",
+    "c++": "a program of docs/errors/programs, which tests/errors compiles and runs",
+    "text": "a drawing of lines and words, or the output of a program in c++",
     "transcript": "a run of the example programs; tests/examples compares their answers",
     "message": "what a compiler, a linker or a program says",
 }

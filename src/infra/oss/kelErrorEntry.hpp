@@ -77,7 +77,7 @@ struct Entry {
 /// An identifier that the error of a failed system call has for one of Winsock's codes.
 struct CodeEntry {
   int code;
-  Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>> entry;
+  Entry<Classes<SocketException>, Kinds<Host, Port>> entry;
 };
 
 /// Whether the arguments are those of an identifier: their number, their kinds, their order.

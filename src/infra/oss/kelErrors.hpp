@@ -68,19 +68,19 @@ inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     ERR_WSASTARTUP_FAILED{"ERR_WSASTARTUP_FAILED"};
 inline constexpr Entry<Classes<NLSException>, Kinds<Operation>>
     QN_ERR_OUT_OF_MEMORY{"QN_ERR_OUT_OF_MEMORY"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_ADDRESS_IN_USE{"QN_ERR_SOCKET_ADDRESS_IN_USE"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_CONNECTION_REFUSED{"QN_ERR_SOCKET_CONNECTION_REFUSED"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_CONNECTION_RESET{"QN_ERR_SOCKET_CONNECTION_RESET"};
 inline constexpr Entry<Classes<SocketException>, Kinds<Code>, Kinds<Host, Port>>
     QN_ERR_SOCKET_ERROR{"QN_ERR_SOCKET_ERROR"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_NOT_CONNECTED{"QN_ERR_SOCKET_NOT_CONNECTED"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_SHUTDOWN{"QN_ERR_SOCKET_SHUTDOWN"};
-inline constexpr Entry<Classes<SocketException>, Kinds<>, Kinds<Host, Port>>
+inline constexpr Entry<Classes<SocketException>, Kinds<Host, Port>>
     QN_ERR_SOCKET_TIMEOUT{"QN_ERR_SOCKET_TIMEOUT"};
 
 /// The identifiers for Winsock's codes. Other codes are QN_ERR_SOCKET_ERROR.

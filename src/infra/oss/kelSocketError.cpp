@@ -15,10 +15,7 @@ SocketException mappedError(int code, const Peer& peer, SourcePlace place) {
                      [&](const errors::CodeEntry& entry) { return entry.code == code; });
     const bool generic = named == errors::socketErrors.end();
     const errors::Code number{code};
-    if (peer.host == nullptr) {
-      return generic ? makeError<SocketException>({errors::QN_ERR_SOCKET_ERROR, place}, number)
-                     : makeError<SocketException>({named->entry, place});
-    }
+    if (peer.host == nullptr) return makeError<SocketException>({errors::QN_ERR_SOCKET_ERROR, place}, number);
     const errors::Host host{*peer.host};
     const errors::Port port{peer.port};
     return generic ? makeError<SocketException>({errors::QN_ERR_SOCKET_ERROR, place}, number, host, port)

@@ -11,7 +11,7 @@
 /// The mapping from Winsock codes to the errors that callers see. All socket errors use this mapping.
 namespace tarvo::oss {
 
-/// The host and port in an error. If `host` is null, the error has neither of the two arguments.
+/// The host and port in an error. If `host` is null, the error is QN_ERR_SOCKET_ERROR with only the code.
 struct Peer {
   const icu::UnicodeString* host = nullptr;
   unsigned int port = 0;

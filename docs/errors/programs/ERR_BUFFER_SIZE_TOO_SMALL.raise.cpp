@@ -1,0 +1,22 @@
+#include <infra/oss/kelBaseException.hpp>
+#include <infra/oss/kelConverter.hpp>
+#include <iostream>
+#include <string>
+
+using namespace tarvo::oss;
+
+int main() {
+  try {
+    char buffer[4];
+    Converter::convert(buffer, sizeof buffer, "UTF-8", u"seven");
+  } catch (BaseException& error) {
+    std::cout << error.what() << '\n';
+    MessageList& messages = error.getMessages();
+    for (const Message* m = messages.getFirstMsg(); m != nullptr; m = messages.getNextMsg()) {
+      icu::UnicodeString line;
+      std::string bytes;
+      std::cout << m->toString(line).toUTF8String(bytes) << '\n';
+    }
+  }
+  return 0;
+}

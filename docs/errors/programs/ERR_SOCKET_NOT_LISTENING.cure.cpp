@@ -1,0 +1,15 @@
+#include <infra/oss/kelSocketServer.hpp>
+#include <iostream>
+
+using namespace tarvo::oss;
+
+int main() {
+  SocketServer server;
+  server.listen(0, 1, true);
+  Socket client, accepted;
+  client.connect("127.0.0.1", server.getPort(), Socket::NullAddrInfoExternal, nullptr);
+  server.accept(accepted, nullptr);
+
+  std::cout << "accepted\n";
+  return 0;
+}
