@@ -260,7 +260,9 @@ def failure_of_program(example, command):
 
 def failures_of_programs(programs, folder, emulator):
     def failure(name):
-        return failure_of_program(programs[name], [*emulator, str(folder / name)])
+        windows = folder / f"{name}.exe"
+        file = windows if windows.exists() else folder / name
+        return failure_of_program(programs[name], [*emulator, str(file)])
 
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         return [failed for failed in pool.map(failure, programs) if failed]
