@@ -62,7 +62,7 @@ END
 )" "$(listed $development)"
   same "files of $documentation" "$(LC_ALL=C sort <<END
 $(printf "usr/share/doc/$documentation/%s\n" changelog.gz copyright)
-$(printf "usr/share/doc/$development/%s\n" README.md CHANGELOG.md)
+$(printf "usr/share/doc/$development/%s\n" README.md CHANGELOG.md SECURITY.md)
 $(paths usr/share/doc/$development/docs "$root/docs")
 END
 )" "$(listed $documentation | grep -v "^usr/share/doc/$development/html/")"
@@ -118,7 +118,7 @@ check_use() {
   same "files changed since they were packed" "" "$(dpkg --verify $runtime $development)"
   local files
   files=$(dpkg-query -L $runtime $development | grep -E '/[^/]*(infra|KELINFRA)')
-  KELINFRA_WORK=$work "$root/tests/package/installed.sh" system
+  KELINFRA_WORK=$work env -C "$root" debian/tests/installed
   same "the library that the program found" "/$libraries/libKELINFRA.so.$version" \
     "$(ldd "$work/pkg-config-17/program" | sed -n 's/.*libKELINFRA.*=> \([^ ]*\) .*/\1/p' | xargs realpath)"
   same "views that gdb loads by itself" "  KELINFRA" \

@@ -18,7 +18,7 @@ check_files() {
   icu_version=$(sed -n 's/^#define U_ICU_VERSION_MAJOR_NUM \([0-9]*\)$/\1/p' "$icu/include/unicode/uvernum.h")
   same "files" "$(LC_ALL=C sort <<END
 share/KELINFRA/KELINFRA.natvis
-$(printf '%s\n' LICENSE README.md CHANGELOG.md CONTRIBUTING.md)
+$(printf '%s\n' LICENSE README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md)
 $(paths docs "$root/docs")
 $(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
 $(printf 'bin/%s\n' libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
