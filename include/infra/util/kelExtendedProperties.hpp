@@ -376,6 +376,7 @@ class KELINFRA_API ExtendedProperties {
 
   class KELINFRA_LOCAL PropertyMap;
   class KELINFRA_LOCAL Resolver;
+  friend class PropertyReferences;  // a class of the library that programs do not use
 
   KELINFRA_LOCAL const icu::UnicodeString* findProperty(const icu::UnicodeString& key,
                                                         const icu::UnicodeString* defaultValue,

@@ -1,10 +1,9 @@
 #include "infra/util/kelPropertiesEditor.hpp"
 
-#include "infra/oss/kelOutputStream.hpp"
-
 #include "text/kelTextUnits.hpp"
 #include "util/kelPropertiesText.hpp"
 #include "util/kelRunningTotals.hpp"
+#include "util/kelWrittenProperty.hpp"
 
 #include <algorithm>
 #include <array>
@@ -23,30 +22,9 @@ constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 /// A text that is no continuation and begins no line end: it shows whether a line ended before it.
 constexpr char nextLine = 'x';
 
-class StringStream : public oss::OutputStream {
- public:
-  using oss::OutputStream::write;
-  void write(char c) override { bytes += c; }
-
-  std::string bytes;
-};
-
 bool canBeWritten(const icu::UnicodeString& text) {
   const std::u16string_view units = text::unitsOf(text);
   return !text.isBogus() && std::all_of(units.begin(), units.end(), isReadFromEscape);
-}
-
-std::string writtenKey(const icu::UnicodeString& key) {
-  StringStream out;
-  PropertiesWriter(out).writeKey(key);
-  return std::move(out.bytes);
-}
-
-std::string writtenValue(const icu::UnicodeString& value) {
-  StringStream out;
-  if (value.startsWith(u" ", 1)) out.write('\\');
-  PropertiesWriter(out).writeValue(value);
-  return std::move(out.bytes);
 }
 
 std::size_t countLineEnds(std::string_view bytes) {

@@ -301,6 +301,10 @@ void PropertiesWriter::writeProperty(const icu::UnicodeString& key, const icu::U
   endLine();
 }
 
+void PropertiesWriter::writeComment(const icu::UnicodeString& text) {
+  write(text, Escapes::ofComment);
+}
+
 void PropertiesWriter::writeKey(const icu::UnicodeString& key) {
   write(key, Escapes::ofKey);
 }

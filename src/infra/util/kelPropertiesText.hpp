@@ -121,6 +121,7 @@ class PropertiesWriter {
   void writeHeader();
   void writeInclude(const icu::UnicodeString& name);
   void writeProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
+  void writeComment(const icu::UnicodeString& text);
   void writeKey(const icu::UnicodeString& key);
   void writeValue(const icu::UnicodeString& value);
 

@@ -1,8 +1,10 @@
 #include "util/kelPropertyReferences.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace tarvo::util {
 namespace {
@@ -48,14 +50,19 @@ void ExtendedProperties::Resolver::step() {
     return;
   }
   Property* const target = referenced(work, work.rest().substr(0, length));
-  if (target == nullptr) return;
+  if (target == nullptr) {
+    if (watcher_ != nullptr) passFault(work, length);
+    return;
+  }
   const std::u16string_view value = text::unitsOf(target->second);
   const std::size_t percent = value.find(u'%');
   Tail* const tail = percent == none ? nullptr : findTail(*target, percent);
   if (percent != none && tail == nullptr) {
     begin(*target);
+    if (fault_.key != nullptr && watcher_ != nullptr) passFault(work, length);
     return;
   }
+  if (watcher_ != nullptr) watch(work, *target, std::min(percent, value.size()));
   append(work.done, value.substr(0, percent));
   work.position += length + 1;
   work.open = tail != nullptr;
@@ -71,7 +78,34 @@ void ExtendedProperties::Resolver::begin(Property& property) {
   }
 }
 
+/// Notes the fault and replaces the reference, whose name has `length` units, by nothing.
+void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
+  const Fault fault = std::exchange(fault_, {});
+  watcher_->faults.push_back(
+      {{work.property->first, work.position - 1}, fault.name ? *fault.name : *fault.key, !fault.name});
+  watcher_->affected.emplace(text::unitsOf(work.property->first));
+  work.position += length + 1;
+  work.open = false;
+  work.opener = nullptr;
+}
+
+/// Notes that the value of the target is inserted. Stops if too much is inserted.
+void ExtendedProperties::Resolver::watch(Work& work, const Property& target, std::size_t inserted) {
+  if (watcher_->affected.count(text::unitsOf(target.first)) > 0) {
+    watcher_->affected.emplace(text::unitsOf(work.property->first));
+  }
+  if (inserted <= watcher_->unitsLeft_) {
+    watcher_->unitsLeft_ -= inserted;
+  } else {
+    watcher_->stoppedAt = work.property->first;
+    fault_.key = &work.property->first;
+  }
+}
+
 void ExtendedProperties::Resolver::finish(Work& work) {
+  if (watcher_ != nullptr && work.open && work.opener == nullptr) {
+    watcher_->lonePercents.push_back({work.property->first, work.position - 1});
+  }
   store(work);
   keysUnderWay_.erase(work.property);
   underWay_.pop_back();
@@ -138,6 +172,11 @@ void ExtendedProperties::Resolver::store(Work& work) {
 
 void ExtendedProperties::Resolver::storeProgress() {
   for (Work& work : underWay_) store(work);
+}
+
+void PropertyReferences::resolve(ExtendedProperties& properties, std::size_t mostUnits) {
+  unitsLeft_ = mostUnits;
+  ExtendedProperties::Resolver(*properties.properties_, this).resolveAll();
 }
 
 }  // namespace tarvo::util

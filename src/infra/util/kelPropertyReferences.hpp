@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -19,6 +20,35 @@
 #include <vector>
 
 namespace tarvo::util {
+
+/// The references of properties that cannot be resolved, and each "%" that begins none.
+class PropertyReferences {
+ public:
+  /// A "%" in a value, as it was before the replacement.
+  struct Place {
+    icu::UnicodeString key;
+    std::size_t unit;  ///< the number of units before the "%"
+  };
+  struct Fault {
+    Place place;
+    icu::UnicodeString name;  ///< the name that no property has, or the key of the property in a cycle
+    bool isCycle;
+  };
+
+  /// Resolves the references of the properties; a faulty one is replaced by nothing. Stops after inserting
+  /// more than `mostUnits` units.
+  void resolve(ExtendedProperties& properties, std::size_t mostUnits);
+
+  std::vector<Fault> faults;
+  std::vector<Place> lonePercents;
+  std::set<std::u16string, std::less<>> affected;  ///< the keys of values with a fault in them
+  std::optional<icu::UnicodeString> stoppedAt;     ///< the key of the value that was too long
+
+ private:
+  friend class ExtendedProperties::Resolver;
+
+  std::size_t unitsLeft_ = 0;
+};
 
 /// Replaces references one by one. The result is the same as if each value were searched from its start after
 /// every replacement. Each unit is read only once, because the text before the first "%" does not change any
@@ -36,10 +66,12 @@ class ExtendedProperties::Resolver {
         name;  ///< the name that no property has; none if the value is in a cycle
   };
 
-  explicit Resolver(PropertyMap& properties) : properties_(properties) {}
+  explicit Resolver(PropertyMap& properties, PropertyReferences* watcher = nullptr)
+      : properties_(properties), watcher_(watcher) {}
 
   /// Replaces all references, or the references before the first fault. After a fault or an exception the
   /// replacements that were made before stay.
+  /// With a watcher, a faulty reference is replaced by nothing, and the watcher notes it.
   Fault resolveAll();
 
  private:
@@ -70,6 +102,8 @@ class ExtendedProperties::Resolver {
   void step();
   void begin(Property& property);
   void finish(Work& work);
+  void passFault(Work& work, std::size_t length);
+  void watch(Work& work, const Property& target, std::size_t inserted);
   static bool open(Work& work);
   Tail* findTail(const Property& property, std::size_t percent);
   Property* referenced(const Work& work, std::u16string_view name);
@@ -78,6 +112,7 @@ class ExtendedProperties::Resolver {
   void storeProgress();
 
   PropertyMap& properties_;
+  PropertyReferences* watcher_;
   Fault fault_;
   std::vector<Work> underWay_;
   std::unordered_set<const Property*> keysUnderWay_;

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+#include "infra/util/kelPropertyFinding.hpp"
+
+#include <unicode/unistr.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace tarvo::util {
+
+class ExtendedProperties;
+
+/// Reads a properties text as `ExtendedProperties::load` does, and reports the places that `load` accepts
+/// silently although they are probably mistakes.
+///
+///     const std::string text = "port=80\nport=4711\nurl=%hots%/x\n";
+///     const PropertiesReport report(text.data(), text.size());
+///     report.findings().size();                   // -> 2
+///     report.findings()[0].rule;                  // -> "duplicate-key"
+///     report.findings()[0].line;                  // -> 1
+///     report.findings()[1].rule;                  // -> "reference-missing"
+///     report.findings()[1].column;                // -> 5
+///
+/// The rules, with their arguments in order:
+///
+/// | rule                 | level   | place and arguments                                                  |
+/// |----------------------|---------|----------------------------------------------------------------------|
+/// | duplicate-key        | warning | the key of a line that a later one overrides: key, line and column of|
+/// |                      |         | the key that counts                                                  |
+/// | escape-malformed     | error   | the backslash of a \u without four hexadecimal digits: the escape    |
+/// | escape-not-character | error   | the backslash of a \uXXXX that names no character: the escape        |
+/// | escape-at-end        | error   | the backslash of a \uXXXX that ends the data: the escape             |
+/// | lone-percent         | warning | a "%" that begins no reference: key                                  |
+/// | reference-missing    | error   | the "%" of a reference to no property: key of the value, name        |
+/// | reference-cyclic     | error   | the "%" of the reference that closes a cycle: key of the value, key  |
+/// |                      |         | of the property that refers to itself                                |
+/// | references-too-long  | error   | the key of the value at which the report stopped: key                |
+/// | value-not-saved      | warning | a value that `save` does not write back: key                         |
+///
+/// References are resolved among the properties of the text. `resolveReferences` raises an error for the same
+/// text exactly if there is a finding reference-missing or reference-cyclic. After 16,777,216 inserted units
+/// the report stops with references-too-long, because references can multiply without limit; then it does not
+/// know the rest. Lines that are overridden are checked for escapes only.
+///
+/// Threads: any number may read the report at the same time.
+///
+/// Errors: std::bad_alloc if there is no memory.
+class KELINFRA_API PropertiesReport {
+ public:
+  /// A line with a property, in the order of the text. Lines and columns count from 1, columns in bytes.
+  struct Property {
+    icu::UnicodeString key;
+    icu::UnicodeString value;     ///< as in the text, with its references
+    icu::UnicodeString resolved;  ///< the value that counts, with its references replaced
+    bool counts;                  ///< no later line has the same key
+    bool isResolved;              ///< `resolved` is the value that `load` stores
+    std::size_t line;             ///< of the key
+    std::size_t column;
+    std::size_t valueLine;  ///< of the value
+    std::size_t valueColumn;
+  };
+
+  /// Reads the text; the data are not needed afterwards. Null data is empty data, whatever the length.
+  PropertiesReport(const char* data, std::size_t length);
+  PropertiesReport(const PropertiesReport& other);
+  PropertiesReport& operator=(const PropertiesReport& other);
+  ~PropertiesReport();
+
+  /// In the order of lines and columns.
+  const std::vector<PropertyFinding>& findings() const KELINFRA_LIFETIMEBOUND;
+  /// All lines with a property. The last one of each key counts.
+  const std::vector<Property>& properties() const KELINFRA_LIFETIMEBOUND;
+
+ private:
+  std::vector<PropertyFinding> findings_;
+  std::vector<Property> properties_;
+};
+
+}  // namespace tarvo::util
