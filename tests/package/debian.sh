@@ -84,9 +84,9 @@ check_runtime() {
   same "packages that $runtime depends on" "$(needed_packages "$library")" \
     "$(field $runtime Depends | tr ',' '\n' | awk '{ print $1 }' | sort)"
   same "the version of ICU that $runtime names" "$runtime-icu$icu" "$(field $runtime Provides)"
-  same "exported names" "$(sed 's/icu_[0-9]*::/icu::/' "$root/exports/linux.txt")" \
+  same "exported names" "$(sed 's/icu_[0-9]*::/icu::/g' "$root/exports/linux.txt")" \
     "$(sed -nE 's/^ (.*)@KELINFRA_5 .*/\1/p' "$work/control/symbols" | c++filt | grep -v '^KELINFRA_5$' |
-      sed 's/icu_[0-9]*::/icu::/' | LC_ALL=C sort -u)"
+      sed 's/icu_[0-9]*::/icu::/g' | LC_ALL=C sort -u)"
   same "names with a version of ICU that programs would not depend on" "" \
     "$(grep "icu_$icu" "$work/control/symbols" | grep -v ' 1$' || true)"
   same "triggers" "activate-noawait ldconfig" "$(grep -v '^#' "$work/control/triggers")"
