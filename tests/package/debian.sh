@@ -116,6 +116,7 @@ check_use() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
     "$(file_of $runtime)" "$(file_of $development)"
   same "files changed since they were packed" "" "$(dpkg --verify $runtime $development)"
+  need gdb
   local files
   files=$(dpkg-query -L $runtime $development | grep -E '/[^/]*(infra|KELINFRA)')
   KELINFRA_WORK=$work env -C "$root" debian/tests/installed
