@@ -327,9 +327,8 @@ class Site:
         table = json.loads((self.root / "errors/identifiers.json").read_text("utf-8"))
         identifiers = {entry["identifier"] for entry in table["identifiers"]}
         pages = self.pages_of_errors()
-        if pages:
-            self.errors += [f"docs/errors: {name} is no identifier or has no page"
-                            for name in sorted(identifiers ^ pages)]
+        self.errors += [f"docs/errors: {name} is no identifier or has no page"
+                        for name in sorted(identifiers ^ pages)]
 
     def check_exports(self, shown):
         """Each name that the library exports has as many declarations in the reference as overloads."""

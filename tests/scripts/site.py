@@ -93,6 +93,8 @@ FAULTS_OF_SOURCES = [
     ("docs/navigation.txt", "reference\n", "not docs/gone.md\n", "there is no page docs/gone.md"),
     ("errors/identifiers.json", "TOO_MANY", "TOO_FEW",
      "docs/errors: ERR_TOO_FEW is no identifier or has no page"),
+    ("docs/navigation.txt", "docs/errors/*\n", "not docs/errors/ERR_TOO_MANY.md\ndocs/errors/index.md\n",
+     "docs/errors: ERR_TOO_MANY is no identifier or has no page"),
     ("exports/linux.txt", "first()\n", "first()\ntarvo::oss::Counter::first(int)\n",
      "exports/linux.txt has 2 of Counter.first, the reference 1"),
     ("include/infra/oss/kelCounter.hpp", "  void first();\n", "",
