@@ -12,27 +12,14 @@ namespace {
 
 using platform::systemWinsock;
 
-constexpr std::array<std::string_view, 21> functions = {"WSAStartup",
-                                                        "WSACleanup",
-                                                        "socket",
-                                                        "connect",
-                                                        "bind",
-                                                        "listen",
-                                                        "accept",
-                                                        "closesocket",
-                                                        "select",
-                                                        "send",
-                                                        "recv",
-                                                        "shutdown",
-                                                        "ioctlsocketNonBlocking",
-                                                        "setsockopt",
-                                                        "getsockopt",
-                                                        "getsockname",
-                                                        "getaddrinfo",
-                                                        "wakeAccept",
-                                                        "systemText",
-                                                        "WSAGetLastError",
-                                                        "WSASetLastError"};
+constexpr std::array<std::string_view, 25> functions = {
+    "WSAStartup",     "WSACleanup", "socket",      "connect",
+    "bind",           "listen",     "accept",      "closesocket",
+    "select",         "send",       "recv",        "sendNow",
+    "recvNow",        "poll",       "shutdown",    "ioctlsocketNonBlocking",
+    "setsockopt",     "getsockopt", "getsockname", "getpeername",
+    "getaddrinfo",    "wakeAccept", "systemText",  "WSAGetLastError",
+    "WSASetLastError"};
 
 std::string text(long long number) {
   return std::to_string(number);
@@ -315,6 +302,24 @@ int FakeWinsock::recv(SocketHandle handle, char* bytes, int length) {
   return answer("recv", join({label(handle), text(length)}), on.recv, &Winsock::recv, handle, bytes, length);
 }
 
+int FakeWinsock::sendNow(SocketHandle handle, const char* bytes, int length) {
+  return answer("sendNow", join({label(handle), text(length)}), on.sendNow, &Winsock::sendNow, handle, bytes,
+                length);
+}
+
+int FakeWinsock::recvNow(SocketHandle handle, char* bytes, int length) {
+  return answer("recvNow", join({label(handle), text(length)}), on.recvNow, &Winsock::recvNow, handle, bytes,
+                length);
+}
+
+int FakeWinsock::poll(platform::PollEntry* entries, std::size_t count, long long milliseconds) {
+  std::string shown;
+  for (std::size_t i = 0; i < count; ++i)
+    shown += (i > 0 ? " " : "") + label(entries[i].handle) + ":" + text(entries[i].wanted);
+  return answer("poll", join({"{" + shown + "}", text(milliseconds)}), on.poll, &Winsock::poll, entries,
+                count, milliseconds);
+}
+
 int FakeWinsock::shutdown(SocketHandle handle, int how) {
   return answer("shutdown", join({label(handle), text(how)}), on.shutdown, &Winsock::shutdown, handle, how);
 }
@@ -337,6 +342,11 @@ int FakeWinsock::getsockopt(SocketHandle handle, int level, int option, int& val
 int FakeWinsock::getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) {
   return answer("getsockname", join({label(handle), text(static_cast<long long>(length))}), on.getsockname,
                 &Winsock::getsockname, handle, address, length);
+}
+
+int FakeWinsock::getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) {
+  return answer("getpeername", join({label(handle), text(static_cast<long long>(length))}), on.getpeername,
+                &Winsock::getpeername, handle, address, length);
 }
 
 int FakeWinsock::getaddrinfo(const char* node, const char* service, const platform::AddressHints& hints,

@@ -48,11 +48,15 @@ class FakeWinsock final : public platform::Winsock {
     std::function<int(SocketSet&, SocketSet&, SocketSet&, const platform::TimeValue*)> select;
     std::function<int(SocketHandle, const char*, int)> send;
     std::function<int(SocketHandle, char*, int)> recv;
+    std::function<int(SocketHandle, const char*, int)> sendNow;
+    std::function<int(SocketHandle, char*, int)> recvNow;
+    std::function<int(platform::PollEntry*, std::size_t, long long)> poll;
     std::function<int(SocketHandle, int)> shutdown;
     std::function<int(SocketHandle, unsigned long)> ioctlsocketNonBlocking;
     std::function<int(SocketHandle, int, int, int)> setsockopt;
     std::function<int(SocketHandle, int, int, int&)> getsockopt;
     std::function<int(SocketHandle, unsigned char*, std::size_t&)> getsockname;
+    std::function<int(SocketHandle, unsigned char*, std::size_t&)> getpeername;
     std::function<int(const char*, const char*, const platform::AddressHints&,
                       std::vector<platform::ResolvedAddress>&)>
         getaddrinfo;
@@ -120,11 +124,15 @@ class FakeWinsock final : public platform::Winsock {
              const platform::TimeValue* timeout) override;
   int send(SocketHandle handle, const char* bytes, int length) override;
   int recv(SocketHandle handle, char* bytes, int length) override;
+  int sendNow(SocketHandle handle, const char* bytes, int length) override;
+  int recvNow(SocketHandle handle, char* bytes, int length) override;
+  int poll(platform::PollEntry* entries, std::size_t count, long long milliseconds) override;
   int shutdown(SocketHandle handle, int how) override;
   int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) override;
   int setsockopt(SocketHandle handle, int level, int option, int value) override;
   int getsockopt(SocketHandle handle, int level, int option, int& value) override;
   int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) override;
+  int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) override;
   int getaddrinfo(const char* node, const char* service, const platform::AddressHints& hints,
                   std::vector<platform::ResolvedAddress>& list) override;
   std::string systemText(int code) override;

@@ -90,6 +90,18 @@ int FaultyWinsock::recv(SocketHandle handle, char* bytes, int length) {
   return call(Function::recv, [&] { return system_.recv(handle, bytes, length); });
 }
 
+int FaultyWinsock::sendNow(SocketHandle handle, const char* bytes, int length) {
+  return call(Function::sendNow, [&] { return system_.sendNow(handle, bytes, length); });
+}
+
+int FaultyWinsock::recvNow(SocketHandle handle, char* bytes, int length) {
+  return call(Function::recvNow, [&] { return system_.recvNow(handle, bytes, length); });
+}
+
+int FaultyWinsock::poll(platform::PollEntry* entries, std::size_t count, long long milliseconds) {
+  return call(Function::poll, [&] { return system_.poll(entries, count, milliseconds); });
+}
+
 int FaultyWinsock::shutdown(SocketHandle handle, int how) {
   return call(Function::shutdown, [&] { return system_.shutdown(handle, how); });
 }
@@ -113,6 +125,10 @@ int FaultyWinsock::getsockopt(SocketHandle handle, int level, int option, int& v
 
 int FaultyWinsock::getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) {
   return call(Function::getsockname, [&] { return system_.getsockname(handle, address, length); });
+}
+
+int FaultyWinsock::getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) {
+  return call(Function::getpeername, [&] { return system_.getpeername(handle, address, length); });
 }
 
 int FaultyWinsock::getaddrinfo(const char* node, const char* service, const platform::AddressHints& hints,

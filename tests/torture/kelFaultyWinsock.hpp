@@ -30,12 +30,16 @@ class FaultyWinsock final : public platform::Winsock {
     select,
     send,
     recv,
+    sendNow,
+    recvNow,
+    poll,
     shutdown,
     nonBlocking,
     blocking,
     setsockopt,
     getsockopt,
     getsockname,
+    getpeername,
     getaddrinfo,
   };
   /// How a call fails: with a code, or, if the function can do so, with a bad result and no code: another
@@ -72,11 +76,15 @@ class FaultyWinsock final : public platform::Winsock {
              const platform::TimeValue* timeout) override;
   int send(SocketHandle handle, const char* bytes, int length) override;
   int recv(SocketHandle handle, char* bytes, int length) override;
+  int sendNow(SocketHandle handle, const char* bytes, int length) override;
+  int recvNow(SocketHandle handle, char* bytes, int length) override;
+  int poll(platform::PollEntry* entries, std::size_t count, long long milliseconds) override;
   int shutdown(SocketHandle handle, int how) override;
   int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) override;
   int setsockopt(SocketHandle handle, int level, int option, int value) override;
   int getsockopt(SocketHandle handle, int level, int option, int& value) override;
   int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) override;
+  int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) override;
   int getaddrinfo(const char* node, const char* service, const platform::AddressHints& hints,
                   std::vector<platform::ResolvedAddress>& list) override;
   std::string systemText(int code) override { return system_.systemText(code); }

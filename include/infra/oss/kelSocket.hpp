@@ -1,6 +1,7 @@
 #pragma once
 
 #include "infra/kelExport.hpp"
+#include "infra/oss/kelDeadline.hpp"
 
 #include <unicode/unistr.h>
 
@@ -37,11 +38,11 @@ namespace tarvo::oss {
 /// Threads: one object is used by one thread at a time, with two exceptions. First, one thread may read from
 /// a connection while another thread writes to it. Second, any thread may call `shutdownBoth`,
 /// `shutdownReceive` or `shutdownSend` on an object while other threads are inside `readOnce`, `read`,
-/// `readMessage`, `write`, `writeMessage` or `select` on its connection. `shutdownBoth` ends a read or a
-/// write that waits: the read or write raises the mapped error 10058. On Linux `shutdownBoth` also ends a
+/// `readMessage`, `write`, `writeMessage`, one of these with a deadline, or `select` on its connection.
+/// `shutdownBoth` ends a read or a write that waits: the read or write raises the mapped error 10058. On Linux `shutdownBoth` also ends a
 /// waiting `select`, which finds the socket ready to read; `shutdownReceive` ends a waiting read, and
-/// `shutdownSend` ends a waiting write. On Windows a `select` may wait until its timeout, or raise the mapped
-/// error 10058. On Linux, closing the connection does not end a waiting call, and the number of the closed
+/// `shutdownSend` ends a waiting write. On Windows a `select` may wait until its timeout, and a call
+/// with a deadline until its deadline, or raise the mapped error 10058. On Linux, closing the connection does not end a waiting call, and the number of the closed
 /// handle can soon belong to another connection. Therefore no other call may be in progress during `close`,
 /// `connect`, `SocketServer::accept` into the object, or the destructor.
 ///
@@ -75,6 +76,20 @@ class KELINFRA_API Socket {
   ///     canonical name                           that many bytes, no NUL
   struct _AddrInfoExternal {  // NOLINT(bugprone-reserved-identifier): programs depend on this name
     unsigned char bytes[3000];
+  };
+
+  /// The result of a transfer with a deadline.
+  struct Transfer {
+    enum End {
+      COMPLETE,  ///< everything was transferred
+      CLOSED,    ///< the peer closed the connection first
+      EXPIRED    ///< the deadline passed first
+    };
+
+    End end;
+    unsigned long long bytes;  ///< bytes transferred
+    /// Whether the connection can be used further: the next call continues where this one has stopped.
+    bool usable;
   };
 
   /// A record without an address list: `connect` resolves the name itself.
@@ -123,6 +138,14 @@ class KELINFRA_API Socket {
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
+  /// Connects with one limit for the whole call, including the resolution of the name. The resolution cannot
+  /// be interrupted: if it ends after the deadline, the call raises the error then. After the deadline no
+  /// address is tried.
+  ///   raises   ERR_SOCKET_TIMEOUT (host, port): the deadline passed first; the object stays unconnected
+  ///            as the overload with a timeout
+  void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
+               const Deadline& deadline);
+
   /// Closes an owned handle, without a shutdown before it, and resets host and port. Does nothing on a view,
   /// or if there is no handle. Raises nothing.
   void close();
@@ -142,6 +165,12 @@ class KELINFRA_API Socket {
   /// reference is valid as long as the object exists.
   const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
   unsigned int getPort() const;
+  /// Ask the system for the peer's address and port, also of an accepted connection, whose `getHost` is empty.
+  /// The address is a number, never a name: "127.0.0.1", "::1", "fe80::1%2" with the number of the interface.
+  ///   raises   ERR_SOCKET_NOT_CONNECTED (host, port): no handle
+  ///            the mapped error; 10057 if the connection has ended and the system has forgotten the peer
+  icu::UnicodeString peerHost() const;
+  unsigned int peerPort() const;
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
@@ -183,6 +212,51 @@ class KELINFRA_API Socket {
   /// 4 GiB.
   ///   raises   the mapped error
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
+
+  /// Sends what the system takes without waiting, whatever the connection's mode and timeouts.
+  ///   returns  bytes sent, perhaps fewer than `length`; 0 when nothing can be sent now
+  ///   raises   the mapped error
+  unsigned long long writeOnce(const char* buffer, unsigned long long offset, unsigned long long length);
+
+  // --- data with a deadline; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle. They
+  // ignore the connection's mode and timeouts and change neither. A deadline that has passed still transfers
+  // what can be transferred at once, in one step. docs/sockets.md names the calls of the system.
+
+  /// Receives until `length` bytes are placed, the peer closes, or the deadline passes.
+  ///   length   0 returns at once
+  ///   returns  COMPLETE; CLOSED, not usable; or EXPIRED, usable: a further call receives the bytes after
+  ///            those that were placed
+  ///   raises   the mapped error; the bytes received before it stay in the buffer, their number is lost
+  Transfer readWithin(char* buffer, unsigned long long offset, unsigned long long length,
+                      const Deadline& deadline);
+
+  /// Sends until all `length` bytes are sent or the deadline passes. Bytes are sent once the system has taken
+  /// them; that the peer has received them is not known.
+  ///   returns  COMPLETE; or EXPIRED, usable: a further call can send the rest
+  ///   raises   the mapped error; how much was sent is not known
+  Transfer writeWithin(const char* buffer, unsigned long long offset, unsigned long long length,
+                       const Deadline& deadline);
+
+  /// Reads one frame as `readMessage` does. For connections that several frames share in small pieces see
+  /// `FrameReader`, which can be given the bytes of a frame in any number of calls.
+  ///   returns  COMPLETE or CLOSED with the payload bytes placed; CLOSED is not usable. EXPIRED with the
+  ///            payload bytes placed; it is usable only if no byte of the frame has been received, not even
+  ///            of the length word: nothing is lost then, and the next frame can be read
+  ///   raises   ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
+  ///            ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit, even if a
+  ///            drained payload ends early. If the deadline passes first, the call returns EXPIRED instead,
+  ///            not usable, with 0 bytes
+  ///            the mapped error 10014 for a bad range, once the length word has been read
+  ///            the mapped error
+  Transfer readMessageWithin(char* buffer, unsigned long long* frameLength, unsigned long long offset,
+                             unsigned long long capacity, bool drainTooLarge, const Deadline& deadline);
+
+  /// Sends one frame as `writeMessage` does.
+  ///   returns  COMPLETE with the payload's length; or EXPIRED with the payload bytes sent, usable only if no
+  ///            byte of the frame has been sent, not even of the length word
+  ///   raises   the mapped error
+  Transfer writeMessageWithin(const char* buffer, unsigned long long offset, unsigned long long length,
+                              const Deadline& deadline);
 
   // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the mapped error ---
 
@@ -227,11 +301,17 @@ class KELINFRA_API Socket {
   KELINFRA_LOCAL void startWinsock();
   KELINFRA_LOCAL void requireHandle() const;
   KELINFRA_LOCAL bool connectTo(const platform::ResolvedAddress& address, const unsigned long long* timeout);
+  KELINFRA_LOCAL void connectUntil(const icu::UnicodeString& host, unsigned int port,
+                                   const _AddrInfoExternal& addrInfo, const unsigned long long* timeout,
+                                   const Deadline& deadline);
   KELINFRA_LOCAL void finishConnect();
   KELINFRA_LOCAL void adopt(unsigned long long handle);
   KELINFRA_LOCAL void shutdown(int how);
   KELINFRA_LOCAL void setOption(int level, int option, int value);
   KELINFRA_LOCAL void drain(unsigned long long length);
+  KELINFRA_LOCAL Transfer receiveWithin(char* bytes, unsigned long long length, const Deadline& deadline);
+  KELINFRA_LOCAL Transfer sendWithin(const char* bytes, unsigned long long length, const Deadline& deadline);
+  KELINFRA_LOCAL Transfer drainWithin(unsigned long long length, const Deadline& deadline);
   KELINFRA_LOCAL unsigned long long receive(char* buffer, unsigned long long length);
 
   bool ownsHandle_ = false;

@@ -2,9 +2,12 @@
 
 #include "machine/kelByteOrder.hpp"
 #include "oss/kelAddrInfo.hpp"
+#include "oss/kelAddressText.hpp"
 #include "oss/kelHandleGuard.hpp"
+#include "oss/kelPollTime.hpp"
 #include "oss/kelSocketError.hpp"
 #include "platform/kelWinsock.hpp"
+#include "text/kelInvariant.hpp"
 #include "text/kelMemory.hpp"
 #include "trace/kelTrace.hpp"
 
@@ -61,6 +64,38 @@ int cappedCount(unsigned long long count) {
   return static_cast<int>(std::min<unsigned long long>(count, std::numeric_limits<int>::max()));
 }
 
+/// Waits until the handle is ready or the deadline has passed; returns whether it is ready.
+bool awaitReady(SocketHandle handle, unsigned char wanted, const Deadline& deadline, const Peer& peer) {
+  for (;;) {
+    platform::PollEntry entry = {handle, wanted, 0};
+    const int ready = winsock().poll(&entry, 1, pollTime(deadline));
+    if (ready == socketError) raiseLastError(peer);
+    if (ready > 0) return true;
+    if (deadline.hasPassed()) return false;
+  }
+}
+
+/// Repeats `step`, a transfer that does not wait, until `length` bytes are transferred. `step` takes the
+/// number of bytes transferred before, and how many to transfer at most.
+template <class Step>
+Socket::Transfer transferWithin(SocketHandle handle, unsigned char wanted, unsigned long long length,
+                                const Deadline& deadline, const Peer& peer, Step step) {
+  unsigned long long done = 0;
+  while (done < length) {
+    const int count = step(done, cappedCount(length - done));
+    if (count == 0) return {Socket::Transfer::CLOSED, done, false};
+    if (count > 0) {
+      done += static_cast<unsigned long long>(count);
+      if (done < length && deadline.hasPassed()) return {Socket::Transfer::EXPIRED, done, true};
+      continue;
+    }
+    if (const int code = winsock().WSAGetLastError(); code != wsa::wouldBlock) raiseMapped(code, peer);
+    if (deadline.hasPassed() || !awaitReady(handle, wanted, deadline, peer))
+      return {Socket::Transfer::EXPIRED, done, true};
+  }
+  return {Socket::Transfer::COMPLETE, done, true};
+}
+
 void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, const Peer& peer) {
   for (unsigned long long sent = 0; sent < length;) {
     const int count = winsock().send(handle, bytes + sent, cappedCount(length - sent));
@@ -76,9 +111,15 @@ constexpr std::size_t drainChunk = 1024;
 /// The size of the largest payload that is sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
 
-/// Writes the low 32 bits of the length.
-void putLengthWord(char* word, unsigned long long length) {
-  machine::putBigEndian(word, static_cast<std::uint32_t>(length));
+using FrameHead = std::array<char, lengthWordSize + joinedPayload>;
+
+/// Writes the length word, which has the low 32 bits of the length, and the beginning of the payload. Returns
+/// the number of payload bytes.
+std::size_t beginFrame(FrameHead& head, const char* payload, unsigned long long length) {
+  const auto joined = static_cast<std::size_t>(std::min<unsigned long long>(length, joinedPayload));
+  machine::putBigEndian(head.data(), static_cast<std::uint32_t>(length));
+  if (joined > 0) std::memcpy(head.data() + lengthWordSize, payload, joined);
+  return joined;
 }
 
 unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
@@ -179,6 +220,18 @@ Attempt beginConnect(SocketHandle handle, const platform::ResolvedAddress& addre
 
 void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                      const unsigned long long* timeout) {
+  connectUntil(host, port, addrInfo, timeout, Deadline::never());
+}
+
+void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
+                     const Deadline& deadline) {
+  connectUntil(host, port, addrInfo, nullptr, deadline);
+}
+
+/// `timeout` limits each attempt, if it is not null; `deadline` limits all of them together.
+void Socket::connectUntil(const icu::UnicodeString& host, unsigned int port,
+                          const _AddrInfoExternal& addrInfo, const unsigned long long* timeout,
+                          const Deadline& deadline) {
   traced<probe("Socket::connect")>([&] {
     if (handle_ != invalidSocket)
       raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
@@ -192,7 +245,10 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _A
       raiseResolverError(code, {&host_, port_});
     }
     for (const platform::ResolvedAddress& address : list) {
-      if (connectTo(address, timeout)) break;
+      const unsigned long long left = deadline.remaining();
+      if (left == 0)
+        raise<SocketException>(errors::ERR_SOCKET_TIMEOUT, errors::Host{host_}, errors::Port{port_});
+      if (connectTo(address, deadline.expires() ? &left : timeout)) break;
     }
     finishConnect();
   });
@@ -271,6 +327,36 @@ const icu::UnicodeString& Socket::getHost() const {
 
 unsigned int Socket::getPort() const {
   return port_;
+}
+
+namespace {
+
+/// The peer's Winsock address, asked from the system.
+struct PeerAddress {
+  PeerAddress(SocketHandle handle, const Peer& peer) {
+    if (winsock().getpeername(handle, bytes.data(), length) != 0) raiseLastError(peer);
+  }
+
+  std::array<unsigned char, 128> bytes{};
+  std::size_t length = bytes.size();
+};
+
+}  // namespace
+
+icu::UnicodeString Socket::peerHost() const {
+  return traced<probe("Socket::peerHost")>([&] {
+    requireHandle();
+    const PeerAddress address(handle_, {&host_, port_});
+    return text::invariantText(addressText(address.bytes.data(), address.length).c_str());
+  });
+}
+
+unsigned int Socket::peerPort() const {
+  return traced<probe("Socket::peerPort")>([&] {
+    requireHandle();
+    const PeerAddress address(handle_, {&host_, port_});
+    return addressPort(address.bytes.data(), address.length);
+  });
 }
 
 // --- data ---------------------------------------------------------------------------------------------
@@ -354,16 +440,110 @@ void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigne
     requireHandle();
     const Peer peer = {&host_, port_};
     const char* const payload = startOf(buffer, offset, length, peer);
-    const auto joined = static_cast<std::size_t>(std::min<unsigned long long>(length, joinedPayload));
+    std::size_t joined = 0;
     traced<probe("Socket::write")>([&] {
-      std::array<char, lengthWordSize + joinedPayload> head;
-      putLengthWord(head.data(), length);
-      if (joined > 0) std::memcpy(head.data() + lengthWordSize, payload, joined);
+      FrameHead head;
+      joined = beginFrame(head, payload, length);
       sendAll(handle_, head.data(), lengthWordSize + joined, peer);
     });
     traced<probe("Socket::write")>([&] {
       if (length > joined) sendAll(handle_, payload + joined, length - joined, peer);
     });
+  });
+}
+
+unsigned long long Socket::writeOnce(const char* buffer, unsigned long long offset,
+                                     unsigned long long length) {
+  return traced<probe("Socket::writeOnce")>([&]() -> unsigned long long {
+    requireHandle();
+    const Peer peer = {&host_, port_};
+    const char* const start = startOf(buffer, offset, length, peer);
+    if (length == 0) return 0;
+    const int count = winsock().sendNow(handle_, start, cappedCount(length));
+    if (count >= 0) return static_cast<unsigned long long>(count);
+    const int code = winsock().WSAGetLastError();
+    if (code != wsa::wouldBlock) raiseMapped(code, peer);
+    return 0;
+  });
+}
+
+// --- data with a deadline -----------------------------------------------------------------------------
+
+Socket::Transfer Socket::receiveWithin(char* bytes, unsigned long long length, const Deadline& deadline) {
+  return transferWithin(
+      handle_, platform::PollEntry::read, length, deadline, {&host_, port_},
+      [&](unsigned long long done, int most) { return winsock().recvNow(handle_, bytes + done, most); });
+}
+
+Socket::Transfer Socket::sendWithin(const char* bytes, unsigned long long length, const Deadline& deadline) {
+  return transferWithin(
+      handle_, platform::PollEntry::write, length, deadline, {&host_, port_},
+      [&](unsigned long long done, int most) { return winsock().sendNow(handle_, bytes + done, most); });
+}
+
+/// As `receiveWithin`, but drops the bytes.
+Socket::Transfer Socket::drainWithin(unsigned long long length, const Deadline& deadline) {
+  std::array<char, drainChunk> scratch;
+  constexpr int chunk = scratch.size();
+  return transferWithin(handle_, platform::PollEntry::read, length, deadline, {&host_, port_},
+                        [&](unsigned long long, int most) {
+                          return winsock().recvNow(handle_, scratch.data(), std::min(most, chunk));
+                        });
+}
+
+Socket::Transfer Socket::readWithin(char* buffer, unsigned long long offset, unsigned long long length,
+                                    const Deadline& deadline) {
+  return traced<probe("Socket::readWithin")>([&] {
+    requireHandle();
+    return receiveWithin(startOf(buffer, offset, length, {&host_, port_}), length, deadline);
+  });
+}
+
+Socket::Transfer Socket::writeWithin(const char* buffer, unsigned long long offset, unsigned long long length,
+                                     const Deadline& deadline) {
+  return traced<probe("Socket::writeWithin")>([&] {
+    requireHandle();
+    return sendWithin(startOf(buffer, offset, length, {&host_, port_}), length, deadline);
+  });
+}
+
+Socket::Transfer Socket::readMessageWithin(char* buffer, unsigned long long* frameLength,
+                                           unsigned long long offset, unsigned long long capacity,
+                                           bool drainTooLarge, const Deadline& deadline) {
+  return traced<probe("Socket::readMessageWithin")>([&]() -> Transfer {
+    requireHandle();
+    std::array<char, lengthWordSize> word{};
+    const Transfer head = receiveWithin(word.data(), word.size(), deadline);
+    if (head.end == Transfer::EXPIRED) return {Transfer::EXPIRED, 0, head.bytes == 0};
+    if (head.bytes == 0)
+      raise<SocketException>(errors::ERR_SOCKET_CLOSED, errors::Host{host_}, errors::Port{port_});
+    const unsigned long long length = getLengthWord(word);
+    if (frameLength != nullptr) *frameLength = length;
+    if (capacity < length) {
+      if (drainTooLarge && drainWithin(length, deadline).end == Transfer::EXPIRED)
+        return {Transfer::EXPIRED, 0, false};
+      raise<SocketException>(errors::ERR_DEST_BUFFER_TOO_SMALL, errors::Size{capacity}, errors::Size{length});
+    }
+    char* const start = startOf(buffer, offset, length, {&host_, port_});
+    if (head.end == Transfer::CLOSED) return {Transfer::CLOSED, 0, false};
+    const Transfer payload = receiveWithin(start, length, deadline);
+    return {payload.end, payload.bytes, payload.end == Transfer::COMPLETE};
+  });
+}
+
+Socket::Transfer Socket::writeMessageWithin(const char* buffer, unsigned long long offset,
+                                            unsigned long long length, const Deadline& deadline) {
+  return traced<probe("Socket::writeMessageWithin")>([&]() -> Transfer {
+    requireHandle();
+    const char* const payload = startOf(buffer, offset, length, {&host_, port_});
+    FrameHead head;
+    const std::size_t joined = beginFrame(head, payload, length);
+    const Transfer first = sendWithin(head.data(), lengthWordSize + joined, deadline);
+    const unsigned long long sent =
+        std::max<unsigned long long>(first.bytes, lengthWordSize) - lengthWordSize;
+    if (first.end == Transfer::EXPIRED) return {Transfer::EXPIRED, sent, first.bytes == 0};
+    const Transfer rest = sendWithin(payload + joined, length - joined, deadline);
+    return {rest.end, joined + rest.bytes, rest.end == Transfer::COMPLETE};
   });
 }
 

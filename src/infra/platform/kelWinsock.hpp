@@ -54,6 +54,7 @@ inline constexpr int familyInet = 2;
 inline constexpr int familyInet6 = 23;
 inline constexpr int typeStream = 1;
 inline constexpr int passiveFlag = 1;
+inline constexpr int numericHostFlag = 4;
 inline constexpr int levelSocket = 0xFFFF;
 inline constexpr int levelTcp = 6;
 inline constexpr int optionReuseAddress = 0x0004;
@@ -106,6 +107,16 @@ struct SocketSet {
 struct TimeValue {
   std::int32_t seconds;
   std::int32_t microseconds;
+};
+
+/// A handle that `Winsock::poll` waits for.
+struct PollEntry {
+  static constexpr unsigned char read = 1;
+  static constexpr unsigned char write = 2;
+
+  SocketHandle handle = invalidSocket;
+  unsigned char wanted = 0;  ///< `read`, `write`, both, or 0 for a handle that is not watched
+  unsigned char ready = 0;   ///< set by `poll`: for which of these the handle is ready
 };
 
 struct AddressHints {
@@ -176,6 +187,19 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;
 
+  /// As `send` and `recv`, but without waiting, whatever the mode and the timeouts of the socket, none of
+  /// which changes: `wouldBlock` if nothing can be transferred at once. Only one thread at a time may be
+  /// in each direction.
+  virtual int sendNow(SocketHandle handle, const char* bytes, int length) = 0;
+  virtual int recvNow(SocketHandle handle, char* bytes, int length) = 0;
+
+  /// Waits until one of the entries is ready, however many there are, and sets `ready` in each; returns the
+  /// number of ready entries. Waits at most `milliseconds`, without limit if they are negative. A connection
+  /// that is lost or closed, and an attempt to connect that has failed, is ready for all that is wanted, so
+  /// the next call on it reports the reason. `notASocket` for a handle that is not open, `noBuffers` without
+  /// memory for the system's list.
+  virtual int poll(PollEntry* entries, std::size_t count, long long milliseconds) = 0;
+
   /// Sets FIONBIO: with `mode` 1 the socket is non-blocking.
   virtual int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) = 0;
   /// All options have a 4-byte value. Timeouts are milliseconds.
@@ -184,6 +208,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// Writes at most `length` bytes of the socket's local Winsock address, and sets `length` to the number of
   /// bytes written.
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
+  /// The same for the address of the peer; `notConnected` without one.
+  virtual int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
   /// Returns 0 and fills `list` in the resolver's order, or returns a code: `hostNotFound`, `tryAgain` or
   /// another one. If `node` is null, it means this machine. If `service` is a number above 65535, the code is

@@ -118,6 +118,13 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"Socket::socketError", 0x627},  // the mapping of a Winsock code to an exception
     {"Socket::resolveAddrInfo", 0x628},
     {"Socket::decodeAddrInfo", 0x629},
+    {"Socket::readWithin", 0x62A},
+    {"Socket::writeWithin", 0x62B},
+    {"Socket::readMessageWithin", 0x62C},
+    {"Socket::writeMessageWithin", 0x62D},
+    {"Socket::writeOnce", 0x62E},
+    {"Socket::peerHost", 0x62F},
+    {"Socket::peerPort", 0x630},
 
     {"MessageList::MessageList", 0x636},
     {"MessageList::addMessage", 0x638},

@@ -20,6 +20,7 @@
 namespace tarvo::test {
 namespace {
 
+using oss::Deadline;
 using oss::Socket;
 using oss::SocketException;
 
@@ -94,6 +95,14 @@ const std::vector<Operation>& operationsThatNeedAHandle() {
       {"write from null", [](Socket& socket) { socket.write(nullptr, 0, 1); }},
       {"readMessage", [](Socket& socket) { socket.readMessage(scratch, nullptr, 0, 1, false); }},
       {"writeMessage", [](Socket& socket) { socket.writeMessage("x", 0, 1); }},
+      {"readWithin", [](Socket& socket) { socket.readWithin(scratch, 0, 1, Deadline::never()); }},
+      {"writeWithin", [](Socket& socket) { socket.writeWithin("x", 0, 1, Deadline::never()); }},
+      {"readMessageWithin",
+       [](Socket& socket) { socket.readMessageWithin(scratch, nullptr, 0, 1, false, Deadline::never()); }},
+      {"writeMessageWithin", [](Socket& socket) { socket.writeMessageWithin("x", 0, 1, Deadline::never()); }},
+      {"writeOnce", [](Socket& socket) { socket.writeOnce("x", 0, 1); }},
+      {"peerHost", [](Socket& socket) { socket.peerHost(); }},
+      {"peerPort", [](Socket& socket) { socket.peerPort(); }},
       {"setNonBlocking", [](Socket& socket) { socket.setNonBlocking(true); }},
       {"setNoDelay", [](Socket& socket) { socket.setNoDelay(true); }},
       {"setTimeout", [](Socket& socket) { socket.setTimeout(1); }},

@@ -22,8 +22,8 @@ int pollFor(pollfd* entries, nfds_t count, const timespec* time) noexcept {
   return ::ppoll(entries, count, time, nullptr);
 }
 
-long sendQuietly(int descriptor, const char* bytes, int length) noexcept {
-  return ::send(descriptor, bytes, static_cast<std::size_t>(length), MSG_NOSIGNAL);
+long sendQuietly(int descriptor, const char* bytes, int length, int flags) noexcept {
+  return ::send(descriptor, bytes, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
 }
 
 }  // namespace tarvo::platform::posix

@@ -63,10 +63,10 @@ int toNative(const unsigned char* address, std::size_t length, NativeAddress& na
   return 0;
 }
 
-int readName(int descriptor, unsigned char* address, std::size_t& length) noexcept {
+int readName(NameFunction function, int descriptor, unsigned char* address, std::size_t& length) noexcept {
   sockaddr_storage storage{};
   socklen_t size = sizeof storage;
-  const int result = answer(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&storage), &size));
+  const int result = answer(function(descriptor, reinterpret_cast<sockaddr*>(&storage), &size));
   if (result != 0) return result;
   length = std::min<std::size_t>(length, size);
   std::memcpy(address, &storage, length);
@@ -79,6 +79,7 @@ int resolve(const char* node, const char* service, const AddressHints& hints,
   if (isBeyondPorts(service)) return wsa::typeNotFound;
   addrinfo wanted{};
   wanted.ai_flags = (hints.flags & passiveFlag) != 0 ? AI_PASSIVE : 0;
+  if ((hints.flags & numericHostFlag) != 0) wanted.ai_flags |= AI_NUMERICHOST;
   wanted.ai_family = hints.family == familyInet6 ? AF_INET6 : hints.family;
   wanted.ai_socktype = hints.socketType;
   wanted.ai_protocol = hints.protocol;

@@ -22,8 +22,9 @@ struct NativeAddress {
 /// invalid.
 int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept;
 
-/// Does the same as Winsock::getsockname.
-int readName(int descriptor, unsigned char* address, std::size_t& length) noexcept;
+/// Does the same as Winsock::getsockname and Winsock::getpeername: `function` is the system's function of that name.
+using NameFunction = int (*)(int, sockaddr*, socklen_t*);
+int readName(NameFunction function, int descriptor, unsigned char* address, std::size_t& length) noexcept;
 
 /// Does the same as Winsock::getaddrinfo.
 int resolve(const char* node, const char* service, const AddressHints& hints,

@@ -25,6 +25,6 @@ void endAccepts(int listening) noexcept;
 int pollFor(pollfd* entries, nfds_t count, const timespec* time) noexcept;
 
 /// Sends without raising SIGPIPE: on a connection that is closed for sending, the call only fails with EPIPE.
-long sendQuietly(int descriptor, const char* bytes, int length) noexcept;
+long sendQuietly(int descriptor, const char* bytes, int length, int flags) noexcept;
 
 }  // namespace tarvo::platform::posix

@@ -82,9 +82,12 @@ bool wasNeverConnected(int descriptor) noexcept {
   return ::recv(descriptor, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == ENOTCONN;
 }
 
-int failTransfer(int descriptor, const Direction& direction) noexcept {
+int failTransfer(int descriptor, const Direction& direction, int flags) noexcept {
   const int error = errno;
-  if (error == EAGAIN) return fail(isNonBlocking(descriptor) ? wsa::wouldBlock : wsa::timedOut);
+  if (error == EAGAIN) {
+    const bool waited = (flags & MSG_DONTWAIT) == 0 && !isNonBlocking(descriptor);
+    return fail(waited ? wsa::timedOut : wsa::wouldBlock);
+  }
   if (!endsConnection(error)) return fail(winsockCode(error));
   if (error == EPIPE && socketFacts.has(descriptor, direction.ended)) return fail(wsa::shutDown);
   const bool reset = error == EPIPE || error == ECONNRESET;
@@ -95,10 +98,10 @@ int failTransfer(int descriptor, const Direction& direction) noexcept {
 }
 
 template <class Call>
-int transfer(int descriptor, const Direction& direction, Call call) noexcept {
+int transfer(int descriptor, const Direction& direction, int flags, Call call) noexcept {
   if (socketFacts.has(descriptor, direction.ended)) return fail(wsa::shutDown);
   const long result = resumed(descriptor, direction, call);
-  return result < 0 ? failTransfer(descriptor, direction) : static_cast<int>(result);
+  return result < 0 ? failTransfer(descriptor, direction, flags) : static_cast<int>(result);
 }
 
 // --- the end of the stream ----------------------------------------------------------------------------
@@ -150,14 +153,15 @@ class Sending {
 
 }  // namespace
 
-int send(int descriptor, const char* bytes, int length) noexcept {
+int send(int descriptor, const char* bytes, int length, int flags) noexcept {
   const Sending marked(descriptor);
-  return transfer(descriptor, sending, [&] { return sendQuietly(descriptor, bytes, length); });
+  return transfer(descriptor, sending, flags, [&] { return sendQuietly(descriptor, bytes, length, flags); });
 }
 
-int receive(int descriptor, char* bytes, int length) noexcept {
-  const int result = transfer(descriptor, receiving,
-                              [&] { return ::recv(descriptor, bytes, static_cast<std::size_t>(length), 0); });
+int receive(int descriptor, char* bytes, int length, int flags) noexcept {
+  const int result = transfer(descriptor, receiving, flags, [&] {
+    return ::recv(descriptor, bytes, static_cast<std::size_t>(length), flags);
+  });
   return result == 0 && length > 0 ? endOfStream(descriptor) : result;
 }
 

@@ -3,8 +3,9 @@
 /// Winsock's transfers and `shutdown` on descriptors. Results and errors are those of the platform layer.
 namespace tarvo::platform::posix {
 
-int send(int descriptor, const char* bytes, int length) noexcept;
-int receive(int descriptor, char* bytes, int length) noexcept;
+/// `flags` is 0, or MSG_DONTWAIT for a transfer that does not wait.
+int send(int descriptor, const char* bytes, int length, int flags) noexcept;
+int receive(int descriptor, char* bytes, int length, int flags) noexcept;
 int shutDown(int descriptor, int how) noexcept;
 
 }  // namespace tarvo::platform::posix

@@ -4,6 +4,7 @@
 #include "platform/posix/kelAddresses.hpp"
 #include "platform/posix/kelDescriptors.hpp"
 #include "platform/posix/kelLastError.hpp"
+#include "platform/posix/kelPolling.hpp"
 #include "platform/posix/kelSelection.hpp"
 #include "platform/posix/kelSocketFacts.hpp"
 #include "platform/posix/kelSocketOptions.hpp"
@@ -120,11 +121,23 @@ class PosixWinsock final : public Winsock {
   }
 
   int send(SocketHandle handle, const char* bytes, int length) override {
-    return posix::send(descriptorOf(handle), bytes, length);
+    return posix::send(descriptorOf(handle), bytes, length, 0);
   }
 
   int recv(SocketHandle handle, char* bytes, int length) override {
-    return posix::receive(descriptorOf(handle), bytes, length);
+    return posix::receive(descriptorOf(handle), bytes, length, 0);
+  }
+
+  int sendNow(SocketHandle handle, const char* bytes, int length) override {
+    return posix::send(descriptorOf(handle), bytes, length, MSG_DONTWAIT);
+  }
+
+  int recvNow(SocketHandle handle, char* bytes, int length) override {
+    return posix::receive(descriptorOf(handle), bytes, length, MSG_DONTWAIT);
+  }
+
+  int poll(PollEntry* entries, std::size_t count, long long milliseconds) override {
+    return posix::pollEntries(entries, count, milliseconds);
   }
 
   int shutdown(SocketHandle handle, int how) override { return posix::shutDown(descriptorOf(handle), how); }
@@ -145,7 +158,11 @@ class PosixWinsock final : public Winsock {
   }
 
   int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) override {
-    return posix::readName(descriptorOf(handle), address, length);
+    return posix::readName(::getsockname, descriptorOf(handle), address, length);
+  }
+
+  int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) override {
+    return posix::readName(::getpeername, descriptorOf(handle), address, length);
   }
 
   int getaddrinfo(const char* node, const char* service, const AddressHints& hints,

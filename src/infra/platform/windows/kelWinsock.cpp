@@ -2,6 +2,7 @@
 
 #include "platform/kelWinsockChecks.hpp"
 #include "platform/windows/kelListeners.hpp"
+#include "platform/windows/kelPolling.hpp"
 
 #include <ws2tcpip.h>
 // Must be included after winsock2.h.
@@ -23,6 +24,7 @@ static_assert(sizeof(SocketHandle) == sizeof(SOCKET) && invalidSocket == INVALID
               socketError == SOCKET_ERROR);
 static_assert(inetAddressSize == sizeof(sockaddr_in) && inet6AddressSize == sizeof(sockaddr_in6));
 static_assert(SocketSet::most == FD_SETSIZE && familyInet == AF_INET && familyInet6 == AF_INET6);
+static_assert(passiveFlag == AI_PASSIVE && numericHostFlag == AI_NUMERICHOST);
 static_assert(optionReuseAddress == SO_REUSEADDR && optionError == SO_ERROR && optionNoDelay == TCP_NODELAY);
 
 /// A socket address. Its length is the length of its family's addresses; the bytes after them are ignored.
@@ -204,6 +206,35 @@ int awaitPending(SOCKET listening, const Listener& listener) noexcept {
   return ::select(0, read.get(), nullptr, nullptr, nullptr);
 }
 
+// --- transfers that do not wait -----------------------------------------------------------------------
+
+/// Returns 0 if the handle is ready, or the code with which a transfer fails that must not wait.
+int refusalNow(SocketHandle handle, unsigned char wanted) noexcept {
+  PollEntry entry = {handle, wanted, 0};
+  const int ready = windows::pollEntries(&entry, 1, 0);
+  if (ready == socketError) return ::WSAGetLastError();
+  return ready == 0 ? wsa::wouldBlock : 0;
+}
+
+/// The most bytes that a writable socket takes without waiting.
+int pieceFor(SOCKET handle) noexcept {
+  constexpr int most = 1 << 16;
+  int room = 0;
+  int size = sizeof room;
+  if (::getsockopt(handle, SOL_SOCKET, SO_SNDBUF, reinterpret_cast<char*>(&room), &size) != 0) return 1;
+  return std::clamp(room / 4, 1, most);
+}
+
+int readName(decltype(&::getsockname) function, SOCKET handle, unsigned char* address,
+             std::size_t& length) noexcept {
+  sockaddr_storage storage{};
+  int size = sizeof storage;
+  if (function(handle, reinterpret_cast<sockaddr*>(&storage), &size) != 0) return socketError;
+  length = std::min(length, static_cast<std::size_t>(size));
+  std::memcpy(address, &storage, length);
+  return 0;
+}
+
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): one object, never deleted, constant-initialised
 class SystemWinsock final : public Winsock {
  public:
@@ -288,6 +319,23 @@ class SystemWinsock final : public Winsock {
     return wasReset(handle) ? fail(wsa::connectionReset) : 0;
   }
 
+  // The system has no call that transfers without waiting on a socket that waits. But once a socket is
+  // reported as readable, the only thread that reads does not wait. Once it is reported as writable, the
+  // system takes a piece that is short compared with its send buffer.
+  int sendNow(SocketHandle handle, const char* bytes, int length) override {
+    if (const int code = refusalNow(handle, PollEntry::write); code != 0) return fail(code);
+    return send(handle, bytes, std::min(length, pieceFor(handle)));
+  }
+
+  int recvNow(SocketHandle handle, char* bytes, int length) override {
+    if (const int code = refusalNow(handle, PollEntry::read); code != 0) return fail(code);
+    return recv(handle, bytes, length);
+  }
+
+  int poll(PollEntry* entries, std::size_t count, long long milliseconds) override {
+    return unlessCancelled(windows::pollEntries(entries, count, milliseconds));
+  }
+
   int shutdown(SocketHandle handle, int how) override {
     if (::shutdown(handle, how) != 0) return socketError;
     // The system's shutdown does not end calls that wait, so they are cancelled. The system cannot cancel the
@@ -316,12 +364,11 @@ class SystemWinsock final : public Winsock {
   }
 
   int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) override {
-    sockaddr_storage storage{};
-    int size = sizeof storage;
-    if (::getsockname(handle, reinterpret_cast<sockaddr*>(&storage), &size) != 0) return socketError;
-    length = std::min(length, static_cast<std::size_t>(size));
-    std::memcpy(address, &storage, length);
-    return 0;
+    return readName(::getsockname, handle, address, length);
+  }
+
+  int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) override {
+    return readName(::getpeername, handle, address, length);
   }
 
   int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
@@ -331,7 +378,7 @@ class SystemWinsock final : public Winsock {
     const Started started;
     if (started.code() != 0) return started.code();
     ADDRINFOW wanted{};
-    wanted.ai_flags = hints.flags & passiveFlag;
+    wanted.ai_flags = hints.flags & (passiveFlag | numericHostFlag);
     wanted.ai_family = hints.family;
     wanted.ai_socktype = hints.socketType;
     wanted.ai_protocol = hints.protocol;

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/kelWinsock.hpp"
+
+#include <cstddef>
+#include <string>
+
+/// Winsock addresses as numbers for people. The same code on every platform, since the systems write some
+/// addresses differently.
+namespace tarvo::oss {
+
+/// "127.0.0.1"; for IPv6 the short form with small letters, such as "2001:db8::1", "::ffff:10.0.0.1" and
+/// "fe80::1%2". Empty if the bytes are not an IPv4 or IPv6 address.
+std::string addressText(const unsigned char* address, std::size_t length);
+
+/// 0 if the bytes are not an IPv4 or IPv6 address.
+unsigned int addressPort(const unsigned char* address, std::size_t length);
+
+}  // namespace tarvo::oss
