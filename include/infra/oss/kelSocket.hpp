@@ -39,12 +39,13 @@ namespace tarvo::oss {
 /// a connection while another thread writes to it. Second, any thread may call `shutdownBoth`,
 /// `shutdownReceive` or `shutdownSend` on an object while other threads are inside `readOnce`, `read`,
 /// `readMessage`, `write`, `writeMessage`, one of these with a deadline, or `select` on its connection.
-/// `shutdownBoth` ends a read or a write that waits: the read or write raises the mapped error 10058. On Linux `shutdownBoth` also ends a
-/// waiting `select`, which finds the socket ready to read; `shutdownReceive` ends a waiting read, and
-/// `shutdownSend` ends a waiting write. On Windows a `select` may wait until its timeout, and a call
-/// with a deadline until its deadline, or raise the mapped error 10058. On Linux, closing the connection does not end a waiting call, and the number of the closed
-/// handle can soon belong to another connection. Therefore no other call may be in progress during `close`,
-/// `connect`, `SocketServer::accept` into the object, or the destructor.
+/// `shutdownBoth` ends a read or a write that waits: the read or write raises the mapped error 10058. On
+/// Linux `shutdownBoth` also ends a waiting `select`, which finds the socket ready to read; `shutdownReceive`
+/// ends a waiting read, and `shutdownSend` ends a waiting write. On Windows a `select` may wait until its
+/// timeout, and a call with a deadline until its deadline, or raise the mapped error 10058. On Linux, closing
+/// the connection does not end a waiting call, and the number of the closed handle can soon belong to another
+/// connection. Therefore no other call may be in progress during `close`, `connect`, `SocketServer::accept`
+/// into the object, or the destructor.
 ///
 /// Forked children: see docs/platforms.md.
 ///
@@ -165,7 +166,8 @@ class KELINFRA_API Socket {
   /// reference is valid as long as the object exists.
   const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
   unsigned int getPort() const;
-  /// Ask the system for the peer's address and port, also of an accepted connection, whose `getHost` is empty.
+  /// Ask the system for the peer's address and port. They work for accepted connections, too, whose `getHost`
+  /// is empty.
   /// The address is a number, never a name: "127.0.0.1", "::1", "fe80::1%2" with the number of the interface.
   ///   raises   ERR_SOCKET_NOT_CONNECTED (host, port): no handle
   ///            the mapped error; 10057 if the connection has ended and the system has forgotten the peer

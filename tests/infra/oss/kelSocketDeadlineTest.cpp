@@ -425,7 +425,7 @@ TEST(SocketPeer, OfAnAcceptedConnectionIsTheClient) {
   EXPECT_EQ(utf8(accepted.peerHost()), "127.0.0.1");
   EXPECT_GT(accepted.peerPort(), 0U);
   EXPECT_NE(accepted.peerPort(), server.getPort());
-  // What errors carry is unchanged.
+  // Errors carry the same arguments as before.
   EXPECT_TRUE(accepted.getHost().isEmpty());
   EXPECT_EQ(accepted.getPort(), 0U);
   client.resets();
