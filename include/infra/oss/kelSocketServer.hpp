@@ -66,6 +66,19 @@ class KELINFRA_API SocketServer {
   ///            the mapped error (host text, `port`): 10048 for a port in use
   void listen(unsigned int port, unsigned int backlog, bool reuseAddress);
 
+  /// Listens on an address of this machine instead of the wildcard address. With "127.0.0.1" or "::1" only
+  /// programs on this machine can connect; with the address of one network, only that network can.
+  ///   localAddress   an address literal of IPv4 or IPv6, or a name. Of the addresses of a name the first one
+  ///                  is used that can be bound
+  /// The other parameters, and the state after an error, are those of `listen` without an address.
+  ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): the server holds a port already
+  ///            ERR_SOCKET_GETADDRINFO_ERROR (local address, `port`, code, the system's text for the code)
+  ///            the mapped error (local address, `port`): 10048 for a port in use, 10049 for an address that
+  ///            this machine does not have
+  ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
+  void listen(const icu::UnicodeString& localAddress, unsigned int port, unsigned int backlog,
+              bool reuseAddress);
+
   /// Waits for a connection and puts its handle into `client`, which then owns the handle. If `client` had a
   /// handle before, that handle is overwritten and not closed. The host and port of `client` do not change.
   ///   timeout   null waits without limit, 0 does not wait
@@ -100,7 +113,9 @@ class KELINFRA_API SocketServer {
  private:
   class Waiter;
 
+  KELINFRA_LOCAL void requireNoPort();
   KELINFRA_LOCAL void bindFirst(unsigned int port, bool reuseAddress);
+  KELINFRA_LOCAL void startListening(const icu::UnicodeString& host, unsigned int port, unsigned int backlog);
   KELINFRA_LOCAL unsigned int boundPort() const;
   KELINFRA_LOCAL void waitForConnection(const Waiter& waiter, const unsigned long long* timeout);
   KELINFRA_LOCAL bool selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,

@@ -3,6 +3,7 @@
 #include "machine/kelByteOrder.hpp"
 #include "oss/kelAddrInfo.hpp"
 #include "oss/kelAddressText.hpp"
+#include "oss/kelFrameQueue.hpp"
 #include "oss/kelHandleGuard.hpp"
 #include "oss/kelPollTime.hpp"
 #include "oss/kelSocketError.hpp"
@@ -106,7 +107,7 @@ void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, 
 
 // --- frames -------------------------------------------------------------------------------------------
 
-constexpr std::size_t lengthWordSize = 4;
+
 constexpr std::size_t drainChunk = 1024;
 /// The size of the largest payload that is sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;

@@ -1,5 +1,6 @@
 #include "infra/oss/kelSocketServer.hpp"
 
+#include "oss/kelAddrInfo.hpp"
 #include "oss/kelHandleGuard.hpp"
 #include "oss/kelSocketError.hpp"
 #include "platform/kelProcess.hpp"
@@ -94,42 +95,66 @@ unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   return port;
 }
 
-}  // namespace
-
-void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
-  traced<probe("SocketServer::listen")>([&] {
-    if (listeningSocket_.handle() != invalidSocket) {
-      raise<SocketException>(errors::ERR_SOCKET_LISTENING, errors::Host{hostText_},
-                             errors::Port{heldPort(listeningSocket_.handle(), port_)});
-    }
-    bindFirst(port, reuseAddress);
-    if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&hostText_, port});
-    listening_ = true;
-    port_ = port == 0 ? boundPort() : port;
-  });
-}
-
-void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
-  constexpr platform::AddressHints hints = {platform::passiveFlag, platform::familyUnspecified,
-                                            platform::typeStream, 0};
-  std::vector<platform::ResolvedAddress> list;
-  const int code = winsock().getaddrinfo(nullptr, serviceText(port).c_str(), hints, list);
-  const Peer asked = {&hostText_, port};
-  if (code != 0) raiseResolverError(code, asked);
+/// A new socket that is bound to the first of the addresses that can be bound.
+SocketHandle boundHandle(const AddressList& list, const Peer& asked, bool reuseAddress) {
   int lastFailure = winsock().WSAGetLastError();
   for (const platform::ResolvedAddress& entry : list) {
     HandleGuard handle(winsock().socket(entry.family, entry.socketType, entry.protocol));
     if (handle.valid()) {
       if (reuseAddress && setSocketOption(handle.get(), platform::optionReuseAddress, 1) != 0)
         raiseLastError(asked);
-      if (winsock().bind(handle.get(), entry.address.data(), entry.address.size()) == 0) {
-        listeningSocket_.adopt(handle.release());
-        return;
-      }
+      if (winsock().bind(handle.get(), entry.address.data(), entry.address.size()) == 0)
+        return handle.release();
     }
     lastFailure = winsock().WSAGetLastError();
   }
   raiseMapped(lastFailure, asked);
+}
+
+}  // namespace
+
+void SocketServer::listen(unsigned int port, unsigned int backlog, bool reuseAddress) {
+  traced<probe("SocketServer::listen")>([&] {
+    requireNoPort();
+    bindFirst(port, reuseAddress);
+    startListening(hostText_, port, backlog);
+  });
+}
+
+void SocketServer::listen(const icu::UnicodeString& localAddress, unsigned int port, unsigned int backlog,
+                          bool reuseAddress) {
+  traced<probe("SocketServer::listen")>([&] {
+    requireNoPort();
+    const Peer asked = {&localAddress, port};
+    AddressList list;
+    if (const int code = resolve(narrowHost(localAddress), port, list); code != 0)
+      raiseResolverError(code, asked);
+    listeningSocket_.adopt(boundHandle(list, asked, reuseAddress));
+    startListening(localAddress, port, backlog);
+  });
+}
+
+void SocketServer::requireNoPort() {
+  if (listeningSocket_.handle() == invalidSocket) return;
+  raise<SocketException>(errors::ERR_SOCKET_LISTENING, errors::Host{hostText_},
+                         errors::Port{heldPort(listeningSocket_.handle(), port_)});
+}
+
+void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
+  constexpr platform::AddressHints hints = {platform::passiveFlag, platform::familyUnspecified,
+                                            platform::typeStream, 0};
+  AddressList list;
+  const int code = winsock().getaddrinfo(nullptr, serviceText(port).c_str(), hints, list);
+  const Peer asked = {&hostText_, port};
+  if (code != 0) raiseResolverError(code, asked);
+  listeningSocket_.adopt(boundHandle(list, asked, reuseAddress));
+}
+
+/// `host` and `port` are those of the errors.
+void SocketServer::startListening(const icu::UnicodeString& host, unsigned int port, unsigned int backlog) {
+  if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&host, port});
+  listening_ = true;
+  port_ = port == 0 ? boundPort() : port;
 }
 
 // --- accept -------------------------------------------------------------------------------------------

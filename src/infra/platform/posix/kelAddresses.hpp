@@ -22,7 +22,8 @@ struct NativeAddress {
 /// invalid.
 int toNative(const unsigned char* address, std::size_t length, NativeAddress& native) noexcept;
 
-/// Does the same as Winsock::getsockname and Winsock::getpeername: `function` is the system's function of that name.
+/// Does the same as Winsock::getsockname and Winsock::getpeername: `function` is the system's function of
+/// that name.
 using NameFunction = int (*)(int, sockaddr*, socklen_t*);
 int readName(NameFunction function, int descriptor, unsigned char* address, std::size_t& length) noexcept;
 

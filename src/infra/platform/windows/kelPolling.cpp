@@ -68,7 +68,7 @@ int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) n
       failed.add(entry->handle);
     }
   }
-  const timeval limit = timeOf(std::max(milliseconds, 0LL));
+  timeval limit = timeOf(std::max(milliseconds, 0LL));
   const int result = ::select(0, read.get(), write.get(), failed.get(), milliseconds < 0 ? nullptr : &limit);
   if (result == SOCKET_ERROR) return socketError;
   read.sort();
