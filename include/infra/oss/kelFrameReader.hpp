@@ -15,7 +15,7 @@ namespace tarvo::oss {
 ///     reader.next() == FrameReader::NEED_MORE;   // -> true
 ///     reader.append("lo\0\0", 0, 4);
 ///     reader.next() == FrameReader::FRAME;       // -> true
-///     const std::string first(reader.payload(), reader.length());  // first -> hello
+///     const std::string first(reader.payload(), reader.length());  // first -> "hello"
 ///     reader.next() == FrameReader::NEED_MORE;   // -> true
 ///
 /// Memory: the object holds the bytes that were appended and that no frame has used yet. A length word

@@ -15,7 +15,7 @@ namespace tarvo::oss {
 ///     writer.length();                                  // -> 9
 ///     const unsigned long long sent = 4;                // what writeOnce returned
 ///     writer.remove(sent);
-///     const std::string rest(writer.bytes(), writer.length());  // rest -> hello
+///     const std::string rest(writer.bytes(), writer.length());  // rest -> "hello"
 ///
 /// With a connection, the third line is `socket.writeOnce(writer.bytes(), 0, writer.length())`.
 ///
