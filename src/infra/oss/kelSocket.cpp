@@ -107,7 +107,6 @@ void sendAll(SocketHandle handle, const char* bytes, unsigned long long length, 
 
 // --- frames -------------------------------------------------------------------------------------------
 
-
 constexpr std::size_t drainChunk = 1024;
 /// The size of the largest payload that is sent together with its length word.
 constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
