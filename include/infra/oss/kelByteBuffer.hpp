@@ -32,9 +32,9 @@ class KELINFRA_API ByteBuffer {
   /// `operator=` before anything reads them.
   ByteBuffer(const char* const data, unsigned long long length);
   /// Creates a buffer that holds `text` in the code page `codepage`, an ICU converter name; null means ICU's
-  /// default converter. If the code page is unknown, the buffer is empty. For "" (which is not the default
-  /// converter here) the buffer holds the characters that ICU calls invariant (ASCII without LF, !, #, $, @,
-  /// [, \, ], ^, `, {, |, } and ~) and a zero byte for each other UTF-16 code unit.
+  /// default converter. If the code page is unknown, the buffer is empty. If the name is "", which is not
+  /// the default converter here, only the characters that ICU calls invariant are converted: ASCII except LF,
+  /// !, #, $, @, [, \, ], ^, `, {, |, } and ~. Each other UTF-16 code unit becomes a zero byte.
   ByteBuffer(const icu::UnicodeString& text, const char* codepage);
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();

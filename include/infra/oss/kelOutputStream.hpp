@@ -32,11 +32,11 @@ class KELINFRA_API OutputStream {
   virtual void write(char c) = 0;
   /// Calls `write(char)` for each character of `s` before the terminator. Null writes nothing.
   virtual void write(const char* s);
-  /// Calls `write(char)` for `length` characters, *which start where the first range of the process started*.
-  /// The first call in the process, on any stream, fixes the start at its `buffer + offset`. Every later call
-  /// reads from that address and ignores its own `buffer` and `offset`. This behaviour is frozen because
-  /// programs depend on it. Therefore always pass the same range, and keep it readable as long as any code
-  /// may call this member. For different ranges call `write(char)`.
+  /// Calls `write(char)` for `length` characters. *Only the first call in the process uses its `buffer` and
+  /// `offset`*, on whatever stream it is. Every later call ignores them and starts at the address
+  /// `buffer + offset` of that first call. This behaviour is frozen because programs depend on it. Therefore
+  /// always pass the same range, and keep it readable as long as any code may call this member. For different
+  /// ranges call `write(char)`.
   virtual void write(const char* buffer, std::size_t offset, std::size_t length);
 };
 

@@ -18,9 +18,10 @@ namespace tarvo::oss {
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
 /// Adjacent delimiters count as one. Delimiters at the start of the text give one empty token, and delimiters
-/// at its end give no token: " a b" is split into "", "a", "b", and "a b " into "a", "b". A text that
-/// consists only of delimiters gives one empty token; an empty text gives no token. Each delimiter is one
-/// UTF-16 code unit; a supplementary character in the delimiters counts as two delimiters, one for each half.
+/// at its end give no token. So " a b" has the tokens "", "a" and "b"; "a b " has the tokens "a" and "b". A
+/// text that consists only of delimiters gives one empty token; an empty text gives no token. Each delimiter
+/// is one UTF-16 code unit; a supplementary character in the delimiters counts as two delimiters, one for
+/// each half.
 ///
 /// The tokenizer has one cursor, which starts at the first token. The members that return `const char*` and
 /// those that return `UnicodeString` move the same cursor and may be mixed. Only one thread at a time may use

@@ -231,7 +231,7 @@ class KELINFRA_API ExtendedProperties {
   // --- change
 
   /// Stores the value under the key. If the property exists, its value is replaced; references to the
-  /// property stay valid. Key and value may be texts of this object.
+  /// property stay valid. Key and value may be references to texts that this object stores.
   void putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
   /// These members store the decimal text of the number: "-" for a negative number, and digits without
   /// grouping.
@@ -239,8 +239,8 @@ class KELINFRA_API ExtendedProperties {
   void putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value);
   void putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value);
   void putPropertyAsUint64(const icu::UnicodeString& key, std::uint64_t value);
-  /// Removes the property and returns the number of properties removed: 0 or 1. The key may be a text of this
-  /// object.
+  /// Removes the property and returns the number of properties removed: 0 or 1. The key may be a
+  /// reference to a key or value that this object stores.
   std::int32_t removeProperty(const icu::UnicodeString& key);
   /// Appends a name to the list of includes; `save` writes each as a line "#include name". The name is
   /// written unchanged, so a line end inside the name ends the line. `load` treats an "#include" line as a

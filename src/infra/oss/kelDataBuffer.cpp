@@ -188,7 +188,8 @@ template <class Number>
   });
 }
 
-/// Fast path: if the free space is already zero, formats in place; makes no calls when tracing is off.
+/// If the free bytes are already zeros, the number is formatted in place. Apart from that, and with tracing
+/// off, no function is called.
 template <class Integer>
 inline void DataBuffer::appendInteger(Integer value) {
   if (trace::entryIsTraced() || !endsInZeros(block_, text::DecimalText<Integer>::longest))

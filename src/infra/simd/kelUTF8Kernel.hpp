@@ -16,8 +16,8 @@ namespace {
 
 // --- faults of two adjacent bytes
 
-/// A kind of fault in two adjacent bytes, described by three sets of nibbles (bit n for nibble n): those of
-/// the first byte, and the high nibble of the second byte.
+/// A kind of fault in two adjacent bytes. Three sets describe it: the high nibbles of the first byte, its low
+/// nibbles, and the high nibbles of the second byte. Bit n of a set stands for nibble n.
 struct Fault {
   unsigned firstHigh;
   unsigned firstLow;

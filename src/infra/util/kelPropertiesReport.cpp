@@ -28,7 +28,7 @@ icu::UnicodeString decimalText(std::size_t number) {
   return text::invariantText(text::DecimalText<std::size_t>(number).view());
 }
 
-/// A "%" of a value that is not replaced, or begins a reference that cannot be resolved.
+/// A "%" in a value. It is not replaced, or the reference that it begins cannot be resolved.
 struct Percent {
   std::size_t property;
   std::size_t unit;  ///< the number of units of the value before it

@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::size_t wordBytes = sizeof(std::uint64_t);
 
-/// Returns eight units as the bytes of a number, the first unit in the highest byte. Returns nothing if one
-/// of the units may be 255 or more.
+/// Returns eight units as the bytes of a number, the first unit in the highest byte. Returns no
+/// number if one of the units is 255 or more.
 std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   constexpr std::uint64_t highBytes = text::inEachUnit(0xFF00);
   constexpr std::uint64_t one = text::inEachUnit(1);

@@ -37,8 +37,8 @@ std::u16string sortedWords(const std::u16string& folded) {
 
 }  // namespace
 
-/// Computes the distances of all beginnings, row by row. Units can be inserted or removed between exchanged
-/// neighbours, so each cell also looks at the last row and column with the exchanged units.
+/// Computes the distances between all prefixes of the two texts, row by row. Units can be inserted or removed
+/// between exchanged neighbours, so each cell also looks at the last row and column with the exchanged units.
 std::size_t damerauLevenshtein(std::u16string_view left, std::u16string_view right) {
   const std::size_t width = right.size() + 2;
   const std::size_t infinity = left.size() + right.size();
