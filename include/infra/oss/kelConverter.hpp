@@ -40,9 +40,9 @@ class KELINFRA_API Converter {
   Converter() = delete;
 
   /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`. If the
-  /// destination is null, the members only return the size of the result. (For conversions to ISCII and LMBCS
-  /// ICU sometimes under-reports the size by one or two bytes. A conversion into a destination of that size
-  /// then raises ERR_BUFFER_SIZE_TOO_SMALL; provide a larger destination.)
+  /// destination is null, the members only return the size of the result. For the code pages
+  /// ISCII and LMBCS, ICU sometimes reports one or two bytes less than the result has. A conversion into a
+  /// destination of the reported size then raises ERR_BUFFER_SIZE_TOO_SMALL; provide a larger destination.
   ///
   ///   destination        receives at most `destinationLength` bytes; after a failed conversion it may hold
   ///                      the beginning of the result

@@ -39,11 +39,11 @@ class ExtendedProperties;
 /// | references-too-long  | error   | the key of the value at which the report stopped: key                |
 /// | value-not-saved      | warning | a value that `save` does not write back: key                         |
 ///
-/// References are resolved among the properties of the text. If there is a finding of the
-/// rule `reference-missing` or `reference-cyclic`, `resolveReferences` raises an error for the same text;
-/// otherwise it does not. After 16,777,216 inserted units
-/// the report stops with references-too-long, because references can multiply without limit; then it does not
-/// know the rest. Lines that are overridden are checked for escapes only.
+/// References are resolved among the properties of the text. If there is a finding of the rule
+/// `reference-missing` or `reference-cyclic`, `resolveReferences` raises an error for the same text;
+/// otherwise it does not. References can multiply a text without limit. So the report stops after 16,777,216
+/// inserted units, with a finding of the rule `references-too-long`, and later references are not examined.
+/// Lines that are overridden are checked for escapes only.
 ///
 /// Threads: any number may read the report at the same time.
 ///

@@ -4,8 +4,8 @@
 #include "platform/kelWinsockChecks.hpp"
 
 #include <array>
+#include <charconv>
 #include <cstdint>
-#include <cstdio>
 
 namespace tarvo::oss {
 namespace {
@@ -65,9 +65,9 @@ std::string inet6Text(const unsigned char* bytes) {
       continue;
     }
     if (!text.empty() && text.back() != ':') text += ':';
-    std::array<char, 8> digits;
-    std::snprintf(digits.data(), digits.size(), "%x", groupAt(bytes, i));
-    text += digits.data();
+    std::array<char, 4> digits{};
+    const auto end = std::to_chars(digits.begin(), digits.end(), groupAt(bytes, i), 16).ptr;
+    text.append(digits.begin(), end);
     ++i;
   }
   return text;

@@ -49,8 +49,8 @@ struct Alphabet {
 constexpr Alphabet standard(simd::standardAlphabet, simd::standardCharacters);
 constexpr Alphabet safe(simd::safeAlphabet, simd::safeCharacters);
 
-/// Returns the number of groups of `size` for `count` elements; the last group may be incomplete. The
-/// computation overflows for no count.
+/// Returns the number of groups of `size` for `count` elements; the last group may be incomplete. No
+/// count makes the computation overflow.
 constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
   return count / size + (count % size == 0 ? 0 : 1);
 }

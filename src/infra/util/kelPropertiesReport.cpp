@@ -155,7 +155,7 @@ void Reader::checkReferences() {
     const auto count = std::count(value.begin(), value.end(), u'%');
     if (count == 1) percents.push_back({index, value.find(u'%')});
     property.resolved = resolved.requireProperty(property.key);
-    property.isResolved = references.affected.count(key) == 0 && (count < 2 || !references.stoppedAt);
+    property.isResolved = !references.affected.contains(key) && (count < 2 || !references.stoppedAt);
   }
   if (references.stoppedAt) {
     const PropertiesReport::Property& property =

@@ -140,7 +140,7 @@ std::vector<icu::UnicodeString> linesOf(const icu::UnicodeString& text) {
   return lines;
 }
 
-/// Makes the characters that have a meaning in Markdown literal, and one line of the text.
+/// Returns the text in one line of Markdown, with a backslash before each character that Markdown interprets.
 icu::UnicodeString inTable(const icu::UnicodeString& text) {
   constexpr std::u16string_view marks = u"\\`*_{}[]<>#|~&";
   icu::UnicodeString shown;

@@ -23,8 +23,8 @@ inline constexpr Facts connectionLost = 32;  ///< a call reported that the conne
 /// makes a call or gets its result.
 ///
 /// An entry is created together with its socket, so recording a fact later allocates nothing. Any thread,
-/// also of a forked child, may call the functions; they take no locks. A number that is not a descriptor has
-/// no facts.
+/// also of a forked child, may call the functions; they take no locks. The table
+/// has no entry for a number that is not a descriptor.
 class SocketFacts {
  public:
   /// Creates the entry of a new socket. Returns false if there is no memory for the entry.
@@ -53,8 +53,8 @@ class SocketFacts {
     if (Entry* const entry = find(descriptor)) entry->sending.store(on, std::memory_order_release);
   }
 
-  /// Frees the allocated segments. Only tests call this function: the library's table exists as long as the
-  /// process.
+  /// Frees the allocated segments. Only tests call this function. The library never frees its table, because
+  /// sockets may be closed until the process ends.
   void clear() noexcept;
 
  private:
