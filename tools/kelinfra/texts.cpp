@@ -6,6 +6,7 @@
 
 #include <unicode/unistr.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <initializer_list>
 #include <utility>
