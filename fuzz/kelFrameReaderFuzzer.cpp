@@ -3,9 +3,8 @@
 #include "infra/oss/kelSocket.hpp"
 
 #include "kelFuzz.hpp"
+#include "kelLargestBlock.hpp"
 #include "support/kelFakeWinsockSeam.hpp"
-
-#include <sanitizer/allocator_interface.h>
 
 #include <algorithm>
 #include <atomic>
@@ -45,11 +44,7 @@ struct Found {
 class Connection {
  public:
   Connection() {
-    __sanitizer_install_malloc_and_free_hooks(
-        [](const volatile void*, std::size_t size) {
-          largestBlock = std::max<std::size_t>(largestBlock, size);
-        },
-        [](const volatile void*) {});
+    tarvo::fuzz::noteLargestBlock(largestBlock);
     fake_.inventsHandles(5000);
     fake_.on.getaddrinfo = [](auto, auto, const auto&, auto& list) {
       list = {tarvo::test::inetAddress("10.0.0.1", 4711)};
