@@ -48,7 +48,7 @@ ldd "$OUT/kelUTF8Fuzzer" | grep -q "libicuuc.* => $OUT/lib/" || die "the program
 
 # With an engine and sanitizers: the flags reach the library and the fuzzer, and the engine runs.
 step "building a fuzzer with an engine" env SANITIZER=address CXX=clang++ \
-  LIB_FUZZING_ENGINE=-fsanitize=fuzzer CXXFLAGS="-O1 -g1 -fsanitize=address,fuzzer-no-link" \
+  LIB_FUZZING_ENGINE=-fsanitize=fuzzer CXXFLAGS="-O1 -g1 -fsanitize=address,undefined,fuzzer-no-link" \
   WORK="$work/engine" "$root/fuzz/build" Literal
 "$OUT/kelLiteralFuzzer" -runs=2000 -dict="$OUT/kelLiteralFuzzer.dict" "$(seeds Literal)" \
   >"$work/run.log" 2>&1 || die "the fuzzer fails: $(tail -n 20 "$work/run.log")"
