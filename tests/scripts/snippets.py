@@ -111,7 +111,7 @@ expect(r"docs/page.md:21:.*error", changed("std::printf", "std::print_it"))
 expect(r"docs/page.md:22: shows 2, but the value is 3", changed("1 + 1", "1 + 2"))
 expect(r"docs/page.md:21: shows that it prints\n  three", changed('"three', '"four'))
 # Blocks that the checker would overlook must be refused, and missing blocks too.
-expect(r"docs/page.md:3: a block fenced as 'c\+\+'", changed("```cpp\n#include", "```c++\n#include"))
+expect("docs/page.md:3: a block fenced as 'cxx'", changed("```cpp\n#include", "```cxx\n#include"))
 expect(r"docs/page.md:3: fences are", changed("```cpp\n#include", "  ```cpp\n#include"))
 expect(r"docs/page.md: the last block is not closed", PROGRAM + FRAGMENT + "```cpp\n")
 expect(r"docs: 1 programs and 1 fragments, but counts.txt states 2 and 1", PROGRAM + FRAGMENT, "docs 2 1")
