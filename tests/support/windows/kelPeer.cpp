@@ -53,6 +53,10 @@ void drop(Handle& handle) {
   handle = none;
 }
 
+void set(Handle handle, int level, int option, int value, const char* what) {
+  checked(::setsockopt(handle, level, option, reinterpret_cast<const char*>(&value), sizeof value), what);
+}
+
 /// Waits until WSAPoll reports one of the `wanted` conditions, which may include POLLERR and POLLHUP.
 void await(Handle handle, int wanted) {
   WSAPOLLFD entry = {handle, static_cast<short>(wanted & ~(POLLERR | POLLHUP)), 0};
@@ -109,6 +113,18 @@ Peer::Peer(Family family) : family_(family), listener_(bound(family, port_)), co
   checked(::listen(listener_, 1), "listen");
 }
 
+Peer::Peer(Server server, int window) : family_(Family::ipv4), port_(server.port), listener_(none) {
+  winsockStarted();
+  connection_ = checked(::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP), "socket");
+  if (window != 0) {
+    set(connection_, SOL_SOCKET, SO_RCVBUF, window, "receive buffer");
+    set(connection_, SOL_SOCKET, SO_SNDBUF, window, "send buffer");
+  }
+  Address address = loopbackAddress(Family::ipv4);
+  address.ipv4.sin_port = ::htons(static_cast<u_short>(port_));
+  checked(::connect(connection_, &address.any, sizeOf(Family::ipv4)), "connect");
+}
+
 Peer::~Peer() {
   drop(listener_);
   drop(connection_);
@@ -132,6 +148,12 @@ Peer& Peer::says(std::string_view bytes) {
     bytes.remove_prefix(
         static_cast<std::size_t>(checked(::send(connection_, bytes.data(), count, 0), "send")));
   }
+  return *this;
+}
+
+Peer& Peer::saysByteByByte(std::string_view bytes) {
+  set(connection_, IPPROTO_TCP, TCP_NODELAY, 1, "no delay");
+  for (std::size_t i = 0; i < bytes.size(); ++i) says(bytes.substr(i, 1));
   return *this;
 }
 
