@@ -229,6 +229,8 @@ class KELINFRA_API Socket {
   ///   returns  COMPLETE; CLOSED, not usable; or EXPIRED, usable: a further call receives the bytes after
   ///            those that were placed
   ///   raises   the mapped error; the bytes received before it stay in the buffer, their number is lost
+  /// On Windows the system does not report that this end has shut down receiving: the call then returns
+  /// EXPIRED at the deadline instead of raising the mapped error 10058.
   Transfer readWithin(char* buffer, unsigned long long offset, unsigned long long length,
                       const Deadline& deadline);
 

@@ -139,12 +139,6 @@ TEST_F(SocketReadWithin, RaisesTheReset) {
   }
 }
 
-TEST_F(SocketReadWithin, RaisesTheShutdownOfThisEnd) {
-  socket.shutdownBoth();
-  EXPECT_THAT([&] { socket.readWithin(buffer.data(), 0, 1, Deadline::in(60'000)); },
-              raises("QN_ERR_SOCKET_SHUTDOWN"));
-}
-
 TEST_F(SocketReadWithin, RefusesABadRange) {
   const auto badAddress =
       Raises<SocketException>("QN_ERR_SOCKET_ERROR", 10014, connection.host(), connection.port())
