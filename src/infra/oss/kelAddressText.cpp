@@ -66,8 +66,8 @@ std::string inet6Text(const unsigned char* bytes) {
     }
     if (!text.empty() && text.back() != ':') text += ':';
     std::array<char, 4> digits{};
-    const auto end = std::to_chars(digits.begin(), digits.end(), groupAt(bytes, i), 16).ptr;
-    text.append(digits.begin(), end);
+    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), groupAt(bytes, i), 16).ptr;
+    text.append(digits.data(), end);
     ++i;
   }
   return text;
