@@ -40,6 +40,8 @@ std::string escaped(const icu::UnicodeString& text) {
     std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned int>(unit));
     bytes += escape;
   }
+  // An escape at the end of the data is not accepted.
+  if (!text.isEmpty() && text.charAt(text.length() - 1) >= 0x80) bytes += '\n';
   return bytes;
 }
 
