@@ -152,7 +152,7 @@ $difference"
     grep -qE 'GNU_STACK .* RW ' <<<"$segments" || fail "the stack is executable"
     if grep -qE 'LOAD .* RWE ' <<<"$segments"; then fail "a segment is writable and executable"; fi
     grep -qx '__stack_chk_fail' <<<"$imports" || fail "no function guards its stack"
-    nm --undefined-only --format=just-symbols "$3" | grep -qx '__memcpy_chk' ||
+    grep -qx '__memcpy_chk' <<<"$(nm --undefined-only --format=just-symbols "$3")" ||
       fail "calls of the C library are not checked"
     ;;
   control-flow)
