@@ -1,6 +1,7 @@
 // Linked with the document server's sources: makes the allocations of the thread that accepts clients fail,
 // from SIGUSR1 until SIGUSR2. With KELINFRA_TEST_ONE_REQUEST in the environment only one allocation fails
-// after each SIGUSR1: the first one after the first signal, the second one after the second, and so on.
+// after each SIGUSR1: the first one after the first signal, the second one after the second, up to the 20th;
+// then the first one again.
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +19,7 @@ const std::thread::id mainThread = std::this_thread::get_id();
 const bool oneRequest = std::getenv("KELINFRA_TEST_ONE_REQUEST") != nullptr;
 
 extern "C" void begin(int) {
-  toFail = oneRequest ? ++signals : every;
+  toFail = oneRequest ? 1 + signals++ % 20 : every;
 }
 
 extern "C" void end(int) {

@@ -44,7 +44,8 @@ for dictionary in "$root"/fuzz/dictionaries/*.dict; do
 done
 fails "cannot read /nowhere" "$OUT/kelUTF8Fuzzer" /nowhere
 fails "needs the names" "$OUT/kelUTF8Fuzzer"
-grep -q "libicuuc.* => $OUT/lib/" <<<"$(ldd "$OUT/kelUTF8Fuzzer")" || die "the program does not find ICU in lib"
+grep -q "libicuuc.* => $OUT/lib/" <<<"$(ldd "$OUT/kelUTF8Fuzzer")" ||
+  die "the program does not find ICU in lib"
 
 # With an engine and sanitizers: the flags reach the library and the fuzzer, and the engine runs.
 step "building a fuzzer with an engine" env SANITIZER=address CXX=clang++ \
