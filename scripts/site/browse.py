@@ -72,10 +72,10 @@ while (walker.nextNode()) {
   const element = walker.currentNode.parentElement;
   if (!walker.currentNode.data.trim() || element.closest('script')) continue;
   ++texts;
-  const behind = [];
-  for (let e = element; e; e = e.parentElement) behind.unshift(getComputedStyle(e).backgroundColor);
-  behind.unshift('white');
-  const ground = over(behind), text = over([...behind, getComputedStyle(element).color]);
+  const layers = [];
+  for (let e = element; e; e = e.parentElement) layers.unshift(getComputedStyle(e).backgroundColor);
+  layers.unshift('white');
+  const ground = over(layers), text = over([...layers, getComputedStyle(element).color]);
   const [high, low] = [light(ground), light(text)].sort((a, b) => b - a);
   const contrast = (high + 0.05) / (low + 0.05);
   if (contrast < limit) faults.add(contrast.toFixed(2) + ' ' + element.outerHTML.slice(0, 80));

@@ -74,9 +74,10 @@ constexpr auto types = std::to_array<Type>({{u"text", false, &judgeText},
                                             {u"double", true, &judge<FiniteDouble>}});
 
 const Type* typeNamed(const icu::UnicodeString& name) {
-  const auto found = std::find_if(types.begin(), types.end(),
-                                  [&](const Type& type) { return type.name == text::unitsOf(name); });
-  return found == types.end() ? nullptr : &*found;
+  for (const Type& type : types) {
+    if (type.name == text::unitsOf(name)) return &type;
+  }
+  return nullptr;
 }
 
 // --- entries
@@ -168,7 +169,7 @@ class PropertiesSchema::Entries {
 
   void add(const Property& line);
   void setUnknown(const Property& line);
-  bool setFacet(Entry& entry, std::u16string_view facet, const Property& line);
+  static bool setFacet(Entry& entry, std::u16string_view facet, const Property& line);
   void judgeFacets(const PropertiesReport& report, std::u16string_view facet,
                    void (Entries::*judge)(Entry&, const Property&));
   void judgeType(Entry& entry, const Property& line);
@@ -246,7 +247,7 @@ void PropertiesSchema::Entries::add(const Property& line) {
   const std::u16string_view key = text::unitsOf(line.key);
   const std::size_t at = key.rfind(u'@');
   if (key == u"@unknown") return setUnknown(line);
-  if (at == key.npos || at == 0) return addFault("schema-facet-unknown", line, {line.key});
+  if (at == std::u16string_view::npos || at == 0) return addFault("schema-facet-unknown", line, {line.key});
   const icu::UnicodeString name = text::textOf(key.substr(0, at));
   if (name.indexOf(u'*') != name.lastIndexOf(u'*')) return addFault("schema-name-malformed", line, {name});
   Entry entry;
@@ -297,7 +298,7 @@ void PropertiesSchema::Entries::judgeFacets(const PropertiesReport& report, std:
   for (const Property& line : report.properties()) {
     const std::u16string_view key = text::unitsOf(line.key);
     const std::size_t at = key.rfind(u'@');
-    if (!line.counts || at == key.npos || key.substr(at + 1) != facet) continue;
+    if (!line.counts || at == std::u16string_view::npos || key.substr(at + 1) != facet) continue;
     const auto entry = byName_.find(key.substr(0, at));
     if (entry != byName_.end()) (this->*judge)(entries_[entry->second], line);
   }
@@ -333,7 +334,7 @@ void PropertiesSchema::Entries::judgeDefault(Entry& entry, const Property& line)
 }
 
 void PropertiesSchema::Entries::judgeSuccessor(Entry& entry, const Property& line) {
-  if (entry.successor->isEmpty() || byName_.count(text::unitsOf(*entry.successor)) > 0) return;
+  if (entry.successor->isEmpty() || byName_.contains(text::unitsOf(*entry.successor))) return;
   addFault("schema-successor-unknown", line, {entry.name, *entry.successor});
 }
 

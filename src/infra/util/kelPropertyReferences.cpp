@@ -91,7 +91,7 @@ void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
 
 /// Notes that the value of the target is inserted. Stops if too much is inserted.
 void ExtendedProperties::Resolver::watch(Work& work, const Property& target, std::size_t inserted) {
-  if (watcher_->affected.count(text::unitsOf(target.first)) > 0) {
+  if (watcher_->affected.contains(text::unitsOf(target.first))) {
     watcher_->affected.emplace(text::unitsOf(work.property->first));
   }
   if (inserted <= watcher_->unitsLeft_) {

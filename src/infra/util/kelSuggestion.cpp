@@ -83,7 +83,7 @@ void Suggestions::addForm(ByForm& forms, std::u16string form, std::size_t index)
 
 icu::UnicodeString Suggestions::find(const icu::UnicodeString& key, std::size_t& pairsLeft) const {
   const std::u16string folded = foldedUnits(key);
-  if (byFolded_.count(folded) > 0) return nameOf(byFolded_, folded);
+  if (byFolded_.contains(folded)) return nameOf(byFolded_, folded);
   const std::optional<icu::UnicodeString> near = nearest(text::unitsOf(key), pairsLeft);
   return near ? *near : nameOf(byWords_, sortedWords(folded));
 }
