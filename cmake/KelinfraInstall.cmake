@@ -16,7 +16,7 @@ install(TARGETS KELINFRA ${archive} EXPORT KELINFRATargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT kelinfra_development)
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT kelinfra_development
         FILES_MATCHING PATTERN "*.hpp")
-install(FILES errors/catalogue.json
+install(FILES errors/catalogue.json probes/probes.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
 install(DIRECTORY catalogues DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
 install(EXPORT KELINFRATargets NAMESPACE KELINFRA:: DESTINATION ${package_dir} COMPONENT kelinfra_development)

@@ -185,7 +185,7 @@ struct Wrapped {
 
 constexpr std::array wrapped = {
     std::pair{probe("Socket::connect"), &Wrapped<probe("Socket::connect")>::run},
-    std::pair{probe("Socket::~Socket"), &Wrapped<probe("Socket::~Socket")>::run},
+    std::pair{probe("Socket::close"), &Wrapped<probe("Socket::close")>::run},
     std::pair{probe("Formatter::setSettings"), &Wrapped<probe("Formatter::setSettings")>::run},
 };
 

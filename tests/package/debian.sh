@@ -52,6 +52,7 @@ usr/share/kelinfra/catalogue.json
 usr/share/kelinfra/catalogues/de.properties
 usr/share/kelinfra/catalogues/en.properties
 usr/share/kelinfra/catalogues/ja.properties
+usr/share/kelinfra/probes.json
 usr/share/gdb/auto-load/$libraries/libKELINFRA.so.$version-gdb.py
 usr/share/doc/$development/changelog.gz
 usr/share/doc/$development/copyright

@@ -30,6 +30,7 @@ share/kelinfra/catalogue.json
 share/kelinfra/catalogues/de.properties
 share/kelinfra/catalogues/en.properties
 share/kelinfra/catalogues/ja.properties
+share/kelinfra/probes.json
 $(paths include "$root/include")
 $(paths include/unicode "$icu/include/unicode")
 $(paths examples "$root/examples")

@@ -1,5 +1,9 @@
 #include "support/kelTraceRecorder.hpp"
 
+#include "infra/trace/kelProbeNames.hpp"
+
+#include <gtest/gtest.h>
+
 #include <sstream>
 
 namespace tarvo::test {
@@ -13,6 +17,18 @@ std::string render(const char* hook, std::uint32_t probe, const std::string& fur
   return hook + number.str() + further;
 }
 
+/// Compares an entry with the public table of probes.
+void checkEntry(std::uint32_t probe) {
+  const trace::ProbeInfo* const info = trace::findProbe(probe);
+  ASSERT_NE(info, nullptr) << "the table of probes lacks " << probe;
+  EXPECT_NE(info->reports, trace::ProbeReports::EXIT_ONLY) << info->name << " has reported an entry";
+}
+
+/// Compares an exit with the public table of probes.
+void checkExit(std::uint32_t probe) {
+  EXPECT_NE(trace::findProbe(probe), nullptr) << "the table of probes lacks " << probe;
+}
+
 std::string words(int a, int b, int c) {
   return " " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(c);
 }
@@ -20,13 +36,24 @@ std::string words(int a, int b, int c) {
 }  // namespace
 
 struct TraceHooks {
-  static void diagDispatchEntry(std::uint32_t probe) { active->note(render("diagDispatchEntry", probe)); }
-  static void diagDispatchExit(std::uint32_t probe) { active->note(render("diagDispatchExit", probe)); }
-  static void traceEntry(std::uint32_t probe) { active->note(render("traceEntry", probe)); }
+  static void diagDispatchEntry(std::uint32_t probe) {
+    checkEntry(probe);
+    active->note(render("diagDispatchEntry", probe));
+  }
+  static void diagDispatchExit(std::uint32_t probe) {
+    checkExit(probe);
+    active->note(render("diagDispatchExit", probe));
+  }
+  static void traceEntry(std::uint32_t probe) {
+    checkEntry(probe);
+    active->note(render("traceEntry", probe));
+  }
   static void traceExit(std::uint32_t probe, int code) {
+    checkExit(probe);
     active->note(render("traceExit", probe, " " + std::to_string(code)));
   }
   static void traceFlightRecord(std::uint32_t probe, int a, int b, int c) {
+    checkExit(probe);
     active->note(render("traceFlightRecord", probe, words(a, b, c)));
   }
 };

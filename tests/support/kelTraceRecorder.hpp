@@ -11,7 +11,7 @@
 namespace tarvo::test {
 
 /// A trace facility of the host that records every call during its lifetime. Only one object may exist at a
-/// time.
+/// time. A test fails if a call contradicts the public table of probes.
 ///
 ///     TraceRecorder trace(0x20001);
 ///     list.addMessage(message);

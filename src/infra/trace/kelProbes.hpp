@@ -1,5 +1,7 @@
 #pragma once
 
+#include "infra/trace/kelProbeNames.hpp"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -10,9 +12,12 @@
 ///
 /// The high half of every probe is 0x1CD8; the low half is the number of the function. The constructors of a
 /// class share one number, and so do the overloads of a function. Each class has a block of numbers. The
-/// numbers are frozen because hosts depend on them. `probe("Class::function")` looks a number up at compile
-/// time: a name that is not in the table does not compile, and neither does a table with a number outside the
-/// block of its class.
+/// numbers are frozen because hosts depend on them: an entry is never removed or changed.
+/// `probe("Class::function")` looks a number up at compile time: a name that is not in the table does not
+/// compile, and neither does a table with a number outside the block of its class.
+///
+/// The functions of kelProbeNames.hpp return this table, and scripts/probes writes share/kelinfra/probes.json
+/// from it.
 namespace tarvo::trace {
 
 using Probe = std::uint32_t;
@@ -28,6 +33,7 @@ struct ProbeBlock {
 struct ProbeEntry {
   std::string_view function;  ///< "Class::function"
   std::uint16_t number;
+  ProbeReports reports = ProbeReports::ENTRY_AND_EXIT;
 
   constexpr std::string_view className() const { return function.substr(0, function.find("::")); }
 };
@@ -49,14 +55,17 @@ inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
 /// A number in the block of `Socket` that is not used.
 inline constexpr std::uint16_t unassignedSocketNumber = 0x623;
 
+inline constexpr ProbeReports exitOnly = ProbeReports::EXIT_ONLY;
+inline constexpr ProbeReports either = ProbeReports::EITHER;
+
 inline constexpr auto probeTable = std::to_array<ProbeEntry>({
-    {"ByteArrayOutputStream::ByteArrayOutputStream", 0x5E6},
+    {"ByteArrayOutputStream::ByteArrayOutputStream", 0x5E6, exitOnly},
     {"ByteArrayOutputStream::write", 0x5E7},
 
-    {"ByteBuffer::ByteBuffer", 0x5E8},
+    {"ByteBuffer::ByteBuffer", 0x5E8, exitOnly},
     {"ByteBuffer::append", 0x5E9},
     {"ByteBuffer::set", 0x5EA},
-    {"ByteBuffer::clear", 0x5EB},  // the destructor shares it
+    {"ByteBuffer::clear", 0x5EB, either},  // the destructor shares it
     {"ByteBuffer::operator=", 0x5EC},
 
     {"Converter::convert", 0x5ED},
@@ -64,8 +73,8 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"Converter::setDebug", 0x5EF},
     {"Converter::convertToBytes", 0x5F0},
 
-    {"DataBuffer::DataBuffer", 0x5F1},
-    {"DataBuffer::~DataBuffer", 0x5F2},
+    {"DataBuffer::DataBuffer", 0x5F1, exitOnly},
+    {"DataBuffer::~DataBuffer", 0x5F2, exitOnly},
     {"DataBuffer::appendString", 0x5F3},
     {"DataBuffer::insertString", 0x5F4},
     {"DataBuffer::appendNumber", 0x5F5},
@@ -73,22 +82,22 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"DataBuffer::decodeBinary", 0x5F7},
     {"DataBuffer::clear", 0x5F8},
 
-    {"UTF8Iterator::UTF8Iterator", 0x5FF},
-    {"UTF8Iterator::~UTF8Iterator", 0x600},
+    {"UTF8Iterator::UTF8Iterator", 0x5FF, exitOnly},
+    {"UTF8Iterator::~UTF8Iterator", 0x600, exitOnly},
     {"UTF8Iterator::takeText", 0x601},
-    {"UTF8Iterator::getFirstChar", 0x602},
-    {"UTF8Iterator::getNextChar", 0x603},
+    {"UTF8Iterator::getFirstChar", 0x602, exitOnly},
+    {"UTF8Iterator::getNextChar", 0x603, exitOnly},
 
-    {"StringTokenizer::StringTokenizer", 0x604},
-    {"StringTokenizer::~StringTokenizer", 0x605},
+    {"StringTokenizer::StringTokenizer", 0x604, exitOnly},
+    {"StringTokenizer::~StringTokenizer", 0x605, exitOnly},
     {"StringTokenizer::tokenize", 0x606},
-    {"StringTokenizer::getFirstToken", 0x607},
-    {"StringTokenizer::getNextToken", 0x608},
-    {"StringTokenizer::getFirstTokenString", 0x609},
-    {"StringTokenizer::getNextTokenString", 0x60A},
+    {"StringTokenizer::getFirstToken", 0x607, exitOnly},
+    {"StringTokenizer::getNextToken", 0x608, exitOnly},
+    {"StringTokenizer::getFirstTokenString", 0x609, exitOnly},
+    {"StringTokenizer::getNextTokenString", 0x60A, exitOnly},
 
-    {"SocketServer::SocketServer", 0x60B},
-    {"SocketServer::~SocketServer", 0x60C},
+    {"SocketServer::SocketServer", 0x60B, exitOnly},
+    {"SocketServer::~SocketServer", 0x60C, exitOnly},
     {"SocketServer::listen", 0x60D},
     {"SocketServer::accept", 0x60E},
     {"SocketServer::close", 0x60F},
@@ -97,8 +106,8 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"SocketServer::setSendBufferSize", 0x612},
     {"SocketServer::setReuseAddress", 0x613},
 
-    {"Socket::Socket", 0x614},
-    {"Socket::~Socket", 0x615},
+    {"Socket::Socket", 0x614, exitOnly},
+    {"Socket::~Socket", 0x615, exitOnly},
     {"Socket::connect", 0x616},
     {"Socket::close", 0x617},
     {"Socket::select", 0x618},
@@ -126,12 +135,12 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"Socket::peerHost", 0x62F},
     {"Socket::peerPort", 0x630},
 
-    {"MessageList::MessageList", 0x636},
+    {"MessageList::MessageList", 0x636, exitOnly},
     {"MessageList::addMessage", 0x638},
     {"MessageList::insertMessage", 0x639},
     {"MessageList::join", 0x63A},
-    {"MessageList::getFirstMsg", 0x63C},
-    {"MessageList::getNextMsg", 0x63D},
+    {"MessageList::getFirstMsg", 0x63C, exitOnly},
+    {"MessageList::getNextMsg", 0x63D, exitOnly},
     {"MessageList::clear", 0x63E},  // the destructor shares it
 
     {"Formatter::numberToString", 0x63F},   // the four integer-to-text functions
@@ -148,6 +157,14 @@ consteval Probe probe(std::string_view function) {
     if (entry.function == function) return probeBase + entry.number;
   }
   throw "no such probe";  // reached only at compile time: an unknown name is a compile error
+}
+
+/// Returns whether no call with this number reports an entry.
+consteval bool reportsOnlyItsExit(Probe probe) {
+  for (const ProbeEntry& entry : probeTable) {
+    if (probeBase + entry.number == probe) return entry.reports == exitOnly;
+  }
+  throw "no such probe";
 }
 
 namespace detail {

@@ -81,6 +81,7 @@ inline decltype(auto) tracedExit(Body&& body) {
 /// Reports the entry, runs `body` and reports the exit.
 template <Probe P, class Body>
 inline decltype(auto) traced(Body&& body) {
+  static_assert(!reportsOnlyItsExit(P), "the table states that this function reports no entry");
   if (entryIsTraced()) [[unlikely]]
     detail::callEntryHooks(P);
   return tracedExit<P>(std::forward<Body>(body));

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "infra/kelExport.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// The names of the library's probes. A probe is the number that a hook of the trace facility receives; it
+/// stands for a function of the library.
+///
+///     std::string(tarvo::trace::findProbe(0x1CD8063A)->name);  // -> "MessageList::join"
+///     tarvo::trace::findProbe("MessageList::join")->probe;     // -> 483919418
+///
+/// The constructors of a class have one number, and so do the overloads of a function. A number never changes
+/// its meaning, and it is never given to another function. Later versions may have more probes. An
+/// installation has the same table as a file: share/kelinfra/probes.json.
+///
+/// The functions raise nothing, and any thread may call them at any time. Their results are constant and live
+/// as long as the library is loaded.
+namespace tarvo::trace {
+
+/// Says which of entry and exit the calls of a function report. A call that throws never reports an exit.
+enum class ProbeReports {
+  ENTRY_AND_EXIT,
+  EXIT_ONLY,  ///< constructors, destructors, and members that move a cursor
+  EITHER      ///< the destructor shares the number of a member; it reports its exit, the member both
+};
+
+struct ProbeInfo {
+  std::uint32_t probe;
+  std::string_view name;  ///< "Class::function"
+  ProbeReports reports;
+
+  constexpr std::string_view className() const { return name.substr(0, name.find("::")); }
+  constexpr std::string_view function() const { return name.substr(name.find("::") + 2); }
+};
+
+/// A range of probes, in the order of their numbers.
+struct ProbeRange {
+  const ProbeInfo* first;
+  std::size_t count;
+
+  constexpr const ProbeInfo* begin() const { return first; }
+  constexpr const ProbeInfo* end() const { return first + count; }
+  constexpr std::size_t size() const { return count; }
+};
+
+/// Returns all probes.
+KELINFRA_API ProbeRange allProbes() noexcept;
+
+/// Returns the probe with this number; null if the library has no such probe.
+KELINFRA_API const ProbeInfo* findProbe(std::uint32_t probe) noexcept;
+
+/// Returns the probe of "Class::function", compared exactly; null if the library has no such probe. A
+/// destructor that shares the number of a member is not found.
+KELINFRA_API const ProbeInfo* findProbe(std::string_view name) noexcept;
+
+}  // namespace tarvo::trace
