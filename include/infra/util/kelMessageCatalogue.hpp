@@ -33,6 +33,10 @@ namespace tarvo::util {
 /// `spellout`, `ordinal`, `duration`), and the argument is a decimal number, it is formatted as a number by
 /// the rules of the text's language.
 ///
+/// The library's own errors have arguments of several kinds, see `share/kelinfra/catalogue.json`. Of these,
+/// only sizes can be numbers. A type that takes a number shows another argument as the message records it.
+/// `plural` and `selectordinal` then use the form `other`, and `#` in it is the recorded text.
+///
 /// Threads: any number of threads may call `render` and `hasText` at the same time. During `load` no other
 /// thread may use the object.
 class KELINFRA_API MessageCatalogue {

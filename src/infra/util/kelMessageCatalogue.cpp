@@ -1,5 +1,6 @@
 #include "infra/util/kelMessageCatalogue.hpp"
 
+#include "oss/kelErrorKinds.hpp"
 #include "platform/kelStandardLibrary.hpp"
 #include "text/kelDecimalText.hpp"
 #include "text/kelInvariant.hpp"
@@ -38,9 +39,8 @@ struct Place {
 /// The text of an identifier, prepared for rendering.
 struct Text {
   /// If the pattern has no typed arguments, `words` is the text of the pattern without the placeholders and
-  /// quotes. If the pattern has typed arguments, `words` is a pattern in which each argument has two numbers:
-  /// argument n of the message is argument 2n as a text, and argument 2n + 1 as a number. If the text cannot
-  /// be formatted, `words` is bogus.
+  /// quotes. If the pattern has typed arguments, `words` is a pattern for the values of `valuesOf`. If the
+  /// text cannot be formatted, `words` is bogus.
   icu::UnicodeString words;
   std::vector<Place> places;  ///< without typed arguments, in their order
   bool isPattern = false;
@@ -77,22 +77,99 @@ void takeWords(Text& text, const icu::UnicodeString& pattern, const Parts& parts
   }
 }
 
-/// Sets the words of a text to the pattern, with the changed argument numbers (see `Text::words`).
-void takePattern(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
-  text.isPattern = true;
-  text.words = pattern;
-  // The arguments are replaced from the last to the first, so that the positions of the others stay valid.
-  for (std::int32_t i = parts.countParts(); i-- > 0;) {
-    const Parts::Part& part = parts.getPart(i);
-    if (part.getType() != UMSGPAT_PART_TYPE_ARG_NUMBER) continue;
-    const std::int32_t number = 2 * part.getValue() + takesNumber(parts.getPart(i - 1).getArgType());
-    text.words.replace(part.getIndex(), part.getLength(),
-                       text::invariantText(text::DecimalText(number).view()));
-  }
+/// The places of the numbers among the arguments of an identifier; null for an identifier of the program.
+using KnownArguments = const oss::errors::NumberArguments*;
+
+KnownArguments knownArguments(std::u16string_view identifier) {
+  const auto& all = oss::errors::numberArguments;
+  const auto* const place =
+      std::lower_bound(all.begin(), all.end(), identifier,
+                       [](const auto& entry, std::u16string_view id) { return entry.identifier < id; });
+  return place != all.end() && place->identifier == identifier ? &*place : nullptr;
 }
 
+bool canBeNumber(KnownArguments known, std::int32_t argument) {
+  constexpr std::int32_t mostPlaces = 32;
+  return known == nullptr || (argument < mostPlaces && (known->places >> argument & 1U) != 0);
+}
+
+/// The place of an argument among the values of `valuesOf`, as a text or as a number.
+icu::UnicodeString valuePlace(std::int32_t argument, bool isNumber) {
+  return text::invariantText(text::DecimalText(2 * argument + (isNumber ? 2 : 1)).view());
+}
+
+/// Writes a pattern again, for the values of `valuesOf`. If an argument cannot be a number, but has a type
+/// that takes one, it is written as a text. Plural forms of such an argument are replaced by the form
+/// `other`, in which `#` is the text.
+class ValuePattern {
+ public:
+  ValuePattern(const icu::UnicodeString& pattern, const Parts& parts, KnownArguments known)
+      : pattern_(pattern), parts_(parts), known_(known) {}
+
+  icu::UnicodeString write() {
+    for (std::int32_t i = 0; i < parts_.countParts(); ++i) i = writePart(i);
+    copyTo(pattern_.length());
+    return words_;
+  }
+
+ private:
+  static constexpr std::int32_t none = -1;
+
+  /// Writes the part, and those that belong to it. Returns the last of them.
+  std::int32_t writePart(std::int32_t i) {
+    const Parts::Part& part = parts_.getPart(i);
+    const auto type = part.getType();
+    if (type == UMSGPAT_PART_TYPE_ARG_START) return beginArgument(i);
+    if (type == UMSGPAT_PART_TYPE_ARG_LIMIT) refused_.pop_back();
+    if (refused_.empty() || refused_.back() == none) return i;
+    if (type == UMSGPAT_PART_TYPE_REPLACE_NUMBER) replace(part, i, asText(refused_.back()));
+    if (type == UMSGPAT_PART_TYPE_ARG_SELECTOR && !parts_.partSubstringMatches(part, u"other")) {
+      std::int32_t message = i;
+      while (parts_.getPartType(message) != UMSGPAT_PART_TYPE_MSG_START) ++message;
+      return replace(part, parts_.getLimitPartIndex(message), {});
+    }
+    return i;
+  }
+
+  std::int32_t beginArgument(std::int32_t i) {
+    const Parts::Part& part = parts_.getPart(i);
+    const Parts::Part& number = parts_.getPart(i + 1);
+    const std::int32_t argument = number.getValue();
+    const bool isNumber = takesNumber(part.getArgType());
+    const bool isRefused = isNumber && !canBeNumber(known_, argument);
+    if (isRefused && !UMSGPAT_ARG_TYPE_HAS_PLURAL_STYLE(part.getArgType()))
+      return replace(part, parts_.getLimitPartIndex(i), asText(argument));
+    refused_.push_back(isRefused ? argument : none);
+    return replace(number, i + 1, isRefused ? icu::UnicodeString(u'0') : valuePlace(argument, isNumber));
+  }
+
+  static icu::UnicodeString asText(std::int32_t argument) {
+    return icu::UnicodeString(u'{').append(valuePlace(argument, false)).append(u'}');
+  }
+
+  void copyTo(std::int32_t end) {
+    words_.append(pattern_, done_, end - done_);
+    done_ = end;
+  }
+
+  /// Writes `text` for all from the first part to the last. Returns the last.
+  std::int32_t replace(const Parts::Part& first, std::int32_t last, const icu::UnicodeString& text) {
+    copyTo(first.getIndex());
+    words_.append(text);
+    done_ = parts_.getPart(last).getLimit();
+    return last;
+  }
+
+  const icu::UnicodeString& pattern_;
+  const Parts& parts_;
+  KnownArguments known_;
+  icu::UnicodeString words_;
+  std::int32_t done_ = 0;              ///< the units of the pattern that are written
+  std::vector<std::int32_t> refused_;  ///< for each open argument its number if it cannot be one, else `none`
+};
+
 /// Returns the text of a pattern. Its words are bogus if ICU does not accept the pattern.
-Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale) {
+Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale, KnownArguments known) {
   const std::u16string_view units = text::unitsOf(pattern);
   const bool isSimple = std::count(units.begin(), units.end(), u'{') <= mostBraces;
   UErrorCode status = isSimple ? U_ZERO_ERROR : U_ILLEGAL_ARGUMENT_ERROR;
@@ -107,9 +184,11 @@ Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale) {
     if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER)
       text.arguments = std::max(text.arguments, part.getValue() + 1);
   }
-  if (U_SUCCESS(status)) (isTyped ? takePattern : takeWords)(text, pattern, parts);
+  text.isPattern = isTyped;
+  if (U_SUCCESS(status) && isTyped) text.words = ValuePattern(pattern, parts, known).write();
+  if (U_SUCCESS(status) && !isTyped) takeWords(text, pattern, parts);
   if (text.words.isBogus()) throw std::bad_alloc();
-  if (U_SUCCESS(status) && isTyped) const icu::MessageFormat accepted(text.words, locale, place, status);
+  if (U_SUCCESS(status) && isTyped) const icu::MessageFormat accepted(pattern, locale, place, status);
   throwWithoutMemory(status);
   if (U_FAILURE(status)) text.words.setToBogus();
   return text;
@@ -145,15 +224,22 @@ void insertArguments(const Text& text, const Arguments& arguments, icu::UnicodeS
   out.append(text.words, done, text.words.length() - done);
 }
 
-/// Formats the pattern with ICU. Returns false if ICU reports an error.
-bool formatPattern(const Text& text, const char* language, const Arguments& arguments,
-                   icu::UnicodeString& out) {
+/// Returns the values for a pattern: 0, then each argument n as a text at 2n + 1 and as a number at 2n + 2.
+std::vector<icu::Formattable> valuesOf(const Arguments& arguments) {
   std::vector<icu::Formattable> values;
-  values.reserve(2 * arguments.size());
+  values.reserve(2 * arguments.size() + 1);
+  values.emplace_back(std::int32_t{0});
   for (const icu::UnicodeString& argument : arguments) {
     values.emplace_back(argument);
     values.push_back(numberOf(argument));
   }
+  return values;
+}
+
+/// Formats the pattern with ICU. Returns false if ICU reports an error.
+bool formatPattern(const Text& text, const char* language, const Arguments& arguments,
+                   icu::UnicodeString& out) {
+  const std::vector<icu::Formattable> values = valuesOf(arguments);
   UErrorCode status = U_ZERO_ERROR;
   UParseError place;
   const icu::MessageFormat pattern(text.words, icu::Locale(language), place, status);
@@ -238,8 +324,9 @@ void MessageCatalogue::load(const char* language, const char* data, std::size_t 
   reader.keepTexts();
   Texts::OfLanguage& texts = texts_->languages[name];
   while (reader.readLine()) {
-    if (reader.hasProperty())
-      texts.insert_or_assign(text::textOf(reader.key()), textOf(text::textOf(reader.value()), locale));
+    if (!reader.hasProperty()) continue;
+    const KnownArguments known = knownArguments(reader.key());
+    texts.insert_or_assign(text::textOf(reader.key()), textOf(text::textOf(reader.value()), locale, known));
   }
 }
 

@@ -103,6 +103,49 @@ TEST(MessageCatalogueArguments, AreNumbersInTheRulesOfTheTextsLanguage) {
   EXPECT_EQ(formatted("{0,plural,few{# few}other{#}}", {"3"}, "pl"), "3 few");
 }
 
+/// Renders the error of a refused connection, whose arguments are a host and a port.
+std::string refused(const std::string& pattern, const char* port) {
+  MessageCatalogue catalogue;
+  load(catalogue, "en", "QN_ERR_SOCKET_CONNECTION_REFUSED=" + pattern + "\n");
+  return rendered(catalogue, messageOf("QN_ERR_SOCKET_CONNECTION_REFUSED", {"db1", port}), "en");
+}
+
+TEST(MessageCatalogueKinds, KeepTheTextOfAnArgumentThatIsNoNumberWhateverThePatternAsksFor) {
+  constexpr const char* nested = "{1,plural,one{x}other{{1,plural,other{#}} {0,plural,other{#}} {1,number}}}";
+  for (const auto& row : rowsOf<PatternRow>({
+           {"a number", "port {1,number}", {"4711"}, "port 4711"},
+           {"a number with a style", "port {1,number,#,##0.00}", {"4711"}, "port 4711"},
+           {"beside the text", "{0}:{1} {1,number}", {"4711"}, "db1:4711 4711"},
+           {"a date", "port {1,date,short}", {"4711"}, "port 4711"},
+           {"in words", "port {1,spellout}", {"12"}, "port 12"},
+           {"a choice", "port {1,choice,0#none|1<many {1}}!", {"4711"}, "port 4711!"},
+           {"a plural", "{1,plural,=0{no port}one{# port}other{# ports}}", {"4711"}, "4711 ports"},
+           {"the form is other", "{1,plural,=0{no port}one{# port}other{# ports}}", {"1"}, "1 ports"},
+           {"zero is other", "{1,plural,=0{no port}other{# ports}}", {"0"}, "0 ports"},
+           {"an offset", "{1,plural,offset:1 one{{0} and #}other{{0} to #}}", {"4711"}, "db1 to 4711"},
+           {"a quoted sign", "{1,plural,other{'#' #}}", {"4711"}, "# 4711"},
+           {"forms in forms", nested, {"4711"}, "4711 db1 4711"},
+           {"an ordinal", "{1,selectordinal,one{#st}other{#th}}", {"4711"}, "4711th"},
+           {"a host as a number", "{0,number}", {"4711"}, "db1"},
+           {"a selection takes the text", "{1,select,4711{ours}other{{1}}}", {"4711"}, "ours"},
+           {"a text that is no number", "{1,number}", {"http"}, "http"},
+       })) {
+    EXPECT_EQ(refused(row.pattern, row.arguments.front()), row.expected);
+  }
+}
+
+TEST(MessageCatalogueKinds, LetASizeBeANumber) {
+  MessageCatalogue catalogue;
+  load(catalogue, "en",
+       "ERR_DEST_BUFFER_TOO_SMALL={0,number} of {1,plural,one{# byte}other{# bytes}}, {2,number}\n");
+  EXPECT_EQ(rendered(catalogue, messageOf("ERR_DEST_BUFFER_TOO_SMALL", {"4096", "8192", "4096"}), "en"),
+            "4,096 of 8,192 bytes, 4096");
+}
+
+TEST(MessageCatalogueKinds, LeaveAnUnknownTypeAFault) {
+  EXPECT_EQ(refused("{1,nunber}", "4711"), "QN_ERR_SOCKET_CONNECTION_REFUSED: [] - [db1] [4711]");
+}
+
 // --- texts that cannot be formatted
 
 TEST(MessageCatalogueFallback, ShowsTheMessageOnOneLineIfItsTextCannotBeFormatted) {
