@@ -86,6 +86,7 @@ def suggests_what_was_probably_meant(tool):
         (("catalogue", "chekc"), "unknown option or command: chekc; did you mean check?"),
         (("catalogue", "check", "--STRICT"), "unknown option or command: --STRICT; did you mean --strict?"),
         (("catalogue", "check", "--jsno=1"), "unknown option or command: --jsno; did you mean --json?"),
+        (("version", "--all-help"), "unknown option or command: --all-help; did you mean --help-all?"),
         (("nothing-like-it",), "unknown option or command: nothing-like-it"),
         (("version", "--" + "x" * 10000), "unknown option or command: --" + "x" * 10000),
     ):

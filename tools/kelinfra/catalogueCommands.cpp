@@ -8,10 +8,22 @@
 
 #include <cstdio>
 #include <map>
+#include <memory>
 
 namespace kelinfra {
 
 namespace {
+
+struct CheckOptions {
+  std::vector<std::string> files;
+  std::vector<std::string> contracts;
+  Printing printing;
+};
+
+struct InitOptions {
+  std::string language;
+  std::vector<std::string> contracts;
+};
 
 Contract contractWith(const std::vector<std::string>& files) {
   Contract contract = libraryContract();
@@ -41,16 +53,17 @@ std::string commentOf(const Identifier& identifier) {
   return comment + "\n";
 }
 
-}  // namespace
-
-Status checkCatalogueFiles(const CatalogueCheckOptions& options) {
+Status checkCatalogueFiles(const CheckOptions& options) {
+  requireOperand("FILE", options.files);
   const Contract contract = contractWith(options.contracts);
   std::vector<CatalogueFile> files;
   for (const std::string& name : options.files) files.push_back({shownName(name), readFile(name)});
   return print(checkCatalogues(files, contract), options.printing);
 }
 
-Status initCatalogue(const CatalogueInitOptions& options) {
+/// Prints a catalogue with each identifier, its English text and its arguments.
+Status initCatalogue(const InitOptions& options) {
+  requireOperand("LANG", options.language);
   const std::map<std::string, std::string> texts = englishTexts();
   std::string out = "# " + rendered(message("KELINFRA_TEMPLATE", options.language)) + "\n";
   for (const auto& [id, identifier] : contractWith(options.contracts)) {
@@ -59,6 +72,44 @@ Status initCatalogue(const CatalogueInitOptions& options) {
   }
   std::fputs(out.c_str(), stdout);
   return clean;
+}
+
+void addContracts(CLI::App& command, std::vector<std::string>& contracts) {
+  command.add_option("--contract", contracts, "A program's identifiers, in the form of catalogue.json")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+}
+
+void addCheck(CLI::App& catalogue, CommandLine& line) {
+  const auto options = std::make_shared<CheckOptions>();
+  CLI::App& check =
+      addCommand(catalogue, line, "check", "Check catalogue files; - is standard input", [options, &line] {
+        options->printing.json = line.json;
+        return checkCatalogueFiles(*options);
+      });
+  addOperand(check, "FILE", options->files, "Files of properties text, such as de.properties");
+  addContracts(check, options->contracts);
+  addStrict(check, options->printing.strict);
+  addJson(check, line);
+  check.footer("Example: kelinfra catalogue check en.properties de.properties");
+}
+
+void addInit(CLI::App& catalogue, CommandLine& line) {
+  const auto options = std::make_shared<InitOptions>();
+  CLI::App& init = addCommand(catalogue, line, "init", "Print a complete template for a language",
+                              [options] { return initCatalogue(*options); });
+  addOperand(init, "LANG", options->language, "The language, such as de");
+  addContracts(init, options->contracts);
+  init.footer("Example: kelinfra catalogue init de >de.properties");
+}
+
+}  // namespace
+
+void addCatalogue(CLI::App& app, CommandLine& line) {
+  CLI::App& catalogue = *app.add_subcommand("catalogue", "Texts of messages in several languages");
+  catalogue.footer("Example: kelinfra catalogue check en.properties de.properties");
+  addCheck(catalogue, line);
+  addInit(catalogue, line);
 }
 
 }  // namespace kelinfra

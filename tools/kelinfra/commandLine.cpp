@@ -5,72 +5,14 @@
 #include "suggestion.hpp"
 #include "texts.hpp"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace kelinfra {
 
 namespace {
-
-/// The options and what they set.
-struct Options {
-  std::string language;
-  bool json = false;
-  CatalogueCheckOptions check;
-  CatalogueInitOptions init;
-  std::string kind;
-  std::function<Status()> command;
-};
-
-void addJson(CLI::App& command, Options& options) {
-  command.add_flag("--json", options.json, "Print JSON");
-}
-
-void addContracts(CLI::App& command, std::vector<std::string>& contracts) {
-  command.add_option("--contract", contracts, "A program's identifiers, in the form of catalogue.json")
-      ->type_name("FILE")
-      ->allow_extra_args(false);
-}
-
-void addCatalogue(CLI::App& app, Options& options) {
-  CLI::App* const catalogue = app.add_subcommand("catalogue", "Texts of messages in several languages");
-  catalogue->footer("Example: kelinfra catalogue check en.properties de.properties");
-
-  CLI::App* const check = catalogue->add_subcommand("check", "Check catalogue files; - is standard input");
-  check->add_option("FILE", options.check.files, "Files of properties text, such as de.properties")
-      ->type_name("");
-  addContracts(*check, options.check.contracts);
-  check->add_flag("--strict", options.check.printing.strict, "Warnings set the exit status, too");
-  addJson(*check, options);
-  check->footer("Example: kelinfra catalogue check en.properties de.properties");
-  check->callback([&options] {
-    options.command = [&options] {
-      if (options.check.files.empty()) fail("KELINFRA_OPERAND_MISSING", "FILE");
-      options.check.printing.json = options.json;
-      return checkCatalogueFiles(options.check);
-    };
-  });
-
-  CLI::App* const init = catalogue->add_subcommand("init", "Print a complete template for a language");
-  init->add_option("LANG", options.init.language, "The language, such as de")->type_name("");
-  addContracts(*init, options.init.contracts);
-  init->footer("Example: kelinfra catalogue init de >de.properties");
-  init->callback([&options] {
-    options.command = [&options] {
-      if (options.init.language.empty()) fail("KELINFRA_OPERAND_MISSING", "LANG");
-      return initCatalogue(options.init);
-    };
-  });
-}
-
-void addVersion(CLI::App& app, Options& options) {
-  CLI::App* const version = app.add_subcommand("version", "Print the versions of the tool and of ICU");
-  addJson(*version, options);
-  version->callback([&options] { options.command = [&options] { return printVersion(options.json); }; });
-}
 
 // --- the manual
 
@@ -96,7 +38,7 @@ void describe(const CLI::App& command, const std::vector<std::string>& path, Man
 }
 
 Status printFile(const CLI::App& app, const std::string& kind) {
-  if (kind.empty()) fail("KELINFRA_OPERAND_MISSING", "KIND");
+  requireOperand("KIND", kind);
   Manual manual;
   describe(app, {}, manual);
   const std::string file = fileOf(kind, manual);
@@ -109,13 +51,12 @@ Status printFile(const CLI::App& app, const std::string& kind) {
   return clean;
 }
 
-void addGenerate(CLI::App& app, Options& options) {
-  CLI::App* const generate =
-      app.add_subcommand("generate", "Print the manual page, or completion for a shell");
-  generate->add_option("KIND", options.kind, "One of: man, bash, zsh, fish, powershell")->type_name("");
-  generate->footer("Example: kelinfra generate bash >/etc/bash_completion.d/kelinfra");
-  generate->callback(
-      [&app, &options] { options.command = [&app, &options] { return printFile(app, options.kind); }; });
+void addGenerate(CLI::App& app, CommandLine& line) {
+  const auto kind = std::make_shared<std::string>();
+  CLI::App& generate = addCommand(app, line, "generate", "Print the manual page, or completion for a shell",
+                                  [&app, kind] { return printFile(app, *kind); });
+  addOperand(generate, "KIND", *kind, "One of: man, bash, zsh, fish, powershell");
+  generate.footer("Example: kelinfra generate bash >/etc/bash_completion.d/kelinfra");
 }
 
 // --- the command line
@@ -150,11 +91,26 @@ std::vector<std::string> wordsOf(const CLI::App& command) {
 
 }  // namespace
 
+CLI::App& addCommand(CLI::App& family, CommandLine& line, const char* name, const char* help,
+                     const std::function<Status()>& run) {
+  CLI::App& command = *family.add_subcommand(name, help);
+  command.callback([&line, run] { line.command = run; });
+  return command;
+}
+
+void addJson(CLI::App& command, CommandLine& line) {
+  command.add_flag("--json", line.json, "Print JSON");
+}
+
+void addStrict(CLI::App& command, bool& strict) {
+  command.add_flag("--strict", strict, "Warnings set the exit status, too");
+}
+
 int run(int count, const char* const* arguments) {
-  Options options;
+  CommandLine line;
   CLI::App app("Works with the files of programs that use KELINFRA.", "kelinfra");
   app.set_help_all_flag("--help-all", "Print the help of all commands");
-  app.add_option("--language", options.language,
+  app.add_option("--language", line.language,
                  "The language of messages, such as de; else LC_ALL, "
                  "LC_MESSAGES or LANG")
       ->type_name("LANG");
@@ -162,23 +118,23 @@ int run(int count, const char* const* arguments) {
       "Example: kelinfra catalogue check en.properties de.properties\n"
       "The exit status is 0 if all is well, 1 for findings, 2 for a wrong command or file.");
   app.fallthrough();
-  addCatalogue(app, options);
-  addVersion(app, options);
-  addGenerate(app, options);
+  addCatalogue(app, line);
+  addVersion(app, line);
+  addGenerate(app, line);
   try {
     app.parse(count, arguments);
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ExtrasError&) {
-    if (!options.language.empty()) chooseLanguage(options.language);
+    if (!line.language.empty()) chooseLanguage(line.language);
     failOnUnknown(app);
   } catch (const CLI::ArgumentMismatch& error) {
     fail("KELINFRA_OPTION_VALUE", error.what());
   } catch (const CLI::ParseError& error) {
     fail("KELINFRA_COMMAND_LINE", error.what());
   }
-  if (!options.language.empty()) chooseLanguage(options.language);
-  if (options.command) return options.command();
+  if (!line.language.empty()) chooseLanguage(line.language);
+  if (line.command) return line.command();
   std::fputs(chosen(app).help().c_str(), stdout);
   return clean;
 }

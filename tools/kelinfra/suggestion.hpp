@@ -5,9 +5,7 @@
 
 namespace kelinfra {
 
-/// The candidate that was probably meant: one that is equal except for case, else the nearest by edit
-/// distance up to a third of the longer length. Empty if there is no such candidate, or several are equally
-/// near.
+/// The candidate that was probably meant, by the rule of `PropertiesSchema::suggest`. Empty if there is none.
 std::string suggestion(const std::string& word, const std::vector<std::string>& candidates);
 
 }  // namespace kelinfra

@@ -10,6 +10,8 @@
 
 namespace kelinfra {
 
+namespace {
+
 Status printVersion(bool json) {
   UVersionInfo numbers;
   std::array<char, U_MAX_VERSION_STRING_LENGTH> icu{};
@@ -22,6 +24,14 @@ Status printVersion(bool json) {
     std::printf("kelinfra %s (ICU %s)\n", std::string(embedded::version).c_str(), icu.data());
   }
   return clean;
+}
+
+}  // namespace
+
+void addVersion(CLI::App& app, CommandLine& line) {
+  CLI::App& version = addCommand(app, line, "version", "Print the versions of the tool and of ICU",
+                                 [&line] { return printVersion(line.json); });
+  addJson(version, line);
 }
 
 }  // namespace kelinfra
