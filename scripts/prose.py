@@ -17,10 +17,18 @@ LEFT_OUT = re.compile(r"^(fuzz/corpus|docs/pictures|exports|examples/(documents|
 
 
 def files():
-    """The files that hold prose: tracked ones, and new ones that git does not ignore."""
+    """The files that hold prose in UTF-8: tracked ones, and new ones that git does not ignore."""
     listed = subprocess.run(["git", "-C", ROOT, "ls-files", "--cached", "--others", "--exclude-standard"],
                             capture_output=True, text=True, check=True).stdout.split("\n")
-    return sorted(name for name in listed if name and not LEFT_OUT.search(name) and (ROOT / name).is_file())
+    return sorted(name for name in listed if name and not LEFT_OUT.search(name) and is_text(ROOT / name))
+
+
+def is_text(path):
+    try:
+        path.read_text(encoding="utf-8")
+    except (IsADirectoryError, FileNotFoundError, UnicodeDecodeError):
+        return False
+    return True
 
 
 def page_lines(lines):

@@ -17,6 +17,7 @@ import shutil
 import sys
 from pathlib import Path
 
+sys.dont_write_bytecode = True
 import markup
 import reference
 

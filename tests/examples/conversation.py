@@ -14,6 +14,7 @@ import shlex
 import subprocess
 import sys
 
+sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "support"))
 from served import serving  # found by the line above
 

@@ -4,9 +4,11 @@
 import importlib.machinery
 import importlib.util
 import pathlib
+import sys
 import unittest
 
 SCRIPT = str(pathlib.Path(__file__).resolve().parent.parent.parent / "scripts" / "raises")
+sys.dont_write_bytecode = True
 loader = importlib.machinery.SourceFileLoader("raises", SCRIPT)
 raises = importlib.util.module_from_spec(importlib.util.spec_from_loader("raises", loader))
 loader.exec_module(raises)

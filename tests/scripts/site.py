@@ -11,6 +11,7 @@ import tempfile
 import unittest
 
 SCRIPTS = pathlib.Path(__file__).resolve().parent.parent.parent / "scripts" / "site"
+sys.dont_write_bytecode = True
 sys.path.insert(0, str(SCRIPTS))
 import browse  # pylint: disable=wrong-import-position
 

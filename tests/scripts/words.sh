@@ -42,3 +42,17 @@ clean a.md "What does it cost? Nothing."
 clean a.md "- \`$(printf 'x%.0s' {1..120})\`"
 clean a.md "The identifier stands for a message."
 clean a.cpp "TEST(Buffer, ReturnsTheSizeAfterAnAppend) {"
+
+# A project of these scripts and a file that is not text: the scripts find nothing in it and add no file.
+mkdir -p "$folder/project/scripts"
+cp "$root"/scripts/{words,prose.py,sentences} "$folder/project/scripts/"
+git -C "$folder/project" init -q
+printf '\377behind%0200d\n' 0 >"$folder/project/data"
+git -C "$folder/project" add -A
+for script in words words "sentences 1 0"; do
+  # shellcheck disable=SC2086
+  (unset PYTHONDONTWRITEBYTECODE && "$folder/project/scripts/"$script) >"$folder/out" ||
+    die "scripts/$script in a new project: $(cat "$folder/out")"
+done
+others=$(git -C "$folder/project" ls-files --others)
+[ -z "$others" ] || die "the scripts wrote $others"
