@@ -18,8 +18,8 @@ class Kelinfra(ConanFile):
     # The recipe is two folders below the project.
     def export_sources(self):
         project = os.path.dirname(os.path.dirname(self.recipe_folder))
-        for pattern in ("CMakeLists.txt", "LICENSE", ".reuse/*", "cmake/*", "debugger/*", "include/*",
-                        "src/*"):
+        for pattern in ("CMakeLists.txt", "LICENSE", ".reuse/*", "catalogues/*", "cmake/*", "debugger/*",
+                        "errors/catalogue.json", "include/*", "probes/probes.json", "src/*"):
             copy(self, pattern, project, self.export_sources_folder)
 
     # icu::UnicodeString in the library's interface is a name of ICU's major version.

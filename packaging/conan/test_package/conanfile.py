@@ -1,5 +1,6 @@
 from conan import ConanFile
 from conan.tools.build import can_run
+from conan.tools.cmake import CMake, cmake_layout
 
 import os
 
@@ -11,9 +12,14 @@ class KelinfraTest(ConanFile):
     def requirements(self):
         self.requires(self.tested_reference_str)
 
-    # The project's test of an installed package.
+    def layout(self):
+        cmake_layout(self)
+
+    def build(self):
+        cmake = CMake(self)
+        cmake.configure()
+        cmake.build()
+
     def test(self):
         if can_run(self):
-            folder = self.dependencies["kelinfra"].package_folder
-            script = os.path.join(self.recipe_folder, "..", "..", "..", "tests", "package", "installed.sh")
-            self.run(f'"{script}" "{folder}"')
+            self.run(os.path.join(self.cpp.build.bindir, "program"), env="conanrun")
