@@ -25,7 +25,8 @@ need_writable "$logs"
 # log_of NAME: the log of a step.
 log_of() { printf '%s/%s.log\n' "$logs" "$(printf '%s' "$1" | tr -c 'A-Za-z0-9' '-' | cut -c 1-80)"; }
 
-# quiet_step NAME COMMAND...: runs a command and writes its output to its log.
+# quiet_step NAME COMMAND...: runs a command and writes its output to its log. If the command is a function,
+# the shell does not stop at a failure inside it: join its commands by &&.
 quiet_step() {
   local name=$1 start=$SECONDS
   shift
