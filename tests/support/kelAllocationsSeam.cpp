@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace tarvo::test {
 namespace {
@@ -23,6 +24,7 @@ struct ThreadState {
   bool refused = false;
   bool granted = false;
   bool inside = false;
+  void (*action)() = nullptr;
 };
 
 // This object is constant-initialised, because a thread requests memory before its other thread_local objects
@@ -43,7 +45,15 @@ class Inside {
   bool before_;
 };
 
+void act() {
+  if (state.action == nullptr) return;
+  void (*const action)() = std::exchange(state.action, nullptr);
+  action();
+  state.action = action;
+}
+
 bool refuses(std::size_t size) noexcept {
+  act();
   if (state.granted) return false;
   if (size >= state.limit) return true;
   if (state.failsAt == 0) return false;
@@ -106,6 +116,14 @@ void lendToIcu() {
 const bool lent = (lendToIcu(), true);
 
 }  // namespace
+
+AllocationAction::AllocationAction(void (*action)()) noexcept {
+  state.action = action;
+}
+
+AllocationAction::~AllocationAction() {
+  state.action = nullptr;
+}
 
 AllocationCount::AllocationCount() noexcept
     : madeBefore_(state.made), bytesBefore_(state.bytes), releasedBefore_(state.released) {}

@@ -89,6 +89,17 @@ class AllocationsGranted {
   bool before_;
 };
 
+/// While an object of this class exists, each request of the calling thread first calls `action`. So a test
+/// can act in the middle of a function that allocates. Requests that `action` makes do not call it. Objects
+/// must not nest.
+class AllocationAction {
+ public:
+  explicit AllocationAction(void (*action)()) noexcept;
+  AllocationAction(const AllocationAction&) = delete;
+  AllocationAction& operator=(const AllocationAction&) = delete;
+  ~AllocationAction();
+};
+
 /// For a program that replaces malloc for all libraries: returns whether this request of another library must
 /// fail. The request counts towards the FailingAllocation of the calling thread, but not in AllocationCount.
 bool refusesToOthers(std::size_t size) noexcept;

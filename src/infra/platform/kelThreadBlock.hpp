@@ -1,16 +1,44 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 
-/// The platform layer's memory block for each thread, with a callback when the thread ends.
+/// The platform layer's memory block for each thread, with callbacks when the thread ends.
 namespace tarvo::platform {
 
-inline constexpr std::size_t threadBlockSize = 1024;
+/// The users of a thread's block. Each has a part of the block.
+enum class ThreadPart : std::size_t { converters, trace };
+inline constexpr std::size_t threadParts = 2;
 
-/// Returns the calling thread's block of `threadBlockSize` bytes, which is aligned for any type and contains
-/// zeros at first. When the thread ends, `atEnd` is called once with the block; pass the same function in
-/// every call. After that call, or if there is no memory for the block, the result is null. The block of the
-/// thread that ends the process may never be released.
-void* threadBlock(void (*atEnd)(void* block) noexcept) noexcept;
+/// The sizes of the parts in bytes.
+inline constexpr std::array<std::size_t, threadParts> threadPartSizes = {1024, 64};
+
+/// The memory of a block, with the parts one after another. A block contains zeros at first.
+struct ThreadBlock {
+  alignas(std::max_align_t) unsigned char bytes[threadPartSizes[0] + threadPartSizes[1]];
+  void (*atEnd[threadParts])(void* part) noexcept;
+
+  /// Returns the part, and notes the function that its user wants to be called at the end.
+  void* use(ThreadPart part, void (*whenThreadEnds)(void*) noexcept) noexcept {
+    const auto index = static_cast<std::size_t>(part);
+    atEnd[index] = whenThreadEnds;
+    return start(index);
+  }
+  /// Calls the functions of the users.
+  void end() noexcept {
+    for (std::size_t index = 0; index < threadParts; ++index) {
+      if (atEnd[index] != nullptr) atEnd[index](start(index));
+    }
+  }
+
+ private:
+  void* start(std::size_t index) noexcept { return bytes + (index == 0 ? 0 : threadPartSizes[0]); }
+};
+
+/// Returns the user's part of the calling thread's block, which is aligned for any type and contains zeros at
+/// first. When the thread ends, `atEnd` is called once with the part; pass the same function in every call.
+/// After the first of these calls at the thread's end, or if there is no memory for the block, the result is
+/// null. The block of the thread that ends the process may never be released.
+void* threadBlock(ThreadPart part, void (*atEnd)(void* part) noexcept) noexcept;
 
 }  // namespace tarvo::platform

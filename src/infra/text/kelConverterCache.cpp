@@ -34,7 +34,8 @@ struct ThreadConverters {
   std::array<KeptConverter*, 2> last;  // the converter found last, by direction
   std::size_t oldest;                  // the next place to be replaced
 };
-static_assert(sizeof(ThreadConverters) <= platform::threadBlockSize);
+static_assert(sizeof(ThreadConverters) <=
+              platform::threadPartSizes[static_cast<std::size_t>(platform::ThreadPart::converters)]);
 static_assert(std::is_trivial_v<ThreadConverters>, "a block of zeros keeps no converter");
 
 /// Closes the thread's converters when the thread ends.
@@ -47,7 +48,7 @@ void closeAll(void* block) noexcept {
 /// Returns the thread's converters; null if the thread is ending or if there is no memory. If the result is
 /// null, no converters are kept.
 ThreadConverters* converters() {
-  return static_cast<ThreadConverters*>(platform::threadBlock(&closeAll));
+  return static_cast<ThreadConverters*>(platform::threadBlock(platform::ThreadPart::converters, &closeAll));
 }
 
 /// Returns whether a kept converter has this name. The names are short, so a loop is faster than a function

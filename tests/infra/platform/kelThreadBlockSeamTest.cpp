@@ -12,19 +12,21 @@
 namespace tarvo::test {
 namespace {
 
+using platform::ThreadPart;
+
 struct Ended {
   static inline std::atomic<int> count{0};
 
   static void note(void* block) noexcept {
     ++count;
     EXPECT_EQ(*static_cast<int*>(block), 7);
-    EXPECT_EQ(platform::threadBlock(&note), nullptr) << "while the block ends";
+    EXPECT_EQ(platform::threadBlock(ThreadPart::converters, &note), nullptr) << "while the block ends";
   }
 };
 
 /// The calling thread's block, with a mark that `Ended` checks.
 int* markedBlock() {
-  auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
+  auto* const block = static_cast<int*>(platform::threadBlock(ThreadPart::converters, &Ended::note));
   if (block != nullptr) *block = 7;
   return block;
 }
@@ -34,15 +36,44 @@ TEST(ThreadBlock, IsZeroedAndStaysTheSameUntilTheThreadEnds) {
   for (int i = 1; i <= 5; ++i) {
     ROW("i", i);
     std::thread([] {
-      auto* const block = static_cast<int*>(platform::threadBlock(&Ended::note));
+      auto* const block = static_cast<int*>(platform::threadBlock(ThreadPart::converters, &Ended::note));
       ASSERT_NE(block, nullptr);
-      EXPECT_TRUE(std::all_of(block, block + platform::threadBlockSize / sizeof(int),
+      EXPECT_TRUE(std::all_of(block, block + platform::threadPartSizes[0] / sizeof(int),
                               [](int word) { return word == 0; }));
       *block = 7;
-      EXPECT_EQ(platform::threadBlock(&Ended::note), block);
+      EXPECT_EQ(platform::threadBlock(ThreadPart::converters, &Ended::note), block);
     }).join();
     EXPECT_EQ(Ended::count, i);
   }
+}
+
+TEST(ThreadBlock, HasAPartForEachUserAndEndsEachOnce) {
+  static std::atomic<int> ended;
+  static std::atomic<void*> given;
+  ended = 0;
+  Ended::count = 0;
+  void* part = nullptr;
+  std::thread([&] {
+    part = platform::threadBlock(ThreadPart::trace, [](void* own) noexcept {
+      ++ended;
+      given = own;
+    });
+    auto* const other = static_cast<unsigned char*>(static_cast<void*>(markedBlock()));
+    ASSERT_NE(part, nullptr);
+    auto* const bytes = static_cast<unsigned char*>(part);
+    EXPECT_TRUE(std::all_of(bytes, bytes + platform::threadPartSizes[1], [](int byte) { return byte == 0; }));
+    EXPECT_TRUE(bytes >= other + platform::threadPartSizes[0] ||
+                bytes + platform::threadPartSizes[1] <= other);
+  }).join();
+  EXPECT_EQ(ended, 1);
+  EXPECT_EQ(given, part);
+  EXPECT_EQ(Ended::count, 1);
+}
+
+TEST(ThreadBlock, CallsNoEndForAPartThatTheThreadHasNotUsed) {
+  Ended::count = 0;
+  std::thread([] { platform::threadBlock(ThreadPart::trace, [](void*) noexcept {}); }).join();
+  EXPECT_EQ(Ended::count, 0);
 }
 
 TEST(ThreadBlock, IsNullForCodeThatRunsAfterItsEnd) {
@@ -55,7 +86,7 @@ TEST(ThreadBlock, IsNullForCodeThatRunsAfterItsEnd) {
   std::thread([&] {
     atThreadEnd([&] {
       endedBefore = Ended::count == 1;
-      after = platform::threadBlock(&Ended::note);
+      after = platform::threadBlock(ThreadPart::converters, &Ended::note);
     });
     markedBlock();
   }).join();
@@ -69,7 +100,7 @@ TEST(ThreadBlock, IsNullIfAllocationFailsAndAvailableAfterwards) {
   std::thread([] {
     {
       const FailingAllocation failing(1, Shortage::fromThenOn);
-      EXPECT_EQ(platform::threadBlock(&Ended::note), nullptr);
+      EXPECT_EQ(platform::threadBlock(ThreadPart::converters, &Ended::note), nullptr);
       EXPECT_TRUE(failing.happened());
     }
     EXPECT_EQ(Ended::count, 0);

@@ -12,15 +12,10 @@
 namespace tarvo::platform {
 namespace {
 
-struct Block {
-  alignas(std::max_align_t) unsigned char bytes[threadBlockSize];
-  void (*atEnd)(void*) noexcept;
-};
-
 // These variables are read often, so they have the TLS model in which a variable is accessed without a
 // function call. The C library reserves only little memory for such variables of libraries that are loaded
 // later, so the block itself is on the heap.
-[[gnu::tls_model("initial-exec")]] constinit thread_local unsigned char* usable = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local ThreadBlock* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 
 /// The key whose destructor the system calls with the block of a thread that ends.
@@ -28,14 +23,14 @@ class Key {
  public:
   Key() noexcept : made_(::pthread_key_create(&key_, &end) == 0) {}
 
-  bool keep(Block* block) const noexcept { return made_ && ::pthread_setspecific(key_, block) == 0; }
+  bool keep(ThreadBlock* block) const noexcept { return made_ && ::pthread_setspecific(key_, block) == 0; }
 
  private:
   static void end(void* data) noexcept {
-    auto* const block = static_cast<Block*>(data);
+    auto* const block = static_cast<ThreadBlock*>(data);
     usable = nullptr;
     ended = true;
-    block->atEnd(block->bytes);
+    block->end();
     std::free(block);
   }
 
@@ -43,25 +38,25 @@ class Key {
   bool made_;
 };
 
-bool keep(Block* block) noexcept {
+bool keep(ThreadBlock* block) noexcept {
   static const Key key;
   return key.keep(block);
 }
 
-[[gnu::noinline]] unsigned char* firstUse(void (*atEnd)(void*) noexcept) noexcept {
+[[gnu::noinline]] ThreadBlock* firstUse() noexcept {
   if (ended) return nullptr;
-  auto* const block = static_cast<Block*>(std::calloc(1, sizeof(Block)));
+  auto* const block = static_cast<ThreadBlock*>(std::calloc(1, sizeof(ThreadBlock)));
   if (block == nullptr) return nullptr;
-  block->atEnd = atEnd;
-  if (keep(block)) return usable = block->bytes;
+  if (keep(block)) return usable = block;
   std::free(block);
   return nullptr;
 }
 
 }  // namespace
 
-void* threadBlock(void (*atEnd)(void*) noexcept) noexcept {
-  return usable != nullptr ? usable : firstUse(atEnd);
+void* threadBlock(ThreadPart part, void (*atEnd)(void*) noexcept) noexcept {
+  ThreadBlock* const block = usable != nullptr ? usable : firstUse();
+  return block == nullptr ? nullptr : block->use(part, atEnd);
 }
 
 }  // namespace tarvo::platform

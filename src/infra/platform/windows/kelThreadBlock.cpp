@@ -11,13 +11,8 @@
 namespace tarvo::platform {
 namespace {
 
-struct Block {
-  alignas(std::max_align_t) unsigned char bytes[threadBlockSize];
-  void (*atEnd)(void*) noexcept;
-};
-
 /// The value of a thread's slot after its block has been released.
-Block pastTheEnd{};
+ThreadBlock pastTheEnd{};
 
 /// Two slots of the system. One has a callback, which receives a thread's block when the thread ends. The
 /// other slot can be read until the thread has ended.
@@ -30,9 +25,9 @@ class Slots {
                          reinterpret_cast<const wchar_t*>(&pastTheEnd), &library);
   }
 
-  Block* find() const noexcept { return static_cast<Block*>(::TlsGetValue(looked_)); }
+  ThreadBlock* find() const noexcept { return static_cast<ThreadBlock*>(::TlsGetValue(looked_)); }
 
-  bool keep(Block* block) const noexcept {
+  bool keep(ThreadBlock* block) const noexcept {
     if (::TlsSetValue(looked_, block) == 0) return false;
     if (::FlsSetValue(calling_, block) != 0) return true;
     ::TlsSetValue(looked_, nullptr);
@@ -52,16 +47,15 @@ const Slots& slots() noexcept {
 }
 
 void WINAPI Slots::end(void* data) noexcept {
-  auto* const block = static_cast<Block*>(data);
+  auto* const block = static_cast<ThreadBlock*>(data);
   ::TlsSetValue(slots().looked_, &pastTheEnd);
-  block->atEnd(block->bytes);
+  block->end();
   std::free(block);
 }
 
-Block* makeBlock(void (*atEnd)(void*) noexcept) noexcept {
-  auto* const block = static_cast<Block*>(std::calloc(1, sizeof(Block)));
+ThreadBlock* makeBlock() noexcept {
+  auto* const block = static_cast<ThreadBlock*>(std::calloc(1, sizeof(ThreadBlock)));
   if (block == nullptr) return nullptr;
-  block->atEnd = atEnd;
   if (slots().keep(block)) return block;
   std::free(block);
   return nullptr;
@@ -69,13 +63,13 @@ Block* makeBlock(void (*atEnd)(void*) noexcept) noexcept {
 
 }  // namespace
 
-void* threadBlock(void (*atEnd)(void*) noexcept) noexcept {
+void* threadBlock(ThreadPart part, void (*atEnd)(void*) noexcept) noexcept {
   // Reading a slot sets the last error. The last error is restored, because a caller may be about to read it.
   const DWORD error = ::GetLastError();
-  Block* block = slots().find();
-  if (block == nullptr) block = makeBlock(atEnd);
+  ThreadBlock* block = slots().find();
+  if (block == nullptr) block = makeBlock();
   ::SetLastError(error);
-  return block == nullptr || block == &pastTheEnd ? nullptr : block->bytes;
+  return block == nullptr || block == &pastTheEnd ? nullptr : block->use(part, atEnd);
 }
 
 }  // namespace tarvo::platform

@@ -357,7 +357,7 @@ TEST(ThreadBlock, DoesNotChangeTheLastError) {
     for (int again = 0; again < 2; ++again) {
       ROW("again", again);
       ::SetLastError(4711);
-      EXPECT_NE(platform::threadBlock([](void*) noexcept {}), nullptr);
+      EXPECT_NE(platform::threadBlock(platform::ThreadPart::converters, [](void*) noexcept {}), nullptr);
       EXPECT_EQ(::GetLastError(), 4711U);
     }
   })).join();
