@@ -154,10 +154,18 @@ build() {
   step "building $preset" cmake --build "$root/build/$preset" -j "$jobs"
 }
 
-# build_windows [TARGET...]: builds for Windows with the libraries of scripts/windows-libraries.
+# build_windows [TARGET...]: builds for Windows with the libraries of scripts/windows-libraries. The build finds
+# them in its own folder. So CMake hands relative paths to the linker, which sorts the DLLs that a program
+# imports by these paths: the result does not depend on the place of the project.
 build_windows() {
+  local library prefixes=()
+  mkdir -p "$root/build/windows"
+  ln -sfn ../windows-libraries "$root/build/windows/libraries"
+  for library in icu googletest benchmark; do
+    prefixes+=("$root/build/windows/libraries/$(basename "$(windows_library "$library")")")
+  done
   step "configuring windows" cmake --preset windows -S "$root" \
-    "-DCMAKE_PREFIX_PATH=$(windows_library icu);$(windows_library googletest);$(windows_library benchmark)"
+    "-DCMAKE_PREFIX_PATH=$(IFS=';' && echo "${prefixes[*]}")"
   step "building windows" cmake --build "$root/build/windows" -j "$jobs" ${1:+--target "$@"}
 }
 

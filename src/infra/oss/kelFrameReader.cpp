@@ -39,11 +39,11 @@ FrameReader::State FrameReader::next() {
   if (drop_ > 0) {
     return closed_ ? found(CLOSED_INSIDE, tooLarge_, tooLarge_ - drop_) : found(NEED_MORE, 0, 0);
   }
-  const unsigned long long held = bytes_.size() - used_;
+  const std::size_t held = bytes_.size() - used_;
   if (!closed_ && held < lengthWordSize) return found(NEED_MORE, 0, 0);
   if (held == 0) return found(CLOSED_BETWEEN, 0, 0);
   std::array<char, lengthWordSize> word{};
-  std::memcpy(word.data(), bytes_.data() + used_, std::min<std::size_t>(held, word.size()));
+  std::memcpy(word.data(), bytes_.data() + used_, std::min(held, word.size()));
   const unsigned long long length = machine::bigEndianAt<std::uint32_t>(word.data());
   const unsigned long long arrived = held - std::min<unsigned long long>(held, lengthWordSize);
   if (length > limit_) return dropTooLarge(length, arrived);
