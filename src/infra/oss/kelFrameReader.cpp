@@ -39,7 +39,7 @@ FrameReader::State FrameReader::next() {
   if (drop_ > 0) {
     return closed_ ? found(CLOSED_INSIDE, tooLarge_, tooLarge_ - drop_) : found(NEED_MORE, 0, 0);
   }
-  const std::size_t held = bytes_.size() - used_;
+  const auto held = static_cast<std::size_t>(bytes_.size() - used_);
   if (!closed_ && held < lengthWordSize) return found(NEED_MORE, 0, 0);
   if (held == 0) return found(CLOSED_BETWEEN, 0, 0);
   std::array<char, lengthWordSize> word{};

@@ -234,6 +234,15 @@ TEST_F(SocketWriteOnce, ReturnsZeroInsteadOfWaiting) {
   EXPECT_EQ(peer.receives(1), "x");
 }
 
+// Some systems report urgent data in the same way as a failed connection, which can be written to at once.
+TEST_F(SocketWriteOnce, ReturnsZeroAlthoughThePeerSentAnUrgentByte) {
+  peer.saysUrgently('!');
+  say("a");  // arrives after the urgent byte
+  fillTheWay();
+  EXPECT_EQ(socket.writeOnce("x", 0, 1), 0U);
+  EXPECT_EQ(socket.writeWithin("x", 0, 1, Deadline::in(10)), (Transfer{Transfer::EXPIRED, 0, true}));
+}
+
 TEST_F(SocketWriteOnce, OfNothingSendsNothing) {
   EXPECT_EQ(socket.writeOnce(nullptr, 0, 0), 0U);
 }

@@ -53,9 +53,15 @@ timeval timeOf(long long milliseconds) noexcept {
           static_cast<long>(milliseconds % 1000 * 1000)};
 }
 
-}  // namespace
+/// Whether the peer has sent urgent data that nobody has read. The system reports it as an exception of the
+/// socket, as it reports a failed attempt to connect.
+bool hasUrgentData(SOCKET handle) noexcept {
+  u_long allWasRead = 1;
+  return ::ioctlsocket(handle, static_cast<long>(SIOCATMARK), &allWasRead) == 0 && allWasRead == 0;
+}
 
-int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) noexcept {
+/// Returns 0 before the time is over if only urgent data arrived.
+int pollOnce(PollEntry* entries, std::size_t count, long long milliseconds) noexcept {
   HandleSet read(count);
   HandleSet write(count);
   HandleSet failed(count);
@@ -65,7 +71,7 @@ int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) n
     if ((entry->wanted & PollEntry::read) != 0) read.add(entry->handle);
     if ((entry->wanted & PollEntry::write) != 0) {
       write.add(entry->handle);
-      failed.add(entry->handle);
+      if (!hasUrgentData(entry->handle)) failed.add(entry->handle);
     }
   }
   timeval limit = timeOf(std::max(milliseconds, 0LL));
@@ -76,13 +82,26 @@ int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) n
   failed.sort();
   int ready = 0;
   for (PollEntry* entry = entries; entry != end; ++entry) {
-    const bool writable = write.contains(entry->handle) || failed.contains(entry->handle);
+    const bool writable =
+        write.contains(entry->handle) || (failed.contains(entry->handle) && !hasUrgentData(entry->handle));
     const unsigned int found =
         (read.contains(entry->handle) ? PollEntry::read : 0U) | (writable ? PollEntry::write : 0U);
     entry->ready = static_cast<unsigned char>(found & entry->wanted);
     if (entry->ready != 0) ++ready;
   }
   return ready;
+}
+
+}  // namespace
+
+int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) noexcept {
+  const ULONGLONG begin = ::GetTickCount64();
+  for (;;) {
+    const auto passed = static_cast<long long>(::GetTickCount64() - begin);
+    const int ready = pollOnce(entries, count, milliseconds < 0 ? -1 : std::max(milliseconds - passed, 0LL));
+    const bool isOver = milliseconds >= 0 && passed >= milliseconds;
+    if (ready != 0 || isOver) return ready;
+  }
 }
 
 }  // namespace tarvo::platform::windows
