@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -227,9 +229,12 @@ TEST(TraceRecorder, ShowsNoTornEventWhileThreadsWrite) {
   std::atomic<bool> stop = false;
   std::vector<std::thread> threads;
   for (int i = 0; i < 3; ++i) threads.emplace_back([&] { writeNumbered(stop); });
-  for (int i = 0; i < 300; ++i) {
+  std::ptrdiff_t overwriting = 0;
+  for (int i = 0; i < 300 || overwriting < 3; ++i) {
     const TraceFile file = Recording::file();
     for (const TraceFile::Thread& thread : file.threads) checkNumbered(thread);
+    overwriting = std::count_if(file.threads.begin(), file.threads.end(),
+                                [](const TraceFile::Thread& thread) { return thread.lost > 0; });
   }
   stop = true;
   for (std::thread& thread : threads) thread.join();
