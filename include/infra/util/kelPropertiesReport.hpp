@@ -42,7 +42,8 @@ class ExtendedProperties;
 /// References are resolved among the properties of the text. If there is a finding of the rule
 /// `reference-missing` or `reference-cyclic`, `resolveReferences` raises an error for the same text;
 /// otherwise it does not. References can multiply a text without limit. So the report stops after 16,777,216
-/// inserted units, with a finding of the rule `references-too-long`, and later references are not examined.
+/// units that references copied into values or into missing names, with a finding of the rule
+/// `references-too-long`, and later references are not examined.
 /// Lines that are overridden are checked for escapes only.
 ///
 /// Threads: any number may read the report at the same time.

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 
 namespace tarvo::util {
@@ -143,23 +144,26 @@ void Reader::checkReferences() {
   references.resolve(resolved, mostInsertedUnits);
 
   std::vector<Percent> percents;
-  for (const auto& fault : references.faults) {
-    percents.push_back({lastOf_.at(text::unitsOf(fault.place.key)), fault.place.unit, &fault});
-  }
-  for (const auto& place : references.lonePercents) {
-    percents.push_back({lastOf_.at(text::unitsOf(place.key)), place.unit});
-  }
-  for (const auto& [key, index] : lastOf_) {
+  std::unordered_map<const PropertyReferences::Property*, std::size_t> indexOf;
+  for (const auto& entry : resolved) {
+    const std::size_t index = lastOf_.at(text::unitsOf(entry.first));
+    indexOf.emplace(&entry, index);
     PropertiesReport::Property& property = properties_[index];
     const std::u16string_view value = text::unitsOf(property.value);
     const auto count = std::count(value.begin(), value.end(), u'%');
     if (count == 1) percents.push_back({index, value.find(u'%')});
-    property.resolved = resolved.requireProperty(property.key);
-    property.isResolved = !references.affected.contains(key) && (count < 2 || !references.stoppedAt);
+    property.resolved = entry.second;
+    property.isResolved =
+        !references.affected.contains(&entry) && (count < 2 || references.stoppedAt == nullptr);
   }
-  if (references.stoppedAt) {
-    const PropertiesReport::Property& property =
-        properties_[lastOf_.at(text::unitsOf(*references.stoppedAt))];
+  for (const auto& fault : references.faults) {
+    percents.push_back({indexOf.at(fault.place.property), fault.place.unit, &fault});
+  }
+  for (const auto& place : references.lonePercents) {
+    percents.push_back({indexOf.at(place.property), place.unit});
+  }
+  if (references.stoppedAt != nullptr) {
+    const PropertiesReport::Property& property = properties_[indexOf.at(references.stoppedAt)];
     findings_.push_back(
         {"references-too-long", Message::LEVEL_ERROR, property.line, property.column, {property.key}});
   }

@@ -62,7 +62,10 @@ void ExtendedProperties::Resolver::step() {
     if (fault_.key != nullptr && watcher_ != nullptr) passFault(work, length);
     return;
   }
-  if (watcher_ != nullptr) watch(work, *target, std::min(percent, value.size()));
+  if (watcher_ != nullptr) {
+    if (watcher_->affected.contains(target)) watcher_->affected.insert(work.property);
+    charge(work, std::min(percent, value.size()));
+  }
   append(work.done, value.substr(0, percent));
   work.position += length + 1;
   work.open = tail != nullptr;
@@ -82,29 +85,30 @@ void ExtendedProperties::Resolver::begin(Property& property) {
 void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
   const Fault fault = std::exchange(fault_, {});
   watcher_->faults.push_back(
-      {{work.property->first, work.position - 1}, fault.name ? *fault.name : *fault.key, !fault.name});
-  watcher_->affected.emplace(text::unitsOf(work.property->first));
+      {{work.property, work.position - 1}, fault.name ? *fault.name : *fault.key, !fault.name});
+  watcher_->affected.insert(work.property);
+  // The name that is noted repeats the tail. One long tail can be in any number of names.
+  if (fault.name && work.opener != nullptr) charge(work, work.opener->first.size());
   work.position += length + 1;
   work.open = false;
   work.opener = nullptr;
 }
 
-/// Notes that the value of the target is inserted. Stops if too much is inserted.
-void ExtendedProperties::Resolver::watch(Work& work, const Property& target, std::size_t inserted) {
-  if (watcher_->affected.contains(text::unitsOf(target.first))) {
-    watcher_->affected.emplace(text::unitsOf(work.property->first));
-  }
-  if (inserted <= watcher_->unitsLeft_) {
-    watcher_->unitsLeft_ -= inserted;
+/// Counts units that were copied from another value. Stops if there are too many.
+void ExtendedProperties::Resolver::charge(const Work& work, std::size_t units) {
+  if (units <= watcher_->unitsLeft_) {
+    watcher_->unitsLeft_ -= units;
   } else {
-    watcher_->stoppedAt = work.property->first;
+    watcher_->stoppedAt = work.property;
     fault_.key = &work.property->first;
   }
 }
 
 void ExtendedProperties::Resolver::finish(Work& work) {
-  if (watcher_ != nullptr && work.open && work.opener == nullptr) {
-    watcher_->lonePercents.push_back({work.property->first, work.position - 1});
+  if (watcher_ != nullptr && work.opener != nullptr) {
+    charge(work, work.opener->first.size());
+  } else if (watcher_ != nullptr && work.open) {
+    watcher_->lonePercents.push_back({work.property, work.position - 1});
   }
   store(work);
   keysUnderWay_.erase(work.property);

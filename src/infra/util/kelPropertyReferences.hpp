@@ -11,7 +11,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -24,9 +23,11 @@ namespace tarvo::util {
 /// The references of properties that cannot be resolved, and each "%" that begins none.
 class PropertyReferences {
  public:
+  using Property = PropertyIndex::Property;
+
   /// A "%" in a value, as it was before the replacement.
   struct Place {
-    icu::UnicodeString key;
+    const Property* property;
     std::size_t unit;  ///< the number of units before the "%"
   };
   struct Fault {
@@ -36,13 +37,14 @@ class PropertyReferences {
   };
 
   /// Resolves the references of the properties; a faulty one is replaced by nothing. Stops after inserting
-  /// more than `mostUnits` units.
+  /// more than `mostUnits` units. A unit that a missing name has from another value counts, too. The results
+  /// point to the properties, so they are valid until the properties change.
   void resolve(ExtendedProperties& properties, std::size_t mostUnits);
 
   std::vector<Fault> faults;
   std::vector<Place> lonePercents;
-  std::set<std::u16string, std::less<>> affected;  ///< the keys of values with a fault in them
-  std::optional<icu::UnicodeString> stoppedAt;     ///< the key of the value that was too long
+  std::unordered_set<const Property*> affected;  ///< those whose values have a fault in them
+  const Property* stoppedAt = nullptr;           ///< the one whose value was too long
 
  private:
   friend class ExtendedProperties::Resolver;
@@ -103,7 +105,7 @@ class ExtendedProperties::Resolver {
   void begin(Property& property);
   void finish(Work& work);
   void passFault(Work& work, std::size_t length);
-  void watch(Work& work, const Property& target, std::size_t inserted);
+  void charge(const Work& work, std::size_t units);
   static bool open(Work& work);
   Tail* findTail(const Property& property, std::size_t percent);
   Property* referenced(const Work& work, std::u16string_view name);
