@@ -93,8 +93,8 @@ icu::UnicodeString Suggestions::nameOf(const ByForm& forms, const std::u16string
   return found == forms.end() || !found->second ? icu::UnicodeString() : names_[*found->second];
 }
 
-/// The nearest name; an empty text if several are equally near, or if there are too many pairs of units to
-/// compare; nothing if no name is near.
+/// The nearest name; an empty text if several are equally near; nothing if no name is near, or if there are
+/// too many pairs of units to compare.
 std::optional<icu::UnicodeString> Suggestions::nearest(std::u16string_view key,
                                                        std::size_t& pairsLeft) const {
   if (key.size() > longestCompared) return std::nullopt;
@@ -106,7 +106,10 @@ std::optional<icu::UnicodeString> Suggestions::nearest(std::u16string_view key,
     if (same->first > key.size() && same->first - key.size() > longer / 3) break;
     for (const std::size_t index : same->second) {
       const std::size_t pairs = same->first * key.size() + 1;
-      if (pairs > pairsLeft) return icu::UnicodeString();
+      if (pairs > pairsLeft) {
+        pairsLeft = 0;  // otherwise later keys would get suggestions or not depending on their lengths
+        return std::nullopt;
+      }
       pairsLeft -= pairs;
       const std::size_t distance = damerauLevenshtein(key, text::unitsOf(names_[index]));
       if (distance > longer / 3 || distance > least) continue;

@@ -20,7 +20,8 @@ class Suggestions {
  public:
   void add(const icu::UnicodeString& name);
 
-  /// Compares at most `pairsLeft` pairs of units, and reduces it by those that it compared.
+  /// Compares at most `pairsLeft` pairs of units, and reduces it by those that it compared. If more pairs
+  /// would be needed, sets it to 0 and suggests nothing by the distance.
   icu::UnicodeString find(const icu::UnicodeString& key, std::size_t& pairsLeft) const;
 
  private:

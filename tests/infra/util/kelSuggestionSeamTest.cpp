@@ -69,5 +69,15 @@ TEST(Suggestions, EndWhenAllPairsAreUsed) {
   EXPECT_EQ(suggestions.find(u"PORT", pairsLeft), u"port");
 }
 
+TEST(Suggestions, KeepTheirOrderOfWordsAndEndTheDistancesWhenAllPairsAreUsed) {
+  util::Suggestions suggestions;
+  suggestions.add(u"timeout.connect");
+  suggestions.add(u"p");
+  std::size_t pairsLeft = 20;
+  EXPECT_EQ(suggestions.find(u"connect.timeout", pairsLeft), u"timeout.connect");
+  EXPECT_EQ(pairsLeft, 0U);
+  EXPECT_EQ(suggestions.find(u"pp", pairsLeft), u"");
+}
+
 }  // namespace
 }  // namespace tarvo::test
