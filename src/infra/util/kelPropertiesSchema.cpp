@@ -406,9 +406,11 @@ icu::UnicodeString PropertiesSchema::Entries::suggest(const icu::UnicodeString& 
 std::string PropertiesSchema::Entries::sample() const {
   std::string all;
   for (const Entry& entry : entries_) {
-    const auto comment = [&](const icu::UnicodeString& text) { all += "# " + writtenComment(text) + '\n'; };
+    const auto comment = [&](const icu::UnicodeString& text) {
+      for (const icu::UnicodeString& line : linesOf(text)) all += "# " + writtenComment(line) + '\n';
+    };
     if (!all.empty()) all += '\n';
-    for (const icu::UnicodeString& line : linesOf(entry.meaning)) comment(line);
+    comment(entry.meaning);
     icu::UnicodeString type = u"Type: " + text::textOf(entry.type->name);
     if (!entry.rangeText.isEmpty()) type += u", " + entry.rangeText;
     comment(type);

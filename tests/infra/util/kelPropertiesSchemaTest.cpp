@@ -1,3 +1,4 @@
+#include "infra/util/kelExtendedProperties.hpp"
 #include "infra/util/kelPropertiesReport.hpp"
 #include "infra/util/kelPropertiesSchema.hpp"
 
@@ -18,6 +19,7 @@
 namespace tarvo::test {
 namespace {
 
+using util::ExtendedProperties;
 using util::PropertiesReport;
 using util::PropertiesSchema;
 using util::PropertyFinding;
@@ -185,6 +187,16 @@ TEST(PropertiesSchema, DescribesItself) {
             "| log.\\* | text | on, off | | |\n"
             "| host name | text | | | Deprecated: use host. |\n"
             "| host | text | |  db\\* | |\n");
+}
+
+TEST(PropertiesSchema, WritesNoLiveLineIntoASample) {
+  const std::string text =
+      "log@values=a,b\\nport\\=1\nn@type=int32\nn@range=1..\\n5\nold@deprecated=log\\nx\\=1\n"
+      "d@default=1\\rport\\=1\ne\\nf\\=2@type=text\nm@meaning=one\\nport\\=1\n";
+  const std::string sample = PropertiesSchema(text.data(), text.size()).sample();
+  ExtendedProperties live;
+  live.load(sample.data(), sample.size());
+  EXPECT_EQ(live.begin(), live.end()) << sample;
 }
 
 TEST(PropertiesSchema, ChecksAHundredThousandKeysAgainstAHundredThousandNames) {
