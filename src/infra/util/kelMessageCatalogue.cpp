@@ -278,7 +278,9 @@ std::string nameOf(const char* language) {
   const std::int32_t length = uloc_getName(name.substr(0, name.find_first_of(".@")).c_str(), known.data(),
                                            ULOC_FULLNAME_CAPACITY, &status);
   throwWithoutMemory(status);
-  return U_FAILURE(status) ? std::string() : shortened(known.data(), static_cast<std::size_t>(length));
+  if (U_FAILURE(status)) return {};
+  const auto units = static_cast<std::size_t>(length);
+  return shortened(std::string(known.data(), units), units);  // a name that fills the array has no NUL
 }
 
 }  // namespace
@@ -346,6 +348,7 @@ const icu::UnicodeString& MessageCatalogue::render(const oss::Message& message, 
 const icu::UnicodeString& MessageCatalogue::render(const oss::MessageList& messages, const char* language,
                                                    icu::UnicodeString& out) const {
   if (text::isHeldOpen(out)) return out;
+  if (name.empty() && language != nullptr && *language != '\0') return;
   oss::MessageList list(messages);  // moves the cursor of the copy
   out.remove();
   icu::UnicodeString line;

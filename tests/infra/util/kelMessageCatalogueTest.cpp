@@ -276,6 +276,30 @@ TEST(MessageCatalogueLoad, ReadsUTF8IfAllOfItIsWellFormedAndOtherwiseISO88591) {
             "\xC3\xA4 \xE6\x9D\xB1 \xF0\xA0\xAE\xB7!"},
            {"more than a block of 16", "A=0123456789abcde\xC3\xA4\xC3\xB6 0123456789abcde\xE6\x9D\xB1\n",
             "0123456789abcde\xC3\xA4\xC3\xB6 0123456789abcde\xE6\x9D\xB1"},
+TEST(MessageCatalogueLanguages, AreIgnoredByLoadIfTheNameIsUnusable) {
+  for (const std::string& name :
+       {std::string("@x"), std::string(".UTF-8"), std::string(200, 'a'), std::string("_")}) {
+    ROW("name", name);
+    MessageCatalogue catalogue;
+    load(catalogue, "", "ERR_X=former\n");
+    load(catalogue, name.c_str(), "ERR_X=replaced\nERR_Y=new\n");
+    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {})), "former");
+    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {}), name.c_str()), "former");
+    EXPECT_FALSE(catalogue.hasText(u"ERR_Y", ""));
+  }
+}
+
+// ICU fills its whole buffer for the name with 157 characters and then writes no NUL after it.
+TEST(MessageCatalogueLanguages, HaveNamesUpToTheLongestThatIcuReturns) {
+  for (const std::size_t length : {150U, 151U, 152U}) {
+    ROW("length", length);
+    const std::string name = "de_DE_" + std::string(length, 'A');
+    MessageCatalogue catalogue;
+    load(catalogue, "de", "ERR_X=a\n");
+    EXPECT_EQ(catalogue.hasText(u"ERR_X", name.c_str()), length < 152);
+  }
+}
+
            {"at the end of the data", "A=\xF0\xA0\xAE\xB7", "\xF0\xA0\xAE\xB7"},
            {"a byte order mark",
             "\xEF\xBB\xBF"
