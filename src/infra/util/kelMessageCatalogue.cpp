@@ -13,12 +13,14 @@
 #include <unicode/locid.h>
 #include <unicode/messagepattern.h>
 #include <unicode/msgfmt.h>
+#include <unicode/stringpiece.h>
 #include <unicode/uloc.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <limits>
 #include <list>
 #include <map>
 #include <new>
@@ -194,8 +196,18 @@ Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale, KnownA
   return text;
 }
 
-/// Returns the argument as a number, or as a text if it is not a decimal number. ICU's function for decimal
-/// numbers is not used, because it crashes if there is no memory.
+/// Returns a decimal number whose digits a double cannot hold; a text if it has more digits than a number in
+/// a sentence. ICU's class for such numbers crashes if there is no memory, so it is used only for them.
+icu::Formattable exactNumber(const icu::UnicodeString& argument, const std::string& digits) {
+  constexpr std::size_t mostDigits = 100;
+  if (digits.size() > mostDigits) return {argument};
+  UErrorCode status = U_ZERO_ERROR;
+  icu::Formattable number(icu::StringPiece(digits.data(), static_cast<std::int32_t>(digits.size())), status);
+  throwWithoutMemory(status);
+  return U_SUCCESS(status) ? number : icu::Formattable(argument);
+}
+
+/// Returns the argument as a number, or as a text if it is not a decimal number.
 icu::Formattable numberOf(const icu::UnicodeString& argument) {
   std::string digits;
   argument.toUTF8String(digits);
@@ -206,10 +218,10 @@ icu::Formattable numberOf(const icu::UnicodeString& argument) {
     return {integer};
   double number = 0;
   const bool isDecimal = digits.find_first_not_of("-.0123456789") == std::string::npos;
-  if (const auto [stop, error] = platform::readDouble(digits.data(), end, number);
-      isDecimal && stop == end && error == std::errc())
-    return {number};
-  return {argument};
+  const auto [stop, error] = platform::readDouble(digits.data(), end, number);
+  if (!isDecimal || stop != end || error != std::errc()) return {argument};
+  return digits.size() <= std::numeric_limits<double>::digits10 ? icu::Formattable(number)
+                                                                : exactNumber(argument, digits);
 }
 
 using Arguments = std::list<icu::UnicodeString>;
