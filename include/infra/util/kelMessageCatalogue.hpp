@@ -31,7 +31,7 @@ namespace tarvo::util {
 /// Arguments are shown as the message records them: port 4711 is "4711". There is one exception. If the
 /// pattern gives the argument a type that takes a number (`number`, `plural`, `selectordinal`, `choice`,
 /// `spellout`, `ordinal`, `duration`), and the argument is a decimal number, it is formatted as a number by
-/// the rules of the text's language.
+/// the rules of the text's language. `date` and `time` show the argument as the message records it.
 ///
 /// The library's own errors have arguments of several kinds, see `share/kelinfra/catalogue.json`. Of these,
 /// only sizes can be numbers. A type that takes a number shows another argument as the message records it.
@@ -53,8 +53,12 @@ class KELINFRA_API MessageCatalogue {
   /// well-formed UTF-8, with or without a byte order mark at the start; otherwise they are ISO-8859-1. Any
   /// bytes are accepted. The data is not needed after the call.
   ///
-  /// A text may be a pattern that ICU does not accept, or one with a named instead of a numbered argument.
-  /// `hasText` then returns true, and `render` does not use the text.
+  /// A text may be a pattern that ICU does not accept, or one with a named instead of a numbered argument, or
+  /// one with more than 1000 "{" or with plurals, selections and choices nested more than 16 deep. `hasText`
+  /// then returns true, and `render` does not use the text.
+  ///
+  /// A null language is the empty name. If `language` is another text that does not name a language ("@x",
+  /// ".UTF-8"), nothing is added.
   ///   raises   std::bad_alloc: there is no memory. Some of the texts may have been added.
   void load(const char* language, const char* data, std::size_t length);
 

@@ -53,17 +53,37 @@ void throwWithoutMemory(UErrorCode status) {
   if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
-/// Returns whether an argument of this type is formatted as a number. `{0}` and `{0, select, ...}` take the
-/// text of the argument.
-bool takesNumber(UMessagePatternArgType type) {
-  return type != UMSGPAT_ARG_TYPE_NONE && type != UMSGPAT_ARG_TYPE_SELECT;
-}
+using Parts = icu::MessagePattern;
 
 /// The largest number of braces that are accepted; no sentence needs as many. ICU's parser calls itself for
 /// each level of nested braces, so the number is limited.
 constexpr std::ptrdiff_t mostBraces = 1000;
 
-using Parts = icu::MessagePattern;
+/// The largest number of forms (of plurals, selections and choices) that are nested in each other. ICU uses
+/// a few kilobytes of stack for each level when it formats a pattern, and a thread may have a small stack.
+constexpr std::int32_t mostLevels = 16;
+
+/// Returns whether the forms of a pattern are nested too deeply.
+bool isTooDeep(const Parts::Part& part) {
+  return part.getType() == UMSGPAT_PART_TYPE_MSG_START && part.getValue() > mostLevels;
+}
+
+/// Returns the type of the argument that begins at part `i`, for instance `number`; an empty text if its
+/// braces contain no type, or if it has forms.
+icu::UnicodeString simpleType(const Parts& parts, std::int32_t i) {
+  if (parts.getPart(i).getArgType() != UMSGPAT_ARG_TYPE_SIMPLE) return {};
+  return parts.getSubstring(parts.getPart(i + 2));
+}
+
+bool isDateOrTime(const icu::UnicodeString& type) {
+  return type.caseCompare(u"date", 0) == 0 || type.caseCompare(u"time", 0) == 0;
+}
+
+/// Returns whether an argument of this type is formatted as a number. `{0}` and `{0, select, ...}` take the
+/// text of the argument.
+bool takesNumber(UMessagePatternArgType type) {
+  return type != UMSGPAT_ARG_TYPE_NONE && type != UMSGPAT_ARG_TYPE_SELECT;
+}
 
 /// Sets the words and places of a text from a pattern without typed arguments.
 void takeWords(Text& text, const icu::UnicodeString& pattern, const Parts& parts) {
@@ -101,7 +121,7 @@ icu::UnicodeString valuePlace(std::int32_t argument, bool isNumber) {
 }
 
 /// Writes a pattern again, for the values of `valuesOf`. If an argument cannot be a number, but has a type
-/// that takes one, it is written as a text. Plural forms of such an argument are replaced by the form
+/// that takes one, it is written as a text. Dates and times are texts, too: no argument is one. Plural forms of such an argument are replaced by the form
 /// `other`, in which `#` is the text.
 class ValuePattern {
  public:
@@ -138,7 +158,8 @@ class ValuePattern {
     const Parts::Part& number = parts_.getPart(i + 1);
     const std::int32_t argument = number.getValue();
     const bool isNumber = takesNumber(part.getArgType());
-    const bool isRefused = isNumber && !canBeNumber(known_, argument);
+    const bool isRefused =
+        isNumber && (!canBeNumber(known_, argument) || isDateOrTime(simpleType(parts_, i)));
     if (isRefused && !UMSGPAT_ARG_TYPE_HAS_PLURAL_STYLE(part.getArgType()))
       return replace(part, parts_.getLimitPartIndex(i), asText(argument));
     refused_.push_back(isRefused ? argument : none);
@@ -182,7 +203,7 @@ Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale, KnownA
   for (std::int32_t i = 0; U_SUCCESS(status) && i < parts.countParts(); ++i) {
     const Parts::Part& part = parts.getPart(i);
     isTyped = isTyped || part.getArgType() != UMSGPAT_ARG_TYPE_NONE;
-    if (part.getType() == UMSGPAT_PART_TYPE_ARG_NAME) status = U_ILLEGAL_ARGUMENT_ERROR;
+    if (part.getType() == UMSGPAT_PART_TYPE_ARG_NAME || isTooDeep(part)) status = U_ILLEGAL_ARGUMENT_ERROR;
     if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER)
       text.arguments = std::max(text.arguments, part.getValue() + 1);
   }
@@ -327,6 +348,7 @@ MessageCatalogue::~MessageCatalogue() = default;
 void MessageCatalogue::load(const char* language, const char* data, std::size_t length) {
   std::string_view bytes(data, data == nullptr ? 0 : length);
   const std::string name = nameOf(language);
+  if (name.empty() && language != nullptr && *language != '\0') return;
   const icu::Locale locale(name.c_str());
   const bool isUtf8 = text::countWellFormed(bytes.data(), bytes.size()) >= 0;
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
@@ -360,7 +382,6 @@ const icu::UnicodeString& MessageCatalogue::render(const oss::Message& message, 
 const icu::UnicodeString& MessageCatalogue::render(const oss::MessageList& messages, const char* language,
                                                    icu::UnicodeString& out) const {
   if (text::isHeldOpen(out)) return out;
-  if (name.empty() && language != nullptr && *language != '\0') return;
   oss::MessageList list(messages);  // moves the cursor of the copy
   out.remove();
   icu::UnicodeString line;

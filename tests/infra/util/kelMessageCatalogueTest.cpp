@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <vector>
@@ -89,18 +91,23 @@ TEST(MessageCatalogueArguments, AreNumbersWhereThePatternHasATypeOtherThanSelect
             "7890"},
            {"many above 63 bits", files, {"18446744073709551615"}, "18,446,744,073,709,551,615 files"},
            {"with decimals", "{0,number}", {"1.5"}, "1.5"},
-           {"one", files, {"1"}, "1 file"},
-           {"several", files, {"4711"}, "4,711 files"},
            {"with more digits than a double holds",
             "{0,number}",
             {"9007199254740993.5"},
             "9,007,199,254,740,993.5"},
+           {"one", files, {"1"}, "1 file"},
+           {"several", files, {"4711"}, "4,711 files"},
            {"an exact number", "{0,plural,=0{none}other{#}}", {"0"}, "none"},
            {"with an offset", "{0,plural,offset:1 one{{1} and # more}other{#}}", {"2", "a"}, "a and 1 more"},
            {"an ordinal", "{0,selectordinal,two{#nd}other{#th}}", {"2"}, "2nd"},
            {"a choice", "{0,choice,0#none|1#one|1<many}", {"5"}, "many"},
            {"in words", "{0,spellout}", {"12"}, "twelve"},
            {"a selection takes the text", "{0,select,1{one}other{{0}}}", {"1"}, "one"},
+           {"a date is a text",
+            "{0,date} {0, date, short} {0,DATE}",
+            {"0.123456789"},
+            "0.123456789 0.123456789 0.123456789"},
+           {"a time is a text", "{0,time} {1,time}", {"4711", "noon"}, "4711 noon"},
        })) {
     EXPECT_EQ(formatted(row.pattern, row.arguments), row.expected);
   }
@@ -170,21 +177,46 @@ TEST(MessageCatalogueFallback, ShowsTheMessageOnOneLineIfItsTextCannotBeFormatte
            {"an empty number", "{0,number}", {""}, "ERR_X: [] - []"},
            {"half a number", "{0,number}", {"1.2.3"}, "ERR_X: [] - [1.2.3]"},
            {"infinity", "{0,number}", {"Infinity"}, "ERR_X: [] - [Infinity]"},
+           {"an unknown style of date", "{0,dates}", {"1"}, "ERR_X: [] - [1]"},
        })) {
     EXPECT_EQ(formatted(row.pattern, row.arguments), row.expected);
   }
 }
 
-std::string nested(int levels) {
+std::string nested(const std::string& form, int levels) {
   std::string pattern;
-  for (int level = 0; level < levels; ++level) pattern += "{0,select,other{";
-  return pattern + "x" + std::string(2 * static_cast<std::size_t>(levels), '}');
+  for (int level = 0; level < levels; ++level) pattern += form;
+  const auto braces = std::count(form.begin(), form.end(), '{');
+  return pattern + "x" + std::string(static_cast<std::size_t>(levels * braces), '}');
+}
+
+TEST(MessageCatalogueFallback, ShowsTheMessageIfItsPatternNestsMoreThan16Forms) {
+  struct Row {
+    const char* why;
+    const char* form;
+  };
+  for (const auto& row : rowsOf<Row>({
+           {"selections", "{0,select,other{"},
+           {"plurals", "{0,plural,other{"},
+           {"ordinals", "{0,selectordinal,other{"},
+           {"choices", "{0,choice,0#"},
+       })) {
+    EXPECT_EQ(formatted(nested(row.form, 16), {"1"}), "x");
+    EXPECT_EQ(formatted(nested(row.form, 17), {"1"}), "ERR_X: [] - [1]");
+    EXPECT_EQ(formatted(nested(row.form, 499), {"1"}), "ERR_X: [] - [1]");
+    EXPECT_EQ(formatted(nested(row.form, 100'000), {"1"}), "ERR_X: [] - [1]");
+  }
 }
 
 TEST(MessageCatalogueFallback, ShowsTheMessageIfItsPatternHasMoreThan1000Braces) {
-  EXPECT_EQ(formatted(nested(500), {"a"}), "x");
-  EXPECT_EQ(formatted(nested(501), {"a"}), "ERR_X: [] - [a]");
-  EXPECT_EQ(formatted(nested(100'000), {"a"}), "ERR_X: [] - [a]");
+  std::string pattern;
+  std::string expected;
+  for (int i = 0; i < 1000; ++i) {
+    pattern += "{0}";
+    expected += "a";
+  }
+  EXPECT_EQ(formatted(pattern, {"a"}), expected);
+  EXPECT_EQ(formatted(pattern + "{0}", {"a"}), "ERR_X: [] - [a]");
 }
 
 TEST(MessageCatalogueFallback, ShowsTheMessageOnOneLineIfItHasNoText) {
@@ -244,6 +276,30 @@ TEST(MessageCatalogueLanguages, AreTheEmptyNameIfTheNameIsNull) {
   EXPECT_EQ(rendered(catalogue, messageOf("A", {}), ""), "root");
 }
 
+TEST(MessageCatalogueLanguages, AreIgnoredByLoadIfTheNameIsUnusable) {
+  for (const std::string& name :
+       {std::string("@x"), std::string(".UTF-8"), std::string(200, 'a'), std::string("_")}) {
+    ROW("name", name);
+    MessageCatalogue catalogue;
+    load(catalogue, "", "ERR_X=former\n");
+    load(catalogue, name.c_str(), "ERR_X=replaced\nERR_Y=new\n");
+    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {})), "former");
+    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {}), name.c_str()), "former");
+    EXPECT_FALSE(catalogue.hasText(u"ERR_Y", ""));
+  }
+}
+
+// ICU fills its whole buffer for the name with 157 characters and then writes no NUL after it.
+TEST(MessageCatalogueLanguages, HaveNamesUpToTheLongestThatIcuReturns) {
+  for (const std::size_t length : {150U, 151U, 152U}) {
+    ROW("length", length);
+    const std::string name = "de_DE_" + std::string(length, 'A');
+    MessageCatalogue catalogue;
+    load(catalogue, "de", "ERR_X=a\n");
+    EXPECT_EQ(catalogue.hasText(u"ERR_X", name.c_str()), length < 152);
+  }
+}
+
 TEST(MessageCatalogueLanguages, DoNotFallBackToTheDefaultLocale) {
   const DefaultLocale german("de_DE");
   MessageCatalogue catalogue;
@@ -285,30 +341,6 @@ TEST(MessageCatalogueLoad, ReadsUTF8IfAllOfItIsWellFormedAndOtherwiseISO88591) {
             "\xC3\xA4 \xE6\x9D\xB1 \xF0\xA0\xAE\xB7!"},
            {"more than a block of 16", "A=0123456789abcde\xC3\xA4\xC3\xB6 0123456789abcde\xE6\x9D\xB1\n",
             "0123456789abcde\xC3\xA4\xC3\xB6 0123456789abcde\xE6\x9D\xB1"},
-TEST(MessageCatalogueLanguages, AreIgnoredByLoadIfTheNameIsUnusable) {
-  for (const std::string& name :
-       {std::string("@x"), std::string(".UTF-8"), std::string(200, 'a'), std::string("_")}) {
-    ROW("name", name);
-    MessageCatalogue catalogue;
-    load(catalogue, "", "ERR_X=former\n");
-    load(catalogue, name.c_str(), "ERR_X=replaced\nERR_Y=new\n");
-    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {})), "former");
-    EXPECT_EQ(rendered(catalogue, messageOf("ERR_X", {}), name.c_str()), "former");
-    EXPECT_FALSE(catalogue.hasText(u"ERR_Y", ""));
-  }
-}
-
-// ICU fills its whole buffer for the name with 157 characters and then writes no NUL after it.
-TEST(MessageCatalogueLanguages, HaveNamesUpToTheLongestThatIcuReturns) {
-  for (const std::size_t length : {150U, 151U, 152U}) {
-    ROW("length", length);
-    const std::string name = "de_DE_" + std::string(length, 'A');
-    MessageCatalogue catalogue;
-    load(catalogue, "de", "ERR_X=a\n");
-    EXPECT_EQ(catalogue.hasText(u"ERR_X", name.c_str()), length < 152);
-  }
-}
-
            {"at the end of the data", "A=\xF0\xA0\xAE\xB7", "\xF0\xA0\xAE\xB7"},
            {"a byte order mark",
             "\xEF\xBB\xBF"
