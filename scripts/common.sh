@@ -154,9 +154,9 @@ build() {
   step "building $preset" cmake --build "$root/build/$preset" -j "$jobs"
 }
 
-# build_windows [TARGET...]: builds for Windows with the libraries of scripts/windows-libraries. The build finds
-# them in its own folder. So CMake hands relative paths to the linker, which sorts the DLLs that a program
-# imports by these paths: the result does not depend on the place of the project.
+# build_windows [TARGET...]: builds for Windows with the libraries of scripts/windows-libraries. The build
+# finds these libraries in its own folder. So CMake hands relative paths to the linker. The linker sorts the
+# DLLs that a program imports by these paths, so the result does not depend on the place of the project.
 build_windows() {
   local library prefixes=()
   mkdir -p "$root/build/windows"

@@ -3,8 +3,8 @@
 
     exported.py FOLDER
 
-Runs export_sources() of packaging/conan/conanfile.py with a substitute for Conan's function copy. The function
-compares a pattern with the whole path of a file below the project, and "*" matches "/" too.
+Runs export_sources() of packaging/conan/conanfile.py with a substitute for Conan's function copy. The
+function compares a pattern with the whole path of a file below the project, and "*" matches "/" too.
 """
 
 import fnmatch

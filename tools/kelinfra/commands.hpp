@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-/// The commands of the tool. Each family of commands has a file, with a function that adds the commands to the
-/// command line. A command returns the exit status, or throws a Failure.
+/// The commands of the tool. Each family of commands has a file, with a function that adds the commands to
+/// the command line. A command returns the exit status, or throws a Failure.
 namespace kelinfra {
 
 /// What all commands share.
 struct CommandLine {
   std::string language;
   bool json = false;
-  std::function<Status()> command;  ///< the command that the arguments name; empty if there is none
+  std::function<Status()> command;  ///< the command that the arguments name; empty without a command
 };
 
 void addCatalogue(CLI::App& app, CommandLine& line);

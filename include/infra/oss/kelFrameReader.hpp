@@ -20,9 +20,9 @@ namespace tarvo::oss {
 ///
 /// Memory: the object holds the bytes that were appended and that no frame has used yet. A length word
 /// reserves nothing: a peer that announces 4 GiB and sends 4 bytes costs 4 bytes. The payload of a frame
-/// above the limit is dropped while it is appended. The memory is less than four times the bytes that are held.
-/// Memory that a long frame needed is released when all bytes have been used. If memory is exhausted, `append`
-/// raises std::bad_alloc, and the object is as before the call.
+/// above the limit is dropped while it is appended. The memory is less than four times the bytes that are
+/// held. Memory that a long frame needed is released when all bytes have been used. If memory is exhausted,
+/// `append` raises std::bad_alloc, and the object is as before the call.
 ///
 /// Threads: one at a time. Raises no other error.
 class KELINFRA_API FrameReader {

@@ -23,8 +23,8 @@ namespace tarvo::oss {
 /// other error.
 class KELINFRA_API FrameWriter {
  public:
-  /// `limit` is the most bytes that may wait, the length words of 4 bytes included. The memory of the queue is
-  /// less than four times the limit.
+  /// `limit` is the most bytes that may wait, the length words of 4 bytes included. The memory of the queue
+  /// is less than four times the limit.
   explicit FrameWriter(unsigned long long limit);
   FrameWriter(const FrameWriter& other) = delete;
   FrameWriter& operator=(const FrameWriter& other) = delete;
