@@ -3,11 +3,14 @@
 
 import importlib.machinery
 import importlib.util
+import json
 import pathlib
+import re
 import sys
 import unittest
 
-SCRIPT = str(pathlib.Path(__file__).resolve().parent.parent.parent / "scripts" / "raises")
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
+SCRIPT = str(ROOT / "scripts" / "raises")
 sys.dont_write_bytecode = True
 loader = importlib.machinery.SourceFileLoader("raises", SCRIPT)
 raises = importlib.util.module_from_spec(importlib.util.spec_from_loader("raises", loader))
@@ -115,6 +118,10 @@ DEFECTS = [
      "  /// Closes it.\n  ///   raises   the mapped error", [(f"{HEADER}:25", NOT_LISTED)]),
     ("a member does not refer to the one that documents its error", HEADER, "as `open` does", "by a key",
      [(f"{HEADER}:9", "Door::Door does not document ERR_LOCKED")]),
+    ("a member only has the name of a raising member as a word", HEADER, "`open` does", "one does to open it",
+     [(f"{HEADER}:9", "Door::Door does not document ERR_LOCKED")]),
+    ("the class does not explain the mapped error", HEADER, "10054 QN_ERR_RESET  (host, port)", "",
+     [(f"{HEADER}:20", "Door::knock does not document QN_ERR_RESET, which")]),
     ("a member does not document the mapped error", HEADER, "the mapped error", "nothing",
      [(f"{HEADER}:20", "Door::knock does not document QN_ERR_SOCKET, which")]),
     ("the table lists a member that does not exist", TABLE, '"Door::knock"', '"Door::ring"',
@@ -177,6 +184,19 @@ class Raises(unittest.TestCase):
                         any(problem.startswith(place + ":") and sentence in problem for problem in problems),
                         f"no problem at {place}: {sentence}; there are\n" + "\n".join(problems),
                     )
+
+    def test_each_identifier_that_no_header_states_is_reported(self):
+        files = raises.read(ROOT)
+        headers = {path: text for path, text in files.items() if path.startswith("include/")}
+        table = {entry["identifier"]: entry for entry in json.loads(files[TABLE])["identifiers"]}
+        for name, entry in table.items():
+            with self.subTest(name):
+                without = {path: re.sub(rf"\b{name}\b", "an error", text) for path, text in headers.items()}
+                problems = []
+                raises.check_headers(without, table, problems)
+                for member in {member for members in entry["raised"].values() for member in members}:
+                    sentence = f": {member} does not document {name}, which the table lists"
+                    self.assertTrue(any(problem.endswith(sentence) for problem in problems), sentence)
 
 
 if __name__ == "__main__":
