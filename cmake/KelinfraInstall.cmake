@@ -56,7 +56,7 @@ install(FILES ${PROJECT_BINARY_DIR}/installed/KELINFRAConfig.cmake
 # the library. The prefix is the one of the installation, which may differ from the configured one.
 set(gdb_dir ${CMAKE_INSTALL_DATADIR}/gdb/auto-load)
 install(FILES debugger/KELINFRA.natvis
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/KELINFRA COMPONENT kelinfra_development)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/kelinfra COMPONENT kelinfra_development)
 if(BUILD_SHARED_LIBS AND NOT WIN32)
   install(FILES debugger/kelinfra-gdb.py
           DESTINATION "${gdb_dir}/\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}"

@@ -47,7 +47,7 @@ $libraries/cmake/KELINFRA/KELINFRATargets.cmake
 $libraries/libKELINFRA.a
 $libraries/libKELINFRA.so -> libKELINFRA.so.5
 $libraries/pkgconfig/KELINFRA.pc
-usr/share/KELINFRA/KELINFRA.natvis
+usr/share/kelinfra/KELINFRA.natvis
 usr/share/kelinfra/catalogue.json
 usr/share/kelinfra/catalogues/de.properties
 usr/share/kelinfra/catalogues/en.properties
@@ -63,7 +63,7 @@ END
 )" "$(listed $development)"
   same "files of $documentation" "$(LC_ALL=C sort <<END
 $(printf "usr/share/doc/$documentation/%s\n" changelog.gz copyright)
-$(printf "usr/share/doc/$development/%s\n" README.md CHANGELOG.md SECURITY.md)
+$(printf "usr/share/doc/$development/%s\n" README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md)
 $(paths usr/share/doc/$development/docs "$root/docs")
 END
 )" "$(listed $documentation | grep -v "^usr/share/doc/$development/html/")"
@@ -106,6 +106,15 @@ check_development() {
     "$(cd "$work/contents/$libraries" && grep -rlF -e "$root" cmake pkgconfig libKELINFRA.a || true)"
 }
 
+check_documentation() {
+  local folder=$work/contents/usr/share/doc/$development
+  dpkg-deb -x "$(file_of $documentation)" "$work/contents"
+  same "links of the pages to files that are not in the packages" "" "$(dead_links "$folder")"
+  need python3-markdown-it
+  step "building the site" /usr/bin/python3 -B "$root/scripts/site/build.py" "$root" "$work/site"
+  same "differences from the site" "" "$(diff -rq "$work/site" "$folder/html")"
+}
+
 installed() { dpkg-query -W -f='${Package} ${db:Status-Status}\n' $runtime $development 2>/dev/null || true; }
 
 purge() { as_root dpkg --purge $development $runtime; }
@@ -142,5 +151,6 @@ check_lintian
 check_files
 check_runtime
 check_development
+check_documentation
 check_use
 say "the packages have the right contents, and programs build with them"

@@ -17,7 +17,6 @@ check_files() {
   local icu_version
   icu_version=$(sed -n 's/^#define U_ICU_VERSION_MAJOR_NUM \([0-9]*\)$/\1/p' "$icu/include/unicode/uvernum.h")
   same "files" "$(LC_ALL=C sort <<END
-share/KELINFRA/KELINFRA.natvis
 $(printf '%s\n' LICENSE README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md)
 $(paths docs "$root/docs")
 $(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
@@ -26,6 +25,7 @@ $(printf 'bin/%s.exe\n' documentServer documentClient failures)
 $(printf 'lib/lib%s.dll.a\n' KELINFRA icu{uc,in,io,dt})
 $(printf 'lib/cmake/KELINFRA/KELINFRA%s.cmake\n' Config ConfigVersion Targets Targets-relwithdebinfo)
 $(printf 'licences/%s.txt\n' KELINFRA ICU GCC-runtime mingw-w64-winpthread Highway Apache-2.0 GPL-3)
+share/kelinfra/KELINFRA.natvis
 share/kelinfra/catalogue.json
 share/kelinfra/catalogues/de.properties
 share/kelinfra/catalogues/en.properties
@@ -61,10 +61,7 @@ check_contents() {
     grep -L 'Apache License' Apache-2.0.txt
     grep -L 'GNU GENERAL PUBLIC LICENSE' GPL-3.txt
   })"
-  same "links of README.md to files that are not in the package" "" \
-    "$(grep -oE '\]\([^):#]+' "$zip/README.md" | sed 's/^](//' | sort -u | while read -r page; do
-      [ -e "$zip/$page" ] || printf '%s\n' "$page"
-    done)"
+  same "links of the pages to files that are not in the package" "" "$(dead_links "$zip")"
   same "files with paths of the building machine" "" \
     "$(grep -rlF -e "$root" "$zip/lib" "$zip/examples" "$zip"/bin/{KELINFRA.dll,*.exe} || true)"
 }

@@ -18,13 +18,13 @@ CONTENTS = b"a package"
 
 
 class Bills(unittest.TestCase):
-    def bills(self, contents=CONTENTS, **variables):
+    def bills(self, contents=CONTENTS, name="libkelinfra5_1_amd64.deb", **variables):
         """The two bills of a package, as bytes."""
         with tempfile.TemporaryDirectory() as folder:
-            package = pathlib.Path(folder) / "libkelinfra5_1.deb"
+            package = pathlib.Path(folder) / name
             package.write_bytes(contents)
             environment = {**os.environ, "SOURCE_DATE_EPOCH": "1700000000", **variables}
-            subprocess.run([ROOT / "scripts" / "sbom", "debian", package], check=True, env=environment)
+            subprocess.run([ROOT / "scripts" / "sbom", package], check=True, env=environment)
             return [package.with_name(package.name + suffix).read_bytes()
                     for suffix in (".spdx.json", ".cdx.json")]
 
@@ -76,12 +76,24 @@ class Bills(unittest.TestCase):
         self.assertEqual(bill["dependencies"][0]["dependsOn"], names[1:])
 
     def test_lists_the_components_of_other_projects(self):
+        library = ["icu", "highway", "libstdc++", "libgcc", "glibc"]
+        for file, expected in (("libkelinfra5_1_amd64.deb", library), ("libkelinfra5-dbgsym_1_amd64.deb", []),
+                               ("libkelinfra-dev_1_amd64.deb", ["icu", "highway"]),
+                               ("libkelinfra-doc_1_all.deb", [])):
+            with self.subTest(file):
+                spdx, cyclonedx = map(json.loads, self.bills(name=file))
+                self.assertEqual([package["name"] for package in spdx["packages"][1:]], expected)
+                self.assertEqual([part["name"] for part in cyclonedx["components"]], expected)
+
+    def test_the_versions_are_those_of_this_machine(self):
         bill = json.loads(self.bills()[0])
-        names = [package["name"] for package in bill["packages"][1:]]
-        self.assertEqual(names, ["icu", "highway", "libstdc++"])
         icu = subprocess.run(["dpkg-query", "-W", "-f=${Version}", "libicu-dev"], check=True, text=True,
                              stdout=subprocess.PIPE).stdout
         self.assertEqual(bill["packages"][1]["versionInfo"], icu)
+
+    def test_refuses_a_package_whose_components_are_not_listed(self):
+        with self.assertRaises(subprocess.CalledProcessError):
+            self.bills(name="libkelinfra-other_1_amd64.deb")
 
     def test_depends_only_on_the_package_and_its_time(self):
         bills = self.bills()

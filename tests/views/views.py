@@ -150,7 +150,7 @@ def check_natvis(work, build):
     """The installed file has no problems, and a copy with a wrong name, element or class has one each."""
     program = build / "tests/views/kelinfra_view_types"
     text = re.search(r"icu_\d+::UnicodeString", run(["nm", "-C", program]))[0]
-    installed = (work / "prefix/share/KELINFRA/KELINFRA.natvis").read_text(encoding="utf-8")
+    installed = (work / "prefix/share/kelinfra/KELINFRA.natvis").read_text(encoding="utf-8")
     file = work / "checked.natvis"
     os.environ.update(KELINFRA_NATVIS=str(file), KELINFRA_TEXT_CLASS=text, KELINFRA_VIEWED=VIEWED)
     library = (library_of(work) / "libKELINFRA.so").resolve()
