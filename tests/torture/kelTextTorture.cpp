@@ -9,6 +9,7 @@
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/oss/kelPrintStream.hpp"
 #include "infra/oss/kelSizeableBuffer.hpp"
+#include "infra/oss/kelStrictConverter.hpp"
 #include "infra/oss/kelStringTokenizer.hpp"
 #include "infra/oss/kelUTF8Iterator.hpp"
 #include "infra/oss/kelUTF8String.hpp"
@@ -39,6 +40,7 @@ using oss::DataBuffer;
 using oss::Formatter;
 using oss::NLSException;
 using oss::SizeableBuffer;
+using oss::StrictConverter;
 using oss::StringTokenizer;
 using oss::UTF8Iterator;
 using oss::UTF8String;
@@ -390,6 +392,50 @@ TEST(MemoryTorture, ConverterSurvivesEachRefusedAllocation) {
         [&] { Converter::convert(target.data(), 6000, "no such code page at all", text); },
         Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "no such code page at all", ucnv_getDefaultName())
             .from("kelConverter.cpp"));
+  });
+}
+
+TEST(MemoryTorture, ConvertingStrictlySurvivesEachRefusedAllocation) {
+  sweepMemory("StrictConverter", [](FaultRun& run) {
+    const std::string bytes = longBytes() + "\x80" + longBytes();
+    for (const char* const from : rowsOf({"UTF-8", "Shift_JIS", "ISO-2022-JP"})) {
+      std::optional<StrictConverter> stream;
+      if (!run.completes([&] { stream.emplace(from, "ISO-2022-JP"); })) continue;
+      std::string room(20000, '\0');
+      const char* source = bytes.data();
+      char* target = room.data();
+      auto status = StrictConverter::OUTPUT_FULL;
+      const auto next = [&] {
+        status = stream->convert(source, bytes.data() + bytes.size(), target, target + 10000, true);
+      };
+      EXPECT_TRUE(run.completes(next));
+      EXPECT_EQ(status, StrictConverter::FAULT);
+      EXPECT_EQ(stream->fault().offset, 5000U);
+      EXPECT_TRUE(run.completes(next));
+      EXPECT_EQ(status, StrictConverter::INPUT_EMPTY);
+      EXPECT_EQ(std::string(room.data(), target), longBytes() + longBytes());
+    }
+    run.raises([] { StrictConverter("no such code page at all", "UTF-8"); },
+               Raises<NLSException>("ERR_CONV_CONVERSION_ERROR", "UTF-8", "no such code page at all")
+                   .from("kelStrictConverter.cpp"));
+  });
+}
+
+TEST(MemoryTorture, AppendingStrictlyToATextSurvivesEachRefusedAllocation) {
+  sweepMemory("StrictConverter: Unicode", [](FaultRun& run) {
+    const std::string bytes = longBytes();
+    std::optional<StrictConverter> stream;
+    if (!run.completes([&] { stream.emplace("UTF-8", StrictConverter::unicode()); })) return;
+    icu::UnicodeString text;
+    const char* source = bytes.data();
+    auto status = StrictConverter::OUTPUT_FULL;
+    const auto append = [&] { status = stream->convert(source, bytes.data() + bytes.size(), text, true); };
+    if (run.completes(append)) {
+      EXPECT_EQ(status, StrictConverter::INPUT_EMPTY);
+      EXPECT_EQ(text, longText());
+    } else {
+      EXPECT_TRUE(text.isBogus());
+    }
   });
 }
 
