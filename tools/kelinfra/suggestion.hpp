@@ -5,8 +5,7 @@
 
 namespace kelinfra {
 
-/// The candidate that was probably meant, by the rule of `PropertiesSchema::suggest`. Empty if no candidate is
-/// near.
+/// The candidate that was probably meant, by the rule of `PropertiesSchema::suggest`. Empty without one.
 std::string suggestion(const std::string& word, const std::vector<std::string>& candidates);
 
 }  // namespace kelinfra

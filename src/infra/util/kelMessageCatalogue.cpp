@@ -121,8 +121,8 @@ icu::UnicodeString valuePlace(std::int32_t argument, bool isNumber) {
 }
 
 /// Writes a pattern again, for the values of `valuesOf`. If an argument cannot be a number, but has a type
-/// that takes one, it is written as a text. Dates and times are texts, too: no argument is one. Plural forms of such an argument are replaced by the form
-/// `other`, in which `#` is the text.
+/// that takes one, it is written as a text. Dates and times are texts, too: no argument is one. Plural forms
+/// of such an argument are replaced by the form `other`, in which `#` is the text.
 class ValuePattern {
  public:
   ValuePattern(const icu::UnicodeString& pattern, const Parts& parts, KnownArguments known)
