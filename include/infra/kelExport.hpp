@@ -2,16 +2,16 @@
 
 #include <cstddef>
 
-// Without this sentence some headers compile, and others fail with messages that name no cause. Microsoft's
-// compiler states the standard in _MSVC_LANG.
+// Without this check, a program in an older standard gets error messages that do not name the cause.
+// Microsoft's compiler defines the number of the standard in _MSVC_LANG.
 #if __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
 #error "KELINFRA needs C++17 or C++20: compile with -std=c++17"
 #endif
 
-/// Public classes contain containers of the C++ library. Two settings of libstdc++ (the old ABI and checked
-/// containers) change the size of these containers. A program and a library that are compiled with different
-/// settings would disagree on the offsets of members. The checks below turn this into a compile error.
-/// KELINFRA_CHECKED_CONTAINERS is defined if the library was built with checked containers.
+/// Public classes contain containers of the C++ standard library. Two settings of libstdc++ (the old ABI and
+/// checked containers) change the size of these containers. A program and a library that are compiled with
+/// different settings would disagree on the offsets of members. The checks below report such a difference as
+/// a compile error. KELINFRA_CHECKED_CONTAINERS is defined if the library was built with checked containers.
 #if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
 #error "KELINFRA is built for the C++11 ABI of libstdc++: compile without -D_GLIBCXX_USE_CXX11_ABI=0"
 #endif
@@ -41,8 +41,8 @@
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
 
-/// KELINFRA_NOINLINE prevents the compiler from inlining a function. It marks functions that are called
-/// rarely: if they were inlined, the common path of the caller would be slower.
+/// KELINFRA_NOINLINE prevents the compiler from inlining a function. The macro marks functions that are
+/// called rarely: inlining such a function would make the common path of its caller slower.
 #if defined(_MSC_VER)
 #define KELINFRA_NOINLINE __declspec(noinline)
 #else

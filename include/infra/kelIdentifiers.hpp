@@ -1,6 +1,6 @@
 #pragma once
 
-/// The identifiers of the library's errors, so that a program compares with a name that the compiler knows.
+/// The identifiers of the library's errors, as constants: if a program misspells one, it does not compile.
 /// Written by scripts/errors from errors/identifiers.json.
 ///
 ///     bool connected = true;
@@ -12,16 +12,16 @@
 ///     }
 ///     connected;                  // -> false
 ///
-/// Each is a constant text in UTF-16, terminated by a NUL. Its comment has the classes of the exceptions that
-/// carry it and the arguments of the message in order; those in brackets may be missing. Identifiers are not
-/// removed, and their arguments do not change. The installed share/kelinfra/catalogue.json has the same table
-/// for tools, docs/errors has it for people.
+/// Each identifier is a constant text in UTF-16, terminated by a NUL. Its comment lists the classes of the
+/// exceptions that carry the identifier, and the arguments of the message in order; arguments in brackets may
+/// be missing. No later version removes an identifier or changes its arguments. The installed file
+/// share/kelinfra/catalogue.json contains the same table for tools, and docs/errors contains it for people.
 namespace tarvo::identifiers {
 
 /// Base64Exception (unit): A unit of the text to decode is neither in the alphabet nor "=".
 inline constexpr char16_t ERR_BASE64_INVALID_DATA[] = u"ERR_BASE64_INVALID_DATA";
 
-/// Base64Exception (text): The text to decode has no complete last group of four units, or wrong padding.
+/// Base64Exception (text): The last group of the text to decode is incomplete, or the padding is wrong.
 inline constexpr char16_t ERR_BASE64_MISALIGNED_DATA[] = u"ERR_BASE64_MISALIGNED_DATA";
 
 /// NLSException or IOException or Base64Exception (capacity): The result does not fit into the caller's
@@ -44,7 +44,7 @@ inline constexpr char16_t ERR_INVALID_SOCKET_VERSION[] = u"ERR_INVALID_SOCKET_VE
 /// NLSException (no arguments): The text is not well-formed UTF-8.
 inline constexpr char16_t ERR_MALFORMED_UTF8_STRING[] = u"ERR_MALFORMED_UTF8_STRING";
 
-/// NLSException (no arguments): The list has no message that could be returned.
+/// NLSException (no arguments): The list contains no message.
 inline constexpr char16_t ERR_MSGLIST_EMPTY[] = u"ERR_MSGLIST_EMPTY";
 
 /// NLSException (operation): ICU could not create one of the formats for the default locale.
@@ -59,7 +59,7 @@ inline constexpr char16_t ERR_PROPERTIES_CYCLIC_REFERENCE[] = u"ERR_PROPERTIES_C
 /// PropertiesException (key): A required property does not exist.
 inline constexpr char16_t ERR_PROPERTY_MISSING[] = u"ERR_PROPERTY_MISSING";
 
-/// PropertiesException (key, text, type): The text of a property is no value of the type that was asked for.
+/// PropertiesException (key, text, type): The text of the property is not a value of the requested type.
 inline constexpr char16_t ERR_PROPERTY_WRONG_TYPE[] = u"ERR_PROPERTY_WRONG_TYPE";
 
 /// SocketException (host, port): The peer closed the connection before a frame began.
@@ -71,7 +71,7 @@ inline constexpr char16_t ERR_SOCKET_CONNECTED[] = u"ERR_SOCKET_CONNECTED";
 /// SocketException (host, port, code, text): The host name or the port does not resolve to an address.
 inline constexpr char16_t ERR_SOCKET_GETADDRINFO_ERROR[] = u"ERR_SOCKET_GETADDRINFO_ERROR";
 
-/// SocketException (host, port): The server holds a port already.
+/// SocketException (host, port): The server is already bound to a port.
 inline constexpr char16_t ERR_SOCKET_LISTENING[] = u"ERR_SOCKET_LISTENING";
 
 /// SocketException (host, port): The object has no connection.
@@ -80,17 +80,17 @@ inline constexpr char16_t ERR_SOCKET_NOT_CONNECTED[] = u"ERR_SOCKET_NOT_CONNECTE
 /// SocketException (host, port): The server does not listen.
 inline constexpr char16_t ERR_SOCKET_NOT_LISTENING[] = u"ERR_SOCKET_NOT_LISTENING";
 
-/// SocketException (host, port): The timeout that the caller gave passed before there was a connection.
+/// SocketException (host, port): The caller's timeout passed before there was a connection.
 inline constexpr char16_t ERR_SOCKET_TIMEOUT[] = u"ERR_SOCKET_TIMEOUT";
 
-/// NLSException (type, text): The text is no number of this type.
+/// NLSException (type, text): The text is not a number of the requested type.
 inline constexpr char16_t ERR_STR_TO_NUM_CONV_ERR[] = u"ERR_STR_TO_NUM_CONV_ERR";
 
 /// SocketException (host, port): Winsock does not start.
 inline constexpr char16_t ERR_WSASTARTUP_FAILED[] = u"ERR_WSASTARTUP_FAILED";
 
-/// NLSException (operation): The converted text does not fit into memory, 2^30 bytes, or the buffer's
-/// maximum.
+/// NLSException (operation): There is no memory for the converted text, or the text is above 2^30 bytes or
+/// above the buffer's maximum.
 inline constexpr char16_t QN_ERR_OUT_OF_MEMORY[] = u"QN_ERR_OUT_OF_MEMORY";
 
 /// SocketException (host, port): The port is in use.
@@ -99,7 +99,7 @@ inline constexpr char16_t QN_ERR_SOCKET_ADDRESS_IN_USE[] = u"QN_ERR_SOCKET_ADDRE
 /// SocketException (host, port): The host refused the connection: nothing listens on the port.
 inline constexpr char16_t QN_ERR_SOCKET_CONNECTION_REFUSED[] = u"QN_ERR_SOCKET_CONNECTION_REFUSED";
 
-/// SocketException (host, port): The peer ended the connection without an orderly end.
+/// SocketException (host, port): The connection was reset: it ended without an orderly shutdown.
 inline constexpr char16_t QN_ERR_SOCKET_CONNECTION_RESET[] = u"QN_ERR_SOCKET_CONNECTION_RESET";
 
 /// SocketException (code, [host], [port]): A call of the system failed with a code that has no identifier.
@@ -108,10 +108,11 @@ inline constexpr char16_t QN_ERR_SOCKET_ERROR[] = u"QN_ERR_SOCKET_ERROR";
 /// SocketException (host, port): The system reports that the socket is not connected.
 inline constexpr char16_t QN_ERR_SOCKET_NOT_CONNECTED[] = u"QN_ERR_SOCKET_NOT_CONNECTED";
 
-/// SocketException (host, port): The direction of the connection was shut down by this program.
+/// SocketException (host, port): This program has shut down this direction of the connection.
 inline constexpr char16_t QN_ERR_SOCKET_SHUTDOWN[] = u"QN_ERR_SOCKET_SHUTDOWN";
 
-/// SocketException (host, port): The system's timeout for a connection, or that of `setTimeout`, passed.
+/// SocketException (host, port): The system's timeout for the connection passed, or the timeout that
+/// `setTimeout` set.
 inline constexpr char16_t QN_ERR_SOCKET_TIMEOUT[] = u"QN_ERR_SOCKET_TIMEOUT";
 
 }  // namespace tarvo::identifiers

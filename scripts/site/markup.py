@@ -15,7 +15,7 @@ while""".split()
 CPP = re.compile(r"(?P<comment>//[^\n]*|/\*.*?\*/)|(?P<string>u?8?\"(?:\\.|[^\"\\])*\"|'(?:\\.|[^'\\])+')"
                  r"|(?P<directive>^[ ]*#\w+)|(?P<keyword>\b(?:" + "|".join(KEYWORDS) + r")\b)", re.S | re.M)
 # The beginning of another error in a row "raises".
-ERROR_BEGINS = re.compile(r"\w+Exception |(QN_)?ERR_[A-Z]|the mapped error|as (the|`)|std::")
+ERROR_BEGINS = re.compile(r"\w+Exception |(QN_)?ERR_[A-Z]|the error of the code|as (the|`)|std::")
 IDENTIFIER = re.compile(r"\b(?:QN_)?ERR_[A-Z0-9_]+\b")
 
 

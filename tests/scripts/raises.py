@@ -53,7 +53,7 @@ class KELINFRA_API Door {
   ///            KeyException ERR_NO_KEY ("Door::open()", name): there is none
   void open();
   /// Knocks.
-  ///   raises   the mapped error
+  ///   raises   the error of the code
   void knock(int times,
              int pause);
 
@@ -114,15 +114,15 @@ DEFECTS = [
      [(f"{HEADER}:4", "the table has the code 10054")]),
     ("another member documents an identifier", HEADER, "  /// Closes it.",
      "  /// Closes it.\n  ///   raises   ERR_JAMMED (no arguments)", [(f"{HEADER}:25", NOT_LISTED)]),
-    ("another member documents the mapped error", HEADER, "  /// Closes it.",
-     "  /// Closes it.\n  ///   raises   the mapped error", [(f"{HEADER}:25", NOT_LISTED)]),
+    ("another member documents the error of the code", HEADER, "  /// Closes it.",
+     "  /// Closes it.\n  ///   raises   the error of the code", [(f"{HEADER}:25", NOT_LISTED)]),
     ("a member does not refer to the one that documents its error", HEADER, "as `open` does", "by a key",
      [(f"{HEADER}:9", "Door::Door does not document ERR_LOCKED")]),
     ("a member only has the name of a raising member as a word", HEADER, "`open` does", "one does to open it",
      [(f"{HEADER}:9", "Door::Door does not document ERR_LOCKED")]),
-    ("the class does not explain the mapped error", HEADER, "10054 QN_ERR_RESET  (host, port)", "",
+    ("the class does not explain the error of the code", HEADER, "10054 QN_ERR_RESET  (host, port)", "",
      [(f"{HEADER}:20", "Door::knock does not document QN_ERR_RESET, which")]),
-    ("a member does not document the mapped error", HEADER, "the mapped error", "nothing",
+    ("a member does not document the error of the code", HEADER, "the error of the code", "nothing",
      [(f"{HEADER}:20", "Door::knock does not document QN_ERR_SOCKET, which")]),
     ("the table lists a member that does not exist", TABLE, '"Door::knock"', '"Door::ring"',
      [(TABLE, "QN_ERR_RESET: no public member Door::ring")]),

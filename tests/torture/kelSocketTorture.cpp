@@ -154,7 +154,7 @@ RaisesMatcher<SocketException> startFailed(bool byAnswer, const std::string& hos
       .from("kelSocket.cpp");
 }
 
-/// A data operation or an option of a socket: every failure raises the mapped error.
+/// A data operation or an option of a socket: every failure raises the error of the code.
 auto mappedFor(const SeamRun& run, bool byAnswer, const std::string& host, unsigned int port) {
   return [&run, byAnswer, host, port](Function function, const std::function<void()>& again) {
     if (function == Function::closesocket || function == Function::cleanup) {

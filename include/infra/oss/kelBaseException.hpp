@@ -19,7 +19,8 @@ namespace tarvo::oss {
 ///
 /// The subclasses `NLSException`, `IOException`, `SocketException` (tarvo::oss), `PropertiesException` and
 /// `Base64Exception` (tarvo::util) differ only in type and name. Copies are deep and independent of one
-/// another, so a copy may be handed to another thread. One object is used by one thread at a time.
+/// another, so a program may pass a copy to another thread. Only one thread at a time may use an exception
+/// object.
 class KELINFRA_API BaseException : public std::exception {
  public:
   /// Creates an exception with one message, which has level `LEVEL_ERROR` and no arguments.
@@ -32,14 +33,15 @@ class KELINFRA_API BaseException : public std::exception {
 
   /// Returns `name()` of the most derived class, a static string.
   const char* what() const noexcept override;
-  /// Returns "oss::BaseException"; each subclass overrides it. Some of these names include a namespace and
-  /// others do not. The names are frozen because programs print them.
+  /// Returns "oss::BaseException"; each subclass overrides it. Some classes return a name with a namespace,
+  /// and others a name without one. The names of the exception classes are frozen because programs print
+  /// them.
   virtual const char* name() const;
 
   /// Appends a copy of `m`.
   void addMessage(Message& m);
-  /// Returns a reference to the exception's list, for reading, iterating and adding. The reference is valid
-  /// as long as the exception exists.
+  /// Returns a reference to the exception's list of messages. The caller may read the messages, iterate over
+  /// them, and add messages. The reference is valid as long as the exception exists.
   MessageList& getMessages() KELINFRA_LIFETIMEBOUND;
   /// Returns the first message.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the messages were cleared

@@ -16,12 +16,13 @@ namespace tarvo::oss {
 ///     version.getBuildNumberString();    // -> "275"
 ///
 /// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens count as one, so
-/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty. Text after the
-/// third part is returned only by `getBuildVersion`. The only failure is std::bad_alloc. Returned references
-/// are valid as long as the object exists; after an assignment they refer to the new texts.
+/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty. Only
+/// `getBuildVersion` returns the text after the third part. The class raises only std::bad_alloc. Returned
+/// references are valid as long as the object exists; after an assignment to the object, the references refer
+/// to the new texts.
 class KELINFRA_API BuildVersion {
  public:
-  /// Holds the version of this library.
+  /// Creates an object that holds the version of this library.
   BuildVersion();
   explicit BuildVersion(const icu::UnicodeString& buildVersion);
   BuildVersion(const BuildVersion& other);
@@ -31,7 +32,7 @@ class KELINFRA_API BuildVersion {
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): programs depend on this signature
   BuildVersion& operator=(BuildVersion& other) KELINFRA_LIFETIMEBOUND;
 
-  /// The whole text.
+  /// Returns the whole version text.
   const icu::UnicodeString& getBuildVersion() const KELINFRA_LIFETIMEBOUND;
   const icu::UnicodeString& getProtocolVersion() const KELINFRA_LIFETIMEBOUND;
   const icu::UnicodeString& getProductVersion() const KELINFRA_LIFETIMEBOUND;

@@ -16,25 +16,26 @@ namespace tarvo::oss {
 ///     payload.length();              // -> 10
 ///
 /// Capacities are powers of two, from 4 to 2^30, and include the terminator. `clear` keeps the capacity.
-/// Lengths are bytes. Only one thread at a time may use an object. The bytes to be appended or set may be a
-/// part of the buffer itself.
+/// Lengths are numbers of bytes. Only one thread at a time may use an object. The bytes that a program
+/// appends or sets may be a part of the buffer itself.
 ///
-/// The only failure is std::bad_alloc: there is no memory, a sum of lengths overflows, or more than 2^30
-/// bytes are needed. After a failed `append` the buffer is unchanged. After a failed `set` or `operator=` the
-/// buffer has no storage: `get()` returns null and the length is 0. A buffer without storage can be used
-/// again.
+/// The class raises only std::bad_alloc: if there is no memory, if a sum of lengths overflows, or if a buffer
+/// would need more than 2^30 bytes. After a failed `append` the buffer is unchanged. After a failed `set` or
+/// `operator=` the buffer has no storage: `get()` returns null and the length is 0. A buffer without storage
+/// can be used again.
 class KELINFRA_API ByteBuffer {
  public:
   /// Creates an empty buffer with room for `size` bytes.
   explicit ByteBuffer(unsigned long long size);
   /// Creates a buffer of `length` bytes, copied from `data`, and a terminator. If `data` is null, the
-  /// `length` bytes are uninitialised. No member can fill such bytes in place: replace them by `set` or
-  /// `operator=` before anything reads them.
+  /// `length` bytes are uninitialised. No member can change single bytes: replace the uninitialised bytes by
+  /// `set` or `operator=` before anything reads them.
   ByteBuffer(const char* const data, unsigned long long length);
   /// Creates a buffer that holds `text` in the code page `codepage`, an ICU converter name; null means ICU's
-  /// default converter. If the code page is unknown, the buffer is empty. If the name is "", which is not
-  /// the default converter here, only the characters that ICU calls invariant are converted: ASCII except LF,
-  /// !, #, $, @, [, \, ], ^, `, {, |, } and ~. Each other UTF-16 code unit becomes a zero byte.
+  /// default converter. If the code page is unknown, the buffer is empty. In this constructor the name "" is
+  /// not the default converter: with "", only the characters that ICU calls invariant are converted, which
+  /// are ASCII except LF, !, #, $, @, [, \, ], ^, `, {, |, } and ~. Each other UTF-16 code unit becomes a
+  /// zero byte.
   ByteBuffer(const icu::UnicodeString& text, const char* codepage);
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();
@@ -44,17 +45,17 @@ class KELINFRA_API ByteBuffer {
   /// Returns the bytes and their terminator, or null if the buffer has no storage. The pointer is valid until
   /// the buffer's next change.
   const char* get() const KELINFRA_LIFETIMEBOUND;
-  /// The number of bytes before the terminator.
+  /// Returns the number of bytes before the terminator.
   unsigned long long length() const;
-  /// The same as `length`.
+  /// Returns the same as `length`.
   unsigned long long getSize() const;
-  /// The number of bytes allocated, including the terminator.
+  /// Returns the number of allocated bytes, including the terminator.
   unsigned long long capacity() const;
-  /// Whether the buffer holds exactly the `length` bytes at `data`; false if `data` is null.
+  /// Returns true if the buffer holds exactly the `length` bytes at `data`; false if `data` is null.
   bool compare(const char* const data, unsigned long long length) const;
-  /// True if `other` has storage and both buffers hold the same bytes. If `other` has no storage, the result
-  /// is false, even if a buffer is compared with itself. A buffer without storage equals an empty `other`
-  /// that has storage.
+  /// Returns true if `other` has storage and both buffers hold the same bytes. If `other` has no storage, the
+  /// result is false, even if `other` is this buffer. A buffer without storage equals an empty `other` that
+  /// has storage.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------

@@ -4,8 +4,8 @@
 
 namespace tarvo::oss {
 
-/// The configuration keys of a document constructor. They are NUL-terminated ASCII texts and are valid from
-/// the start of the process to its end.
+/// The configuration keys of a document constructor. The keys are NUL-terminated ASCII texts, and are valid
+/// from the start of the process to its end.
 class KELINFRA_API Constants {
  public:
   Constants() = delete;

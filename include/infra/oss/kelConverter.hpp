@@ -34,7 +34,7 @@ char* growBuffer(void* buffer, std::size_t size) {
 /// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the
 /// replacement character that ICU's converter defines. A character that the target code page does not contain
 /// becomes that code page's substitution byte. Each thread keeps recently used converters open. All members
-/// are static and may be called from any thread.
+/// are static, and any thread may call them at any time.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
@@ -69,14 +69,15 @@ class KELINFRA_API Converter {
   static int convert(char* destination, int destinationLength, const char* toCodePage,
                      const icu::UnicodeString& data);
 
-  /// Turns debug output on or off for the whole process; it is off at first. If debug output is on, `convert`
-  /// prints its parameters, including the data, and its steps to standard output.
+  /// Turns debug output on or off for the whole process. Debug output is off when the program starts. If
+  /// debug output is on, `convert` prints its parameters, including the data, and its steps to standard
+  /// output.
   static void setDebug(bool on);
 
-  /// Converts `text` into `bytes` and returns the byte count. The buffer grows, to a power of two, only if
-  /// its capacity is too small. A terminator is written only if there is room after the bytes, and is not
-  /// counted. A character that the code page does not contain becomes that code page's substitution byte. If
-  /// the code page is unknown, the result is 0 bytes.
+  /// Converts `text` into `bytes` and returns the byte count. If the capacity of the buffer is too small, the
+  /// buffer grows to a power of two. The function writes a terminator only if there is room for it after the
+  /// bytes; the byte count does not include the terminator. A character that the code page does not contain
+  /// becomes that code page's substitution byte. If the code page is unknown, the result is 0 bytes.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, more than 2^30
   ///            bytes, or more than the buffer's maximum
   template <std::size_t N>
@@ -86,9 +87,9 @@ class KELINFRA_API Converter {
                           &detail::growBuffer<N>, &bytes);
   }
 
-  /// The part of `convertToBytes` that does not depend on N. `grow(buffer, size)` returns a pointer to room
-  /// for `size` bytes or raises std::bad_alloc. It is called only if the `capacity` bytes at `target` are too
-  /// few.
+  /// The part of `convertToBytes` that does not depend on N. If the `capacity` bytes at `target` are too few,
+  /// this function calls `grow(buffer, size)`, which returns a pointer to room for `size` bytes or raises
+  /// std::bad_alloc.
   static std::size_t convertToBytes(const icu::UnicodeString& text, const char* codePage, char* target,
                                     std::size_t capacity, char* (*grow)(void* buffer, std::size_t size),
                                     void* buffer);

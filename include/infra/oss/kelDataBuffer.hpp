@@ -9,14 +9,14 @@
 
 namespace tarvo::oss {
 
-/// The storage of a DataBuffer. It is an implementation detail: programs do not use it.
+/// The storage of a DataBuffer. This struct is an implementation detail: programs must not use it.
 ///
 ///  bytes                                                                 size, if on the heap
 ///  |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
 ///  0             zeroFree                 length        written        capacity + 1
 ///
 /// `zeroFree` is at most `written`, and `length` and `written` are at most `capacity`. `written` is below
-/// `length` if the text ends in zeros. Old bytes remain after a text that was shortened.
+/// `length` if the text ends in zeros. If a text is shortened, the old bytes after its new end remain.
 struct TextBlock {
   static constexpr int inlineCapacity = 4096;
 
@@ -29,8 +29,8 @@ struct TextBlock {
   std::size_t size = 0;  ///< of the heap block; 0 without one
 };
 
-/// A text builder: a NUL-terminated byte string. Texts up to 4096 bytes are stored inside the object, longer
-/// texts on the heap.
+/// A text builder: a NUL-terminated byte string. The object stores texts of up to 4096 bytes inside itself,
+/// and longer texts on the heap.
 ///
 ///     DataBuffer line("id=");
 ///     line.appendNumber(4711);
@@ -39,46 +39,47 @@ struct TextBlock {
 ///     puts(line.getString());        // prints id=4711 straße X'0AFF'
 ///
 /// A DataBuffer is for text, not for arbitrary bytes: a zero byte in the contents terminates the text for
-/// every operation that computes a length. An insert moves only the bytes from its position up to the next
-/// zero byte; the moved bytes overwrite the bytes that follow. If an append or insert moves the text to a
-/// larger block, three parts are each cut at their first zero byte: the text before the position, the added
+/// every operation that computes a length. An insert moves only the bytes from the insert position up to the
+/// next zero byte; the moved bytes overwrite the bytes that follow. If an append or insert moves the text to
+/// a larger block, three parts are each cut at their first zero byte: the text before the position, the added
 /// text, and the text after the position.
 ///
 /// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. For
 /// blocks of 4 MiB or more the class asks the system for large pages.
 ///
-/// Positions, counts, lengths and capacities are bytes. The text to be added may be the buffer's text or a
-/// part of it: the result is the same as if it had been copied first. Only one thread at a time may use an
-/// object.
+/// Positions, counts, lengths and capacities are bytes. The argument of an append or insert may be the
+/// buffer's own text or a part of that text: the result is the same as with a copy of the argument. Only one
+/// thread at a time may use an object.
 ///
 /// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
 /// append or insert changes nothing and reports no error, but a constructor raises std::bad_alloc. ICU
-/// allocates a converter when a thread first uses a code page; if that allocation fails, the member that
-/// converts raises std::bad_alloc.
+/// allocates a converter when a thread uses a code page for the first time. If this allocation fails, the
+/// member that converts the text raises std::bad_alloc.
 ///
 /// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. A character
 /// that a code page does not contain becomes that code page's substitution byte. If ICU does not know the
-/// code page, nothing is added. Members that convert raise these errors from "kelDataBuffer.cpp"; the buffer
-/// does not change:
+/// code page, a member adds nothing. Members that convert a text raise the following errors from
+/// "kelDataBuffer.cpp"; after such an error the buffer is unchanged:
 ///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): the encoding is exactly "UTF-16" or
 ///     "UTF-32", or it is null and the default converter has one of these names. The zero bytes of such a
 ///     text would terminate it
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
-/// If the caller gave no encoding, the error's argument `encoding` is the default converter's name.
+/// If the caller passes null or "" as the encoding, the argument `encoding` of the error is the name of the
+/// default converter.
 class KELINFRA_API DataBuffer {
  public:
-  /// Creates an empty buffer with room for `size` bytes. If `size` is at most 4096 or negative, nothing is
-  /// allocated: the room inside the object suffices.
+  /// Creates an empty buffer with room for `size` bytes. If `size` is at most 4096 or negative, the
+  /// constructor allocates nothing, because the object has room for 4096 bytes inside itself.
   explicit DataBuffer(int size);
-  /// Creates a buffer with a copy of the text up to its terminator; null is the empty text.
+  /// Creates a buffer with a copy of the text up to its terminator. A null pointer counts as an empty text.
   explicit DataBuffer(const char* text);
   /// Creates a buffer that holds the text in ICU's default code page.
   explicit DataBuffer(const icu::UnicodeString& text);
   /// Creates a buffer that holds the text in the code page `encoding`.
   DataBuffer(const icu::UnicodeString& text, const char* encoding);
   /// Copies the text and the length of `other`. The capacity is the capacity of `other`, but at least 4096.
-  /// If the copy is on the heap, only the bytes up to the first zero byte are copied; the rest of the length
-  /// is filled with zeros.
+  /// If the copy is on the heap, the constructor copies only the bytes up to the first zero byte, and sets
+  /// the other bytes up to the length to zero.
   DataBuffer(const DataBuffer& other);
   virtual ~DataBuffer();
 
@@ -86,8 +87,9 @@ class KELINFRA_API DataBuffer {
 
   // --- ask
 
-  /// Returns the text; never null. The pointer is valid until the buffer's next change. All bytes up to
-  /// `capacity()` may be read: the bytes after the text are 0, except for old bytes that `clear(true)` kept.
+  /// Returns the text; never null. The pointer is valid until the buffer's next change. The caller may read
+  /// all bytes up to `capacity()`: the bytes after the text are 0, except for old bytes that `clear(true)`
+  /// kept.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
   /// While the text is inside the object, the capacity is 4096. If the constructor was given a larger size,
@@ -95,8 +97,8 @@ class KELINFRA_API DataBuffer {
   /// 4096.
   int capacity() const;
 
-  /// Decodes the hexadecimal literal in the buffer, such as X'0aff', into bytes at `target`. Digits of either
-  /// case are accepted.
+  /// Decodes the hexadecimal literal in the buffer, such as X'0aff', into bytes at `target`. The digits may
+  /// be upper-case or lower-case.
   ///   target    room for `capacity` bytes, or null to ask only for the size
   ///   returns   the byte count
   ///   raises    NLSException ERR_DB_INVALID_BINARY_DATA (no arguments): the buffer does not hold such a
@@ -106,7 +108,7 @@ class KELINFRA_API DataBuffer {
 
   // --- append
 
-  /// Appends the text up to its terminator. Null appends nothing.
+  /// Appends the text up to its terminator. If `text` is null, nothing changes.
   void appendString(const char* text);
   /// Appends `count` bytes, including zero bytes; `count` is not compared with the length of the text. If
   /// `text` is null or `count` is below 1, nothing changes.
@@ -128,17 +130,18 @@ class KELINFRA_API DataBuffer {
   void appendNumber(int value);
   void appendNumber(long value);
   void appendNumber(long long value);
-  /// Appends the number in fixed notation, with "." and six decimals in every locale, or "inf", "-inf" or
-  /// "nan".
+  /// Appends the number in fixed notation, with "." and six decimals in every locale. An infinity is appended
+  /// as "inf" or "-inf", and a number that is not a number as "nan".
   void appendNumber(double value);
 
   /// Appends `count` bytes as a hexadecimal literal: X'0aff', or X'0AFF' if `upperCase` is true. If `data` is
   /// null or `count` is below 1, nothing changes.
   void appendBinary(const char* data, int count, bool upperCase);
 
-  // --- insert: the position is clamped into [0, length()], nothing is overwritten
+  // --- insert: a position below 0 means 0, and a position above length() means length()
 
-  /// Each overload inserts the text that `appendString` appends for the same arguments.
+  /// Each overload inserts, at `position`, the text that `appendString` would append for the same arguments.
+  /// The old text after the position moves and is not overwritten.
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text, const char* encoding);
@@ -147,9 +150,10 @@ class KELINFRA_API DataBuffer {
   // --- empty
 
   /// Sets the length to 0 and the capacity to 4096, and releases heap storage. If `keepContents` is true and
-  /// the text is inside the object, only the first byte is zeroed; a later insert then also moves the old
-  /// bytes that follow its position, up to the first zero byte. Otherwise all bytes are zeroed, which takes
-  /// time proportional to the number of bytes that were written.
+  /// the text is inside the object, `clear` sets only the first byte to zero. A later insert then also moves
+  /// the old bytes from the insert position up to the first zero byte. If `keepContents` is false or the text
+  /// is on the heap, `clear` sets all bytes to zero, which takes time proportional to the number of bytes
+  /// that were written.
   void clear(bool keepContents);
 
  private:

@@ -6,7 +6,8 @@
 
 namespace tarvo::oss {
 
-/// A point in time on the monotonic clock, at which a caller stops waiting: a value, copied freely.
+/// A point in time on the monotonic clock, at which a caller stops waiting. A `Deadline` is a value, and
+/// copies of it are cheap.
 ///
 ///     const std::string request = "list";
 ///     char reply[4096];
@@ -16,33 +17,35 @@ namespace tarvo::oss {
 ///     socket.writeMessageWithin(request.data(), 0, request.size(), deadline);
 ///     socket.readMessageWithin(reply, nullptr, 0, sizeof reply, true, deadline);
 ///
-/// One deadline is handed to each call of a request in turn, so the request as a whole takes no longer, into
-/// however many steps the system divides it. A timeout for each step has no such limit: a peer that sends a
-/// byte shortly before each timeout would hold the caller for as long as it likes. Nothing stays set on the
+/// A program passes the same deadline to each call of a request, so the deadline limits the time of the whole
+/// request. A timeout for each call does not limit the time of the request: a peer that sends a byte shortly
+/// before each timeout can make the request last for any time. A deadline changes no setting of the
 /// connection.
 ///
-/// The clock runs on when the date is changed. Its steps are at most a millisecond apart. `docs/sockets.md`
-/// lists what each call does when a timeout ends.
+/// A change of the system's date does not affect the monotonic clock. The resolution of this clock is a
+/// millisecond or better. `docs/sockets.md` lists what each call does when a timeout ends.
 ///
-/// Threads: any thread may read an object at any time. Nothing here raises an error or allocates.
+/// Threads: any thread may read an object at any time. The members raise no errors and allocate nothing.
 class KELINFRA_API Deadline {
  public:
-  /// Never expires, like `never`.
+  /// Creates a deadline that never expires, as `never` does.
   Deadline() noexcept;
   static Deadline never() noexcept;
-  /// The time `milliseconds` from now: 0 has passed already. A time that is too far away for the clock is
-  /// replaced by the last one that the clock can represent, which is some centuries away.
+  /// Returns the deadline `milliseconds` from now; with 0, the deadline has already passed. If the time is
+  /// too far away for the clock, the result is the last time that the clock can represent, some centuries
+  /// from now.
   static Deadline in(unsigned long long milliseconds) noexcept;
 
-  /// Whether this is a point in time; false for a deadline that never expires.
+  /// Returns true if this deadline is a point in time, and false if it never expires.
   bool expires() const noexcept;
   bool hasPassed() const noexcept;
-  /// The milliseconds from now, rounded up: 0 exactly if the deadline has passed, so a caller that waits this
-  /// long waits long enough. ~0ULL if the deadline never expires.
+  /// Returns the number of milliseconds from now to the deadline, rounded up, so that a caller who waits for
+  /// this time does not wake before the deadline. The result is 0 only if the deadline has passed, and ~0ULL
+  /// if the deadline never expires.
   unsigned long long remaining() const noexcept;
 
-  /// Compares the points in time. `never` is later than all others, so `std::min` of a deadline for a request
-  /// and one for a step is the deadline that holds for the step.
+  /// Compares the points in time. `never` is later than every other deadline. So the earlier of two
+  /// deadlines, for example one for a request and one for a step of the request, is their `std::min`.
   friend bool operator==(const Deadline& left, const Deadline& right) noexcept {
     return left.nanoseconds_ == right.nanoseconds_;
   }

@@ -8,18 +8,19 @@
 
 namespace tarvo::oss {
 
-/// Raw storage that grows by powers of two and never shrinks. `ByteBuffer` and `SizeableBuffer` use it.
+/// Raw storage whose sizes are powers of two, and which grows but never shrinks. `ByteBuffer` and
+/// `SizeableBuffer` use this class for their storage.
 ///
-/// `resize(need)` follows the first of these rules that applies. Sizes count elements, including a
-/// terminator.
+/// `resize(need)` follows the first rule of this list that applies. Sizes are numbers of elements, including
+/// a terminator.
 ///   1  need <= capacity: only the used size changes, storage and contents stay.
 ///   2  a maximum size is set and the need is above it: the storage is released; data null, both sizes 0.
 ///   3  need <= alternate size: the alternate block becomes the storage.
 ///   4  otherwise a new block of the smallest power of two, at least 4, that holds the need.
-/// Rules 3 and 4 lose the contents. A need above 2^30 raises std::bad_alloc without calling the allocator:
-/// larger buffers are not supported. After a failed allocation `data()` is null, and the capacity and the
-/// used size are 0; the object can be used again. `ByteBuffer` and `SizeableBuffer` set neither an alternate
-/// block nor a maximum.
+/// With the rules 3 and 4 of `resize` the contents are lost. If `need` is above 2^30, `resize` raises
+/// std::bad_alloc without calling the allocator: larger buffers are not supported. After a failed allocation
+/// `data()` is null, and the capacity and the used size are 0; the object can be used again. `ByteBuffer` and
+/// `SizeableBuffer` set neither an alternate block nor a maximum.
 ///
 /// Only one thread at a time may use an object. The pointer that `data` returns is valid until the next
 /// `resize` that moves the storage.
@@ -36,9 +37,9 @@ class DefaultAlternateBuffer {
 
   /// Returns a pointer to the storage, or null if there is no storage.
   T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
-  /// The number of elements allocated at `data()`.
+  /// Returns the number of elements that are allocated at `data()`.
   unsigned long long capacity() const { return capacity_; }
-  /// The size that was last requested; 0 without storage.
+  /// Returns the size that was last requested, or 0 if there is no storage.
   unsigned long long usedSize() const { return usedSize_; }
 
   /// Makes room for `need` elements. If `need` is above the capacity, the contents are lost.
@@ -51,7 +52,7 @@ class DefaultAlternateBuffer {
     }
   }
 
-  /// Exchanges storage, sizes and settings with `other`; no element is copied.
+  /// Exchanges storage, sizes and settings with `other`, and copies no element.
   void swap(DefaultAlternateBuffer& other) noexcept {
     std::swap(data_, other.data_);
     std::swap(alternateBlock_, other.alternateBlock_);
@@ -61,7 +62,7 @@ class DefaultAlternateBuffer {
     std::swap(usedSize_, other.usedSize_);
   }
 
-  /// The largest size that `resize` accepts.
+  /// Returns the largest size that `resize` accepts.
   static constexpr unsigned long long largestSize = 1ULL << 30;
 
  protected:
@@ -70,7 +71,7 @@ class DefaultAlternateBuffer {
     alternateBlock_ = block;
     alternateSize_ = size;
   }
-  /// Sets the largest need for which `resize` provides storage; 0 means no limit.
+  /// Sets the largest `need` for which `resize` provides storage; 0 means no limit.
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:

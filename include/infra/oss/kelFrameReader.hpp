@@ -6,9 +6,9 @@
 
 namespace tarvo::oss {
 
-/// Takes the bytes of a stream in any pieces and returns the frames in it: those that `Socket::writeMessage`
-/// sends and `Socket::readMessage` reads (docs/formats.md). It knows no socket and never waits, so one thread
-/// can read frames from many connections.
+/// Takes the bytes of a stream in pieces of any size, and returns the frames of the stream. The frames are
+/// those that `Socket::writeMessage` sends and `Socket::readMessage` reads (docs/formats.md). A `FrameReader`
+/// uses no socket and never waits, so one thread can read frames from many connections.
 ///
 ///     FrameReader reader(1 << 20);               // no payload is longer than 1 MiB
 ///     reader.append("\0\0\0\5hel", 0, 7);
@@ -18,13 +18,13 @@ namespace tarvo::oss {
 ///     const std::string first(reader.payload(), reader.length());  // first -> "hello"
 ///     reader.next() == FrameReader::NEED_MORE;   // -> true
 ///
-/// Memory: the object holds the bytes that were appended and that no frame has used yet. A length word
-/// reserves nothing: a peer that announces 4 GiB and sends 4 bytes costs 4 bytes. The payload of a frame
-/// above the limit is dropped while it is appended. The memory is less than four times the bytes that are
-/// held. Memory that a long frame needed is released when all bytes have been used. If memory is exhausted,
-/// `append` raises std::bad_alloc, and the object is as before the call.
+/// Memory: the object holds the appended bytes that do not belong to a frame that was already returned. The
+/// length word of a frame reserves no memory: if a peer announces 4 GiB and sends 4 bytes, the object holds 4
+/// bytes. If a payload is above the limit, `append` drops its bytes. The object uses less memory than four
+/// times the bytes that it holds. When the object holds no more bytes, it releases the memory that a long
+/// frame needed. If there is no memory, `append` raises std::bad_alloc and does not change the object.
 ///
-/// Threads: one at a time. Raises no other error.
+/// Threads: only one thread at a time may use an object. The class raises no other error.
 class KELINFRA_API FrameReader {
  public:
   enum State {
@@ -35,36 +35,38 @@ class KELINFRA_API FrameReader {
     CLOSED_INSIDE    ///< the stream has ended inside a frame of `length` bytes, after `received` of them
   };
 
-  /// `limit` is the most bytes that a payload may have. There is no default, because the right one depends on
-  /// the program: whoever can connect can make the program hold that many bytes for each connection.
+  /// `limit` is the largest number of bytes that a payload may have. There is no default, because the right
+  /// limit depends on the program: everyone who can connect can make the program hold `limit` bytes for each
+  /// connection.
   explicit FrameReader(unsigned long long limit);
   FrameReader(const FrameReader& other) = delete;
   FrameReader& operator=(const FrameReader& other) = delete;
   ~FrameReader();
 
-  /// Adds the next bytes of the stream; a length of 0 adds nothing. Does nothing after `close`.
+  /// Appends the next bytes of the stream. If the length is 0, or after `close`, `append` does nothing.
   void append(const char* buffer, unsigned long long offset, unsigned long long length);
-  /// Marks the end of the stream. Frames that are complete can still be taken.
+  /// Marks the end of the stream. After `close`, `next` still returns the frames that are complete.
   void close();
 
-  /// Goes to the next frame and returns what was found. After NEED_MORE, CLOSED_BETWEEN and CLOSED_INSIDE the
-  /// result stays the same until bytes are appended or the stream is closed. A length word that the peer cut
-  /// short counts with 0 for each missing byte, as in `Socket::readMessage`.
+  /// Moves to the next frame and returns the state of this frame. After NEED_MORE, CLOSED_BETWEEN and
+  /// CLOSED_INSIDE the result stays the same until bytes are appended or the stream is closed. If the stream
+  /// ends inside a length word, the missing bytes of the length word count as 0, as in `Socket::readMessage`.
   State next();
 
-  /// The payload after FRAME, until the next call of a member that is not const; of length 0 after the other
-  /// states.
+  /// After FRAME, returns the payload, which is valid until the next call of a member that is not const.
+  /// After the other states, returns an empty text.
   const char* payload() const KELINFRA_LIFETIMEBOUND;
-  /// The length of the payload after FRAME; the length that the length word announces after TOO_LARGE and
-  /// CLOSED_INSIDE; otherwise 0.
+  /// After FRAME, returns the length of the payload. After TOO_LARGE and CLOSED_INSIDE, returns the length
+  /// that the length word announces. Otherwise returns 0.
   unsigned long long length() const;
-  /// The number of payload bytes that arrived before CLOSED_INSIDE, dropped ones included; otherwise 0.
+  /// After CLOSED_INSIDE, returns the number of payload bytes that arrived, including dropped bytes.
+  /// Otherwise returns 0.
   unsigned long long received() const;
 
-  /// Returns the bytes that no frame has used, such as those after the last frame, and forgets them. For
-  /// programs that continue to read the connection in another way, for example after a frame that announces
-  /// another protocol. While the payload of a frame above the limit is being dropped, there are no such
-  /// bytes.
+  /// Returns the bytes that do not belong to a returned frame, such as the bytes after the last frame, and
+  /// removes them from the object. This member is for programs that continue to read the connection in
+  /// another way, for example after a frame that announces another protocol. While the object drops the
+  /// payload of a frame above the limit, the result is empty.
   std::string takeRest();
 
  private:

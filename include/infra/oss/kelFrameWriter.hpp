@@ -6,9 +6,9 @@
 
 namespace tarvo::oss {
 
-/// A bounded queue of frames that wait to be sent, as `Socket::writeMessage` would send them
-/// (docs/formats.md). It knows no socket and never waits, so one thread can send to many clients although
-/// some of them read slowly:
+/// A queue, with a limit, of frames that wait to be sent, in the format of `Socket::writeMessage`
+/// (docs/formats.md). A `FrameWriter` uses no socket and never waits, so one thread can send to many clients
+/// even if some clients read slowly:
 ///
 ///     FrameWriter writer(1 << 20);
 ///     writer.add("hello", 0, 5);                        // -> true
@@ -17,14 +17,15 @@ namespace tarvo::oss {
 ///     writer.remove(sent);
 ///     const std::string rest(writer.bytes(), writer.length());  // rest -> "hello"
 ///
-/// With a connection, the third line is `socket.writeOnce(writer.bytes(), 0, writer.length())`.
+/// A program with a connection sends the bytes by `socket.writeOnce(writer.bytes(), 0, writer.length())`,
+/// which returns `sent`.
 ///
-/// Threads: one at a time. If memory is exhausted, `add` raises std::bad_alloc and queues nothing. Raises no
-/// other error.
+/// Threads: only one thread at a time may use an object. If there is no memory, `add` raises std::bad_alloc
+/// and queues nothing. The class raises no other error.
 class KELINFRA_API FrameWriter {
  public:
-  /// `limit` is the most bytes that may wait, the length words of 4 bytes included. The memory of the queue
-  /// is less than four times the limit.
+  /// `limit` is the largest number of bytes that may wait, including the length words of 4 bytes. The queue
+  /// uses less memory than four times the limit.
   explicit FrameWriter(unsigned long long limit);
   FrameWriter(const FrameWriter& other) = delete;
   FrameWriter& operator=(const FrameWriter& other) = delete;
@@ -34,12 +35,14 @@ class KELINFRA_API FrameWriter {
   ///   returns  false if it would exceed the limit, or has a payload of 4 GiB or more: nothing is queued
   bool add(const char* buffer, unsigned long long offset, unsigned long long length);
 
-  /// The bytes to be sent next, until the next call of `add` or `remove`, and their number: 0 if nothing
-  /// waits. A program that polls waits until it can write only if this is not 0.
+  /// `bytes` returns the bytes to send next, and `length` returns their number, which is 0 if no bytes wait.
+  /// The pointer is valid until the next call of `add` or `remove`. A program that polls should wait for a
+  /// writable connection only if `length` is not 0.
   const char* bytes() const KELINFRA_LIFETIMEBOUND;
   unsigned long long length() const;
 
-  /// Removes the first `count` bytes, because they have been sent; at most all of them.
+  /// Removes the first `count` bytes after the program has sent them. If `count` is larger than `length`,
+  /// removes all bytes.
   void remove(unsigned long long count);
 
  private:

@@ -18,10 +18,10 @@ namespace tarvo::oss {
 ///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
 /// Message is a value class. Only one thread at a time may use an object. Returned references are valid until
-/// the message's next change. The only failure is std::bad_alloc.
+/// the message's next change. The class raises only std::bad_alloc.
 class KELINFRA_API Message {
  public:
-  /// Severity: one bit each.
+  /// The severity of a message. Each level is one bit.
   enum Level : int { LEVEL_INFO = 1, LEVEL_WARNING = 2, LEVEL_ERROR = 4, LEVEL_SEVERE = 8 };
 
   /// Creates a message whose identifier, text and file name are empty (not bogus), with `LEVEL_ERROR`, line 0
@@ -30,7 +30,7 @@ class KELINFRA_API Message {
   Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
   /// `fileName` is plain ASCII and is copied; null is the empty name.
   Message(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);
-  /// Makes a deep copy; a bogus string stays bogus.
+  /// Creates a deep copy; a bogus string stays bogus in the copy.
   Message(const Message& other);
   ~Message();
 
@@ -40,9 +40,9 @@ class KELINFRA_API Message {
   // --- ask --------------------------------------------------------------------------------------------
 
   const icu::UnicodeString& getMessageID() const KELINFRA_LIFETIMEBOUND;
-  /// The same field as `getMessageID`.
+  /// Returns the same field as `getMessageID`.
   const icu::UnicodeString& getMessageCode() const KELINFRA_LIFETIMEBOUND;
-  /// Returns the text exactly as it was set; the arguments are not formatted into it.
+  /// Returns the text exactly as it was set, without formatting the arguments into the text.
   const icu::UnicodeString& getFormattedMessage() const KELINFRA_LIFETIMEBOUND;
   Level getMessageLevel() const;
   const icu::UnicodeString& getFileName() const KELINFRA_LIFETIMEBOUND;
@@ -50,9 +50,10 @@ class KELINFRA_API Message {
   int getMessageArgsCount() const;
   const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
-  /// Replaces the contents of `out` by the message on one line, "ID: [text]" or "ID: [text] - [first]
-  /// [second]", and returns `out`. File, line and level are not part of the line. If the caller has called
-  /// `out.getBuffer(minCapacity)` and not yet `releaseBuffer`, `out` does not change.
+  /// Replaces the contents of `out` by one line that describes the message, and returns `out`. The line is
+  /// "ID: [text]", or with arguments "ID: [text] - [first] [second]". The line contains neither file, line
+  /// number nor level. If the caller has called `out.getBuffer(minCapacity)` and not yet `releaseBuffer`,
+  /// `out` does not change.
   const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------
@@ -71,8 +72,8 @@ class KELINFRA_API Message {
   /// `value` adds nothing; an unknown code page adds one empty argument.
   void addArgument(const char* value, const char* codepage);
   /// Each overload interprets the value's low 32 bits as a signed number and appends its decimal text:
-  /// 4294967295u adds "-1" and 5000000000 adds "705032704". This behaviour is frozen because message
-  /// catalogues depend on it; pass larger numbers as text.
+  /// 4294967295u adds "-1" and 5000000000 adds "705032704". This reduction is frozen because message
+  /// catalogues depend on it. Pass larger numbers as text.
   void addArgument(unsigned char value);
   void addArgument(unsigned short value);
   void addArgument(unsigned int value);
@@ -92,8 +93,8 @@ class KELINFRA_API Message {
   void clear();
 
   /// Each overload resets the message as `clear` does and then sets the fields for which it has parameters;
-  /// the other fields stay reset. The arguments may be fields of this message. A message set to itself does
-  /// not change.
+  /// the other fields stay reset. The arguments may be fields of this message. If the argument is this
+  /// message itself, nothing changes.
   void setMessage(const Message& other);
   void setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
   void setMessage(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);

@@ -5,8 +5,8 @@
 
 namespace tarvo::oss {
 
-/// The ordered list of messages that an exception carries. The list stores copies of the messages that are
-/// added.
+/// The ordered list of messages that an exception carries. The list stores copies of the messages that a
+/// program adds.
 ///
 ///     MessageList list(Message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120));
 ///     list.addMessage(Message("ERR_SAVE_FAILED", Message::LEVEL_ERROR, "editor.cpp", 33));
@@ -14,17 +14,17 @@ namespace tarvo::oss {
 ///       ossOut << m->getLineNumber() << '\n';  // prints 120 33
 ///     }
 ///
-/// Only one thread at a time may use an object, also for iteration, because the list contains the cursor.
-/// Returned references and pointers are valid until `clear` or the list's destruction; adding messages does
-/// not invalidate them. If there is no memory for a message, std::bad_alloc is raised and the message is not
-/// added; messages added before it stay.
+/// Only one thread at a time may use an object, even to iterate over the messages, because the list contains
+/// the cursor. Returned references and pointers are valid until `clear` or the list's destruction; adding
+/// messages does not invalidate them. If there is no memory for a message, the member raises std::bad_alloc
+/// and does not add the message; messages that were added before stay.
 class KELINFRA_API MessageList {
  public:
   /// Creates an empty list.
   MessageList();
   /// Creates a list that contains a copy of `m`.
   MessageList(const Message& m);  // NOLINT(google-explicit-constructor): callers pass a message for a list
-  /// Copies every message. The cursor is not copied: it starts at null.
+  /// Copies every message, but not the cursor: the cursor of the copy is null.
   MessageList(const MessageList& other);
   ~MessageList();
 
@@ -35,21 +35,22 @@ class KELINFRA_API MessageList {
   int count() const;
   bool isEmpty() const;
 
-  /// Returns the first message. The caller may change it through the non-const overload.
+  /// Returns the first message. The caller may change the first message through the reference that the
+  /// non-const overload returns.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the list is empty
   Message& getFirstMessage() KELINFRA_LIFETIMEBOUND;
   const Message& getFirstMessage() const KELINFRA_LIFETIMEBOUND;
 
   // --- iterate: one cursor per list -------------------------------------------------------------------
 
-  /// Returns the first message and moves the cursor to the second. If the list is empty, returns null and
-  /// does not move the cursor.
+  /// Returns the first message and moves the cursor to the second message. If the list is empty, returns null
+  /// and does not move the cursor.
   const Message* getFirstMsg() KELINFRA_LIFETIMEBOUND;
-  /// Returns the message at the cursor and moves the cursor to the next one. Returns null if the cursor was
-  /// never set or has passed the last message. Messages appended during the iteration are returned too,
-  /// unless the cursor has already passed the last message.
+  /// Returns the message at the cursor and moves the cursor to the next message. Returns null if the cursor
+  /// was never set, or if it has passed the last message. `getNextMsg` also returns a message that was
+  /// appended during the iteration, unless the cursor had already passed the last message.
   const Message* getNextMsg() KELINFRA_LIFETIMEBOUND;
-  /// True if the next `getNextMsg` returns a message.
+  /// Returns true if the next call of `getNextMsg` returns a message.
   bool hasMoreMsgs() const;
 
   // --- change; only `clear` moves the cursor ----------------------------------------------------------
@@ -58,8 +59,8 @@ class KELINFRA_API MessageList {
   void addMessage(const Message& m);
   /// Inserts a copy of `m` before the first message.
   void insertMessage(const Message& m);
-  /// Appends copies of the messages of `other`. If `other` is this list, each message is then contained
-  /// twice.
+  /// Appends copies of the messages of `other`. If `other` is this list, the list contains each message twice
+  /// after the call.
   void join(const MessageList& other);
   /// Removes every message and sets the cursor to null.
   void clear();

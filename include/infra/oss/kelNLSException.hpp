@@ -5,8 +5,8 @@
 
 namespace tarvo::oss {
 
-/// Raised for errors in text, code pages, number formats, UTF-8, message lists and `DataBuffer`. The class
-/// differs from `BaseException` only in its type and `name()`.
+/// The exception for errors in text, code pages, number formats, UTF-8, message lists and `DataBuffer`. The
+/// class differs from `BaseException` only in its type and in `name()`.
 class KELINFRA_API NLSException : public oss::BaseException {
  public:
   NLSException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

@@ -19,24 +19,27 @@ namespace tarvo::oss {
 ///     stream.write("four");                    // stream.count -> 4
 ///
 /// Errors: this class raises no errors. If `write(char)` of a subclass throws, the exception leaves the other
-/// overloads too, and the characters written before stay written. One stream is used by one thread at a time.
+/// overloads too, and the characters that were written before stay written. Only one thread at a time may use
+/// a stream.
 class KELINFRA_API OutputStream {
  public:
   virtual ~OutputStream();
 
-  /// Calls `flush` and does nothing else: the stream can still be written to and closed again.
+  /// Calls `flush` and does nothing else: after `close` a program can still write to the stream and close it
+  /// again.
   virtual void close();
   /// Does nothing in this class.
   virtual void flush();
 
   virtual void write(char c) = 0;
-  /// Calls `write(char)` for each character of `s` before the terminator. Null writes nothing.
+  /// Calls `write(char)` for each character of `s` before the terminator. If `s` is null, nothing is written.
   virtual void write(const char* s);
-  /// Calls `write(char)` for `length` characters. *Only the first call in the process uses its `buffer` and
-  /// `offset`*, on whatever stream it is. Every later call ignores them and starts at the address
-  /// `buffer + offset` of that first call. This behaviour is frozen because programs depend on it. Therefore
-  /// always pass the same range, and keep it readable as long as any code may call this member. For different
-  /// ranges call `write(char)`.
+  /// Calls `write(char)` for `length` characters. *Only the first call of this overload in the process, on
+  /// any stream, uses its `buffer` and `offset`*. Every later call, on any stream, ignores its own `buffer`
+  /// and `offset` and starts at the address `buffer + offset` of the first call. This behaviour is frozen
+  /// because programs depend on it. Therefore always pass the same range to this overload, and keep the range
+  /// readable as long as any code may call this overload. To write different ranges, call `write(char)` for
+  /// each character.
   virtual void write(const char* buffer, std::size_t offset, std::size_t length);
 };
 

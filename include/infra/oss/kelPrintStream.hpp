@@ -11,9 +11,9 @@ namespace tarvo::oss {
 ///
 /// Each insertion prints the same text as an insertion into `std::cerr`, with the formatting flags that
 /// `std::cerr` has at that moment (decimal unless the program changed them), and returns the stream. The
-/// three character types are printed as characters, `bool` as 0 or 1. A `const char*` is NUL-terminated. A
-/// null `const char*` sets the error bit of `std::cerr`, which then prints nothing until the program clears
-/// the bit. This class reports no errors.
+/// three character types are printed as characters, and `bool` as 0 or 1. A `const char*` argument must be
+/// NUL-terminated. A null `const char*` sets the error bit of `std::cerr`; then `std::cerr` prints nothing
+/// until the program clears this bit. This class reports no errors.
 ///
 /// Threads: the class takes no lock. Concurrent insertions interleave in the same way as concurrent
 /// insertions into `std::cerr`.
@@ -37,8 +37,8 @@ class KELINFRA_API PrintStream {
   PrintStream& operator<<(const char* value) KELINFRA_LIFETIMEBOUND;
 };
 
-/// The process-wide stream. It can be used from the time the library is loaded until the process ends, also
-/// in static constructors and exit handlers.
+/// The stream of the process. A program may use the stream from the moment at which the library is loaded
+/// until the process ends, also in static constructors and exit handlers.
 extern KELINFRA_API PrintStream& ossOut;
 
 }  // namespace tarvo::oss

@@ -7,8 +7,8 @@
 
 namespace tarvo::oss {
 
-/// A scratch array. Up to N elements are stored inside the object, more on the heap. The class is intended
-/// for objects on the stack. Only one thread at a time may use an object.
+/// A scratch array, intended for objects on the stack. The object stores up to N elements inside itself, and
+/// more elements on the heap. Only one thread at a time may use an object.
 ///
 ///     const icu::UnicodeString text = u"Grüße";
 ///     SizeableBuffer<char, 4> bytes;
@@ -20,7 +20,7 @@ namespace tarvo::oss {
 ///     }
 ///     bytes.capacity();  // -> 8
 ///
-/// The contents are not initialised. A resize that changes the storage loses the contents. The pointer that
+/// The elements are not initialised. If a resize changes the storage, the contents are lost. The pointer that
 /// `data` returns is valid until the next `resize`.
 template <class T, std::size_t N>
 class SizeableBuffer {
@@ -31,19 +31,19 @@ class SizeableBuffer {
   SizeableBuffer& operator=(const SizeableBuffer&) = delete;
   virtual ~SizeableBuffer() = default;
 
-  /// Returns a pointer to the elements, inside the object or on the heap. All `capacity()` elements may be
-  /// written.
+  /// Returns a pointer to the elements, inside the object or on the heap. The caller may write to all
+  /// `capacity()` elements.
   T* data() KELINFRA_LIFETIMEBOUND { return data_; }
   const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
-  /// The size that was last requested; N at first.
+  /// Returns the size that was last requested, or N if no size was requested yet.
   unsigned long long size() const { return size_; }
   /// Returns N while the elements are inside the object; otherwise the capacity of the heap storage, which is
   /// a power of two.
   unsigned long long capacity() const { return capacity_; }
 
-  /// Makes room for `n` elements. While the elements are inside the object and `n` is at most N, they stay
-  /// there. Once the elements are on the heap, they stay there, and the storage grows as a
-  /// `DefaultAlternateBuffer` does.
+  /// Makes room for `n` elements. Elements inside the object stay inside the object if `n` is at most N.
+  /// Elements that are on the heap stay on the heap, and their storage grows by the rules of
+  /// `DefaultAlternateBuffer`.
   ///   raises   std::bad_alloc: n above 2^30, or no memory; `data()` is then null, and the size and the
   ///            capacity are 0
   void resize(unsigned long long n) {

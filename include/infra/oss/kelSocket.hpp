@@ -13,7 +13,7 @@ struct ResolvedAddress;
 
 namespace tarvo::oss {
 
-/// The client end of a TCP connection. An object holds a socket handle, the host and port of the connection,
+/// The client end of a TCP connection. An object stores a socket handle, the host and port of the connection,
 /// and whether the object owns the handle.
 ///
 ///     const std::string request = "list";
@@ -26,31 +26,33 @@ namespace tarvo::oss {
 ///     const unsigned long long got = socket.readMessage(reply, &frameLength, 0, sizeof reply, true);
 ///
 /// An object owns its handle, and closes it, only if `connect` or `SocketServer::accept` put the handle into
-/// that object. A copy is a view: it has the same handle but does not own it. Destroying or closing a view
-/// leaves the connection open, so lists of views can be passed to `select`. A view must not be used after the
-/// owner has closed the connection.
+/// that object. A copy of a `Socket` is a view: the view has the same handle but does not own the handle.
+/// Destroying or closing a view leaves the connection open, so a program may pass lists of views to `select`.
+/// A program must not use a view after the owner has closed the connection.
 ///
 /// Times are milliseconds. A range (buffer, offset, length) means the bytes offset .. offset + length - 1 of
-/// the caller's buffer; the class does not know the size of the buffer. If the buffer is null or offset +
-/// length overflows, the mapped error 10014 is raised and nothing is sent or received; a range of length 0 is
-/// always valid.
+/// the caller's buffer; the class does not know the size of the buffer. If the buffer is null, or if offset +
+/// length overflows, a member raises the error of code 10014 and sends and receives nothing. A range of
+/// length 0 is always valid.
 ///
-/// Threads: one object is used by one thread at a time, with two exceptions. First, one thread may read from
+/// Threads: only one thread at a time may use an object, with two exceptions. First, one thread may read from
 /// a connection while another thread writes to it. Second, any thread may call `shutdownBoth`,
-/// `shutdownReceive` or `shutdownSend` on an object while other threads are inside `readOnce`, `read`,
-/// `readMessage`, `write`, `writeMessage`, one of these with a deadline, or `select` on its connection.
-/// `shutdownBoth` ends a read or a write that waits: the read or write raises the mapped error 10058. On
+/// `shutdownReceive` or `shutdownSend` on an object while other threads use the same connection in `select`,
+/// `readOnce`, `read`, `readMessage`, `write` or `writeMessage`, or in one of the members with a deadline.
+/// `shutdownBoth` ends a read or a write that waits: the read or write raises the error of code 10058. On
 /// Linux `shutdownBoth` also ends a waiting `select`, which finds the socket ready to read; `shutdownReceive`
-/// ends a waiting read, and `shutdownSend` ends a waiting write. On Windows a `select` may wait until its
-/// timeout, and a call with a deadline until its deadline, or raise the mapped error 10058. On Linux, closing
-/// the connection does not end a waiting call, and the number of the closed handle can soon belong to another
-/// connection. Therefore no other call may be in progress during `close`, `connect`, `SocketServer::accept`
-/// into the object, or the destructor.
+/// ends a waiting read, and `shutdownSend` ends a waiting write. On Windows, after a shutdown, a waiting
+/// `select` or a waiting call with a deadline either raises the error of code 10058 or waits until its
+/// timeout or deadline. On Linux, closing the connection does not end a waiting call, and the number of the
+/// closed handle can soon belong to another connection. Therefore, while a thread closes or destroys an
+/// object, calls `connect`, or passes the object to `SocketServer::accept`, no other thread may be in a call
+/// on this object.
 ///
 /// Forked children: see docs/platforms.md.
 ///
-/// Errors: every failure is a SocketException whose first message carries file "kelSocket.cpp". A failed
-/// system call raises *the mapped error* of its Winsock code, which is the same on every platform:
+/// Errors: every failure is a SocketException whose first message carries the file "kelSocket.cpp". If a
+/// system call fails, its Winsock code, which is the same on every platform, determines the identifier. The
+/// comments below call the error of this table *the error of the code*:
 ///   10048 QN_ERR_SOCKET_ADDRESS_IN_USE      (host, port)
 ///   10054 QN_ERR_SOCKET_CONNECTION_RESET    (host, port)
 ///   10057 QN_ERR_SOCKET_NOT_CONNECTED       (host, port)
@@ -58,13 +60,13 @@ namespace tarvo::oss {
 ///   10060 QN_ERR_SOCKET_TIMEOUT             (host, port)
 ///   10061 QN_ERR_SOCKET_CONNECTION_REFUSED  (host, port)
 ///   other QN_ERR_SOCKET_ERROR               (code, host, port)
-/// The arguments host and port are those of the object unless a member says otherwise. An error never closes
-/// the connection.
+/// The arguments host and port are those of the object unless a member says otherwise. The library never
+/// closes the connection because of an error.
 class KELINFRA_API Socket {
  public:
   /// A record of resolved addresses. One process can resolve a name and pass the record to another process,
-  /// which connects. The record has 3000 bytes, is packed and little-endian, and uses Winsock's numbers on
-  /// every platform (the IPv6 family is 23).
+  /// which connects to the addresses of the record. The record has 3000 bytes, is packed and little-endian,
+  /// and uses Winsock's numbers on every platform (the IPv6 family is 23).
   ///
   ///   used        2   bytes in use after this field; 0: no list, `connect` resolves the host name
   ///   host        n   the name that was resolved, NUL-terminated, at most 1024 bytes before the NUL
@@ -89,26 +91,27 @@ class KELINFRA_API Socket {
 
     End end;
     unsigned long long bytes;  ///< bytes transferred
-    /// Whether the connection can be used further: the next call continues where this one has stopped.
+    /// Whether the program can use the connection further: the next call continues where this call stopped.
     bool usable;
   };
 
-  /// A record without an address list: `connect` resolves the name itself.
+  /// A record without addresses: `connect` then resolves the name itself.
   static const _AddrInfoExternal NullAddrInfoExternal;
 
-  /// Creates an unconnected socket. Every constructor starts Winsock; on Linux that does nothing.
+  /// Creates an unconnected socket. Every constructor starts the use of Winsock; on Linux this step does
+  /// nothing.
   ///   raises   ERR_WSASTARTUP_FAILED (host, port): Winsock does not start
   ///            ERR_INVALID_SOCKET_VERSION (host, port): Winsock does not have version 2.2
   Socket();
-  /// Creates a view of `other`: the handle, host and port are copied, and the new object does not own the
+  /// Creates a view of `other`: the new object has the same handle, host and port, and does not own the
   /// handle.
   ///   raises   as the default constructor
   Socket(const Socket& other);
   /// Closes an owned handle, then ends the use of Winsock that the constructor started.
   virtual ~Socket();
 
-  /// Not assignable: it would be unclear whether the old handle is closed. To fill a list again, use
-  /// push_back or insert.
+  /// Not assignable: it would be unclear whether an assignment closes the old handle. To change the elements
+  /// of a list, use push_back or insert instead of an assignment.
   Socket& operator=(const Socket& other) = delete;  // keep sockets in a std::list, not in a std::vector
 
   // --- connect and close ------------------------------------------------------------------------------
@@ -119,29 +122,29 @@ class KELINFRA_API Socket {
   ///              addresses and ports are used, and `host` and `port` are used only for errors and getters
   ///   timeout    the longest wait for one address; null waits until the system gives up. The resolution of
   ///              the name has no limit
-  /// The addresses are tried in order. If an attempt fails at once, the next address is tried. If an attempt
-  /// stays in progress, the call waits for it; if the attempt then fails, the call fails and later addresses
-  /// are not tried. (An attempt to connect to a closed port of this machine is in progress at first too. So
-  /// if a name resolves to ::1 and 127.0.0.1, only ::1 is tried.) After a failure the object is unconnected
-  /// and has no handle, but host and port keep the new values. A host name that contains a NUL is treated as
-  /// unknown.
+  /// `connect` tries the addresses in order. If an attempt to connect to an address fails at once, `connect`
+  /// tries the next address. If an attempt stays in progress, `connect` waits for its result; if this attempt
+  /// fails, `connect` fails and tries no further address. (An attempt to connect to a closed port of this
+  /// machine stays in progress at first. So if a name resolves to ::1 and 127.0.0.1, `connect` tries only
+  /// ::1.) After a failure the object is unconnected and has no handle, but host and port keep the new
+  /// values. A host name that contains a NUL counts as unknown.
   ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: the object has a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
   ///            not resolve; 11001 is an unknown name
   ///            ERR_SOCKET_TIMEOUT (host, port)
   ///            ERR_SOCKET_NOT_CONNECTED (host, port): every address failed at once
-  ///            the mapped error (host, port): an attempt that was in progress failed, with 10061 if the
-  ///            connection was refused
-  ///            the mapped error 10022, without host and port: `addrInfo` cannot be read; no address was
+  ///            the error of the code (host, port): an attempt that was in progress failed; the code is 10061
+  ///            if the host refused the connection
+  ///            the error of code 10022, without host and port: `addrInfo` cannot be read; no address was
   ///            tried
   ///            as the constructor, with host and port: Winsock does not start for the wait
   ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
-  /// Connects with one limit for the whole call, including the resolution of the name. The resolution cannot
-  /// be interrupted: if it ends after the deadline, the call raises the error then. After the deadline no
-  /// address is tried.
+  /// Connects with one deadline for the whole call, including the resolution of the name. The call cannot
+  /// interrupt the resolution: if the resolution ends after the deadline, the call raises the error only
+  /// then. After the deadline the call tries no address.
   ///   raises   ERR_SOCKET_TIMEOUT (host, port): the deadline passed first; the object stays unconnected
   ///            as the overload with a timeout
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
@@ -151,9 +154,10 @@ class KELINFRA_API Socket {
   /// or if there is no handle. Raises nothing.
   void close();
 
-  /// These members shut down one direction of the connection, or both, without closing the handle. If there
-  /// is no handle, these members do nothing. The class comment says which calls of other threads they end.
-  ///   raises   the mapped error
+  /// These members shut down one direction of the connection, or both directions, and do not close the
+  /// handle. If there is no handle, these members do nothing. The class comment says which calls of other
+  /// threads end after a shutdown.
+  ///   raises   the error of the code
   void shutdownBoth();
   void shutdownReceive();
   void shutdownSend();
@@ -162,36 +166,36 @@ class KELINFRA_API Socket {
 
   /// Returns the system's handle. If there is no handle, all bits of the result are set.
   unsigned long long handle() const;
-  /// Return the host and port of the last `connect`; after `close` the host is empty and the port 0. The
-  /// reference is valid as long as the object exists.
+  /// Return the host and the port of the last `connect`. After `close` the host is empty and the port is 0.
+  /// The reference that `getHost` returns is valid as long as the object exists.
   const icu::UnicodeString& getHost() const KELINFRA_LIFETIMEBOUND;
   unsigned int getPort() const;
-  /// Ask the system for the peer's address and port. They work for accepted connections, too, whose `getHost`
-  /// is empty.
-  /// The address is a number, never a name: "127.0.0.1", "::1", "fe80::1%2" with the number of the interface.
+  /// `peerHost` and `peerPort` ask the system for the peer's address and port, on accepted connections too.
+  /// The address is numeric, never a name: "127.0.0.1", "::1", "fe80::1%2" with the number of the interface.
   ///   raises   ERR_SOCKET_NOT_CONNECTED (host, port): no handle
-  ///            the mapped error; 10057 if the connection has ended and the system has forgotten the peer
+  ///            the error of the code; 10057 if the connection has ended and the system has forgotten the
+  ///            peer
   icu::UnicodeString peerHost() const;
   unsigned int peerPort() const;
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
-  /// Receives up to `length` bytes in one call of the system. A length of 0 is passed to the system too,
-  /// which may wait.
+  /// Receives up to `length` bytes in one system call. A call with the length 0 makes this system call too,
+  /// and may wait.
   ///   returns  bytes received; 0 when the peer has closed the connection
-  ///   raises   the mapped error
+  ///   raises   the error of the code
   ///   waits    until at least one byte arrives, without limit unless `setTimeout` was called
   unsigned long long readOnce(char* buffer, unsigned long long offset, unsigned long long length);
 
-  /// Receives until `length` bytes are placed or the peer closes.
+  /// Receives until `length` bytes are in the buffer or the peer closes the connection.
   ///   length   0 returns at once without a receive
   ///   returns  the number of bytes received; it is below `length` only if the peer closed first
-  ///   raises   the mapped error; the bytes received before it stay in the buffer, but their number is not
-  ///            reported
+  ///   raises   the error of the code; the bytes received before it stay in the buffer, but the call does not
+  ///            report their number
   unsigned long long read(char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Sends all `length` bytes.
-  ///   raises   the mapped error; how many bytes were sent is not known
+  ///   raises   the error of the code; how many bytes were sent is not known
   void write(const char* buffer, unsigned long long offset, unsigned long long length);
 
   /// Reads one frame: a payload length of 4 bytes, big-endian, then the payload.
@@ -205,44 +209,48 @@ class KELINFRA_API Socket {
   ///   raises          ERR_SOCKET_CLOSED (host, port): the peer closed before a frame began
   ///                   ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit; also
   ///                   raised if the peer closes while the payload is discarded
-  ///                   the mapped error 10014 for a bad range, once the length word has been read
-  ///                   the mapped error
+  ///                   the error of code 10014 for a bad range, once the length word has been read
+  ///                   the error of the code
   unsigned long long readMessage(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                                  unsigned long long capacity, bool drainTooLarge);
 
   /// Sends one frame. The length word contains the low 32 bits of `length`, so a payload must be shorter than
   /// 4 GiB.
-  ///   raises   the mapped error
+  ///   raises   the error of the code
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
 
-  /// Sends what the system takes without waiting, whatever the connection's mode and timeouts.
+  /// Sends as many bytes as the system accepts without waiting, whatever the connection's mode and timeouts
+  /// are.
   ///   returns  bytes sent, perhaps fewer than `length`; 0 when nothing can be sent now
-  ///   raises   the mapped error
+  ///   raises   the error of the code
   unsigned long long writeOnce(const char* buffer, unsigned long long offset, unsigned long long length);
 
-  // --- data with a deadline; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle. They
-  // ignore the connection's mode and timeouts and change neither. A deadline that has passed still transfers
-  // what can be transferred at once, in one step. docs/sockets.md names the calls of the system.
+  // --- data with a deadline; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle. The
+  // members with a deadline ignore the connection's mode and timeouts, and do not change them. If the
+  // deadline has already passed, a call transfers in one step the bytes that it can transfer without waiting.
+  // docs/sockets.md names the system calls.
 
-  /// Receives until `length` bytes are placed, the peer closes, or the deadline passes.
+  /// Receives until `length` bytes are in the buffer, the peer closes the connection, or the deadline passes.
   ///   length   0 returns at once
   ///   returns  COMPLETE; CLOSED, not usable; or EXPIRED, usable: a further call receives the bytes after
   ///            those that were placed
-  ///   raises   the mapped error; the bytes received before it stay in the buffer, their number is lost
-  /// On Windows the system does not report that this end has shut down receiving: the call then returns
-  /// EXPIRED at the deadline instead of raising the mapped error 10058.
+  ///   raises   the error of the code; the bytes received before it stay in the buffer, but the call does not
+  ///            report their number
+  /// If this process has shut down receiving, the call raises the error of code 10058 on Linux. On Windows
+  /// the system does not report this state, so the call returns EXPIRED at the deadline.
   Transfer readWithin(char* buffer, unsigned long long offset, unsigned long long length,
                       const Deadline& deadline);
 
-  /// Sends until all `length` bytes are sent or the deadline passes. Bytes are sent once the system has taken
-  /// them; that the peer has received them is not known.
+  /// Sends until all `length` bytes are sent or the deadline passes. A byte counts as sent when the system
+  /// has accepted it; whether the peer has received the byte is not known.
   ///   returns  COMPLETE; or EXPIRED, usable: a further call can send the rest
-  ///   raises   the mapped error; how much was sent is not known
+  ///   raises   the error of the code; how much was sent is not known
   Transfer writeWithin(const char* buffer, unsigned long long offset, unsigned long long length,
                        const Deadline& deadline);
 
-  /// Reads one frame as `readMessage` does. For connections that several frames share in small pieces see
-  /// `FrameReader`, which can be given the bytes of a frame in any number of calls.
+  /// Reads one frame as `readMessage` does. If the deadline passes inside a frame, this member cannot
+  /// continue the frame later. `FrameReader` can: a program passes the bytes of a frame to `FrameReader` in
+  /// any number of calls.
   ///   returns  COMPLETE or CLOSED with the payload bytes placed; CLOSED is not usable. EXPIRED with the
   ///            payload bytes placed; it is usable only if no byte of the frame has been received, not even
   ///            of the length word: nothing is lost then, and the next frame can be read
@@ -250,48 +258,49 @@ class KELINFRA_API Socket {
   ///            ERR_DEST_BUFFER_TOO_SMALL (capacity, frame length): the payload does not fit, even if a
   ///            drained payload ends early. If the deadline passes first, the call returns EXPIRED instead,
   ///            not usable, with 0 bytes
-  ///            the mapped error 10014 for a bad range, once the length word has been read
-  ///            the mapped error
+  ///            the error of code 10014 for a bad range, once the length word has been read
+  ///            the error of the code
   Transfer readMessageWithin(char* buffer, unsigned long long* frameLength, unsigned long long offset,
                              unsigned long long capacity, bool drainTooLarge, const Deadline& deadline);
 
   /// Sends one frame as `writeMessage` does.
   ///   returns  COMPLETE with the payload's length; or EXPIRED with the payload bytes sent, usable only if no
   ///            byte of the frame has been sent, not even of the length word
-  ///   raises   the mapped error
+  ///   raises   the error of the code
   Transfer writeMessageWithin(const char* buffer, unsigned long long offset, unsigned long long length,
                               const Deadline& deadline);
 
-  // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the mapped error ---
+  // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the error of the code
 
-  /// If `on` is true, operations that would wait raise the mapped error 10035 instead. A new connection
-  /// waits.
+  /// If `on` is true, an operation that would wait raises the error of code 10035 instead. On a new
+  /// connection operations wait.
   void setNonBlocking(bool on);
-  /// Sets TCP_NODELAY. The option is on after `connect` and off on accepted connections.
+  /// Sets the option TCP_NODELAY. The option is on after `connect`, and off on accepted connections.
   void setNoDelay(bool on);
-  /// Sets the longest wait of one receive and of one send; a longer wait ends with QN_ERR_SOCKET_TIMEOUT. 0
-  /// means no limit, which is also the setting of a new connection.
+  /// Sets the longest time for which one receive or one send waits. When this time has passed, the call
+  /// raises the error of code 10060. 0 means no limit; a new connection has no limit.
   void setTimeout(unsigned int milliseconds);
 
   // --- static -----------------------------------------------------------------------------------------
 
-  /// Waits until a socket of the first list can be read, one of the second written, or one of the third has
-  /// an exceptional condition (a failed connect, out-of-band data), then erases the other sockets from each
-  /// list. The elements are views; erasing them closes nothing. The same list may be passed in more than one
-  /// place.
+  /// Waits until at least one socket is ready: a socket of `readList` can be read, a socket of `writeList`
+  /// can be written, or a socket of `errorList` has an exceptional condition (a failed connect, out-of-band
+  /// data). Then erases the sockets that are not ready from each list. The elements of the lists are views,
+  /// so erasing them closes nothing. A program may pass the same list more than once.
   ///   timeout   null waits without limit, 0 does not wait; a timeout above 2^31 - 1 seconds is reduced to
   ///             that
   ///   returns   the number of sockets that are left in the three lists together; after the timeout it is 0
   ///             and all lists are empty. If all three lists are empty, 0 is returned at once. Only the first
   ///             64 different handles of a list are watched; the other sockets are erased
-  ///   raises    the mapped error, with host and port of the first socket of the first list that is not
+  ///   raises    the error of the code, with host and port of the first socket of the first list that is not
   ///             empty; the lists are not changed. 10038 means that a list contains a handle that is not an
   ///             open socket. A call that waits detects such a handle before it waits. A call with timeout 0
   ///             may miss it, and so may a call in which another socket is ready at once
   static unsigned long long select(std::list<Socket>& readList, std::list<Socket>& writeList,
                                    std::list<Socket>& errorList, const unsigned long long* timeout);
 
-  /// Resolves `host` as `connect` does and fills `record` for a later `connect`, in this process or another.
+  /// Resolves `host` as `connect` does, and stores the addresses in `record` for a later `connect` in this
+  /// process or in another process.
   ///   returns  0 after success. After a failure `record` is unchanged, and the value is a Winsock code of
   ///            the resolver (11001: unknown name), or 10055 if the addresses do not fit into the record
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes

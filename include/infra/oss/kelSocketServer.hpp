@@ -24,19 +24,19 @@ namespace tarvo::oss {
 ///     char request[512];
 ///     connection.readMessage(request, nullptr, 0, sizeof request, true);  // -> 5
 ///
-/// Only one thread at a time may use an object, but `close` may be called from any thread while another
-/// thread waits in `accept`: `accept` then ends at once, and `close` returns after `accept` has ended.
-/// Therefore a trace function (see kelTraceFacility.hpp) that is called inside `accept` must not close the
-/// server: it would wait for itself.
+/// Only one thread at a time may use an object, with one exception: any thread may call `close` while another
+/// thread waits in `accept`. `accept` then ends at once, and `close` returns after `accept` has ended. A
+/// trace function (see kelTraceFacility.hpp) must not close the server if `accept` called the trace function:
+/// `close` would wait forever for `accept` to end.
 ///
 /// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
-/// listen, and its threads continue to wait. This does not hold if a thread of the child waits in `accept`
-/// (docs/platforms.md).
+/// listen, and its threads continue to wait. If a thread of the child waits in `accept`, `close` also ends
+/// the listening of the parent (docs/platforms.md).
 ///
 /// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
 /// text "localhost", the port that `getPort` returns (unless a member says otherwise) and the file
-/// "kelSocketServer.cpp" ("kelSocket.cpp" if the wait itself failed). Failed system calls are raised as *the
-/// mapped error* (see `Socket`).
+/// "kelSocketServer.cpp" ("kelSocket.cpp" if the wait itself failed). If a system call fails, a member raises
+/// *the error of the code*, which the comment of `Socket` defines.
 class KELINFRA_API SocketServer {
  public:
   /// Creates a server that does not listen.
@@ -44,7 +44,7 @@ class KELINFRA_API SocketServer {
   SocketServer();
   SocketServer(const SocketServer& other) = delete;
   SocketServer& operator=(const SocketServer& other) = delete;
-  /// Stops listening, as `close` does.
+  /// The destructor stops listening, as `close` does.
   virtual ~SocketServer();
 
   /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
@@ -58,56 +58,60 @@ class KELINFRA_API SocketServer {
   ///                  Windows: lingering connections never prevent binding a port. With the option the port
   ///                  is shared with sockets that already listen on it, if the system permits that.
   /// The supported systems list the IPv4 address first, so the server listens on IPv4. A client that resolves
-  /// "localhost" to ::1 cannot connect, but it can connect to 127.0.0.1. If the system's listen() fails after
-  /// the port was bound, the server holds the port until `close`: until then `listen` raises the error for a
-  /// port that is held, and `accept` raises the mapped error 10022.
+  /// "localhost" to ::1 cannot connect to "localhost", but it can connect to 127.0.0.1. If the system's
+  /// listen() fails after the server bound the port, the port stays bound until `close`. Until then
+  /// `listen` raises the error for a server that holds a port already, and `accept` raises the error of code
+  /// 10022.
   ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): the server holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host text, `port`, code, the system's text for the code)
-  ///            the mapped error (host text, `port`): 10048 for a port in use
+  ///            the error of the code (host text, `port`): 10048 for a port in use
   void listen(unsigned int port, unsigned int backlog, bool reuseAddress);
 
-  /// Listens on an address of this machine instead of the wildcard address. With "127.0.0.1" or "::1" only
-  /// programs on this machine can connect; with the address of one network, only that network can.
-  ///   localAddress   an address literal of IPv4 or IPv6, or a name. Of the addresses of a name the first one
-  ///                  is used that can be bound
+  /// Listens on an address of this machine instead of the wildcard address. With the local address
+  /// "127.0.0.1" or "::1", only programs on this machine can connect. With the address of one network
+  /// interface, clients can connect only through that interface.
+  ///   localAddress   an address literal of IPv4 or IPv6, or a name. If a name has several addresses,
+  ///                  `listen` uses the first address that can be bound
   /// The other parameters, and the state after an error, are those of `listen` without an address.
   ///   raises   ERR_SOCKET_LISTENING (host text, the port that it holds): the server holds a port already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (local address, `port`, code, the system's text for the code)
-  ///            the mapped error (local address, `port`): 10048 for a port in use, 10049 for an address that
-  ///            this machine does not have
+  ///            the error of the code (local address, `port`): 10048 for a port in use, 10049 for an address
+  ///            that this machine does not have
   ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
   void listen(const icu::UnicodeString& localAddress, unsigned int port, unsigned int backlog,
               bool reuseAddress);
 
-  /// Waits for a connection and puts its handle into `client`, which then owns the handle. If `client` had a
-  /// handle before, that handle is overwritten and not closed. The host and port of `client` do not change.
+  /// Waits for a connection and stores its handle in `client`, which then owns the handle. If `client`
+  /// already had a handle, the new handle overwrites the old handle, and nothing closes the old handle. The
+  /// host and port of `client` do not change.
   ///   timeout   null waits without limit, 0 does not wait
   ///   raises    ERR_SOCKET_NOT_LISTENING (host text, port)
   ///             ERR_SOCKET_TIMEOUT (host text, port)
   ///             QN_ERR_SOCKET_ERROR (10022, host text, port): the server was closed while `accept` waited;
   ///             the argument is the port on which it listened
-  ///             the mapped error
+  ///             the error of the code
   ///             as the constructor of `Socket`, with host text and port: Winsock does not start again
   void accept(Socket& client, const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
-  /// Stops listening. Accepted connections stay open. If the server does not listen, nothing happens. Raises
-  /// nothing.
+  /// Stops listening; accepted connections stay open. If the server does not listen, `close` does nothing.
+  /// `close` raises nothing.
   void close();
 
   /// Returns the port on which the server listens, or 0 if it does not listen.
   unsigned int getPort() const;
 
-  /// Asks the system to which port the handle is bound, and returns that port; 0 if the address is neither
-  /// IPv4 nor IPv6.
-  ///   raises   the mapped error; 10038 without a handle
+  /// Asks the system to which port the handle is bound, and returns this port, or 0 if the handle's address
+  /// is neither IPv4 nor IPv6.
+  ///   raises   the error of the code; 10038 without a handle
   unsigned int queryPort() const;
 
-  /// These members set the buffer sizes, in bytes, with which accepted connections start.
-  ///   raises   ERR_SOCKET_NOT_LISTENING (host text, port): no handle; the mapped error
+  /// These members set the sizes, in bytes, of the system's send and receive buffers of connections that
+  /// `accept` returns later.
+  ///   raises   ERR_SOCKET_NOT_LISTENING (host text, port): no handle; the error of the code
   void setReceiveBufferSize(int bytes);
   void setSendBufferSize(int bytes);
   /// Sets SO_REUSEADDR on the listening handle.
-  ///   raises   the mapped error; 10038 without a handle
+  ///   raises   the error of the code; 10038 without a handle
   void setReuseAddress(bool on);
 
  private:
@@ -128,8 +132,9 @@ class KELINFRA_API SocketServer {
   icu::UnicodeString hostText_;
   std::atomic<unsigned int> port_{0};
   std::atomic<bool> listening_{false};
-  // `close` closes the handle only after every thread has left `accept`. Otherwise such a thread could accept
-  // on a handle whose number has been given to another socket.
+  // `close` closes the handle only after every thread has left `accept`. If `close` closed the handle
+  // earlier, a thread in `accept` could use a handle number that the system has already given to another
+  // socket.
   std::mutex mutex_;
   std::condition_variable waiterLeft_;
   unsigned int waiters_ = 0;

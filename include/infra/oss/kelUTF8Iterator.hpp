@@ -16,19 +16,20 @@ namespace tarvo::oss {
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
 ///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß
 ///
-/// An iterator takes one text in its lifetime. It copies the text; a text of at most 4096 bytes is stored
+/// An iterator takes one text in its lifetime, and copies this text. It stores a text of at most 4096 bytes
 /// inside the object. The constructor checks the whole text: it must consist of well-formed byte sequences of
 /// the Unicode Standard, without overlong forms, surrogates, characters above U+10FFFF or incomplete
 /// characters. The size of the object is about 6 KiB. Only one thread at a time may use an object.
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
 /// text: no error is raised, and `isEmpty` returns true. An iterator over an empty string is different: it
-/// holds a text of length 0. std::bad_alloc is raised only if ICU has no memory when a thread first converts
-/// Unicode.
+/// holds a text of length 0. A member raises std::bad_alloc only if ICU has no memory when a thread converts
+/// Unicode text for the first time.
 class KELINFRA_API UTF8Iterator {
  public:
-  /// Each constructor takes the text up to its terminator. Unicode text is converted to UTF-8 up to its first
-  /// U+0000; half a surrogate pair becomes U+FFFD. Null is the empty text.
+  /// Each constructor takes the text up to its terminator. The constructor for Unicode text converts the text
+  /// to UTF-8 up to its first U+0000; an unpaired surrogate becomes U+FFFD. A null pointer counts as an empty
+  /// text.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): the text is not well-formed
   ///            NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", "UTF-8"): the Unicode text's size is above
   ///            the largest int
@@ -41,30 +42,31 @@ class KELINFRA_API UTF8Iterator {
 
   // --- ask
 
-  /// True if the iterator holds no text. For an iterator over the empty text the result is false: to learn
-  /// whether characters are left, call `hasMoreChars`.
+  /// Returns true if the iterator holds no text. For an iterator over an empty text the result is false. To
+  /// find out whether there are more characters, call `hasMoreChars`.
   bool isEmpty() const;
   bool hasMoreChars() const;
   /// Returns the iterator's copy of the text, or null if the iterator holds no text. The pointer is valid as
   /// long as the iterator exists.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
-  /// The number of bytes.
+  /// Returns the number of bytes.
   int length() const;
-  /// The number of characters.
+  /// Returns the number of characters.
   int numChars() const;
 
   // --- iterate
 
   /// `getFirstChar` returns the first character, and `getNextChar` the character at the cursor, as 1 to 4
-  /// bytes and a NUL. Both move the cursor to the character after the returned one. If there is no such
-  /// character, they return null. The pointer is valid until the next call of either member.
+  /// bytes and a NUL. Both members move the cursor to the character after the returned character. If there is
+  /// no character to return, they return null. The pointer is valid until the next call of `getFirstChar` or
+  /// `getNextChar`.
   const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
   const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 
   // --- change
 
-  /// Takes a text as the constructor does, if the iterator holds no text. Returns false and changes nothing
-  /// if the iterator holds a text already, even an empty one, or if there is no memory.
+  /// If the iterator holds no text, takes a text as the constructor does, and returns true. If the iterator
+  /// already holds a text, even an empty text, or if there is no memory, returns false and changes nothing.
   ///   raises   as the constructor; the iterator does not change
   bool takeText(const char* text);
 

@@ -6,21 +6,22 @@
 #include <cstdint>
 #include <string_view>
 
-/// The names of the library's probes. A probe is the number that a hook of the trace facility receives; it
-/// stands for a function of the library.
+/// The names of the library's probes. A probe is the number that a function of the trace facility receives;
+/// the number stands for a function of the library.
 ///
 ///     std::string(tarvo::trace::findProbe(0x1CD8063A)->name);  // -> "MessageList::join"
 ///     tarvo::trace::findProbe("MessageList::join")->probe;     // -> 483919418
 ///
-/// The constructors of a class have one number, and so do the overloads of a function. A number never changes
-/// its meaning, and it is never given to another function. Later versions may have more probes. An
-/// installation has the same table as a file: share/kelinfra/probes.json.
+/// All constructors of a class share one number, and all overloads of a function share one number. A number
+/// never changes its meaning, and no later version gives it to another function. Later versions may have more
+/// probes. The installed file share/kelinfra/probes.json contains the same table.
 ///
-/// The functions raise nothing, and any thread may call them at any time. Their results are constant and live
-/// as long as the library is loaded.
+/// The functions raise nothing, and any thread may call them at any time. The results are constant, and are
+/// valid as long as the library is loaded.
 namespace tarvo::trace {
 
-/// Says which of entry and exit the calls of a function report. A call that throws never reports an exit.
+/// States whether the calls of a function report their entry and exit, or only their exit. A call that throws
+/// never reports an exit.
 enum class ProbeReports {
   ENTRY_AND_EXIT,
   EXIT_ONLY,  ///< constructors, destructors, and members that move a cursor
@@ -49,11 +50,11 @@ struct ProbeRange {
 /// Returns all probes.
 KELINFRA_API ProbeRange allProbes() noexcept;
 
-/// Returns the probe with this number; null if the library has no such probe.
+/// Returns the probe with the number `probe`, or null if the library has no such probe.
 KELINFRA_API const ProbeInfo* findProbe(std::uint32_t probe) noexcept;
 
-/// Returns the probe of "Class::function", compared exactly; null if the library has no such probe. A
-/// destructor that shares the number of a member is not found.
+/// Returns the probe with exactly the name `name`, such as "Class::function", or null if the library has no
+/// such probe. The function does not find a destructor that shares the number of a member.
 KELINFRA_API const ProbeInfo* findProbe(std::string_view name) noexcept;
 
 }  // namespace tarvo::trace

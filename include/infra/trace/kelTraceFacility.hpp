@@ -4,14 +4,14 @@
 
 #include <cstdint>
 
-/// The interface of a trace facility. The host program installs one, and the library calls its functions at
-/// the entry and exit of operations.
+/// The interface of a trace facility. The host program installs a trace facility, and the library calls the
+/// facility's functions at the entry and exit of operations.
 ///
 /// The operations of the buffer, conversion, tokenizer, formatter, message-list and networking classes and of
-/// `ByteArrayOutputStream` report their entry and exit to the installed facility. Each function has a 32-bit
-/// number, its probe number, which is passed to the facility. Members that only return a value of the object,
-/// and all other classes, report nothing (see docs/tracing.md). If no facility is installed, a built-in one
-/// is in use, which has all flags clear; then nothing is called.
+/// `ByteArrayOutputStream` report their entry and exit to the installed facility. Each of these operations
+/// has a 32-bit number, its probe number, which the library passes to the facility. Members that only return
+/// a value of the object, and all other classes, report nothing (see docs/tracing.md). If no facility is
+/// installed, the library uses a built-in facility with all flags clear, and calls no function.
 ///
 ///     static std::uint32_t flags[256] = {};        // lives as long as the facility is installed
 ///     tarvo::trace::Facility facility;
@@ -21,7 +21,7 @@
 ///     flags[tarvo::trace::componentIndex] = 0x1;   // entries only, from the next test on
 namespace tarvo::trace {
 
-/// The library's element of `Facility::componentTraceFlags`.
+/// The index of the library's element in `Facility::componentTraceFlags`.
 constexpr unsigned int componentIndex = 155;
 
 /// The functions and flags that a host installs. The library may call every function from any thread that
@@ -38,10 +38,10 @@ constexpr unsigned int componentIndex = 155;
 /// destructors and members that move a cursor report only their exit. The destruction of a `MessageList`, or
 /// of an exception, reports entry and exit of `MessageList::clear`.
 struct Facility {
-  /// An array of flag words, one for each component of the host; the library reads element 155. It reads the
-  /// element again before every test, without a lock. The host may change the element at any time and from
-  /// any thread, also in the functions below. The host must keep the array alive until `uninstall` or another
-  /// `install`.
+  /// An array of flag words, one for each component of the host; the library reads element 155. The library
+  /// reads the element again before every test, without a lock. The host may change the element at any time
+  /// and from any thread, also inside a function of the facility. The host must keep the array alive until
+  /// `uninstall` or another `install`.
   const volatile std::uint32_t* componentTraceFlags = nullptr;
   void (*diagDispatchEntry)(std::uint32_t probe) = nullptr;
   void (*diagDispatchExit)(std::uint32_t probe) = nullptr;
@@ -50,11 +50,12 @@ struct Facility {
   void (*traceFlightRecord)(std::uint32_t probe, int, int, int) = nullptr;
 };
 
-/// Replaces the installed facility by a copy of `facility`. Call it before other threads use the library: the
-/// replacement is not synchronised with their calls. Raises nothing.
+/// Replaces the installed facility by a copy of `facility`. Call `install` before other threads use the
+/// library: `install` does not synchronise with calls of other threads. `install` raises nothing.
 KELINFRA_API void install(const Facility& facility) noexcept;
 
-/// Restores the built-in facility. Do not call it while other threads use the library. Raises nothing.
+/// Restores the built-in facility. Do not call `uninstall` while other threads use the library. `uninstall`
+/// raises nothing.
 KELINFRA_API void uninstall() noexcept;
 
 }  // namespace tarvo::trace

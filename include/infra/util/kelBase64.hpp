@@ -6,8 +6,9 @@
 
 namespace tarvo::util {
 
-/// Encodes bytes as Base64 text and decodes such text, in the two alphabets of RFC 4648. The standard
-/// alphabet ends in "+/". The safe alphabet, for URLs and file names, ends in "-_". Both use "=" as padding.
+/// Encodes bytes as Base64 text and decodes Base64 text, in the two alphabets of RFC 4648. The standard
+/// alphabet ends in "+/". The safe alphabet, for URLs and file names, ends in "-_". Both alphabets use "=" as
+/// padding.
 ///
 ///     const std::string bytes = "KELINFRA";
 ///     std::vector<unsigned short> text(Base64::encodeSize(bytes.size()));
@@ -18,15 +19,15 @@ namespace tarvo::util {
 ///     const auto* units = reinterpret_cast<const unsigned short*>(document.getTerminatedBuffer());
 ///     room.resize(Base64::decode(room.data(), room.size(), units, document.length())); // room -> "KELINFRA"
 ///
-/// Text consists of UTF-16 code units, bytes are `char`; sizes count units of text or bytes. The caller
-/// provides every buffer. A member writes exactly as many units or bytes as it returns, without a terminator
-/// or line breaks. Source and destination must not overlap. If the source is empty, a member returns 0 and
-/// reads and writes nothing, so pointers may then be null.
+/// Text consists of UTF-16 code units, and bytes are `char`. Sizes of text are numbers of units, and sizes of
+/// data are numbers of bytes. The caller provides every buffer. A member writes exactly as many units or
+/// bytes as it returns, without a terminator or line breaks. Source and destination must not overlap. If the
+/// source is empty, a member returns 0 and reads and writes nothing; in this case the pointers may be null.
 ///
 /// Threads: the class has no state; any number of threads may use it at once.
 ///
-/// Errors: every failure is a Base64Exception with one argument; its message carries the file
-/// "src/infra/oss/../util/kelBase64.cpp". The members allocate nothing except the exception.
+/// Errors: every failure is a Base64Exception with one argument and the file
+/// "src/infra/oss/../util/kelBase64.cpp". The members allocate memory only for the exception.
 class KELINFRA_API Base64 {
  public:
   Base64() = delete;
@@ -34,8 +35,8 @@ class KELINFRA_API Base64 {
   // --- sizes
 
   /// Returns the number of units that `byteCount` bytes are encoded to, including padding: four for each
-  /// group of up to three bytes. If the number is too large for size_t, the result is the largest size_t,
-  /// which is not a multiple of four and larger than any buffer. Raises nothing.
+  /// group of up to three bytes. If the number is too large for size_t, the result is the largest size_t; no
+  /// valid size equals this result, because it is not a multiple of four. Raises nothing.
   static std::size_t encodeSize(std::size_t byteCount);
   /// Returns the largest number of bytes to which `unitCount` units can be decoded: three for each group of
   /// up to four units. Padding is not subtracted. The result never overflows. Raises nothing.
@@ -56,8 +57,8 @@ class KELINFRA_API Base64 {
   // --- decode
 
   /// Both members decode `srcUnits` units of padded text and return the number of bytes written. `decodeSafe`
-  /// uses the safe alphabet. Decoding is strict: white space and the other alphabet's two characters are
-  /// errors, padding is required, and the unused bits before the padding must be zero.
+  /// uses the safe alphabet. Decoding is strict: white space and the two special characters of the other
+  /// alphabet are errors, padding is required, and the unused bits before the padding must be zero.
   ///   destBytes   the number of bytes that fit into `dest`; nothing after them is changed
   ///   src         a NUL unit must follow the text or be a part of it: for misaligned data the error's
   ///               argument is read up to the first NUL, regardless of `srcUnits`

@@ -16,9 +16,9 @@
 
 namespace tarvo::util {
 
-/// A configuration: an ordered map from text keys to text values. Values can be read and written as numbers
-/// and booleans. Properties can be loaded from text and saved as text, one property on a line; a value can
-/// refer to other properties.
+/// A configuration: an ordered map from text keys to text values, called properties. A program can read and
+/// write values as numbers and booleans, load properties from a text, and save them as a text with one
+/// property on each line. A value can refer to other properties.
 ///
 ///     const std::string text = "host=db1\nport=4711\nurl=tcp:%host%\n";
 ///     ExtendedProperties settings;
@@ -31,27 +31,29 @@ namespace tarvo::util {
 ///
 /// Keys and values are stored exactly as passed: nothing is trimmed, converted to one case or normalised.
 /// Keys are ordered by their UTF-16 code units; upper and lower case are different. A key comes before longer
-/// keys that begin with it. A bogus key is the empty key.
+/// keys that begin with the same units. A bogus key counts as the empty key.
 ///
 /// References and iterators to a stored property stay valid until that property is removed; changes of other
-/// properties do not invalidate them. If the value is changed later, they refer to the new value. `copy` from
-/// another object, assignment and destruction invalidate all references and iterators, also `end()`.
+/// properties do not invalidate them. If the value of a property changes, references to the value refer to
+/// the new value. `copy` from another object, assignment and destruction invalidate all references and
+/// iterators, also `end()`.
 ///
-/// Threads: one thread at a time, or any number of threads that only read.
+/// Threads: either one thread at a time may use an object, or any number of threads that only read.
 ///
 /// Errors: PropertiesException from "src/infra/oss/../util/kelExtendedProperties.cpp", unless the member says
-/// otherwise. An argument that is an empty text is recorded as an empty argument. If `resolveReferences`
-/// fails, also inside `load`, some properties may have changed; after any other PropertiesException nothing
-/// has changed. std::bad_alloc is raised if there is no memory or a text would be longer than 2^31 - 1 units;
-/// a `load` that fails in this way may have stored some of its lines.
+/// otherwise. If an argument of an error is an empty text, the message contains an empty argument. If
+/// `resolveReferences` fails, also inside `load`, some properties may have changed; after any other
+/// PropertiesException nothing has changed. Members raise std::bad_alloc if there is no memory, or if a text
+/// would be longer than 2^31 - 1 units. A `load` that raises std::bad_alloc may have stored some of its
+/// lines.
 ///
 /// Cost: a look-up allocates nothing and compares only a few keys, however many properties there are.
 /// Look-ups are slower if the properties do not fit into the processor's caches: 15 ns among 1,000 properties
 /// and 143 ns among 100,000 were measured. If an attacker chooses keys that collide in the hash index, a
-/// look-up costs a bounded search of the index and a search of the ordered map. Memory is allocated in
-/// blocks, each for many properties. The memory of a removed property is used again for later properties; it
-/// is released when the object is destroyed or copied to. ICU stores at most 27 units inside a string object;
-/// a longer key or value takes a separate block.
+/// look-up costs a bounded search of the index and a search of the ordered map. The object allocates memory
+/// in blocks, each for many properties. It uses the memory of a removed property again for later properties,
+/// and releases this memory only when the object is destroyed or copied to. ICU stores at most 27 units
+/// inside a string object; a longer key or value needs a separate allocation.
 class KELINFRA_API ExtendedProperties {
   struct KeyOrder {
     using is_transparent = void;
@@ -93,7 +95,8 @@ class KELINFRA_API ExtendedProperties {
   template <class Pointer, class Value>
   using DefaultPointer = std::enable_if_t<pointsTo<Pointer, Value>(), int>;
 
-  /// True for all other pointer types, including pointers to members. Such an argument would convert to bool.
+  /// True for all other pointer types, including pointers to members. An argument of such a type would
+  /// convert to bool.
   template <class Pointer, class Value>
   static constexpr bool pointsElsewhere() {
     return !pointsTo<Pointer, Value>() && (std::is_pointer_v<Pointer> || std::is_member_pointer_v<Pointer>);
@@ -115,8 +118,8 @@ class KELINFRA_API ExtendedProperties {
   /// Copies as `copy` does.
   ExtendedProperties& operator=(const ExtendedProperties& other) KELINFRA_LIFETIMEBOUND;
 
-  /// Replaces the properties and includes by copies of those of the other object. Copying an object to itself
-  /// changes nothing.
+  /// Replaces the properties and includes of this object by copies of the properties and includes of `other`.
+  /// Copying an object to itself changes nothing.
   void copy(const ExtendedProperties& other);
 
   // --- ask for texts
@@ -134,11 +137,12 @@ class KELINFRA_API ExtendedProperties {
   // --- ask for typed values
   //
   // Each call reads the stored text without its leading and trailing white space (as
-  // `icu::UnicodeString::trim` removes it). A boolean is exactly "true", "yes", "on" or "1", or "false",
-  // "no", "off" or "0". A number is any text that the function of `Formatter` for the type accepts. Numbers
-  // out of range are not errors. An integer out of range that has no more digits than the largest number of
-  // its type is reduced modulo 2^32 or 2^64: "4294967296" is 0 as int32 and as uint32, and "3000000000" is
-  // -1294967296 as int32. A double out of range is an infinity, or 0 or a number near 0.
+  // `icu::UnicodeString::trim` removes it). The texts "true", "yes", "on" and "1" mean true, and "false",
+  // "no", "off" and "0" mean false; no other text is a boolean. A number is any text that the function of
+  // `Formatter` for the type accepts. Numbers out of range are not errors. If an integer out of range has no
+  // more digits than the largest number of its type, it is reduced modulo 2^32 or 2^64: "4294967296" is 0 as
+  // int32 and as uint32, and "3000000000" is -1294967296 as int32. A double out of range is an infinity, or 0
+  // or a number near 0.
   //   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is not a value of the type.
   //            The type word is "boolean", "integer", "int64" or "double". For uint32 it is "uint32" if the
   //            text is a valid int32 (for example a negative number), otherwise "integer". For uint64 it is
@@ -161,8 +165,8 @@ class KELINFRA_API ExtendedProperties {
   std::uint64_t requirePropertyAsUint64(const icu::UnicodeString& key) const;
   double requirePropertyAsDouble(const icu::UnicodeString& key) const;
 
-  /// The checked forms read the same texts, but do not reduce: a number out of the type's range is refused.
-  /// The value, or `defaultValue` if there is no such property.
+  /// The checked getters accept the same texts as the getters above, but they raise an error for a number out
+  /// of the type's range. Return the value, or `defaultValue` if there is no such property.
   ///   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value, or the
   ///            number is out of range. The type word is the same as above.
   std::int32_t getPropertyAsCheckedInt32(const icu::UnicodeString& key, std::int32_t defaultValue) const;
@@ -170,7 +174,7 @@ class KELINFRA_API ExtendedProperties {
   std::int64_t getPropertyAsCheckedInt64(const icu::UnicodeString& key, std::int64_t defaultValue) const;
   std::uint64_t getPropertyAsCheckedUint64(const icu::UnicodeString& key, std::uint64_t defaultValue) const;
 
-  /// The value.
+  /// Return the value.
   ///   raises   ERR_PROPERTY_MISSING (key): there is no such property
   ///            ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): as above
   std::int32_t requirePropertyAsCheckedInt32(const icu::UnicodeString& key) const;
@@ -179,8 +183,8 @@ class KELINFRA_API ExtendedProperties {
   std::uint64_t requirePropertyAsCheckedUint64(const icu::UnicodeString& key) const;
 
   /// These overloads do not check the range. They take the default by pointer (`const X*`) and return the
-  /// value, or `*defaultValue` if there is no such property. If the pointer is null, the property is
-  /// required. A literal 0 is the number 0, not a null pointer.
+  /// value, or `*defaultValue` if there is no such property. If `defaultValue` is null, the property is
+  /// required. A literal 0 as the default is the number 0, not a null pointer.
   ///   raises   ERR_PROPERTY_MISSING (key): there is no such property, and the pointer is null
   template <class Pointer, DefaultPointer<Pointer, bool> = 0>
   bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const {
@@ -213,8 +217,8 @@ class KELINFRA_API ExtendedProperties {
                                    : getPropertyAsDouble(key, valueAt<double>(defaultValue));
   }
 
-  /// Pointers to other types do not compile. Otherwise `getPropertyAsBoolean("key", "false")` would convert
-  /// the pointer to true.
+  /// A call with a pointer to another type does not compile. Without this rule, `getPropertyAsBoolean("key",
+  /// "false")` would convert the pointer to true.
   template <class Pointer, OtherPointer<Pointer, bool> = 0>
   bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
   template <class Pointer, OtherPointer<Pointer, std::int32_t> = 0>
@@ -230,11 +234,11 @@ class KELINFRA_API ExtendedProperties {
 
   // --- change
 
-  /// Stores the value under the key. If the property exists, its value is replaced; references to the
-  /// property stay valid. Key and value may be references to texts that this object stores.
+  /// Stores the value under the key. If the property exists, the new value replaces the old value, and
+  /// references to the property stay valid. Key and value may be references to texts that this object stores.
   void putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
-  /// These members store the decimal text of the number: "-" for a negative number, and digits without
-  /// grouping.
+  /// These members store the decimal text of the number: digits without grouping, after "-" if the number is
+  /// negative.
   void putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value);
   void putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value);
   void putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value);
@@ -242,9 +246,9 @@ class KELINFRA_API ExtendedProperties {
   /// Removes the property and returns the number of properties removed: 0 or 1. The key may be a
   /// reference to a key or value that this object stores.
   std::int32_t removeProperty(const icu::UnicodeString& key);
-  /// Appends a name to the list of includes; `save` writes each as a line "#include name". The name is
-  /// written unchanged, so a line end inside the name ends the line. `load` treats an "#include" line as a
-  /// comment and adds no include.
+  /// Appends a name to the list of includes; `save` writes a line "#include name" for each include. `save`
+  /// writes the name unchanged, so a line end inside the name ends the line. `load` treats an "#include" line
+  /// as a comment and adds no include.
   void addInclude(const icu::UnicodeString& name);
 
   // --- iterate
@@ -256,26 +260,27 @@ class KELINFRA_API ExtendedProperties {
 
   // --- the text format: load
   //
-  // The format consists of bytes. Each byte is the character of the same number (ISO-8859-1); NUL has no
-  // special meaning. White space is TAB and SPACE. Lines end with LF, CR or CR LF; the last line may end at
-  // the end of the data.
+  // The encoding of the text is ISO-8859-1: each byte stands for the character with the same number. NUL has
+  // no special meaning. White space is TAB and SPACE. Lines end with LF, CR or CR LF; the last line may end
+  // at the end of the data.
   //   - A line that consists of white space is empty. If the first byte that is not white space is "#" or
   //     "!", the line is a comment.
-  //   - The key ends at ":", "=", white space or the line's end. Then white space, one ":" or "=", and white
-  //     space are skipped. The rest of the line is the value, including trailing white space and further "=".
+  //   - The key ends at ":", "=", white space or the line's end. After the key `load` skips white space, then
+  //     at most one ":" or "=", then white space. The rest of the line is the value, including white space at
+  //     its end and further "=".
   //   - A backslash before a line end continues the line: the backslash, the line end and the white space at
-  //     the start of the next line are skipped. A backslash before the key does the same; the line after it
-  //     can then be a comment or an empty line. A backslash at the end of a comment does not continue the
-  //     comment.
+  //     the start of the next line are skipped. A backslash before the key, with only white space before it,
+  //     does the same; the next line can then be a comment or an empty line. A backslash at the end of a
+  //     comment does not continue the comment.
   //   - In keys and values \n, \r and \t mean LF, CR and TAB. \uXXXX, with hexadecimal digits of either case,
   //     means the character with that number. A backslash before any other byte means that byte. A backslash
   //     as the last byte of the data is ignored.
   //   - \uXXXX is read as a character only if at least one more byte follows it and the number is neither a
-  //     surrogate nor FDD0 to FDEF, FFFE or FFFF. Otherwise \u means the letter "u", and the digits are read
-  //     as ordinary bytes. Therefore end the data with a line end.
-  // Every sequence of bytes is accepted: only resolving references can raise errors. If several lines have
-  // the same key, the last one determines the value. Properties that exist before the call stay unless a line
-  // replaces them. If `data` is null, the data is empty, whatever the length.
+  //     surrogate nor FDD0 to FDEF, FFFE or FFFF. Otherwise \u means the letter "u", and `load` reads the
+  //     digits as ordinary bytes. Therefore end the data with a line end.
+  // `load` accepts every sequence of bytes: only resolving references can raise errors. If several lines have
+  // the same key, the last of these lines determines the value. A property that exists before the call stays,
+  // unless a line has the same key. If `data` is null, the data is empty, whatever the length.
 
   /// Reads all lines and then, if `resolveReferences` is true, resolves references.
   void load(const char* data, std::size_t length, bool resolveReferences);
@@ -285,25 +290,28 @@ class KELINFRA_API ExtendedProperties {
   /// does not contain becomes the byte 26.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"), from "kelConverter.cpp"
   void load(const icu::UnicodeString& text);
-  /// Reads one line, with its continuations, from `position`, stores its property if the line has one, and
-  /// moves `position` to the byte after the line. If `position` is at or after the end of the data, returns
-  /// false and does nothing. If the rest of the data consists of white space and continuations, it is a line
-  /// without a property.
+  /// Reads one line, with its continuations, from `position`. Stores the property if the line defines a
+  /// property, and moves `position` to the byte after the line. If `position` is at or after the end of the
+  /// data, returns false and does nothing. If the rest of the data consists of white space and continuations,
+  /// the rest is a line without a property.
   bool parseLine(std::size_t& position, const char* data, std::size_t length);
 
   /// Replaces each reference "%name%" in every value by the value of the property with that name, and stores
-  /// the result. The properties are processed in key order. References in the inserted value are replaced
-  /// first. The first "%" of a value and the next "%" enclose a name. After each replacement the search
-  /// starts again at the beginning of the value, so a "%" that was inserted can enclose a name together with
-  /// the next "%" after it. A single "%" stays. "%%" refers to the property with the empty key.
+  /// the result. `resolveReferences` processes the properties in key order. Before it inserts a value, it
+  /// replaces the references in that value. The first "%" of a value and the next "%" enclose a name. After
+  /// each replacement the search starts again at the beginning of the value, so an inserted "%" and the next
+  /// "%" can enclose a name. A "%" without a second "%" stays. "%%" refers to the property with the empty
+  /// key.
   ///
-  /// References may be nested to any depth. The time is proportional to the text that is read and written,
-  /// including text that is replaced again later. It can be exponential in the size of a file if each line
-  /// refers twice to the line before it. There is one exception to the proportional time: names that begin
-  /// with the end of a value, after its only "%". For n units of such names and values the time can be
-  /// proportional to n^(4/3); ten million units that were constructed for this case took 1 s. A value above
-  /// 2^31 - 1 units raises std::bad_alloc. Load untrusted files without resolving references. To resolve them
-  /// later, first limit the number and nesting of references, or reject values that contain "%".
+  /// References may be nested to any depth. The time of `resolveReferences` is proportional to the text that
+  /// it reads and writes, including text that it replaces again later. If each line of a file refers twice to
+  /// the line before it, the size of this text, and the time, are exponential in the size of the file. The
+  /// time can be longer than proportional in one case: many names begin with the end of a value, after the
+  /// value's only "%". For n units of such names and values the time can be proportional to n^(4/3); ten
+  /// million units that were constructed for this case took 1 s. If a value would have more than 2^31 - 1
+  /// units, `resolveReferences` raises std::bad_alloc. Load untrusted files without resolving references.
+  /// Before you resolve the references of an untrusted file, limit the number and nesting of references, or
+  /// reject values that contain "%".
   ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of the property `key` refers to that
   ///            property, directly or through other properties
   ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a property that does
@@ -315,38 +323,41 @@ class KELINFRA_API ExtendedProperties {
   // --- the text format: save
 
   /// Writes lines that end with CR LF. The first line is "#saved by ExtendedProperties on ", without a date.
-  /// Then follow a line "#include name" for each include and a line "key=value" for each property in key
-  /// order. At the end the stream is flushed.
+  /// After the first line follow a line "#include name" for each include, and a line "key=value" for each
+  /// property in key order. At the end `save` flushes the stream.
   ///
   /// In keys and values CR, LF, TAB, "!", "#", ":", "=" and backslash are escaped; in keys SPACE is escaped
-  /// too. On all lines characters above 127 are written as \uXXXX. In these cases `load` reads back something
-  /// else than was saved:
-  ///   - A character above U+FFFF is written as two equal escapes of the low 16 bits of its number. U+10041
-  ///     reads back as "AA"; U+10025 reads back as "%%", which `load` then resolves.
-  ///   - Half a surrogate pair, U+FDD0 to U+FDEF, U+FFFE and U+FFFF are written as escapes that `load` does
-  ///     not read as characters. U+D800 reads back as "uD800".
+  /// too. On all lines `save` writes characters above 127 as \uXXXX. In the following cases `load` does not
+  /// restore what was saved:
+  ///   - `save` writes a character above U+FFFF as two equal escapes of the low 16 bits of its number. `load`
+  ///     reads U+10041 back as "AA", and U+10025 as "%%", which `load` then resolves as a reference.
+  ///   - `save` writes an unpaired surrogate, U+FDD0 to U+FDEF, U+FFFE and U+FFFF as escapes that `load` does
+  ///     not read as characters. `load` reads U+D800 back as "uD800".
   ///   - Leading SPACEs of a value are lost.
-  ///   - A "%" can be read as part of a reference, unless `load` is called without resolving references.
-  ///   - Bogus keys and values read back as empty ones. Includes are lost, because `load` reads them as
-  ///     comments.
-  /// Two different keys can read back as the same key; the property that is later in key order then replaces
-  /// the other. So a key from an untrusted source can overwrite another property: reject keys with such
-  /// characters.
-  /// `roundTrips` finds these properties; `escapeText` stores any text.
-  ///   raises   any error of the stream; the bytes before the error are written
+  ///   - `load` can take a "%" as part of a reference, unless the program calls `load` without resolving
+  ///     references.
+  ///   - `load` reads bogus keys and values back as empty texts. Includes are lost, because `load` reads them
+  ///     as comments.
+  /// `load` can read two different keys back as the same key; the property that is later in key order then
+  /// replaces the other property. So a key from an untrusted source can overwrite another property: reject
+  /// keys that contain a character of this list. `roundTrips` finds properties that `load` does not restore;
+  /// `escapeText` makes it possible to store any text.
+  ///   raises   any error of the stream; the bytes before the error stay written
   void save(oss::OutputStream& out) const;
 
-  /// Whether `load` reads a property back exactly as `save` writes it. If this is true for each property, it
-  /// reads exactly these properties back. With `resolveReferences`, the question is about a `load` that
-  /// resolves references: then a value with two or more "%" does not round-trip.
+  /// Returns true if `load` restores exactly the property that `save` wrote. If the result is true for each
+  /// property of an object, `load` restores exactly the properties of the object. If `resolveReferences` is
+  /// true, the result is for a `load` that resolves references: a value with two or more "%" then does not
+  /// round-trip.
   static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value,
                          bool resolveReferences);
-  /// The same for a `load` that resolves references.
+  /// Returns the same as `roundTrips(key, value, true)`, that is, the result for a `load` that resolves
+  /// references.
   static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value);
 
   /// Returns a text that round-trips as a key and as a value, and from which `unescapeText` restores `text`,
-  /// whatever its code units are. A SPACE that begins the text, each "%" and "~", each half of a surrogate
-  /// pair, U+FDD0 to U+FDEF, U+FFFE and U+FFFF become "~" and the four hexadecimal digits of the code unit.
+  /// whatever its code units are. A SPACE that begins the text, each "%" and "~", each surrogate, paired or
+  /// not, U+FDD0 to U+FDEF, U+FFFE and U+FFFF become "~" and the four hexadecimal digits of the code unit.
   /// All other units stay as they are. A bogus text is an empty text.
   ///
   ///     const icu::UnicodeString stored = ExtendedProperties::escapeText(u"90 % of ~x");
@@ -354,14 +365,14 @@ class KELINFRA_API ExtendedProperties {
   ///     icu::UnicodeString text;
   ///     const bool done = ExtendedProperties::unescapeText(stored, text);   // text -> "90 % of ~x"
   static icu::UnicodeString escapeText(const icu::UnicodeString& text);
-  /// Replaces each "~XXXX" by the code unit and stores the result in `text`, which may be the same object.
-  /// The digits can be of either case. Returns false and does not change `text` if a "~" is not followed by
-  /// four hexadecimal digits.
+  /// Replaces each "~XXXX" in `escaped` by the code unit with the number XXXX, and stores the result in
+  /// `text`. `text` may be the same object as `escaped`. The digits may be upper-case or lower-case. Returns
+  /// false and does not change `text` if a "~" is not followed by four hexadecimal digits.
   static bool unescapeText(const icu::UnicodeString& escaped, icu::UnicodeString& text);
 
-  /// Writes a listing for people to read: the line "-- listing properties --" and a line "key=value" for each
-  /// property in key order. The text is not escaped and is in ICU's default code page. The stream is flushed
-  /// after each line.
+  /// Writes a list for people to read: the line "-- listing properties --" and a line "key=value" for each
+  /// property in key order. `list` escapes nothing, writes the text in ICU's default code page, and flushes
+  /// the stream after each line.
   void list(std::ostream& out) const;
 
  private:

@@ -24,14 +24,15 @@ namespace tarvo::util {
 ///     icu::UnicodeString text;
 ///     catalogue.render(message, "de_AT", text);      // -> "512 pages do not fit on C:."
 ///
-/// A language is named as in ICU's locales or in BCP 47: "de", "de_AT", "de-AT". The encoding and the variant
-/// of a POSIX locale name ("de_DE.UTF-8@euro") are ignored. "de_AT" falls back to "de", and "de" falls back
-/// to the empty name: load the texts of the default language under the empty name.
+/// The name of a language is a locale name of ICU or a tag of BCP 47: "de", "de_AT", "de-AT". In a POSIX
+/// locale name ("de_DE.UTF-8@euro") the catalogue ignores the encoding and the variant. "de_AT" falls back to
+/// "de", and "de" falls back to the empty name: load the texts of the default language under the empty name.
 ///
-/// Arguments are shown as the message records them: port 4711 is "4711". There is one exception. If the
-/// pattern gives the argument a type that takes a number (`number`, `plural`, `selectordinal`, `choice`,
-/// `spellout`, `ordinal`, `duration`), and the argument is a decimal number, it is formatted as a number by
-/// the rules of the text's language. `date` and `time` show the argument as the message records it.
+/// The rendered text contains an argument as the message records it: port 4711 is "4711". There is one
+/// exception. If the pattern gives the argument a type that takes a number (`number`, `plural`,
+/// `selectordinal`, `choice`, `spellout`, `ordinal`, `duration`), and the argument is a decimal number, it is
+/// formatted as a number by the rules of the text's language. With the types `date` and `time` the text
+/// contains the argument as the message records it.
 ///
 /// The library's own errors have arguments of several kinds, see `share/kelinfra/catalogue.json`. Of these,
 /// only sizes can be numbers. A type that takes a number shows another argument as the message records it.
@@ -48,17 +49,18 @@ class KELINFRA_API MessageCatalogue {
   ~MessageCatalogue();
 
   /// Adds texts of a language. If the language already has a text for an identifier, the text is replaced.
-  /// The data are lines in the text format of `ExtendedProperties`, with the identifier as the key and the
-  /// text as the value. References (`%name%`) are not resolved. The bytes are UTF-8 if all of them are
-  /// well-formed UTF-8, with or without a byte order mark at the start; otherwise they are ISO-8859-1. Any
-  /// bytes are accepted. The data is not needed after the call.
+  /// The data consists of lines in the text format of `ExtendedProperties`, with the identifier as the key
+  /// and the text as the value. `load` does not resolve references (`%name%`). If all bytes are well-formed
+  /// UTF-8, with or without a byte order mark at the start, the encoding is UTF-8; otherwise it is
+  /// ISO-8859-1. `load` accepts any bytes. The catalogue does not need the data after the call.
   ///
-  /// A text may be a pattern that ICU does not accept, or one with a named instead of a numbered argument, or
-  /// one with more than 1000 "{" or with plurals, selections and choices nested more than 16 deep. `hasText`
-  /// then returns true, and `render` does not use the text.
+  /// `load` also stores texts that `render` cannot use: a text that is not a pattern that ICU accepts, a
+  /// pattern with a named instead of a numbered argument, a pattern with more than 1000 "{", and a pattern
+  /// with plurals, selections and choices that are nested more than 16 deep. For such a text `hasText`
+  /// returns true, and `render` does not use the text.
   ///
   /// A null language is the empty name. If `language` is another text that does not name a language ("@x",
-  /// ".UTF-8"), nothing is added.
+  /// ".UTF-8"), `load` adds nothing.
   ///   raises   std::bad_alloc: there is no memory. Some of the texts may have been added.
   void load(const char* language, const char* data, std::size_t length);
 
@@ -67,17 +69,17 @@ class KELINFRA_API MessageCatalogue {
 
   /// Replaces the contents of `out` by the text of the message, formatted with the message's arguments, and
   /// returns `out`. If there is no text for the identifier, or if the text cannot be formatted with these
-  /// arguments (for instance because there are too few), `out` is the result of `Message::toString`. Raises
-  /// only std::bad_alloc. If the caller has called `out.getBuffer(minCapacity)` and not yet `releaseBuffer`,
-  /// `out` does not change.
+  /// arguments (for instance because there are too few), `out` is the result of `Message::toString`. `render`
+  /// raises only std::bad_alloc. If the caller has called `out.getBuffer(minCapacity)` and not yet
+  /// `releaseBuffer`, `out` does not change.
   ///
   /// If there is no memory, ICU's formats of numbers and plurals can end the program. Therefore texts for
   /// errors that report a lack of memory should not have typed arguments.
   const icu::UnicodeString& render(const oss::Message& message, const char* language,
                                    icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
-  /// Renders each message of a list in the same way, one message on each line, without a line end after the
-  /// last one. The list's cursor does not move.
+  /// Renders each message of a list as the other overload does, with one message on each line and without a
+  /// line end after the last message. The list's cursor does not move.
   const icu::UnicodeString& render(const oss::MessageList& messages, const char* language,
                                    icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 

@@ -11,8 +11,8 @@
 
 namespace tarvo::util {
 
-/// Changes single properties of a properties text and keeps all other bytes of it: comments, order, blanks,
-/// line ends.
+/// Changes single properties of a properties text and keeps all other bytes of the text: comments, order,
+/// blanks, line ends.
 ///
 ///     const std::string text = "# ports\nport : 80\nhost=db1\n";
 ///     PropertiesEditor editor(text.data(), text.size());
@@ -20,24 +20,26 @@ namespace tarvo::util {
 ///     editor.set("user", "me");
 ///     editor.bytes() == "# ports\nport : 4711\nhost=db1\nuser=me\n";     // -> true
 ///
-/// Every text that `ExtendedProperties::load` reads can be edited, which is any sequence of bytes. Keys and
-/// values are those that `load` reads without resolving references. A line in this class is a line of the
-/// text format: it includes its continuations and its line end.
+/// The editor accepts every text that `ExtendedProperties::load` accepts, that is, any sequence of bytes.
+/// Keys and values are the same as those that `load` reads without resolving references. A line in this class
+/// is a line of the text format: it includes its continuations and its line end.
 ///
-/// After a change, `load` reads the new value, and all other properties as before. All bytes outside the
-/// spans that `edits` returns are unchanged.
+/// After a change, `load` reads the new value, and all other properties as before. The change keeps all bytes
+/// outside the spans that `edits` returns.
 ///
-/// Threads: one thread at a time, or any number that only read.
+/// Threads: either one thread at a time may use an object, or any number of threads that only read.
 ///
-/// Errors: std::bad_alloc if there is no memory; then the text is unchanged.
+/// Errors: if there is no memory, a member raises std::bad_alloc, and the text is unchanged.
 ///
 /// Cost: the constructor reads the text once; the editor takes about 64 bytes for each line in addition to
-/// the text, and about 100 bytes and the key for each key. A change takes time proportional to the lines of
-/// its key, `bytes` to the text. It does not matter how many other lines there are.
+/// the text, and about 100 bytes and the key for each key. The time of a change is proportional to the number
+/// of lines with the same key, and does not depend on the number of other lines. The time of `bytes` is
+/// proportional to the size of the text.
 class KELINFRA_API PropertiesEditor {
  public:
-  /// Where a property is. Positions and lengths are in bytes, positions from 0. Line and column count from 1.
-  /// LF, CR and CR LF each end one line here; a line that is continued counts once for each line end.
+  /// The place of a property in the text. Positions and lengths are in bytes. Positions count from 0; lines
+  /// and columns count from 1. For line numbers, LF, CR and CR LF each end one line; a continued line counts
+  /// once for each line end.
   struct Place {
     std::size_t offset;       ///< of the line that counts, the last one with the key
     std::size_t length;       ///< of this line, with its continuations and its line end
@@ -55,7 +57,7 @@ class KELINFRA_API PropertiesEditor {
     std::size_t inserted;  ///< the number of bytes after the change
   };
 
-  /// Copies the bytes. Null data is empty data, whatever the length.
+  /// Copies the bytes at `data`. If `data` is null, the text is empty, whatever the length.
   PropertiesEditor(const char* data, std::size_t length);
   PropertiesEditor(const PropertiesEditor& other) = delete;
   PropertiesEditor& operator=(const PropertiesEditor& other) = delete;
@@ -63,31 +65,34 @@ class KELINFRA_API PropertiesEditor {
 
   // --- ask
 
-  /// Finds the line of the key that counts. Returns false and does not change `place` if no line has the key.
+  /// Finds the last line with the key, which determines the value, and describes this line in `place`. If no
+  /// line has the key, returns false and does not change `place`.
   bool find(const icu::UnicodeString& key, Place& place) const;
-  /// The text with all changes.
+  /// Returns the text with all changes.
   std::string bytes() const;
-  /// The spans that the last `set` or `remove` replaced, ascending. Empty if it changed nothing.
+  /// Returns the spans that the last `set` or `remove` replaced, in ascending order. If that call changed
+  /// nothing, the result is empty.
   const std::vector<Edit>& edits() const KELINFRA_LIFETIMEBOUND;
 
   // --- change
 
-  /// Gives the property this value and returns true. If `load` reads the value already, no byte changes.
-  /// Otherwise the value in the last line with the key is replaced; separator and line end of this line stay.
-  /// If no line has the key, a line "key=value" is added at the end, with the line end of the line before it
-  /// (LF in an empty text). If that line has no line end, it gets one.
+  /// Sets the value of the property and returns true. If `load` already reads this value, no byte changes.
+  /// Otherwise `set` replaces the value in the last line with the key; the separator and the line end of this
+  /// line stay. If no line has the key, `set` adds a line "key=value" at the end of the text. The new line
+  /// has the same line end as the line before it, or LF if the text is empty. If the last line of the old
+  /// text has no line end, `set` adds a line end to it.
   ///
-  /// Characters are escaped as `ExtendedProperties::save` does, and a SPACE at the start of the value too.
-  /// In a few places a shorter change would be read differently: then the whole line is written again, or a
-  /// line end is added to it. These are a backslash and an escape \uXXXX at the end of the text, and a
-  /// continuation with CR that an empty value would join with the LF after it.
+  /// `set` escapes characters as `ExtendedProperties::save` does, and escapes a SPACE at the start of the
+  /// value too. In two cases `load` would misread a change of the value alone, so `set` writes the whole line
+  /// again or adds a line end to the line. The first case is a backslash or an escape \uXXXX at the end of
+  /// the text. The second case is a continuation with CR that an empty value would join with the LF after it.
   ///
-  /// Returns false and changes nothing if the format cannot hold the key or the value: a character above
-  /// U+FFFF, half a surrogate pair, U+FDD0 to U+FDEF, U+FFFE or U+FFFF, or a bogus text.
-  /// `ExtendedProperties::escapeText` returns a form of each text that it can hold.
+  /// Returns false and changes nothing if the format cannot represent the key or the value: if one of them
+  /// contains a character above U+FFFF, an unpaired surrogate, U+FDD0 to U+FDEF, U+FFFE or U+FFFF, or is
+  /// bogus. `ExtendedProperties::escapeText` converts any text to a form that the format can represent.
   bool set(const icu::UnicodeString& key, const icu::UnicodeString& value);
-  /// Removes all lines with the key, so that no former value returns, and returns their number. Comments
-  /// stay.
+  /// Removes all lines with the key, so that no overridden line takes effect, and returns the number of
+  /// removed lines. Comments stay.
   std::size_t remove(const icu::UnicodeString& key);
 
  private:

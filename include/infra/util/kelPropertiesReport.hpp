@@ -23,7 +23,7 @@ class ExtendedProperties;
 ///     report.findings()[1].rule;                  // -> "reference-missing"
 ///     report.findings()[1].column;                // -> 5
 ///
-/// The rules, with their arguments in order:
+/// The table lists the rules, with the arguments of each finding in order:
 ///
 /// | rule                 | level   | place and arguments                                                  |
 /// |----------------------|---------|----------------------------------------------------------------------|
@@ -39,19 +39,18 @@ class ExtendedProperties;
 /// | references-too-long  | error   | the key of the value at which the report stopped: key                |
 /// | value-not-saved      | warning | a value that `save` does not write back: key                         |
 ///
-/// References are resolved among the properties of the text. If there is a finding of the rule
-/// `reference-missing` or `reference-cyclic`, `resolveReferences` raises an error for the same text;
-/// otherwise it does not. References can multiply a text without limit. So the report stops after 16,777,216
+/// The report resolves a reference to a property of the same text only. `resolveReferences` raises an error
+/// for the same text exactly if there is a finding of the rule `reference-missing` or `reference-cyclic`.
+/// References can multiply a text without limit. So the report stops to resolve references after 16,777,216
 /// units that references copied into values or into missing names, with a finding of the rule
-/// `references-too-long`, and later references are not examined.
-/// Lines that are overridden are checked for escapes only.
+/// `references-too-long`. In lines that a later line overrides, the report checks only the escapes.
 ///
 /// Threads: any number may read the report at the same time.
 ///
-/// Errors: std::bad_alloc if there is no memory.
+/// Errors: the members raise std::bad_alloc if there is no memory.
 class KELINFRA_API PropertiesReport {
  public:
-  /// A line with a property, in the order of the text. Lines and columns count from 1, columns in bytes.
+  /// A line that defines a property. Lines and columns count from 1; columns are in bytes.
   struct Property {
     icu::UnicodeString key;
     icu::UnicodeString value;     ///< as in the text, with its references
@@ -64,15 +63,17 @@ class KELINFRA_API PropertiesReport {
     std::size_t valueColumn;
   };
 
-  /// Reads the text; the data are not needed afterwards. Null data is empty data, whatever the length.
+  /// Reads the text; the object does not need `data` after the constructor. If `data` is null, the text is
+  /// empty, whatever the length.
   PropertiesReport(const char* data, std::size_t length);
   PropertiesReport(const PropertiesReport& other);
   PropertiesReport& operator=(const PropertiesReport& other);
   ~PropertiesReport();
 
-  /// In the order of lines and columns.
+  /// Returns the findings in the order of lines and columns.
   const std::vector<PropertyFinding>& findings() const KELINFRA_LIFETIMEBOUND;
-  /// All lines with a property. The last one of each key counts.
+  /// Returns one element for each line that defines a property, in the order of the text. The last line with
+  /// a key determines the value.
   const std::vector<Property>& properties() const KELINFRA_LIFETIMEBOUND;
 
  private:

@@ -13,8 +13,8 @@
 
 namespace tarvo::util {
 
-/// Describes the properties that a program reads, checks a text against this description, and writes its
-/// documentation.
+/// Describes the properties that a program reads, checks a properties text against this description, and
+/// writes a documentation of the properties.
 ///
 ///     const std::string text = "port@type=uint32\nport@range=1..65535\nlog.*@type=boolean\n";
 ///     const std::string file = "prot=80\nport=70000\nlog.net=on\n";
@@ -25,8 +25,9 @@ namespace tarvo::util {
 ///     findings[0].arguments[1];                   // -> "port"
 ///     findings[1].rule;                           // -> "out-of-range"
 ///
-/// The schema is a properties text; references in it are not resolved. The key of each line is the name of a
-/// property, "@" and one of these words; the last "@" of the key counts:
+/// The schema is a properties text; references in it are not resolved. The key of each line consists of the
+/// name of a property, "@" and one of the following words. If a key contains several "@", the last one ends
+/// the name:
 ///
 ///   - type: text (the default), boolean, int32, uint32, int64, uint64 or double. The getter of
 ///     `ExtendedProperties` for the type must accept the value. An integer must not be out of the type's
@@ -37,14 +38,15 @@ namespace tarvo::util {
 ///   - meaning: one or more sentences. For the documentation.
 ///   - deprecated: the name of the property to use instead, or nothing.
 ///
-/// A name can contain one "*", which stands for any characters, also none: "log.*", "*.port". If a key has
-/// several such names, the one with the longest text before the "*" counts, then the longest text after it. A
-/// name without "*" comes before all of them.
+/// A name can contain one "*", which matches any sequence of characters, also an empty one: "log.*",
+/// "*.port". If several names match a key, the name without "*" applies, if there is one; otherwise the name
+/// with the longest text before its "*"; among equals, the name with the longest text after its "*".
 ///
-/// The line "@unknown" is the level for keys that have no name: error, warning (the default) or ignore.
+/// The value of the line "@unknown" is the level of the findings for keys that no name matches: error,
+/// warning (the default) or ignore.
 ///
-/// The rules of `check`, with their arguments in order. The first four are at the key, the others at the
-/// value:
+/// The table lists the rules of `check`, with the arguments of each finding in order. A finding of the first
+/// four rules points to the key, and a finding of the other rules to the value:
 ///
 /// | rule           | level    | arguments                                                               |
 /// |----------------|----------|-------------------------------------------------------------------------|
@@ -61,23 +63,26 @@ namespace tarvo::util {
 /// default), schema-successor-unknown (name, name to use instead), schema-level-unknown (level); and
 /// duplicate-key and the escape rules of `PropertiesReport`.
 ///
-/// Threads: any number at the same time.
+/// Threads: any number of threads may use an object at the same time.
 ///
-/// Errors: std::bad_alloc if there is no memory.
+/// Errors: the members raise std::bad_alloc if there is no memory.
 class KELINFRA_API PropertiesSchema {
  public:
-  /// Reads the schema; the data are not needed afterwards. Null data is empty data, whatever the length.
+  /// Reads the schema; the object does not need `data` after the constructor. If `data` is null, the schema
+  /// is empty, whatever the length.
   PropertiesSchema(const char* data, std::size_t length);
   PropertiesSchema(const PropertiesSchema& other) = delete;
   PropertiesSchema& operator=(const PropertiesSchema& other) = delete;
   ~PropertiesSchema();
 
-  /// The faults of the schema itself, in the order of its lines. `check` ignores a faulty line.
+  /// Returns the faults of the schema itself, in the order of its lines. `check` ignores faulty lines of the
+  /// schema.
   const std::vector<PropertyFinding>& faults() const KELINFRA_LIFETIMEBOUND;
 
-  /// Checks the lines that count, with references replaced. A value whose references cannot be resolved is
-  /// not checked; the report contains a finding for it. The findings are in the order of lines and columns.
-  /// The time grows with the number of keys times the number of names that contain "*".
+  /// Checks each line of the settings that no later line overrides, with references replaced. `check` does
+  /// not check a value whose references cannot be resolved; the report `settings` contains a finding for that
+  /// value. The findings are in the order of lines and columns. The time is proportional to the number of
+  /// keys multiplied by the number of names that contain "*".
   std::vector<PropertyFinding> check(const PropertiesReport& settings) const;
 
   /// Returns the name that a misspelt key probably means, or an empty text. The steps are, in this order:
@@ -87,14 +92,16 @@ class KELINFRA_API PropertiesSchema {
   ///   3. It consists of the same words in another order. Words are separated by ".", "-", "_" and SPACE, and
   ///      case is ignored.
   /// If a step finds two names that are equally near, there is no suggestion. Names with "*" and deprecated
-  /// names are not suggested. The second step is left out for keys above 256 units. `check` compares 2^26
-  /// pairs of units at most; after that it makes no suggestions from the second step.
+  /// names are not suggested. Step 2 is left out for keys above 256 units. One call of `check` or `suggest`
+  /// makes at most 2^26 comparisons of a unit of a key with a unit of a name in step 2. From the first key
+  /// that would need more comparisons on, the call leaves step 2 out.
   icu::UnicodeString suggest(const icu::UnicodeString& key) const;
 
-  /// A properties text with each name, in the order of the schema: its meaning, type, range, values and
-  /// deprecation as comments, then the line "#name=default". ASCII, line ends are LF.
+  /// Returns a properties text that documents the names in the order of the schema. For each name the text
+  /// contains the meaning, type, range, values and deprecation as comments, and then the line
+  /// "#name=default". The text is ASCII, and its line ends are LF.
   std::string sample() const;
-  /// A Markdown table of the names, in the order of the schema.
+  /// Returns a Markdown table of the names, in the order of the schema.
   icu::UnicodeString markdown() const;
 
  private:

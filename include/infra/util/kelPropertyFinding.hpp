@@ -9,8 +9,9 @@
 
 namespace tarvo::util {
 
-/// A fault or doubtful place in a properties text. `PropertiesReport` and `PropertiesSchema` list the rules,
-/// with their arguments in order. The names of rules are stable. The library has no texts for them.
+/// A fault or a probable mistake in a properties text. The comments of `PropertiesReport` and
+/// `PropertiesSchema` list the rules, with the arguments of each finding in order. The names of the rules
+/// never change. The library contains no texts for the rules.
 struct PropertyFinding {
   const char* rule;           ///< ASCII; valid as long as the library is loaded
   oss::Message::Level level;  ///< LEVEL_ERROR or LEVEL_WARNING

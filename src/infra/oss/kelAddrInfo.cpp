@@ -24,10 +24,10 @@ constexpr std::size_t usedFieldSize = sizeof(std::uint16_t);
 constexpr std::size_t usedMost = sizeof(Record) - usedFieldSize;
 constexpr std::size_t hostMost = 1024;
 /// The size of an entry with an IPv4 address: 26 bytes of fixed fields and 16 bytes of address. If fewer
-/// bytes than this remain after the last entry, they are ignored.
+/// bytes than this size remain after the last entry, the reader ignores them.
 constexpr std::size_t smallestEntry = 42;
 
-/// Appends fields to a record's used area until one does not fit.
+/// Appends fields to a record's used area until a field does not fit.
 class RecordWriter {
  public:
   template <class Value>
@@ -58,7 +58,7 @@ class RecordWriter {
   bool fits_ = true;
 };
 
-/// Reads fields from a record's used area until one is incomplete.
+/// Reads fields from a record's used area until a field is incomplete.
 class RecordReader {
  public:
   RecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) {}

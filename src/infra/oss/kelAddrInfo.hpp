@@ -29,9 +29,9 @@ bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressL
 /// Returns whether the record contains an address list.
 bool holdsAddresses(const Socket::_AddrInfoExternal& record);
 
-/// Reads the list of a record. The record may be untrusted: no byte outside the record is read. If the record
-/// is not valid, raises the mapped error 10022 without host and port. The error has the file and line of
-/// `place`, by default those of the caller.
+/// Reads the list of a record. The record may be untrusted: the function reads no byte outside the record. If
+/// the record is not valid, raises the error of code 10022 without host and port. The error records the file
+/// and line of `place`, by default those of the caller.
 AddressList decodeAddrInfo(const Socket::_AddrInfoExternal& record,
                            SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 

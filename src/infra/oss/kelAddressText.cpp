@@ -33,8 +33,8 @@ struct Run {
   std::size_t count;
 };
 
-/// The groups that "::" stands for: the longest run of at least two zeros, the first of those that are
-/// equally long.
+/// The groups that "::" replaces: the longest run of at least two groups that are 0. If several runs are
+/// equally long, it is the first run.
 Run longestZeros(const unsigned char* bytes) {
   Run longest = {groups, 1};
   for (std::size_t i = 0; i < groups;) {
@@ -46,7 +46,7 @@ Run longestZeros(const unsigned char* bytes) {
   return longest;
 }
 
-/// Whether the address is an IPv4 address in the form that IPv6 has for it: under ::ffff:0:0/96.
+/// Returns whether the IPv6 address contains an IPv4 address: whether it begins with ::ffff:0:0/96.
 bool holdsInet(const unsigned char* bytes) {
   for (std::size_t i = 0; i < 5; ++i) {
     if (groupAt(bytes, i) != 0) return false;

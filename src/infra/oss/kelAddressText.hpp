@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <string>
 
-/// Winsock addresses as numbers for people. The same code on every platform, since the systems write some
-/// addresses differently.
+/// Converts Winsock addresses to numeric text for people. The library does not use the systems' functions,
+/// because the systems write some addresses differently.
 namespace tarvo::oss {
 
 /// "127.0.0.1"; for IPv6 the short form with small letters, such as "2001:db8::1", "::ffff:10.0.0.1" and

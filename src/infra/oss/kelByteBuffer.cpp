@@ -34,7 +34,7 @@ void makeRoom(Storage& storage, unsigned long long length) {
   storage.data()[length] = '\0';
 }
 
-/// Moves bytes into storage. The storage has room for them, so their number fits into a size_t.
+/// Moves bytes into storage. The storage has room for the `length` bytes, so `length` fits into a size_t.
 void moveBytes(char* target, const char* source, unsigned long long length) {
   std::memmove(target, source, static_cast<std::size_t>(length));
 }
@@ -105,8 +105,8 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
 }
 
 // Fast path: if the bytes are few and fit, and entries are not traced, the append makes no call and saves no
-// registers. The size is set before the bytes are written. Otherwise the compiler would load the capacity
-// again, because a char that is written may alias it.
+// registers. The size is set before the bytes are written. If the size were set after the bytes, the compiler
+// would load the capacity again, because a char that is written may alias the capacity.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;
@@ -157,9 +157,9 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   return *this;
 }
 
-// The bytes are moved, not copied, because they may be a part of this buffer. A part of the buffer fits into
-// the present block, with one exception: if the part is the whole block, there is no room for the terminator.
-// `wholeBlock` then keeps the old block until it has been copied.
+// The function moves the bytes (memmove), because the bytes may be a part of this buffer. A part of the
+// buffer fits into the present block, with one exception: if the part is the whole block, there is no room
+// for the terminator. In this case `wholeBlock` keeps the old block until its bytes have been copied.
 void ByteBuffer::assign(const char* data, unsigned long long length) {
   Storage wholeBlock;
   if (data == storage_->data() && withTerminator(length) > storage_->capacity()) wholeBlock.swap(*storage_);

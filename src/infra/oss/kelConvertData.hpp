@@ -16,10 +16,10 @@ struct ByteConversion {
   bool terminating;  ///< sizes include a terminating NUL
 };
 
-/// The common part of the two overloads of Converter::convert for bytes. Both overloads set `terminating` to
-/// true. If `terminating` is false and the data is copied unchanged, the destination needs room only for the
-/// bytes, but a NUL is still stored after them: one byte after the end of a destination of exactly that
-/// length.
+/// This function is the common part of the two overloads of Converter::convert for bytes. Both overloads set
+/// `terminating` to true. If `terminating` is false and the data is copied unchanged, the destination needs
+/// room only for the bytes, but the function stores a NUL after them nevertheless. If the destination has
+/// exactly the size of the bytes, this NUL is written one byte after the end of the destination.
 int convertData(const ByteConversion& conversion);
 
 }  // namespace tarvo::oss

@@ -31,16 +31,16 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The largest number of units in an ICU string. The same limit holds for bytes, because each byte may become
-/// a unit.
+/// The largest number of units in an ICU string. The number of bytes has the same limit, because each byte
+/// may become a unit.
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {
   return text::isEmpty(codePage) ? ucnv_getDefaultName() : codePage;
 }
 
-/// Returns whether two names are the same. Only the bytes of the names are compared: two different names of
-/// one converter are treated as different code pages.
+/// Returns whether two names are the same. The function compares only the bytes of the names: two different
+/// names of one converter count as different code pages.
 bool sameCodePage(const char* one, const char* other) {
   if (text::isEmpty(one) || text::isEmpty(other)) return text::isEmpty(one) && text::isEmpty(other);
   if (one == other) return true;
@@ -51,12 +51,12 @@ bool sameCodePage(const char* one, const char* other) {
 
 constinit std::atomic<bool> debugging = false;
 
-/// A code page for a debug line. Its name is looked up only when the line is printed.
+/// A code page for a debug line. The name of the code page is looked up only when the line is printed.
 struct CodePage {
   const char* codePage;
 };
 
-/// Bytes for a debug line. They are printed up to the first NUL.
+/// Bytes for a debug line. The line contains the bytes up to the first NUL.
 struct Shown {
   const char* bytes;
   std::int64_t count;

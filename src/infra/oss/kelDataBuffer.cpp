@@ -27,8 +27,8 @@ using trace::tracedExit;
 
 namespace {
 
-/// Throws if a text was not inserted. Only constructors call this function: the other members do not report
-/// that there is no memory.
+/// Throws std::bad_alloc if `inserted` is false. Only constructors call this function: the other members do
+/// not report that there is no memory.
 void require(bool inserted) {
   if (!inserted) throw std::bad_alloc();
 }
@@ -37,8 +37,8 @@ const char* encodingName(const char* encoding) {
   return text::isEmpty(encoding) ? ucnv_getDefaultName() : encoding;
 }
 
-// Raises an error only for exactly these two names. "utf-16" and "UTF-16LE" are accepted, although the zero
-// bytes in such a text terminate it early.
+// Raises an error only for exactly the names "UTF-16" and "UTF-32". The function accepts "utf-16" and
+// "UTF-16LE", although the zero bytes in such a text terminate the text early.
 void refuseZeroBytes(const char* encoding) {
   const char* const effective = encoding == nullptr ? ucnv_getDefaultName() : encoding;
   if (std::strcmp(effective, "UTF-16") != 0 && std::strcmp(effective, "UTF-32") != 0) return;
@@ -97,8 +97,8 @@ DataBuffer::DataBuffer(const DataBuffer& other) {
       insert(block_, 0, other.block_.bytes, static_cast<std::size_t>(other.block_.length));
       return;
     }
-    // The whole length is copied, but the bytes are copied only up to the first zero byte; the rest of the
-    // length is zeros.
+    // The copy has the same length, but only the bytes up to the first zero byte are copied; the bytes after
+    // it are zeros.
     takeZeroed(block_, other.block_.capacity);
     block_.length = other.block_.length;
     block_.written = block_.zeroFree = static_cast<int>(tailLength(other.block_, 0));
@@ -188,8 +188,8 @@ template <class Number>
   });
 }
 
-/// If the free bytes are already zeros, the number is formatted in place. Apart from that, and with tracing
-/// off, no function is called.
+/// Fast path: if the free bytes are already zeros and tracing is off, the number is formatted in place, and
+/// no other function is called.
 template <class Integer>
 inline void DataBuffer::appendInteger(Integer value) {
   if (trace::entryIsTraced() || !endsInZeros(block_, text::DecimalText<Integer>::longest))

@@ -10,8 +10,9 @@ namespace tarvo::oss {
 class SocketException;
 }
 
-/// The types of the entries in `oss/kelErrors.hpp`, and of the arguments that an error is raised with. An
-/// argument names its kind, so that the compiler compares the arguments with those of the identifier.
+/// The types of the entries in `oss/kelErrors.hpp`, and the types of the arguments of errors. The type of an
+/// argument is its kind, so that the compiler compares the arguments of a `raise` statement with the
+/// arguments of the identifier.
 namespace tarvo::oss::errors {
 
 /// A host name or address.
@@ -41,12 +42,12 @@ struct Name {
 struct Text {
   const icu::UnicodeString& value;
 };
-/// A member of the library, in ASCII; converted by ICU's default converter.
+/// The name of a member of the library, in ASCII; ICU's default converter converts the name.
 struct Operation {
   const char* value;
 };
 
-/// One of the kinds above.
+/// One of the kinds of arguments that this file defines.
 template <class Type>
 concept Kind = requires(const Type& argument) {
   argument.value;
@@ -74,13 +75,13 @@ struct Entry {
   const char* identifier;
 };
 
-/// An identifier that the error of a failed system call has for one of Winsock's codes.
+/// A Winsock code, and the identifier of the error that is raised if a system call fails with this code.
 struct CodeEntry {
   int code;
   Entry<Classes<SocketException>, Kinds<Host, Port>> entry;
 };
 
-/// Whether the arguments are those of an identifier: their number, their kinds, their order.
+/// Whether arguments match an identifier: their number, their kinds and their order.
 template <class Given, class Required, class Omissible>
 inline constexpr bool areArguments = false;
 

@@ -18,11 +18,11 @@ struct FormatSettings {
   std::unique_ptr<icu::DateFormat> dateAndTime;
 };
 
-/// Returns the record, of which the process has only one.
+/// Returns the record. The process has only one record.
 FormatSettings& formatSettings();
 
-/// The ICU functions that create formats, each in ICU's default style. If ICU cannot create a format, they
-/// return null.
+/// The ICU functions that create formats, each in ICU's default style. A function returns null if ICU cannot
+/// create the format.
 struct FormatFactories {
   icu::NumberFormat* (*number)(const icu::Locale&);
   icu::DateFormat* (*date)(const icu::Locale&);

@@ -46,8 +46,8 @@ constexpr bool isVisible(Unit unit) {
   return '!' <= unit && unit <= '~';
 }
 
-/// Returns whether both ends of the text are visible characters, so that nothing has to be trimmed. The
-/// result is true for nearly every text, and false for the empty text.
+/// Returns whether the first and the last character of the text are visible, so that nothing has to be
+/// trimmed. The result is true for nearly every text, and false for an empty text.
 template <class Text>
 constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());
@@ -70,8 +70,8 @@ icu::UnicodeString fromUtf8(std::string_view bytes) {
       icu::UnicodeString::fromUTF8({bytes.data(), static_cast<std::int32_t>(std::min(bytes.size(), most))}));
 }
 
-/// Returns the text as it is recorded in an error: it is converted to UTF-8 and back, which replaces half a
-/// surrogate pair by U+FFFD.
+/// Returns the text as an error records it. The text is converted to UTF-8 and back, which replaces an
+/// unpaired surrogate by U+FFFD.
 icu::UnicodeString recorded(Units text) {
   std::string bytes;
   text::made(icu::UnicodeString(text.data(), static_cast<std::int32_t>(text.size()))).toUTF8String(bytes);
@@ -176,8 +176,8 @@ void setHexLiteral(icu::UnicodeString& out, std::int64_t value, bool upperCase) 
 
 // --- floating-point numbers
 
-/// Returns whether the rounding mode of the thread is to nearest. std::from_chars always rounds to nearest,
-/// while strtod follows the mode.
+/// Returns whether the thread's rounding mode is rounding to nearest. std::from_chars always rounds to
+/// nearest, while strtod uses the thread's rounding mode.
 bool roundsToNearest() {
   const volatile float tiny = FLT_MIN;
   return tiny + 1.0F == 1.0F - tiny;
@@ -186,11 +186,12 @@ bool roundsToNearest() {
 constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6, 1e7,
                                                 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14};
 
-/// A fast path for short numbers. If the text, which is not empty, consists of at most 15 digits, perhaps
-/// with a "-" before them and a point among them, stores its value and returns true. The value is the
-/// quotient of the number without the point and a power of ten. The number is below 10^15 < 2^53, and the
-/// power is at most 10^14 = 5^14 * 2^14 with 5^14 < 2^33, so a double holds both exactly. The quotient is
-/// rounded once and equals the result of strtod. Without this path such a number takes 1.3 times as long.
+/// A fast path for short numbers. The text must not be empty. If the text consists of at most 15 digits, with
+/// or without a "-" before the digits and a point among the digits, stores the value of the number and
+/// returns true. The value is the quotient of the number without the point and a power of ten. The number
+/// without the point is below 10^15 < 2^53. The power of ten is at most 10^14 = 5^14 * 2^14 with 5^14 < 2^33.
+/// So a double represents both exactly. The division rounds only once, so the quotient equals the result of
+/// strtod. Without this fast path the conversion of such a number takes 1.3 times as long.
 template <class Text>
 bool readFewDigits(Text text, double& value) {
   static_assert(FLT_EVAL_METHOD == 0);
@@ -238,8 +239,8 @@ bool readDouble(std::string_view text, double& value) {
   return readFewDigits(text, value) || readAnyDouble(text, value);
 }
 
-/// Writes the text as bytes and a NUL. Returns false if the text is not all ASCII; the bytes are then not
-/// usable.
+/// Writes the text as bytes and a NUL. Returns false if a unit of the text is not ASCII; the bytes are then
+/// not usable.
 bool narrowed(Units text, char* bytes) {
   bytes[text.size()] = '\0';
   return text::narrowAscii(text.data(), text.size(), bytes);
@@ -373,7 +374,7 @@ const char* Formatter::consoleCodePageName() {
 
 void Formatter::setSettings() {
   traced<probe("Formatter::setSettings")>([] {
-    // The language and the territory, two letters each.
+    // The language and the territory: each has two letters.
     const std::string_view code = localeCode();
     FormatSettings built =
         settingsFor(icu::Locale(std::string(code.substr(0, 2)).c_str(), std::string(code.substr(2)).c_str()));

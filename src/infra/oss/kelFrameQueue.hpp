@@ -3,13 +3,15 @@
 #include <cstddef>
 #include <string>
 
-/// The form of a frame, and the queue of bytes that `FrameReader` and `FrameWriter` keep in a string.
+/// The layout of a frame, and functions for the queue of bytes that `FrameReader` and `FrameWriter` keep in a
+/// string.
 namespace tarvo::oss {
 
 inline constexpr std::size_t lengthWordSize = 4;
 
-/// Removes the `used` bytes at the front. Bytes are moved only if at least as many are removed, so a queue
-/// costs each byte at most one more copy. The memory of a long queue is released when it is empty.
+/// Removes the `used` bytes at the front. The function moves the remaining bytes only if it removes at least
+/// as many bytes, so each byte is moved at most once on average. When a long queue becomes empty, the
+/// function releases the memory of the queue.
 inline void removeUsed(std::string& bytes, unsigned long long& used) {
   constexpr std::size_t keptCapacity = 4096;
   if (used == bytes.size()) {

@@ -54,7 +54,7 @@ FrameReader::State FrameReader::next() {
   return closed_ ? found(CLOSED_INSIDE, length, arrived) : found(NEED_MORE, 0, 0);
 }
 
-/// Drops the payload bytes that have arrived; `append` drops the others.
+/// Drops the payload bytes that have arrived; `append` drops the payload bytes that arrive later.
 FrameReader::State FrameReader::dropTooLarge(unsigned long long length, unsigned long long arrived) {
   const unsigned long long dropped = std::min(arrived, length);
   used_ = std::min<unsigned long long>(used_ + lengthWordSize + dropped, bytes_.size());

@@ -14,7 +14,7 @@
 
 namespace tarvo::oss {
 
-/// Returns the severity in a second coding, in which each level is one bit.
+/// Returns the severity in another coding, in which each level is one bit.
 constexpr int Message::bitCodedSeverity(Level level) {
   switch (level) {
     case LEVEL_INFO:
@@ -131,8 +131,8 @@ void Message::addArgument(const char* value, const char* codepage) {
   arguments_.push_back(std::move(text));
 }
 
-// Every type is reduced to a signed number of 32 bits. This is intended, because the message catalogues of
-// programs depend on it.
+// A number of any type is reduced to a signed number of 32 bits. This is intended, because the message
+// catalogues of programs depend on it.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
   arguments_.push_back(text::invariantText(text::DecimalText(static_cast<std::int32_t>(value)).view()));

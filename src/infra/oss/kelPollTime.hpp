@@ -6,9 +6,9 @@
 
 namespace tarvo::oss {
 
-/// The milliseconds that one wait of the platform may last: negative without limit. Rounded up, so a wait of
-/// this length ends at the deadline or after it; below the longest wait of every system, so the caller looks
-/// at the deadline again after it.
+/// Returns the longest time, in milliseconds, of one wait in the platform layer; a negative number means no
+/// limit. The time is rounded up, so that a wait does not end before the deadline. The time is at most the
+/// longest wait that every system supports, so the caller must check the deadline again after the wait.
 inline long long pollTime(const Deadline& deadline) {
   constexpr unsigned long long most = 1'000'000'000;
   if (!deadline.expires()) return -1;

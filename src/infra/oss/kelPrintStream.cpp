@@ -17,8 +17,8 @@ PrintStream& print(PrintStream& stream, Value value) {
   return stream;
 }
 
-/// Prints a floating-point number, which the standard library formats with the C runtime; so the locale must
-/// not change meanwhile.
+/// Prints a floating-point number. The standard library formats the number with the C runtime, so the locale
+/// must not change during the call.
 template <class Value>
 PrintStream& printFloating(PrintStream& stream, Value value) {
   const platform::RuntimeLocaleLock locale;

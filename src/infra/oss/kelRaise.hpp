@@ -12,10 +12,10 @@
 ///
 ///     raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
 ///
-/// throws an exception of the named class by value. The exception has one message with the identifier, the
-/// arguments in their order, and the file and line of this statement. errors/identifiers.json lists the
-/// identifiers with their classes and arguments. A statement with another class or other arguments does not
-/// compile.
+/// This statement throws an exception of the class in angle brackets by value. The exception has one message
+/// with the identifier, the arguments in their order, and the file and line of this statement.
+/// errors/identifiers.json lists the identifiers with their classes and arguments. A statement with another
+/// class or other arguments does not compile.
 namespace tarvo::oss {
 
 /// A place in the library's sources: file and line. `here` as a default argument is the place of the caller.
@@ -28,13 +28,13 @@ struct SourcePlace {
     return {path, line};
   }
 
-  /// Returns the file name that a message records: the base name, or a longer path for sources of util. These
-  /// names are frozen because programs depend on them.
+  /// Returns the file name that a message records: the base name, or a longer path for sources of util. The
+  /// recorded file names are frozen because programs depend on them.
   std::string recordedName() const;
 };
 
-/// The identifier of an error with this class and these arguments, together with the place in the sources at
-/// which it is written.
+/// The identifier of an error that has the exception class and arguments of the template, together with the
+/// place in the sources at which the identifier is written.
 template <class Exception, class... Arguments>
 struct Identifier {
   template <class... Exceptions, class Required, class Omissible,

@@ -33,8 +33,8 @@ namespace wsa = platform::wsa;
 
 namespace {
 
-/// Returns 0 or the Winsock code. The code is read inside the traced body, before the exit hooks of the host
-/// program can overwrite it.
+/// Returns 0 or the Winsock code. The function reads the code inside the traced body, because the exit hooks
+/// of the host program could overwrite the code.
 int switchNonBlocking(SocketHandle handle, bool on) {
   return traced<probe("Socket::setNonBlocking")>([&] {
     return winsock().ioctlsocketNonBlocking(handle, on ? 1 : 0) == 0 ? 0 : winsock().WSAGetLastError();
@@ -76,8 +76,8 @@ bool awaitReady(SocketHandle handle, unsigned char wanted, const Deadline& deadl
   }
 }
 
-/// Repeats `step`, a transfer that does not wait, until `length` bytes are transferred. `step` takes the
-/// number of bytes transferred before, and how many to transfer at most.
+/// Repeats `step`, a transfer that does not wait, until `length` bytes are transferred. The arguments of
+/// `step` are the number of bytes that were transferred before, and the largest number of bytes to transfer.
 template <class Step>
 Socket::Transfer transferWithin(SocketHandle handle, unsigned char wanted, unsigned long long length,
                                 const Deadline& deadline, const Peer& peer, Step step) {
@@ -113,8 +113,8 @@ constexpr std::size_t joinedPayload = 2048 - lengthWordSize;
 
 using FrameHead = std::array<char, lengthWordSize + joinedPayload>;
 
-/// Writes the length word, which has the low 32 bits of the length, and the beginning of the payload. Returns
-/// the number of payload bytes.
+/// Writes the length word, which contains the low 32 bits of the length, and the beginning of the payload
+/// into `head`. Returns the number of payload bytes.
 std::size_t beginFrame(FrameHead& head, const char* payload, unsigned long long length) {
   const auto joined = static_cast<std::size_t>(std::min<unsigned long long>(length, joinedPayload));
   machine::putBigEndian(head.data(), static_cast<std::uint32_t>(length));
@@ -130,8 +130,8 @@ unsigned long long getLengthWord(const std::array<char, lengthWordSize>& word) {
 
 using SocketList = std::list<Socket>;
 
-/// Returns the set of the handles of a list. Most lists have ascending handles, so a handle above all earlier
-/// ones is added without a search.
+/// Returns the set of the handles of a list. The handles of most lists are ascending, so a handle that is
+/// larger than all earlier handles is added without a search.
 platform::SocketSet setOf(const SocketList& list) {
   platform::SocketSet set;
   SocketHandle greatest = 0;
@@ -228,7 +228,7 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port, const _A
   connectUntil(host, port, addrInfo, nullptr, deadline);
 }
 
-/// `timeout` limits each attempt, if it is not null; `deadline` limits all of them together.
+/// `timeout` limits each attempt to connect if it is not null; `deadline` limits all attempts together.
 void Socket::connectUntil(const icu::UnicodeString& host, unsigned int port,
                           const _AddrInfoExternal& addrInfo, const unsigned long long* timeout,
                           const Deadline& deadline) {
@@ -269,8 +269,8 @@ bool Socket::connectTo(const platform::ResolvedAddress& address, const unsigned 
   return true;
 }
 
-// If every address failed at once, there is no handle. Then setNoDelay raises ERR_SOCKET_NOT_CONNECTED, which
-// is the error that `connect` documents.
+// If the attempts for all addresses failed at once, there is no handle. In this case setNoDelay raises
+// ERR_SOCKET_NOT_CONNECTED, which is the error that `connect` documents.
 void Socket::finishConnect() {
   try {
     setNoDelay(true);
@@ -331,7 +331,7 @@ unsigned int Socket::getPort() const {
 
 namespace {
 
-/// The peer's Winsock address, asked from the system.
+/// Asks the system for the Winsock address of the peer.
 struct PeerAddress {
   PeerAddress(SocketHandle handle, const Peer& peer) {
     if (winsock().getpeername(handle, bytes.data(), length) != 0) raiseLastError(peer);
@@ -432,9 +432,9 @@ void Socket::drain(unsigned long long length) {
   }
 }
 
-// The length word and the beginning of the payload are sent together. If they were sent separately, the
-// payload would often wait for the acknowledgement of the length word. The trace of a host program
-// nevertheless shows two writes for a frame.
+// The length word and the beginning of the payload are sent together. If the length word and the payload were
+// sent separately, the payload would often wait for the acknowledgement of the length word. The trace of a
+// host program nevertheless shows two writes for each frame.
 void Socket::writeMessage(const char* buffer, unsigned long long offset, unsigned long long length) {
   traced<probe("Socket::writeMessage")>([&] {
     requireHandle();
@@ -481,7 +481,7 @@ Socket::Transfer Socket::sendWithin(const char* bytes, unsigned long long length
       [&](unsigned long long done, int most) { return winsock().sendNow(handle_, bytes + done, most); });
 }
 
-/// As `receiveWithin`, but drops the bytes.
+/// Does the same as `receiveWithin`, but drops the received bytes.
 Socket::Transfer Socket::drainWithin(unsigned long long length, const Deadline& deadline) {
   std::array<char, drainChunk> scratch;
   constexpr int chunk = scratch.size();

@@ -11,21 +11,22 @@
 /// The mapping from Winsock codes to the errors that callers see. All socket errors use this mapping.
 namespace tarvo::oss {
 
-/// The host and port in an error. If `host` is null, the error is QN_ERR_SOCKET_ERROR with only the code.
+/// The host and port for an error. If `host` is null, the error is QN_ERR_SOCKET_ERROR, and its only argument
+/// is the code.
 struct Peer {
   const icu::UnicodeString* host = nullptr;
   unsigned int port = 0;
 };
 
-/// Returns the exception for `code`. If there is an identifier for this code, the arguments are (host, port);
-/// otherwise the identifier is QN_ERR_SOCKET_ERROR and the arguments are (code, host, port).
+/// Returns the exception for `code`. If the table has an identifier for this code, the arguments are (host,
+/// port); otherwise the identifier is QN_ERR_SOCKET_ERROR and the arguments are (code, host, port).
 SocketException mappedError(int code, const Peer& peer, SourcePlace place);
 
 /// Throws the exception for `code`. Read the code of a failed call before you make other calls to clean up.
 [[noreturn]] void raiseMapped(int code, const Peer& peer,
                               SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
-/// Throws the exception for the call that has just failed in this thread.
+/// Throws the exception for the last call of the platform layer that failed in this thread.
 [[noreturn]] void raiseLastError(const Peer& peer,
                                  SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 
@@ -34,7 +35,7 @@ SocketException mappedError(int code, const Peer& peer, SourcePlace place);
                                      SourcePlace place = SourcePlace::here(__builtin_FILE(),
                                                                            __builtin_LINE()));
 
-/// Returns a port as the text that the resolver takes for a service.
+/// Returns the decimal text of a port, which the resolver accepts as the name of a service.
 std::string serviceText(unsigned int port);
 
 }  // namespace tarvo::oss

@@ -43,8 +43,8 @@ class SocketServer::Waiter {
   SocketHandle handle() const { return handle_; }
 
   /// Resets the counter and the locks in a forked child. The parent's threads do not exist in the child, so
-  /// none of them returns from `accept` or releases a lock there. After the reset `close` does not wait, and
-  /// it closes only the child's descriptor.
+  /// no thread of the parent returns from `accept` or releases a lock in the child. After the reset, `close`
+  /// does not wait, and closes only the child's descriptor.
   static void forgetParent(SocketServer& server) {
     const unsigned int process = platform::currentProcess();
     if (server.process_ == process) return;
@@ -87,15 +87,16 @@ bool readPort(SocketHandle handle, unsigned int& port) {
   return true;
 }
 
-/// Returns the port that the server holds. After a failed `listen` the handle can be bound although no port
-/// is stored. In that case the function asks the system, and returns 0 if the system reports an error.
+/// Returns the port that the server holds. After a failed `listen` the handle can be bound although the
+/// object stores no port. Then the function asks the system for the port, and returns 0 if the system reports
+/// an error.
 unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   unsigned int port = stored;
   if (port == 0) readPort(handle, port);
   return port;
 }
 
-/// A new socket that is bound to the first of the addresses that can be bound.
+/// Returns a new socket that is bound to the first address of the list that can be bound.
 SocketHandle boundHandle(const AddressList& list, const Peer& asked, bool reuseAddress) {
   int lastFailure = winsock().WSAGetLastError();
   for (const platform::ResolvedAddress& entry : list) {
@@ -191,8 +192,8 @@ void SocketServer::waitForConnection(const Waiter& waiter, const unsigned long l
   }
 }
 
-/// Calls `Socket::select` once. If the server was closed meanwhile, raises the error for a closed server,
-/// regardless of the result of select.
+/// Calls `Socket::select` once. If another thread closed the server during the wait, raises the error for a
+/// closed server, regardless of the result of select.
 bool SocketServer::selectListening(std::list<Socket>& readList, std::list<Socket>& nothing,
                                    unsigned long long limit) {
   unsigned long long ready = 0;

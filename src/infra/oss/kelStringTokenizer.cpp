@@ -85,8 +85,8 @@ StringTokenizer::~StringTokenizer() {
   tracedExit<probe("StringTokenizer::~StringTokenizer")>([&] { std::free(edges_); });
 }
 
-/// Finds the tokens in one pass. For that it first allocates memory for the largest number of edges that a
-/// text of this length can have, and then releases the part that is not used.
+/// Finds the tokens in one pass. The function first allocates memory for the largest number of token edges
+/// that a text of this length can have. After the pass it releases the memory that the edges do not need.
 void StringTokenizer::tokenize(const icu::UnicodeString& delimiters) {
   traced<probe("StringTokenizer::tokenize")>([&] {
     if (text_.length() < 1) return;
@@ -139,13 +139,13 @@ const icu::UnicodeString StringTokenizer::getNextTokenString() {
 }
 // NOLINTEND(readability-const-return-type)
 
-/// Returns the token at the cursor.
+/// Returns the token at the cursor, and does not move the cursor.
 StringTokenizer::Token StringTokenizer::current() const {
   const std::int32_t* const edges = edges_ + 2 * static_cast<std::size_t>(cursor_);
   return {text_.getBuffer() + edges[0], edges[1] - edges[0]};
 }
 
-// The cursor is moved at the end, so after an error it has not moved.
+// `takeBytes` moves the cursor at its end, so the cursor does not move if an error occurs.
 const char* StringTokenizer::takeBytes() {
   bytes_.clear(false);
   if (hasMoreTokens()) {
@@ -156,8 +156,9 @@ const char* StringTokenizer::takeBytes() {
   return bytes_.getString();
 }
 
-/// Appends a short ASCII token without a conversion if the code page has the same bytes for ASCII. Otherwise
-/// returns false and appends nothing.
+/// Appends a short ASCII token without a conversion if the code page has the same bytes for ASCII. If the
+/// token is long or not ASCII, or if the code page has other bytes for ASCII, returns false and appends
+/// nothing.
 bool StringTokenizer::appendAscii(const Token& token) {
   std::array<char, 64> narrow;
   if (token.length < 1 || token.length > static_cast<std::int32_t>(narrow.size())) return false;
@@ -175,14 +176,15 @@ bool StringTokenizer::appendAscii(const Token& token) {
 void StringTokenizer::appendConverted(const Token& token) {
   const icu::UnicodeString text(static_cast<UBool>(false), token.units, token.length);
   bytes_.appendString(text, codePage_.data());
-  // The buffer does not report that it had no memory, so an empty result is checked. If a long token begins
-  // with a NUL, an empty result is correct.
+  // The buffer does not report a lack of memory. If the token is not empty but the result is empty, there was
+  // no memory, with one exception: the result of a long token that begins with a NUL is empty, too.
   if (bytes_.length() == 0 && text.charAt(0) != u'\0' &&
       text::fromUnicode(text, nullptr, 0, text::nullIfEmpty(codePage_.data())) > 0)
     throw std::bad_alloc();
 }
 
-// The text is constructed in the returned object, because moving a string takes as long as constructing it.
+// The function constructs the text in the returned object, because moving a string takes as long as
+// constructing it.
 icu::UnicodeString StringTokenizer::takeText() {
   icu::UnicodeString text;
   if (hasMoreTokens()) {

@@ -15,15 +15,15 @@ namespace {
 
 // The additional capacity that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
-// If more than this number of bytes after a text must be zero, the block is allocated with calloc instead of
-// being cleared here. With calloc the block is not written if the requested count is far above the length of
-// the text.
+// If more than this number of bytes after a text must be zero, the block is allocated with calloc. Memory
+// from calloc is zero before it is written, so a block whose requested size is far above the length of the
+// text is mostly not written.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 // A text that outgrows a block of this size probably grows further. Therefore the next block is four times as
-// large instead of twice, unless it would be larger than `largestAhead`. Growing by four avoids half of the
-// copies. The larger block does not take more memory at once, because the system provides a page only when it
-// is written.
+// large instead of twice, unless the block would be larger than `largestAhead`. Growing to four times the
+// size avoids half of the copies. The larger block does not need more memory at once, because the system
+// provides a page of memory only when the program writes to the page.
 constexpr std::size_t growsAheadFrom = std::size_t{32} << 10U;
 constexpr std::size_t largestAhead = std::size_t{32} << 20U;
 
@@ -40,7 +40,8 @@ bool fits(const TextBlock& block, int count) {
   return count <= block.capacity - block.length;
 }
 
-/// Returns the number of bytes before the position, or before the first zero byte if that comes earlier.
+/// Returns the number of bytes before the position, or before the first zero byte if the zero byte precedes
+/// the position.
 std::size_t headLength(const TextBlock& block, int position) {
   const int known = std::min(block.zeroFree, position);
   return static_cast<std::size_t>(known) +
@@ -54,7 +55,7 @@ void leaveInlineBytes(TextBlock& block, char* target) {
 }
 
 /// Enlarges the heap block to at least twice its size, or allocates a heap block of the needed size. The
-/// bytes written so far are kept; the other bytes are undefined.
+/// block keeps the bytes that were written before; its other bytes are undefined.
 bool enlarge(TextBlock& block, std::size_t needed) {
   char* const old = onHeap(block) ? block.bytes : nullptr;
   const std::size_t times = block.size >= growsAheadFrom && 4 * block.size <= largestAhead ? 4 : 2;
@@ -70,8 +71,8 @@ bool enlarge(TextBlock& block, std::size_t needed) {
   return true;
 }
 
-/// Moves the text to a heap block of the needed size. The bytes after the text are 0 and have not been
-/// accessed.
+/// Moves the text to a heap block of the needed size. In the new block the bytes after the text are 0, and
+/// nothing has accessed them.
 bool moveToZeroed(TextBlock& block, std::size_t needed) {
   char* const zeroed = allocateZeroed(needed);
   if (zeroed == nullptr) return false;
@@ -110,10 +111,10 @@ char* growAround(TextBlock& block, int position, int count, std::size_t added) {
   return block.bytes + head;
 }
 
-/// Inserts into a block with enough capacity. The bytes that move are the tail: the bytes from the position
-/// up to the first zero byte, not up to the length. So bytes after a zero byte inside the text do not move,
-/// but old bytes that `clear(true)` kept do. Other bytes after the new text do not change. If a tail of old
-/// bytes does not fit, it is cut.
+/// Inserts into a block with enough capacity. The insert moves the tail: the bytes from the position up to
+/// the first zero byte, not up to the length. So the insert does not move bytes after a zero byte inside the
+/// text, but moves old bytes that `clear(true)` kept. Other bytes after the new text do not change. If a tail
+/// that contains old bytes does not fit, the insert cuts the tail.
 void insertFitting(TextBlock& block, int position, const char* text, int count) {
   char* const gap = block.bytes + position;
   const int tail = std::min(static_cast<int>(tailLength(block, position)), block.capacity - position - count);
@@ -140,8 +141,8 @@ bool insertForeign(TextBlock& block, int position, const char* text, int count) 
   return true;
 }
 
-/// Inserts a text that is inside the storage: the text is copied first, because the storage is about to
-/// change.
+/// Inserts a text that is inside the storage. The function copies the text first, because the insert changes
+/// the storage.
 bool insertCopied(TextBlock& block, int position, const char* text, int count) {
   const std::size_t used = fits(block, count) ? static_cast<std::size_t>(count)
                                               : lengthUpTo(text, static_cast<std::size_t>(count));

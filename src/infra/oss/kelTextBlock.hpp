@@ -7,15 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The functions that change a DataBuffer's storage. After each of them the positions in the block have the
-/// order that the comment of `TextBlock` shows.
+/// The functions that change a DataBuffer's storage. After each of these functions the positions in the block
+/// have the order that the comment of `TextBlock` shows.
 namespace tarvo::oss {
 
 /// Gives an empty block `capacity` zeros on the heap. Raises std::bad_alloc if there is no memory.
 void takeZeroed(TextBlock& block, int capacity);
 
-/// Releases the heap storage, if any, and makes the block empty, with the bytes inside the object as storage.
-/// These bytes are all 0.
+/// Releases the heap storage, if there is any, and makes the block empty. The storage is then the inline
+/// bytes of the object, which are all 0.
 void release(TextBlock& block);
 
 /// Returns whether the capacity for `count` more bytes would fit into an int.
@@ -42,9 +42,9 @@ bool insert(TextBlock& block, int position, const char* text, std::size_t count)
 /// Does the same as `insert` at the end of the text, for at least one byte.
 bool appendAny(TextBlock& block, const char* text, std::size_t count);
 
-/// Does the same as `appendAny`, with a fast path for short texts. If zeros follow the text, as they usually
-/// do, nothing has to be moved, even if the added text is a part of the buffer. The function is inline
-/// because copying a short text takes less time than a call.
+/// Does the same as `appendAny`, with a fast path for short texts. If zeros follow the text of the buffer, as
+/// they usually do, an append moves no bytes, even if the added text is a part of the buffer. The function is
+/// inline because copying a short text takes less time than a call.
 [[gnu::always_inline]] inline bool append(TextBlock& block, const char* text, std::size_t count) {
   if (count > text::shortPiece || !endsInZeros(block, count)) return appendAny(block, text, count);
   char* const end = block.bytes + block.length;
@@ -53,9 +53,9 @@ bool appendAny(TextBlock& block, const char* text, std::size_t count);
   return true;
 }
 
-/// Makes room for `count` bytes at the end of the text and returns it; returns null if there is no memory.
-/// The caller writes the bytes, none of which may be 0. The length already includes these bytes, and zeros
-/// follow them.
+/// Makes room for `count` bytes at the end of the text and returns the address of the room, or null if there
+/// is no memory. The caller writes the bytes, none of which may be 0. When the function returns, the length
+/// of the text already includes the `count` bytes, and zeros follow them.
 char* openAtEnd(TextBlock& block, int count);
 
 }  // namespace tarvo::oss

@@ -79,8 +79,8 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   takeText(bytes);
 }
 
-/// Returns room for a text of that length, or null if there is no memory. After the room there are as many
-/// zeros as the kernels read after a text.
+/// Returns room for a text of `length` bytes, or null if there is no memory. After the room there are as many
+/// zeros as the kernels read after the end of a text.
 char* UTF8Iterator::roomFor(std::size_t length) {
   static_assert(inlineSize >= inlineCapacity + text::spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();
@@ -148,9 +148,9 @@ inline const char* UTF8Iterator::step() {
   return reinterpret_cast<const char*>(next_++);
 }
 
-/// Prepares the next characters. At the beginning of the text it prepares only a few, because the caller may
-/// not need more. The remaining bytes start with a character, so if there are any, at least one character is
-/// prepared.
+/// Prepares the next characters. At the beginning of the text the function prepares only a few characters,
+/// because the caller may not need more characters. The remaining bytes start at the beginning of a
+/// character, so the function prepares at least one character if there are remaining bytes.
 bool UTF8Iterator::spreadMore() {
   if (position_ >= length_) return false;  // without a text both are 0
   const int most = position_ == 0 ? charactersAtFirst : charactersAtOnce;

@@ -25,8 +25,9 @@ namespace {
 constexpr const char* utf8 = "UTF-8";
 
 /// Appends `more` to `text`. If there is no memory for a larger text, `text` does not change, whereas ICU's
-/// own append would lose its contents. (If `text` shares its units with another string, it becomes bogus.) If
-/// `text` is empty, it takes over the units of `more`, unless their capacity is much larger than needed.
+/// own append would lose its contents. (If `text` shares its units with another string, `text` becomes
+/// bogus.) If `text` is empty, `text` takes over the units of `more`, unless the capacity of `more` is much
+/// larger than needed.
 void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
   const std::int64_t length = std::int64_t{text.length()} + more.length();
@@ -44,7 +45,8 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
 }
 
 /// Decodes the bytes directly into the free space of the string. One unit for each byte always suffices. If
-/// there is less room, or if the bytes are not well-formed UTF-8, returns false and appends nothing.
+/// the string has less free space, or if the bytes are not well-formed UTF-8, returns false and appends
+/// nothing.
 bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t count) {
   const std::int32_t length = text.length();
   const auto room = static_cast<std::size_t>(text.getCapacity() - length);
@@ -69,8 +71,8 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
-  // An append does not report that there was no memory, so an empty result is checked. If a long text begins
-  // with a NUL, an empty string is correct.
+  // An append does not report a lack of memory. An empty result of a text that is not empty means that there
+  // was no memory, with one exception: the result of a long text that begins with a NUL is empty, too.
   if (length() == 0 && !text.isEmpty() && text.charAt(0) != u'\0') throw std::bad_alloc();
 }
 
@@ -94,7 +96,7 @@ int UTF8String::getString(char* target, int capacity, const char* codepage) cons
   return Converter::convert(target, capacity, utf8, getString(), codepage);
 }
 
-/// The argument is the left operand of the comparison, so the sign is the reverse of the usual one.
+/// The argument is the left operand of the comparison, so the sign is the reverse of the usual sign.
 signed char UTF8String::compare(const char* text) const {
   if (text == nullptr) return -1;
   const int difference = std::strcmp(text, getString());

@@ -24,9 +24,10 @@ class EnglishRuntimeLocale {
 
 /// A lock: while an object of this class exists, no other thread can switch the locale. The library holds the
 /// lock while the standard library prints numbers. If the locale belongs to the process, the standard library
-/// switches it too, and without the lock it could restore another thread's "English" locale after that thread
-/// has ended its switch. A thread that holds the lock may switch the locale or take the lock again. On
-/// platforms where a switch affects only the calling thread the class does nothing.
+/// switches the locale too. Without the lock, the standard library could restore the "English" locale of
+/// another thread after that thread has ended its switch. A thread that holds the lock may switch the locale
+/// or take the lock again. On platforms where a switch affects only the calling thread the class does
+/// nothing.
 class RuntimeLocaleLock {
  public:
   RuntimeLocaleLock() noexcept;

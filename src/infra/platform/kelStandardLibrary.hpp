@@ -15,8 +15,8 @@
 #if !defined(_LIBCPP_VERSION)
 U_NAMESPACE_BEGIN
 
-// The declaration is the one in ICU's header for streams. That header is not included here because it also
-// includes <iostream>, which would construct the standard streams when the library is loaded.
+// This is the declaration from ICU's header for streams. This file does not include ICU's header, because
+// that header includes <iostream>, which would construct the standard streams when the library is loaded.
 U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
 
 U_NAMESPACE_END

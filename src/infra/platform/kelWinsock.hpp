@@ -5,14 +5,15 @@
 #include <string>
 #include <vector>
 
-/// The interface between the networking classes and the system. On every platform it has the functions,
-/// numbers and results of Winsock. Each platform has one source that implements `systemWinsock`; tests
-/// replace it by an implementation that fails on request.
+/// The interface between the networking classes and the system. On every platform this interface has the
+/// functions, numbers and results of Winsock. Each platform has one source that implements `systemWinsock`;
+/// tests replace it by another implementation, which fails on request.
 ///
-/// Unless a function says otherwise, it returns 0 or a count if it succeeds, and `socketError` (-1) if it
-/// fails. After a failure `WSAGetLastError` returns the code of the failure to the calling thread, until the
-/// thread makes the next call. If a handle is closed or not a socket, the code is `wsa::notASocket` on every
-/// platform. A signal neither ends a call nor extends its timeout. No call raises SIGPIPE.
+/// Unless the comment of a function says otherwise, the function returns 0 or a count if it succeeds, and
+/// `socketError` (-1) if it fails. After a failure `WSAGetLastError` returns the code of the failure to the
+/// calling thread, until the thread makes the next call. If a handle is closed, or if it is not a socket, the
+/// code is `wsa::notASocket` on every platform. A signal neither ends a call nor extends its timeout. No call
+/// raises SIGPIPE.
 namespace tarvo::platform {
 
 using SocketHandle = unsigned long long;
@@ -70,8 +71,8 @@ inline constexpr int shutdownBoth = 2;
 
 /// Sizes of Winsock's socket addresses. A Winsock address is a sequence of bytes that is the same on every
 /// processor. A Winsock address begins with the family (2 bytes, little-endian) and the port (2 bytes,
-/// big-endian). For IPv4 the address follows. For IPv6 the flow label, the address and the scope (4 bytes,
-/// little-endian) follow.
+/// big-endian). In an IPv4 address, the 4 bytes of the address follow the port. In an IPv6 address, the flow
+/// label, the 16 bytes of the address and the scope (4 bytes, little-endian) follow the port.
 inline constexpr std::size_t inetAddressSize = 16;
 inline constexpr std::size_t inet6AddressSize = 28;
 inline constexpr std::size_t scopeOffset = 24;
@@ -89,7 +90,7 @@ struct SocketSet {
   unsigned int count = 0;
   SocketHandle handles[most];
 
-  /// Adds a handle as FD_SET does: if the handle is in the set already, or if the set is full, nothing
+  /// Adds a handle as FD_SET does: if the set already contains the handle, or if the set is full, nothing
   /// changes.
   void add(SocketHandle handle) noexcept {
     if (count < most && !contains(handle)) handles[count++] = handle;
@@ -140,8 +141,8 @@ struct ResolvedAddress {
 // the platform's object can be constant-initialised.
 class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see above
  public:
-  /// Returns 0 or an error code; `data.version` becomes the version that was started. The system counts the
-  /// calls, and `WSACleanup` must be called once for each.
+  /// Returns 0 or an error code, and sets `data.version` to the version that was started. The system counts
+  /// the calls of `WSAStartup`, and the program must call `WSACleanup` once for each of them.
   virtual int WSAStartup(std::uint16_t version, StartupData& data) = 0;
   virtual int WSACleanup() = 0;
   virtual int WSAGetLastError() = 0;
@@ -153,8 +154,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// it.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
   /// Connects to a Winsock address. The code of a failure is `wouldBlock` if the socket is non-blocking and
-  /// the attempt is in progress, and `noBuffers` if the system lacks resources to begin. The code is
-  /// `familyNotSupported` if the family of the address is neither IPv4 nor IPv6, and `badAddress` if the
+  /// the attempt is in progress, and `noBuffers` if the system lacks the resources for the attempt. The code
+  /// is `familyNotSupported` if the family of the address is neither IPv4 nor IPv6, and `badAddress` if the
   /// address is too short.
   virtual int connect(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
@@ -168,52 +169,54 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// without closing it. Therefore threads that wait return before the number of the socket can be given to
   /// another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
-  /// Closes the socket, even if the call returns an error. The only handles that are not closed are those
-  /// that are not open sockets.
+  /// Closes the socket, even if the call returns an error, unless the handle is not an open socket.
   virtual int closesocket(SocketHandle handle) = 0;
 
   /// Waits until a socket is ready, keeps only the ready sockets in each set, in their order, and returns the
   /// number of sockets in the three sets. If `timeout` is null, the wait has no limit. A connection that was
   /// reset or closed is readable. A failed connect is in the error set and not in the write set, and its
-  /// pending error is kept. If a handle is not an open socket, a call that waits reports that before it
-  /// waits. A call that does not wait, or in which another socket is ready, may not detect such a handle.
+  /// pending error is kept. If a handle is not an open socket, a call that waits reports the error before it
+  /// waits. A call that does not wait may not detect such a handle, and neither may a call in which another
+  /// socket is ready at once.
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
-  /// The code is `wouldBlock` if a non-blocking socket would wait, and `timedOut` if a blocking socket has
-  /// waited for its timeout. The code is `shutDown` after this process has shut down the direction; a call
-  /// that waits in another thread while both directions are shut down also fails with `shutDown`. After one
-  /// call has reported a reset, every call fails with `connectionReset`.
+  /// The code of a failure is `wouldBlock` if a non-blocking socket would wait, and `timedOut` if a blocking
+  /// socket has waited until its timeout. After this process has shut down a direction, a call in this
+  /// direction fails with `shutDown`. If both directions are shut down while a call waits in another thread,
+  /// that call fails with `shutDown`, too. After one call has reported a reset, every call fails with
+  /// `connectionReset`.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;
 
-  /// As `send` and `recv`, but without waiting, whatever the mode and the timeouts of the socket, none of
-  /// which changes: `wouldBlock` if nothing can be transferred at once. Only one thread at a time may be
-  /// in each direction.
+  /// These functions do the same as `send` and `recv`, but never wait, whatever the mode and the timeouts of
+  /// the socket are. They do not change the mode or the timeouts. The code is `wouldBlock` if no byte can be
+  /// transferred at once. Only one thread at a time may send, and only one thread at a time may receive.
   virtual int sendNow(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recvNow(SocketHandle handle, char* bytes, int length) = 0;
 
   /// Waits until one of the entries is ready, however many there are, and sets `ready` in each; returns the
-  /// number of ready entries. Waits at most `milliseconds`, without limit if they are negative. A connection
-  /// that is lost or closed, and an attempt to connect that has failed, is ready for all that is wanted, so
-  /// the next call on it reports the reason. `notASocket` for a handle that is not open, `noBuffers` without
-  /// memory for the system's list.
+  /// number of ready entries. Waits at most `milliseconds`; if `milliseconds` is negative, the wait has no
+  /// limit. A socket whose connection is lost or closed, or whose attempt to connect has failed, is ready for
+  /// every requested event, so that the next call on the socket reports the reason. The code of a failure is
+  /// `notASocket` if a handle is not open, and `noBuffers` if there is no memory for the system's list.
   virtual int poll(PollEntry* entries, std::size_t count, long long milliseconds) = 0;
 
   /// Sets FIONBIO: with `mode` 1 the socket is non-blocking.
   virtual int ioctlsocketNonBlocking(SocketHandle handle, unsigned long mode) = 0;
-  /// All options have a 4-byte value. Timeouts are milliseconds.
+  /// The value of every option has 4 bytes. Timeouts are milliseconds.
   virtual int setsockopt(SocketHandle handle, int level, int option, int value) = 0;
   virtual int getsockopt(SocketHandle handle, int level, int option, int& value) = 0;
   /// Writes at most `length` bytes of the socket's local Winsock address, and sets `length` to the number of
   /// bytes written.
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
-  /// The same for the address of the peer; `notConnected` without one.
+  /// Does the same for the address of the peer. The code of a failure is `notConnected` if the socket has no
+  /// peer.
   virtual int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
-  /// Returns 0 and fills `list` in the resolver's order, or returns a code: `hostNotFound`, `tryAgain` or
-  /// another one. If `node` is null, it means this machine. If `service` is a number above 65535, the code is
-  /// `typeNotFound`.
+  /// Returns 0 and stores the addresses in `list` in the resolver's order, or returns an error code:
+  /// `hostNotFound`, `tryAgain` or another code. If `node` is null, it means this machine. If `service` is a
+  /// number above 65535, the code is `typeNotFound`.
   virtual int getaddrinfo(const char* node, const char* service, const AddressHints& hints,
                           std::vector<ResolvedAddress>& list) = 0;
   /// Returns the system's text for a code of the resolver, as FormatMessageA does: one line of at most 1023

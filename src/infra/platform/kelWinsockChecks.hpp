@@ -10,7 +10,7 @@
 /// arguments differently.
 namespace tarvo::platform {
 
-/// Returns 0, or the Winsock code if there are no sockets of this family and type.
+/// Returns 0, or the Winsock code of the error if no socket can have this family and type.
 inline int socketRefusal(int family, int type) noexcept {
   constexpr int lastType = 5;  // some systems use further bits as flags
   if (family != familyInet && family != familyInet6) return wsa::familyNotSupported;
@@ -24,8 +24,8 @@ inline int familyOf(const unsigned char* address) noexcept {
 }
 
 /// Returns 0 if a Winsock address is valid, otherwise the code of the error. Only IPv4 and IPv6 are accepted.
-/// An untrusted record can contain other families, which have a meaning for some systems; "no family" can
-/// even end a connection.
+/// An untrusted record can contain other families, which have a meaning for some systems. For example, some
+/// systems end the connection of a socket if a program connects it to the family "no family".
 inline int addressRefusal(const unsigned char* address, std::size_t length) noexcept {
   if (address == nullptr || length < sizeof(std::uint16_t)) return wsa::badAddress;
   const int family = familyOf(address);

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The two alphabets of RFC 4648, in the order of the values. All other Base64 tables are computed from these
-/// at compile time.
+/// The two alphabets of RFC 4648, in the order of the values. The compiler computes all other Base64 tables
+/// from these two alphabets.
 namespace tarvo::simd {
 
 using Base64Characters = char[65];

@@ -6,8 +6,8 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Base64 for vectors of 16 and of 32 bytes. Their table look-ups choose among 16 bytes: each block of 16
-/// bytes in a vector has its own table.
+/// Base64 for vectors of 16 and of 32 bytes. A table look-up of such a vector chooses among 16 bytes: each
+/// block of 16 bytes in the vector has a separate table.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -55,8 +55,8 @@ constexpr GroupOrder fromStart(0, 6, 0, 6);
 constexpr GroupOrder upToEnd(4, 10, 4, 10);
 constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
 
-/// Returns the bytes of four groups out of 16 bytes at `src`. Depending on `order`, the first group begins at
-/// the first byte or the last group ends at the last byte.
+/// Returns the bytes of four groups out of 16 bytes at `src`. `order` says whether the first group begins at
+/// the first byte, or the last group ends at the last byte.
 HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
   return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
 }
@@ -73,8 +73,8 @@ HWY_INLINE hn::Vec256<Byte> groupsAt(hn::Full256<Byte> d, const Byte* src, const
 }
 #endif
 
-/// Returns the characters of groups, which are in the order of GroupOrder. A multiplication shifts each
-/// 16-bit lane by a different count.
+/// Returns the characters of `groups`, whose bytes are in the order of GroupOrder. A multiplication shifts
+/// each 16-bit lane by a different count.
 template <class D, class V>
 HWY_INLINE V charactersOf(D d, V groups, V table) {
   const hn::Repartition<std::uint16_t, D> d16;
@@ -83,7 +83,7 @@ HWY_INLINE V charactersOf(D d, V groups, V table) {
   const auto first = hn::MulHigh(hn::And(lanes, eachFour<0x0FC0FC00>(d16)), eachFour<0x04000040>(d16));
   const auto second = hn::And(lanes, eachFour<0x003F03F0>(d16)) * eachFour<0x01000010>(d16);
   const auto values = bytesOfLanes(d16, hn::Or(first, second));
-  // In the mask, values above 25 have -1, so subtracting the mask selects the next row for them.
+  // The mask contains -1 for values above 25, so subtracting the mask selects the next row for these values.
   const auto small =
       hn::VecFromMask(signedBytes, hn::Gt(hn::BitCast(signedBytes, values), each<25>(signedBytes)));
   const auto row = hn::SaturatedSub(values, each<51>(d)) - hn::BitCast(d, small);
@@ -123,7 +123,7 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
     encodeAt(narrow, dest, bytes, fromStart, table);
     pass(narrowGroups);
   }
-  // From here on, reads and writes end exactly where the groups end; some units are written twice.
+  // The following reads and writes end exactly where the groups end, so some units are written twice.
   while (left > 0) {  // NOLINT(bugprone-infinite-loop): `pass` reduces `left`
     pass(left < narrowGroups ? left : narrowGroups);
     encodeAt(narrow, dest - hn::MaxLanes(narrow), bytes - hn::MaxLanes(narrow), upToEnd, table);
@@ -133,10 +133,10 @@ std::size_t encodeGroups(unsigned short* dest, const char* src, std::size_t grou
 
 // --- decode
 
-/// A character is looked up by its two nibbles. The row of the low nibble has one bit for each high nibble;
-/// the bit is set if the two nibbles form a character of the alphabet. The number to add to a character to
-/// get its value depends only on the high nibble, with one exception: one character uses row 0, which no
-/// other character uses.
+/// A character is looked up by its two nibbles. The table has a row for each low nibble. The row has one bit
+/// for each high nibble; the bit is set if the two nibbles form a character of the alphabet. The number to
+/// add to a character to get its value depends only on the high nibble, with one exception: one character of
+/// the alphabet uses row 0, and no other character uses row 0.
 struct DecodeTable {
   Blocks highHalves;
   Blocks toAdd;
@@ -188,7 +188,7 @@ HWY_INLINE hn::Vec256<Byte> narrowed(hn::Full256<Byte>, const unsigned short* sr
                       hn::Combine(d16, hn::LoadU(half, src + 24), hn::LoadU(half, src + 8)));
 }
 
-/// Stores the first 12 bytes of each block.
+/// Stores the first 12 bytes of each block of 16 bytes.
 HWY_INLINE void storeBytes(hn::Full256<Byte> d, hn::Vec256<Byte> bytes, Byte* dest) {
   alignas(32) static constexpr std::uint32_t quarters[] = {0, 1, 2, 4, 5, 6, 3, 7};
   const hn::Full256<std::uint32_t> d32;
@@ -234,7 +234,7 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   for (; groups - taken >= narrowGroups; taken += narrowGroups) {
     if (!decodeAt<alphabet>(narrow, dest + taken * 3, src + taken * 4)) return taken;
   }
-  // Decodes the last groups; some of them may have been decoded before.
+  // Decodes the last groups of the text; some of these groups may have been decoded before.
   const std::size_t last = groups - narrowGroups;
   return last == taken || decodeAt<alphabet>(narrow, dest + last * 3, src + last * 4) ? groups : taken;
 }

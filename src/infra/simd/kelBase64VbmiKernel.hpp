@@ -42,11 +42,11 @@ consteval ByteTable groupsInLanes() {
 
 constexpr ByteTable laneOrder = groupsInLanes();
 
-/// The bit positions at which the values of a lane start: the even bytes have the positions of the lower
-/// group, the odd bytes those of the upper group.
+/// The bit positions at which the values of a lane start: the even bytes contain the positions for the lower
+/// group, and the odd bytes contain the positions for the upper group.
 constexpr long long valuePlaces = 0x1800'1E06'240C'2A12;
 
-/// The units of 16 groups, 32 in each vector.
+/// The units of 16 groups. Each vector contains 32 units.
 struct Units {
   Vector low;
   Vector high;
@@ -71,8 +71,9 @@ __attribute__((always_inline)) inline void encodeSome(unsigned short* dest, cons
   _mm512_mask_storeu_epi16(dest + 32, static_cast<__mmask32>(all >> 32U), units.high);
 }
 
-/// Encodes the groups up to the next cache line of the destination and returns their number, so that later
-/// vectors do not cross cache lines. If no group ends at that line, encodes nothing.
+/// Encodes the groups up to the next cache line of the destination, so that later vectors do not cross cache
+/// lines, and returns the number of these groups. If no group ends at the start of that cache line, encodes
+/// nothing.
 template <Base64Alphabet alphabet>
 __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, const char* src) {
   const std::size_t before = -reinterpret_cast<std::uintptr_t>(dest) % 64;
@@ -81,7 +82,8 @@ __attribute__((noinline)) std::size_t encodeBeforeLine(unsigned short* dest, con
   return before / 8;
 }
 
-/// Loads the bytes of up to 16 groups. If a whole vector can be read, the vector contains further bytes.
+/// Loads the bytes of up to 16 groups. If the function may read a whole vector, the vector also contains
+/// bytes after the groups.
 __attribute__((always_inline)) inline Vector bytesOfBlock(const char* src, std::size_t groups) {
   return groups * 3 >= sizeof(Vector) ? _mm512_loadu_si512(src)
                                       : _mm512_maskz_loadu_epi8(firstBits(blockGroups * 3), src);

@@ -10,7 +10,7 @@ namespace tarvo::simd {
 std::span<const Kernels* const> availableKernels();
 
 /// Returns the fastest available kernels, or the kernels that were set by `useKernels`. Any number of threads
-/// may call it at once.
+/// may call this function at the same time.
 const Kernels& kernels();
 
 /// For tests: sets the kernels that are used from now on. `chosen` is one of the available kernels; null

@@ -11,8 +11,8 @@
 /// not clear the upper halves of the vector registers on return, and all SSE code of the process runs several
 /// times slower afterwards.) Such a file must not define a function that the linker could merge with a copy
 /// from another file, because the merged copy might run on a processor without these instructions. Therefore
-/// its table of kernels is the only definition with external linkage, and it uses no inline functions of the
-/// standard library. tests/inspect checks both rules.
+/// the table of kernels is the only definition with external linkage in such a file, and such a file uses no
+/// inline functions of the standard library. tests/inspect checks both rules.
 ///
 /// docs/platforms.md lists the kernels of each processor.
 namespace tarvo::simd {
@@ -30,11 +30,11 @@ constexpr std::size_t spreadReadsAfter = 23;
 
 struct Kernels {
   /// Encodes at most `groups` groups of three bytes to four units each, and returns the number of groups
-  /// encoded. Reads and writes nothing after these groups. The caller encodes the rest.
+  /// encoded. The kernel reads and writes nothing after these groups. The caller encodes the other groups.
   using EncodeGroups = std::size_t (*)(unsigned short* dest, const char* src, std::size_t groups);
   /// Decodes at most `groups` groups of four units to three bytes each, and returns the number of groups
-  /// decoded. Stops before a unit that is not in the alphabet. Writes no byte after these groups. The caller
-  /// decodes the rest, which may still contain valid groups.
+  /// decoded. Stops before a unit that is not in the alphabet. The kernel writes no byte after these groups.
+  /// The caller decodes the rest of the text, which may still contain valid groups.
   using DecodeGroups = std::size_t (*)(char* dest, const unsigned short* src, std::size_t groups);
   /// Returns the number of characters of a text, or -1 if it is malformed by the Unicode Standard's table of
   /// well-formed byte sequences. Reads nothing after `length` bytes.
@@ -51,9 +51,9 @@ struct Kernels {
   /// the caller's loop would be faster, and the caller converts the rest. The kernel may write anything to
   /// the units after the result, up to `length` units.
   using Utf16FromUtf8 = Converted (*)(unsigned short* dest, const char* text, std::size_t length);
-  /// Converts the beginning of a UTF-16 text to UTF-8; if the text contains a lone surrogate, only ASCII. The
-  /// kernel may write anything to the bytes after the result, up to the size of the whole text, because the
-  /// caller then writes the rest.
+  /// Converts the beginning of a UTF-16 text to UTF-8. If the text contains an unpaired surrogate, the kernel
+  /// may convert only ASCII. The kernel may write anything to the bytes after the result, up to the size of
+  /// the whole text, because the caller then writes the rest.
   using Utf8FromUtf16 = Converted (*)(char* dest, const unsigned short* units, std::size_t count);
 
   const char* name;

@@ -10,8 +10,7 @@ constexpr const Kernels* all[] = {&plainKernels, &vectorKernels};
 
 }  // namespace
 
-/// The build defines KELINFRA_VECTOR_CAPABILITIES, the capabilities of the processor that the vector kernels
-/// need.
+/// The build defines KELINFRA_VECTOR_CAPABILITIES: the processor capabilities that the vector kernels need.
 std::span<const Kernels* const> availableKernels() {
   constexpr unsigned long needed = KELINFRA_VECTOR_CAPABILITIES;
   const bool hasVectors = (getauxval(AT_HWCAP) & needed) == needed;

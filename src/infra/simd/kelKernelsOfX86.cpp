@@ -43,7 +43,7 @@ bool holds(unsigned word, std::initializer_list<unsigned> bits) {
   return true;
 }
 
-/// Returns the sets of registers that the system saves for a thread, one bit each.
+/// Returns a number with one bit for each set of registers that the system saves for a thread.
 unsigned savedRegisters(const Leaf& first) {
   if (!holds(first.c, {first_c::OSXSAVE})) return 0;
   unsigned low = 0;
@@ -66,7 +66,7 @@ bool hasAvx512(const Leaf& first, const Leaf& seventh) {
          holds(seventh.c, {seventh_c::AVX512VBMI});
 }
 
-/// Returns the number of kernels in `all` that this processor can run; they are the first ones of the list.
+/// Returns the number of kernels at the beginning of the list `all` that this processor can run.
 std::size_t countAvailable() {
   const Leaf first(1);
   const Leaf seventh(7);

@@ -44,10 +44,11 @@ std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
 
 constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are found at once
 
-/// Returns the table for windows of eight bytes. A bit of the pattern says whether a byte is the last one of
-/// a character: bit 0 for the byte before the window, the other bits for the bytes of the window. The shuffle
-/// takes the last byte of each character of one or two bytes, and the byte before it if the character has
-/// two. Positions count from the byte before the window. The shuffle ends before the first larger character.
+/// Returns the table for windows of eight bytes. A bit of the pattern says whether a byte is the last byte of
+/// a character: bit 0 stands for the byte before the window, and the other bits stand for the bytes of the
+/// window. The shuffle takes the last byte of each character of one or two bytes, and both bytes of each
+/// character of two bytes. Positions count from the byte before the window. The shuffle ends before the first
+/// larger character.
 consteval auto windowsOfBytes() {
   WindowTable<512> windows;
   for (unsigned ends = 0; ends < 512; ++ends) {
@@ -66,8 +67,8 @@ consteval auto windowsOfBytes() {
 
 constexpr WindowTable<512> byteWindows = windowsOfBytes();
 
-/// Returns a bit for each byte of a stretch that is the last byte of a character. A last byte is a byte
-/// before one that starts a character, so the function reads one byte after the stretch.
+/// Returns a bit for each byte of a stretch that is the last byte of a character. A byte is the last byte of
+/// a character if the next byte starts a character. Therefore the function reads one byte after the stretch.
 HWY_INLINE std::uint64_t endsOf(const Byte* text) {
   const Widest d;
   std::uint64_t ends = 0;
@@ -93,8 +94,8 @@ HWY_INLINE void widenAscii(const Byte* text, Unit* dest) {
     hn::StoreU(hn::PromoteTo(d, hn::LoadU(narrow, text + at)), d, dest + at);
 }
 
-/// Converts the characters of one or two bytes that end within a window of eight bytes. Also reads the byte
-/// before the window.
+/// Converts the characters of one or two bytes that end within a window of eight bytes. The function also
+/// reads the byte before the window.
 HWY_INLINE void readWindow(const Byte* text, std::uint64_t ends, Unit* dest) {
   const Narrow d;
   const EightUnitsTag d16;
@@ -145,8 +146,8 @@ HWY_INLINE void readEightOfThree(const Byte* text, Unit* dest) {
   hn::StoreU(lanesOf(d16, units), d16, dest);
 }
 
-/// Converts the characters of a stretch, except a few at its end with which the next stretch then begins.
-/// Returns the number of bytes converted.
+/// Converts the characters of a stretch, except a few characters at its end; the next stretch then begins
+/// with these characters. Returns the number of bytes converted.
 HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& dest) {
   std::size_t at = 0;
   while (at <= stretch - 8) {
@@ -171,7 +172,7 @@ HWY_INLINE std::size_t readMixed(const Byte* text, std::uint64_t ends, Unit*& de
 
 HWY_INLINE std::size_t readStretch(const Byte* text, Unit*& dest) {
   const std::uint64_t ends = endsOf(text);
-  // If two adjacent bytes are both not the last byte of a character, the character has at least three bytes.
+  // If neither of two adjacent bytes is the last byte of a character, the character has at least three bytes.
   const bool small = (~ends & ~ends >> 1U) == 0;
   return small ? readSmall(text, ends, dest) : readMixed(text, ends, dest);
 }
@@ -247,8 +248,8 @@ HWY_INLINE V tailOf(V units) {
   return hn::Or(hn::And(units, eachUnit<0x3F>(d)), eachUnit<0x80>(d));
 }
 
-/// Converts units below U+0800. Writes 16 bytes, of which the first ones are valid, and returns the number of
-/// valid bytes.
+/// Converts units below U+0800. Writes 16 bytes and returns the number of valid bytes, which are at the
+/// beginning of the 16 bytes.
 template <class V>
 HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
   const EightUnitsTag d;
@@ -265,7 +266,7 @@ HWY_INLINE std::size_t writeWindow(V units, Byte* dest) {
 
 constexpr Blocks withoutFourth({0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, none, none, none, none});
 
-/// Converts eight units from U+0800 on, none of which is half of a surrogate pair. Writes 28 bytes, of which
+/// Converts eight units, all of which must be at least U+0800 and not surrogates. Writes 28 bytes, of which
 /// the first 24 are valid.
 template <class V>
 HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
@@ -281,8 +282,8 @@ HWY_INLINE void writeEightOfThree(V units, Byte* dest) {
   hn::StoreU(hn::TableLookupBytesOr0(high, order), bytes, dest + 12);
 }
 
-/// Converts `count` units one by one, and one more unit if the last one is the first half of a pair. Returns
-/// the number of units converted.
+/// Converts `count` units one by one, and one more unit if the last of these units is the first surrogate of
+/// a pair. Returns the number of converted units.
 HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size_t left, char*& dest) {
   std::size_t at = 0;
   while (at < count) {
@@ -295,7 +296,8 @@ HWY_INLINE std::size_t writeOnes(const Unit* units, std::size_t count, std::size
   return at;
 }
 
-/// Converts eight units, or nine if the eighth one begins a pair. Returns the number of units converted.
+/// Converts eight units, or nine units if the eighth unit is the first surrogate of a pair. Returns the
+/// number of units converted.
 HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& dest) {
   const EightUnitsTag d;
   const auto eight = hn::LoadU(d, units);
@@ -314,7 +316,7 @@ HWY_INLINE std::size_t writeEight(const Unit* units, std::size_t left, char*& de
 
 constexpr std::size_t asciiUnits = 32;
 
-/// Narrows `asciiUnits` units to bytes; returns false if one of them is not ASCII.
+/// Narrows `asciiUnits` units to bytes, or returns false if one of these units is not ASCII.
 HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
   const WidestUnits d;
   const hn::Rebind<Byte, WidestUnits> narrow;
@@ -330,7 +332,7 @@ HWY_INLINE bool narrowAscii(const Unit* units, char* dest) {
   return true;
 }
 
-/// Returns whether the text has no lone surrogate.
+/// Returns whether the text has no unpaired surrogate.
 HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   const WidestUnits d;
   for (std::size_t at = 0; at < count;) {
@@ -352,8 +354,8 @@ HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   return true;
 }
 
-/// A step may write bytes after its result. That is safe because after each step enough units are left for
-/// later steps, which overwrite these bytes.
+/// A step of the loop may write bytes after its result. These writes are safe, because after each step so
+/// many units remain that the results of later steps overwrite these bytes.
 Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
   char* to = dest;
   std::size_t at = 0;

@@ -15,8 +15,8 @@ constexpr bool isTail(unsigned byte) {
   return (byte & 0xC0) == 0x80;
 }
 
-/// Reads one character above U+007F. Returns the number of its bytes, or 0 if it is malformed by the Unicode
-/// Standard's table of well-formed byte sequences.
+/// Reads one character above U+007F. Returns the number of bytes of the character, or 0 if the character is
+/// malformed by the Unicode Standard's table of well-formed byte sequences.
 template <class Unit>
 std::size_t decode(const unsigned char* from, std::size_t count, Unit*& to) {
   const unsigned lead = from[0];
@@ -52,8 +52,8 @@ constexpr bool isPair(unsigned first, unsigned second) {
   return (first & 0xFC00) == 0xD800 && (second & 0xFC00) == 0xDC00;
 }
 
-/// Writes one character above U+007F, which has at least two bytes in UTF-8. Returns the number of its units,
-/// or 0 for a lone surrogate.
+/// Writes one character above U+007F, which has at least two bytes in UTF-8. Returns the number of UTF-16
+/// units of the character, or 0 for an unpaired surrogate.
 template <class Unit>
 std::size_t encode(const Unit* from, std::size_t count, char*& to) {
   const unsigned unit = from[0];

@@ -7,8 +7,8 @@
 HWY_BEFORE_NAMESPACE();
 
 /// Checks UTF-8 with vectors of any width. Every byte is checked together with the three bytes before it; for
-/// that the text is loaded again from one, two and three bytes further left. So any part of a text can be
-/// checked by itself, and a part can be checked twice.
+/// that the text is loaded again from one, two and three bytes further left. So the check of a part of a text
+/// does not depend on the checks of other parts, and checking a part twice does no harm.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -16,8 +16,9 @@ namespace {
 
 // --- faults of two adjacent bytes
 
-/// A kind of fault in two adjacent bytes. Three sets describe it: the high nibbles of the first byte, its low
-/// nibbles, and the high nibbles of the second byte. Bit n of a set stands for nibble n.
+/// A kind of fault in two adjacent bytes. Three sets of nibbles describe a fault: the high nibbles of the
+/// first byte, the low nibbles of the first byte, and the high nibbles of the second byte. Bit n of a set
+/// stands for nibble n.
 struct Fault {
   unsigned firstHigh;
   unsigned firstLow;
@@ -38,8 +39,8 @@ constexpr Fault faults[8] = {
     {continuations, anyLow, continuations},  // no fault if a lead byte further left needs both: bit 7
 };
 
-/// Returns a table that has for each nibble the faults to which it can belong. Two bytes have a fault if all
-/// three nibbles can belong to it.
+/// Returns a table that contains, for each nibble, the faults to which the nibble can belong. Two bytes have
+/// a fault if all three nibbles can belong to the fault.
 consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {
@@ -62,7 +63,8 @@ HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
       hn::And(hn::And(hn::TableLookupBytes(load(d, ofFirstHigh), hn::ShiftRight<4>(first)),
                       hn::TableLookupBytes(load(d, ofFirstLow), hn::And(first, each<0x0F>(d)))),
               hn::TableLookupBytes(load(d, ofSecondHigh), hn::ShiftRight<4>(bytes)));
-  // Bit 7 is set if a byte E0 to FF is two places to the left, or a byte F0 to FF three places.
+  // Bit 7 of a byte is set if the byte two positions before it is E0 to FF, or if the byte three positions
+  // before it is F0 to FF.
   const auto asked = hn::Or(hn::SaturatedSub(hn::LoadU(d, text - 2), each<0xE0 - 0x80>(d)),
                             hn::SaturatedSub(hn::LoadU(d, text - 3), each<0xF0 - 0x80>(d)));
   return hn::Xor(found, hn::And(asked, each<0x80>(d)));
@@ -70,7 +72,7 @@ HWY_INLINE V faultsAt(D d, const Byte* text, V bytes) {
 
 // --- stretches
 
-/// A check in progress. The last character taken may still turn out to be malformed.
+/// A check in progress. The last character that was counted may still turn out to be malformed.
 struct Progress {
   const Byte* text;
   Byte* dest;  // null: no copy is made
@@ -90,8 +92,8 @@ HWY_INLINE std::size_t total(D d64, V sums) {
   return static_cast<std::size_t>(hn::GetLane(hn::SumOfLanes(d64, sums)));
 }
 
-/// Checks four vectors at a time, while at least four are left. If all four are ASCII, the only possible
-/// fault is that the character before the first vector is incomplete.
+/// Checks four vectors at a time, while at least four are left. If all four vectors are ASCII, the only
+/// possible fault is that the character before the first vector is incomplete.
 template <bool copies, class D>
 HWY_INLINE bool takeFours(D d, Progress& progress) {
   const hn::Repartition<std::uint64_t, D> d64;
@@ -142,13 +144,13 @@ HWY_INLINE bool takeOnes(D d, Progress& progress) {
   return allZero(d, found);
 }
 
-/// A mask that is loaded from offset `left`: it has zeros for the bytes that were counted before, and ones
-/// for the last `left` bytes.
+/// The bytes from which a mask is loaded at the offset `left`: the mask has zeros for the bytes that were
+/// counted before, and ones for the last `left` bytes.
 alignas(32) constexpr Byte countMasks[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                                              1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-/// Checks the last bytes of a text, which are fewer than 16, in a vector that also contains the bytes before
-/// them. The bytes before them are checked again but not counted.
+/// Checks the last bytes of a text, which are fewer than 16, in a vector that also contains earlier bytes.
+/// The function checks these earlier bytes again but does not count them.
 template <bool copies>
 HWY_INLINE bool takeLast(Narrow d, Progress& progress) {
   const hn::Repartition<std::uint64_t, Narrow> d64;

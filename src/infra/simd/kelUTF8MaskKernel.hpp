@@ -6,9 +6,9 @@
 #include <cstdint>
 
 /// Checks UTF-8 on processors that have a mask bit for each of 64 bytes and table look-ups among 64 bytes.
-/// Two masks are compared: the bytes that are continuation bytes, and the bytes that must be continuation
-/// bytes because of the lead bytes before them. A table says which second bytes are not allowed after a lead
-/// byte.
+/// The check compares two masks: one for the bytes that are continuation bytes, and one for the bytes that
+/// must be continuation bytes because of the lead bytes before them. A table says which second bytes are not
+/// allowed after a lead byte.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -18,8 +18,8 @@ using Mask = __mmask64;
 
 constexpr std::size_t width = 64;
 
-/// Table indexed by the low six bits of a lead byte; each entry says which quarters of 80 to BF its second
-/// byte must not be in.
+/// Table indexed by the low six bits of a lead byte; each entry says which quarters of the range 80 to BF
+/// must not contain the second byte.
 consteval ByteTable tableOfLeads() {
   ByteTable table;
   table.at[0x00] = table.at[0x01] = 0b1111;                                  // C0, C1: overlong
@@ -31,8 +31,8 @@ consteval ByteTable tableOfLeads() {
   return table;
 }
 
-/// Table indexed by the low six bits of the second byte; each entry says which quarter of the range the byte
-/// is in.
+/// Table indexed by the low six bits of the second byte; each entry says which quarter of the range 80 to BF
+/// contains the byte.
 consteval ByteTable tableOfSeconds() {
   ByteTable table;
   for (unsigned byte = 0; byte < width; ++byte) table.at[byte] = static_cast<unsigned char>(1U << byte / 16);
@@ -59,8 +59,8 @@ struct Progress {
   Mask faults = 0;
   std::size_t continuations = 0;
 
-  /// Checks and counts the 64 bytes of `bytes`. The other vectors contain the 64 bytes that begin one, two
-  /// and three bytes before them.
+  /// Checks the 64 bytes of `bytes` and counts their characters. The other vectors contain the 64 bytes that
+  /// begin one, two and three bytes earlier in the text.
   __attribute__((always_inline)) void take(Vector bytes, Vector first, Vector second, Vector third) {
     const Mask continuing = _mm512_cmplt_epi8_mask(bytes, each(0xC0));
     const Mask afterLead = _mm512_cmpge_epu8_mask(first, each(0xC0));
@@ -77,8 +77,8 @@ struct Progress {
   }
 };
 
-/// Checks at most 64 bytes as if zeros followed them; a zero is not a continuation byte. The bytes must be
-/// the first ones of the text, or at least three bytes must precede them.
+/// Checks at most 64 bytes as if zeros followed them; a zero is not a continuation byte. Either the bytes are
+/// the first bytes of the text, or at least three bytes precede them.
 template <bool copies>
 __attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, std::size_t count) {
@@ -98,8 +98,8 @@ __attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* tex
   return bytes;
 }
 
-/// Checks 4 * 64 bytes. If all are ASCII, the only possible fault is that the character before them is
-/// incomplete.
+/// Checks 4 * 64 bytes. If all these bytes are ASCII, the only possible fault is that the character before
+/// them is incomplete.
 template <bool copies>
 __attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, bool& asciiBefore) {
@@ -117,9 +117,9 @@ __attribute__((always_inline)) inline void takeFour(Progress& progress, char* de
   progress.take(v3, text + at + 3 * width);
 }
 
-/// Returns the number of bytes to check first; the text may have fewer. For a long text it is the number of
-/// bytes before a cache line, so that later vectors do not cross cache lines. For a short text, or if fewer
-/// than three bytes precede the line, it is the width of a vector.
+/// Returns the number of bytes to check first; the text may have fewer bytes. For a long text the result is
+/// the number of bytes before the next cache line, so that later vectors do not cross cache lines. For a
+/// short text, or if fewer than three bytes precede the cache line, the result is the width of a vector.
 __attribute__((always_inline)) inline std::size_t sizeOfHead(const char* text, std::size_t length) {
   constexpr std::size_t isLong = 16 * width;
   const std::size_t before = width - reinterpret_cast<std::uintptr_t>(text) % width;

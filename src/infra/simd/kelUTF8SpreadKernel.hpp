@@ -6,8 +6,8 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Stores each character of a text in eight bytes. The starts of all characters in sixteen bytes are found at
-/// once, so the work for a character does not depend on the character before it.
+/// Stores each character of a text in eight bytes. The kernel finds the starts of all characters in sixteen
+/// bytes at once, so the work for a character does not depend on the character before it.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -29,7 +29,7 @@ struct Starts {
 
 constexpr Starts startsOfEight;
 
-/// Returns the indices of eight bytes, each repeated eight times.
+/// Returns the indices of eight bytes; each index is repeated eight times.
 consteval auto eachEightTimes() {
   struct {
     alignas(64) Byte at[64];
@@ -46,7 +46,7 @@ constexpr Blocks leastLead({0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                             0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF});
 
 /// Writes eight words for the characters that start within eight bytes, and returns the number of these
-/// characters. The words after them are not valid. Reads 16 bytes.
+/// characters. Of the eight words, those after the words of these characters are not valid. Reads 16 bytes.
 HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::uint64_t* dest) {
   const Widest d;
   const hn::Repartition<std::uint64_t, Widest> d64;

@@ -20,8 +20,9 @@ inline std::uint64_t wordAt(const char* text) {
   return machine::littleEndianAt<std::uint64_t>(text);
 }
 
-// Each function tests whether a word begins with a well-formed character of a size. Each function tests the
-// bits that every character of the size has, and excludes the first two bytes that are not allowed.
+// Each of the following functions tests whether a word begins with a well-formed character of one size. The
+// function tests the bits that all characters of this size have in common, and excludes the first two bytes
+// that are not allowed.
 
 constexpr bool isOfTwo(std::uint64_t word) {
   return (word & 0xC0E0) == 0x80C0 && (word & 0x1E) != 0;  // C0, C1: overlong
@@ -37,15 +38,15 @@ constexpr bool isOfFour(std::uint64_t word) {
   return (word & 0xC0C0C0F8) == 0x808080F0 && top != 0 && ((top & 0x07) < 4 || top == 4);
 }
 
-/// The numbers of bytes and characters checked so far.
+/// The numbers of bytes and characters that were already checked.
 struct Taken {
   std::size_t bytes = 0;
   std::size_t characters = 0;
 };
 
 /// Checks the ASCII characters at the start of the word, or one character if the word does not start with
-/// ASCII. Returns false if the character is malformed. Each size has a separate branch. Most texts use one
-/// size, so the branch is predicted and the next step does not wait for the size.
+/// ASCII. Returns false if the character is malformed. Each size has a separate branch. Most texts use
+/// characters of one size, so the processor predicts the branch and the next step does not wait for the size.
 __attribute__((always_inline)) inline bool takeWord(std::uint64_t word, Taken& taken) {
   const std::uint64_t foreign = word & 0x8080808080808080;
   if (foreign == 0) {

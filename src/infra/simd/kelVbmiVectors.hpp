@@ -5,7 +5,7 @@
 #include <cstddef>
 
 /// Vectors of 64 bytes, with a mask bit for each byte and table look-ups among all bytes. These functions are
-/// written without Highway, which has no functions for the instructions.
+/// written without Highway, because Highway has no functions for these instructions.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set

@@ -3,12 +3,12 @@
 #include "machine/kelByteOrder.hpp"
 
 // The vector operations of the target for which the including file is compiled. Highway picks the widest
-// target that the compiler's flags allow. Because of the macros below it does not require instructions that
-// no kernel needs.
+// target that the compiler's flags allow. Because of the macros below Highway does not require instructions
+// that no kernel needs.
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
-// These targets are excluded because the kernels need the size of a vector at compile time.
+// This file excludes the following targets, because the kernels need the size of a vector at compile time.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #include <hwy/highway.h>
 
@@ -37,8 +37,8 @@ HWY_INLINE Byte* bytesOf(char* text) {
 
 // --- constants
 
-/// The same 16 bytes, repeated for each block of the widest vector. The constant has this width because GCC
-/// 12 widens a narrower constant inside the loop.
+/// A constant that repeats the same 16 bytes for each block of the widest vector. The constant has this width
+/// because GCC 12 widens a narrower constant inside the loop.
 struct alignas(64) Blocks {
   Byte at[64] = {};
 
@@ -97,7 +97,7 @@ HWY_INLINE auto bytesOfLanes(D d, hn::Vec<D> lanes) {
 
 // --- bytes of UTF-8
 
-/// Returns FF for each byte that starts a character, otherwise 0.
+/// Returns a vector that contains FF for each byte that starts a character, and 0 for the other bytes.
 template <class D, class V>
 HWY_INLINE V startsOf(D d, V bytes) {
   const hn::Repartition<std::int8_t, D> signedBytes;
@@ -153,7 +153,8 @@ HWY_INLINE hn::Vec128<Byte> packedBlocks(hn::Vec128<std::uint16_t> a, hn::Vec128
                      hn::DemoteTo(half, hn::BitCast(d16, a)));
 }
 
-/// Returns for each lane the sum of its first half, shifted left, and its second half.
+/// Returns a vector that contains, for each lane, the sum of the first half of the lane, shifted left, and
+/// the second half of the lane.
 template <int bits, std::uint32_t lowHalves, class D>
 HWY_INLINE hn::Vec<D> joinedHalves(D d, hn::Vec<D> lanes) {
   const auto low = hn::And(lanes, eachFour<lowHalves>(d));

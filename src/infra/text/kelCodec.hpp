@@ -7,13 +7,13 @@
 
 namespace tarvo::text {
 
-/// The result of a codec that has not converted the text, so that ICU has to convert it.
+/// A codec returns this result if it has not converted the text, so that ICU has to convert the text.
 constexpr int icuHasTo = -1;
 
-/// A code page that is converted without ICU: the table of a single-byte code page (kelSingleByteTable.hpp),
-/// UTF-8 (kelUTF8Conversion.hpp), and UTF-16 in either byte order without byte order marks
-/// (kelUTF16.hpp). A codec returns the same result as ICU for the texts that it converts; it leaves other
-/// texts to ICU. Codecs exist as long as the process; any thread may use them.
+/// A converter for a code page that the library converts without ICU: the table of a single-byte code page
+/// (kelSingleByteTable.hpp), UTF-8 (kelUTF8Conversion.hpp), and UTF-16 in either byte order without byte
+/// order marks (kelUTF16.hpp). For each text that a codec converts, the result is the same as that of ICU;
+/// the codec leaves all other texts to ICU. Codecs exist as long as the process; any thread may use them.
 class Codec {
  public:
   enum class Kind : std::uint8_t { singleBytes, utf8, utf16, swappedUtf16 };
@@ -29,8 +29,9 @@ class Codec {
   virtual std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const = 0;
 
   /// Converts UTF-16 to bytes and writes the first `room` bytes of the result; the last character may be
-  /// incomplete. Returns the size of the whole result, or `icuHasTo`. In both cases the bytes that were
-  /// written are the beginning of ICU's result. `converter` is ICU's converter of the code page.
+  /// incomplete. Returns the size of the whole result, or `icuHasTo`. Even if the function returns
+  /// `icuHasTo`, the bytes that it has written are the beginning of ICU's result. `converter` is the ICU
+  /// converter for the code page.
   virtual std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
                                UConverter* converter) const = 0;
 

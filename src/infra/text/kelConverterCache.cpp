@@ -45,8 +45,8 @@ void closeAll(void* block) noexcept {
   }
 }
 
-/// Returns the thread's converters; null if the thread is ending or if there is no memory. If the result is
-/// null, no converters are kept.
+/// Returns the thread's converters, or null if the thread is ending or if there is no memory. If the result
+/// is null, the thread keeps no converters.
 ThreadConverters* converters() {
   return static_cast<ThreadConverters*>(platform::threadBlock(platform::ThreadPart::converters, &closeAll));
 }
@@ -68,7 +68,7 @@ KeptConverter* find(ThreadConverters& converters, const char* name, Direction di
   return nullptr;
 }
 
-/// Returns a place for a new converter; the converter that was in the place is closed. Returns null if all
+/// Returns a slot for a new converter, and closes the converter that was in the slot. Returns null if all
 /// converters are in use.
 KeptConverter* makePlace(ThreadConverters& converters) {
   for (std::size_t tried = 0; tried < converters.kept.size(); ++tried) {
@@ -82,8 +82,8 @@ KeptConverter* makePlace(ThreadConverters& converters) {
   return nullptr;
 }
 
-/// Returns whether ICU has its table of converter names. If there is no memory when ICU first reads the
-/// table, ICU never reads it again.
+/// Returns whether ICU has its table of converter names. If there is no memory when ICU reads the table for
+/// the first time, ICU never reads the table again.
 bool namesAreKnown() {
   UErrorCode status = U_ZERO_ERROR;
   ucnv_countAliases("UTF-8", &status);
@@ -98,15 +98,15 @@ UConverter* open(const char* name) {
   return nullptr;
 }
 
-/// Returns whether a reset converter begins a new text. ICU's converter for compound text does not: it
-/// continues where the last text ended.
+/// Returns whether a reset converter begins a new text. ICU's converter for compound text does not begin a
+/// new text after a reset: it continues in the state in which the last text ended.
 bool startsAfresh(UConverter* converter) {
   return ucnv_getType(converter) != UCNV_COMPOUND_TEXT;
 }
 
-/// Returns whether the converter writes every unit as two bytes, including byte order marks. Names with
-/// options ("UTF-16LE,version=1") open converters of the same type that write a byte order mark at the start
-/// and skip one that they read.
+/// Returns whether the converter writes every unit as two bytes, including byte order marks. A name with
+/// options ("UTF-16LE,version=1") opens a converter of the same type that writes a byte order mark at the
+/// start and skips a byte order mark that it reads.
 bool takesMarksAsTheyAre(UConverter* converter, bool highFirst) {
   constexpr std::array<char16_t, 3> marks = {u'\uFEFF', u'\uFFFE', u'a'};
   constexpr std::array<std::string_view, 2> inBytes = {
@@ -122,7 +122,7 @@ bool takesMarksAsTheyAre(UConverter* converter, bool highFirst) {
          count == 3 && std::equal(marks.begin(), marks.end(), units.begin());
 }
 
-/// Returns the codec for the converter's code page; null if ICU has to convert the code page.
+/// Returns the codec for the converter's code page, or null if ICU has to convert the code page.
 const Codec* codecOf(UConverter* converter) {
   const UConverterType type = ucnv_getType(converter);
   if (type == UCNV_UTF8) return &utf8Codec();
@@ -150,8 +150,8 @@ CachedConverter::CachedConverter(const char* name, Direction direction) {
   }
 }
 
-/// Opens a converter. The thread keeps the converter, unless it keeps one of the same name that a calling
-/// function is using.
+/// Opens a converter. The thread keeps the converter, unless it already keeps a converter of the same name
+/// that a calling function is using.
 void CachedConverter::openNew(const char* name) {
   const bool inUse = kept_ != nullptr;
   kept_ = nullptr;

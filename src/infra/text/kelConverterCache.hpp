@@ -6,21 +6,23 @@
 
 #include <cstdint>
 
-/// A cache of open ICU converters. Each thread keeps up to eight converters open, by the exact name that was
-/// requested, and closes them when it ends. Names that ICU does not know are not kept.
+/// A cache of open ICU converters. Each thread keeps up to eight converters open, identified by the exact
+/// name that was requested, and closes them when the thread ends. The cache does not contain names that ICU
+/// does not know.
 namespace tarvo::text {
 
 struct KeptConverter;
 
-/// An open converter for the duration of a scope. Usually it is one that the thread keeps. A separate
-/// converter is opened in three cases: a calling function is using the kept converter, the name is longer
-/// than any of ICU's names, or the thread is ending.
+/// An open converter for the duration of a scope. Usually the converter is one of those that the thread
+/// keeps. The object opens a separate converter in three cases: a calling function is using the kept
+/// converter, the name is longer than any of ICU's names, or the thread is ending.
 ///
 ///     const CachedConverter converter("ISO-8859-1");
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name
 ///
-/// The converter is in the state of a newly opened one, except that callbacks that were set on it earlier are
-/// still set. Therefore do not set callbacks, or restore the former ones.
+/// The converter is in the state of a newly opened converter, with one exception: callbacks that a function
+/// set on the converter earlier are still set. Therefore do not set callbacks, or restore the former
+/// callbacks.
 class CachedConverter {
  public:
   /// The cache stores for each direction the converter that was found last, because consecutive texts often
@@ -30,8 +32,8 @@ class CachedConverter {
   /// Creates an object without a converter.
   CachedConverter() = default;
 
-  /// Opens the converter `name`. Null means ICU's default converter; its name is read on every call, because
-  /// it can change.
+  /// Opens the converter `name`. A null name means ICU's default converter; the function reads the name of
+  /// the default converter on every call, because the name can change.
   explicit CachedConverter(const char* name);
 
   /// Opens the converter `name`, in the state in which the last use left it, for functions of ICU that reset
@@ -46,8 +48,8 @@ class CachedConverter {
   /// exists.
   UConverter* get() const { return converter_; }
 
-  /// Returns the codec for the code page; null if ICU has to convert it. A converter that is not kept has no
-  /// codec.
+  /// Returns the codec for the code page, or null if ICU has to convert the code page. A converter that the
+  /// thread does not keep has no codec.
   const Codec* codec() const { return codec_; }
 
  private:

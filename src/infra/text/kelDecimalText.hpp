@@ -23,13 +23,14 @@ namespace decimal {
 
 constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 
-/// Returns the values of 2, 4 or 8 digits, one in each byte. The number is split into quotient and remainder,
-/// which are stored side by side: first in lanes of 32 bits, then of 16 bits, then of 8 bits. With q the
-/// quotient of v by d, the difference `(v << lane) - q * ((d << lane) - 1)` is `((v - q * d) << lane) + q`.
-/// So the lane contains the quotient, and the lane above it contains the remainder.
+/// Returns the values of 2, 4 or 8 digits as a word; each byte contains the value of one digit. The number is
+/// split into quotient and remainder, which are stored side by side: first in lanes of 32 bits, then of 16
+/// bits, then of 8 bits. With q the quotient of v by d, the difference `(v << lane) - q * ((d << lane) - 1)`
+/// is `((v - q * d) << lane) + q`. So the lower lane contains the quotient, and the next lane contains the
+/// remainder.
 ///
-/// The quotient is computed by a multiplication and a shift. With m the smallest integer that is at least 2^s
-/// / d, and e the excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:
+/// A multiplication and a shift compute the quotient. With m the smallest integer that is at least 2^s / d,
+/// and e the excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:
 ///
 ///     d     s    m      e    exact below   needed below   product below   quotient at most
 ///     100   20   10486  24   43690         10000          2^27            99, mask 0x7F
@@ -58,8 +59,8 @@ inline void put(char16_t* place, std::uint64_t word) {
   widenEight(word, place);
 }
 
-/// Writes a number of at most `Digits` digits, without leading zeros, and returns the end of the text. Always
-/// writes eight units; the units after the end are 0.
+/// Writes a number of at most `Digits` digits, without leading zeros, and returns the end of the text. The
+/// function always writes eight units; the units after the end of the number are 0.
 template <unsigned int Digits, class Unit>
 inline Unit* putFirst(Unit* place, std::uint64_t value) {
   const std::uint64_t digits = digitsOf<Digits>(static_cast<std::uint32_t>(value));
@@ -97,7 +98,7 @@ inline Unit* putNumber(Unit* place, std::uint64_t value) {
 }  // namespace decimal
 
 /// The decimal text of a number, stored in the object: integers without grouping, floating-point numbers in
-/// fixed notation with a point and six decimals. It does not depend on the locale.
+/// fixed notation with a point and six decimals. The text does not depend on the locale.
 template <class Number>
 class DecimalText {
   using Limits = std::numeric_limits<Number>;
@@ -110,7 +111,7 @@ class DecimalText {
 
   explicit DecimalText(Number value) {
     if constexpr (std::floating_point<Number>) {
-      // The sign of a NaN is not predictable, so it is removed.
+      // The sign of a NaN is not predictable, so the text contains no sign for a NaN.
       const Number shown = std::isnan(value) ? std::numeric_limits<Number>::quiet_NaN() : value;
       end_ = std::to_chars(first(), first() + text_.size(), shown, std::chars_format::fixed, 6).ptr;
     } else {
@@ -130,8 +131,8 @@ class DecimalText {
     static_assert(sizeof(Number) >= 4 && longest >= 1 + 8);
     auto magnitude = static_cast<Magnitude>(value);
     if constexpr (std::signed_integral<Number>) {
-      // There is no branch: the sign is always written, and for a positive number the first digit overwrites
-      // it.
+      // The function has no branch: it always writes the sign, and the first digit of a positive number
+      // overwrites the sign.
       const Magnitude negative = magnitude >> (8 * sizeof magnitude - 1);
       *place = '-';
       place += negative;

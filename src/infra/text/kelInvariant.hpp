@@ -12,8 +12,8 @@
 
 namespace tarvo::text {
 
-/// Converts ASCII texts of the library to Unicode, with ICU's conversion of invariant characters. Null gives
-/// the empty string.
+/// Converts ASCII texts of the library to Unicode, with ICU's conversion of invariant characters. If the text
+/// is null, the result is the empty string.
 inline icu::UnicodeString invariantText(std::string_view ascii) {
   if (ascii.size() > std::numeric_limits<std::int32_t>::max())
     throw std::bad_alloc();  // ICU's texts cannot be longer

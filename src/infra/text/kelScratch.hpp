@@ -7,7 +7,7 @@
 
 namespace tarvo::text {
 
-/// Temporary memory for one call. The memory is on the stack if the size is small enough.
+/// Temporary memory for one call. Small blocks are on the stack, and larger blocks are on the heap.
 class Scratch {
  public:
   static constexpr std::size_t inlineSize = 4096;

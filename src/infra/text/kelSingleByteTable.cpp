@@ -65,7 +65,8 @@ const SingleByteTable* SingleByteTable::find(const SingleByteTable* first, const
   return first;
 }
 
-// If two threads make the same table at the same time, the thread that is second deletes its table.
+// If two threads create the same table at the same time, the second thread deletes its table and uses the
+// table of the first thread.
 const SingleByteTable* SingleByteTable::of(UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   const char* const name = isSingleByte(converter) ? ucnv_getName(converter, &status) : nullptr;
@@ -85,8 +86,8 @@ const SingleByteTable* SingleByteTable::of(UConverter* converter) {
   return known;
 }
 
-/// Fills the direction to Unicode. Returns false if a byte does not give exactly one unit, or if it gives
-/// half of a surrogate pair.
+/// Fills the direction to Unicode. Returns false if a byte does not become exactly one unit, or if it becomes
+/// a surrogate.
 bool SingleByteTable::fill(UConverter* converter) {
   for (std::size_t byte = 0; byte < units_.size(); ++byte) {
     const int unit = askForUnit(converter, static_cast<char>(byte));
@@ -133,9 +134,9 @@ std::ptrdiff_t SingleByteTable::toUnits(const char* bytes, std::size_t count, vo
   return static_cast<std::ptrdiff_t>(count);
 }
 
-/// Returns the bytes of eight units as a number; the first byte is the lowest. A byte of 0 means that the
-/// unit is not known yet, not in the table, or U+0000. The eight look-ups are written out because compilers
-/// do not unroll a loop here.
+/// Returns the bytes of eight units as a number; the first byte is the lowest. A byte that is 0 means one of
+/// three cases: the unit is not known yet, it is not in the table, or it is U+0000. The eight look-ups are
+/// written out because compilers do not unroll a loop here.
 [[gnu::always_inline]] inline std::uint64_t SingleByteTable::eightBytesOf(const char16_t* units) const {
   const auto byte = [&](unsigned i) {
     return std::uint64_t{bytes_[units[i]].load(std::memory_order_relaxed)} << (8 * i);

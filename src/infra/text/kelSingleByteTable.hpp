@@ -14,28 +14,29 @@ namespace tarvo::text {
 ///     const SingleByteTable* const table = SingleByteTable::of(converter);
 ///     if (table == nullptr || table->toBytes(units, count, bytes, room, converter) < 0) ...   // ICU has to
 ///
-/// An entry is ICU's result for a single unit or byte, including substitutes and fallbacks. A unit is in the
-/// table if the result is always one byte, whatever follows the unit. Other units are not in the table:
-/// halves of surrogate pairs, units that ICU omits, and first units of sequences that the code page encodes
-/// together. ICU converts every text that contains such a unit.
+/// An entry of the table is ICU's result for a single unit or byte, including substitutes and fallbacks. A
+/// unit is in the table if its result is always one byte, whatever follows the unit. The table does not
+/// contain surrogates, units that ICU omits, and first units of sequences that the code page encodes
+/// together. ICU converts every text that contains a unit that is not in the table.
 ///
 /// The process has one table for each code page. The table is stored under ICU's own name for the code page,
-/// so aliases of the name and all threads share it. A table is made when a thread first opens the code page,
-/// which takes about 20 us; it takes 66 KiB until the process ends. The direction to Unicode is filled at
-/// once. The direction from Unicode is filled in blocks of 64 units (3 us each) when a unit of the block
-/// first occurs, because filling everything would take milliseconds and texts use few blocks. Any thread may
-/// use a table at any time; all threads read and store the same entries.
-// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
+/// so aliases of the name and all threads share it. The library creates a table when a thread opens the code
+/// page for the first time, which takes about 20 us. The table takes 66 KiB of memory until the process ends.
+/// The part of the table for the direction to Unicode is filled at once. The part for the direction from
+/// Unicode is filled in blocks of 64 units, each when a text contains a unit of the block for the first time
+/// (3 us for each block). Filling the whole part would take milliseconds, and texts use few blocks. Any
+/// thread may use a table at any time; all threads read and store the same entries.
+/// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class SingleByteTable final : public Codec {
  public:
-  /// Returns the table of the converter's code page, or null if it is not a single-byte code page or if there
-  /// is no memory. The converter must have ICU's default callbacks; the function resets it.
+  /// Returns the table of the converter's code page, or null if the code page is not a single-byte code page
+  /// or if there is no memory. The converter must have ICU's default callbacks; the function resets it.
   static const SingleByteTable* of(UConverter* converter);
 
-  /// Converts every text, so it never returns `icuHasTo`. No unit is half of a surrogate pair.
+  /// The function converts every text, so it never returns `icuHasTo`. The result contains no surrogates.
   std::ptrdiff_t toUnits(const char* bytes, std::size_t count, void* units) const override;
 
-  /// `converter` is used for units that are not known yet.
+  /// The function uses `converter` for units that are not known yet.
   std::int64_t toBytes(const char16_t* units, std::size_t count, char* bytes, std::size_t room,
                        UConverter* converter) const override;
 

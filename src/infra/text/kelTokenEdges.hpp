@@ -60,8 +60,8 @@ class FewDelimiters {
   }
 
  private:
-  /// Returns eight copies of the delimiter with this index. If there are fewer delimiters, the last one is
-  /// used.
+  /// Returns eight copies of the delimiter with this index. If the set has fewer delimiters, the function
+  /// returns copies of the last delimiter.
   static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
     const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
     return EightUnits{} + unit;
@@ -70,8 +70,8 @@ class FewDelimiters {
   UnitBits findInEight(const char16_t* units) const {
     const EightUnits eight = eightUnitsAt(units);
     const auto found = (eight == first_) | (eight == second_) | (eight == third_) | (eight == fourth_);
-    // Each unit that is a delimiter becomes a byte of ones. The mask keeps a different bit of each byte, and
-    // the multiplication adds these bits in the highest byte.
+    // Each unit that is a delimiter becomes a byte in which all bits are set. The mask keeps a different bit
+    // of each byte, and the multiplication adds these bits in the highest byte.
     const EightBytes bytes = __builtin_convertvector(found, EightBytes);
     return ((machine::littleEndianAt<std::uint64_t>(&bytes) & 0x8040201008040201) * 0x0101010101010101) >>
            56U;
@@ -83,8 +83,8 @@ class FewDelimiters {
   EightUnits fourth_;
 };
 
-/// Returns the bits of the last units, which are fewer than 64. The places after the text are treated as
-/// delimiters.
+/// Returns the bits of the last units of the text, which are fewer than 64. The bits after the end of the
+/// text are those of delimiters.
 template <class Delimiters>
 UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
   std::array<char16_t, bitsUnits> padded{};

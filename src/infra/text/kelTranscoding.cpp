@@ -24,8 +24,8 @@ using Direction = CachedConverter::Direction;
 
 constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
-/// Returns whether ICU converts without a converter: for "" (its invariant characters), and for null if its
-/// default converter is UTF-8.
+/// Returns whether ICU converts a text without a converter. ICU does so for the name "" (the invariant
+/// characters), and for null if ICU's default converter is UTF-8.
 bool needsNoConverter(const char* name) {
   return name == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *name == '\0';
 }
@@ -61,8 +61,9 @@ std::int32_t readUnits(UConverter* converter, std::string_view bytes, std::span<
 }
 
 /// Does the same as icu::UnicodeString(bytes, count, converter, status), which never returns if the second
-/// unit of a pair does not fit into its buffer. If the buffer is too small, the whole text is read again into
-/// a larger buffer, because some converters (SCSU) lose their state if they continue in another buffer.
+/// unit of a pair does not fit into its buffer. If the buffer is too small, the function converts the whole
+/// text again into a larger buffer, because some converters (SCSU) lose their state if they continue in
+/// another buffer.
 std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, std::span<char16_t> stack,
                                 icu::UnicodeString& heap) {
   constexpr auto most = static_cast<std::size_t>(largestSize);
@@ -83,8 +84,8 @@ std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, s
   return unitsOf(heap);
 }
 
-/// Converts bytes to Unicode. The result is in `stack` if it fits there. Otherwise it is in `heap`, which is
-/// bogus if the code page is unknown.
+/// Converts bytes to Unicode. If the result fits into `stack`, it is in `stack`. Otherwise the result is in
+/// `heap`, which is bogus if the code page is unknown.
 std::u16string_view decode(const CodePage& from, std::string_view bytes, std::span<char16_t> stack,
                            icu::UnicodeString& heap) {
   const auto size = static_cast<std::int32_t>(bytes.size());
@@ -116,8 +117,8 @@ std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
 }
 
 std::int32_t encode(const CodePage& to, std::u16string_view units, char* target, std::int32_t room) {
-  // If the target has no room, null is passed to ICU. With another pointer ICU would compute with the
-  // target's address, and the result would not be a size.
+  // If the target has no room, the function passes null to ICU. With another pointer ICU would compute with
+  // the target's address, and the result would not be a size.
   if (room == 0) target = nullptr;
   UConverter* const converter = to.converter.get();
   if (const Codec* const codec = to.codec) {
@@ -131,8 +132,8 @@ std::int32_t encode(const CodePage& to, std::u16string_view units, char* target,
   if (to.byName) return text.extract(0, count, target, static_cast<std::uint32_t>(room), to.name);
   UErrorCode status = U_ZERO_ERROR;
   if (isWellFormed(units.data(), units.size())) return text.extract(target, room, converter, status);
-  // A separate converter is used, because ICU's converters keep their last substitute even after a reset, and
-  // use it for lone surrogates.
+  // The function uses a separate converter, because ICU's converters keep their last substitute even after a
+  // reset, and use this substitute for unpaired surrogates.
   const CachedConverter another(to.name);
   return text.extract(target, room, another.get(), status);
 }
@@ -146,8 +147,8 @@ bool disjoint(std::string_view one, std::string_view other) {
   return first + one.size() <= second || second + other.size() <= first;
 }
 
-/// Converts single bytes to units directly in the target, if all units fit there. The size is known without a
-/// conversion; if it is above the largest int, the result is 0.
+/// If all units fit into the target, converts single bytes to units directly in the target. The size is known
+/// without a conversion; if it is above the largest int, the result is 0.
 std::int32_t unitsInTarget(std::string_view bytes, const Codec& from, char* target, std::int32_t room,
                            bool swapped) {
   const std::size_t size = sizeof(char16_t) * bytes.size();

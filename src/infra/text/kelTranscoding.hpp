@@ -9,9 +9,9 @@
 /// kept open (kelConverterCache.hpp), and codecs convert most texts without ICU (kelCodec.hpp).
 ///
 /// A code page is the name of an ICU converter; null is ICU's default converter. If ICU has no memory for a
-/// converter or a text, std::bad_alloc is raised; the functions distinguish this from an unknown name. If ICU
-/// has no memory for its table of names when it first uses the table, ICU never loads it again, and every
-/// later call raises std::bad_alloc.
+/// converter or a text, std::bad_alloc is raised; the functions distinguish a lack of memory from an unknown
+/// name. If ICU has no memory for its table of names when it uses the table for the first time, ICU never
+/// loads the table again, and every later call raises std::bad_alloc.
 namespace tarvo::text {
 
 constexpr bool isEmpty(const char* text) {
@@ -26,7 +26,7 @@ constexpr const char* nullIfEmpty(const char* codePage) {
 
 /// Does exactly the same as text.extract(0, text.length(), target, capacity, codePage). Returns the size of
 /// the whole text in the code page, 0 if the code page is unknown, or a negative number if the size is above
-/// the largest int. Writes at most `capacity` bytes. A target with a capacity of 0 is treated as null.
+/// the largest int. Writes at most `capacity` bytes. A target with a capacity of 0 counts as null.
 std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int32_t capacity,
                          const char* codePage);
 

@@ -44,8 +44,8 @@ namespace {
 
 constexpr std::size_t unitSize = sizeof(char16_t);
 
-/// Copies units and swaps the two bytes of each, eight units at a time. The addresses may be unaligned, and
-/// `from` may equal `to`.
+/// Copies units and swaps the two bytes of each unit, eight units at a time. The addresses may be unaligned,
+/// and `from` may equal `to`.
 void swapUnits(const char* from, char* to, std::size_t units) {
   std::size_t at = 0;
   for (; units - at >= vectorUnits; at += vectorUnits) {
@@ -61,7 +61,7 @@ void swapUnits(const char* from, char* to, std::size_t units) {
   }
 }
 
-/// Copies `size` bytes and swaps them in pairs if `swapped` is true; `size` is then even.
+/// Copies `size` bytes. If `swapped` is true, swaps the two bytes of each pair; `size` must then be even.
 void copyBytes(const void* from, void* to, std::size_t size, bool swapped) {
   if (swapped) {
     swapUnits(static_cast<const char*>(from), static_cast<char*>(to), size / unitSize);

@@ -40,7 +40,7 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
     const std::size_t plain = narrowPlain(units + at, count - at, to, ascii);
     at += plain;
     to += plain;
-    // If a block is not all ASCII, it is converted unit by unit to its end.
+    // If a unit of a block is not ASCII, the function converts the block unit by unit to its end.
     for (const std::size_t end = std::min(at + plainBlock, count); at < end;) {
       if (units[at] < ascii) {
         *to++ = static_cast<char>(units[at++]);
@@ -54,9 +54,9 @@ char* writeAll(const char16_t* units, std::size_t count, char* to) {
   return to;
 }
 
-/// Returns the size of the units in UTF-8, counting three bytes for each half of a surrogate pair.
+/// Returns the size of the units in UTF-8, counting three bytes for each surrogate.
 std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
-  // For at most this number of units, each of eight sums fits into 16 bits.
+  // If at most this number of units are counted, each of the eight sums fits into 16 bits.
   constexpr std::size_t atOnce = 32768;
   std::size_t size = count;
   std::size_t at = 0;
@@ -74,15 +74,16 @@ std::size_t sizeWithoutPairs(const char16_t* units, std::size_t count) {
   return size;
 }
 
-/// Returns the size of the text in UTF-8, or -1 if it has a lone surrogate. A surrogate pair takes four
-/// bytes, while its halves were counted with six.
+/// Returns the size of the text in UTF-8, or -1 if the text has an unpaired surrogate. A surrogate pair takes
+/// four bytes, while its two surrogates were counted with six bytes.
 std::int64_t sizeOf(const char16_t* units, std::size_t count) {
   const std::int64_t pairs = countPairs(units, count);
   return pairs < 0 ? -1 : static_cast<std::int64_t>(sizeWithoutPairs(units, count)) - 2 * pairs;
 }
 
-/// Writes the beginning of a valid text that is larger than the room: first those units that fit even if each
-/// takes the most bytes, then one character at a time.
+/// Writes the beginning of a valid text that is larger than the room. First the function converts as many
+/// units as fit even if each unit takes the largest number of bytes; then it converts one character at a
+/// time.
 void writeCut(const char16_t* units, char* bytes, std::size_t room) {
   std::size_t at = room / largestUnit;
   if (at > 0 && isPair(units[at - 1], units[at])) --at;

@@ -7,8 +7,8 @@ namespace tarvo::text {
 
 namespace {
 
-/// Returns the size of a character according to its first byte, which is above 7F. Returns 0 for 80 to BF and
-/// F8 to FF, which are not lead bytes.
+/// Returns the size of a character according to its first byte, which is above 7F. If the first byte is 80 to
+/// BF or F8 to FF, it is not a lead byte, and the function returns 0.
 constexpr std::size_t sizeByLead(unsigned char lead) {
   if (lead < 0xC0) return 0;
   if (lead < 0xE0) return 2;
@@ -49,7 +49,8 @@ std::size_t spreadCharacters(std::uint64_t* dest, const char* text, std::size_t 
   return simd::kernels().spreadCharacters(dest, text, length);
 }
 
-/// Counts the characters of a well-formed text with the fast function, because both counts are then the same.
+/// If the text is well-formed, counts its characters with the fast function, because both functions then
+/// return the same count.
 std::ptrdiff_t countLeniently(const char* text, std::size_t length) {
   const std::ptrdiff_t wellFormed = countWellFormed(text, length);
   return wellFormed >= 0 ? wellFormed : countByLeads(text, length);

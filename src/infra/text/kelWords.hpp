@@ -8,8 +8,8 @@
 #include <cstring>
 
 /// Words and vectors of bytes and code units, and loops over them. The vectors are those of the compilers'
-/// vector extension, which works for every processor. The compilers would not vectorise plain loops, because
-/// a byte that is written may alias any object.
+/// vector extension, which works for every processor. The compilers would not vectorise loops over single
+/// bytes, because a byte that is written may alias any object.
 namespace tarvo::text {
 
 // --- words
@@ -19,7 +19,8 @@ inline std::uint64_t wordAt(const void* place) noexcept {
   return machine::nativeAt<std::uint64_t>(place);
 }
 
-/// Returns the bits that are set in the first or in the second half of sixteen bytes.
+/// Returns the bitwise OR of the two words of sixteen bytes: of the first eight bytes and of the last eight
+/// bytes.
 inline std::uint64_t bitsOfBoth(const void* place) {
   return wordAt(place) | wordAt(static_cast<const char*>(place) + sizeof(std::uint64_t));
 }
@@ -83,9 +84,9 @@ inline bool allAscii(EightUnits units) {
 
 // --- runs of code units and bytes that have equal values
 
-/// Narrows a text in blocks of eight units; the last block overlaps the block before it. There are no
-/// branches between the first three blocks, because numbers are rarely longer. Returns false if the text is
-/// not all ASCII; the bytes are then not usable.
+/// Narrows a text in blocks of eight units; the last block overlaps the block before it. The function has no
+/// branches between the first three blocks, because most numbers fit into three blocks. Returns false if a
+/// unit of the text is not ASCII; the bytes are then not usable.
 inline bool narrowAscii(const char16_t* units, std::size_t count, char* bytes) {
   if (count < 8) {
     unsigned int seen = 0;
@@ -112,7 +113,8 @@ inline void* unitsAt(void* units, std::size_t place) {
   return static_cast<char*>(units) + sizeof(char16_t) * place;
 }
 
-/// Widens the leading whole blocks whose bytes are below `plain` (128 or 256); returns the number of bytes.
+/// Widens whole blocks from the beginning of the text, as long as all bytes of a block are below `plain` (128
+/// or 256). Returns the number of widened bytes.
 inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
@@ -122,7 +124,8 @@ inline std::size_t widenPlain(const char* bytes, std::size_t count, void* units,
   return done;
 }
 
-/// Widens the leading whole blocks without a byte from `first` to `last`, and returns the number of bytes.
+/// Widens whole blocks from the beginning of the text, as long as a block contains no byte from `first` to
+/// `last`. Returns the number of widened bytes.
 inline std::size_t widenOutside(const char* bytes, std::size_t count, void* units, unsigned char first,
                                 unsigned char last) {
   static_assert(sizeof(SixteenBytes) == plainBlock);
@@ -137,7 +140,8 @@ inline std::size_t widenOutside(const char* bytes, std::size_t count, void* unit
   return done;
 }
 
-/// Narrows the leading whole blocks whose units are below `plain`, and returns the number of units.
+/// Narrows whole blocks from the beginning of the text, as long as all units of a block are below `plain`.
+/// Returns the number of narrowed units.
 inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* bytes, std::size_t plain) {
   std::size_t done = 0;
   for (; count - done >= plainBlock; done += plainBlock) {
@@ -150,8 +154,9 @@ inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* b
 
 // --- moves of a few bytes, which take less time than a call of the C library
 
-/// Copies a range that is at least one and at most two `Piece`s long, by its first and its last piece. Both
-/// pieces are read before either is written, so the ranges may overlap.
+/// Copies a range whose length is at least one `Piece` and at most two. The function copies the first piece
+/// and the last piece of the range, which may overlap. It reads both pieces before it writes a piece, so
+/// source and destination may overlap, too.
 template <class Piece>
 inline void moveBothEnds(char* target, const char* source, std::size_t length) {
   Piece first;

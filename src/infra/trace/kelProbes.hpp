@@ -7,12 +7,12 @@
 #include <cstdint>
 #include <string_view>
 
-/// The table of all probes of the library. A probe is the number that is passed to the trace facility to
-/// identify a function.
+/// The table of all probes of the library. A probe is the number that the library passes to the trace
+/// facility to identify a function.
 ///
-/// The high half of every probe is 0x1CD8; the low half is the number of the function. The constructors of a
-/// class share one number, and so do the overloads of a function. Each class has a block of numbers. The
-/// numbers are frozen because hosts depend on them: an entry is never removed or changed.
+/// The high half of every probe is 0x1CD8; the low half is the number of the function. All constructors of a
+/// class share one number, and all overloads of a function share one number. Each class has a block of
+/// numbers. The numbers are frozen because hosts depend on them: an entry is never removed or changed.
 /// `probe("Class::function")` looks a number up at compile time: a name that is not in the table does not
 /// compile, and neither does a table with a number outside the block of its class.
 ///
@@ -52,7 +52,7 @@ inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
     {"Formatter", 0x63F, 0x645},
 }};
 
-/// A number in the block of `Socket` that is not used.
+/// The library does not use this number, which is in the block of `Socket`.
 inline constexpr std::uint16_t unassignedSocketNumber = 0x623;
 
 inline constexpr ProbeReports exitOnly = ProbeReports::EXIT_ONLY;

@@ -13,13 +13,13 @@
 ///       trace::traced<trace::probe("MessageList::clear")>([&] { ... });
 ///     }
 ///
-/// The exit is reported if the body returns normally; if the body throws, no exit is reported. If all trace
-/// flags are clear, entry and exit each cost one load and one branch that is not taken; nothing is called,
-/// locked or allocated.
+/// The wrapper reports the exit if the body returns normally; if the body throws, the wrapper reports no
+/// exit. If all trace flags are clear, entry and exit each cost one load and one branch that is not taken;
+/// nothing is called, locked or allocated.
 namespace tarvo::trace {
 
 /// The installed facility. The facility is constant-initialised, and none of its functions is null. The
-/// variable is not exported, so that its address is known without a look-up.
+/// variable is not exported, so that the code finds its address without a look-up.
 extern constinit KELINFRA_LOCAL Facility installedFacility;
 
 namespace detail {
@@ -31,31 +31,31 @@ constexpr std::uint32_t flightRecordBit = 0x80;
 constexpr std::uint32_t anyEntryBits = dispatchBit | traceEntryBits;
 constexpr std::uint32_t anyExitBits = dispatchBit | traceExitBits | flightRecordBit;
 
-/// Returns whether one of the bits is set. Reads the flags at every test, because a hook or another thread
-/// may have changed them. The load is atomic and relaxed: on the supported processors it is an ordinary load,
-/// and it does not race with a host that stores the flags atomically.
+/// Returns whether at least one of the flags in `bits` is set. Reads the flags at every test, because a hook
+/// or another thread may have changed them. The load is atomic and relaxed: on the supported processors it is
+/// an ordinary load, and it does not race with a host that stores the flags atomically.
 inline bool flagged(std::uint32_t bits) noexcept {
   return (__atomic_load_n(installedFacility.componentTraceFlags + componentIndex, __ATOMIC_RELAXED) & bits) !=
          0;
 }
 
-/// These functions call the hooks whose flags are set. They test the flags again for each hook, because the
-/// hook before may have changed them.
+/// These functions call the hooks whose flags are set. The functions test the flags again for each hook,
+/// because the previous hook may have changed the flags.
 [[gnu::cold, gnu::noinline]] void callEntryHooks(Probe probe);
 [[gnu::cold, gnu::noinline]] void callExitHooks(Probe probe);
 
 }  // namespace detail
 
-/// Returns whether a function that is entered now has to report its entry. A function with a fast path asks
-/// this first. If no entry has to be reported, the fast path ends in `tracedExit` and saves no registers for
-/// hooks.
+/// Returns whether a function that is entered now has to report its entry. A function with a fast path calls
+/// `entryIsTraced` first. If the function need not report its entry, the fast path ends in `tracedExit` and
+/// saves no registers for hooks.
 inline bool entryIsTraced() noexcept {
   return detail::flagged(detail::anyEntryBits);
 }
 
-/// Returns whether a function that is left now has to report its exit. A function calls this if tracing its
-/// exit would force it to keep its result in a register while the hooks run. If no exit has to be reported,
-/// it returns at once and saves no registers.
+/// Returns whether a function that is left now has to report its exit. A function calls `exitIsTraced` if
+/// tracing its exit would force it to keep its result in a register while the hooks run. If the function need
+/// not report its exit, it returns at once and saves no registers.
 inline bool exitIsTraced() noexcept {
   return detail::flagged(detail::anyExitBits);
 }
@@ -68,7 +68,7 @@ inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t
     detail::callExitHooks(P);
 }
 
-/// The overload for a body with a result. It is a separate function, because GCC 12 constructs a result in
+/// The overload for a body with a result. This overload is separate, because GCC 12 constructs a result in
 /// its final place only if the scope of the result is the whole function.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {

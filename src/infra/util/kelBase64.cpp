@@ -22,7 +22,8 @@ namespace {
 
 constexpr unsigned short pad = u'=';
 
-/// The entry of every unit that is not in the alphabet. Bit 6 is set in it and clear in every value.
+/// The entry of the table for every unit that is not in the alphabet. Bit 6 is set in this entry, and clear
+/// in the value of every unit of the alphabet.
 constexpr unsigned char notInAlphabet = 127;
 
 /// An alphabet in both directions: value to unit, and unit to value.
@@ -49,16 +50,16 @@ struct Alphabet {
 constexpr Alphabet standard(simd::standardAlphabet, simd::standardCharacters);
 constexpr Alphabet safe(simd::safeAlphabet, simd::safeCharacters);
 
-/// Returns the number of groups of `size` for `count` elements; the last group may be incomplete. No
-/// count makes the computation overflow.
+/// Returns the number of groups of `size` for `count` elements; the last group may be incomplete. The
+/// computation does not overflow for any count.
 constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
   return count / size + (count % size == 0 ? 0 : 1);
 }
 
 // --- encode
 
-/// Encodes complete groups, each of three bytes to four units. The kernel encodes many groups at once; the
-/// groups that it leaves are encoded one by one.
+/// Encodes complete groups, each of three bytes to four units. The kernel encodes many groups at once; this
+/// function encodes the groups that the kernel leaves one by one.
 template <const Alphabet& alphabet>
 void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   const std::size_t taken = simd::kernels().encodeGroups[alphabet.name](dest, bytes, groups);
@@ -121,15 +122,15 @@ struct Target {
 };
 
 [[noreturn]] void raiseMisaligned(const Source& source) {
-  // The argument is the text up to its first NUL, regardless of the count. This is frozen because programs
-  // depend on it.
+  // The argument of the error is the text up to its first NUL, regardless of the count. This argument is
+  // frozen because programs depend on it.
   raise<Base64Exception>(errors::ERR_BASE64_MISALIGNED_DATA,
                          errors::Text{text::made(icu::UnicodeString(source.units))});
 }
 
-/// Decodes complete groups while their units are in the alphabet and their three bytes fit; returns the
-/// number of groups decoded. The kernel decodes many groups at once, and further groups are decoded one by
-/// one. The function raises nothing: `decodeUnits` decodes the rest.
+/// Decodes complete groups as long as the units of a group are in the alphabet and its three bytes fit.
+/// Returns the number of decoded groups. The kernel decodes many groups at once; this function decodes
+/// further groups one by one. The function raises nothing: `decodeUnits` decodes the rest.
 template <const Alphabet& alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
   std::size_t group = simd::kernels().decodeGroups[alphabet.name](dest, src, groups);
@@ -149,8 +150,8 @@ std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t grou
   return groups;
 }
 
-/// Returns whether the "=" at `index` begins correct padding. `phase` is the place of the "=" in its group.
-/// `unused` are those bits of the unit before the "=" that do not belong to a byte.
+/// Returns whether the "=" at `index` begins correct padding. `phase` is the position of the "=" in its
+/// group. `unused` contains those bits of the unit before the "=" that do not belong to a byte.
 bool endsAligned(const Source& source, std::size_t index, unsigned int phase, unsigned int unused) {
   if (phase < 2 || unused != 0) return false;
   const std::size_t padding = 4 - phase;

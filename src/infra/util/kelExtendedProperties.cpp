@@ -67,7 +67,7 @@ Value typedValueOr(const icu::UnicodeString& key, const icu::UnicodeString* stor
 
 // --- texts that are read back
 
-/// Begins an escape of `escapeText`. `save` writes it as it is.
+/// The character that begins an escape of `escapeText`. `save` writes this character unchanged.
 constexpr char16_t escapeMark = u'~';
 
 bool areReadBack(std::u16string_view units) {
@@ -88,7 +88,7 @@ ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& othe
   return *this;
 }
 
-// Both copies are made first, so that nothing has changed if a copy fails.
+// The function makes both copies first, so that this object has not changed if a copy fails.
 void ExtendedProperties::copy(const ExtendedProperties& other) {
   if (this == &other) return;
   auto properties = std::make_unique<PropertyMap>(*other.properties_);
@@ -252,9 +252,9 @@ const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
 
 // --- load
 
-/// Stores the lines in key order, so that each property usually comes after the last one in the tree. The
-/// lines are processed in batches of limited size: a line can be as short as two bytes, and a line in a batch
-/// takes twenty times as much memory.
+/// Stores the lines in key order, so that each new property usually comes after the last property in the
+/// tree. The lines are processed in batches of limited size: a line can be as short as two bytes, and a line
+/// in a batch takes twenty times as much memory.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
   constexpr std::size_t mostAtOnce = std::size_t{1} << 18U;
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);

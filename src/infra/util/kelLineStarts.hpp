@@ -7,7 +7,7 @@
 
 namespace tarvo::util {
 
-/// The lines of a text, which end in LF, CR or CR LF, and the positions in them.
+/// The starts of the lines of a text, which end in LF, CR or CR LF, and the line and column of a position.
 class LineStarts {
  public:
   struct Position {

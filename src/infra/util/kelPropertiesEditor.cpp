@@ -19,7 +19,8 @@ namespace {
 
 constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 
-/// A text that is no continuation and begins no line end: it shows whether a line ended before it.
+/// A text that continues no line and begins no line end: if it is appended to a line, the reader shows
+/// whether the line ended before it.
 constexpr char nextLine = 'x';
 
 bool canBeWritten(const icu::UnicodeString& text) {
@@ -36,7 +37,7 @@ std::size_t countLineEnds(std::string_view bytes) {
   return count;
 }
 
-/// The property that the reader reads from the bytes of one line.
+/// Returns the property that the reader reads from the bytes of one line.
 struct Reading {
   std::optional<std::u16string> key;  ///< nothing if the line has no property
   std::u16string value;
@@ -67,8 +68,8 @@ Reading readingOf(std::string_view line) {
 
 }  // namespace
 
-/// The text, cut into its lines. A line can be read without the others: nothing that precedes or follows it
-/// changes its meaning, except that only the last line can be without a line end.
+/// The text, cut into its lines. The meaning of a line does not depend on the other lines, so a line can be
+/// read separately. Only the last line can be without a line end.
 class PropertiesEditor::Lines {
  public:
   Lines(const char* data, std::size_t length) : source_(data == nullptr ? "" : std::string(data, length)) {
@@ -184,7 +185,8 @@ std::string PropertiesEditor::Lines::changed(std::string_view line, const Change
   return bytes;
 }
 
-/// The first change after which the line has the wanted property, and an end if it must have one.
+/// Returns the first of the possible changes after which the line has the wanted property, and has a line end
+/// if it must have one.
 std::optional<PropertiesEditor::Lines::Change> PropertiesEditor::Lines::firstThatReads(
     std::string_view line, const Reading& wanted, bool mustEnd, const std::vector<Change>& changes) {
   for (const Change& change : changes) {
@@ -194,7 +196,7 @@ std::optional<PropertiesEditor::Lines::Change> PropertiesEditor::Lines::firstTha
   return std::nullopt;
 }
 
-/// The line end for a line that is added at the end.
+/// Returns the line end for a line that is added at the end of the text.
 std::string_view PropertiesEditor::Lines::lineEnd() const {
   std::size_t ended = last_;
   if (ended != none && !readingOf(lines_[ended].bytes).isEnded) ended = lines_[ended].previous;
@@ -203,8 +205,8 @@ std::string_view PropertiesEditor::Lines::lineEnd() const {
   return bytes.substr(bytes.ends_with("\r\n") ? bytes.size() - 2 : bytes.size() - 1);
 }
 
-/// The change of a line that gives its property another value. A line without a line end must not end in an
-/// escape \uXXXX, so it may get a line end.
+/// Returns the change of a line that gives its property another value. A line without a line end must not end
+/// in an escape \uXXXX; in this case the change adds a line end.
 PropertiesEditor::Lines::Change PropertiesEditor::Lines::valueChange(std::string_view line,
                                                                      const Reading& before,
                                                                      const icu::UnicodeString& key,
@@ -226,7 +228,7 @@ PropertiesEditor::Lines::Change PropertiesEditor::Lines::valueChange(std::string
                           {0, line.size(), whole + end}});
 }
 
-/// The change of the last line that gives it a line end.
+/// Returns the change that adds a line end to the last line.
 PropertiesEditor::Lines::Change PropertiesEditor::Lines::endOfLast() const {
   if (last_ == none) return {0, 0, ""};
   const std::string_view line = lines_[last_].bytes;
@@ -277,7 +279,8 @@ void PropertiesEditor::Lines::setExisting(std::size_t index, const icu::UnicodeS
   edits_.swap(edits);
 }
 
-/// Adds a line at the end. Everything that can fail is done before the first change.
+/// Adds a line at the end of the text. The function does everything that can fail before it makes the first
+/// change.
 void PropertiesEditor::Lines::add(const icu::UnicodeString& key, const icu::UnicodeString& value) {
   const Change end = endOfLast();
   const std::size_t all = sizes_.before(lines_.size());
@@ -295,7 +298,7 @@ void PropertiesEditor::Lines::add(const icu::UnicodeString& key, const icu::Unic
   edits_.swap(edits);
 }
 
-/// Adds a line after the last one. If it fails, it changes nothing.
+/// Adds a line after the last line. If the function fails, it changes nothing.
 void PropertiesEditor::Lines::append(std::string_view bytes, std::unique_ptr<std::string> own) {
   if (lines_.size() == lines_.capacity()) lines_.reserve(2 * lines_.size() + 16);
   sizes_.reserveOne();
@@ -330,8 +333,8 @@ std::size_t PropertiesEditor::Lines::remove(std::u16string_view key) {
   return removed.size();
 }
 
-/// If a line that ends in CR is then followed by an empty line that is an LF, the two are one line end.
-/// Returns these lines that end in CR, with their new bytes.
+/// If, after the removal, an empty line that consists of an LF follows a line that ends in CR, CR and LF
+/// would become one line end. Returns the lines that end in such a CR, with new bytes that prevent this.
 PropertiesEditor::Lines::JoinedLines PropertiesEditor::Lines::lineEndsJoinedWithout(
     const std::vector<std::size_t>& removed) const {
   JoinedLines joined;

@@ -29,14 +29,15 @@ icu::UnicodeString decimalText(std::size_t number) {
   return text::invariantText(text::DecimalText<std::size_t>(number).view());
 }
 
-/// A "%" in a value. It is not replaced, or the reference that it begins cannot be resolved.
+/// A "%" in a value that begins no reference, or that begins a reference that cannot be resolved.
 struct Percent {
   std::size_t property;
   std::size_t unit;  ///< the number of units of the value before it
   const PropertyReferences::Fault* fault = nullptr;
 };
 
-/// The position of the byte with which a unit of a line's value is written. Units count from the key's first.
+/// Returns the position of the first byte of the text that stands for a unit of a line's value. Units count
+/// from the first unit of the key.
 std::size_t byteOf(std::size_t unit, std::size_t keyUnits, std::size_t value,
                    const std::vector<PropertyEscape>& escapes) {
   const auto after = std::partition_point(escapes.begin(), escapes.end(),
@@ -46,7 +47,7 @@ std::size_t byteOf(std::size_t unit, std::size_t keyUnits, std::size_t value,
   return unit < escape.unitEnd ? escape.at : escape.end + (unit - escape.unitEnd);
 }
 
-/// Reads a text and collects what the report contains.
+/// Reads a text and collects the findings and properties of the report.
 class Reader {
  public:
   Reader(const char* data, std::size_t length) : data_(data, length), places_(data_) {}
@@ -170,7 +171,7 @@ void Reader::checkReferences() {
   addPercents(std::move(percents));
 }
 
-/// Reads each line with such a "%" once more, to find the bytes of its units.
+/// Reads each line with such a "%" again, to find the byte positions of the "%".
 void Reader::addPercents(std::vector<Percent> percents) {
   std::sort(percents.begin(), percents.end(), [](const Percent& left, const Percent& right) {
     return std::tie(left.property, left.unit) < std::tie(right.property, right.unit);

@@ -32,7 +32,7 @@ icu::UnicodeString trimmed(const icu::UnicodeString& text) {
 
 enum class Verdict { accepted, wrongType, outOfRange };
 
-/// The bounds of a range, both as texts; a missing one is empty.
+/// The two bounds of a range, as texts; a missing bound is an empty text.
 struct Range {
   icu::UnicodeString low;
   icu::UnicodeString high;
@@ -217,7 +217,8 @@ PropertiesSchema::Entries::Entries(const char* data, std::size_t length) {
   for (const Property& line : report.properties()) {
     if (line.counts) add(line);
   }
-  // Lines are in any order, so each of these needs the lines of the one before.
+  // The lines of a schema may be in any order, so each of the following passes needs the results of the
+  // previous pass over all lines.
   judgeFacets(report, u"type", &Entries::judgeType);
   judgeFacets(report, u"range", &Entries::judgeRange);
   judgeFacets(report, u"default", &Entries::judgeDefault);
@@ -271,7 +272,7 @@ void PropertiesSchema::Entries::setUnknown(const Property& line) {
   }
 }
 
-/// Returns false if there is no such facet.
+/// Returns false if the schema has no facet of this name.
 bool PropertiesSchema::Entries::setFacet(Entry& entry, std::u16string_view facet, const Property& line) {
   if (facet == u"type") {
     const Type* const type = typeNamed(trimmed(line.value));
@@ -292,7 +293,7 @@ bool PropertiesSchema::Entries::setFacet(Entry& entry, std::u16string_view facet
   return true;
 }
 
-/// Checks the lines with a facet that depends on others.
+/// Checks the lines with a facet whose check depends on other lines.
 void PropertiesSchema::Entries::judgeFacets(const PropertiesReport& report, std::u16string_view facet,
                                             void (Entries::*judge)(Entry&, const Property&)) {
   for (const Property& line : report.properties()) {

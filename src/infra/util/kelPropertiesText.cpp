@@ -19,7 +19,7 @@ namespace tarvo::util {
 
 namespace {
 
-// The kinds of bytes, one bit each.
+// The kinds of bytes. Each kind is one bit.
 constexpr unsigned char lineEnd = 1;
 constexpr unsigned char blank = 2;
 constexpr unsigned char separator = 4;
@@ -36,7 +36,7 @@ constexpr auto kindOf = [] {
   return kinds;
 }();
 
-/// The bytes that belong to one of these kinds.
+/// A set of the bytes that belong to at least one of the kinds.
 template <unsigned int kinds>
 constexpr auto bytesOfKinds = [] {
   constexpr auto isOne = [](unsigned char kind) { return (kind & kinds) != 0; };
@@ -59,8 +59,8 @@ std::size_t bytesBefore(text::SixteenBytes block, std::index_sequence<i...> /*al
   return static_cast<std::size_t>(zeros) / 8;
 }
 
-/// Widens the bytes before the first byte of these kinds, and returns their number. The units after them, up
-/// to `count`, may be overwritten.
+/// Widens the bytes before the first byte of these kinds, and returns the number of widened bytes. The
+/// function may also overwrite later units, up to `count` units.
 template <unsigned int kinds>
 std::size_t widenBefore(const unsigned char* bytes, std::size_t count, char16_t* units) {
   std::size_t done = 0;
@@ -88,7 +88,8 @@ std::size_t decodeUtf8(const unsigned char* bytes, std::size_t count, char16_t* 
 
 }  // namespace
 
-/// Makes room for one unit for each byte of the data. The texts never need more room, so they never move.
+/// Makes room for one unit for each byte of the data. The keys and values never need more room, so they never
+/// move in memory.
 void PropertiesReader::keepTexts() {
   if (!atEnd()) grow(used_ + (length_ - position_));
   keepsTexts_ = true;
@@ -173,8 +174,8 @@ void PropertiesReader::readText() {
 }
 
 /// Reads bytes up to one of the kinds in `stops`. The function widens the bytes while it searches, as long as
-/// there is room. If the data is UTF-8, the bytes are then decoded; they consist of complete characters,
-/// because they end before an ASCII character or at the end of the data.
+/// there is room. If the data is UTF-8, the function decodes the bytes afterwards. The bytes consist of
+/// complete characters, because they end before an ASCII character or at the end of the data.
 template <unsigned int stops>
 void PropertiesReader::readPlain() {
   for (;;) {
@@ -283,7 +284,8 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", 
 constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
 
 void PropertiesWriter::writeHeader() {
-  // The blank at the end of the line is intended. The line is frozen because programs depend on the format.
+  // The SPACE at the end of the first line is intended. This line is frozen because programs depend on the
+  // format.
   write(text::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }
@@ -319,8 +321,8 @@ void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& esca
   for (std::int32_t i = 0; i < length; ++i) {
     const char16_t unit = units[i];
     if (unit > 127) {
-      // At each half of a surrogate pair char32At returns the whole character, so the character is written
-      // twice. This is intended: the format is frozen because programs depend on it.
+      // For each surrogate of a pair char32At returns the whole character, so the function writes the
+      // character twice. This behaviour is intended: the format is frozen because programs depend on it.
       writeUnicodeEscape(static_cast<char32_t>(text.char32At(i)));
       continue;
     }

@@ -15,15 +15,15 @@ namespace tarvo::util {
 /// The code page of the bytes that a reader reads.
 enum class PropertiesBytes : bool { latin1, wellFormedUtf8 };
 
-/// Whether the escape \uXXXX of a code unit is read as this unit: those of surrogates and of code points that
-/// are never characters are not.
+/// Returns whether the reader reads the escape \uXXXX of a code unit as this unit. The result is false for
+/// surrogates and for code points that are never characters.
 constexpr bool isReadFromEscape(unsigned int unit) {
   return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
 }
 
 constexpr unsigned int noDigit = 16;
 
-/// The value of a hexadecimal digit of either case, or `noDigit`.
+/// Returns the value of a hexadecimal digit, upper-case or lower-case, or `noDigit` for other characters.
 constexpr unsigned int hexDigit(char16_t unit) {
   if (unit >= '0' && unit <= '9') return unit - static_cast<unsigned int>('0');
   if (unit >= 'A' && unit <= 'F') return unit - static_cast<unsigned int>('A') + 10;
@@ -31,7 +31,7 @@ constexpr unsigned int hexDigit(char16_t unit) {
   return noDigit;
 }
 
-/// Where the texts of a property are: positions of bytes.
+/// The byte positions of the key and the value of a property.
 struct PropertyBytes {
   std::size_t key = 0;
   std::size_t keyEnd = 0;
@@ -61,8 +61,8 @@ class PropertiesReader {
 
   /// After this call, keys and values stay valid as long as the reader exists.
   void keepTexts();
-  /// From now on `escapes` contains the escapes of the last line read that has a property. The vector must
-  /// outlive the reader.
+  /// After this call, the reader stores in `escapes` the escapes of the last line that defines a property.
+  /// The vector must outlive the reader.
   void noteEscapes(std::vector<PropertyEscape>& escapes) { escapes_ = &escapes; }
 
   /// Reads the next line; returns false at the end of the data.
@@ -73,7 +73,7 @@ class PropertiesReader {
   /// Returns whether the line that was read last has a property. If `keepTexts` was not called, key and value
   /// are valid until the next line is read.
   bool hasProperty() const { return hasProperty_; }
-  /// Where the property is; only valid if there is one.
+  /// Returns the positions of the line's property; they are valid only if the line has a property.
   const PropertyBytes& bytes() const { return bytes_; }
   std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
   std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }

@@ -29,10 +29,10 @@ std::optional<std::uint64_t> eightBytesOf(const char16_t* units) {
   return machine::bigEndianAt<std::uint64_t>(bytes.data());
 }
 
-/// Returns the eight units of a key from `depth` on as one number. If two keys differ in these units, their
-/// numbers are in the order of the keys, or they are equal. A byte 0 means the unit 0 or the end of the key.
-/// A byte 255 means any unit from 255 on, and zeros follow it. Keys with different units can have the same
-/// number only if the number contains a byte 0 or 255.
+/// Returns the eight units of a key from `depth` on as one number. If two keys differ in these eight units,
+/// either their numbers are in the same order as the keys, or their numbers are equal. A byte 0 means the
+/// unit 0 or the end of the key. A byte 255 means any unit of 255 or more, and all bytes after it are 0. Keys
+/// with different units can have the same number only if the number contains a byte 0 or 255.
 std::uint64_t wordOf(std::u16string_view key, std::size_t depth) {
   const std::size_t rest = key.size() - std::min(depth, key.size());
   const std::size_t taken = std::min(rest, wordBytes);
@@ -55,9 +55,9 @@ constexpr bool identifiesUnits(std::uint64_t word) {
   return !text::hasZeroByte(word) && !text::hasZeroByte(~word);
 }
 
-/// Sorts lines by key. It sorts by eight units at a time, which are packed into a number, and then sorts keys
-/// with equal numbers by the next eight units. Keys of settings often have long common beginnings; in this
-/// way they are read only once instead of in every comparison.
+/// Sorts lines by key. The sort compares eight units at a time, which are packed into a number, and then
+/// sorts keys with equal numbers by the next eight units. Keys of settings often have long common beginnings;
+/// this sort reads a common beginning only once instead of in every comparison.
 class LineSorter {
  public:
   explicit LineSorter(const std::vector<PropertyLine>& lines) : lines_(lines), entries_(lines.size()) {
@@ -79,11 +79,11 @@ class LineSorter {
   };
   using Iterator = std::vector<Entry>::iterator;
 
-  /// If fewer keys than this are to be sorted, they are compared directly.
+  /// If fewer keys than this number are to be sorted, the sort compares the keys directly.
   static constexpr std::ptrdiff_t few = 12;
-  /// After this number of turns the keys that are not yet separated are compared directly, however many there
-  /// are. Otherwise crafted keys that separate one by one, each longer than the key before it, would exhaust
-  /// the stack.
+  /// After this number of recursive calls, the sort compares the remaining keys directly, however many there
+  /// are. Without this limit, crafted keys, each of which is longer than the key before it, would exhaust the
+  /// stack.
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
@@ -143,7 +143,7 @@ void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
   const auto ofOneKey = [](const PropertyLine& one, const PropertyLine& other) {
     return one.hash == other.hash && one.key == other.key;
   };
-  // In most texts each key occurs once; then no line has to be moved.
+  // In most texts each key occurs only once; then the function moves no line.
   const auto again = std::adjacent_find(lines.begin(), lines.end(), ofOneKey);
   if (again == lines.end()) return;
   auto last = again;

@@ -19,9 +19,9 @@ bool mayRefer(const icu::UnicodeString& value) {
   return text::holds(text::unitsOf(value), u'%');
 }
 
-/// Multiplies two numbers and combines both halves of the product. Neither half is sufficient: the lower bits
-/// of a product do not depend on the upper bits of the factors, and its upper bits depend little on the lower
-/// bits of the factors.
+/// Multiplies two numbers and combines both halves of the product. One half of the product is not sufficient:
+/// its lower bits do not depend on the upper bits of the factors, and its upper bits depend little on the
+/// lower bits of the factors.
 std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
   const auto [lower, upper] = machine::multiplied(left, right);
   return lower ^ upper;
@@ -46,7 +46,8 @@ std::uint64_t shortWordOf(std::u16string_view units) noexcept {
 
 // --- the index
 
-/// Computes the hash of a key. It reads two words at a time, whose products are computed independently.
+/// Computes the hash of a key. The function reads two words at a time; the products of these two words do not
+/// depend on each other.
 PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
   const std::size_t size = key.size();
   if (size < text::wordUnits) return static_cast<Hash>(foldedWords(shortWordOf(key), size) >> 32U);
@@ -64,8 +65,8 @@ PropertyIndex::Hash PropertyIndex::hashOf(std::u16string_view key) noexcept {
 
 constexpr std::size_t least = 8;
 
-// Between a third and a half of the places are in use. If there is no room, the index is rebuilt with more
-// places, so each property is moved only a few times.
+// Between a third and a half of the slots of the index are in use. If the index has no room, the map rebuilds
+// the index with more slots, so each property is moved only a few times.
 PropertyIndex::PropertyIndex(std::size_t count) : home_(3 * std::max(count, least)) {
   places_.resize(home_ + reach);
 }
@@ -100,8 +101,8 @@ void PropertyIndex::add(Hash hash, Property& property, bool refers) noexcept {
 
 // --- the nodes
 
-/// Returns memory for a node. Each new block is twice as large as the last one, up to a size that malloc
-/// takes from its heap. For a larger block malloc would get new pages from the system each time.
+/// Returns memory for a node. Each new block is twice as large as the previous block, up to a size that
+/// malloc takes from its heap. For each larger block malloc would get new pages from the system.
 void* NodePool::take(std::size_t size) {
   constexpr std::size_t most = 256;
   if (left_ != nullptr) return std::exchange(left_, left_->next);
@@ -159,13 +160,13 @@ void ExtendedProperties::PropertyMap::store(icu::UnicodeString&& key, icu::Unico
     return;
   }
   reserve(1);
-  // The hint is the end of the tree, because new keys often come after all others.
+  // The hint for the insertion is the end of the tree, because a new key often comes after all other keys.
   const auto added = map_.emplace_hint(map_.cend(), std::move(key), std::move(value));
   index_.add(hash, *added, refers);
 }
 
-/// After sorting, the texts of the lines and their places in the index are scattered in memory. Texts and
-/// places are prefetched some lines before they are used.
+/// After sorting, the text of each line and the index slot for its key are scattered in memory. Therefore the
+/// loop prefetches the text and the slot of a line some lines in advance.
 void ExtendedProperties::PropertyMap::store(const std::vector<PropertyLine>& lines) {
   constexpr std::size_t ahead = 8;
   reserve(lines.size());
@@ -191,7 +192,7 @@ void ExtendedProperties::PropertyMap::store(const PropertyLine& line) {
 }
 
 /// Inserts a property. The texts are constructed in the node, because moving a string takes as long as
-/// constructing it. The hint is the end of the tree, because lines are stored in key order.
+/// constructing it. The hint for the insertion is the end of the tree, because the lines are in key order.
 ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap::insert(
     const PropertyLine& line) {
   const std::int32_t keyLength = text::lengthOf(line.key);
@@ -201,8 +202,8 @@ ExtendedProperties::PropertyMap::Tree::iterator ExtendedProperties::PropertyMap:
                                        std::forward_as_tuple(line.key.data(), keyLength),
                                        std::forward_as_tuple(line.value.data(), valueLength));
   if (added->first.length() != keyLength || added->second.length() != valueLength) {
-    // At this point there was no memory for a text. A key for which there was no memory is treated as the
-    // empty key, which may have existed before.
+    // If this code is reached, there was no memory for a text. If there was no memory for the key, the key is
+    // bogus and counts as the empty key, which may have existed before.
     if (map_.size() != before) map_.erase(added);
     throw std::bad_alloc();
   }

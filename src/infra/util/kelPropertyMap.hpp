@@ -20,12 +20,13 @@
 /// searching the map.
 namespace tarvo::util {
 
-/// A hash table of pointers to properties. Its size is fixed, so changes cannot fail.
+/// A hash table of pointers to properties. The size of the table is fixed, so adding and removing properties
+/// cannot fail.
 ///
-/// A property is at the place that its hash gives or at one of the next `reach - 1` places. If none of these
-/// places is free, the property is not added. If a look-up finds other properties in all of these places, its
-/// result is uncertain, and the map has to be searched. Therefore a look-up in the index takes a bounded
-/// number of steps for all keys.
+/// A property is in the slot that its hash determines, or in one of the next `reach - 1` slots. If none of
+/// these slots is free, the property is not added. If a look-up finds other properties in all of these slots,
+/// its result is uncertain, and the caller has to search the map. Therefore a look-up in the index takes a
+/// bounded number of steps for all keys.
 class PropertyIndex {
  public:
   using Property = std::pair<const icu::UnicodeString, icu::UnicodeString>;
@@ -51,7 +52,7 @@ class PropertyIndex {
   /// Creates an empty index with room for `count` properties.
   explicit PropertyIndex(std::size_t count);
 
-  /// Returns whether `more` properties can be added. At least half of the places stay free, so that look-ups
+  /// Returns whether `more` properties can be added. At least half of the slots stay free, so that look-ups
   /// are short.
   bool hasRoom(std::size_t more) const noexcept { return 2 * (used_ + more) <= home_; }
   /// Returns whether the index contains all properties.
@@ -59,7 +60,7 @@ class PropertyIndex {
   const std::vector<Place>& places() const noexcept { return places_; }
 
   Answer find(Hash hash, std::u16string_view key) const noexcept;
-  /// Prefetches the place of a hash that will be looked up soon.
+  /// Prefetches the slot of a hash that the caller will look up soon.
   void announce(Hash hash) const noexcept { __builtin_prefetch(places_.data() + homeOf(hash)); }
   /// Adds a property that is not in the index. The index must have room.
   void add(Hash hash, Property& property, bool refers) noexcept;
@@ -81,8 +82,9 @@ class PropertyIndex {
   bool complete_ = true;
 };
 
-/// Memory for the nodes of one map, which all have the same size. The pool allocates memory for many nodes at
-/// a time and releases it when the pool is destroyed. The memory of a released node is used again.
+/// A pool of memory for the nodes of one map, which all have the same size. The pool allocates memory for
+/// many nodes at a time, and releases the memory when the pool is destroyed. The pool uses the memory of a
+/// released node again.
 class NodePool {
  public:
   void* take(std::size_t size);
@@ -140,7 +142,7 @@ class ExtendedProperties::PropertyMap {
   Map::const_iterator begin() const { return map_.begin(); }
   Map::const_iterator end() const { return map_.end(); }
 
-  /// Returns null if there is no such property.
+  /// Returns the property with this key, or null if there is no such property.
   const Property* find(std::u16string_view key) const {
     return search(PropertyIndex::hashOf(key), key).property;
   }
@@ -154,7 +156,7 @@ class ExtendedProperties::PropertyMap {
   /// Removes a property and returns whether it existed. The key may be a text of the map.
   bool remove(std::u16string_view key);
 
-  /// Returns, in key order, all properties whose value contains a "%", and perhaps others.
+  /// Returns, in key order, all properties whose value contains a "%", and perhaps some other properties.
   std::vector<Property*> referring();
 
  private:

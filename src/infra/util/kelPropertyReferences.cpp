@@ -40,8 +40,8 @@ void ExtendedProperties::Resolver::resolve(Property& property) {
   while (!underWay_.empty() && fault_.key == nullptr) step();
 }
 
-/// Makes one step with the last value on the stack: replaces one reference, or puts the value to which it
-/// refers on the stack.
+/// Makes one step with the last value on the stack: either replaces one reference, or puts the value to which
+/// the reference refers on the stack.
 void ExtendedProperties::Resolver::step() {
   Work& work = underWay_.back();
   const std::size_t length = open(work) ? work.rest().find(u'%') : none;
@@ -73,7 +73,7 @@ void ExtendedProperties::Resolver::step() {
 }
 
 void ExtendedProperties::Resolver::begin(Property& property) {
-  // Cycles are detected here, because a value that has no references is never in progress.
+  // This test detects every cycle, because a value without references is never in progress.
   if (keysUnderWay_.insert(&property).second) {
     underWay_.emplace_back(property);
   } else {
@@ -81,7 +81,7 @@ void ExtendedProperties::Resolver::begin(Property& property) {
   }
 }
 
-/// Notes the fault and replaces the reference, whose name has `length` units, by nothing.
+/// Records the fault and removes the reference, whose name has `length` units, from the value.
 void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
   const Fault fault = std::exchange(fault_, {});
   watcher_->faults.push_back(
@@ -94,7 +94,7 @@ void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
   work.opener = nullptr;
 }
 
-/// Counts units that were copied from another value. Stops if there are too many.
+/// Counts the units that were copied from another value. Stops if the copied units exceed the limit.
 void ExtendedProperties::Resolver::charge(const Work& work, std::size_t units) {
   if (units <= watcher_->unitsLeft_) {
     watcher_->unitsLeft_ -= units;
@@ -115,8 +115,8 @@ void ExtendedProperties::Resolver::finish(Work& work) {
   underWay_.pop_back();
 }
 
-/// Moves to the position after the next "%", unless a "%" is open already. Returns false if the rest contains
-/// no "%".
+/// Moves to the position after the next "%", unless a "%" already opens a reference. Returns false if the
+/// rest contains no "%".
 bool ExtendedProperties::Resolver::open(Work& work) {
   if (work.open) return true;
   const std::size_t percent = work.rest().find(u'%');

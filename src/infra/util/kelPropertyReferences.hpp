@@ -20,12 +20,12 @@
 
 namespace tarvo::util {
 
-/// The references of properties that cannot be resolved, and each "%" that begins none.
+/// Finds the references that cannot be resolved, and each "%" that begins no reference.
 class PropertyReferences {
  public:
   using Property = PropertyIndex::Property;
 
-  /// A "%" in a value, as it was before the replacement.
+  /// The position of a "%" in a value, as the value was before the replacement.
   struct Place {
     const Property* property;
     std::size_t unit;  ///< the number of units before the "%"
@@ -36,9 +36,9 @@ class PropertyReferences {
     bool isCycle;
   };
 
-  /// Resolves the references of the properties; a faulty one is replaced by nothing. Stops after inserting
-  /// more than `mostUnits` units. A unit that a missing name has from another value counts, too. The results
-  /// point to the properties, so they are valid until the properties change.
+  /// Resolves the references of the properties, and removes faulty references from the values. Stops after
+  /// inserting more than `mostUnits` units. A unit that a missing name has from another value counts, too. The
+  /// results point to the properties, so the results are valid until the properties change.
   void resolve(ExtendedProperties& properties, std::size_t mostUnits);
 
   std::vector<Fault> faults;
@@ -56,9 +56,9 @@ class PropertyReferences {
 /// every replacement. Each unit is read only once, because the text before the first "%" does not change any
 /// more.
 ///
-/// While a value still has references, it is in progress: it waits for the values to which it refers. The
-/// waiting values are on a separate stack in heap memory, not on the stack of the thread. The stored text of
-/// a value does not change until the value is complete.
+/// A value that still has references is in progress: it waits for the values to which it refers. The waiting
+/// values are on a separate stack in heap memory, not on the stack of the thread. The stored text of a value
+/// does not change until the value is complete.
 class ExtendedProperties::Resolver {
  public:
   /// The reason why the replacement ended early.
@@ -73,7 +73,8 @@ class ExtendedProperties::Resolver {
 
   /// Replaces all references, or the references before the first fault. After a fault or an exception the
   /// replacements that were made before stay.
-  /// With a watcher, a faulty reference is replaced by nothing, and the watcher notes it.
+  /// If there is a watcher, the resolver removes a faulty reference from the value, and the watcher records
+  /// the reference.
   Fault resolveAll();
 
  private:
@@ -83,14 +84,15 @@ class ExtendedProperties::Resolver {
   /// The tail of a value that has a single "%": the text after the "%". If such a value replaces a reference,
   /// its "%" opens the next reference, and the name of that reference begins with the tail. For each tail a
   /// map contains the properties whose names begin with the tail; the key of the map is the rest of the name.
-  /// The tail may be long and the rest short, so each name is put together only once.
+  /// The tail of a value may be long and the rest of a name short, so the resolver assembles each name only
+  /// once.
   using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
 
   struct Work {
     explicit Work(Property& which) : property(&which) {}
 
-    /// Returns the part of the value that has not been read yet. If a "%" is open, the part begins with the
-    /// name of the reference, or with the end of the name.
+    /// Returns the part of the value that has not been read yet. If a "%" has opened a reference, this part
+    /// of the value begins with the name of the reference, or with the end of the name.
     std::u16string_view rest() const { return text::unitsOf(property->second).substr(position); }
 
     Property* property;

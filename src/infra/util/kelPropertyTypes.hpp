@@ -16,7 +16,8 @@
 /// The types that a property's value can have.
 namespace tarvo::util {
 
-/// Returns the value that `read` returns, or nothing if `read` raises an error. The error itself is not used.
+/// Returns the value that `read` returns, or nothing if `read` raises an error. The function discards the
+/// error.
 template <class Number>
 std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const icu::UnicodeString& text) {
   try {
@@ -26,7 +27,8 @@ std::optional<Number> attempt(Number (*read)(const icu::UnicodeString&), const i
   }
 }
 
-// Each type has a function that reads a trimmed text, and a function that returns the type word of the error.
+// Each of the following types has a function that reads a trimmed text, and a function that returns the type
+// word of the error.
 
 struct Boolean {
   static std::optional<bool> read(const icu::UnicodeString& text) {
@@ -73,7 +75,8 @@ struct Double {
   static const char* wordFor(const icu::UnicodeString& /*text*/) { return "double"; }
 };
 
-/// Whether the value is the number that the text shows. The text is one that the type's function has read.
+/// Returns whether the value equals the number in the text, that is, whether the number was not reduced. The
+/// type's function must have read the text before.
 template <class Number>
 bool isShownBy(std::u16string_view text, Number value) {
   const bool negative = text.front() == u'-';
@@ -86,7 +89,7 @@ bool isShownBy(std::u16string_view text, Number value) {
          std::equal(digits.begin(), digits.end(), text.begin(), text.end());
 }
 
-/// An integer that is refused if it is out of range, where `Type` reduces it.
+/// A type for checked integers: it refuses a number out of range, which `Type` would reduce.
 template <class Type>
 struct Checked : Type {
   static auto read(const icu::UnicodeString& text) {

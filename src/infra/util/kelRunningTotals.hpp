@@ -5,25 +5,25 @@
 
 namespace tarvo::util {
 
-/// A list of numbers in which one number changes, and the numbers before a place are added up, both in a time
-/// proportional to the logarithm of the list's length. (Each entry of the tree is the total of a range of
-/// numbers. The range ends at the entry's position. Its length is the largest power of two that divides the
-/// position.)
+/// A list of numbers with two operations: changing one number, and computing the total of the numbers before
+/// an index. Both operations take time proportional to the logarithm of the list's length. (Each entry of the
+/// tree is the total of a range of numbers. The range ends at the entry's position. Its length is the largest
+/// power of two that divides the position.)
 class RunningTotals {
  public:
-  /// The total of the numbers before `index`.
+  /// Returns the total of the numbers before `index`.
   std::size_t before(std::size_t index) const {
     std::size_t total = 0;
     for (; index > 0; index -= lowestBit(index)) total += tree_[index - 1];
     return total;
   }
 
-  /// Differences modulo the word size: a decrease is added as its complement.
+  /// Differences are computed modulo the word size: a decrease is added as its two's complement.
   void add(std::size_t index, std::size_t difference) noexcept {
     for (++index; index <= tree_.size(); index += lowestBit(index)) tree_[index - 1] += difference;
   }
 
-  /// Makes room, so that one `append` cannot fail.
+  /// Makes room, so that the next `append` cannot fail.
   void reserveOne() {
     if (tree_.size() == tree_.capacity()) tree_.reserve(2 * tree_.size() + 16);
   }

@@ -38,7 +38,8 @@ std::u16string sortedWords(const std::u16string& folded) {
 }  // namespace
 
 /// Computes the distances between all prefixes of the two texts, row by row. Units can be inserted or removed
-/// between exchanged neighbours, so each cell also looks at the last row and column with the exchanged units.
+/// between two exchanged neighbours, so the computation of a cell also uses the last row and the last column
+/// in which the exchanged units occurred.
 std::size_t damerauLevenshtein(std::u16string_view left, std::u16string_view right) {
   const std::size_t width = right.size() + 2;
   const std::size_t infinity = left.size() + right.size();
@@ -93,8 +94,8 @@ icu::UnicodeString Suggestions::nameOf(const ByForm& forms, const std::u16string
   return found == forms.end() || !found->second ? icu::UnicodeString() : names_[*found->second];
 }
 
-/// The nearest name; an empty text if several are equally near; nothing if no name is near, or if there are
-/// too many pairs of units to compare.
+/// Returns the nearest name. Returns an empty text if several names are equally near. Returns nothing if no
+/// name is near enough, or if the search would need more comparisons of units than `pairsLeft`.
 std::optional<icu::UnicodeString> Suggestions::nearest(std::u16string_view key,
                                                        std::size_t& pairsLeft) const {
   if (key.size() > longestCompared) return std::nullopt;

@@ -11,21 +11,23 @@
 
 namespace tarvo::util {
 
-/// The number of single units that must be inserted, removed or replaced, and of neighbours that must be
-/// exchanged, to make one text of the other.
+/// Returns the smallest number of operations that change one text into the other. An operation inserts,
+/// removes or replaces one unit, or exchanges two neighbouring units.
 std::size_t damerauLevenshtein(std::u16string_view left, std::u16string_view right);
 
-/// Finds the name that a misspelt one probably means; `PropertiesSchema::suggest` states the rule.
+/// Finds the name that a misspelt name probably means; the comment of `PropertiesSchema::suggest` states the
+/// rule.
 class Suggestions {
  public:
   void add(const icu::UnicodeString& name);
 
-  /// Compares at most `pairsLeft` pairs of units, and reduces it by those that it compared. If more pairs
-  /// would be needed, sets it to 0 and suggests nothing by the distance.
+  /// Makes at most `pairsLeft` comparisons of two units, and reduces `pairsLeft` by the number of
+  /// comparisons. If the search by distance would need more comparisons, the function sets `pairsLeft` to 0
+  /// and suggests no name by its distance.
   icu::UnicodeString find(const icu::UnicodeString& key, std::size_t& pairsLeft) const;
 
  private:
-  /// An index into the names, or nothing if several have the same form.
+  /// Maps a form of a name to the index of the name, or to nothing if several names have the same form.
   using ByForm = std::map<std::u16string, std::optional<std::size_t>>;
 
   static void addForm(ByForm& forms, std::u16string form, std::size_t index);

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-/// Keys and values as bytes that the reader reads back.
+/// Functions that write keys and values as bytes that the reader reads back unchanged.
 namespace tarvo::util {
 
 class StringStream : public oss::OutputStream {
@@ -26,7 +26,7 @@ inline std::string writtenKey(const icu::UnicodeString& key) {
   return std::move(out.bytes);
 }
 
-/// Other than `save`, this keeps a SPACE at the start.
+/// Writes a value. Unlike `save`, this function keeps a SPACE at the start of the value.
 inline std::string writtenValue(const icu::UnicodeString& value) {
   StringStream out;
   if (value.startsWith(u" ", 1)) out.write('\\');
@@ -34,7 +34,7 @@ inline std::string writtenValue(const icu::UnicodeString& value) {
   return std::move(out.bytes);
 }
 
-/// The text of a comment, which has no line ends.
+/// Writes the text of a comment without line ends.
 inline std::string writtenComment(const icu::UnicodeString& text) {
   StringStream out;
   PropertiesWriter(out).writeComment(text);

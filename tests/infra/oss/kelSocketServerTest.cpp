@@ -61,7 +61,7 @@ testing::AssertionResult talks(Socket& from, Socket& to, const std::string& text
                                      << "'";
 }
 
-/// Reads one byte. Returns 0 if the peer has closed; raises the mapped error if the read fails.
+/// Reads one byte. Returns 0 if the peer has closed; raises the error of the code if the read fails.
 unsigned long long readsOne(Socket& socket) {
   char byte = 0;
   return socket.readOnce(&byte, 0, 1);

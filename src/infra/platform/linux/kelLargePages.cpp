@@ -8,7 +8,7 @@
 namespace tarvo::platform {
 namespace {
 
-// The usual size of a large page; it is a multiple of the size of a small page on every system.
+// The usual size of a large page, which is a multiple of the size of a small page on every system.
 constexpr std::size_t largePage = std::size_t{2} << 20;
 // A smaller block rarely contains a whole large page.
 constexpr std::size_t smallestBlock = 2 * largePage;

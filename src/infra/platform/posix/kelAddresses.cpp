@@ -23,8 +23,8 @@ int toWinsockFamily(int family) noexcept {
   return family == AF_INET6 ? familyInet6 : family;
 }
 
-/// Converts the bytes of a system address to a Winsock address, in place. The two forms differ in the number
-/// of the family and in the byte order of the family and the scope.
+/// Converts the bytes of a system address to a Winsock address, in place. A Winsock address differs from a
+/// system address in the number of the family, and in the byte order of the family and the scope.
 void toWinsockAddress(unsigned char* address, std::size_t length, int family) noexcept {
   const std::uint16_t number = machine::littleEndian(static_cast<std::uint16_t>(toWinsockFamily(family)));
   std::memcpy(address, &number, std::min(length, sizeof number));

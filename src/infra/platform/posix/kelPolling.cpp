@@ -16,7 +16,7 @@
 namespace tarvo::platform::posix {
 namespace {
 
-/// Lists up to this length are on the stack.
+/// A poll list of up to this length is stored on the stack.
 constexpr std::size_t shortList = 16;
 
 Deadline deadlineIn(long long milliseconds) noexcept {
@@ -27,7 +27,8 @@ Deadline deadlineIn(long long milliseconds) noexcept {
   return Deadline::at(start + std::min(milliseconds, most) * perMillisecond);
 }
 
-/// Returns false for a handle that cannot be a descriptor: the system's poll would ignore it.
+/// Returns false for a handle that cannot be a descriptor, because the system's poll would ignore such a
+/// handle.
 bool fill(pollfd& native, const PollEntry& entry) noexcept {
   native = {-1, 0, 0};
   if (entry.wanted == 0) return true;

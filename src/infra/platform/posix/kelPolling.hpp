@@ -6,7 +6,7 @@
 
 namespace tarvo::platform::posix {
 
-/// As Winsock::poll. Any descriptor can be watched, not only a socket.
+/// As Winsock::poll. The function can watch any descriptor, not only a socket.
 int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) noexcept;
 
 }  // namespace tarvo::platform::posix

@@ -15,8 +15,9 @@ class Deadline;
 /// Executes one call of select, with three sets. A descriptor that is in several sets has one poll entry.
 ///
 /// The system's poll accepts descriptors of any file, so select has to check that each descriptor is a
-/// socket. The first poll does not wait. If the first poll reports descriptors, only these are checked, and
-/// the call ends, as most calls do. Otherwise the other descriptors are checked before the call waits.
+/// socket. The first poll does not wait. If the first poll reports descriptors, the call checks only these
+/// descriptors and ends, as most calls do. If the first poll reports no descriptor, the call checks all
+/// descriptors before it waits.
 class Selection {
  public:
   Selection(SocketSet& read, SocketSet& write, SocketSet& error) noexcept : sets_{&read, &write, &error} {}

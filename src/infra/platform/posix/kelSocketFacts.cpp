@@ -12,8 +12,8 @@ bool SocketFacts::start(int descriptor, Facts facts) noexcept {
     const unsigned further = furtherOf(number);
     std::atomic<Entry*>& segment = further_[further];
     if (segment.load(std::memory_order_acquire) == nullptr) {
-      // A new entry consists of zeros. If a segment is large, only those of its pages that are accessed take
-      // memory.
+      // A new entry consists of zeros. The system provides memory only for those pages of a large segment
+      // that the program accesses.
       auto* const made = static_cast<Entry*>(std::calloc(sizeOf(further), sizeof(Entry)));
       if (made == nullptr) return false;
       Entry* none = nullptr;

@@ -19,8 +19,8 @@ inline constexpr Facts sendEnded = 16;       ///< sending was shut down by this 
 inline constexpr Facts connectionLost = 32;  ///< a call reported that the connection is reset or broken
 }  // namespace fact
 
-/// A table of the facts about every socket, indexed by descriptor. The facts are recorded when the library
-/// makes a call or gets its result.
+/// A table of the facts about every socket, indexed by descriptor. The library records the facts when it
+/// makes a system call, or when it gets the result of the call.
 ///
 /// An entry is created together with its socket, so recording a fact later allocates nothing. Any thread,
 /// also of a forked child, may call the functions; they take no locks. The table

@@ -24,7 +24,8 @@ void endAccepts(int listening) noexcept;
 /// Returns the number of ready entries. A signal ends the call with EINTR.
 int pollFor(pollfd* entries, nfds_t count, const timespec* time) noexcept;
 
-/// Sends without raising SIGPIPE: on a connection that is closed for sending, the call only fails with EPIPE.
+/// Sends without raising SIGPIPE: if the connection is closed for sending, the call fails with EPIPE and
+/// raises no signal.
 long sendQuietly(int descriptor, const char* bytes, int length, int flags) noexcept;
 
 }  // namespace tarvo::platform::posix

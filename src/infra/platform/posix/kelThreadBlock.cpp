@@ -12,9 +12,9 @@
 namespace tarvo::platform {
 namespace {
 
-// These variables are read often, so they have the TLS model in which a variable is accessed without a
-// function call. The C library reserves only little memory for such variables of libraries that are loaded
-// later, so the block itself is on the heap.
+// The library reads the following variables often, so they have the TLS model in which the program accesses a
+// variable without a function call. For libraries that are loaded later, the C library reserves only little
+// memory for variables of this model, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ThreadBlock* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 

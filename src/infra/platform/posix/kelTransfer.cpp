@@ -57,8 +57,8 @@ long resumed(int descriptor, const Direction& direction, Call call) noexcept {
   return result;
 }
 
-/// Returns whether an errno value means that the connection has ended. The system reports such an error to
-/// one call only.
+/// Returns whether an errno value means that the connection has ended. The system reports such an errno value
+/// to one call only.
 bool endsConnection(int error) noexcept {
   switch (error) {
     case ECONNRESET:
@@ -113,10 +113,10 @@ bool hangsUp(int descriptor) noexcept {
 }
 
 /// Waits until a thread that is inside a send has recorded its result. The system reports a reset to only one
-/// call: if a send gets the reset, a receive that ends at the same moment gets an end of stream. While
-/// sending is still open, there was no reset. After both directions are closed, a send returns at once, so
-/// this wait is short. The limit is for a forked child: a thread of the parent that was sending does not
-/// exist in the child and never records a result.
+/// call: if a send gets the reset, a receive that ends at the same moment gets an end of stream. If sending
+/// is still open, there was no reset, and the function does not wait. If both directions are closed, a send
+/// returns at once, so the wait is short. The limit is for a forked child: a thread of the parent that was
+/// sending does not exist in the child and never records a result.
 void awaitSender(int descriptor) noexcept {
   constexpr long long patience = nanosecondsPerSecond / 10;
   if (!socketFacts.isSending(descriptor) || !hangsUp(descriptor)) return;
@@ -128,7 +128,7 @@ void awaitSender(int descriptor) noexcept {
 }
 
 /// Returns the result of a receive that got no bytes: 0 if the peer ended the stream, or a failure if the
-/// recorded facts show one.
+/// recorded facts show that the connection failed.
 int endOfStream(int descriptor) noexcept {
   awaitSender(descriptor);
   const Facts facts = socketFacts.of(descriptor);
@@ -171,7 +171,8 @@ int shutDown(int descriptor, int how) noexcept {
                                          fact::receiveEnded | fact::sendEnded};
   if (how < shutdownReceive || how > shutdownBoth) return fail(wsa::invalidArgument);
   const auto index = static_cast<std::size_t>(how);
-  // The fact is recorded before the call, because the call wakes threads that look for the fact.
+  // The function records the shutdown before the system call, because the system call wakes threads that read
+  // this record.
   const Facts before = socketFacts.of(descriptor);
   if (how != shutdownReceive) leavePortReusable(descriptor, before);
   socketFacts.add(descriptor, ends[index]);

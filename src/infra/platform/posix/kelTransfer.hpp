@@ -1,6 +1,7 @@
 #pragma once
 
-/// Winsock's transfers and `shutdown` on descriptors. Results and errors are those of the platform layer.
+/// Winsock's transfers and `shutdown` on descriptors. The functions return the results and errors that
+/// kelWinsock.hpp defines.
 namespace tarvo::platform::posix {
 
 /// `flags` is 0, or MSG_DONTWAIT for a transfer that does not wait.

@@ -35,8 +35,8 @@ SocketHandle refuse(int code) noexcept {
   return invalidSocket;
 }
 
-/// Converts a new descriptor to a handle and records `facts` for it. Facts about an earlier socket with the
-/// same number are removed.
+/// Converts a new descriptor to a handle and records `facts` for it. The function removes the facts about an
+/// earlier socket with the same number.
 SocketHandle fresh(int descriptor, posix::Facts facts) noexcept {
   if (answer(descriptor) < 0) return invalidSocket;
   if (socketFacts.start(descriptor, facts)) return static_cast<SocketHandle>(descriptor);
@@ -54,8 +54,8 @@ int outcomeOfConnect(int descriptor, int result) noexcept {
     socketFacts.add(descriptor, fact::attempt);
     return wsa::wouldBlock;
   }
-  // For connect, EAGAIN means that the system lacks a resource, for example a free port. For other calls it
-  // means that the call would wait.
+  // For connect, EAGAIN means that the system lacks a resource, for example a free port. For other calls
+  // EAGAIN means that the call would wait.
   return errno == EAGAIN ? wsa::noBuffers : posix::winsockCode(errno);
 }
 
@@ -112,7 +112,7 @@ class PosixWinsock final : public Winsock {
     if ((facts & fact::made) == 0 && !posix::isSocket(descriptor)) return answer(-1);
     posix::leavePortReusable(descriptor, facts);
     socketFacts.remove(descriptor, facts);
-    // If the error is not EBADF, the descriptor is closed in spite of the error.
+    // If close fails with any error except EBADF, the system has closed the descriptor nevertheless.
     return ::close(descriptor) != 0 && errno == EBADF ? answer(-1) : 0;
   }
 

@@ -13,14 +13,14 @@ struct CodePair {
 extern const std::array<CodePair, 44> errnoCodes;
 extern const std::array<CodePair, 9> resolverCodes;
 
-/// Returns the Winsock code for an errno value; `wsa::systemCallFailure` if there is no counterpart.
+/// Returns the Winsock code for an errno value, or `wsa::systemCallFailure` if Winsock has no code for it.
 int winsockCode(int errnoValue) noexcept;
 
-/// Returns the Winsock code for a result of getaddrinfo. The table has no entry for EAI_SYSTEM: that result
-/// means that errno contains the code.
+/// Returns the Winsock code for a result of getaddrinfo. The table has no entry for EAI_SYSTEM, because the
+/// result EAI_SYSTEM means that errno contains the code.
 int winsockResolverCode(int result) noexcept;
 
-/// Returns the result of getaddrinfo for a Winsock code of the resolver; 0 if there is no counterpart.
+/// Returns the result of getaddrinfo for a Winsock code of the resolver, or 0 if no result has this code.
 int posixResolverCode(int code) noexcept;
 
 }  // namespace tarvo::platform::posix

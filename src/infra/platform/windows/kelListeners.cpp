@@ -20,8 +20,8 @@ class Locked {
   SRWLOCK& lock_;
 };
 
-/// Returns a datagram socket that is connected to itself. If that fails, returns INVALID_SOCKET and sets the
-/// system's last error.
+/// Returns a datagram socket that is connected to itself. If the socket cannot be created or connected,
+/// returns INVALID_SOCKET and sets the system's last error.
 SOCKET makeWaker() noexcept {
   const SOCKET waker =
       ::WSASocketW(AF_INET, SOCK_DGRAM, 0, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT);

@@ -10,10 +10,11 @@
 
 /// The process's listening sockets.
 ///
-/// In Winsock a wait on a listening socket ends only if the socket is closed, and then its number can be
-/// given to another socket before the waiting thread returns. Therefore each listener has a waker: a datagram
-/// socket that is connected to itself. A thread that waits for a listener waits for its waker too. A byte
-/// sent to the waker makes it readable; the byte is never read, so the waker stays readable.
+/// In Winsock a wait on a listening socket ends only if the socket is closed. After the close, the system can
+/// give the number of the socket to another socket before the waiting thread returns. Therefore each listener
+/// has a waker: a datagram socket that is connected to itself. A thread that waits for a listener also waits
+/// for the listener's waker. To wake such threads, the library sends a byte to the waker, which makes the
+/// waker readable. Nothing reads the byte, so the waker stays readable.
 namespace tarvo::platform::windows {
 
 struct Listener {
@@ -45,8 +46,8 @@ class Listeners {
 
   Entry* entryOf(SOCKET handle) noexcept;
 
-  // These members need no construction or destruction, because programs may open listeners before main and
-  // close them after it.
+  // The types of these members need no construction or destruction, because programs may open listeners
+  // before main begins and close them after main has ended.
   SRWLOCK lock_ = SRWLOCK_INIT;
   Entry* first_ = nullptr;
   std::atomic<std::size_t> count_{0};  ///< avoids look-ups while there are no listeners

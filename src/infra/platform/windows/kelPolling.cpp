@@ -1,6 +1,6 @@
 #include "platform/windows/kelPolling.hpp"
 
-// Before windows.h, which would include the first version of Winsock.
+// Must be included before windows.h, which would include the first version of Winsock.
 #include <winsock2.h>
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 namespace tarvo::platform::windows {
 namespace {
 
-/// The system's fd_set for any number of handles. The system allows this: the array is as long as its count
-/// says. Short sets need no memory.
+/// The system's fd_set with an array for any number of handles. The system allows longer arrays: it reads as
+/// many handles as the count says. A short set is stored inside the object and needs no allocation.
 class HandleSet {
  public:
   explicit HandleSet(std::size_t most) noexcept {

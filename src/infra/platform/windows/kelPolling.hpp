@@ -6,8 +6,8 @@
 
 namespace tarvo::platform::windows {
 
-/// As Winsock::poll, by the system's select. Its poll is not used, because before Windows 10 version 2004 it
-/// does not report an attempt to connect that has failed.
+/// Does the same as Winsock::poll, with the system's select. The function does not use the system's poll,
+/// because before Windows 10 version 2004 that poll does not report a failed attempt to connect.
 int pollEntries(PollEntry* entries, std::size_t count, long long milliseconds) noexcept;
 
 }  // namespace tarvo::platform::windows

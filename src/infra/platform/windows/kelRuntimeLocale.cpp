@@ -40,11 +40,11 @@ class SwitchLock {
 constinit SwitchLock switching;
 
 /// Room for the name of the former locale; only artificial names are longer. Only the thread that holds the
-/// lock uses it.
+/// lock may use this array.
 constinit char formerName[1024];
 
-/// Returns a copy of the current locale's name. A copy is needed because the runtime's text changes with the
-/// next switch.
+/// Returns a copy of the current locale's name. The copy is necessary because the next switch of the locale
+/// changes the runtime's text.
 char* currentName() {
   const char* const name = std::setlocale(LC_ALL, nullptr);
   const std::size_t size = std::strlen(name) + 1;

@@ -6,7 +6,8 @@
 
 // A thread's block is in a fiber-local slot, whose callback is called when any thread ends. A thread_local
 // object is not used, because this compiler's runtime releases a thread's objects before it destroys them.
-// The library's entry point is not used, because its notifications about threads are switched off.
+// The library does not use the notifications about threads that its entry point could receive, because they
+// are switched off.
 
 namespace tarvo::platform {
 namespace {
@@ -14,8 +15,8 @@ namespace {
 /// The value of a thread's slot after its block has been released.
 ThreadBlock pastTheEnd{};
 
-/// Two slots of the system. One has a callback, which receives a thread's block when the thread ends. The
-/// other slot can be read until the thread has ended.
+/// Two slots of the system. The first slot has a callback, which receives a thread's block when the thread
+/// ends. The library can read the second slot until the thread has ended.
 class Slots {
  public:
   Slots() noexcept : looked_(::TlsAlloc()), calling_(::FlsAlloc(&end)) {
@@ -64,7 +65,8 @@ ThreadBlock* makeBlock() noexcept {
 }  // namespace
 
 void* threadBlock(ThreadPart part, void (*atEnd)(void*) noexcept) noexcept {
-  // Reading a slot sets the last error. The last error is restored, because a caller may be about to read it.
+  // Reading a slot sets the last error. The function restores the last error, because the caller may read it
+  // next.
   const DWORD error = ::GetLastError();
   ThreadBlock* block = slots().find();
   if (block == nullptr) block = makeBlock();

@@ -27,7 +27,8 @@ static_assert(SocketSet::most == FD_SETSIZE && familyInet == AF_INET && familyIn
 static_assert(passiveFlag == AI_PASSIVE && numericHostFlag == AI_NUMERICHOST);
 static_assert(optionReuseAddress == SO_REUSEADDR && optionError == SO_ERROR && optionNoDelay == TCP_NODELAY);
 
-/// A socket address. Its length is the length of its family's addresses; the bytes after them are ignored.
+/// A socket address. The length of the address is the length for its family; the system ignores the bytes
+/// after the address.
 struct NativeAddress {
   explicit NativeAddress(const unsigned char* bytes) noexcept
       : name(reinterpret_cast<const sockaddr*>(bytes)),
@@ -73,8 +74,8 @@ bool wasReset(SOCKET handle) noexcept {
   return ::WSAPoll(&entry, 1, 0) == 1 && (entry.revents & POLLERR) != 0;
 }
 
-/// Returns whether a stream has ended because another thread shut down receiving while this thread waited.
-/// The function makes another receive, which does not wait at the end of a stream.
+/// Returns whether a stream has ended because another thread of this process shut down receiving while this
+/// thread waited. The function makes another receive, which does not wait at the end of a stream.
 bool wasShutDownHere(SOCKET handle) noexcept {
   char byte = 0;
   return ::recv(handle, &byte, sizeof byte, MSG_PEEK) == SOCKET_ERROR && ::WSAGetLastError() == WSAESHUTDOWN;
@@ -119,8 +120,8 @@ ResolvedAddress toResolved(const ADDRINFOW& entry) {
   return resolved;
 }
 
-// Winsock counts how often it was started. On some systems the count is too low if two threads start it at
-// the same moment; a later WSACleanup then ends all sockets of the process. This lock prevents that.
+// Winsock counts how often it was started. On some systems this count is too low if two threads start Winsock
+// at the same moment; then a later WSACleanup ends all sockets of the process. This lock prevents that.
 SRWLOCK startLock = SRWLOCK_INIT;
 
 int start(WORD version, WSADATA& data) noexcept {
@@ -137,7 +138,7 @@ int cleanUp() noexcept {
   return result;
 }
 
-/// Winsock, started for a scope.
+/// Starts Winsock for the duration of a scope.
 class Started {
  public:
   Started() noexcept {
@@ -158,7 +159,8 @@ class Started {
 
 // --- select -------------------------------------------------------------------------------------------
 
-/// The system's fd_set with a longer array. The system allows that: it reads as many handles as `count` says.
+/// The system's fd_set with a longer array. The system allows a longer array: it reads as many handles as
+/// `count` says.
 struct WatchedSet {
   static constexpr unsigned int most = 2 * SocketSet::most;
 
@@ -173,7 +175,7 @@ struct WatchedSet {
 };
 static_assert(offsetof(WatchedSet, handles) == offsetof(fd_set, fd_array));
 
-/// The handles of a set. Each listener is followed by its waker.
+/// The handles of a set. In the array, the waker of a listener follows the listener.
 struct Watch {
   explicit Watch(const SocketSet& set) noexcept {
     for (unsigned int i = 0; i < set.count; ++i) {
@@ -208,7 +210,8 @@ int awaitPending(SOCKET listening, const Listener& listener) noexcept {
 
 // --- transfers that do not wait -----------------------------------------------------------------------
 
-/// Returns 0 if the handle is ready, or the code with which a transfer fails that must not wait.
+/// Returns 0 if the handle is ready. Otherwise returns the code with which a transfer that must not wait
+/// fails.
 int refusalNow(SocketHandle handle, unsigned char wanted) noexcept {
   PollEntry entry = {handle, wanted, 0};
   const int ready = windows::pollEntries(&entry, 1, 0);
@@ -216,7 +219,7 @@ int refusalNow(SocketHandle handle, unsigned char wanted) noexcept {
   return ready == 0 ? wsa::wouldBlock : 0;
 }
 
-/// The most bytes that a writable socket takes without waiting.
+/// The largest number of bytes that a writable socket accepts without waiting.
 int pieceFor(SOCKET handle) noexcept {
   constexpr int most = 1 << 16;
   int room = 0;
@@ -319,9 +322,9 @@ class SystemWinsock final : public Winsock {
     return wasReset(handle) ? fail(wsa::connectionReset) : 0;
   }
 
-  // The system has no call that transfers without waiting on a socket that waits. But once a socket is
-  // reported as readable, the only thread that reads does not wait. Once it is reported as writable, the
-  // system takes a piece that is short compared with its send buffer.
+  // The system has no call that transfers without waiting on a blocking socket. But after select has reported
+  // a socket as readable, a read does not wait if only one thread reads. After select has reported a socket
+  // as writable, the system accepts, without waiting, a piece that is short compared with the send buffer.
   int sendNow(SocketHandle handle, const char* bytes, int length) override {
     if (const int code = refusalNow(handle, PollEntry::write); code != 0) return fail(code);
     return send(handle, bytes, std::min(length, pieceFor(handle)));
@@ -338,9 +341,8 @@ class SystemWinsock final : public Winsock {
 
   int shutdown(SocketHandle handle, int how) override {
     if (::shutdown(handle, how) != 0) return socketError;
-    // The system's shutdown does not end calls that wait, so they are cancelled. The system cannot cancel the
-    // calls of only one direction.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
+    // The system's shutdown does not end calls that wait, so this function cancels them. The system cannot
+    // cancel only the calls in one direction. NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
     if (how == shutdownBoth) ::CancelIoEx(reinterpret_cast<HANDLE>(handle), nullptr);
     return 0;
   }
@@ -355,7 +357,7 @@ class SystemWinsock final : public Winsock {
   }
 
   int getsockopt(SocketHandle handle, int level, int option, int& value) override {
-    // For some options the system writes one byte.
+    // For some options the system writes a value of only one byte.
     int whole = 0;
     int size = sizeof whole;
     if (::getsockopt(handle, level, option, reinterpret_cast<char*>(&whole), &size) != 0) return socketError;
@@ -402,8 +404,8 @@ class SystemWinsock final : public Winsock {
   }
 
  private:
-  /// Makes an accepted socket blocking and not inheritable. Otherwise it would be non-blocking like its
-  /// listener, and child processes would inherit it.
+  /// Makes an accepted socket blocking and not inheritable. Without this change the accepted socket would be
+  /// non-blocking like its listener, and child processes would inherit it.
   static SocketHandle asNew(SOCKET accepted) noexcept {
     if (setBlocking(accepted, true) != 0) return discard(accepted);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
