@@ -5,7 +5,8 @@
 
 namespace kelinfra {
 
-/// The candidate that was probably meant, by the rule of `PropertiesSchema::suggest`. Empty without one.
+/// Returns the candidate that the user probably meant, by the rule of `PropertiesSchema::suggest`. Returns an
+/// empty text if no candidate is near.
 std::string suggestion(const std::string& word, const std::vector<std::string>& candidates);
 
 }  // namespace kelinfra

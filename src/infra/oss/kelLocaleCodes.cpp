@@ -114,7 +114,7 @@ constexpr const char* find(std::string_view key) {
 constexpr const char* fallback = find(*std::rbegin(supported));
 static_assert(fallback == std::string_view("enUS"));
 
-/// The number of bytes of an ICU name that are used.
+/// The largest number of bytes of an ICU name that the look-up uses.
 constexpr std::size_t longestName = 63;
 
 /// Looks up a code by the letters and digits of a name, in capitals. Returns null if there is no such code.

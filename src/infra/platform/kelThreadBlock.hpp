@@ -6,7 +6,7 @@
 /// The platform layer's memory block for each thread, with callbacks when the thread ends.
 namespace tarvo::platform {
 
-/// The users of a thread's block. Each has a part of the block.
+/// The users of a thread's block. Each user has a part of the block.
 enum class ThreadPart : std::size_t { converters, trace };
 inline constexpr std::size_t threadParts = 2;
 
@@ -18,13 +18,14 @@ struct ThreadBlock {
   alignas(std::max_align_t) unsigned char bytes[threadPartSizes[0] + threadPartSizes[1]];
   void (*atEnd[threadParts])(void* part) noexcept;
 
-  /// Returns the part, and notes the function that its user wants to be called at the end.
+  /// Returns the part of a user, and stores the function that must be called for this part when the thread
+  /// ends.
   void* use(ThreadPart part, void (*whenThreadEnds)(void*) noexcept) noexcept {
     const auto index = static_cast<std::size_t>(part);
     atEnd[index] = whenThreadEnds;
     return start(index);
   }
-  /// Calls the functions of the users.
+  /// Calls the stored functions of all users.
   void end() noexcept {
     for (std::size_t index = 0; index < threadParts; ++index) {
       if (atEnd[index] != nullptr) atEnd[index](start(index));

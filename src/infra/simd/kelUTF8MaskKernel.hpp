@@ -98,8 +98,8 @@ __attribute__((always_inline)) inline Vector bytesAt(char* dest, const char* tex
   return bytes;
 }
 
-/// Checks 4 * 64 bytes. If all these bytes are ASCII, the only possible fault is that the character before
-/// them is incomplete.
+/// Checks the next 4 * 64 bytes of the text. If all these bytes are ASCII, the only possible fault is that
+/// the character before them is incomplete.
 template <bool copies>
 __attribute__((always_inline)) inline void takeFour(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, bool& asciiBefore) {

@@ -120,9 +120,10 @@ icu::UnicodeString valuePlace(std::int32_t argument, bool isNumber) {
   return text::invariantText(text::DecimalText(2 * argument + (isNumber ? 2 : 1)).view());
 }
 
-/// Writes a pattern again, for the values of `valuesOf`. If an argument cannot be a number, but has a type
-/// that takes one, it is written as a text. Dates and times are texts, too: no argument is one. Plural forms
-/// of such an argument are replaced by the form `other`, in which `#` is the text.
+/// Writes a pattern again, for the values of `valuesOf`. If an argument cannot be a number, but the pattern
+/// gives it a type that takes a number, the argument is written as a text. An argument with the type of a
+/// date or a time is written as a text, too. Plural forms of such an argument are replaced by the form
+/// `other`, in which `#` is the text.
 class ValuePattern {
  public:
   ValuePattern(const icu::UnicodeString& pattern, const Parts& parts, KnownArguments known)

@@ -122,8 +122,8 @@ class NodeAllocator {
   NodePool* pool_;
 };
 
-/// The map of the properties. References to stored texts stay valid in the same way as references into a
-/// std::map.
+/// The map that stores the properties of an `ExtendedProperties`. References to stored texts stay valid in
+/// the same way as references into a std::map.
 class ExtendedProperties::PropertyMap {
  public:
   using Property = Map::value_type;

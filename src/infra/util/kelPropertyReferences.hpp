@@ -37,8 +37,8 @@ class PropertyReferences {
   };
 
   /// Resolves the references of the properties, and removes faulty references from the values. Stops after
-  /// inserting more than `mostUnits` units. A unit that a missing name has from another value counts, too. The
-  /// results point to the properties, so the results are valid until the properties change.
+  /// inserting more than `mostUnits` units. A unit that a missing name takes from another value counts, too.
+  /// The results point to the properties, so the results are valid until the properties change.
   void resolve(ExtendedProperties& properties, std::size_t mostUnits);
 
   std::vector<Fault> faults;

@@ -18,7 +18,7 @@ std::u16string foldedUnits(const icu::UnicodeString& text) {
   return std::u16string(text::unitsOf(folded));
 }
 
-/// The words of a text in alphabetical order, each followed by a separator.
+/// Returns the words of a text in alphabetical order, with a separator after each word.
 std::u16string sortedWords(const std::u16string& folded) {
   constexpr std::u16string_view separators = u".-_ ";
   std::vector<std::u16string> words(1);

@@ -75,7 +75,7 @@ bool wasReset(SOCKET handle) noexcept {
 }
 
 /// Returns whether a stream has ended because another thread of this process shut down receiving while this
-/// thread waited. The function makes another receive, which does not wait at the end of a stream.
+/// thread waited. To find out, the function calls recv again, which does not wait at the end of a stream.
 bool wasShutDownHere(SOCKET handle) noexcept {
   char byte = 0;
   return ::recv(handle, &byte, sizeof byte, MSG_PEEK) == SOCKET_ERROR && ::WSAGetLastError() == WSAESHUTDOWN;
