@@ -16,10 +16,10 @@
 /// tables are the same in the C library, `iconv` must agree whether the stream is clean.
 ///
 /// Other tables differ, so `iconv` is not asked for these: ICU decodes the bytes without a character of
-/// windows-1252, windows-1251, Big5, GBK and Shift_JIS as control characters or characters of private use, and
-/// EUC-JP and EUC-KR have more rows. The C library ignores SO and SI in ISO-2022-JP, and unknown escapes in
-/// ISO-2022-KR. It reads UTF-16 without a mark in the order of the machine; ICU reads the higher byte first.
-/// In UTF-7, ICU accepts a plus sign at the end, and refuses base64 that ends inside a character.
+/// windows-1252, windows-1251, Big5, GBK and Shift_JIS as control characters or characters of private use,
+/// and EUC-JP and EUC-KR have more rows. The C library ignores SO and SI in ISO-2022-JP, and unknown escapes
+/// in ISO-2022-KR. It reads UTF-16 without a mark in the order of the machine; ICU reads the higher byte
+/// first. In UTF-7, ICU accepts a plus sign at the end, and refuses base64 that ends inside a character.
 namespace {
 
 using tarvo::fuzz::expect;
