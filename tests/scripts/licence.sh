@@ -52,6 +52,12 @@ rm "$folder/LICENSES/Apache-2.0.txt"
 echo 'Do what you like.' >"$folder/LICENSES/Apache-2.0.txt"
 refused "LICENSE is not the text of Apache-2.0"
 
-write_project
-echo '  "license": "MIT",' >>"$folder/packaging/recipe.json"
-refused "packaging/recipe.json:2:"
+# Each recipe has the field in the form of its tool.
+refused_field() {
+  write_project
+  printf '%s\n' "$2" >"$folder/packaging/$1"
+  refused "packaging/$1:1:"
+}
+refused_field vcpkg.json '  "license": "MIT",'
+refused_field conanfile.py '    license = "MIT"'
+refused_field meson.build "project('a', 'cpp', version: '1', license: 'MIT')"
