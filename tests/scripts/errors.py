@@ -50,6 +50,8 @@ CHANGES = [
     ("lets arguments be missing", lambda table: table[3].update(omissible=1), "'NLSException ERR"),
 ]
 FAULTS = [
+    ("does not say when arguments are missing", lambda table: table[3].update(omissible=1),
+     "omissible and omissible_if belong together"),
     ("lacks a meaning", lambda table: table[1].pop("meaning"), "missing ['meaning']"),
     ("has an unknown key", lambda table: table[1].update(meanings=""), "unknown ['meanings']"),
     ("has an unknown kind", lambda table: table[0]["arguments"][0].update(kind="path"), "the kind path does"),
