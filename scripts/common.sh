@@ -45,6 +45,18 @@ step() {
   return 1
 }
 
+# allow_skip SCRIPT: runs a script that ends with status 77 if this machine cannot run it. The status 77 is
+# only reported. In CI, and if the user asked for the script, so that $by_name is not empty, it is a failure.
+allow_skip() {
+  local status=0
+  "$@" || status=$?
+  if [ "$status" = 77 ] && [ -z "${by_name-}${CI-}" ]; then
+    say "$(basename "$1"): not run"
+    return
+  fi
+  return "$status"
+}
+
 as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
 }
@@ -122,6 +134,12 @@ need_test_tools() {
   need "${toolchain[@]}" "${test_tools[@]}"
   need_toolchain
   need_programs ctest gdb git python3 java nm objdump readelf c++filt uconv
+}
+
+# need_clang: installs Debian's default Clang and the libraries of its sanitizers.
+need_clang() {
+  need clang
+  need "libclang-rt-$(clang -dumpversion | cut -d . -f 1)-dev"
 }
 
 mingw=x86_64-w64-mingw32

@@ -121,3 +121,8 @@ expect_tally "one fails twice" "$one" "0% tests passed, 1 tests failed out of 1"
   "1 passed, 1 failed, 1 of them again when run alone"
 expect_tally "one fails beside others only" "$one" "100% tests passed, 0 tests failed out of 1" \
   "1 passed, 1 failed, 0 of them again when run alone"
+
+# A program that runs no test counts as a failure in a summary.
+printf 'kelinfra_kernel_tests --kernels=NAME\n\nended with status 1\n' >"$log"
+[ "$(summary "$log")" = "0 1 0
+$log (status 1)" ] || die "the summary of a log without tests: $(summary "$log")"
