@@ -31,8 +31,8 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The largest number of units in an ICU string. The number of bytes has the same limit, because each byte
-/// may become a unit.
+/// The largest number of units in an ICU string. The number of bytes of a text has the same limit as the
+/// number of units, because each byte may become a unit.
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {
@@ -56,7 +56,7 @@ struct CodePage {
   const char* codePage;
 };
 
-/// Bytes for a debug line. The line contains the bytes up to the first NUL.
+/// Bytes for a debug line. The debug line contains the bytes up to the first NUL.
 struct Shown {
   const char* bytes;
   std::int64_t count;

@@ -88,8 +88,8 @@ bool readPort(SocketHandle handle, unsigned int& port) {
 }
 
 /// Returns the port that the server holds. After a failed `listen` the handle can be bound although the
-/// object stores no port. Then the function asks the system for the port, and returns 0 if the system reports
-/// an error.
+/// object stores no port. In that case the function asks the system for the port, and returns 0 if the system
+/// reports an error.
 unsigned int heldPort(SocketHandle handle, unsigned int stored) {
   unsigned int port = stored;
   if (port == 0) readPort(handle, port);

@@ -25,8 +25,8 @@ namespace saved {
 enum : unsigned { XMM = 1, YMM = 2, MASKS = 5, ZMM = 6, ZMM16 = 7 };
 }  // namespace saved
 
-/// A part of the processor's description of its features. The compiler's __builtin_cpu_supports is not used,
-/// because it would add code that runs when the library is loaded.
+/// One of the parts in which the cpuid instruction describes the features of the processor. The compiler's
+/// __builtin_cpu_supports is not used, because it would add code that runs when the library is loaded.
 struct Leaf {
   unsigned a = 0;
   unsigned b = 0;

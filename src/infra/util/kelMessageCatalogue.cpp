@@ -248,7 +248,7 @@ icu::Formattable numberOf(const icu::UnicodeString& argument) {
 
 using Arguments = std::list<icu::UnicodeString>;
 
-/// Writes the words with the arguments at their places.
+/// Writes the words of a text, and each argument at the place at which the text needs it.
 void insertArguments(const Text& text, const Arguments& arguments, icu::UnicodeString& out) {
   std::int32_t done = 0;
   for (const Place& place : text.places) {

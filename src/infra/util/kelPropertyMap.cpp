@@ -27,7 +27,7 @@ std::uint64_t folded(std::uint64_t left, std::uint64_t right) noexcept {
   return lower ^ upper;
 }
 
-// Arbitrary numbers whose bits have no pattern.
+// The factors of the hash function: arbitrary numbers whose bits have no pattern.
 constexpr std::uint64_t saltOfFirst = 0x9E37'79B9'7F4A'7C15;
 constexpr std::uint64_t saltOfSecond = 0xD1B5'4A32'D192'ED03;
 
