@@ -186,7 +186,8 @@ StrictStream::Status StrictStream::convert(const char*& source, const char* sour
   }
 }
 
-/// Writes the bytes that did not fit into the last target. Returns false if some of these bytes do not fit again.
+/// Writes the bytes that did not fit into the last target. Returns false if some of these bytes do not fit
+/// again.
 bool StrictStream::writeWaiting(char*& target, const char* targetEnd) {
   const std::size_t size = std::min(waitingEnd_ - waitingAt_, static_cast<std::size_t>(targetEnd - target));
   if (size > 0) std::memcpy(target, &waiting_[waitingAt_], size);
