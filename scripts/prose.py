@@ -1,6 +1,7 @@
-"""The prose of this repository: comments and pages, as paragraphs with their places. scripts/words and
-scripts/sentences import it."""
+"""The prose of this repository: comments, docstrings and pages, as paragraphs with their places.
+scripts/words and scripts/sentences import it."""
 
+import ast
 import pathlib
 import re
 import subprocess
@@ -52,6 +53,18 @@ def comment_lines(lines, marker):
         yield number, found.group("text")[1:] if found else ""
 
 
+def python_lines(lines):
+    """The comments and the docstrings of a Python program."""
+    documented = (ast.Module, ast.ClassDef, ast.FunctionDef)
+    docstrings = [node.body[0] for node in ast.walk(ast.parse("\n".join(lines)))
+                  if isinstance(node, documented) and ast.get_docstring(node)]
+    text = dict(comment_lines(lines, "#"))
+    for docstring in docstrings:
+        for number in range(docstring.lineno, docstring.end_lineno + 1):
+            text[number] = lines[number - 1][docstring.col_offset:].replace('"""', "")
+    return list(text.items())
+
+
 def lines_of(name):
     """(number, prose) for each line of a file; a line without prose is empty."""
     path = ROOT / name
@@ -60,6 +73,8 @@ def lines_of(name):
         return list(page_lines(lines))
     if path.suffix == "" and not lines[0].startswith("#!"):
         return []
+    if path.suffix == ".py" or lines[0].endswith("python3"):
+        return python_lines(lines)
     marker = COMMENT["" if lines[0].startswith("#!") else path.suffix] if path.suffix in COMMENT else None
     return list(comment_lines(lines, marker)) if marker else []
 

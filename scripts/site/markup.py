@@ -60,7 +60,7 @@ def scrolling(table):
 
 
 class Book:
-    """What links can lead to: pages, files to be copied, and names of the reference."""
+    """The targets that links can have: pages, files to be copied, and names of the reference."""
 
     def __init__(self, root):
         self.root = root

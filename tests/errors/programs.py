@@ -27,7 +27,7 @@ def run(command, name):
 
 
 def problems(folder, command):
-    """What differs: of the names first, then of what the programs print."""
+    """The differences: first between the names, then between the outputs."""
     sources = {file.stem for file in folder.glob("*.cpp")}
     outputs = {file.stem for file in folder.glob("*.txt")}
     listed = subprocess.run(command, text=True, capture_output=True, check=True, timeout=SECONDS)

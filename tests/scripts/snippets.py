@@ -58,7 +58,7 @@ def compiled(source, program, *more):
 
 
 def checked(page, counts="docs 1 1"):
-    """What the checker says about a project with that page; "" if it is content."""
+    """The output of the checker for a project with that page; "" if it finds nothing."""
     with tempfile.TemporaryDirectory() as folder:
         root, built = Path(folder), Path(folder) / "built"
         for name, text in {"docs/page.md": page, "tests/snippets/counts.txt": counts}.items():

@@ -23,6 +23,7 @@ found a.cpp "int a = 0;  // the byte behind the text" behind
 found a.hpp "/// Returns so many bytes as were read." "so many"
 found a.hpp "/// The call tells the size." tells
 found a.py "# The list is built anew." anew
+found a.py '"""Builds the list anew."""' anew
 found a.cmake "# The file has none." "has none"
 found a.cpp "// All pages but for one are tables." "but for"
 found a.cpp "// It has a thread of its own." "of its own"
@@ -37,6 +38,7 @@ found a.md "- The line \`$(printf 'x%.0s' {1..120})\` is long." "142 columns"
 found a.md "\`name\` $(printf 'x%.0s' {1..110})" "117 columns"
 
 clean a.cpp 'print("the byte behind the text");  // prints a message of the program'
+clean a.py 'print("""the byte behind the text""")'
 clean a.md "The page says \`behind\` where it quotes code."
 clean a.md "What does it cost? Nothing."
 clean a.md "- \`$(printf 'x%.0s' {1..120})\`"

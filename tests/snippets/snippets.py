@@ -154,7 +154,7 @@ def examples(root):
 
 
 def check(root, found):
-    """What can be seen without running anything."""
+    """The faults that can be seen without running anything."""
     for example in found:
         if example.whole and example.output is None:
             die(f"{example.place}: no block fenced as output follows this program")
