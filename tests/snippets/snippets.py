@@ -49,6 +49,7 @@ OTHER_LANGUAGES = {
     "wrong-cpp": "a mistake; the compiler refuses it, or the page says what happens",
     "c++": "a program of docs/errors/programs, which tests/errors compiles and runs",
     "text": "a drawing of lines and words, or the output of a program in c++",
+    "console": "commands with the tool and what they print; tests/tools runs them",
     "transcript": "a run of the example programs; tests/examples compares their answers",
     "message": "what a compiler, a linker or a program says",
 }

@@ -1,16 +1,19 @@
 """The command-line tool: what it prints and with which status it ends.
 
-    tool.py ROOT TOOL TEST      runs one test
-    tool.py --list              prints the tests' names
+    tool.py ROOT TOOL FAULTS TEST    runs one test
+    tool.py --list                   prints the tests' names
 
-TOOL is a command line.
+TOOL is a command line. FAULTS is the library built from posix/kelFaults.cpp, or "-".
 """
 
 import json
 import os
 import pathlib
+import random
 import re
 import shlex
+import signal
+import stat
 import subprocess
 import sys
 import tempfile
@@ -33,7 +36,8 @@ PORT = "port {0}"
 
 
 class Tool:
-    def __init__(self, root, command):
+    def __init__(self, root, command, faults):
+        self.faults = faults
         self.root, self.command = pathlib.Path(root), shlex.split(command)
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kelinfra-tool-"))
         (self.folder / "contract.json").write_text(json.dumps(CONTRACT))
@@ -54,6 +58,11 @@ class Tool:
             timeout=120,
         )
         return done.returncode, done.stdout.decode(), done.stderr.decode()
+
+    def write(self, name, text):
+        file = self.folder / name
+        file.write_bytes(text if isinstance(text, bytes) else text.encode())
+        return file
 
     def check_texts(self, texts, *options):
         """Checks a catalogue of these lines; returns the status and the printed lines."""
@@ -378,7 +387,8 @@ def commands_of(program, path=()):
 
 def completes_for_each_shell_what_the_help_names(tool):
     commands = commands_of(tool)
-    expect(len(commands), 6)
+    for command in ("", "version", "catalogue check", "properties set"):
+        expect((command, command in commands), (command, True))
     for shell, line in (
         ("bash", r'^    "(.*)"\*\) words="(.*)" ;;$'),
         ("zsh", r'^  \("(.*)"\*\) compadd -- (.*) ;;$'),
@@ -475,6 +485,460 @@ def prints_colours_only_to_a_terminal(tool):
         expect((variables, b"there is no identifier X" in printed), (variables, True))
 
 
+# --- properties
+
+SCHEMA = """port@type=uint32
+port@range=1..65535
+port@default=4711
+port@meaning=The port of the server.
+host@default=localhost
+server@deprecated=host
+old@deprecated=
+level@values=low, high
+log.*@type=boolean
+"""
+SETTINGS = "# ports\nport : 80\nhost=db1\nport = 8080\n"
+
+
+def finds_what_is_wrong_in_properties(tool):
+    tool.write("s.schema", SCHEMA)
+    for text, expected in (
+        ("port=80\nhost=%port%\n", []),
+        (
+            "port=1\nport=2\n",
+            ['1:1: warning: line 2, column 1 has "port" again, and its value counts [duplicate-key]'],
+        ),
+        (
+            "host=\\u00G9\n",
+            ["1:6: error: \\u00 is not an escape: it needs four hexadecimal digits [escape-malformed]"],
+        ),
+        ("host=\\uD842\n", ["1:6: error: \\uD842 is not a character [escape-not-character]"]),
+        (
+            "host=\\u0041",
+            [
+                "1:6: error: \\u0041 at the end of the file is not read as an escape: "
+                "end the line [escape-at-end]"
+            ],
+        ),
+        (
+            "host=90%\n",
+            ['1:8: warning: a "%" in the value of "host" does not begin a reference [lone-percent]'],
+        ),
+        ("host=%a%\n", ['1:6: error: "host" refers to "a", which does not exist [reference-missing]']),
+        (
+            "host=%host%\n",
+            ['1:6: error: the value of "host" leads to "host", which refers to itself [reference-cyclic]'],
+        ),
+        (
+            "host=\\ a\n",
+            ['1:6: warning: a program that saves "host" does not write this value back [value-not-saved]'],
+        ),
+        ("colour=red\n", ['1:1: warning: the schema has no property "colour" [unknown-key]']),
+        (
+            "prot=80\n",
+            ['1:1: warning: the schema has no property "prot"; did you mean "port"? [misspelt-key]'],
+        ),
+        ("server=a\n", ['1:1: warning: "server" is deprecated; use "host" [deprecated-key]']),
+        ("old=a\n", ['1:1: warning: "old" is deprecated; remove it [obsolete-key]']),
+        ("port=x\n", ['1:6: error: "port" has the value "x", which is not of the type uint32 [wrong-type]']),
+        (
+            "port=70000\n",
+            ['1:6: error: "port" has the value 70000, which is not in the range 1..65535 [out-of-range]'],
+        ),
+        (
+            "level=mid\n",
+            ['1:7: error: "level" has the value "mid"; allowed are: low, high [unlisted-value]'],
+        ),
+        (
+            "# ä\nlog.ä=1\\\n 2\nhost=ä 9%\n",
+            [
+                '2:7: error: "log.ä" has the value "12", which is not of the type boolean [wrong-type]',
+                '4:9: warning: a "%" in the value of "host" does not begin a reference [lone-percent]',
+            ],
+        ),
+    ):
+        tool.write("a.properties", text)
+        status, printed, errors = tool.run("properties", "check", "a.properties", "--schema", "s.schema")
+        printed = printed.replace("Ã¤", "ä")  # the bytes are ISO-8859-1 for the library
+        expect((text, printed.splitlines()), (text, ["a.properties:" + line for line in expected]))
+        is_wrong = any(" error: " in line for line in expected)
+        expect((text, status, errors), (text, FOUND if is_wrong else CLEAN, ""))
+        strict = tool.run("properties", "check", "--strict", "--schema", "s.schema", "a.properties")
+        expect((text, strict[0]), (text, FOUND if expected else CLEAN))
+
+
+def finds_what_is_wrong_in_a_schema(tool):
+    tool.write("a.properties", "")
+    for text, expected in (
+        (
+            "port@typ=int32\n",
+            '"port@typ" does not end with a word of schemas, such as "@type" [schema-facet-unknown]',
+        ),
+        ("a*b*@type=text\n", 'the name "a*b*" contains more than one "*" [schema-name-malformed]'),
+        ("a@type=int\n", 'the type "int" of "a" does not exist [schema-type-unknown]'),
+        ("a@type=int32\na@range=1-2\n", '"1-2" is not a range for "a" [schema-range-malformed]'),
+        (
+            "a@type=int32\na@default=x\n",
+            'the schema does not allow the default "x" of "a" [schema-default-refused]',
+        ),
+        ("a@deprecated=b\n", '"b", which replaces "a", is not in the schema [schema-successor-unknown]'),
+        ("@unknown=never\n", '"never" is not a level: write error, warning or ignore [schema-level-unknown]'),
+    ):
+        tool.write("s.schema", text)
+        status, printed, errors = tool.run("properties", "check", "a.properties", "--schema", "s.schema")
+        expect((text, status, printed.partition(": error: ")[2], errors), (text, FOUND, expected + "\n", ""))
+        status, printed, errors = tool.run("properties", "describe", "s.schema")
+        expect((text, status, errors.partition(": error: ")[2]), (text, FOUND, expected + "\n"))
+
+
+def has_a_text_for_each_rule_of_the_library(tool):
+    rules = set()
+    for header in ("kelPropertiesReport.hpp", "kelPropertiesSchema.hpp"):
+        text = (tool.root / "include/infra/util" / header).read_text()
+        rules |= set(re.findall(r"^/// \| ([a-z]+-[a-z-]+) +\|", text, re.M))
+        rules |= set(re.findall(r"(schema-[a-z-]+) \(", text.replace("\n/// ", " ")))
+    table = json.loads((tool.root / "tools/kelinfra/identifiers.json").read_text())["identifiers"]
+    prefix = "KELINFRA_RULE_"
+    texts = {entry["identifier"] for entry in table if entry["identifier"].startswith(prefix)}
+    expect(len(rules), 23)
+    expect(texts, {prefix + rule.upper().replace("-", "_") for rule in rules})
+
+
+def prints_findings_in_properties_as_json(tool):
+    tool.write("a.properties", "port=%a%\n")
+    status, printed, _ = tool.run("properties", "check", "--json", "a.properties", language="de")
+    expect(
+        (status, json.loads(printed)),
+        (
+            FOUND,
+            [
+                {
+                    "file": "a.properties",
+                    "line": 1,
+                    "column": 6,
+                    "level": "error",
+                    "rule": "reference-missing",
+                    "identifier": "KELINFRA_RULE_REFERENCE_MISSING",
+                    "arguments": ["port", "a"],
+                    "text": "„port“ verweist auf „a“, das es nicht gibt",
+                }
+            ],
+        ),
+    )
+
+
+def describes_a_schema(tool):
+    tool.write("s.schema", SCHEMA)
+    status, printed, errors = tool.run("properties", "describe", "s.schema")
+    expect((status, errors), (CLEAN, ""))
+    start = "# The port of the server.\n# Type: uint32, 1..65535\n#port=4711\n"
+    expect(printed[: len(start)], start)
+    status, table, errors = tool.run("properties", "describe", "--markdown", "-", stdin=SCHEMA.encode())
+    expect((status, errors, table[:2], "4711" in table), (CLEAN, "", "| ", True))
+
+
+def prints_properties(tool):
+    tool.write("a.properties", "b=%c%\\\n x\nc=\\u30A2\\n\nb=%c%\nd:\\ e\n")
+    for arguments, expected in (
+        (("get", "a.properties", "b"), (CLEAN, "%c%\n", "")),
+        (("get", "a.properties", "b", "--resolved"), (CLEAN, "ア\n\n", "")),
+        (("get", "a.properties", "c", "--json"), (CLEAN, '"ア\\n"\n', "")),
+        (("list", "a.properties"), (CLEAN, "c=\\u30A2\\n\nb=%c%\nd=\\ e\n", "")),
+        (
+            ("get", "a.properties", "B"),
+            (FOUND, "", "kelinfra: a.properties has no property B; did you mean b?\n"),
+        ),
+        (("get", "a.properties", "xyz"), (FOUND, "", "kelinfra: a.properties has no property xyz\n")),
+        (("get", "a.properties"), (FAILED, "", "kelinfra: KEY is missing; --help shows an example\n")),
+        (("get", "a.properties", b"\xff"), (FAILED, "", "kelinfra: KEY is not UTF-8\n")),
+    ):
+        expect((arguments, tool.run("properties", *arguments)), (arguments, expected))
+    status, printed, _ = tool.run("properties", "list", "--json", "-", stdin=b"a=%b%\n")
+    expect((status, json.loads(printed)), (CLEAN, [{"key": "a", "value": "%b%", "line": 1, "column": 1}]))
+    expect(
+        tool.run("properties", "get", "--resolved", "-", "a", stdin=b"a=%b%\n"),
+        (FOUND, "", "kelinfra: the references in the value of a cannot be resolved\n"),
+    )
+
+
+def prints_the_properties_that_differ(tool):
+    tool.write("a.properties", "a=1\nb=1\nc=1\n")
+    tool.write("b.properties", "d=\nc : 1\nb=1\nb=2\n")
+    command = ("properties", "diff", "a.properties")
+    expect(tool.run(*command, "b.properties"), (FOUND, "-a=1\n-b=1\n+b=2\n+d=\n", ""))
+    expect(tool.run(*command, "-", stdin=b"c=1\nb=1\na=\\u0031\n"), (CLEAN, "", ""))
+    status, printed, _ = tool.run(*command, "b.properties", "--json")
+    expect(
+        (status, json.loads(printed)),
+        (
+            FOUND,
+            [
+                {"key": "a", "left": "1", "right": None},
+                {"key": "b", "left": "1", "right": "2"},
+                {"key": "d", "left": None, "right": ""},
+            ],
+        ),
+    )
+
+
+def changes_only_the_lines_of_a_property(tool):
+    for arguments, expected in (
+        (("set", "-", "port", "4711"), SETTINGS.replace("8080", "4711")),
+        (("set", "-", "user", "ア é"), SETTINGS + "user=\\u30A2 \\u00E9\n"),
+        (("set", "-", "host", "db1"), SETTINGS),
+        (("set", "-", "host", ""), SETTINGS.replace("db1", "")),
+        (("set", "-", "host", "[a,b]"), SETTINGS.replace("db1", "[a,b]")),
+        (("set", "-", "host", "--", "-5"), SETTINGS.replace("db1", "-5")),
+        (("remove", "-", "port"), "# ports\nhost=db1\n"),
+        (("format", "-"), "# ports\nport=80\nhost=db1\nport=8080\n"),
+    ):
+        printed = tool.run("properties", *arguments, stdin=SETTINGS.encode())
+        expect((arguments, printed), (arguments, (CLEAN, expected, "")))
+        file = tool.write("a.properties", SETTINGS)
+        file.chmod(0o640)
+        command = ["a.properties" if word == "-" else word for word in arguments]
+        before = file.stat()
+        status, said, errors = tool.run("properties", *command)
+        expect((arguments, status, errors, file.read_text()), (arguments, CLEAN, "", expected))
+        after = file.stat()
+        expect((arguments, stat.S_IMODE(after.st_mode)), (arguments, 0o640))
+        same = expected == SETTINGS
+        expect((arguments, before.st_ino == after.st_ino), (arguments, same))
+        said_then = "stays as it is: there is nothing to change" if same else "was written"
+        expect((arguments, said), (arguments, f"a.properties {said_then}\n"))
+    expect(sorted(os.listdir(tool.folder)), ["a.properties", "contract.json"])
+
+
+def refuses_changes_that_it_cannot_make(tool):
+    file = tool.write("a.properties", SETTINGS)
+    for arguments, status, said in (
+        (
+            ("set", "a.properties", "face", "😀"),
+            FAILED,
+            "a properties file cannot hold this key or value: face",
+        ),
+        (("set", "a.properties", "a"), FAILED, "VALUE is missing; --help shows an example"),
+        (("set", "a.properties", "a", b"\xe4"), FAILED, "VALUE is not UTF-8"),
+        (
+            ("set", "none.properties", "a", "b"),
+            FAILED,
+            "cannot read none.properties: No such file or directory",
+        ),
+        (("remove", "a.properties", "prot"), FOUND, "a.properties has no property prot; did you mean port?"),
+        (("format", "."), FAILED, None),
+    ):
+        printed = tool.run("properties", *arguments)
+        expect((arguments, printed[:2]), (arguments, (status, "")))
+        if said is not None:
+            expect((arguments, printed[2]), (arguments, f"kelinfra: {said}\n"))
+    expect((file.read_text(), sorted(os.listdir(tool.folder))), (SETTINGS, ["a.properties", "contract.json"]))
+
+
+def replaces_the_file_to_which_a_link_points(tool):
+    (tool.folder / "real").mkdir()
+    file = tool.write("real/a.properties", SETTINGS)
+    (tool.folder / "link").symlink_to("real/a.properties")
+    if os.geteuid() == 0:
+        os.chown(file, 12, 34)
+    expect(tool.run("properties", "set", "link", "host", "db2")[0], CLEAN)
+    expect(((tool.folder / "link").is_symlink(), file.read_text()), (True, SETTINGS.replace("db1", "db2")))
+    if os.geteuid() == 0:
+        expect((file.stat().st_uid, file.stat().st_gid), (12, 34))
+    expect(os.listdir(tool.folder / "real"), ["a.properties"])
+
+
+def keeps_the_former_file_as_a_backup(tool):
+    file = tool.write("a.properties", SETTINGS)
+    file.chmod(0o600)
+    expect(tool.run("properties", "set", "--backup", "a.properties", "host", "db1")[0], CLEAN)
+    backup = tool.folder / "a.properties~"
+    expect(backup.exists(), False)
+    expect(tool.run("properties", "set", "--backup", "a.properties", "host", "db2")[0], CLEAN)
+    expect(tool.run("properties", "set", "--backup", "a.properties", "host", "db3")[0], CLEAN)
+    expect(backup.read_text(), SETTINGS.replace("db1", "db2"))
+    expect(stat.S_IMODE(backup.stat().st_mode), 0o600)
+
+
+def prints_what_would_change(tool):
+    for text, arguments, expected in (
+        (SETTINGS, ("set", "host", "db2"), "@@ -3 +3 @@\n-host=db1\n+host=db2\n"),
+        (SETTINGS, ("set", "user", "a"), "@@ -4,0 +5 @@\n+user=a\n"),
+        (SETTINGS, ("remove", "port"), "@@ -2 +1,0 @@\n-port : 80\n@@ -4 +2,0 @@\n-port = 8080\n"),
+        (
+            "a=1",
+            ("set", "a", "2"),
+            "@@ -1 +1 @@\n-a=1\n\\ No newline at end of file\n" "+a=2\n\\ No newline at end of file\n",
+        ),
+        (SETTINGS, ("format",), "@@ -2 +2 @@\n-port : 80\n+port=80\n@@ -4 +4 @@\n-port = 8080\n+port=8080\n"),
+        (SETTINGS, ("set", "host", "db1"), None),
+    ):
+        file = tool.write("a.properties", text)
+        command, *operands = arguments
+        head = "" if expected is None else "--- a.properties\n+++ a.properties\n"
+        printed = tool.run("properties", command, "--dry-run", "--backup", "a.properties", *operands)
+        expect((arguments, printed), (arguments, (CLEAN, head + (expected or ""), "")))
+        expect((arguments, file.read_text()), (arguments, text))
+    expect(sorted(os.listdir(tool.folder)), ["a.properties", "contract.json"])
+
+
+def prints_a_patch_that_patch_applies(tool):
+    if os.system("command -v patch >/dev/null") != 0:
+        sys.exit(77)
+    for seed in range(20):
+        chance = random.Random(seed)
+        text = "".join(
+            f"{chance.choice('abcdef')}{chance.choice([' : ', '=', ' '])}{chance.randrange(9)}\n"
+            for _ in range(30)
+        )
+        file = tool.write("a.properties", text)
+        _, patch, _ = tool.run("properties", "format", "--dry-run", "a.properties")
+        _, wanted, _ = tool.run("properties", "format", "-", stdin=text.encode())
+        done = subprocess.run(
+            ["patch", "--silent", file.name], cwd=tool.folder, input=patch.encode(), timeout=120
+        )
+        expect((seed, done.returncode, file.read_text()), (seed, 0, wanted))
+
+
+def formats_any_file_without_changing_a_property(tool):
+    pieces = [
+        b"a",
+        b"b",
+        b"=",
+        b":",
+        b" ",
+        b"\t",
+        b"\\",
+        b"\\\n",
+        b"\\\r\n",
+        b"\n",
+        b"\r",
+        b"\r\n",
+        b"#",
+        b"!",
+        b"\\u00",
+        b"e4",
+        b"\\u0041",
+        b"\xe4",
+        b"%",
+        b"\0",
+        b"\x1a",
+        b"\f",
+    ]
+
+    def properties(name):
+        _, printed, _ = tool.run("properties", "list", "--json", name)
+        return sorted((each["key"], each["value"]) for each in json.loads(printed))
+
+    for seed in range(60):
+        chance = random.Random(seed)
+        text = b"".join(chance.choice(pieces) for _ in range(chance.randrange(200)))
+        tool.write("a.properties", text)
+        before = properties("a.properties")
+        expect((seed, tool.run("properties", "format", "a.properties")[::2]), (seed, (CLEAN, "")))
+        expect((seed, properties("a.properties")), (seed, before))
+        again = tool.run("properties", "format", "a.properties")
+        expect(
+            (seed, again), (seed, (CLEAN, "a.properties stays as it is: there is nothing to change\n", ""))
+        )
+
+
+def leaves_the_file_if_it_cannot_write_the_new_one(tool):
+    if tool.faults == "-":
+        sys.exit(77)
+    folder = f"{tool.folder.resolve()}/"
+    name = folder + "a.properties"
+    for fault, said in (
+        ("mkstemp 13", f"cannot write in the folder {folder}: Permission denied"),
+        ("write 28", f"cannot write {name}: No space left on device"),
+        ("fsync 5", f"cannot write {name}: Input/output error"),
+        ("rename 30", f"cannot write {name}: Read-only file system"),
+        (
+            "fchown 1",
+            f"the owner and the group of {name} cannot be kept, so it stays as it was: "
+            "Operation not permitted",
+        ),
+        ("fsync 0", f"another program has changed {name} meanwhile; nothing was written"),
+    ):
+        file = tool.write("a.properties", SETTINGS)
+        if fault.startswith("fchown"):
+            if os.geteuid() != 0:
+                continue
+            os.chown(file, 12, 34)
+        printed = tool.run(
+            "properties",
+            "set",
+            "a.properties",
+            "host",
+            "db2",
+            LD_PRELOAD=tool.faults,
+            KELINFRA_FAULT=fault,
+            KELINFRA_FAULT_FILE=name,
+        )
+        expect((fault, printed), (fault, (FAILED, "", f"kelinfra: {said}\n")))
+        expect((fault, file.read_text()), (fault, SETTINGS + ("other=1\n" if fault == "fsync 0" else "")))
+        expect((fault, sorted(os.listdir(tool.folder))), (fault, ["a.properties", "contract.json"]))
+        file.unlink()
+
+
+def reports_a_file_above_the_limit_of_the_user(tool):
+    file = tool.write("a.properties", "a=1\n" * 20000)
+    words = " ".join(tool.command)
+    done = subprocess.run(
+        ["bash", "-c", f"ulimit -f 4; {words} properties set a.properties b 2"],
+        cwd=tool.folder,
+        env={**os.environ, "LC_ALL": "C"},
+        capture_output=True,
+        timeout=120,
+    )
+    expect((done.returncode, done.stderr.decode().rpartition(": ")[2]), (FAILED, "File too large\n"))
+    expect((file.stat().st_size, sorted(os.listdir(tool.folder))), (80000, ["a.properties", "contract.json"]))
+
+
+def ends_quietly_if_nobody_reads_its_output(tool):
+    if os.name != "posix":
+        sys.exit(77)
+    tool.write("a.properties", "".join(f"key{i}=value\n" for i in range(20000)))
+    for restores, status in ((True, -signal.SIGPIPE), (False, CLEAN)):
+        ours, theirs = os.pipe()
+        os.close(ours)
+        done = subprocess.run(
+            [*tool.command, "properties", "list", "a.properties"],
+            cwd=tool.folder,
+            stdout=theirs,
+            stderr=subprocess.PIPE,
+            restore_signals=restores,
+            timeout=120,
+        )
+        os.close(theirs)
+        expect((restores, done.returncode, done.stderr), (restores, status, b""))
+
+
+def prints_what_the_pages_show(tool):
+    """Runs the blocks of the pages that are fenced as console: a line after "$ " is a command, the others are
+    what it prints."""
+    words = " ".join(map(shlex.quote, tool.command))
+    count = 0
+    for page in sorted((tool.root / "docs").rglob("*.md")):
+        for block in re.findall(r"^```console\n(.*?)^```$", page.read_text(), re.M | re.S):
+            count += 1
+            commands = re.findall(r"^\$ (.*)$", block, re.M)
+            printed = ""
+            for command in commands:
+                script = f'kelinfra() {{ {words} "$@"; }}\n{command}\n'
+                done = subprocess.run(
+                    ["bash", "-c", script],
+                    cwd=tool.folder,
+                    env={**os.environ, "LC_ALL": "C"},
+                    stdout=subprocess.PIPE,
+                    stderr=subprocess.STDOUT,
+                    timeout=120,
+                )
+                status = f"[exit status {done.returncode}]\n" if done.returncode != 0 else ""
+                printed += f"$ {command}\n{done.stdout.decode()}{status}"
+            expect((page.name, printed), (page.name, block))
+    expect(count, 5)
+
+
 TESTS = {
     "".join(word.capitalize() for word in name.split("_")): test
     for name, test in list(globals().items())
@@ -486,8 +950,8 @@ def main():
     if sys.argv[1:] == ["--list"]:
         print("\n".join(TESTS))
         return
-    root, command, test = sys.argv[1:]
-    TESTS[test](Tool(root, command))
+    root, command, faults, test = sys.argv[1:]
+    TESTS[test](Tool(root, command, faults))
 
 
 if __name__ == "__main__":

@@ -1,11 +1,11 @@
 #include "findings.hpp"
 
+#include "json.hpp"
 #include "terminal.hpp"
 #include "texts.hpp"
 
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <tuple>
 
 namespace kelinfra {
@@ -21,12 +21,12 @@ std::string place(const Finding& finding) {
   return finding.file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
 }
 
-void printText(const std::list<Finding>& findings) {
+void printText(const std::list<Finding>& findings, std::FILE* output) {
   for (const Finding& finding : findings) {
     const Colour colour = finding.level == Level::error ? Colour::red : Colour::yellow;
     const std::string line = place(finding) + ": " + coloured(wordOf(finding.level), colour) + ": " +
                              rendered(finding.message) + " [" + finding.rule + "]\n";
-    std::fputs(line.c_str(), stdout);
+    std::fputs(line.c_str(), output);
   }
 }
 
@@ -44,7 +44,7 @@ void printJson(const std::list<Finding>& findings) {
                    {"arguments", arguments},
                    {"text", rendered(finding.message)}});
   }
-  std::puts(all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  print(all);
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ Status print(std::list<Finding> findings, const Printing& how) {
   findings.sort([](const Finding& left, const Finding& right) {
     return std::tie(left.file, left.line, left.column) < std::tie(right.file, right.line, right.column);
   });
-  how.json ? printJson(findings) : printText(findings);
+  how.json ? printJson(findings) : printText(findings, how.output);
   const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
     return how.strict || finding.level == Level::error;
   });

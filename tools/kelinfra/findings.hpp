@@ -3,6 +3,7 @@
 #include "infra/oss/kelMessage.hpp"
 
 #include <cstddef>
+#include <cstdio>
 #include <list>
 #include <string>
 
@@ -25,6 +26,7 @@ enum Status : int { clean = 0, foundSomething = 1, failed = 2 };
 
 struct Printing {
   bool json = false;
+  std::FILE* output = stdout;
   bool strict = false;  ///< warnings count as findings
 };
 

@@ -4,14 +4,15 @@
 #include "findings.hpp"
 #include "texts.hpp"
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 
 namespace {
 
-int failWith(const std::string& text) {
+int failWith(const std::string& text, int exitStatus = kelinfra::failed) {
   std::fprintf(stderr, "kelinfra: %s\n", text.c_str());
-  return kelinfra::failed;
+  return exitStatus;
 }
 
 }  // namespace
@@ -19,11 +20,12 @@ int failWith(const std::string& text) {
 int main(int count, char** arguments) {
   try {
     const int status = kelinfra::run(count, arguments);
-    if (std::fflush(stdout) != 0)
-      return failWith(kelinfra::rendered(kelinfra::message("KELINFRA_NO_OUTPUT")));
+    const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!isWritten && errno == EPIPE) return status;  // the reader wants no more
+    if (!isWritten) return failWith(kelinfra::rendered(kelinfra::message("KELINFRA_NO_OUTPUT")));
     return status;
   } catch (const kelinfra::Failure& failure) {
-    return failWith(kelinfra::rendered(failure.message));
+    return failWith(kelinfra::rendered(failure.message), failure.exitStatus);
   } catch (tarvo::oss::BaseException& error) {
     return failWith(kelinfra::rendered(error.getMessages()));
   } catch (const std::exception& error) {

@@ -119,4 +119,8 @@ Places::Place Places::of(std::size_t byte) const {
           static_cast<std::size_t>(end - begin - following) + 1};
 }
 
+Places::Place Places::inCharacters(std::size_t line, std::size_t column) const {
+  return of(lines_.at(line - 1) + column - 1);
+}
+
 }  // namespace kelinfra

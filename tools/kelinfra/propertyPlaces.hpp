@@ -30,6 +30,8 @@ class Places {
     std::size_t column;  ///< in characters if the text is UTF-8, else in bytes
   };
   Place of(std::size_t byte) const;
+  /// The place of a line and of a column in bytes, both from 1.
+  Place inCharacters(std::size_t line, std::size_t column) const;
 
   bool isUtf8() const { return malformedAt_ == bytes_.size(); }
   /// The first byte that is not UTF-8.

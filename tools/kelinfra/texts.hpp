@@ -35,9 +35,10 @@ tarvo::oss::Message message(const char* id, const Arguments&... arguments) {
   return message;
 }
 
-/// Ends a command: the file or the command line is at fault. The exit status is 2.
+/// Ends a command with a message. The exit status is 2 if the file or the command line is at fault.
 struct Failure {
   tarvo::oss::Message message;
+  int exitStatus = 2;
 };
 
 template <class... Arguments>

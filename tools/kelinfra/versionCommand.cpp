@@ -1,11 +1,11 @@
 #include "commands.hpp"
 #include "embedded.hpp"
+#include "json.hpp"
 
 #include <unicode/uversion.h>
 
 #include <array>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace kelinfra {
@@ -18,8 +18,7 @@ Status printVersion(bool json) {
   u_getVersion(numbers);
   u_versionToString(numbers, icu.data());
   if (json) {
-    const nlohmann::ordered_json version = {{"kelinfra", embedded::version}, {"icu", icu.data()}};
-    std::puts(version.dump(2).c_str());
+    print({{"kelinfra", embedded::version}, {"icu", icu.data()}});
   } else {
     std::printf("kelinfra %s (ICU %s)\n", std::string(embedded::version).c_str(), icu.data());
   }
