@@ -24,7 +24,6 @@ namespace {
 
 using tarvo::fuzz::expect;
 using tarvo::fuzz::Input;
-using tarvo::fuzz::isCleanForIconv;
 using tarvo::oss::StrictConverter;
 using Fault = StrictConverter::Fault;
 
@@ -121,6 +120,20 @@ void checkPlaces(const std::string& stream, const Converted& whole) {
     expect(fault.line >= 1 && fault.line <= fault.offset + 1, "the line of a fault");
     before = fault.offset;
   }
+}
+
+/// Converts the stream with the C library, and returns whether that succeeds.
+bool isCleanForIconv(const char* from, const std::string& stream) {
+  iconv_t const converter = iconv_open("UTF-8", from);
+  std::string in = stream;
+  std::string out(4 * in.size() + 16, '\0');
+  char* source = in.data();
+  char* target = out.data();
+  std::size_t left = in.size();
+  std::size_t room = out.size();
+  const bool converted = iconv(converter, &source, &left, &target, &room) != static_cast<std::size_t>(-1);
+  iconv_close(converter);
+  return converted && left == 0;
 }
 
 void checkMalformed(const std::string& bytes) {
