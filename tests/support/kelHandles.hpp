@@ -39,6 +39,9 @@ std::string unknownNameText();
 /// The families that the resolver lists for a name, in order.
 std::vector<Family> familiesOf(const std::string& name);
 
+/// Allows this process `count` open handles. Returns false if the system does not permit that many.
+bool allowDescriptors(std::size_t count);
+
 /// While an object of this class exists, every new handle has a number above 1024.
 class HighHandles {
  public:

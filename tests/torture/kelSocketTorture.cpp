@@ -1,8 +1,13 @@
+#include "infra/oss/kelAddressRecord.hpp"
+#include "infra/oss/kelDeadline.hpp"
 #include "infra/oss/kelNLSException.hpp"
+#include "infra/oss/kelPoller.hpp"
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelSocketServer.hpp"
+#include "infra/oss/kelWakeup.hpp"
 
+#include "oss/kelAddrInfo.hpp"
 #include "support/kelHandles.hpp"
 #include "support/kelPeer.hpp"
 #include "support/kelRaises.hpp"
@@ -339,6 +344,62 @@ TEST(SystemTorture, SocketServerSurvivesEachFailedSystemCall) {
               [&](SeamRun& run) { serverScenario(run, run.system.failure() == Failure::answer, families); });
 }
 
+// A failed call costs one attempt, and the other address is connected.
+void raceScenario(SeamRun& run, bool byAnswer) {
+  Peer one;
+  Peer other;
+  oss::AddressList list;
+  for (const Peer* peer : {&one, &other}) list.push_back(inetAddress("127.0.0.1", peer->port()));
+  Socket::_AddrInfoExternal record;
+  EXPECT_TRUE(oss::encodeAddrInfo("db.example", 4711, list, record));
+  std::optional<Socket> socket;
+  if (!run.completes([&] { socket.emplace(); }, mappedFor(run, byAnswer, "", 0))) return;
+  constexpr unsigned long long onlyAfterAFailure = ~0ULL;
+  const auto connect = [&] {
+    socket->connectFirst("h", 80, record, oss::Deadline::in(patience), onlyAfterAFailure);
+  };
+  const auto wanted = [&](Function function, const std::function<void()>& again) {
+    if (function == Function::setsockopt) {
+      mappedFor(run, byAnswer, "h", 80)(function, again);
+    } else {
+      EXPECT_NO_THROW(again()) << "the other address is connected";
+    }
+  };
+  const bool connected = run.completes(connect, wanted);
+  EXPECT_EQ(socket->handle() != noHandle, connected);
+  run.completes([&] { socket.reset(); }, mappedFor(run, byAnswer, "h", 80));
+}
+
+TEST(SystemTorture, SocketConnectFirstSurvivesEachFailedSystemCall) {
+  sweepSystem("Socket, connectFirst",
+              [](SeamRun& run) { raceScenario(run, run.system.failure() == Failure::answer); });
+}
+
+void pollerScenario(SeamRun& run, bool byAnswer) {
+  std::optional<oss::Wakeup> wakeup;
+  std::optional<oss::Poller> poller;
+  const auto mapped = [&](Function function, const std::function<void()>& again) {
+    if (function == Function::poll) {
+      expectRaised(again, Raises<SocketException>("QN_ERR_SOCKET_ERROR", run.code).from("kelPoller.cpp"));
+    } else {
+      mappedFor(run, byAnswer, "", 0)(function, again);
+    }
+  };
+  if (!run.completes([&] { wakeup.emplace(); }, mapped)) return;
+  if (!run.completes([&] { poller.emplace(); }, mapped)) return;
+  poller->watch(wakeup->handle(), oss::Poller::READ);
+  wakeup->trigger();
+  const auto wait = [&] { EXPECT_EQ(poller->wait(oss::Deadline::in(patience)), 1U); };
+  if (!run.completes(wait, mapped)) wait();
+  run.completes([&] { poller.reset(); }, mapped);
+  run.completes([&] { wakeup.reset(); }, mapped);
+}
+
+TEST(SystemTorture, PollerAndWakeupSurviveEachFailedSystemCall) {
+  sweepSystem("Poller and Wakeup",
+              [](SeamRun& run) { pollerScenario(run, run.system.failure() == Failure::answer); });
+}
+
 // --- memory runs out
 
 const auto noMemoryForTheName =
@@ -471,6 +532,57 @@ TEST(MemoryTorture, SocketServerSurvivesEachRefusedAllocation) {
     EXPECT_TRUE(run.completes([&] { server->close(); }));
     EXPECT_EQ(server->getPort(), 0U);
     EXPECT_TRUE(run.completes([&] { server.reset(); }));
+  });
+}
+
+TEST(MemoryTorture, SocketConnectFirstSurvivesEachRefusedAllocation) {
+  sweepMemory("Socket: connectFirst", [](FaultRun& run) {
+    const Balance balance;
+    Peer peer;
+    Socket socket;
+    const Socket::_AddrInfoExternal there = resolvedRecord(peer.host(), peer.port());
+    const auto connect = [&] { socket.connectFirst(u"by record", 1, there, oss::Deadline::in(patience)); };
+    if (!run.completes(connect)) {
+      EXPECT_EQ(socket.handle(), noHandle);
+      connect();
+    }
+    EXPECT_NE(socket.handle(), noHandle);
+    EXPECT_TRUE(run.completes([&] { socket.close(); }));
+  });
+}
+
+TEST(MemoryTorture, PollerSurvivesEachRefusedAllocation) {
+  sweepMemory("Poller", [](FaultRun& run) {
+    const Balance balance;
+    oss::Wakeup wakeup;
+    wakeup.trigger();
+    std::optional<oss::Poller> poller;
+    if (!run.completes([&] { poller.emplace(); })) poller.emplace();
+    for (Handle handle = 1; handle < 100; ++handle) {
+      const auto watch = [&] { poller->watch(~handle, 0); };
+      if (!run.completes(watch)) watch();
+    }
+    const auto watch = [&] { poller->watch(wakeup.handle(), oss::Poller::READ); };
+    if (!run.completes(watch)) watch();
+    const auto wait = [&] { EXPECT_EQ(poller->wait(oss::Deadline::in(patience)), 1U); };
+    const auto noMemory =
+        Raises<SocketException>("QN_ERR_SOCKET_ERROR", platform::wsa::noBuffers).from("kelPoller.cpp");
+    if (!run.completes(wait, noMemory, FaultRun::Saying::inPart)) wait();
+  });
+}
+
+TEST(MemoryTorture, AddressRecordSurvivesEachRefusedAllocation) {
+  sweepMemory("AddressRecord", [](FaultRun& run) {
+    const Balance balance;
+    const Socket::_AddrInfoExternal record = resolvedRecord("127.0.0.1", 4711);
+    oss::AddressRecord::Result result = {};
+    const auto check = [&] { result = oss::AddressRecord::check(&record, sizeof record); };
+    if (!run.completes(check)) check();
+    EXPECT_EQ(result.fault, oss::AddressRecord::NONE);
+    icu::UnicodeString text;
+    const auto print = [&] { text = oss::AddressRecord::toString(record); };
+    if (!run.completes(print)) print();
+    EXPECT_EQ(utf8(text), "host 127.0.0.1 port 4711; address 127.0.0.1 port 4711");
   });
 }
 

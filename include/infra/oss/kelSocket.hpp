@@ -150,6 +150,34 @@ class KELINFRA_API Socket {
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const Deadline& deadline);
 
+  /// Connects to the address that answers first, so an address that does not answer costs little time. The
+  /// families of the addresses alternate, beginning with that of the first. The next attempt starts when the
+  /// one before it has failed, or after `stagger`. At most 6 attempts are in progress at the same time: if
+  /// none of these fails, further addresses are not tried. The first connection is kept, the other attempts
+  /// are closed. The call starts no thread. TCP_NODELAY is set, as by `connect`.
+  ///   deadline   limits the whole call, including the resolution of the name. The resolution cannot be
+  ///              interrupted; docs/sockets.md shows how a child process resolves. An address literal asks no
+  ///              resolver
+  ///   stagger    milliseconds between the starts of two attempts; less than 10 counts as 10
+  /// After a failure the object is unconnected and has no handle, but host and port keep the new values.
+  ///   raises   ERR_SOCKET_TIMEOUT (host, port): the deadline passed first
+  ///            ERR_SOCKET_NOT_CONNECTED (host, port): every attempt failed. After the first message these
+  ///            two errors have one message for each attempt, in the order of their starts:
+  ///            the error of the code with the address and its port; QN_ERR_SOCKET_TIMEOUT for an attempt in
+  ///            progress
+  ///            ERR_SOCKET_CONNECTED (host, port), the current ones: the object has a handle already
+  ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code)
+  ///            NLSException QN_ERR_OUT_OF_MEMORY: see Converter::convertToBytes
+  void connectFirst(const icu::UnicodeString& host, unsigned int port, const Deadline& deadline,
+                    unsigned long long stagger = 250);
+
+  /// Connects to the addresses of a record, with its ports; `host` and `port` are used only for errors and
+  /// getters. With NullAddrInfoExternal the call resolves `host`.
+  ///   raises   the error of code 10022, without host and port: `addrInfo` cannot be read
+  ///            as the overload without a record
+  void connectFirst(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
+                    const Deadline& deadline, unsigned long long stagger = 250);
+
   /// Closes an owned handle, without a shutdown before it, and resets host and port. Does nothing on a view,
   /// or if there is no handle. Raises nothing.
   void close();
@@ -317,6 +345,7 @@ class KELINFRA_API Socket {
   KELINFRA_LOCAL void connectUntil(const icu::UnicodeString& host, unsigned int port,
                                    const _AddrInfoExternal& addrInfo, const unsigned long long* timeout,
                                    const Deadline& deadline);
+  KELINFRA_LOCAL void requireNoHandle() const;
   KELINFRA_LOCAL void finishConnect();
   KELINFRA_LOCAL void adopt(unsigned long long handle);
   KELINFRA_LOCAL void shutdown(int how);

@@ -100,6 +100,10 @@ class KELINFRA_API SocketServer {
   /// Returns the port on which the server listens, or 0 if it does not listen.
   unsigned int getPort() const;
 
+  /// Returns the listening handle, for a `Poller`: it is ready to read when a connection can be accepted. If
+  /// the server does not listen, all bits of the result are set.
+  unsigned long long handle() const;
+
   /// Asks the system to which port the handle is bound, and returns this port, or 0 if the handle's address
   /// is neither IPv4 nor IPv6.
   ///   raises   the error of the code; 10038 without a handle

@@ -4,21 +4,24 @@
 
 #include "machine/kelByteOrder.hpp"
 #include "oss/kelSocketError.hpp"
+#include "platform/kelWinsockChecks.hpp"
 #include "trace/kelTrace.hpp"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace tarvo::oss {
 namespace {
 
 using platform::ResolvedAddress;
 using Record = Socket::_AddrInfoExternal;
+using Fault = AddressRecord::Fault;
 
 constexpr std::size_t usedFieldSize = sizeof(std::uint16_t);
 constexpr std::size_t usedMost = sizeof(Record) - usedFieldSize;
@@ -61,9 +64,11 @@ class RecordWriter {
 /// Reads fields from a record's used area until a field is incomplete.
 class RecordReader {
  public:
-  RecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) {}
+  RecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count), total_(count) {}
 
   std::size_t left() const { return left_; }
+  /// The offset of the next field in the record.
+  std::size_t offset() const { return usedFieldSize + total_ - left_; }
 
   const unsigned char* bytes(std::uint64_t count) {
     if (count > left_) return nullptr;
@@ -81,17 +86,19 @@ class RecordReader {
     return true;
   }
 
-  bool skipText(std::size_t most) {
+  bool text(std::size_t most, std::string_view& content) {
     const unsigned char* const end = next_ + std::min(left_, most + 1);
     const unsigned char* const terminator = std::find(next_, end, '\0');
     if (terminator == end) return false;
-    bytes(static_cast<std::uint64_t>(terminator - next_) + 1);
+    content = {reinterpret_cast<const char*>(next_), static_cast<std::size_t>(terminator - next_)};
+    bytes(content.size() + 1);
     return true;
   }
 
  private:
   const unsigned char* next_;
   std::size_t left_;
+  std::size_t total_;
 };
 
 /// Returns whether the size of an address suits its family. Addresses of families other than IPv4 and IPv6
@@ -102,42 +109,66 @@ bool lengthSuits(int family, std::uint64_t length) {
   return true;
 }
 
-std::optional<ResolvedAddress> readEntry(RecordReader& reader) {
+/// Keeps the first of the faults of families: these do not end the list.
+void noteFamilyFault(ScannedRecord& scanned, Fault fault, std::size_t offset) {
+  if (scanned.fault != AddressRecord::NONE) return;
+  scanned.fault = fault;
+  scanned.offset = offset;
+}
+
+/// Reads the next entry into the list. Returns the fault that ends the list, or NONE.
+Fault readEntry(RecordReader& reader, ScannedRecord& scanned) {
   ResolvedAddress entry;
   std::uint64_t addressLength = 0;
   std::uint16_t nameLength = 0;
+  const std::size_t familyOffset = reader.offset() + sizeof entry.flags;
   if (!reader.value(entry.flags) || !reader.value(entry.family) || !reader.value(entry.socketType) ||
-      !reader.value(entry.protocol) || !reader.value(addressLength) ||
-      !lengthSuits(entry.family, addressLength)) {
-    return std::nullopt;
+      !reader.value(entry.protocol)) {
+    return AddressRecord::TRUNCATED;
   }
+  RecordReader atLength = reader;
+  if (!reader.value(addressLength)) return AddressRecord::TRUNCATED;
+  if (!lengthSuits(entry.family, addressLength)) {
+    reader = atLength;
+    return AddressRecord::WRONG_ADDRESS_LENGTH;
+  }
+  const std::size_t addressOffset = reader.offset();
   const unsigned char* const address = reader.bytes(addressLength);
-  if (address == nullptr || !reader.value(nameLength)) return std::nullopt;
+  if (address == nullptr || !reader.value(nameLength)) return AddressRecord::TRUNCATED;
   const unsigned char* const name = reader.bytes(nameLength);
-  if (name == nullptr) return std::nullopt;
+  if (name == nullptr) return AddressRecord::TRUNCATED;
   entry.address.assign(address, address + addressLength);
   entry.canonicalName.assign(name, name + nameLength);
-  return entry;
+  if (entry.family != platform::familyInet && entry.family != platform::familyInet6) {
+    noteFamilyFault(scanned, AddressRecord::UNKNOWN_FAMILY, familyOffset);
+  } else if (platform::familyOf(address) != entry.family) {
+    noteFamilyFault(scanned, AddressRecord::DIFFERENT_FAMILY, addressOffset);
+  }
+  scanned.list.push_back(std::move(entry));
+  return AddressRecord::NONE;
 }
 
 std::uint16_t usedBytes(const Record& record) {
   return machine::littleEndianAt<std::uint16_t>(record.bytes);
 }
 
-/// Returns the entries of a record; the list is empty if the record cannot be read.
-AddressList readEntries(const Record& record) {
-  const std::uint16_t used = usedBytes(record);
-  if (used > usedMost) return {};
-  RecordReader reader(record.bytes + usedFieldSize, used);
+/// Reads the host, the port and the entries. Returns the fault that ends the reading, or NONE.
+Fault readFields(RecordReader& reader, ScannedRecord& scanned) {
   std::uint16_t port = 0;
-  if (!reader.skipText(hostMost) || !reader.value(port)) return {};
-  AddressList list;
+  if (!reader.text(hostMost, scanned.host)) return AddressRecord::HOST_NOT_TERMINATED;
+  if (!reader.value(port)) return AddressRecord::TRUNCATED;
+  scanned.port = port;
+  scanned.hasPort = true;
   while (reader.left() >= smallestEntry) {
-    std::optional<ResolvedAddress> entry = readEntry(reader);
-    if (!entry) return {};
-    list.push_back(std::move(*entry));
+    if (const Fault fault = readEntry(reader, scanned); fault != AddressRecord::NONE) return fault;
   }
-  return list;
+  return scanned.list.empty() ? AddressRecord::NO_ADDRESS : AddressRecord::NONE;
+}
+
+/// Whether `connect` can use a record with this fault.
+bool isReadable(Fault fault) {
+  return fault == AddressRecord::NONE || fault == AddressRecord::UNKNOWN_FAMILY ||
+         fault == AddressRecord::DIFFERENT_FAMILY;
 }
 
 }  // namespace
@@ -148,12 +179,24 @@ std::string narrowHost(const icu::UnicodeString& host) {
   return {bytes.data(), count};
 }
 
-int resolve(const std::string& host, unsigned int port, AddressList& list) {
-  constexpr platform::AddressHints hints = {0, platform::familyUnspecified, platform::typeStream, 0};
+namespace {
+
+int resolveWith(int flags, const std::string& host, unsigned int port, AddressList& list) {
+  const platform::AddressHints hints = {flags, platform::familyUnspecified, platform::typeStream, 0};
   // The resolver would end the name at a NUL and look up another host.
   if (host.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
   const int code = platform::winsock().getaddrinfo(host.c_str(), serviceText(port).c_str(), hints, list);
   return code == 0 && list.empty() ? platform::wsa::hostNotFound : code;
+}
+
+}  // namespace
+
+int resolve(const std::string& host, unsigned int port, AddressList& list) {
+  return resolveWith(0, host, port, list);
+}
+
+bool readLiteral(const std::string& host, unsigned int port, AddressList& list) {
+  return resolveWith(platform::numericHostFlag, host, port, list) == 0;
 }
 
 bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressList& list, Record& record) {
@@ -173,14 +216,29 @@ bool holdsAddresses(const Record& record) {
   return usedBytes(record) != 0;
 }
 
+ScannedRecord scanAddrInfo(const Record& record) {
+  ScannedRecord scanned;
+  const std::uint16_t used = usedBytes(record);
+  if (used == 0 || used > usedMost) {
+    scanned.fault = used == 0 ? AddressRecord::NO_LIST : AddressRecord::USED_TOO_LARGE;
+    return scanned;
+  }
+  RecordReader reader(record.bytes + usedFieldSize, used);
+  if (const Fault fault = readFields(reader, scanned); fault != AddressRecord::NONE) {
+    scanned.fault = fault;
+    scanned.offset = reader.offset();
+  }
+  return scanned;
+}
+
 AddressList decodeAddrInfo(const Record& record, SourcePlace place) {
   return trace::traced<trace::probe("Socket::decodeAddrInfo")>([&] {
-    AddressList list = readEntries(record);
-    if (list.empty()) {
+    ScannedRecord scanned = scanAddrInfo(record);
+    if (!isReadable(scanned.fault)) {
       platform::winsock().WSASetLastError(platform::wsa::invalidArgument);
       raiseLastError({}, place);
     }
-    return list;
+    return std::move(scanned.list);
   });
 }
 

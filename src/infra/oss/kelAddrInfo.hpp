@@ -1,5 +1,6 @@
 #pragma once
 
+#include "infra/oss/kelAddressRecord.hpp"
 #include "infra/oss/kelSocket.hpp"
 
 #include "oss/kelRaise.hpp"
@@ -7,7 +8,9 @@
 
 #include <unicode/unistr.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Name resolution, and the record that contains a list of resolved addresses.
@@ -22,12 +25,29 @@ std::string narrowHost(const icu::UnicodeString& host);
 /// or the resolver's code; if the resolver finds no address, the code is `wsa::hostNotFound`.
 int resolve(const std::string& host, unsigned int port, AddressList& list);
 
+/// Reads an address literal without a resolver; returns false if `host` is a name.
+bool readLiteral(const std::string& host, unsigned int port, AddressList& list);
+
 /// Writes the list into a record. Returns false, and leaves the record unchanged, if the list does not fit.
 bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressList& list,
                     Socket::_AddrInfoExternal& record);
 
 /// Returns whether the record contains an address list.
 bool holdsAddresses(const Socket::_AddrInfoExternal& record);
+
+/// The content of a record, up to the first fault that ends the list. The offset is that of the field with
+/// the fault.
+struct ScannedRecord {
+  AddressRecord::Fault fault = AddressRecord::NONE;
+  std::size_t offset = 0;
+  std::string_view host;  ///< in the record
+  unsigned int port = 0;
+  bool hasPort = false;
+  AddressList list;
+};
+
+/// Reads a record. The record may be untrusted: no byte outside of it is read.
+ScannedRecord scanAddrInfo(const Socket::_AddrInfoExternal& record);
 
 /// Reads the list of a record. The record may be untrusted: the function reads no byte outside the record. If
 /// the record is not valid, raises the error of code 10022 without host and port. The error records the file

@@ -3,6 +3,7 @@
 #include "machine/kelByteOrder.hpp"
 #include "oss/kelAddrInfo.hpp"
 #include "oss/kelAddressText.hpp"
+#include "oss/kelConnectRace.hpp"
 #include "oss/kelFrameQueue.hpp"
 #include "oss/kelHandleGuard.hpp"
 #include "oss/kelPollTime.hpp"
@@ -233,8 +234,7 @@ void Socket::connectUntil(const icu::UnicodeString& host, unsigned int port,
                           const _AddrInfoExternal& addrInfo, const unsigned long long* timeout,
                           const Deadline& deadline) {
   traced<probe("Socket::connect")>([&] {
-    if (handle_ != invalidSocket)
-      raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
+    requireNoHandle();
     host_ = text::copied(host);
     port_ = port;
     const std::string name = narrowHost(host_);
@@ -252,6 +252,11 @@ void Socket::connectUntil(const icu::UnicodeString& host, unsigned int port,
     }
     finishConnect();
   });
+}
+
+void Socket::requireNoHandle() const {
+  if (handle_ != invalidSocket)
+    raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
 }
 
 bool Socket::connectTo(const platform::ResolvedAddress& address, const unsigned long long* timeout) {
@@ -279,6 +284,58 @@ void Socket::finishConnect() {
     ownsHandle_ = false;
     throw;
   }
+}
+
+namespace {
+
+/// Resolves a host. An address literal asks no resolver.
+AddressList resolveForRace(const icu::UnicodeString& host, unsigned int port) {
+  const std::string name = narrowHost(host);
+  AddressList list;
+  if (readLiteral(name, port, list)) return list;
+  if (const int code = resolve(name, port, list); code != 0) raiseResolverError(code, {&host, port});
+  return list;
+}
+
+/// The error of a race without a connection: a message for the whole and one for each attempt.
+SocketException raceError(const ConnectRace& race, const Peer& peer) {
+  const errors::Host host{*peer.host};
+  const errors::Port port{peer.port};
+  SocketException error = race.expired()
+                              ? makeError<SocketException>(errors::ERR_SOCKET_TIMEOUT, host, port)
+                              : makeError<SocketException>(errors::ERR_SOCKET_NOT_CONNECTED, host, port);
+  for (const ConnectRace::Attempt& attempt : race.attempts()) {
+    const unsigned char* const bytes = attempt.address.address.data();
+    const std::size_t length = attempt.address.address.size();
+    const icu::UnicodeString text = text::invariantText(addressText(bytes, length).c_str());
+    const int code = attempt.code == 0 ? wsa::timedOut : attempt.code;
+    error.addMessage(
+        mappedError(code, {&text, addressPort(bytes, length)}, SourcePlace::here()).getErrorMessage());
+  }
+  return error;
+}
+
+}  // namespace
+
+void Socket::connectFirst(const icu::UnicodeString& host, unsigned int port, const Deadline& deadline,
+                          unsigned long long stagger) {
+  connectFirst(host, port, NullAddrInfoExternal, deadline, stagger);
+}
+
+void Socket::connectFirst(const icu::UnicodeString& host, unsigned int port,
+                          const _AddrInfoExternal& addrInfo, const Deadline& deadline,
+                          unsigned long long stagger) {
+  traced<probe("Socket::connectFirst")>([&] {
+    requireNoHandle();
+    host_ = text::copied(host);
+    port_ = port;
+    ConnectRace race(holdsAddresses(addrInfo) ? decodeAddrInfo(addrInfo) : resolveForRace(host_, port_),
+                     deadline, stagger);
+    const SocketHandle connected = race.run();
+    if (connected == invalidSocket) throw raceError(race, {&host_, port_});
+    adopt(connected);
+    finishConnect();
+  });
 }
 
 void Socket::adopt(unsigned long long handle) {

@@ -228,6 +228,10 @@ unsigned int SocketServer::getPort() const {
   return port_;
 }
 
+unsigned long long SocketServer::handle() const {
+  return listeningSocket_.handle();
+}
+
 unsigned int SocketServer::queryPort() const {
   return traced<probe("SocketServer::queryPort")>([&] { return boundPort(); });
 }

@@ -38,7 +38,7 @@ struct ProbeEntry {
   constexpr std::string_view className() const { return function.substr(0, function.find("::")); }
 };
 
-inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
+inline constexpr std::array<ProbeBlock, 12> probeBlocks = {{
     {"ByteArrayOutputStream", 0x5E6, 0x5E7},
     {"ByteBuffer", 0x5E8, 0x5EC},
     {"Converter", 0x5ED, 0x5F0},
@@ -46,10 +46,11 @@ inline constexpr std::array<ProbeBlock, 11> probeBlocks = {{
     {"UTF8Iterator", 0x5FF, 0x603},
     {"StringTokenizer", 0x604, 0x60A},
     {"SocketServer", 0x60B, 0x613},
-    {"Socket", 0x614, 0x630},
-    {"(unassigned)", 0x631, 0x635},
+    {"Socket", 0x614, 0x631},
+    {"(unassigned)", 0x632, 0x635},
     {"MessageList", 0x636, 0x63E},
     {"Formatter", 0x63F, 0x645},
+    {"Poller", 0x646, 0x64A},
 }};
 
 /// The library does not use this number, which is in the block of `Socket`.
@@ -134,6 +135,7 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"Socket::writeOnce", 0x62E},
     {"Socket::peerHost", 0x62F},
     {"Socket::peerPort", 0x630},
+    {"Socket::connectFirst", 0x631},
 
     {"MessageList::MessageList", 0x636, exitOnly},
     {"MessageList::addMessage", 0x638},
@@ -150,6 +152,12 @@ inline constexpr auto probeTable = std::to_array<ProbeEntry>({
     {"Formatter::setSettings", 0x643},
     {"Formatter::localeCode", 0x644},
     {"Formatter::consoleCodePageName", 0x645},
+
+    {"Poller::Poller", 0x646, exitOnly},
+    {"Poller::~Poller", 0x647, exitOnly},
+    {"Poller::watch", 0x648},
+    {"Poller::forget", 0x649},
+    {"Poller::wait", 0x64A},
 });
 
 consteval Probe probe(std::string_view function) {
@@ -173,7 +181,7 @@ constexpr bool blocksFollowOneAnother() {
   for (std::size_t i = 1; i < probeBlocks.size(); ++i) {
     if (probeBlocks[i].first != probeBlocks[i - 1].last + 1) return false;
   }
-  return probeBlocks.front().first == 0x5E6 && probeBlocks.back().last == 0x645;
+  return probeBlocks.front().first == 0x5E6 && probeBlocks.back().last == 0x64A;
 }
 
 constexpr bool liesInItsBlock(const ProbeEntry& entry) {

@@ -33,10 +33,11 @@ constexpr FixedBlock fixedBlocks[] = {
     {"UTF8Iterator", 0x5FF, 0x603, 483919359, 483919363},
     {"StringTokenizer", 0x604, 0x60A, 483919364, 483919370},
     {"SocketServer", 0x60B, 0x613, 483919371, 483919379},
-    {"Socket", 0x614, 0x630, 483919380, 483919408},
-    {"(unassigned)", 0x631, 0x635, 483919409, 483919413},
+    {"Socket", 0x614, 0x631, 483919380, 483919409},
+    {"(unassigned)", 0x632, 0x635, 483919410, 483919413},
     {"MessageList", 0x636, 0x63E, 483919414, 483919422},
     {"Formatter", 0x63F, 0x645, 483919423, 483919429},
+    {"Poller", 0x646, 0x64A, 483919430, 483919434},
 };
 
 std::vector<std::string> classesOfTheTable() {
@@ -78,10 +79,10 @@ TEST(Probes, AreInTheBlockOfTheirClass) {
 }
 
 TEST(Probes, AreListedInTheOrderOfTheBlocks) {
-  EXPECT_THAT(
-      classesOfTheTable(),
-      testing::ElementsAre("ByteArrayOutputStream", "ByteBuffer", "Converter", "DataBuffer", "UTF8Iterator",
-                           "StringTokenizer", "SocketServer", "Socket", "MessageList", "Formatter"));
+  EXPECT_THAT(classesOfTheTable(),
+              testing::ElementsAre("ByteArrayOutputStream", "ByteBuffer", "Converter", "DataBuffer",
+                                   "UTF8Iterator", "StringTokenizer", "SocketServer", "Socket", "MessageList",
+                                   "Formatter", "Poller"));
 }
 
 TEST(Probes, AreUniqueForEachFunction) {
@@ -98,14 +99,14 @@ TEST(Probes, AreUniqueForEachFunction) {
 TEST(Probes, DoNotUseReservedNumbers) {
   EXPECT_EQ(unassignedSocketNumber, 0x623);
   for (const ProbeEntry& entry : rowsOf(probeTable)) {
-    for (const unsigned int hole : rowsOf({0x623U, 0x631U, 0x632U, 0x633U, 0x634U, 0x635U, 0x637U, 0x63BU}))
+    for (const unsigned int hole : rowsOf({0x623U, 0x632U, 0x633U, 0x634U, 0x635U, 0x637U, 0x63BU}))
       EXPECT_NE(entry.number, hole) << entry.function;
   }
 }
 
 TEST(Probes, StartEachClassWithItsConstructors) {
   for (const char* name : rowsOf({"ByteArrayOutputStream", "ByteBuffer", "DataBuffer", "UTF8Iterator",
-                                  "StringTokenizer", "SocketServer", "Socket", "MessageList"})) {
+                                  "StringTokenizer", "SocketServer", "Socket", "MessageList", "Poller"})) {
     const auto* first = std::find_if(probeTable.begin(), probeTable.end(),
                                      [&](const ProbeEntry& entry) { return entry.className() == name; });
     ASSERT_NE(first, probeTable.end()) << name;

@@ -120,14 +120,17 @@ std::vector<Family> familiesOf(const std::string& name) {
   return families;
 }
 
-HighHandles::HighHandles() {
-  constexpr int floor = 1100;
+bool allowDescriptors(std::size_t count) {
   rlimit limit = {};
   require(::getrlimit(RLIMIT_NOFILE, &limit) == 0, "getrlimit");
-  if (limit.rlim_cur < 2 * floor) {
-    limit.rlim_cur = 2 * floor;
-    require(::setrlimit(RLIMIT_NOFILE, &limit) == 0, "setrlimit");
-  }
+  if (limit.rlim_cur >= count) return true;
+  limit.rlim_cur = count;
+  return ::setrlimit(RLIMIT_NOFILE, &limit) == 0;
+}
+
+HighHandles::HighHandles() {
+  constexpr int floor = 1100;
+  require(allowDescriptors(2 * floor), "setrlimit");
   do {
     fillers_.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     require(fillers_.back() != -1, "open");
