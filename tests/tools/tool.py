@@ -14,9 +14,11 @@ import re
 import shlex
 import signal
 import stat
+import struct
 import subprocess
 import sys
 import tempfile
+import xml.etree.ElementTree
 
 CLEAN, FOUND, FAILED = 0, 1, 2
 
@@ -387,7 +389,7 @@ def commands_of(program, path=()):
 
 def completes_for_each_shell_what_the_help_names(tool):
     commands = commands_of(tool)
-    for command in ("", "version", "catalogue check", "properties set"):
+    for command in ("", "version", "catalogue check", "properties set", "trace"):
         expect((command, command in commands), (command, True))
     for shell, line in (
         ("bash", r'^    "(.*)"\*\) words="(.*)" ;;$'),
@@ -937,6 +939,171 @@ def prints_what_the_pages_show(tool):
                 printed += f"$ {command}\n{done.stdout.decode()}{status}"
             expect((page.name, printed), (page.name, block))
     expect(count, 5)
+
+
+# --- traces
+
+JOIN, ADD, LIST, CLEAR, NEXT = (0x1CD80000 + n for n in (0x63A, 0x638, 0x636, 0x63E, 0x63D))
+BUFFER_CLEAR, OWN = 0x1CD805EB, 0xABCDEF
+
+
+def trace_file(*threads, version=1, clock=1, ticks=1000000, nanoseconds=500000):
+    """A trace file. A thread is a list of (time, probe), negative for an exit; two ticks are a nanosecond."""
+    file = b"KELTRACE" + struct.pack(
+        "<IIIIQQQQQII", version, 72, clock, 4711, 5000, 5000 + ticks, nanoseconds, 0, 3, len(threads), 0
+    )
+    for number, events in enumerate(threads, 1):
+        file += struct.pack("<QQQII", number, 7, len(events), number % 2, 0)
+        for time, probe in events:
+            file += struct.pack("<QII", 5000 + time, abs(probe), 1 if probe < 0 else 0)
+    return file
+
+
+def timed(probes):
+    return [(2000 * (i + 1), probe) for i, probe in enumerate(probes)]
+
+
+def show_trace(program, file, *options):
+    status, printed, errors = program.run("trace", *options, "-", stdin=file)
+    expect((status, errors), (CLEAN, ""))
+    return printed
+
+
+def shows_the_calls_of_a_trace_as_a_tree_and_by_function(tool):
+    calls = [(0, JOIN), (2000, ADD), (6000, -ADD), (10000, ADD), (12000, -ADD), (20000, -JOIN)]
+    calls.append((30000, -NEXT))
+    printed = show_trace(tool, trace_file(calls, [(0, OWN), (999999, -OWN)]))
+    expect(
+        printed.splitlines(),
+        """process 4711, 500.000 us, 17 events lost
+
+thread 1: 7 events, 7 lost
+     calls  no exit     whole (us)       own (us)
+         1        0         10.000          7.000  MessageList::join
+         2        0          3.000          3.000    MessageList::addMessage
+         1        0          0.000          0.000  MessageList::getNextMsg
+
+thread 2: 2 events, 7 lost
+     calls  no exit     whole (us)       own (us)
+         1        0        499.999        499.999  00ABCDEF
+
+all threads, by function
+     calls  no exit     whole (us)       own (us)
+         1        0        499.999        499.999  00ABCDEF
+         1        0         10.000          7.000  MessageList::join
+         2        0          3.000          3.000  MessageList::addMessage
+         1        0          0.000          0.000  MessageList::getNextMsg""".splitlines(),
+    )
+
+
+def tree_of(program, events):
+    tree = json.loads(show_trace(program, trace_file(events), "--json"))["threads"][0]["tree"]
+    return [
+        " " * line["depth"]
+        + f"{line['function'].split('::')[-1]} {line['calls']} {line['noExit']} {line['whole']}"
+        for line in tree
+    ]
+
+
+def pairs_the_events_of_a_trace(tool):
+    for events, tree in (
+        ([], []),
+        # a function that reports only its exit
+        ([JOIN, -LIST, -JOIN], ["join 1 0 2000", " MessageList 1 0 0"]),
+        # the ring begins inside two calls
+        ([-ADD, -JOIN, JOIN, -JOIN], ["join 2 0 1000", "addMessage 1 0 0"]),
+        # entries only, exits only
+        ([JOIN, ADD, ADD], ["join 1 0 0", "addMessage 2 0 0"]),
+        ([-ADD, -ADD, -JOIN], ["addMessage 2 0 0", "join 1 0 0"]),
+        # the call around it ends
+        ([JOIN, ADD, -JOIN], ["join 1 0 2000", " addMessage 1 1 1000"]),
+        # the function is entered again
+        ([OWN, OWN, -OWN], ["00ABCDEF 2 1 2000"]),
+        # an error is constructed, caught and destroyed
+        ([OWN, -LIST, ADD, -ADD, CLEAR, -CLEAR],
+         ["00ABCDEF 1 1 3000", " addMessage 1 0 1000", " MessageList 1 0 0", "clear 1 0 1000"]),
+        # an error leaves two calls
+        ([OWN, JOIN, -LIST, ADD, -ADD, CLEAR, -CLEAR],
+         ["00ABCDEF 1 1 4000", " join 1 1 3000", "  addMessage 1 0 1000", "  MessageList 1 0 0",
+          "clear 1 0 1000"]),
+        # the destructor has the number of the member
+        ([BUFFER_CLEAR, -BUFFER_CLEAR, -BUFFER_CLEAR], ["clear 2 0 1000"]),
+        ([OWN, -BUFFER_CLEAR, -OWN], ["00ABCDEF 1 0 2000", " clear 1 0 0"]),
+        # the recording ends inside a call
+        ([JOIN, ADD, -ADD], ["join 1 1 2000", " addMessage 1 0 1000"]),
+    ):
+        expect((events, tree_of(tool, timed(events))), (events, tree))
+
+
+def refuses_files_that_are_no_traces(tool):
+    good = trace_file(timed([JOIN, -JOIN]), timed([OWN]))
+    expect(json.loads(show_trace(tool, good, "--json"))["process"], 4711)
+    for file, said in (
+        (b"", "<stdin> is not a trace file"),
+        (b"KELTRACX" + good[8:], "<stdin> is not a trace file"),
+        (trace_file(version=2),
+         "<stdin> has version 2 of the trace format; this program reads version 1"),
+        (good[:71], "the trace file <stdin> is incomplete: it ends after 71 bytes"),
+        (good[:72], "the trace file <stdin> is incomplete: it ends after 72 bytes"),
+        (good[:-1], f"the trace file <stdin> is incomplete: it ends after {len(good) - 1} bytes"),
+        (good + b"x", f"the trace file <stdin> is malformed at byte {len(good)}"),
+        (good[:-4] + b"\2\0\0\0", f"the trace file <stdin> is malformed at byte {len(good) - 16}"),
+        (trace_file(clock=3), "the trace file <stdin> is malformed at byte 12"),
+        (good[:88] + b"\xff" * 8 + good[96:],
+         f"the trace file <stdin> is incomplete: it ends after {len(good)} bytes"),
+    ):
+        expect(tool.run("trace", "-", stdin=file), (FAILED, "", f"kelinfra: {said}\n"))
+    expect(
+        tool.run("trace", "-", language="de", stdin=b"x"),
+        (FAILED, "", "kelinfra: <stdin> ist keine Trace-Datei\n"),
+    )
+
+
+def busy_trace():
+    """All calls at the same time, so that the nesting cannot come from the times."""
+    events = [JOIN, ADD, -ADD, -LIST, ADD, -ADD, OWN, -OWN, -JOIN, -NEXT]
+    events += [OWN, -LIST, ADD, -ADD, CLEAR, -CLEAR]
+    return trace_file([(1000, probe) for probe in events], timed(events))
+
+
+def prints_nested_calls_for_the_trace_viewer_of_chrome(tool):
+    events = json.loads(show_trace(tool, busy_trace(), "--chrome"))["traceEvents"]
+    expect(len(events), 20)
+    expect({event["ph"] for event in events}, {"X"})
+    for thread in (1, 2):
+        open_ends, last = [], 0
+        for event in (event for event in events if event["tid"] == thread):
+            start = round(event["ts"] * 1000)
+            length = round(event["dur"] * 1000)
+            expect((event["pid"], length >= 1, start >= last), (4711, True, True))
+            while open_ends and open_ends[-1] <= start:
+                open_ends.pop()
+            if open_ends and start + length > open_ends[-1]:
+                sys.exit(f"overlaps the call around it: {event}")
+            open_ends.append(start + length)
+            last = start
+
+
+def draws_a_flame_graph_that_needs_no_script(tool):
+    calls = [(0, JOIN), (2000, ADD), (600000, -ADD), (800000, -JOIN), (900000, OWN), (900010, -OWN)]
+    svg = show_trace(tool, trace_file(calls), "--flame")
+    expect("script" in svg or "href" in svg, False)
+    rows = []
+    for group in xml.etree.ElementTree.fromstring(svg):
+        parts = {part.tag.split("}")[-1]: part for part in group}
+        if "rect" in parts:
+            place = [float(parts["rect"].get(name)) for name in ("x", "y", "width")]
+            rows.append((parts["text"].text if "text" in parts else "", *place))
+    (join, x, y, width), (add, inner_x, inner_y, inner_width) = rows
+    expect((join, add), ("MessageList::join", "MessageList::addMessage"))
+    expect((x, inner_x, inner_y - y), (0.0, 0.0, 18.0))
+    expect((abs(width - 1200) < 0.1, abs(inner_width / width - 598 / 800) < 0.001), (True, True))
+
+
+def refuses_two_forms_of_a_trace_at_once(tool):
+    for options in (("--chrome", "--flame"), ("--chrome", "--json"), ("--flame", "--json")):
+        status, printed, errors = tool.run("trace", *options, "-", stdin=trace_file())
+        expect((status, printed, "excludes" in errors), (FAILED, "", True))
 
 
 TESTS = {

@@ -120,6 +120,7 @@ int run(int count, const char* const* arguments) {
   app.fallthrough();
   addCatalogue(app, line);
   addProperties(app, line);
+  addTrace(app, line);
   addVersion(app, line);
   addGenerate(app, line);
   try {

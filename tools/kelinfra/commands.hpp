@@ -21,6 +21,7 @@ struct CommandLine {
 
 void addCatalogue(CLI::App& app, CommandLine& line);
 void addProperties(CLI::App& app, CommandLine& line);
+void addTrace(CLI::App& app, CommandLine& line);
 void addVersion(CLI::App& app, CommandLine& line);
 
 /// Adds a command of the family. If the arguments name it, `run` is called after all of them are read.
