@@ -445,15 +445,28 @@ def prints_its_version(tool):
 def reports_an_output_that_cannot_be_written(tool):
     if not os.path.exists("/dev/full"):
         sys.exit(77)
-    with open("/dev/full", "w") as full:
-        done = subprocess.run(
-            [*tool.command, "version"],
-            stdout=full,
-            stderr=subprocess.PIPE,
-            timeout=120,
-            env={**os.environ, "LC_ALL": "C"},
+    # More than the C library keeps in its buffer, so the write fails before the end.
+    identifiers = [{"identifier": f"ERR_{i}", "arguments": []} for i in range(10000)]
+    (tool.folder / "big.json").write_text(json.dumps({"identifiers": identifiers}))
+    (tool.folder / "x.properties").write_text("")
+    for arguments in (
+        ("version",),
+        ("catalogue", "init", "de", "--contract", "big.json"),
+        ("catalogue", "check", "--json", "--contract", "big.json", "x.properties"),
+    ):
+        with open("/dev/full", "w") as full:
+            done = subprocess.run(
+                [*tool.command, *arguments],
+                cwd=tool.folder,
+                stdout=full,
+                stderr=subprocess.PIPE,
+                timeout=120,
+                env={**os.environ, "LC_ALL": "C"},
+            )
+        expect(
+            (arguments, done.returncode, done.stderr),
+            (arguments, FAILED, b"kelinfra: cannot write to the standard output\n"),
         )
-    expect((done.returncode, done.stderr), (FAILED, b"kelinfra: cannot write to the standard output\n"))
 
 
 def prints_colours_only_to_a_terminal(tool):
