@@ -24,8 +24,8 @@ std::string place(const Finding& finding) {
 void printText(const std::list<Finding>& findings, std::FILE* output) {
   for (const Finding& finding : findings) {
     const Colour colour = finding.level == Level::error ? Colour::red : Colour::yellow;
-    const std::string line = place(finding) + ": " + coloured(wordOf(finding.level), colour) + ": " +
-                             rendered(finding.message) + " [" + finding.rule + "]\n";
+    const std::string line = printable(place(finding)) + ": " + coloured(wordOf(finding.level), colour) +
+                             ": " + printable(rendered(finding.message)) + " [" + finding.rule + "]\n";
     std::fputs(line.c_str(), output);
   }
 }

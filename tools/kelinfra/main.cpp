@@ -25,7 +25,7 @@ int main(int count, char** arguments) {
     if (!isWritten) return failWith(kelinfra::rendered(kelinfra::message("KELINFRA_NO_OUTPUT")));
     return status;
   } catch (const kelinfra::Failure& failure) {
-    return failWith(kelinfra::rendered(failure.message), failure.exitStatus);
+    return failWith(kelinfra::printable(kelinfra::rendered(failure.message)), failure.exitStatus);
   } catch (tarvo::oss::BaseException& error) {
     return failWith(kelinfra::rendered(error.getMessages()));
   } catch (const std::exception& error) {

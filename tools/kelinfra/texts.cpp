@@ -6,7 +6,9 @@
 
 #include <unicode/unistr.h>
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
 #include <utility>
@@ -61,6 +63,24 @@ std::string rendered(const tarvo::oss::Message& message) {
 std::string rendered(const tarvo::oss::MessageList& messages) {
   icu::UnicodeString text;
   return utf8(texts().catalogue.render(messages, texts().language.c_str(), text));
+}
+
+std::string printable(const std::string& utf8) {
+  std::string shown;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    // U+0080 to U+009F are the byte C2 and one of 80 to 9F.
+    const bool isC1 = utf8[i] == '\xC2' && i + 1 < utf8.size() && (utf8[i + 1] & 0xE0) == 0x80;
+    if (isC1) ++i;
+    const unsigned int unit = static_cast<unsigned char>(utf8[i]);
+    if (!isC1 && unit >= 0x20 && unit != 0x7F) {
+      shown += utf8[i];
+      continue;
+    }
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04X", unit);
+    shown += escape.data();
+  }
+  return shown;
 }
 
 icu::UnicodeString unicode(std::string_view utf8) {

@@ -17,6 +17,10 @@ void chooseLanguage(std::string name);
 std::string rendered(const tarvo::oss::Message& message);
 std::string rendered(const tarvo::oss::MessageList& messages);
 
+/// The text with each control character as an escape such as \u001B. Texts from files are printed in this
+/// form, so that they can neither control the terminal nor look like lines of the tool.
+std::string printable(const std::string& utf8);
+
 icu::UnicodeString unicode(std::string_view utf8);
 std::string utf8(const icu::UnicodeString& text);
 
