@@ -12,6 +12,7 @@ import pathlib
 import random
 import re
 import shlex
+import shutil
 import signal
 import stat
 import struct
@@ -236,18 +237,120 @@ def finds_what_is_wrong_in_a_file(tool):
             ],
         ),
         (
-            both + "# \\uD842\\uDFB7 \\\\uD842\n",
+            f"ERR_FULL = {FULL}\nERR_PORT = \\uD842\\uDFB7 \\\\uD842 {{0}}\n# \\uD842\n",
             FOUND,
             [
-                f"{name}:3:{column}: error: the escape {escape} is not read: write the character "
+                f"{name}:2:{column}: error: the escape {escape} is not read: write the character "
                 f"itself, in UTF-8 "
                 "[surrogate-escape]"
-                for column, escape in ((3, "\\uD842"), (9, "\\uDFB7"))
+                for column, escape in ((12, "\\uD842"), (18, "\\uDFB7"))
+            ],
+        ),
+        (
+            f"ERR_FULL = {FULL}\nERR_PORT = {{1}}\nERR_PORT = {{0}}\n",
+            FOUND,
+            [
+                f"{name}:2:12: error: the placeholder {{1}} has no argument: the message has 1 arguments "
+                "[beyond-arguments]",
+                f"{name}:2:12: warning: argument 0 (port) is not shown [argument-not-shown]",
+                f"{name}:3:1: warning: ERR_PORT has a text already; this one replaces it "
+                f"[duplicate-identifier]",
+            ],
+        ),
+        (
+            f"ERR_FULL = {FULL}\nERR_PORT = {{0}}\nERR_PORT = {{0,nunber}}\n",
+            FOUND,
+            [
+                f"{name}:3:1: warning: ERR_PORT has a text already; this one replaces it "
+                f"[duplicate-identifier]",
+                f'{name}:3:12: error: argument 0 (port) is of the kind "port", which is not used as a '
+                "number [wrong-kind]",
+                f"{name}:3:12: error: a placeholder has a type or style that ICU does not know "
+                "[unknown-type]",
             ],
         ),
     ):
         printed = tool.check_texts(texts)
         expect((texts, printed), (texts, (status, expected)))
+
+
+def reads_a_catalogue_in_utf8_as_the_library_does(tool):
+    unknown = "error: there is no identifier"
+    for start, texts in (("", "utf-8"), ("\ufeff", "utf-8"), ("# ÿ\n", "latin-1")):
+        lines = f"ERR_FULL = {{0}} {{1,plural,one{{ä}}other{{ö}}}} {{0,select,größe{{x}}other{{y}}}}\n"
+        lines += "ERR_PORT = \\ü{0,select,größe{x}other{y}}\\\n  \\u00fcü\\ü{7}\nÄ\\u00e4 = ü\n"
+        status, printed = tool.check_texts((start + lines).encode(texts))
+        first = 2 if texts == "latin-1" else 1
+        expected = [
+            f"texts_en.properties:{first + 2}:12: error: the placeholder {{7}} has no argument: "
+            "the message has 1 arguments [beyond-arguments]",
+            f"texts_en.properties:{first + 3}:1: {unknown} Ää [unknown-identifier]",
+        ]
+        expect((texts, status), (texts, FOUND))
+        expect((texts, [line for line in printed if "not-utf8" not in line]), (texts, expected))
+
+
+def refuses_patterns_that_are_nested_too_deeply(tool):
+    for form, depth, accepted in (
+        ("{0,select,other{", 16, True),
+        ("{0,select,other{", 17, False),
+        ("{0,choice,0#", 17, False),
+        ("{0,select,other{", 30000, False),
+    ):
+        nested = form * depth + "{0}" + "}" * (form.count("{") * depth)
+        status, printed = tool.check_texts(f"OTHER = {nested}\n")
+        errors = [line.rsplit(": ", 1)[-1] for line in printed if "[syntax]" in line]
+        expect((form, depth, status), (form, depth, FOUND))
+        expected = [] if accepted else ["U_INDEX_OUTOFBOUNDS_ERROR [syntax]"]
+        expect((form, depth, errors), (form, depth, expected))
+
+
+def prints_no_control_characters_of_a_file(tool):
+    name = "a\x1b[31m\n.properties"
+    (tool.folder / name).write_bytes(b"A\\u001b[31mB\\n=x\n\x07\xc2\x9b\x7fC=\xc2\xa0\n")
+    shown = "a\\u001B[31m\\u000A.properties"
+    status, printed, errors = tool.run("catalogue", "check", name)
+    expect(
+        (status, printed.split("\n"), errors),
+        (
+            FOUND,
+            [
+                f"{shown}:1:1: error: there is no identifier A\\u001B[31mB\\u000A [unknown-identifier]",
+                f"{shown}:2:1: error: there is no identifier \\u0007\\u009B\\u007FC [unknown-identifier]",
+                "",
+            ],
+            "",
+        ),
+    )
+    expect(
+        tool.run("catalogue", "check", "none\x1b"),
+        (FAILED, "", "kelinfra: cannot read none\\u001B: No such file or directory\n"),
+    )
+
+
+def instructions(program, texts):
+    """The number of instructions that the check of a catalogue takes."""
+    if not shutil.which("valgrind"):
+        sys.exit(77)
+    callgrind = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null"]
+    counted = Tool(program.root, shlex.join([*callgrind, *program.command]), program.faults)
+    (counted.folder / "x.properties").write_text(texts)
+    _, _, errors = counted.run("catalogue", "check", "x.properties")
+    count = re.search(r"Collected *: (\d+)", errors)
+    if count is None:  # valgrind cannot run the tool, for instance if it has sanitizers
+        sys.exit(77)
+    return int(count[1])
+
+
+def checks_a_file_in_proportional_time(tool):
+    for why, text in (
+        ("many errors", lambda count: "ERR_SOCKET_CLOSED={0,nunber}\n" * (4 * count)),
+        ("many errors in a line", lambda count: "ERR_SOCKET_CLOSED=" + ("x" * 300 + "{9}") * count + "\n"),
+        ("many unknown identifiers", lambda count: "".join(f"k{i}=\n" for i in range(count))),
+    ):
+        start, once, twice = (instructions(tool, text(count)) for count in (1, 500, 1000))
+        ratio = (twice - start) / (once - start)
+        expect((why, round(ratio, 1), ratio < 2.2), (why, round(ratio, 1), True))
 
 
 def reports_differences_between_languages(tool):

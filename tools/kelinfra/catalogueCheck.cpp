@@ -42,6 +42,25 @@ bool isSurrogateEscape(const std::string& bytes, std::size_t position) {
   return std::regex_match(escape, form);
 }
 
+/// The limits of `MessageCatalogue`: the number of "{" in a pattern, and the depth to which forms are nested.
+constexpr std::ptrdiff_t mostBraces = 1000;
+constexpr std::int32_t mostLevels = 16;
+
+bool hasTooManyBraces(const icu::UnicodeString& pattern) {
+  const char16_t* const units = pattern.getBuffer();
+  return std::count(units, units + pattern.length(), u'{') > mostBraces;
+}
+
+/// If the forms are nested too deeply, sets the status and the place as ICU does for a wrong pattern.
+void limitLevels(const icu::MessagePattern& parts, UParseError& place, UErrorCode& status) {
+  for (std::int32_t i = 0; U_SUCCESS(status) && i < parts.countParts(); ++i) {
+    const icu::MessagePattern::Part& part = parts.getPart(i);
+    if (part.getType() != UMSGPAT_PART_TYPE_MSG_START || part.getValue() <= mostLevels) continue;
+    status = U_INDEX_OUTOFBOUNDS_ERROR;
+    place.offset = part.getIndex();
+  }
+}
+
 /// The checks of one file.
 class FileCheck {
  public:
@@ -52,11 +71,11 @@ class FileCheck {
   using Shown = std::map<std::string, std::set<int>>;
 
   Shown run() {
-    checkBytes();
-    catalogue_.load(languageOf(file_.name).c_str(), file_.bytes.data(), file_.bytes.size());
-    std::size_t from = byteOrderMark();
-    for (const PlacedProperty& property : placedProperties(file_.bytes.substr(from))) {
-      offset_ = from;
+    if (!places_.isUtf8()) {
+      report(places_.malformedAt(), "not-utf8", Level::warning, "KELINFRA_CATALOGUE_NOT_UTF8");
+    }
+    offset_ = byteOrderMark();
+    for (const PlacedProperty& property : placedProperties(file_.bytes.substr(offset_), places_.isUtf8())) {
       checkProperty(property);
     }
     reportMissing();
@@ -69,16 +88,14 @@ class FileCheck {
               const Arguments&... arguments) {
     const Places::Place place = places_.of(byte);
     findings_.push_back({file_.name, place.line, place.column, rule, level, message(id, arguments...)});
+    if (level == Level::error) ++errors_;
   }
 
   std::size_t byteOrderMark() const { return file_.bytes.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0; }
 
-  void checkBytes() {
-    if (!places_.isUtf8()) {
-      report(places_.malformedAt(), "not-utf8", Level::warning, "KELINFRA_CATALOGUE_NOT_UTF8");
-    }
+  void checkEscapes(const PlacedProperty& property) {
     const std::string& bytes = file_.bytes;
-    for (std::size_t i = 0; i + 5 < bytes.size(); ++i) {
+    for (std::size_t i = offset_ + property.keyAt; i < offset_ + property.valueAt.back(); ++i) {
       if (bytes[i] != '\\') continue;
       if (isSurrogateEscape(bytes, i)) {
         report(i, "surrogate-escape", Level::error, "KELINFRA_CATALOGUE_SURROGATE", bytes.substr(i, 6));
@@ -93,6 +110,7 @@ class FileCheck {
     if (shown_.count(id) != 0) {
       report(keyAt, "duplicate-identifier", Level::warning, "KELINFRA_CATALOGUE_DUPLICATE", id);
     }
+    checkEscapes(property);
     std::set<int>& shown = shown_[id];
     shown.clear();
     const auto known = contract_.find(id);
@@ -103,14 +121,19 @@ class FileCheck {
   }
 
   void reportUnknown(std::size_t byte, const std::string& id) {
-    std::vector<std::string> known;
-    for (const auto& entry : contract_) known.push_back(entry.first);
-    const std::string better = suggestion(id, known);
+    if (!suggestions_) suggestions_.emplace(identifiers());
+    const std::string better = suggestions_->of(id);
     if (better.empty()) {
       report(byte, "unknown-identifier", Level::error, "KELINFRA_CATALOGUE_UNKNOWN", id);
     } else {
       report(byte, "unknown-identifier", Level::error, "KELINFRA_CATALOGUE_UNKNOWN_SUGGESTION", id, better);
     }
+  }
+
+  std::vector<std::string> identifiers() const {
+    std::vector<std::string> all;
+    for (const auto& entry : contract_) all.push_back(entry.first);
+    return all;
   }
 
   std::size_t at(const PlacedProperty& property, std::int32_t unit) const {
@@ -119,9 +142,10 @@ class FileCheck {
   }
 
   void checkPattern(const PlacedProperty& property, const Identifier* known, std::set<int>& shown) {
-    UErrorCode status = U_ZERO_ERROR;
+    UErrorCode status = hasTooManyBraces(property.value) ? U_INDEX_OUTOFBOUNDS_ERROR : U_ZERO_ERROR;
     UParseError place{};
     const icu::MessagePattern parts(property.value, &place, status);
+    limitLevels(parts, place, status);
     if (status == U_DEFAULT_KEYWORD_MISSING) {
       return report(at(property, place.offset), "without-other", Level::error, "KELINFRA_CATALOGUE_NO_OTHER");
     }
@@ -129,21 +153,16 @@ class FileCheck {
       return report(at(property, place.offset), "syntax", Level::error, "KELINFRA_CATALOGUE_SYNTAX",
                     u_errorName(status));
     }
-    const std::size_t before = errors();
+    const std::size_t before = errors_;
     checkQuotes(property);
     for (std::int32_t i = 0; i < parts.countParts(); ++i) checkPart(property, parts, i, known, shown);
     const icu::MessageFormat accepted(property.value, icu::Locale::getRoot(), place, status);
     if (U_FAILURE(status)) {
       report(at(property, 0), "unknown-type", Level::error, "KELINFRA_CATALOGUE_TYPE");
-    } else if (errors() == before && known != nullptr) {
+    } else if (errors_ == before && known != nullptr) {
       renderSamples(property, *known);
     }
     if (known != nullptr) reportUnused(property, *known, shown);
-  }
-
-  std::size_t errors() const {
-    return static_cast<std::size_t>(std::count_if(findings_.begin(), findings_.end(),
-                                                  [](const Finding& f) { return f.level == Level::error; }));
   }
 
   /// '{0}' is shown as {0}. An apostrophe quotes from a brace up to the next apostrophe; two are one.
@@ -199,6 +218,7 @@ class FileCheck {
 
   /// Each text must be rendered for numbers of each plural form.
   void renderSamples(const PlacedProperty& property, const Identifier& known) {
+    load(property);
     for (const char* number : {"0", "1", "2", "5", "4711"}) {
       tarvo::oss::Message sample(property.key, tarvo::oss::Message::LEVEL_ERROR, "sample", 1);
       for (const Argument& argument : known.arguments) {
@@ -212,6 +232,15 @@ class FileCheck {
                       number);
       }
     }
+  }
+
+  /// Loads the text of this property only. A later property may have the same identifier.
+  void load(const PlacedProperty& property) {
+    const std::size_t from = offset_ + property.keyAt;
+    const std::size_t end = offset_ + property.valueAt.back();
+    const std::string latin1 = "#\xFF\n";  // not UTF-8, so the following bytes are ISO-8859-1, too
+    const std::string line = (places_.isUtf8() ? "" : latin1) + file_.bytes.substr(from, end - from) + "\n";
+    catalogue_.load(languageOf(file_.name).c_str(), line.data(), line.size());
   }
 
   /// The texts of a program may be in a file without those of the library.
@@ -233,6 +262,8 @@ class FileCheck {
   Places places_;
   tarvo::util::MessageCatalogue catalogue_;
   std::size_t offset_ = 0;
+  std::size_t errors_ = 0;
+  std::optional<Suggestions> suggestions_;
   Shown shown_;
 };
 

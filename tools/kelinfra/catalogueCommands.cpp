@@ -35,7 +35,7 @@ Contract contractWith(const std::vector<std::string>& files) {
 std::map<std::string, std::string> englishTexts() {
   std::map<std::string, std::string> texts;
   const std::string bytes(embedded::libraryEnglish);
-  for (const PlacedProperty& property : placedProperties(bytes)) {
+  for (const PlacedProperty& property : placedProperties(bytes, true)) {
     const std::size_t from = property.valueAt.front();
     texts[utf8(property.key)] = bytes.substr(from, property.valueAt.back() - from);
   }

@@ -51,6 +51,16 @@ class Walk {
     return first;
   }
 
+  /// Escapes that the library reads as one unit. It reads any other as the letter u.
+  bool isUnicodeEscape(std::size_t position) const {
+    if (at(position) != '\\' || at(position + 1) != 'u' || position + 6 >= bytes_.size()) return false;
+    const std::string digits = bytes_.substr(position + 2, 4);
+    if (!std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }))
+      return false;
+    const unsigned long unit = std::stoul(digits, nullptr, 16);
+    return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
+  }
+
  private:
   char at(std::size_t position) const { return position < bytes_.size() ? bytes_[position] : '\0'; }
 
@@ -59,42 +69,69 @@ class Walk {
     position_ += pair ? 2 : 1;
   }
 
-  /// Escapes that the library reads as one unit. It reads any other as the letter u.
-  bool isUnicodeEscape(std::size_t position) const {
-    if (at(position + 1) != 'u' || position + 6 >= bytes_.size()) return false;
-    const std::string digits = bytes_.substr(position + 2, 4);
-    if (!std::all_of(digits.begin(), digits.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }))
-      return false;
-    const unsigned long unit = std::stoul(digits, nullptr, 16);
-    return (unit < 0xD800 || unit > 0xDFFF) && (unit < 0xFDD0 || unit > 0xFDEF) && unit < 0xFFFE;
-  }
-
   const std::string& bytes_;
   std::size_t position_;
 };
 
-PlacedProperty placed(const std::string& bytes, std::size_t from, const icu::UnicodeString& key,
+/// Reads the units of a key or a value, which a library function has read as ISO-8859-1.
+class Units {
+ public:
+  Units(Walk& walk, bool isUtf8) : walk_(walk), isUtf8_(isUtf8) {}
+
+  void read(const icu::UnicodeString& latin1) {
+    for (std::int32_t i = 0; i < latin1.length(); ++i) {
+      const std::size_t first = walk_.skipUnit();
+      const bool isWhole = !isUtf8_ || latin1[i] < 0x80 || walk_.isUnicodeEscape(first);
+      const std::int32_t more = isWhole ? 0 : U8_COUNT_TRAIL_BYTES_UNSAFE(latin1[i]);
+      append(isWhole ? latin1.tempSubString(i, 1) : decoded(latin1.tempSubString(i, more + 1)), first);
+      for (std::int32_t byte = 0; byte < more; ++byte) walk_.skipUnit();
+      i += more;
+    }
+  }
+
+  icu::UnicodeString text;
+  std::vector<std::size_t> at;  ///< for each unit the first byte
+
+ private:
+  static icu::UnicodeString decoded(const icu::UnicodeString& bytes) {
+    std::string utf8;
+    for (std::int32_t i = 0; i < bytes.length(); ++i) utf8 += static_cast<char>(bytes[i]);
+    return icu::UnicodeString::fromUTF8(utf8);
+  }
+
+  void append(const icu::UnicodeString& units, std::size_t byte) {
+    text += units;
+    at.insert(at.end(), static_cast<std::size_t>(units.length()), byte);
+  }
+
+  Walk& walk_;
+  bool isUtf8_;
+};
+
+PlacedProperty placed(const std::string& bytes, bool isUtf8, std::size_t from, const icu::UnicodeString& key,
                       const icu::UnicodeString& value) {
   Walk walk(bytes, from);
   walk.skipBlanks();
-  PlacedProperty property{key, value, walk.position(), {}};
-  for (std::int32_t i = 0; i < key.length(); ++i) walk.skipUnit();
+  const std::size_t keyAt = walk.position();
+  Units keyUnits(walk, isUtf8);
+  keyUnits.read(key);
   walk.skipSeparator();
-  for (std::int32_t i = 0; i < value.length(); ++i) property.valueAt.push_back(walk.skipUnit());
-  property.valueAt.push_back(walk.position());
-  return property;
+  Units valueUnits(walk, isUtf8);
+  valueUnits.read(value);
+  valueUnits.at.push_back(walk.position());
+  return {keyUnits.text, valueUnits.text, keyAt, valueUnits.at};
 }
 
 }  // namespace
 
-std::vector<PlacedProperty> placedProperties(const std::string& bytes) {
+std::vector<PlacedProperty> placedProperties(const std::string& bytes, bool isUtf8) {
   std::vector<PlacedProperty> all;
   std::size_t position = 0;
   for (;;) {
     const std::size_t from = position;
     tarvo::util::ExtendedProperties line;
     if (!line.parseLine(position, bytes.data(), bytes.size())) return all;
-    for (const auto& [key, value] : line) all.push_back(placed(bytes, from, key, value));
+    for (const auto& [key, value] : line) all.push_back(placed(bytes, isUtf8, from, key, value));
   }
 }
 
@@ -110,13 +147,19 @@ Places::Places(const std::string& bytes) : bytes_(bytes), lines_{0}, malformedAt
   }
 }
 
+/// Counts from the last place if that is before the byte in the same line, because a long line may have many
+/// findings.
 Places::Place Places::of(std::size_t byte) const {
+  const std::size_t end = std::min(byte, bytes_.size());
   const auto line = std::prev(std::upper_bound(lines_.begin(), lines_.end(), byte));
-  const auto begin = bytes_.begin() + static_cast<std::ptrdiff_t>(*line);
-  const auto end = bytes_.begin() + static_cast<std::ptrdiff_t>(std::min(byte, bytes_.size()));
-  const auto following = isUtf8() ? std::count_if(begin, end, [](char c) { return (c & 0xC0) == 0x80; }) : 0;
-  return {static_cast<std::size_t>(line - lines_.begin()) + 1,
-          static_cast<std::size_t>(end - begin - following) + 1};
+  if (last_ < *line || last_ > end) {
+    last_ = *line;
+    columnsBefore_ = 0;
+  }
+  for (; last_ < end; ++last_) {
+    if (!isUtf8() || !U8_IS_TRAIL(bytes_[last_])) ++columnsBefore_;
+  }
+  return {static_cast<std::size_t>(line - lines_.begin()) + 1, columnsBefore_ + 1};
 }
 
 Places::Place Places::inCharacters(std::size_t line, std::size_t column) const {

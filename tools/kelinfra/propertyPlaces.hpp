@@ -9,7 +9,6 @@
 /// The properties of a text in the library's format, with the places of their parts.
 namespace kelinfra {
 
-/// A property, read as ISO-8859-1.
 struct PlacedProperty {
   icu::UnicodeString key;
   icu::UnicodeString value;
@@ -18,7 +17,8 @@ struct PlacedProperty {
       valueAt;  ///< for each unit of the value the first byte, and the byte after the last
 };
 
-std::vector<PlacedProperty> placedProperties(const std::string& bytes);
+/// The bytes are well-formed UTF-8 or ISO-8859-1.
+std::vector<PlacedProperty> placedProperties(const std::string& bytes, bool isUtf8);
 
 /// Lines and columns of a text.
 class Places {
@@ -41,6 +41,8 @@ class Places {
   const std::string& bytes_;
   std::vector<std::size_t> lines_;  ///< the first byte of each
   std::size_t malformedAt_;
+  mutable std::size_t last_ = 0;           ///< the byte whose place `of` returned last
+  mutable std::size_t columnsBefore_ = 0;  ///< the number of columns between it and the start of its line
 };
 
 }  // namespace kelinfra

@@ -1,17 +1,31 @@
 #include "suggestion.hpp"
 
 #include "infra/util/kelPropertiesEditor.hpp"
-#include "infra/util/kelPropertiesSchema.hpp"
 
 #include "texts.hpp"
 
 namespace kelinfra {
 
-std::string suggestion(const std::string& word, const std::vector<std::string>& candidates) {
+namespace {
+
+std::string schemaOf(const std::vector<std::string>& candidates) {
   tarvo::util::PropertiesEditor schema(nullptr, 0);
   for (const std::string& candidate : candidates) schema.set(unicode(candidate + "@type"), "text");
-  const std::string bytes = schema.bytes();
-  return utf8(tarvo::util::PropertiesSchema(bytes.data(), bytes.size()).suggest(unicode(word)));
+  return schema.bytes();
+}
+
+}  // namespace
+
+Suggestions::Suggestions(const std::vector<std::string>& candidates) : Suggestions(schemaOf(candidates)) {}
+
+Suggestions::Suggestions(const std::string& schema) : schema_(schema.data(), schema.size()) {}
+
+std::string Suggestions::of(const std::string& word) const {
+  return utf8(schema_.suggest(unicode(word)));
+}
+
+std::string suggestion(const std::string& word, const std::vector<std::string>& candidates) {
+  return Suggestions(candidates).of(word);
 }
 
 }  // namespace kelinfra
