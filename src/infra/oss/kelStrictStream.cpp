@@ -400,7 +400,8 @@ void StrictStream::keepEncodeFault() {
   UErrorCode ignored = U_ZERO_ERROR;
   ucnv_getInvalidUChars(to_.converter.get(), units.data(), &count, &ignored);
   const std::uint64_t after = encoded_ - pendingUnits(to_.converter.get());
-  const Place& place = places_[(after - static_cast<std::uint64_t>(count)) % places_.size()];
+  const auto index = static_cast<std::size_t>((after - static_cast<std::uint64_t>(count)) % places_.size());
+  const Place& place = places_[index];
   UChar32 character = units[0];
   if (count == 2) character = U16_GET_SUPPLEMENTARY(units[0], units[1]);
   fault_ = {};

@@ -134,13 +134,18 @@ std::uint64_t oldestKept(const Ring& ring) noexcept {
   return ahead - std::min(ahead, slotsOf(ring));
 }
 
+/// The bytes of a ring with that many slots. `start` limits the slots so that the result fits.
+std::size_t bytesFor(std::uint64_t slots) noexcept {
+  return sizeof(Ring) + static_cast<std::size_t>(slots) * sizeof(Event);
+}
+
 // --- the end of a thread
 
 /// Shrinks a ring that is not full to its events. If there is no memory, the ring stays as it is.
 Ring* shrunk(Ring* ring) noexcept {
   const std::uint64_t written = ring->written;
   if (written >= slotsOf(*ring)) return ring;
-  void* const smaller = std::realloc(static_cast<void*>(ring), sizeof(Ring) + written * sizeof(Event));
+  void* const smaller = std::realloc(static_cast<void*>(ring), bytesFor(written));
   return smaller == nullptr ? ring : static_cast<Ring*>(smaller);
 }
 
@@ -172,7 +177,7 @@ Ring* withMemory(Ring* ring) noexcept {
     state.living.remove(ring);
     std::free(ring);
   }
-  ring = static_cast<Ring*>(std::calloc(1, sizeof(Ring) + state.slots * sizeof(Event)));
+  ring = static_cast<Ring*>(std::calloc(1, bytesFor(state.slots)));
   if (ring != nullptr) state.living.add(ring);
   return ring;
 }
