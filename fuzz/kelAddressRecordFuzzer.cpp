@@ -1,3 +1,4 @@
+#include "infra/oss/kelAddressRecord.hpp"
 #include "infra/oss/kelSocket.hpp"
 
 #include "kelFuzz.hpp"
@@ -19,6 +20,7 @@ using tarvo::fuzz::expect;
 using tarvo::fuzz::Input;
 using tarvo::fuzz::ToldError;
 using tarvo::oss::AddressList;
+using tarvo::oss::AddressRecord;
 using tarvo::oss::Socket;
 using tarvo::platform::ResolvedAddress;
 using tarvo::test::Bytes;
@@ -44,6 +46,17 @@ void compareReading(const Bytes& record) {
   expect(error == (expected ? std::nullopt : std::optional(ToldError{"QN_ERR_SOCKET_ERROR", {u"10022"}})),
          "whether a record can be read");
   expect(list == expected, "the addresses of a record");
+  const AddressRecord::Result checked = AddressRecord::check(copy->bytes, recordSize);
+  const bool readable = checked.fault == AddressRecord::NONE ||
+                        checked.fault == AddressRecord::UNKNOWN_FAMILY ||
+                        checked.fault == AddressRecord::DIFFERENT_FAMILY;
+  expect(readable == expected.has_value(), "whether the check permits what connect reads");
+  expect(!expected || checked.entries == expected->size(), "the number of entries");
+  expect(checked.offset <= recordSize, "the place of the fault");
+  const icu::UnicodeString text = AddressRecord::toString(*copy);
+  bool visible = true;
+  for (int i = 0; i < text.length(); ++i) visible = visible && text[i] >= ' ' && text[i] < 0x7F;
+  expect(visible, "the text of a record");
 }
 
 ResolvedAddress addressFrom(Input& input) {
