@@ -48,6 +48,27 @@ void checkEvents(const std::vector<TraceEvent>& events, const std::vector<TraceC
   expect(open <= entries, "whether each call with a duration has an entry");
 }
 
+using Moment = std::pair<std::uint32_t, std::uint64_t>;  // a probe and a time
+
+bool contains(std::vector<Moment> all, std::vector<Moment> some) {
+  std::sort(all.begin(), all.end());
+  std::sort(some.begin(), some.end());
+  return std::includes(all.begin(), all.end(), some.begin(), some.end());
+}
+
+/// Calls begin with an entry of their function, and end with an exit of it if they have one.
+void checkMoments(const std::vector<TraceEvent>& events, const std::vector<TraceCall>& calls) {
+  std::vector<Moment> entries, exits, begins, ends;
+  for (const TraceEvent& event : events)
+    (event.isExit ? exits : entries).emplace_back(event.probe, event.nanoseconds);
+  for (const TraceCall& call : calls) {
+    if (call.end != TraceEnd::point) begins.emplace_back(call.probe, call.from);
+    if (call.end == TraceEnd::exit) ends.emplace_back(call.probe, call.to);
+  }
+  expect(contains(entries, begins), "whether each call begins with its entry");
+  expect(contains(exits, ends), "whether each call ends with its exit");
+}
+
 /// The own times of all places in the tree add up to the times of the outermost calls.
 void checkSums(const TraceTree& tree, std::uint64_t outermost) {
   TraceSum all;
@@ -72,6 +93,7 @@ void check(const TraceFile& file) {
     const std::vector<TraceCall> calls = kelinfra::callsOf(thread.events);
     checkNesting(calls);
     checkEvents(thread.events, calls);
+    checkMoments(thread.events, calls);
     tree.add(calls);
     for (const TraceCall& call : calls) {
       if (call.depth == 0) outermost += call.to - call.from;
