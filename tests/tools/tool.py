@@ -479,6 +479,119 @@ def begins_a_catalogue_that_passes(tool):
     )
 
 
+# --- convert
+
+
+def converts_files_into_one_output(tool):
+    (tool.folder / "one.txt").write_bytes("Grüße\n".encode("cp1252"))
+    (tool.folder / "two.txt").write_bytes("5 €\n".encode("cp1252"))
+    done = tool.run("convert", "--from", "windows-1252", "-o", "out.txt", "one.txt", "two.txt")
+    expect(done, (CLEAN, "", ""))
+    expect((tool.folder / "out.txt").read_text(encoding="utf-8"), "Grüße\n5 €\n")
+    expect(
+        tool.run("convert", "--from", "UTF-8", "--to", "UTF-16LE", "-o", "out.txt", "out.txt"),
+        (CLEAN, "", ""),
+    )
+    expect((tool.folder / "out.txt").read_bytes(), "Grüße\n5 €\n".encode("utf-16-le"))
+
+
+def converts_the_standard_input_to_the_standard_output(tool):
+    for files in ((), ("-",)):
+        done = tool.run("convert", "--from", "Shift_JIS", *files, stdin=b"\x93\xfa\x96\x7b\n")
+        expect(done, (CLEAN, "日本\n", ""))
+
+
+def lists_all_that_would_be_lost_and_writes_nothing(tool):
+    (tool.folder / "out.txt").write_bytes(b"before")
+    (tool.folder / "in.txt").write_bytes("a €\n".encode() + b"b \xff c\n\xe2\x82")
+    listed = [
+        "in.txt:1:3: error: ISO-8859-1 does not contain the character U+20AC (byte 2) [unmappable-character]",
+        "in.txt:2:3: error: FF has no meaning in UTF-8 (byte 8) [illegal-bytes]",
+        "in.txt:3:1: error: the file ends inside a character: E2 82 (byte 12) [truncated-character]",
+    ]
+    status, printed, errors = tool.run(
+        "convert", "--from", "UTF-8", "--to", "ISO-8859-1", "-o", "out.txt", "in.txt"
+    )
+    expect((status, printed.splitlines(), errors), (FOUND, listed, ""))
+    expect((tool.folder / "out.txt").read_bytes(), b"before")
+    expect(sorted(file.name for file in tool.folder.iterdir()), ["contract.json", "in.txt", "out.txt"])
+    # Bytes and findings are not mixed.
+    status, printed, errors = tool.run("convert", "--from", "UTF-8", "--to", "ISO-8859-1", "in.txt")
+    expect((status, printed, errors.splitlines()), (FOUND, "", listed))
+    status, printed, errors = tool.run(
+        "convert", "--from", "UTF-8", "--to", "ISO-8859-1", "--json", "-o", "out.txt", "in.txt"
+    )
+    found = [
+        (entry["line"], entry["column"], entry["rule"], entry["arguments"]) for entry in json.loads(printed)
+    ]
+    expect(
+        (status, found, errors),
+        (
+            FOUND,
+            [
+                (1, 3, "unmappable-character", ["U+20AC", "ISO-8859-1", "2"]),
+                (2, 3, "illegal-bytes", ["FF", "UTF-8", "8"]),
+                (3, 1, "truncated-character", ["E2 82", "12"]),
+            ],
+            "",
+        ),
+    )
+
+
+def replaces_what_would_be_lost_if_it_is_lenient(tool):
+    (tool.folder / "in.txt").write_bytes("a €".encode() + b"\xff\xe2\x82")
+    for to, expected in (("ISO-8859-1", b"a ???"), ("UTF-8", "a €\ufffd\ufffd".encode())):
+        status, printed, errors = tool.run(
+            "convert", "--from", "UTF-8", "--to", to, "--lenient", "-o", "out.txt", "in.txt"
+        )
+        expect((status, printed.count(": warning: "), errors), (CLEAN, 3 if to != "UTF-8" else 2, ""))
+        expect((tool.folder / "out.txt").read_bytes(), expected)
+
+
+def counts_the_places_that_are_too_many_to_list(tool):
+    (tool.folder / "in.txt").write_bytes(b"\xff" * 10_003)
+    status, printed, errors = tool.run("convert", "--from", "UTF-8", "in.txt")
+    lines = errors.splitlines()
+    expect((status, printed, len(lines)), (FOUND, "", 10_001))
+    expect(lines[0], "in.txt: error: 3 more places are not listed [more-faults]")
+
+
+def keeps_the_mode_and_the_links_of_the_output(tool):
+    target = tool.folder / "target.txt"
+    target.write_bytes(b"before")
+    target.chmod(0o640)
+    (tool.folder / "link.txt").symlink_to("target.txt")
+    expect(tool.run("convert", "--from", "ISO-8859-1", "-o", "link.txt", "-", stdin=b"\xfc"), (CLEAN, "", ""))
+    expect((tool.folder / "link.txt").is_symlink(), True)
+    expect((target.read_bytes(), target.stat().st_mode & 0o777), ("ü".encode(), 0o640))
+
+
+def refuses_to_convert_without_what_it_needs(tool):
+    (tool.folder / "in.txt").write_bytes(b"text")
+    (tool.folder / "folder").mkdir()
+    for arguments, said in (
+        (("in.txt",), "--from is missing; --help shows an example"),
+        (("--from", "UTF-8", "none.txt"), "cannot read none.txt: No such file or directory"),
+        (("--from", "latin-99", "in.txt"), "The text cannot be converted from latin-99 to UTF-8."),
+        (("--from", "UTF-8", "-o", "folder", "in.txt"), "is not a regular file"),
+        (("--from", "UTF-8", "-o", "none/out.txt", "in.txt"), "No such file or directory"),
+    ):
+        status, printed, errors = tool.run("convert", *arguments)
+        expect((arguments, status, printed, said in errors), (arguments, FAILED, "", True))
+
+
+def asks_for_a_file_instead_of_reading_a_terminal(tool):
+    import pty
+
+    ours, theirs = pty.openpty()
+    done = subprocess.run(
+        [*tool.command, "convert", "--from", "UTF-8"], stdin=theirs, capture_output=True, timeout=120
+    )
+    os.close(theirs)
+    os.close(ours)
+    expect((done.returncode, b"FILE is missing" in done.stderr), (FAILED, True))
+
+
 def commands_of(program, path=()):
     """Each command with the options and subcommands that its help names."""
     _, text, _ = program.run(*path, "--help")
@@ -492,7 +605,7 @@ def commands_of(program, path=()):
 
 def completes_for_each_shell_what_the_help_names(tool):
     commands = commands_of(tool)
-    for command in ("", "version", "catalogue check", "properties set", "trace"):
+    for command in ("", "version", "catalogue check", "convert", "properties set", "trace"):
         expect((command, command in commands), (command, True))
     for shell, line in (
         ("bash", r'^    "(.*)"\*\) words="(.*)" ;;$'),
@@ -511,7 +624,7 @@ def completes_in_bash(tool):
         sys.exit(77)
     _, completion, _ = tool.run("generate", "bash")
     for words, expected in (
-        (["c"], "catalogue"),
+        (["c"], "catalogue convert"),
         (["catalogue", ""], "check init --help --help-all"),
         (["catalogue", "check", "a.properties", "--s"], "--strict"),
         (["--language", "version", "--j"], "--json"),

@@ -119,6 +119,7 @@ int run(int count, const char* const* arguments) {
       "The exit status is 0 if all is well, 1 for findings, 2 for a wrong command or file.");
   app.fallthrough();
   addCatalogue(app, line);
+  addConvert(app, line);
   addProperties(app, line);
   addTrace(app, line);
   addVersion(app, line);

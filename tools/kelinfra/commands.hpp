@@ -20,6 +20,7 @@ struct CommandLine {
 };
 
 void addCatalogue(CLI::App& app, CommandLine& line);
+void addConvert(CLI::App& app, CommandLine& line);
 void addProperties(CLI::App& app, CommandLine& line);
 void addTrace(CLI::App& app, CommandLine& line);
 void addVersion(CLI::App& app, CommandLine& line);

@@ -24,13 +24,15 @@ std::string place(const Finding& finding) {
 void printText(const std::list<Finding>& findings, std::FILE* output) {
   for (const Finding& finding : findings) {
     const Colour colour = finding.level == Level::error ? Colour::red : Colour::yellow;
-    const std::string line = printable(place(finding)) + ": " + coloured(wordOf(finding.level), colour) +
-                             ": " + printable(rendered(finding.message)) + " [" + finding.rule + "]\n";
+    const std::string level = wordOf(finding.level);
+    const std::string line = printable(place(finding)) + ": " +
+                             (output == stdout ? coloured(level, colour) : level) + ": " +
+                             printable(rendered(finding.message)) + " [" + finding.rule + "]\n";
     std::fputs(line.c_str(), output);
   }
 }
 
-void printJson(const std::list<Finding>& findings) {
+void printJson(const std::list<Finding>& findings, std::FILE* output) {
   nlohmann::ordered_json all = nlohmann::ordered_json::array();
   for (const Finding& finding : findings) {
     nlohmann::ordered_json arguments = nlohmann::ordered_json::array();
@@ -44,7 +46,7 @@ void printJson(const std::list<Finding>& findings) {
                    {"arguments", arguments},
                    {"text", rendered(finding.message)}});
   }
-  print(all);
+  print(all, output);
 }
 
 }  // namespace
@@ -53,7 +55,7 @@ Status print(std::list<Finding> findings, const Printing& how) {
   findings.sort([](const Finding& left, const Finding& right) {
     return std::tie(left.file, left.line, left.column) < std::tie(right.file, right.line, right.column);
   });
-  how.json ? printJson(findings) : printText(findings, how.output);
+  how.json ? printJson(findings, how.output) : printText(findings, how.output);
   const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
     return how.strict || finding.level == Level::error;
   });

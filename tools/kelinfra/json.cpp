@@ -1,11 +1,12 @@
 #include "json.hpp"
 
-#include <cstdio>
+#include <string>
 
 namespace kelinfra {
 
-void print(const nlohmann::ordered_json& value) {
-  std::puts(value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+void print(const nlohmann::ordered_json& value, std::FILE* output) {
+  const std::string text = value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+  std::fputs(text.c_str(), output);
 }
 
 }  // namespace kelinfra
