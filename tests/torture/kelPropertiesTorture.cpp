@@ -3,7 +3,10 @@
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
 #include "infra/util/kelMessageCatalogue.hpp"
+#include "infra/util/kelPropertiesEditor.hpp"
 #include "infra/util/kelPropertiesException.hpp"
+#include "infra/util/kelPropertiesReport.hpp"
+#include "infra/util/kelPropertiesSchema.hpp"
 
 #include "torture/kelFaultRun.hpp"
 
@@ -13,6 +16,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace tarvo::test {
 namespace {
@@ -179,6 +183,76 @@ TEST(MemoryTorture, SavingPropertiesSurvivesEachRefusedAllocation) {
         [&] { properties.save(small); },
         Raises<oss::IOException>("ERR_BUFFER_SIZE_TOO_SMALL", 40).from("kelByteArrayOutputStream.cpp"));
     EXPECT_EQ(shown(properties), filled);
+  });
+}
+
+const std::string settings = "# a text\nport : 80\nhost=" + longWords + "\nport = 8080\nurl=%host%/%prot%\n";
+
+TEST(MemoryTorture, EditingATextSurvivesEachRefusedAllocation) {
+  sweepMemory("PropertiesEditor", [](FaultRun& run) {
+    std::optional<util::PropertiesEditor> editor;
+    if (!run.completes([&] { editor.emplace(settings.data(), settings.size()); })) return;
+    std::string wanted = settings;
+    const auto change = [&](const auto& operation, const std::string& former, const std::string& changed) {
+      if (run.completes(operation)) wanted.replace(wanted.find(former), former.size(), changed);
+      EXPECT_EQ(editor->bytes(), wanted);
+    };
+    change([&] { editor->set(u"port", longText()); }, "port = 8080", "port = " + longWords);
+    change([&] { editor->set(u"host", u""); }, "host=" + longWords, "host=");
+    const std::string end = wanted.substr(wanted.find("url"));
+    change([&] { editor->set(longText(), u"1"); }, end,
+           end + "more\\ than\\ the\\ 27\\ units\\ that\\ ICU\\ keeps\\ in\\ a\\ string\\ itself=1\n");
+    util::PropertiesEditor::Place place{};
+    if (run.completes([&] { editor->find(u"port", place); })) {
+      EXPECT_EQ(place.overriddenLines, std::vector<std::size_t>{2});
+    }
+    change([&] { editor->remove(u"url"); }, "url=%host%/%prot%\n", "");
+    std::string bytes;
+    if (run.completes([&] { bytes = editor->bytes(); })) {
+      EXPECT_EQ(bytes, wanted);
+    }
+  });
+}
+
+std::string shown(const std::vector<util::PropertyFinding>& findings) {
+  std::string text;
+  for (const util::PropertyFinding& finding : findings) {
+    text += finding.rule;
+    for (const icu::UnicodeString& argument : finding.arguments) text += " " + utf8(argument);
+    text += ";";
+  }
+  return text;
+}
+
+TEST(MemoryTorture, CheckingATextSurvivesEachRefusedAllocation) {
+  const std::string schemaText = "port@type=uint32\nport@range=1..1024\n" + std::string("host@meaning=") +
+                                 longWords + "\nurl.*@default=" + longWords + "\nport@typ=text\n";
+  sweepMemory("PropertiesReport and PropertiesSchema", [&](FaultRun& run) {
+    std::optional<util::PropertiesReport> report;
+    if (!run.completes([&] { report.emplace(settings.data(), settings.size()); })) return;
+    EXPECT_EQ(shown(report->findings()), "duplicate-key port 4 1;reference-missing url prot;");
+    std::optional<util::PropertiesReport> copy;
+    if (run.completes([&] { copy.emplace(*report); })) {
+      EXPECT_EQ(copy->properties().size(), 4U);
+    }
+    std::optional<util::PropertiesSchema> schema;
+    if (!run.completes([&] { schema.emplace(schemaText.data(), schemaText.size()); })) return;
+    EXPECT_EQ(shown(schema->faults()), "schema-facet-unknown port@typ;");
+    std::vector<util::PropertyFinding> findings;
+    if (run.completes([&] { findings = schema->check(*report); })) {
+      EXPECT_EQ(shown(findings), "out-of-range port 8080 1..1024;unknown-key url;");
+    }
+    icu::UnicodeString text;
+    if (run.completes([&] { text = schema->suggest(u"prot"); })) {
+      EXPECT_EQ(utf8(text), "port");
+    }
+    std::string sample;
+    if (run.completes([&] { sample = schema->sample(); })) {
+      EXPECT_NE(sample.find("# " + longWords + "\n"), std::string::npos);
+    }
+    if (run.completes([&] { text = schema->markdown(); })) {
+      EXPECT_GE(text.indexOf(longText()), 0);
+    }
   });
 }
 

@@ -1,6 +1,7 @@
 #include "infra/util/kelPropertiesSchema.hpp"
 
 #include "text/kelInvariant.hpp"
+#include "text/kelMemory.hpp"
 #include "text/kelTextUnits.hpp"
 #include "util/kelPropertyTypes.hpp"
 #include "util/kelSuggestion.hpp"
@@ -24,8 +25,8 @@ using oss::Message;
 constexpr std::size_t mostPairsOfACheck = std::size_t{1} << 26U;
 
 icu::UnicodeString trimmed(const icu::UnicodeString& text) {
-  icu::UnicodeString copy(text);
-  return copy.trim();
+  icu::UnicodeString copy = text::copied(text);
+  return text::made(copy.trim());
 }
 
 // --- types
@@ -99,9 +100,12 @@ struct Entry {
     return key.size() + 1 >= static_cast<std::size_t>(name.length()) && key.starts_with(before()) &&
            key.ends_with(after());
   }
-  icu::UnicodeString valuesText() const {
-    icu::UnicodeString text;
-    for (const icu::UnicodeString& value : values) text += (text.isEmpty() ? u"" : u", ") + value;
+  std::u16string valuesText() const {
+    std::u16string text;
+    for (const icu::UnicodeString& value : values) {
+      if (!text.empty()) text += u", ";
+      text += text::unitsOf(value);
+    }
     return text;
   }
   Verdict judge(const icu::UnicodeString& value) const {
@@ -127,25 +131,25 @@ std::vector<icu::UnicodeString> listed(const icu::UnicodeString& text) {
   return values;
 }
 
-std::vector<icu::UnicodeString> linesOf(const icu::UnicodeString& text) {
-  std::vector<icu::UnicodeString> lines;
-  icu::UnicodeString line;
-  for (const char16_t unit : text::unitsOf(text)) {
+std::vector<std::u16string> linesOf(std::u16string_view text) {
+  std::vector<std::u16string> lines;
+  std::u16string line;
+  for (const char16_t unit : text) {
     if (unit != u'\n' && unit != u'\r') {
       line += unit;
-    } else if (!line.isEmpty()) {
+    } else if (!line.empty()) {
       lines.push_back(std::exchange(line, {}));
     }
   }
-  if (!line.isEmpty()) lines.push_back(line);
+  if (!line.empty()) lines.push_back(line);
   return lines;
 }
 
 /// Returns the text in one line of Markdown, with a backslash before each character that Markdown interprets.
-icu::UnicodeString inTable(const icu::UnicodeString& text) {
+std::u16string inTable(std::u16string_view text) {
   constexpr std::u16string_view marks = u"\\`*_{}[]<>#|~&";
-  icu::UnicodeString shown;
-  for (const char16_t unit : text::unitsOf(text)) {
+  std::u16string shown;
+  for (const char16_t unit : text) {
     if (marks.find(unit) != std::u16string_view::npos) shown += u'\\';
     shown += unit == u'\n' || unit == u'\r' ? u' ' : unit;
   }
@@ -393,7 +397,7 @@ void PropertiesSchema::Entries::checkValue(const Entry& entry, const Property& p
     case Verdict::outOfRange:
       return add("out-of-range", entry.rangeText);
     case Verdict::accepted:
-      if (!entry.isListed(property.resolved)) add("unlisted-value", entry.valuesText());
+      if (!entry.isListed(property.resolved)) add("unlisted-value", text::textOf(entry.valuesText()));
   }
 }
 
@@ -407,18 +411,21 @@ icu::UnicodeString PropertiesSchema::Entries::suggest(const icu::UnicodeString& 
 std::string PropertiesSchema::Entries::sample() const {
   std::string all;
   for (const Entry& entry : entries_) {
-    const auto comment = [&](const icu::UnicodeString& text) {
-      for (const icu::UnicodeString& line : linesOf(text)) all += "# " + writtenComment(line) + '\n';
+    const auto comment = [&](std::u16string_view before, std::u16string_view text) {
+      const std::u16string whole = std::u16string(before).append(text);
+      for (const std::u16string& line : linesOf(whole)) {
+        all += "# " + writtenComment(text::textOf(line)) + '\n';
+      }
     };
     if (!all.empty()) all += '\n';
-    comment(entry.meaning);
-    icu::UnicodeString type = u"Type: " + text::textOf(entry.type->name);
-    if (!entry.rangeText.isEmpty()) type += u", " + entry.rangeText;
-    comment(type);
-    if (!entry.values.empty()) comment(u"Values: " + entry.valuesText());
+    comment(u"", text::unitsOf(entry.meaning));
+    std::u16string type(entry.type->name);
+    if (!entry.rangeText.isEmpty()) type.append(u", ").append(text::unitsOf(entry.rangeText));
+    comment(u"Type: ", type);
+    if (!entry.values.empty()) comment(u"Values: ", entry.valuesText());
     if (entry.successor) {
-      comment(entry.successor->isEmpty() ? icu::UnicodeString(u"Deprecated")
-                                         : u"Deprecated: use " + *entry.successor);
+      comment(entry.successor->isEmpty() ? u"Deprecated" : u"Deprecated: use ",
+              text::unitsOf(*entry.successor));
     }
     all += '#' + writtenKey(entry.name) + '=' + writtenValue(entry.defaultValue.value_or(u"")) + '\n';
   }
@@ -426,23 +433,25 @@ std::string PropertiesSchema::Entries::sample() const {
 }
 
 icu::UnicodeString PropertiesSchema::Entries::markdown() const {
-  icu::UnicodeString table = u"| property | type | values | default | meaning |\n|---|---|---|---|---|\n";
+  std::u16string table = u"| property | type | values | default | meaning |\n|---|---|---|---|---|\n";
   for (const Entry& entry : entries_) {
-    icu::UnicodeString meaning = entry.meaning;
+    std::u16string meaning(text::unitsOf(entry.meaning));
     if (entry.successor) {
-      if (!meaning.isEmpty()) meaning += u' ';
-      meaning += u"Deprecated";
-      meaning += entry.successor->isEmpty() ? icu::UnicodeString(u".") : u": use " + *entry.successor + u".";
+      if (!meaning.empty()) meaning += u' ';
+      meaning += entry.successor->isEmpty() ? u"Deprecated" : u"Deprecated: use ";
+      meaning.append(text::unitsOf(*entry.successor)).append(u".");
     }
-    const icu::UnicodeString values = entry.values.empty() ? entry.rangeText : entry.valuesText();
-    const icu::UnicodeString none;
-    for (const icu::UnicodeString& cell :
-         {entry.name, text::textOf(entry.type->name), values, entry.defaultValue.value_or(none), meaning}) {
-      table += u"| " + inTable(cell) + (cell.isEmpty() ? u"" : u" ");
+    const std::u16string values = entry.valuesText();
+    const std::u16string_view range = text::unitsOf(entry.rangeText);
+    const icu::UnicodeString defaultValue = entry.defaultValue.value_or(u"");
+    for (const std::u16string_view cell : {text::unitsOf(entry.name), std::u16string_view(entry.type->name),
+                                           entry.values.empty() ? range : std::u16string_view(values),
+                                           text::unitsOf(defaultValue), std::u16string_view(meaning)}) {
+      table.append(u"| ").append(inTable(cell)).append(cell.empty() ? u"" : u" ");
     }
     table += u"|\n";
   }
-  return table;
+  return text::textOf(table);
 }
 
 // --- the schema
