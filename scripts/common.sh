@@ -123,7 +123,8 @@ need_programs() {
 
 toolchain=(g++ cmake ninja-build libicu-dev libhwy-dev pkg-config)
 test_tools=(git libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev abigail-tools
-  binutils gdb icu-devtools locales python3 default-jdk-headless reuse)
+  binutils gdb icu-devtools locales patch python3 default-jdk-headless reuse
+  valgrind)
 
 need_toolchain() {
   need "${toolchain[@]}"
