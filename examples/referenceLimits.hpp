@@ -4,8 +4,8 @@
 
 namespace documents {
 
-/// Limits for the references between untrusted properties. References multiply text: ten lines of ten
-/// references each make a text of 10^9 words.
+/// Limits for the references between untrusted properties. References multiply text: a first line
+/// of one word and nine further lines, each with ten references to the line before it, produce 10^9 words.
 struct ReferenceLimits {
   unsigned int percents = 0;  ///< percent signs, two for each reference
   unsigned int nesting = 0;   ///< references that lead from one to the next

@@ -92,9 +92,9 @@ class KELINFRA_API DataBuffer {
   /// kept.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
-  /// While the text is inside the object, the capacity is 4096. If the constructor was given a larger size,
-  /// the capacity is that size. After an append or insert that did not fit, the capacity is length + count +
-  /// 4096.
+  /// While the text is inside the object, the capacity is 4096. If the constructor was given a size above
+  /// 4096, the capacity is that size. After an append or insert that did not fit, the capacity is length +
+  /// count + 4096.
   int capacity() const;
 
   /// Decodes the hexadecimal literal in the buffer, such as X'0aff', into bytes at `target`. The digits may

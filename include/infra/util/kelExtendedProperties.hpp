@@ -85,8 +85,8 @@ class KELINFRA_API ExtendedProperties {
       return std::is_same_v<Left, Right>;
     }
   }
-  /// True for the type of a pointer to a default, and for the type of `nullptr`. A literal 0 has neither
-  /// type: it is a number.
+  /// True for the type of a pointer to a default, and for the type of `nullptr`. A literal 0
+  /// is a number, neither a pointer nor `nullptr`.
   template <class Pointer, class Value>
   static constexpr bool pointsTo() {
     return std::is_null_pointer_v<Pointer> ||
@@ -95,8 +95,8 @@ class KELINFRA_API ExtendedProperties {
   template <class Pointer, class Value>
   using DefaultPointer = std::enable_if_t<pointsTo<Pointer, Value>(), int>;
 
-  /// True for all other pointer types, including pointers to members. An argument of such a type would
-  /// convert to bool.
+  /// True for each pointer type for which `pointsTo` is false, and for pointers to members. An argument of
+  /// such a type would convert to bool.
   template <class Pointer, class Value>
   static constexpr bool pointsElsewhere() {
     return !pointsTo<Pointer, Value>() && (std::is_pointer_v<Pointer> || std::is_member_pointer_v<Pointer>);

@@ -79,8 +79,8 @@ void UTF8Iterator::takeConverted(const icu::UnicodeString& text) {
   takeText(bytes);
 }
 
-/// Returns room for a text of `length` bytes, or null if there is no memory. After the room there are as many
-/// zeros as the kernels read after the end of a text.
+/// Returns room for a text of `length` bytes, or null if there is no memory. The room is
+/// followed by zero bytes, because the SIMD kernels read up to `spreadSlack` bytes after the end of a text.
 char* UTF8Iterator::roomFor(std::size_t length) {
   static_assert(inlineSize >= inlineCapacity + text::spreadSlack);
   if (length <= inlineCapacity) return inlineStore_.data();

@@ -166,8 +166,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
   /// Ends every present and later `accept` on `listening`, and makes the socket readable for every `select`,
-  /// without closing it. Therefore threads that wait return before the number of the socket can be given to
-  /// another socket.
+  /// without closing it. So the caller can let all waiting threads leave `accept` and `select` before it
+  /// closes the socket. Otherwise a thread could wait on a handle that already belongs to another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
   /// Closes the socket, even if the call returns an error, unless the handle is not an open socket.
   virtual int closesocket(SocketHandle handle) = 0;

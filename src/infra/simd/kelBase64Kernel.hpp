@@ -161,7 +161,7 @@ constexpr DecodeTable decodeTables[] = {decodeTable(standardCharacters), decodeT
 /// The bit of each high nibble; 0 for the high nibbles of 80 to FF.
 constexpr Blocks bitOfHighHalf({1, 2, 4, 8, 16, 32, 64, 128, 0, 0, 0, 0, 0, 0, 0, 0});
 
-/// The positions of the three bytes in each group of four, from the last byte to the first.
+/// A shuffle that takes the three low bytes of each group of four bytes, the highest of these three first.
 constexpr Blocks groupsToBytes({2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 0x80, 0x80, 0x80, 0x80});
 
 /// Narrows as many units as the vector has bytes. A unit above 127 becomes a byte that is not ASCII.

@@ -46,9 +46,9 @@ constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are 
 
 /// Returns the table for windows of eight bytes. A bit of the pattern says whether a byte is the last byte of
 /// a character: bit 0 stands for the byte before the window, and the other bits stand for the bytes of the
-/// window. The shuffle takes the last byte of each character of one or two bytes, and both bytes of each
-/// character of two bytes. Positions count from the byte before the window. The shuffle ends before the first
-/// larger character.
+/// window. For each character of one or two bytes, the shuffle fills one unit: the low byte is the last byte
+/// of the character, and the high byte is the first byte of a character of two bytes. Positions count from
+/// the byte before the window. The shuffle ends before the first larger character.
 consteval auto windowsOfBytes() {
   WindowTable<512> windows;
   for (unsigned ends = 0; ends < 512; ++ends) {

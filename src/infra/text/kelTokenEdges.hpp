@@ -60,8 +60,8 @@ class FewDelimiters {
   }
 
  private:
-  /// Returns eight copies of the delimiter with this index. If the set has fewer delimiters, the function
-  /// returns copies of the last delimiter.
+  /// Returns eight copies of the delimiter with this index. If the set has no delimiter with this index, the
+  /// function returns eight copies of the last delimiter of the set.
   static EightUnits eachUnit(const icu::UnicodeString& members, std::int32_t index) {
     const std::uint16_t unit = members.charAt(std::min(index, members.length() - 1));
     return EightUnits{} + unit;
