@@ -27,7 +27,7 @@ class KELINFRA_API AddressRecord {
     HOST_NOT_TERMINATED,   ///< no NUL after the host within the used bytes and the first 1025 bytes
     TRUNCATED,             ///< a field is longer than the used bytes that are left
     WRONG_ADDRESS_LENGTH,  ///< the length of an address does not suit its family
-    NO_ADDRESS,            ///< the list has no entry
+    EMPTY_LIST,            ///< the list has no entry
     UNKNOWN_FAMILY,        ///< the family of an entry is neither IPv4 nor IPv6
     DIFFERENT_FAMILY       ///< an address begins with another family than its entry states
   };

@@ -162,7 +162,7 @@ Fault readFields(RecordReader& reader, ScannedRecord& scanned) {
   while (reader.left() >= smallestEntry) {
     if (const Fault fault = readEntry(reader, scanned); fault != AddressRecord::NONE) return fault;
   }
-  return scanned.list.empty() ? AddressRecord::NO_ADDRESS : AddressRecord::NONE;
+  return scanned.list.empty() ? AddressRecord::EMPTY_LIST : AddressRecord::NONE;
 }
 
 /// Whether `connect` can use a record with this fault.

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* names[] = {
     "NONE",      "WRONG_LENGTH",         "NO_LIST",    "USED_TOO_LARGE", "HOST_NOT_TERMINATED",
-    "TRUNCATED", "WRONG_ADDRESS_LENGTH", "NO_ADDRESS", "UNKNOWN_FAMILY", "DIFFERENT_FAMILY"};
+    "TRUNCATED", "WRONG_ADDRESS_LENGTH", "EMPTY_LIST", "UNKNOWN_FAMILY", "DIFFERENT_FAMILY"};
 
 std::string visible(std::string_view text) {
   constexpr const char* digits = "0123456789ABCDEF";
