@@ -7,8 +7,8 @@
 
 namespace tarvo::oss {
 
-/// Checks and prints an address record (`Socket::_AddrInfoExternal`), for example one that another process
-/// has sent. The bytes may be hostile: no byte outside of the range is read.
+/// Checks and prints an address record (`Socket::_AddrInfoExternal`), for example a record that another
+/// process has sent. The bytes may be untrusted: the functions read no byte outside the given range.
 ///
 ///     Socket::_AddrInfoExternal record;
 ///     Socket::resolveAddrInfo("127.0.0.1", 4711, record);
@@ -16,42 +16,45 @@ namespace tarvo::oss {
 ///     AddressRecord::toString(record);  // -> "host 127.0.0.1 port 4711; address 127.0.0.1 port 4711"
 ///     AddressRecord::check(&record, 100).fault == AddressRecord::WRONG_LENGTH;    // -> true
 ///
-/// Threads: any. The functions raise no error but std::bad_alloc if memory is exhausted.
+/// Threads: any thread may call the functions at any time. The only error is std::bad_alloc if memory is
+/// exhausted.
 class KELINFRA_API AddressRecord {
  public:
   enum Fault {
     NONE,                  ///< no fault
-    WRONG_LENGTH,          ///< the range does not have the 3000 bytes of a record
-    NO_LIST,               ///< a record without an address list: `Socket::connect` resolves the host itself
-    USED_TOO_LARGE,        ///< more bytes are said to be in use than the record has
-    HOST_NOT_TERMINATED,   ///< no NUL after the host within the used bytes and the first 1025 bytes
-    TRUNCATED,             ///< a field is longer than the used bytes that are left
+    WRONG_LENGTH,          ///< the length is not 3000, the size of a record
+    NO_LIST,               ///< the record is empty: `Socket::connect` resolves the host itself
+    USED_TOO_LARGE,        ///< the record states more used bytes than a record has room for
+    HOST_NOT_TERMINATED,   ///< the first 1025 used bytes, which begin with the host, have no NUL
+    TRUNCATED,             ///< a field does not fit into the remaining used bytes
     WRONG_ADDRESS_LENGTH,  ///< the length of an address does not suit its family
     EMPTY_LIST,            ///< the list has no entry
     UNKNOWN_FAMILY,        ///< the family of an entry is neither IPv4 nor IPv6
-    DIFFERENT_FAMILY       ///< an address begins with another family than its entry states
+    DIFFERENT_FAMILY       ///< the family in an address differs from the family of its entry
   };
 
   struct Result {
     Fault fault;
-    unsigned int offset;   ///< the byte of the record at which the field with the fault, or the end, lies
-    unsigned int entries;  ///< the entries that can be read
+    unsigned int offset;   ///< the byte of the record at which the field with the fault begins, or the end
+    unsigned int entries;  ///< the number of entries that can be read
   };
 
   AddressRecord() = delete;
 
   /// Checks a range of bytes. `Socket::connect` refuses a record with one of the faults from USED_TOO_LARGE
-  /// to NO_ADDRESS. It reads records with the last two faults, but an attempt to connect to an address of an
-  /// unknown family fails at once. If a record has several faults, the first one that `connect` refuses is
-  /// reported, and otherwise the first one.
+  /// to EMPTY_LIST. `Socket::connect` accepts a record with UNKNOWN_FAMILY or DIFFERENT_FAMILY, but an
+  /// attempt to connect to an address of an unknown family fails at once. If a record has several faults,
+  /// `check` reports the first fault that `connect` refuses. If `connect` refuses none of the faults, `check`
+  /// reports the first fault.
   ///   bytes   may be null if the length is 0
   static Result check(const void* bytes, unsigned long long length);
-  /// The name of the enumerator, such as "NONE".
+  /// Returns the name of the enumerator, such as "NONE".
   static const char* nameOf(Fault fault) noexcept;
 
   /// Returns the record in one line: the host and port that were resolved, then each address with its port.
-  /// In the host, every byte that is not a visible ASCII character is written as \xHH. Of a record with a
-  /// fault, only what was read before the fault is returned, then "; fault NAME at byte N".
+  /// In the host, a backslash and every byte that is not a visible ASCII character are written as \xHH. If
+  /// the record has a fault, the line contains the fields that could be read, and then "; fault NAME at byte
+  /// N".
   static icu::UnicodeString toString(const Socket::_AddrInfoExternal& record);
 };
 

@@ -8,8 +8,9 @@
 
 namespace tarvo::oss {
 
-/// Waits for any number of connections, listeners and wakeups at once. `Socket::select` watches 64 handles at
-/// most and erases the others from its lists. A Poller keeps what it watches from one wait to the next.
+/// Waits for any number of connections, listeners and wakeups at once. `Socket::select` watches at most 64
+/// handles in each list and erases further handles from the list. A Poller keeps its handles from one wait to
+/// the next.
 ///
 ///     SocketServer server;
 ///     server.listen("127.0.0.1", 0, 5, false);
@@ -23,19 +24,22 @@ namespace tarvo::oss {
 ///     poller.ready(1).canWrite;  // -> true
 ///     poller.ready(1).canRead;   // -> false
 ///
-/// A Poller watches handles: those of `Socket`, `SocketServer` and `Wakeup`. It does not own them. A view of
-/// a `Socket` and its owner have the same handle, and this handle is watched once. Forget a handle before it
-/// is closed: the system soon gives its number to another connection, which would be watched instead. Until
-/// then `wait` raises the error of code 10038, as for the handle of an object without a connection.
+/// A Poller watches the handles of `Socket`, `SocketServer` and `Wakeup` objects, and does not own them. A
+/// view of a `Socket` and the owner of the connection have the same handle, and the Poller watches this
+/// handle once. Call `forget` before the handle is closed. Otherwise `wait` raises the error of code 10038,
+/// until the system gives the number of the handle to another connection; from then on the Poller watches
+/// that connection. `wait` also raises the error of code 10038 for the handle of an object without a
+/// connection.
 ///
-/// Threads: one at a time. To end a wait from another thread or from a signal handler, watch a `Wakeup`. A
-/// signal alone does not end a wait, and neither does the end of a `SocketServer` in another thread.
-/// `Socket::shutdownBoth` in another thread makes the connection ready on Linux; on Windows the wait may go
-/// on or raise the error of code 10058.
+/// Threads: only one thread at a time may use a Poller. To end a wait from another thread or from a signal
+/// handler, watch a `Wakeup`. A signal does not end a wait. If another thread closes a watched
+/// `SocketServer`, that does not end a wait either. If another thread calls `Socket::shutdownBoth`, the
+/// connection becomes ready on Linux. On Windows the wait may then continue, or raise the error of code
+/// 10058.
 ///
-/// Errors: SocketException whose first message carries file "kelPoller.cpp". It is QN_ERR_SOCKET_ERROR with
-/// the code of Winsock as its only argument. If memory is exhausted, `watch` raises std::bad_alloc and
-/// changes nothing; `wait` may raise it, too.
+/// Errors: SocketException whose first message carries file "kelPoller.cpp". The identifier of each error is
+/// QN_ERR_SOCKET_ERROR (code), where the code is the Winsock code. If memory is exhausted, `watch` raises
+/// std::bad_alloc and changes nothing. `wait` may raise std::bad_alloc, too.
 class KELINFRA_API Poller {
  public:
   enum Wanted : unsigned int {
@@ -56,23 +60,28 @@ class KELINFRA_API Poller {
   Poller& operator=(const Poller& other) = delete;
   ~Poller();
 
-  /// Watches a handle, or changes what is awaited for it.
-  ///   wanted   READ, WRITE or both. With 0 the handle is kept and not awaited. Await WRITE only while bytes
-  ///            wait to be sent: a connection can nearly always take bytes
+  /// Watches a handle. If the Poller watches the handle already, `watch` only replaces `wanted`.
+  ///   wanted   READ, WRITE, or READ | WRITE. If `wanted` is 0, the Poller keeps the handle, but `wait`
+  ///            ignores the handle. Pass WRITE only while there are bytes to send: a connection is nearly
+  ///            always ready to write, so that `wait` would return at once
   void watch(unsigned long long handle, unsigned int wanted);
-  /// Watches the handle no longer. If it is not watched, nothing happens.
+  /// Stops watching the handle. Does nothing if the Poller does not watch the handle.
   void forget(unsigned long long handle);
 
-  /// Waits until something is ready or the deadline passes. A deadline that has passed checks once.
-  ///   returns   how many handles are ready; 0 after the deadline, and 0 at once if nothing is awaited
-  ///   raises    QN_ERR_SOCKET_ERROR (code): 10038 for a handle that is not open, 10055 without memory for
-  ///             the system's list. The watched handles stay the same, and no handle is ready
+  /// Waits until at least one handle is ready or the deadline passes. If the deadline has passed already,
+  /// `wait` checks the handles once and does not wait.
+  ///   returns   the number of ready handles; 0 if no handle was ready before the deadline. If no handle has
+  ///             READ or WRITE in `wanted`, `wait` returns 0 at once
+  ///   raises    QN_ERR_SOCKET_ERROR (code): 10038 if a handle is not open, 10055 if there is no memory for
+  ///             the system's list. After an error the Poller watches the same handles as before, and no
+  ///             handle is ready
   unsigned long long wait(const Deadline& deadline);
 
   /// Returns one of the handles that the last `wait` found ready. The reference is valid until the next
-  /// `wait`; `watch` and `forget` do not change it. The handles come in the order in which they were first
-  /// watched, but after `forget` the handle watched last takes the free place. A connection that is lost is
-  /// ready for all that was awaited: the next call on it raises the reason.
+  /// `wait`; `watch` and `forget` do not change it. The ready handles are in the order in which the Poller
+  /// first watched them. After `forget`, however, the last handle in this order takes the place of the
+  /// forgotten handle. A lost connection is ready for everything in `wanted`; the next call on this
+  /// connection raises the error.
   ///   index   must be below the number that `wait` returned
   const Ready& ready(unsigned long long index) const KELINFRA_LIFETIMEBOUND;
 

@@ -182,9 +182,9 @@ class KELINFRA_API Socket {
   /// or if there is no handle. Raises nothing.
   void close();
 
-  /// These members shut down one direction of the connection, or both directions, and do not close the
-  /// handle. If there is no handle, these members do nothing. The class comment says which calls of other
-  /// threads end after a shutdown.
+  /// `shutdownReceive` and `shutdownSend` shut down one direction of the connection, and `shutdownBoth` shuts
+  /// down both. The three functions do not close the handle, and do nothing if there is no handle. The class
+  /// comment says which calls of other threads end after a shutdown.
   ///   raises   the error of the code
   void shutdownBoth();
   void shutdownReceive();

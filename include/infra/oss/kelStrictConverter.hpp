@@ -12,7 +12,7 @@ namespace tarvo::oss {
 class StrictStream;
 
 /// Converts one stream of bytes between code pages, and stops at every byte or character that would be lost.
-/// `Converter` writes a substitute for these and does not stop.
+/// `Converter` does not stop there, but writes a substitute.
 ///
 ///     StrictConverter stream("UTF-8", "ISO-8859-1");
 ///     const char* source = "Gr\xC3\xBC\xC3\x9F\n5 \xE2\x82\xAC";
@@ -25,25 +25,28 @@ class StrictStream;
 ///     const std::uint64_t line = stream.fault().line;                                    // -> 2
 ///     const std::string before(latin, target);   // before.size() -> 7
 ///
-/// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. All of ICU's
-/// code pages can be used, also those with states (ISO-2022-JP, UTF-7, SCSU) and those with byte order marks
-/// (UTF-16). Bytes are checked and converted also if both names are equal. A byte order mark that the source
-/// code page does not consume is a character: in UTF-8 it is U+FEFF.
+/// A code page is given by the name of an ICU converter, NUL-terminated; null and "" mean ICU's default
+/// converter. Every code page of ICU can be used, also a code page with states (ISO-2022-JP, UTF-7, SCSU) or
+/// with byte order marks (UTF-16). If both names are equal, the bytes are checked and converted, too. If the
+/// source code page does not consume a byte order mark, the mark is converted as the character U+FEFF, for
+/// example from UTF-8.
 ///
-/// The source and the target are given in windows of any size, down to one byte. The converted bytes, the
-/// faults and their places are the same for all sizes. The windows must not overlap.
+/// The caller gives the source and the target in pieces, called windows. A window may have any size, down to
+/// one byte. The sizes of the windows change neither the converted bytes nor the faults and their places. A
+/// source window and a target window must not overlap.
 ///
-/// Threads: one at a time for each object. Memory: about 50 KiB for each object, allocated by the
-/// constructor; `convert` between bytes allocates nothing that it needs.
+/// Threads: only one thread at a time may use an object. Memory: the constructor allocates about 50 KiB. A
+/// call of `convert` from bytes to bytes needs no further memory: if an allocation fails, the call only
+/// becomes slower.
 class KELINFRA_API StrictConverter {
  public:
   enum Status {
-    INPUT_EMPTY,  ///< the source window is used up; after the last window: the stream is complete
-    OUTPUT_FULL,  ///< the target window is too small: call again with another one
-    FAULT         ///< `fault` describes what cannot be converted: call again to skip it and to continue
+    INPUT_EMPTY,  ///< all of the source window is read; after the last window, the stream is complete
+    OUTPUT_FULL,  ///< the target window is full: call again with another target window
+    FAULT         ///< `fault` describes a fault: call again to skip the fault and to continue
   };
 
-  /// A place in the source that cannot be converted.
+  /// Bytes or a character of the source that cannot be converted.
   struct Fault {
     enum Kind {
       ILLEGAL,    ///< bytes that have no meaning in the source code page, or half of a surrogate pair
@@ -52,12 +55,13 @@ class KELINFRA_API StrictConverter {
     };
     Kind kind;
     std::uint64_t offset;    ///< the number of bytes of the stream before the fault
-    std::uint64_t line;      ///< from 1: the number of line feeds (U+000A) before the fault, plus 1
-    std::uint64_t column;    ///< from 1: the number of code points since the last line feed, plus 1. A fault
-                             ///< counts as one code point
-    std::int32_t length;     ///< the number of `bytes`; 0 if `character` is the fault
-    char bytes[8];           ///< the bytes that have no meaning or are incomplete
-    std::int32_t character;  ///< the character that is not in the target, or half of a pair; otherwise -1
+    std::uint64_t line;      ///< the number of line feeds (U+000A) before the fault, plus 1
+    std::uint64_t column;    ///< the number of code points before the fault in its line, plus 1. An earlier
+                             ///< fault counts as one code point
+    std::int32_t length;     ///< the number of valid elements of `bytes`; 0 if the fault is a character
+    char bytes[8];           ///< the bytes that have no meaning or are an incomplete character
+    std::int32_t character;  ///< the code point of an UNMAPPABLE character or of half of a surrogate pair;
+                             ///< -1 if the fault is in `bytes`
   };
 
   ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): ICU does not know a code page. The
@@ -68,36 +72,39 @@ class KELINFRA_API StrictConverter {
   StrictConverter& operator=(const StrictConverter& other) = delete;
   ~StrictConverter();
 
-  /// Converts as much as possible. `source` and `target` move past what was read and written; the bytes of
-  /// the target window after `target` may have been overwritten.
+  /// Converts as much as possible. `convert` moves `source` to the first byte that it has not read, and
+  /// `target` to the end of the converted bytes. The bytes between `target` and `targetEnd` may have been
+  /// overwritten.
   ///
-  ///   last      no bytes follow this window. Pass it again in each call until the result is INPUT_EMPTY. The
-  ///             stream is complete then, and further calls do nothing
-  ///   returns   after FAULT, everything before the fault has been written, and nothing of it or after it.
-  ///             For a character, `source` is past the fault; for bytes, it may also be at their end
+  ///   last      true if no bytes follow this source window. Pass true again in each call until the result is
+  ///             INPUT_EMPTY. Then the stream is complete, and further calls do nothing
+  ///   returns   INPUT_EMPTY, OUTPUT_FULL or FAULT. If the result is FAULT, everything before the fault has
+  ///             been written, and nothing else. `source` is then at the end of the fault or after it
   Status convert(const char*& source, const char* sourceEnd, char*& target, char* targetEnd, bool last);
 
-  /// Converts as above and appends the result to `target`. The target code page must be `unicode()`. Never
-  /// returns OUTPUT_FULL.
+  /// Converts bytes as the overload above does, and appends the Unicode text to `target`. The target code
+  /// page must be `unicode()`. Never returns OUTPUT_FULL.
   ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): the target code page is another one
-  ///            std::bad_alloc: no memory. As after ICU's own operations, `target` is then bogus,
-  ///            and its text is lost
+  ///            std::bad_alloc: no memory. `target` is then bogus, and its text is lost
   Status convert(const char*& source, const char* sourceEnd, icu::UnicodeString& target, bool last);
 
-  /// Converts `source` from its unit `start`, which moves past what was read. The source code page must be
-  /// `unicode()`. In places, a unit counts as two bytes.
+  /// Converts the units of `source` from the index `start` on, and moves `start` to the first unit that was
+  /// not read. The source code page must be `unicode()`. In `Fault::offset`, each unit counts as two bytes.
   ///   raises   NLSException ERR_CONV_CONVERSION_ERROR (to, from): the source code page is another one
   Status convert(const icu::UnicodeString& source, std::int32_t& start, char*& target, char* targetEnd,
                  bool last);
 
-  /// The fault that the last call of `convert` returned, valid until the next call.
+  /// Describes the fault at which the last call of `convert` stopped. The reference is valid until the next
+  /// call of `convert`.
   const Fault& fault() const KELINFRA_LIFETIMEBOUND;
 
-  /// After FAULT: writes this character in place of the fault when `convert` is called again. If the target
-  /// code page does not contain it either, that call returns FAULT for it, at the same place.
+  /// May be called after `convert` has returned FAULT. The next call of `convert` then writes `character` in
+  /// place of the fault. If the target code page does not contain `character`, the next call returns FAULT
+  /// for `character`, with the offset, line and column of the replaced fault.
   void replaceFault(std::int32_t character);
 
-  /// The code page of ICU's strings: UTF-16 in the byte order of this machine, without byte order marks.
+  /// Returns the name of the code page of icu::UnicodeString: UTF-16 in the byte order of this machine,
+  /// without byte order marks.
   static const char* unicode();
 
   /// Returns the offset of the first malformed sequence of a UTF-8 text, or `length` if the text is

@@ -63,9 +63,9 @@ class KELINFRA_API StringTokenizer {
   const char* getFirstToken() KELINFRA_LIFETIMEBOUND;
   const char* getNextToken() KELINFRA_LIFETIMEBOUND;
 
-  /// These members return the same tokens as `getFirstToken` and `getNextToken`, but as Unicode text. If
-  /// there is no token to return, they return an empty text. NOLINTBEGIN(readability-const-return-type):
-  /// programs depend on these signatures
+  /// `getFirstTokenString` and `getNextTokenString` return the same tokens as `getFirstToken` and
+  /// `getNextToken`, but as Unicode text. If there is no token to return, the functions return an empty text.
+  /// NOLINTBEGIN(readability-const-return-type): programs depend on these signatures
   const icu::UnicodeString getFirstTokenString();
   const icu::UnicodeString getNextTokenString();
   // NOLINTEND(readability-const-return-type)

@@ -55,10 +55,10 @@ class KELINFRA_API UTF8String : public DataBuffer {
   ///   raises   as `Converter::convert`, from code page "UTF-8", from "kelConverter.cpp"
   int getString(char* target, int capacity, const char* codepage) const;
 
-  /// Compares the argument with this string, by unsigned bytes up to the terminator. For UTF-8 this is the
-  /// order of code points. The sign of the result is the reverse of strcmp(this, argument): -1 if the
-  /// argument comes before this string, 0 if they are equal, 1 if the argument comes after this string. For a
-  /// null argument the result is -1.
+  /// Compares the argument with this string, by unsigned bytes up to the terminator. In UTF-8, the order of
+  /// unsigned bytes is also the order of code points. The sign of the result is the reverse of strcmp(this,
+  /// argument): -1 if the argument comes before this string, 0 if they are equal, 1 if the argument comes
+  /// after this string. For a null argument the result is -1.
   signed char compare(const char* text) const;
   signed char compare(const UTF8String& other) const;
 

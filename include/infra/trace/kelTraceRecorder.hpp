@@ -24,16 +24,18 @@ namespace tarvo::trace {
 ///     TraceRecorder::stop();
 ///     tarvo::trace::uninstall();
 ///
-/// The class has static members only and does not install itself: the facility, its flags and the moment of
-/// `install` belong to the program. A program that has other hooks calls `entered` and `left` in them.
+/// The class has only static members. The class does not install a facility: the program provides the flags
+/// and calls `install`. If the program already has trace hooks, its hooks can call `entered` and `left`.
 ///
-/// Record entries and exits together (flag 0x20000). With both 0x20000 and 0x40000 a facility of `facility`
-/// records each call once, because it has no functions for the diagnostic dispatcher.
+/// Set the flag 0x20000, which reports entries and exits together. If the program also sets the flag 0x40000,
+/// the facility that `facility` returns still records each call once, because this facility has no functions
+/// for the diagnostic dispatcher.
 ///
-/// Threads: any thread may call any member at any time; the calls of `start` must not overlap. `entered` and
-/// `left` take no lock and allocate nothing, except in the first event of a thread: that one takes the
-/// memory of the thread's ring, and waits if another thread runs `start`, `snapshot` or `lost`, or ends.
-/// They are not safe in signal handlers.
+/// Threads: any thread may call any member at any time, but two calls of `start` must not overlap. `entered`
+/// and `left` take no lock and allocate nothing, except for the first event of a thread in a recording: for
+/// this event they take a lock and may allocate the thread's ring. The lock can make them wait for a thread
+/// that ends or that runs `start`, `stop`, `snapshot` or `lost`. A signal handler must not call `entered` or
+/// `left`.
 ///
 /// Memory: 16 bytes for each event of a ring. When a thread ends, a ring that is not full shrinks to its
 /// events.
@@ -47,41 +49,44 @@ class KELINFRA_API TraceRecorder {
   };
 
   struct Settings {
-    /// The events that are kept of each thread, the newest ones. It is rounded up to a power of 2, at least
-    /// 2 and at most 2^24.
+    /// The recorder keeps this number of the newest events of each thread. `start` rounds the number up to a
+    /// power of 2, at least 2 and at most 2^24.
     std::size_t eventsPerThread = 16384;
-    /// The number of ended threads whose events are kept. If more threads end, the events of the thread that
-    /// ended first are dropped and counted as lost.
+    /// The recorder keeps the events of this number of ended threads. If more threads end, the recorder drops
+    /// the events of the thread that ended first, and counts these events as lost.
     std::size_t endedThreads = 1024;
     Clock clock = Clock::PROCESSOR;
   };
 
-  /// Starts a new recording. Events of an earlier recording are forgotten. Raises nothing.
+  /// Starts a new recording and discards the events of the previous recording. Raises nothing.
   static void start(const Settings& settings) noexcept;
 
-  /// Ends the recording: events are ignored from now on. The recorded events can still be read. Raises
-  /// nothing.
+  /// Ends the recording: `entered` and `left` ignore later events. `snapshot` still returns the recorded
+  /// events. Raises nothing.
   static void stop() noexcept;
 
-  /// Returns a facility whose `traceEntry` is `entered` and whose `traceExit` is `left`. It has no other
-  /// functions. Raises nothing.
+  /// Returns a facility whose `traceEntry` is `entered` and whose `traceExit` is `left`. The facility has no
+  /// other functions. The facility keeps the pointer `flags`. Raises nothing.
   static Facility facility(const volatile std::uint32_t* flags) noexcept;
 
-  /// Records the entry into a function. The probe may also be a number of the program itself; `kelinfra
-  /// trace` shows such a number in hexadecimal. Does nothing if no recording has been started. Raises
-  /// nothing: an event that cannot be kept is counted as lost.
+  /// Records the entry into a function. The program may also pass probe numbers that it defines itself;
+  /// `kelinfra trace` shows such a number in hexadecimal. Does nothing if no recording is running. Raises
+  /// nothing. If there is no memory for the event, the recorder counts the event as lost.
   static void entered(std::uint32_t probe) noexcept;
   /// Records the exit from a function, like `entered`. The return code is not recorded.
   static void left(std::uint32_t probe, int returnCode) noexcept;
 
-  /// Returns the bytes of a trace file (docs/formats.md) with all events that are kept, also those of ended
-  /// threads. Other threads may record meanwhile: each ring is read at its own moment, and an event that is
-  /// overwritten while it is read is left out. Raises std::bad_alloc; nothing is changed then.
+  /// Returns the bytes of a trace file (docs/formats.md) with all events that are kept, also the events of
+  /// ended threads. Other threads may record while `snapshot` runs. `snapshot` reads one ring after the
+  /// other, so the rings are not read at the same moment. If a thread overwrites an event during the reading,
+  /// `snapshot` leaves this event out. Raises std::bad_alloc if there is no memory; the recording then stays
+  /// unchanged.
   static std::string snapshot();
 
-  /// The number of events of this recording that cannot be read any more: overwritten by newer ones, dropped
-  /// with an ended thread, not recorded because there was no memory, or reported by a thread after its
-  /// storage was released at its end. Raises nothing.
+  /// Returns the number of events of this recording that `snapshot` cannot return. An event is lost if a
+  /// newer event has overwritten it, if the recorder has dropped the events of its ended thread, if there was
+  /// no memory for the event, or if a thread reported the event after the thread's storage had been released
+  /// at its end. Raises nothing.
   static std::uint64_t lost() noexcept;
 };
 

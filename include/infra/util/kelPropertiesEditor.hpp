@@ -83,9 +83,10 @@ class KELINFRA_API PropertiesEditor {
   /// text has no line end, `set` adds a line end to it.
   ///
   /// `set` escapes characters as `ExtendedProperties::save` does, and escapes a SPACE at the start of the
-  /// value too. In two cases `load` would misread a change of the value alone, so `set` writes the whole line
-  /// again or adds a line end to the line. The first case is a backslash or an escape \uXXXX at the end of
-  /// the text. The second case is a continuation with CR that an empty value would join with the LF after it.
+  /// value too. If `load` would misread the line after a change of only the value, `set` writes the whole
+  /// line again or adds a line end to the line. For example, `load` would misread a backslash or an escape
+  /// \uXXXX at the end of the text. `load` would also misread a continuation line with CR if an empty value
+  /// joined this CR with the LF after it.
   ///
   /// Returns false and changes nothing if the format cannot represent the key or the value: if one of them
   /// contains a character above U+FFFF, an unpaired surrogate, U+FDD0 to U+FDEF, U+FFFE or U+FFFF, or is

@@ -93,8 +93,8 @@ class KELINFRA_API PropertiesSchema {
   ///      case is ignored.
   /// If a step finds two names that are equally near, there is no suggestion. Names with "*" and deprecated
   /// names are not suggested. Step 2 is left out for keys above 256 units. One call of `check` or `suggest`
-  /// makes at most 2^26 comparisons of a unit of a key with a unit of a name in step 2. From the first key
-  /// that would need more comparisons on, the call leaves step 2 out.
+  /// makes at most 2^26 comparisons of a unit of a key with a unit of a name in step 2. When a key would need
+  /// more comparisons than are left, the call leaves step 2 out for this key and for all later keys.
   icu::UnicodeString suggest(const icu::UnicodeString& key) const;
 
   /// Returns a properties text that documents the names in the order of the schema. For each name the text

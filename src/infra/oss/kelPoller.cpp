@@ -23,7 +23,7 @@ static_assert(Poller::READ == PollEntry::read && Poller::WRITE == PollEntry::wri
 
 struct Poller::Watched {
   std::vector<PollEntry> entries;
-  std::unordered_map<unsigned long long, std::size_t> places;  ///< the entry of each handle
+  std::unordered_map<unsigned long long, std::size_t> places;  ///< the index of each handle's entry
   std::vector<Ready> ready;
 };
 
@@ -41,7 +41,7 @@ void Poller::watch(unsigned long long handle, unsigned int wanted) {
     std::vector<PollEntry>& entries = watched_->entries;
     if (entries.size() == entries.capacity()) entries.reserve(std::max<std::size_t>(16, entries.size() * 2));
     const auto [place, isNew] = watched_->places.try_emplace(handle, entries.size());
-    if (isNew) entries.push_back({handle, mask, 0});  // does not allocate
+    if (isNew) entries.push_back({handle, mask, 0});  // does not allocate: see `reserve` above
     entries[place->second].wanted = mask;
   });
 }

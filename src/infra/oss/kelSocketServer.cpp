@@ -42,9 +42,9 @@ class SocketServer::Waiter {
 
   SocketHandle handle() const { return handle_; }
 
-  /// Resets the counter and the locks in a forked child. The parent's threads do not exist in the child, so
-  /// no thread of the parent returns from `accept` or releases a lock in the child. After the reset, `close`
-  /// does not wait, and closes only the child's descriptor.
+  /// Resets the counter, the mutex and the condition variable in a forked child. The other threads of the
+  /// parent do not exist in the child: there, no such thread leaves `accept` or releases the mutex. Therefore
+  /// `close` could wait forever in the child without the reset.
   static void forgetParent(SocketServer& server) {
     const unsigned int process = platform::currentProcess();
     if (server.process_ == process) return;

@@ -22,7 +22,8 @@ namespace {
 
 using Direction = text::CachedConverter::Direction;
 
-/// Callbacks that stop ICU at every fault. ICU's own ones drop characters that are invisible by default.
+/// These callbacks stop ICU at every fault. ICU's own callbacks drop characters that are invisible by
+/// default.
 void U_EXPORT2 stopDecoding(const void* /*context*/, UConverterToUnicodeArgs* /*arguments*/,
                             const char* /*bytes*/, std::int32_t /*length*/,
                             UConverterCallbackReason /*reason*/, UErrorCode* /*status*/) {}
@@ -43,13 +44,13 @@ UConverter* copyOf(const UConverter* converter) {
   return U_FAILURE(status) ? nullptr : copy;
 }
 
-/// The number of bytes that the converter has read and not decoded yet.
+/// Returns the number of bytes that the converter has read and not yet decoded.
 std::uint64_t pendingBytes(const UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   return static_cast<std::uint64_t>(ucnv_toUCountPending(converter, &status));
 }
 
-/// The number of units that the converter has read and not encoded yet.
+/// Returns the number of units that the converter has read and not yet encoded.
 std::uint64_t pendingUnits(const UConverter* converter) {
   UErrorCode status = U_ZERO_ERROR;
   return static_cast<std::uint64_t>(ucnv_fromUCountPending(converter, &status));
@@ -60,12 +61,13 @@ bool isUtf16(const UConverter* converter) {
   return type == UCNV_UTF16 || type == UCNV_UTF16_BigEndian || type == UCNV_UTF16_LittleEndian;
 }
 
-/// Returns the most bytes that a block of units needs in the converter's code page.
+/// Returns the largest number of bytes that a block of `units` units can need in the converter's code page.
 std::size_t mostBytes(std::size_t units, const UConverter* converter) {
   return (units + 16) * static_cast<std::size_t>(std::max<int>(ucnv_getMaxCharSize(converter), 4));
 }
 
-/// Returns how many of the bytes are whole UTF-8 characters. For malformed bytes any number is right.
+/// Returns the number of bytes before an incomplete UTF-8 character at the end, or `size` if no character is
+/// incomplete. For malformed bytes the caller accepts any number up to `size`.
 std::size_t wholeCharacters(const char* bytes, std::size_t size) {
   std::size_t at = size;
   while (at > 0 && size - at < 3 && text::continuesCharacter(bytes[at - 1])) --at;
@@ -75,7 +77,8 @@ std::size_t wholeCharacters(const char* bytes, std::size_t size) {
   return needed <= size - at + 1 ? size : at - 1;
 }
 
-/// Returns how many of the bytes are whole UTF-16 characters.
+/// Returns the number of bytes before an incomplete UTF-16 character at the end, or `size` if no character is
+/// incomplete.
 std::size_t wholePairs(const char* bytes, std::size_t size, bool swapped) {
   size -= size % sizeof(char16_t);
   const auto last = machine::nativeAt<std::uint16_t>(bytes + size - sizeof(char16_t));
@@ -83,7 +86,8 @@ std::size_t wholePairs(const char* bytes, std::size_t size, bool swapped) {
   return U16_IS_LEAD(unit) ? size - sizeof(char16_t) : size;
 }
 
-/// Returns whether one of the units is a character that ICU writes for a byte without a meaning.
+/// Returns whether one of the units is U+FFFD or U+001A. ICU decodes a byte without a meaning as one of these
+/// characters.
 bool hasSubstitute(const char16_t* units, std::size_t count) {
   EightUnits found{};
   std::size_t at = 0;
@@ -96,7 +100,7 @@ bool hasSubstitute(const char16_t* units, std::size_t count) {
   return text::bitsOfBoth(&found) != 0 || std::any_of(units + at, units + count, is);
 }
 
-/// Counts the units that have `value` in the bits of `mask`.
+/// Counts the units for which (unit & mask) == value.
 std::size_t countUnits(const char16_t* units, std::size_t count, std::uint16_t mask, std::uint16_t value) {
   EightUnits sums{};  // a block has fewer units than a sum can count
   std::size_t at = 0;
@@ -138,8 +142,9 @@ bool StrictStream::Page::canBeCopied() const {
   return ucnv_getType(converter.get()) != UCNV_COMPOUND_TEXT;
 }
 
-/// Returns whether the bytes of a text depend only on the text. The encoders of SCSU and LMBCS choose bytes
-/// by the units that follow in the same window.
+/// Returns whether the encoded bytes of a text depend only on the text. The encoders of SCSU and LMBCS choose
+/// the bytes of a unit by the units that follow in the same call of the encoder, so their bytes depend on how
+/// the text is divided into calls.
 bool StrictStream::Page::hasOneResult() const {
   const UConverterType type = ucnv_getType(converter.get());
   return type != UCNV_SCSU && (type < UCNV_LMBCS_1 || type > UCNV_LMBCS_LAST);
@@ -186,8 +191,8 @@ StrictStream::Status StrictStream::convert(const char*& source, const char* sour
   }
 }
 
-/// Writes the bytes that did not fit into the last target. Returns false if some of these bytes do not fit
-/// again.
+/// Writes the bytes that did not fit into the previous target window. Returns false if some of these bytes do
+/// not fit into the new target window either.
 bool StrictStream::writeWaiting(char*& target, const char* targetEnd) {
   const std::size_t size = std::min(waitingEnd_ - waitingAt_, static_cast<std::size_t>(targetEnd - target));
   if (size > 0) std::memcpy(target, &waiting_[waitingAt_], size);
@@ -216,18 +221,20 @@ void StrictStream::replaceFault(std::int32_t character) {
 
 // --- blocks
 
-/// Returns whether neither the decoder nor the encoder has read a part of a character.
+/// Returns whether both the decoder and the encoder are between two characters. Returns false if one of them
+/// has read only the first part of a character.
 bool StrictStream::isBetweenCharacters() const {
   return unitFilled_ == 0 && pendingBytes(from_.converter.get()) == 0 &&
          pendingUnits(to_.converter.get()) == 0;
 }
 
-/// Converts a block and returns true, or changes nothing and returns false.
+/// Converts a block and returns true. If the block cannot be converted as a whole, the function keeps the
+/// state of the stream except for `stepsUntil_`, and returns false.
 bool StrictStream::convertBlock(const char*& source, const char* sourceEnd, char*& target,
                                 const char* targetEnd) {
   std::size_t size = std::min(static_cast<std::size_t>(sourceEnd - source), blockSize);
   if (size < smallestBlock || decoded_ < stepsUntil_ || !isBetweenCharacters()) return false;
-  stepsUntil_ = decoded_ + size;  // if the block is not clean
+  stepsUntil_ = decoded_ + size;  // stays if the block is not converted
   OwnConverter decoder(from_.codec != nullptr ? nullptr : copyOf(from_.converter.get()));
   OwnConverter encoder(to_.codec != nullptr ? nullptr : copyOf(to_.converter.get()));
   if ((from_.codec == nullptr && !decoder) || (to_.codec == nullptr && !encoder)) return false;
@@ -256,8 +263,9 @@ bool StrictStream::convertBlock(const char*& source, const char* sourceEnd, char
   return true;
 }
 
-/// Decodes the characters that are complete in the first `size` bytes, and sets `size` to their bytes.
-/// Returns the number of units in `pivot_`, or a negative number if the bytes are not clean.
+/// Decodes the characters that are complete in the first `size` bytes, and sets `size` to the number of bytes
+/// that it has read. Returns the number of units in `pivot_`, or a negative number if the bytes may contain a
+/// fault.
 std::ptrdiff_t StrictStream::decodeBlock(const char* source, std::size_t& size) {
   if (from_.codec != nullptr) {
     if (from_.is(Codec::Kind::utf8)) {
@@ -277,13 +285,13 @@ std::ptrdiff_t StrictStream::decodeBlock(const char* source, std::size_t& size) 
   return U_FAILURE(status) ? -1 : next - pivot_.get();
 }
 
-/// Encodes the units in `pivot_` and returns the number of bytes, or a negative number if the units are not
-/// clean.
+/// Encodes the units in `pivot_` and returns the number of bytes, or a negative number if the units may
+/// contain a fault.
 std::ptrdiff_t StrictStream::encodeBlock(std::size_t units, char* target, std::size_t room) {
   if (to_.codec != nullptr) {
     const std::int64_t bytes = to_.codec->toBytes(pivot_.get(), units, target, room, to_.substituting.get());
     if (bytes < 0 || !to_.is(Codec::Kind::singleBytes)) return static_cast<std::ptrdiff_t>(bytes);
-    // A substitute does not give the same unit on the way back.
+    // If a byte is a substitute, decoding it does not give the original unit.
     std::array<char16_t, blockSize> back;
     for (std::size_t at = 0; at < units; at += back.size()) {
       const std::size_t count = std::min(units - at, back.size());
@@ -300,7 +308,7 @@ std::ptrdiff_t StrictStream::encodeBlock(std::size_t units, char* target, std::s
   return U_FAILURE(status) || pendingUnits(to_.converter.get()) != 0 ? -1 : next - target;
 }
 
-/// Counts the lines and columns of decoded characters.
+/// Adds the lines and columns of decoded units to `line_` and `column_`.
 void StrictStream::movePast(const char16_t* units, std::size_t count) {
   const std::size_t lines = countLineFeeds(units, count);
   if (lines > 0) {
@@ -320,8 +328,10 @@ void StrictStream::takeUnit(const char*& source, const char* sourceEnd) {
   while (unitFilled_ < unitSize_ && source != sourceEnd) unit_[unitFilled_++] = *source++;
 }
 
-/// Returns the offset of the next character, or of the fault of that length that the decoder reports. ICU's
-/// decoder of UTF-16 keeps a byte of the unit after half of a pair, but does not count it as pending.
+/// Returns the offset of the next character if `length` is 0, and otherwise the offset of the fault of
+/// `length` bytes that the decoder reports. The function rounds the offset down to a whole unit: after half
+/// of a surrogate pair, ICU's UTF-16 decoder keeps a byte of the next unit, but does not count this byte as
+/// pending.
 std::uint64_t StrictStream::placeOfNext(std::uint64_t length) const {
   const std::uint64_t relative = decoded_ - start_ - pendingBytes(from_.converter.get()) - length;
   return start_ + relative - relative % unitSize_;

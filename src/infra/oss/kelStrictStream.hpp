@@ -16,19 +16,20 @@ namespace tarvo::oss {
 
 /// The mechanism of `StrictConverter`. It converts in two ways.
 ///
-/// A block is a piece of up to `blockSize` bytes. It is converted at once, by a codec where the code page has
-/// one, otherwise by a converter of ICU. Either the whole block is clean, or the block changes nothing.
+/// A block is a piece of the source of up to `blockSize` bytes. The stream converts a block at once, with the
+/// codec of the code page if the code page has a codec, and otherwise with a converter of ICU. If the block
+/// may contain a fault, the stream discards the conversion and keeps its old state.
 ///
-/// Steps convert one code unit of the source at a time. Short windows, blocks that are not clean, and
-/// characters that a window ends in are converted in steps. A step finds the exact place of a fault. ICU sees
-/// the same steps for every size of the windows, so faults do not depend on the sizes.
+/// A step converts one code unit of the source. The stream converts short windows, blocks that may contain a
+/// fault, and characters that continue in the next window in steps, because a step finds the exact place of a
+/// fault. The steps are the same for every size of the windows, so the faults do not depend on the sizes.
 class StrictStream {
  public:
   using Status = StrictConverter::Status;
   using Fault = StrictConverter::Fault;
 
-  /// `offset` is the number of bytes before the stream. If ICU does not know one of the names, `isOpen` is
-  /// false, and the stream must not be used.
+  /// `offset` is the number of bytes before the stream. The offsets of faults include these bytes. If ICU
+  /// does not know one of the names, `isOpen` returns false, and the caller must not use the stream.
   StrictStream(const char* from, const char* to, std::uint64_t offset = 0);
 
   bool isOpen() const { return from_.converter != nullptr && to_.converter != nullptr; }
@@ -55,9 +56,9 @@ class StrictStream {
     bool hasOneResult() const;
 
     std::string name;
-    OwnConverter converter;              // stops at faults; null: ICU does not know the name
-    const text::Codec* codec = nullptr;  // null: ICU converts blocks, too
-    OwnConverter substituting;           // for a codec of single bytes
+    OwnConverter converter;              // stops at faults; null if ICU does not know the name
+    const text::Codec* codec = nullptr;  // null if ICU converts the blocks
+    OwnConverter substituting;           // writes substitutes; only for a codec of single bytes
   };
 
   /// The place of a character.
@@ -100,26 +101,26 @@ class StrictStream {
   Page from_;
   Page to_;
   Stage stage_ = Stage::converting;
-  bool decodeFailed_ = false;  // `decodeFault_` follows the queued units
+  bool decodeFailed_ = false;  // whether `decodeFault_` follows the queued units
   Fault fault_{};
   Fault decodeFault_{};
   std::uint64_t start_;
-  std::uint64_t decoded_;         // the bytes that the decoder has read
-  std::uint64_t stepsUntil_ = 0;  // up to here no blocks are tried
-  std::uint64_t line_ = 1;        // of the next character that is decoded
-  std::uint64_t column_ = 1;
-  std::size_t unitSize_ = 1;    // the bytes of a code unit of the source
-  std::array<char, 2> unit_{};  // the beginning of a code unit, or one that the decoder gave back
+  std::uint64_t decoded_;         // the offset after the bytes that the decoder has read
+  std::uint64_t stepsUntil_ = 0;  // before this offset the stream tries no blocks
+  std::uint64_t line_ = 1;        // the line of the next decoded character
+  std::uint64_t column_ = 1;      // the column of the next decoded character
+  std::size_t unitSize_ = 1;      // the number of bytes of a code unit of the source
+  std::array<char, 2> unit_{};    // bytes of the source that the decoder has not read
   std::size_t unitFilled_ = 0;
-  std::uint64_t encoded_ = 0;  // the units that the encoder has read in steps
+  std::uint64_t encoded_ = 0;  // the number of units that the encoder has read in steps
   char16_t lastEncoded_ = 0;
-  std::array<Place, remembered> places_{};  // of the last units that the encoder has read
+  std::array<Place, remembered> places_{};  // the places of the last units that the encoder has read
   std::array<QueuedUnit, queueSize + 2> queue_{};
   std::size_t queueAt_ = 0;
   std::size_t queueEnd_ = 0;
   std::unique_ptr<char16_t[]> pivot_;
   std::size_t waitingSize_ = 0;
-  std::unique_ptr<char[]> waiting_;  // bytes that did not fit into the target
+  std::unique_ptr<char[]> waiting_;  // converted bytes that did not fit into the target
   std::size_t waitingAt_ = 0;
   std::size_t waitingEnd_ = 0;
 };

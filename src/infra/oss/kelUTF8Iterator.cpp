@@ -134,8 +134,8 @@ const char* UTF8Iterator::getNextChar() {
   return trace::exitIsTraced() ? leaveTraced(character) : character;
 }
 
-/// A separate function for the case that no prepared character is left, so that the path of nearly every
-/// character saves no registers.
+/// Continues `getNextChar` after the last prepared character. The code is in a separate function so that
+/// `getNextChar` saves no registers for the other characters, which are nearly all.
 [[gnu::noinline]] const char* UTF8Iterator::goOn() {
   return spreadMore() ? getNextChar() : nullptr;
 }

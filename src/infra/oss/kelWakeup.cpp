@@ -5,7 +5,7 @@
 
 namespace tarvo::oss {
 
-// Nothing here is traced: a trace hook need not be safe inside a signal handler.
+// The functions of this file are not traced, because a trace hook may be unsafe in a signal handler.
 
 Wakeup::Wakeup() {
   platform::WakeupHandles handles;

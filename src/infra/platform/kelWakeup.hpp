@@ -7,14 +7,15 @@ namespace tarvo::platform {
 
 struct WakeupHandles {
   SocketHandle waiting = invalidSocket;     ///< for `Winsock::poll`
-  SocketHandle triggering = invalidSocket;  ///< may be the same one
+  SocketHandle triggering = invalidSocket;  ///< may be equal to `waiting`
 };
 
-/// Returns 0, or the Winsock code of the failure; then nothing is open. Winsock must have been started.
+/// Opens both handles and returns 0. If a call fails, the function leaves no handle open and returns the
+/// Winsock code. The caller must have started Winsock.
 int openWakeup(WakeupHandles& handles) noexcept;
 
-/// Makes the waiting handle readable until `clearWakeup`, however often it is called. It can be called inside
-/// a signal handler: it takes no lock, allocates nothing, and keeps errno and Winsock's last error.
+/// Makes the waiting handle readable until the next `clearWakeup`. A signal handler may call `triggerWakeup`,
+/// because the function takes no lock, allocates nothing, and keeps errno and Winsock's last error.
 void triggerWakeup(const WakeupHandles& handles) noexcept;
 
 /// Makes the waiting handle not readable.

@@ -7,7 +7,7 @@
 
 namespace tarvo::text {
 
-/// A codec returns this result if it has not converted the text, so that ICU has to convert the text.
+/// The result of a codec that has not converted the text. ICU has to convert the text instead.
 constexpr int icuHasTo = -1;
 
 /// A converter for a code page that the library converts without ICU: the table of a single-byte code page

@@ -84,8 +84,8 @@ std::u16string_view decodeByIcu(UConverter* converter, std::string_view bytes, s
   return unitsOf(heap);
 }
 
-/// Converts bytes to Unicode. If the result fits into `stack`, it is in `stack`. Otherwise the result is in
-/// `heap`, which is bogus if the code page is unknown.
+/// Converts bytes to Unicode. The result is in `stack` or in `heap`. If the code page is unknown, `heap` is
+/// bogus.
 std::u16string_view decode(const CodePage& from, std::string_view bytes, std::span<char16_t> stack,
                            icu::UnicodeString& heap) {
   const auto size = static_cast<std::int32_t>(bytes.size());

@@ -81,11 +81,11 @@ class ExtendedProperties::Resolver {
   using Property = Map::value_type;
   static constexpr std::size_t none = std::u16string_view::npos;
 
-  /// The tail of a value that has a single "%": the text after the "%". If such a value replaces a reference,
-  /// its "%" opens the next reference, and the name of that reference begins with the tail. For each tail a
-  /// map contains the properties whose names begin with the tail; the key of the map is the rest of the name.
-  /// The tail of a value may be long and the rest of a name short, so the resolver assembles each name only
-  /// once.
+  /// The tail of a value that has a single "%": the text after the "%". If a value with a single "%" replaces
+  /// a reference, this "%" opens the next reference, and the name of the next reference begins with the tail.
+  /// For each tail a map contains the properties whose names begin with the tail; the key of the map is the
+  /// rest of the name. The tail of a value may be long and the rest of a name short, so the resolver
+  /// assembles each name only once.
   using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
 
   struct Work {

@@ -21,7 +21,7 @@ int openWakeup(WakeupHandles& handles) noexcept {
 void triggerWakeup(const WakeupHandles& handles) noexcept {
   const int before = errno;
   const std::uint64_t one = 1;
-  // If the counter is full, the call fails. Then the descriptor is readable already.
+  // If the counter is full, `write` fails, but the descriptor is readable already.
   [[maybe_unused]] const auto written = ::write(posix::descriptorOf(handles.triggering), &one, sizeof one);
   errno = before;
 }

@@ -12,9 +12,9 @@
 namespace tarvo::platform {
 namespace {
 
-// The library reads the following variables often, so they have the TLS model in which the program accesses a
-// variable without a function call. For libraries that are loaded later, the C library reserves only little
-// memory for variables of this model, so the block itself is on the heap.
+// The library reads the following variables often, so they have the TLS model initial-exec: the library reads
+// a variable of this model without a function call. If a program loads the library with dlopen, the C library
+// has only little memory for variables of this model, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ThreadBlock* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;
 

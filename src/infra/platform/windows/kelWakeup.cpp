@@ -14,7 +14,7 @@ int openWakeup(WakeupHandles& handles) noexcept {
 
 void triggerWakeup(const WakeupHandles& handles) noexcept {
   const int before = ::WSAGetLastError();
-  // If the buffers are full, the call fails. Then the other end is readable already.
+  // If the buffers are full, `send` fails, but the other end is readable already.
   ::send(handles.triggering, "", 1, 0);
   ::WSASetLastError(before);
 }
