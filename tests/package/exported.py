@@ -8,8 +8,8 @@ function compares a pattern with the whole path of a file below the project, and
 """
 
 import fnmatch
-import importlib.util
 import pathlib
+import runpy
 import shutil
 import sys
 import types
@@ -32,17 +32,13 @@ def copy(_, pattern, source, target):
 
 
 def main():
-    sys.dont_write_bytecode = True
     for name in ("conan", "conan.tools", "conan.tools.cmake", "conan.tools.files"):
         sys.modules[name] = types.ModuleType(name)
     sys.modules["conan"].ConanFile = object
     sys.modules["conan.tools.files"].copy = copy
     for name in ("CMake", "CMakeDeps", "CMakeToolchain", "cmake_layout"):
         setattr(sys.modules["conan.tools.cmake"], name, None)
-    spec = importlib.util.spec_from_file_location("conanfile", RECIPE)
-    conanfile = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(conanfile)
-    recipe = conanfile.Kelinfra()
+    recipe = runpy.run_path(str(RECIPE))["Kelinfra"]()
     recipe.recipe_folder = str(RECIPE.parent)
     recipe.export_sources_folder = sys.argv[1]
     recipe.export_sources()
