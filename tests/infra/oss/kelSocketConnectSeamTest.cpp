@@ -59,9 +59,13 @@ class SocketConnect : public SocketFixture {
     EXPECT_EQ(fake.starts(), fake.cleanups() + 1);
     fake.WSACleanup();  // replaces that of `socket`, which is destroyed after the check
     expectNothingLeft();
+    EXPECT_EQ(fake.WSAStartup(platform::winsockVersion, data_), 0);
   }
 
   Socket socket;
+
+ private:
+  platform::StartupData data_;
 };
 
 TEST_F(SocketConnect, MakesItsSystemCallsInOrderIfItSucceedsAtOnce) {

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -102,6 +103,7 @@ extern "C" {
 int __real_accept4(int descriptor, sockaddr* address, socklen_t* length, int flags);
 int __real_close(int descriptor);
 int __real_connect(int descriptor, const sockaddr* address, socklen_t length);
+int __real_eventfd(unsigned int count, int flags);
 int __real_fcntl(int descriptor, int command, ...);
 int __real_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length);
 int __real_ioctl(int descriptor, unsigned long request, ...);
@@ -120,6 +122,9 @@ int __wrap_close(int descriptor) {
 }
 int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length) {
   return made([] { return "connect"; }, [&] { return __real_connect(descriptor, address, length); });
+}
+int __wrap_eventfd(unsigned int count, int flags) {
+  return made([] { return "eventfd"; }, [&] { return __real_eventfd(count, flags); });
 }
 int __wrap_fcntl(int descriptor, int command, ...) {
   va_list arguments;

@@ -1,16 +1,13 @@
 #include "infra/oss/kelPoller.hpp"
-#include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelWakeup.hpp"
 
 #include "support/kelHandles.hpp"
-#include "support/kelRaises.hpp"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -84,16 +81,6 @@ TEST(WakeupPosix, ClosesItsDescriptors) {
   const std::size_t before = openDescriptors();
   { const Wakeup wakeup; }
   EXPECT_EQ(openDescriptors(), before);
-}
-
-TEST(WakeupPosix, WithoutAFreeDescriptorIsRefused) {
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none = {0, before.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  EXPECT_THAT([] { const Wakeup wakeup; },
-              Raises<oss::SocketException>("QN_ERR_SOCKET_ERROR", 10024).from("kelWakeup.cpp"));
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST(WakeupPosix, InASignalHandlerEndsAWait) {
