@@ -54,7 +54,7 @@ void Poller::forget(unsigned long long handle) {
     const PollEntry last = watched_->entries.back();
     watched_->entries[place] = last;
     watched_->entries.pop_back();
-    watched_->places.find(last.handle)->second = place;
+    watched_->places[last.handle] = place;
     watched_->places.erase(handle);
   });
 }
