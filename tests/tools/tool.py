@@ -1073,9 +1073,7 @@ def formats_any_file_without_changing_a_property(tool):
         )
 
 
-def leaves_the_file_if_it_cannot_write_the_new_one(tool):
-    if tool.faults == "-":
-        sys.exit(77)
+def fails_at_each_step(tool, library):
     folder = f"{tool.folder.resolve()}/"
     name = folder + "a.properties"
     for fault, said in (
@@ -1101,7 +1099,7 @@ def leaves_the_file_if_it_cannot_write_the_new_one(tool):
             "a.properties",
             "host",
             "db2",
-            LD_PRELOAD=tool.faults,
+            LD_PRELOAD=library,
             KELINFRA_FAULT=fault,
             KELINFRA_FAULT_FILE=name,
         )
@@ -1111,9 +1109,17 @@ def leaves_the_file_if_it_cannot_write_the_new_one(tool):
         file.unlink()
 
 
+def leaves_the_file_if_it_cannot_write_the_new_one(tool):
+    if tool.faults == "-":
+        sys.exit(77)
+    # The loader splits LD_PRELOAD at blanks, which the path of the build may contain.
+    with tempfile.TemporaryDirectory(prefix="kelinfra-faults-") as folder:
+        fails_at_each_step(tool, shutil.copy(tool.faults, folder))
+
+
 def reports_a_file_above_the_limit_of_the_user(tool):
     file = tool.write("a.properties", "a=1\n" * 20000)
-    words = " ".join(tool.command)
+    words = shlex.join(tool.command)
     done = subprocess.run(
         ["bash", "-c", f"ulimit -f 4; {words} properties set a.properties b 2"],
         cwd=tool.folder,
