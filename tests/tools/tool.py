@@ -1073,7 +1073,7 @@ def formats_any_file_without_changing_a_property(tool):
         )
 
 
-def fails_at_each_step(tool, library):
+def fails_at_each_step(library, tool):
     folder = f"{tool.folder.resolve()}/"
     name = folder + "a.properties"
     for fault, said in (
@@ -1114,7 +1114,7 @@ def leaves_the_file_if_it_cannot_write_the_new_one(tool):
         sys.exit(77)
     # The loader splits LD_PRELOAD at blanks, which the path of the build may contain.
     with tempfile.TemporaryDirectory(prefix="kelinfra-faults-") as folder:
-        fails_at_each_step(tool, shutil.copy(tool.faults, folder))
+        fails_at_each_step(shutil.copy(tool.faults, folder), tool)
 
 
 def reports_a_file_above_the_limit_of_the_user(tool):
