@@ -53,9 +53,12 @@ if(MODE STREQUAL "pkg-config")
   if(NOT PACKAGE STREQUAL "system")
     file(GLOB_RECURSE pc ${prefix}/*.pc)
     get_filename_component(pc_dir ${pc} DIRECTORY)
-    set(ENV{PKG_CONFIG_PATH} ${pc_dir})
-    # The installation may have been moved to the prefix after it was configured.
-    set(moved --define-variable=prefix=${prefix})
+    # The installation may have been moved to the prefix after it was configured. pkg-config would define a
+    # prefix for ICU's packages too, thus it reads a copy that names the prefix.
+    file(READ ${pc} text)
+    string(REGEX REPLACE "^prefix=[^\n]*" "prefix=${prefix}" text "${text}")
+    file(WRITE ${WORK_DIR}/pkgconfig/KELINFRA.pc "${text}")
+    set(ENV{PKG_CONFIG_PATH} ${WORK_DIR}/pkgconfig)
     get_filename_component(lib_dir ${pc_dir} DIRECTORY)
     set(run_path -Wl,-rpath,${lib_dir})
   endif()
@@ -63,7 +66,7 @@ if(MODE STREQUAL "pkg-config")
     set(static --static)
     set(run_path -static)
   endif()
-  execute_process(COMMAND pkg-config ${moved} ${static} --cflags --libs KELINFRA
+  execute_process(COMMAND pkg-config ${static} --cflags --libs KELINFRA
                   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   separate_arguments(flags UNIX_COMMAND "${flags}")
   run(${COMPILER} -std=c++${STANDARD} ${WORK_DIR}/program.cpp -o ${WORK_DIR}/program ${flags} ${run_path})

@@ -168,7 +168,7 @@ def check_natvis(work, build):
         if old not in installed:
             sys.exit(f"KELINFRA.natvis does not contain {old}")
         file.write_text(installed.replace(old, new) if old else installed, encoding="utf-8")
-        output = run(["gdb", "-nx", "-batch", program, "-ex", f"add-symbol-file {library}",
+        output = run(["gdb", "-nx", "-batch", program, "-ex", f'add-symbol-file "{library}"',
                       "-x", HERE / "natvis.py"], env={**os.environ, "LC_ALL": "C.UTF-8"})
         if wanted not in output:
             sys.exit(f"with {new or 'the installed file'}, natvis.py does not say\n{wanted}\nbut\n{output}")
