@@ -112,13 +112,15 @@ TEST(ByteArrayOutputStream, DoesNotHideTheRangeWriteOfItsBase) {
 
 TEST(ByteArrayOutputStream, ReportsTheLow32BitsOfItsCapacityAsASignedNumber) {
   struct Row {
-    unsigned long long capacity;
+    std::size_t capacity;
     const char* argument;
   };
-  for (const auto& [capacity, argument] : rowsOf(std::to_array<Row>({{0x7FFFFFFF, "2147483647"},
-                                                                     {0x80000000, "-2147483648"},
-                                                                     {0xFFFFFFFF, "-1"},
-                                                                     {0x100000005, "5"}}))) {
+  // In 32 bits the last capacity is 5.
+  for (const auto& [capacity, argument] :
+       rowsOf(std::to_array<Row>({{0x7FFFFFFF, "2147483647"},
+                                  {0x80000000, "-2147483648"},
+                                  {0xFFFFFFFF, "-1"},
+                                  {static_cast<std::size_t>(0x100000005U), "5"}}))) {
     // Instead of writing gigabytes, this sets the position, which is the object's last member, to the end.
     ByteArrayOutputStream stream(nullptr, capacity);
     std::memcpy(reinterpret_cast<char*>(&stream) + sizeof stream - sizeof capacity, &capacity,

@@ -176,7 +176,8 @@ class Walk {
   void fillTheCapacity(Pair& pair) {
     const Model& model = pair.model;
     if (!model.hasStorage() || model.capacity() > 200000) return;
-    const std::string bytes(model.capacity() - 1 - model.bytes().size() + below(2), 'f');
+    const auto size = static_cast<std::size_t>(model.capacity() - 1 - model.bytes().size() + below(2));
+    const std::string bytes(size, 'f');
     done_ = "append up to the capacity, of " + std::to_string(bytes.size());
     pair.real->append(bytes.data(), bytes.size());
     pair.model.append(bytes);

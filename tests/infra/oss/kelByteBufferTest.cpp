@@ -81,7 +81,8 @@ TEST(ByteBuffer, AllocatesTheSizeAndOneByteForTheTerminator) {
     ROW("size", row.size);
     const ByteBuffer buffer(row.size);
     expectHolds(buffer, "", row.capacity);
-    EXPECT_EQ(std::string(buffer.get(), row.size + 1), std::string(row.size + 1, '\0'));
+    const auto size = static_cast<std::size_t>(row.size) + 1;
+    EXPECT_EQ(std::string(buffer.get(), size), std::string(size, '\0'));
   }
 }
 

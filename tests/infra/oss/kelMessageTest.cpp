@@ -253,7 +253,7 @@ TEST(Message, AddsIntegersOfEveryWidth) {
 TEST(Message, AddsNumbersOfEveryNamedIntegerType) {
   EXPECT_EQ(added<long>(-7), "-7");
   EXPECT_EQ(added<unsigned long>(4294967295UL), "-1");
-  EXPECT_EQ(added<std::size_t>(5000000000U), "705032704");
+  EXPECT_EQ(added(static_cast<std::size_t>(5000000000U)), "705032704");
   EXPECT_EQ(added<std::ptrdiff_t>(-9), "-9");
   EXPECT_EQ(added<std::int8_t>(-8), "-8");
   EXPECT_EQ(added<std::uint8_t>(200), "200");

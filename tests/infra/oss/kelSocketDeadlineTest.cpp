@@ -228,7 +228,7 @@ TEST_F(SocketWriteOnce, SendsWhatTheSystemTakes) {
 }
 
 TEST_F(SocketWriteOnce, ReturnsZeroInsteadOfWaiting) {
-  const unsigned long long total = fillTheWay();  // ends when 0 is returned
+  const auto total = static_cast<std::size_t>(fillTheWay());  // ends when 0 is returned
   EXPECT_EQ(peer.receives(total).size(), total);
   EXPECT_EQ(socket.writeWithin("x", 0, 1, Deadline::never()).bytes, 1U);
   EXPECT_EQ(peer.receives(1), "x");

@@ -43,7 +43,7 @@ class SocketSelect : public SocketFixture {
       peers_.back().connect(name, number, Socket::NullAddrInfoExternal, nullptr);
     }
     fake.forget();
-    return *std::next(peers_.begin(), n);
+    return *std::next(peers_.begin(), static_cast<std::ptrdiff_t>(n));
   }
   std::list<Socket> listOf(const std::vector<unsigned int>& numbers) {
     std::list<Socket> list;

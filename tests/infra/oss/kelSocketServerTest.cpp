@@ -509,7 +509,7 @@ TEST(SocketServer, AcceptsHundredsOfClientsInOrder) {
       Socket& far = accepted.emplace_back();
       server.accept(far, nullptr);
       char number[16];
-      const unsigned long long length = far.readMessage(number, nullptr, 0, sizeof number, false);
+      const auto length = static_cast<std::size_t>(far.readMessage(number, nullptr, 0, sizeof number, false));
       ASSERT_EQ(std::string(number, length), std::to_string(batch * batchSize + i));
     }
   }
