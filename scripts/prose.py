@@ -2,6 +2,7 @@
 scripts/words and scripts/sentences import it."""
 
 import ast
+import bisect
 import pathlib
 import re
 import subprocess
@@ -45,12 +46,19 @@ def page_lines(lines):
 
 
 def comment_lines(lines, marker):
-    """The comments of a source, with their indentation."""
+    """The comments of a source, with their indentation. A comment after code does not continue the comment of
+    the line before, so it gets the mark of a list's item. The same holds for a comment below it in another
+    column."""
     code = r"(?P<code>(?:[^\"'/#]|\"(?:\\.|[^\"\\])*\"|'(?:\\.|[^'\\])*'|/(?!/))*?)"
     comment = re.compile(f"^{code}(?:{marker})(?!!)(?P<text>(?: .*)?)$")
+    column = None  # of the comment after code that the next line may continue
     for number, line in enumerate(lines, 1):
         found = comment.match(line)
-        yield number, found.group("text")[1:] if found else ""
+        text = found.group("text")[1:] if found else ""
+        after_code = bool(text and found.group("code").strip())
+        begins = after_code or (text and column is not None and found.start("text") != column)
+        yield number, "- " + text if begins else text
+        column = found.start("text") if after_code else column if text and not begins else None
 
 
 def python_lines(lines):
@@ -79,14 +87,20 @@ def lines_of(name):
     return list(comment_lines(lines, marker)) if marker else []
 
 
+ITEM = re.compile(r"([-*]|\d+\.) ")
+
+
 def paragraphs(name):
-    """(number of the first line, text) for each paragraph; an indented line is an example or a table."""
+    """(number of the first line, lines) for each paragraph, an item of a list included. An indented line of a
+    comment is an example or a table, unless it belongs to an item."""
     start, words = 0, []
     for number, text in lines_of(name) + [(0, "")]:
-        text = "" if text.startswith("  ") and not name.endswith(".md") else text.strip()
-        begins = re.match(r"([-*] |#|\d+\. )", text)
-        if words and (not text or begins):
-            yield start, " ".join(words)
+        item = ITEM.match(text.strip())
+        indented = text.startswith("  ") and not name.endswith(".md") and not item
+        continues = words and ITEM.match(words[0])
+        text = "" if indented and not continues else text.strip()
+        if words and (not text or item or text.startswith("#")):
+            yield start, words
             words = []
         if text and not words:
             start = number
@@ -94,10 +108,29 @@ def paragraphs(name):
             words.append(text)
 
 
+def end_of_sentence(text, start):
+    """The position after the sentence that begins at `start`; a sentence in parentheses does not end one."""
+    for found in re.finditer(r"[.!?][`*\")]* +(?=[A-Z`*\"(\[])|$", text[start:]):
+        sentence = re.sub(r"`[^`]*`|\"[^\"]*\"", "", text[start:start + found.end()])
+        if sentence.count("(") <= sentence.count(")"):
+            return start + found.end()
+    return len(text)
+
+
 def sentences(name):
-    """(number of the paragraph's first line, sentence), without headings and fragments of a few words."""
-    for start, text in paragraphs(name):
-        text = re.sub(r"^(#+|[-*]|\d+\.) ", "", text)
-        for sentence in re.split(r"(?<=[.!?]) +(?=[A-Z`*\"(])", text):
-            if len(sentence.split()) >= 5 and sentence.rstrip("*`\")")[-1:] in ".!?":
-                yield start, sentence
+    """(number of the sentence's first line, sentence), without headings, quotations, items that are no
+    sentence, and fragments of a few words."""
+    for first, lines in paragraphs(name):
+        if re.match(r"(#|>|---)", lines[0]):
+            continue
+        first_line = lines[0]
+        lines = [ITEM.sub("", first_line, count=1)] + lines[1:]
+        begins = [sum(len(line) + 1 for line in lines[:number]) for number in range(len(lines))]
+        text, start = " ".join(lines), 0
+        while start < len(text):
+            end = end_of_sentence(text, start)
+            sentence = text[start:end].strip()
+            whole = start > 0 or not ITEM.match(first_line) or not sentence[0].islower()
+            if whole and len(sentence.split()) >= 5 and sentence.rstrip("*`\")")[-1:] in ".!?":
+                yield first + bisect.bisect(begins, start) - 1, sentence
+            start = end

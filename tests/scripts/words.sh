@@ -58,3 +58,29 @@ for script in words words "sentences 1 0"; do
 done
 others=$(git -C "$folder/project" ls-files --others)
 [ -z "$others" ] || die "the scripts wrote $others"
+
+# Sentences are whole: an item of a list and a comment after code each begin one, and a sentence in parentheses
+# ends none. Each sentence has the number of its first line.
+cat >"$folder/project/a.hpp" <<'END'
+/// The first sentence has six words. (The second sentence is in
+/// parentheses. The third one is, too.) `name` is the
+/// subject of the last sentence.
+///   - An item can take
+///     more than one line.
+int a;  ///< the number of bytes
+/// The next comment is not a part of it.
+END
+python3 -B - "$folder/project/scripts" >"$folder/out" <<'END'
+import sys
+sys.path.insert(0, sys.argv[1])
+import prose
+for line, sentence in prose.sentences("a.hpp"):
+    print(line, sentence)
+END
+diff - "$folder/out" <<'END' || die "prose.sentences: the lines of > are wrong"
+1 The first sentence has six words.
+1 (The second sentence is in parentheses. The third one is, too.)
+2 `name` is the subject of the last sentence.
+4 An item can take more than one line.
+7 The next comment is not a part of it.
+END
