@@ -1,5 +1,6 @@
 #include "infra/oss/kelConverter.hpp"
 
+#include "kelCodePages.hpp"
 #include "kelFuzz.hpp"
 
 #include <unicode/ucnv.h>
@@ -18,6 +19,8 @@ using tarvo::fuzz::decimal;
 using tarvo::fuzz::errorOf;
 using tarvo::fuzz::expect;
 using tarvo::fuzz::Input;
+using tarvo::fuzz::joined;
+using tarvo::fuzz::multiByteCodePages;
 using tarvo::fuzz::ToldError;
 using tarvo::oss::Converter;
 using tarvo::oss::SizeableBuffer;
@@ -26,49 +29,43 @@ constexpr int mostSteps = 8;
 
 // Code pages with one byte for each character, with several, with states, of ICU only; aliases; unknown
 // names.
-constexpr std::array codePages = {
-    "UTF-8",
-    "utf8",
-    "ISO-8859-1",
-    "ISO8859_1",
-    "US-ASCII",
-    "windows-1252",
-    "UTF-16BE",
-    "UTF-16LE",
-    "UTF-16",
-    "UTF-32",
-    "UTF-32LE",
-    "CESU-8",
-    "UTF-7",
-    "IMAP-mailbox-name",
-    "SCSU",
-    "BOCU-1",
-    "Shift_JIS",
-    "EUC-JP",
-    "GB18030",
-    "Big5",
-    "EUC-KR",
-    "ibm-37",
-    "ibm-1047",
-    "ibm-930",
-    "ibm-1390",
-    "ISO-2022-JP",
-    "ISO-2022-KR",
-    "ISO-2022-CN",
-    "HZ-GB-2312",
-    "KOI8-R",
-    "ibm-437",
-    "windows-1251",
-    "TIS-620",
-    "LMBCS-1",
-    "ISCII,version=0",
-    "ISO-8859-15",
-    "macintosh",
-    "ibm-1026,swaplfnl",
-    "no such page",
-    "a name that is longer than any that a converter of that library is known by, so that none is kept",
-    "",
-};
+constexpr auto codePages = joined(
+    std::array{
+        "UTF-8",
+        "utf8",
+        "ISO-8859-1",
+        "ISO8859_1",
+        "US-ASCII",
+        "windows-1252",
+        "UTF-16BE",
+        "UTF-16LE",
+        "UTF-16",
+        "UTF-32",
+        "UTF-32LE",
+    },
+    multiByteCodePages,
+    std::array{
+        "ibm-37",
+        "ibm-1047",
+        "ibm-930",
+        "ibm-1390",
+        "ISO-2022-JP",
+        "ISO-2022-KR",
+        "ISO-2022-CN",
+        "HZ-GB-2312",
+        "KOI8-R",
+        "ibm-437",
+        "windows-1251",
+        "TIS-620",
+        "LMBCS-1",
+        "ISCII,version=0",
+        "ISO-8859-15",
+        "macintosh",
+        "ibm-1026,swaplfnl",
+        "no such page",
+        "a name that is longer than any that a converter of that library is known by, so that none is kept",
+        "",
+    });
 
 const char* codePageFrom(Input& input) {
   const unsigned int chosen = input.byte();
