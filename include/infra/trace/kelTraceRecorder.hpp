@@ -31,11 +31,10 @@ namespace tarvo::trace {
 /// the facility that `facility` returns still records each call once, because this facility has no functions
 /// for the diagnostic dispatcher.
 ///
-/// Threads: any thread may call any member at any time, but two calls of `start` must not overlap. `entered`
-/// and `left` take no lock and allocate nothing, except for the first event of a thread in a recording: for
-/// this event they take a lock and may allocate the thread's ring. The lock can make them wait for a thread
-/// that ends or that runs `start`, `stop`, `snapshot` or `lost`. A signal handler must not call `entered` or
-/// `left`.
+/// Threads: any thread may call any member at any time; a lock orders calls of `start`. `entered` and `left`
+/// take no lock and allocate nothing, except for the first event of a thread in a recording: for this event
+/// they take the lock and may allocate the thread's ring. The lock can make them wait for a thread that ends
+/// or that runs `start`, `stop`, `snapshot` or `lost`. A signal handler must not call `entered` or `left`.
 ///
 /// Memory: 16 bytes for each event of a ring. When a thread ends, a ring that is not full shrinks to its
 /// events.

@@ -275,5 +275,28 @@ TEST(TraceRecorder, MayBeStartedAndReadWhileThreadsBeginWriteAndEnd) {
   for (std::thread& thread : threads) thread.join();
 }
 
+TEST(TraceRecorder, MayBeStartedByTwoThreadsAtOnce) {
+  const TraceRecorder::Settings settings{8, 1024, Clock::PROCESSOR};
+  TraceRecorder::start(settings);
+  for (int round = 0; round < 10; ++round) {
+    for (int ended = 0; ended < 50; ++ended) std::thread([] { record(1, 5); }).join();
+    std::atomic<int> waiting = 2;
+    const auto startTogether = [&] {
+      --waiting;
+      while (waiting.load() > 0) std::this_thread::yield();
+      TraceRecorder::start(settings);  // drops the ended threads
+    };
+    std::thread other(startTogether);
+    startTogether();
+    other.join();
+  }
+  const Recording recording(8);
+  record(1, 3);
+  const TraceFile file = Recording::file();
+  ASSERT_EQ(file.threads.size(), 1U);
+  EXPECT_THAT(probesOf(file.threads[0]), ElementsAre(1, 2, 3));
+  EXPECT_EQ(file.lost, 0U);
+}
+
 }  // namespace
 }  // namespace tarvo::test
