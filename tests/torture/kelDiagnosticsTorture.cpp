@@ -5,10 +5,12 @@
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/trace/kelTraceFacility.hpp"
+#include "infra/trace/kelTraceRecorder.hpp"
 #include "infra/util/kelBase64Exception.hpp"
 #include "infra/util/kelPropertiesException.hpp"
 
 #include "oss/kelRaise.hpp"
+#include "support/kelTraceFile.hpp"
 #include "torture/kelFaultRun.hpp"
 
 #include <gmock/gmock.h>
@@ -235,6 +237,38 @@ TEST(MemoryTorture, TraceFacilitySurvivesEachRefusedAllocation) {
     EXPECT_EQ(Hooks::entries, 1);
     EXPECT_EQ(Hooks::exits, added ? 1 : 0) << "what fails reports no exit";
     EXPECT_EQ(list.count(), added ? 1 : 0);
+  });
+}
+
+TEST(MemoryTorture, TraceRecorderSurvivesEachRefusedAllocation) {
+  sweepMemory("TraceRecorder", [](FaultRun& run) {
+    using trace::TraceRecorder;
+    TraceRecorder::Settings settings;
+    settings.endedThreads = 0;
+    EXPECT_TRUE(run.completes([&] { TraceRecorder::start(settings); }));
+    std::size_t kept = 0;
+    const auto expectKept = [&](std::size_t written) {
+      const TraceFile file(TraceRecorder::snapshot());
+      EXPECT_EQ(file.threads.size(), kept == 0 ? 0U : 1U);
+      EXPECT_EQ(kept == 0 ? 0U : file.threads.at(0).events.size(), kept);
+      EXPECT_EQ(file.lost, written - kept) << "an event is kept or counted as lost";
+      EXPECT_EQ(TraceRecorder::lost(), written - kept);
+    };
+    EXPECT_TRUE(run.completes([] { TraceRecorder::entered(1); }));
+    if (!run.struckLast()) ++kept;
+    expectKept(1);
+    EXPECT_TRUE(run.completes([] { TraceRecorder::left(1, 0); }));
+    if (!run.struckLast()) ++kept;
+    expectKept(2);
+    std::string file;
+    if (run.completes([&] { file = TraceRecorder::snapshot(); })) {
+      EXPECT_EQ(file.size(), TraceRecorder::snapshot().size());
+    } else {
+      EXPECT_EQ(file, "");
+    }
+    expectKept(2);
+    EXPECT_TRUE(run.completes([] { TraceRecorder::stop(); }));
+    expectKept(2);
   });
 }
 
