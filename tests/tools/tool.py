@@ -592,6 +592,138 @@ def asks_for_a_file_instead_of_reading_a_terminal(tool):
     expect((done.returncode, b"FILE is missing" in done.stderr), (FAILED, True))
 
 
+# --- address records
+
+
+def address_entry(family=2, own_family=None, length=16, name_length=0):
+    own = family if own_family is None else own_family
+    address = struct.pack("<H", own) + struct.pack(">H", 4711) + bytes([127, 0, 0, 1]) + bytes(8)
+    return struct.pack("<iiiiQ", 0, family, 1, 6, length) + address + struct.pack("<H", name_length)
+
+
+def address_record(*entries, host=b"db.example\0", used=None):
+    area = host + struct.pack("<H", 4711) + b"".join(entries)
+    return (struct.pack("<H", len(area) if used is None else used) + area).ljust(3000, b"\0")
+
+
+def checks_address_records(tool):
+    head, address = "host db.example port 4711", "; address 127.0.0.1 port 4711"
+    good = address_entry()
+    for record, text, found in (
+        (address_record(good), head + address, ""),
+        (address_record(good, good), head + 2 * address, ""),
+        (
+            address_record(good)[:2999],
+            "",
+            "error: 2999 bytes are not an address record, which has 3000 bytes [wrong-length]",
+        ),
+        (b"", "", "error: 0 bytes are not an address record, which has 3000 bytes [wrong-length]"),
+        (
+            bytes(3000),
+            "",
+            "warning: the record contains no addresses; the program that connects resolves its host "
+            "itself (byte 0) [no-list]",
+        ),
+        (
+            address_record(used=2999),
+            "",
+            "error: the record states more used bytes than fit into it (byte 0) [used-too-large]",
+        ),
+        (
+            address_record(host=b"x" * 1025),
+            "",
+            "error: the host does not end with a NUL (byte 2) [host-not-terminated]",
+        ),
+        (
+            address_record(good, address_entry(name_length=1000)),
+            head + address,
+            "error: a field extends beyond the used bytes (byte 99) [truncated]",
+        ),
+        (
+            address_record(address_entry(length=15)),
+            head,
+            "error: the length of an address does not suit its family (byte 31) [wrong-address-length]",
+        ),
+        (address_record(), head, "error: the record ends before its first address (byte 15) [empty-list]"),
+        (
+            address_record(good, address_entry(family=99)),
+            head + address + "; address of family 99",
+            "warning: the family of an address is neither IPv4 nor IPv6 (byte 61) [unknown-family]",
+        ),
+        (
+            address_record(address_entry(own_family=99)),
+            head + "; address of family 2",
+            "warning: the family in an address differs from the family of its entry (byte 39) "
+            "[different-family]",
+        ),
+        (
+            address_record(good, host=b"x fault \x1b\0"),
+            "host x\\x20fault\\x20\\x1B port 4711" + address,
+            "",
+        ),
+    ):
+        tool.write("a.record", record)
+        lines = ([f"a.record: {text}"] if text else []) + ([f"a.record: {found}"] if found else [])
+        status, printed, errors = tool.run("address", "check", "a.record")
+        expect((found, printed.splitlines(), errors), (found, lines, ""))
+        expect((found, status), (found, FOUND if found.startswith("error") else CLEAN))
+        expect((found, tool.run("address", "check", "--strict", "a.record")[0]), (found, int(found != "")))
+
+
+def checks_address_records_as_json(tool):
+    tool.write("a.record", address_record(address_entry(), address_entry(family=99)))
+    status, printed, errors = tool.run("address", "check", "--json", "a.record", "-", stdin=b"x")
+    expect((status, errors), (FOUND, ""))
+    shown = json.loads(printed)
+    text = "host db.example port 4711; address 127.0.0.1 port 4711; address of family 99"
+    records = [
+        {"file": "a.record", "record": text, "entries": 2},
+        {"file": "<stdin>", "record": "", "entries": 0},
+    ]
+    expect(shown["records"], records)
+    found = [(each["file"], each["level"], each["rule"], each["arguments"]) for each in shown["findings"]]
+    expect(
+        found,
+        [("a.record", "warning", "unknown-family", ["61"]), ("<stdin>", "error", "wrong-length", ["1"])],
+    )
+    said = "kelinfra: none.record kann nicht gelesen werden: No such file or directory\n"
+    expect(tool.run("address", "check", "--json", "none.record", language="de"), (FAILED, "", said))
+
+
+def resolves_a_host(tool):
+    text = "host 127.0.0.1 port 4711; address 127.0.0.1 port 4711"
+    expect(tool.run("address", "resolve", "127.0.0.1", "4711"), (CLEAN, text + "\n", ""))
+    status, printed, errors = tool.run("address", "resolve", "--json", "::1", "0")
+    expect((status, errors), (CLEAN, ""))
+    expect(json.loads(printed), {"record": "host ::1 port 0; address ::1 port 0", "entries": 1})
+    expect(tool.run("address", "resolve", "-o", "a.record", "127.0.0.1", "4711"), (CLEAN, "", ""))
+    expect(tool.run("address", "check", "a.record"), (CLEAN, f"a.record: {text}\n", ""))
+    done = subprocess.run(
+        [*tool.command, "address", "resolve", "-o", "-", "127.0.0.1", "4711"],
+        cwd=tool.folder,
+        stdout=subprocess.PIPE,
+        timeout=120,
+    )
+    expect(done.stdout, (tool.folder / "a.record").read_bytes())
+
+
+def resolves_nothing_without_a_host_and_a_port(tool):
+    for arguments, status, said in (
+        (("x" * 2000, "1"), FOUND, r"the host x+ cannot be resolved \(code [0-9]+\)"),
+        ((), FAILED, "HOST is missing; --help shows an example"),
+        (("127.0.0.1",), FAILED, "PORT is missing; --help shows an example"),
+        (("127.0.0.1", "65536"), FAILED, ".*PORT.*65536.*"),
+        (("127.0.0.1", "x"), FAILED, ".*PORT.*x.*"),
+        (("127.0.0.1", "-1"), FAILED, ".*-1.*"),
+        (("127.0.0.1", "4.5"), FAILED, ".*4.5.*"),
+        (("127.0.0.1", "1", "--json", "-o", "a.record"), FAILED, ".*excludes.*"),
+    ):
+        ended, printed, errors = tool.run("address", "resolve", *arguments)
+        matches = re.fullmatch(f"kelinfra: {said}\n", errors) is not None
+        expect((arguments, ended, printed, errors, matches), (arguments, status, "", errors, True))
+    expect(sorted(os.listdir(tool.folder)), ["contract.json"])
+
+
 def commands_of(program, path=()):
     """Each command with the options and subcommands that its help names."""
     _, text, _ = program.run(*path, "--help")
@@ -605,7 +737,7 @@ def commands_of(program, path=()):
 
 def completes_for_each_shell_what_the_help_names(tool):
     commands = commands_of(tool)
-    for command in ("", "version", "catalogue check", "convert", "properties set", "trace"):
+    for command in ("", "version", "address resolve", "catalogue check", "convert", "trace"):
         expect((command, command in commands), (command, True))
     for shell, line in (
         ("bash", r'^    "(.*)"\*\) words="(.*)" ;;$'),
@@ -1173,7 +1305,7 @@ def prints_what_the_pages_show(tool):
                 status = f"[exit status {done.returncode}]\n" if done.returncode != 0 else ""
                 printed += f"$ {command}\n{done.stdout.decode()}{status}"
             expect((page.name, printed), (page.name, block))
-    expect(count, 5)
+    expect(count, 6)
 
 
 # --- traces

@@ -118,6 +118,7 @@ int run(int count, const char* const* arguments) {
       "Example: kelinfra catalogue check en.properties de.properties\n"
       "The exit status is 0 if all is well, 1 for findings, 2 for a wrong command or file.");
   app.fallthrough();
+  addAddress(app, line);
   addCatalogue(app, line);
   addConvert(app, line);
   addProperties(app, line);

@@ -19,6 +19,7 @@ struct CommandLine {
   std::function<Status()> command;  ///< the command that the arguments name; empty without a command
 };
 
+void addAddress(CLI::App& app, CommandLine& line);
 void addCatalogue(CLI::App& app, CommandLine& line);
 void addConvert(CLI::App& app, CommandLine& line);
 void addProperties(CLI::App& app, CommandLine& line);

@@ -32,7 +32,9 @@ void printText(const std::list<Finding>& findings, std::FILE* output) {
   }
 }
 
-void printJson(const std::list<Finding>& findings, std::FILE* output) {
+}  // namespace
+
+nlohmann::ordered_json jsonOf(const std::list<Finding>& findings) {
   nlohmann::ordered_json all = nlohmann::ordered_json::array();
   for (const Finding& finding : findings) {
     nlohmann::ordered_json arguments = nlohmann::ordered_json::array();
@@ -46,20 +48,22 @@ void printJson(const std::list<Finding>& findings, std::FILE* output) {
                    {"arguments", arguments},
                    {"text", rendered(finding.message)}});
   }
-  print(all, output);
+  return all;
 }
 
-}  // namespace
+Status statusOf(const std::list<Finding>& findings, const Printing& how) {
+  const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+    return how.strict || finding.level == Level::error;
+  });
+  return counts ? foundSomething : clean;
+}
 
 Status print(std::list<Finding> findings, const Printing& how) {
   findings.sort([](const Finding& left, const Finding& right) {
     return std::tie(left.file, left.line, left.column) < std::tie(right.file, right.line, right.column);
   });
-  how.json ? printJson(findings, how.output) : printText(findings, how.output);
-  const bool counts = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
-    return how.strict || finding.level == Level::error;
-  });
-  return counts ? foundSomething : clean;
+  how.json ? print(jsonOf(findings), how.output) : printText(findings, how.output);
+  return statusOf(findings, how);
 }
 
 }  // namespace kelinfra

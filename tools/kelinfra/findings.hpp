@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <list>
+#include <nlohmann/json.hpp>
 #include <string>
 
 /// The findings of a check of files, and how they are printed.
@@ -29,6 +30,11 @@ struct Printing {
   std::FILE* output = stdout;
   bool strict = false;  ///< warnings count as findings
 };
+
+/// The exit status of a command with these findings.
+Status statusOf(const std::list<Finding>& findings, const Printing& how);
+
+nlohmann::ordered_json jsonOf(const std::list<Finding>& findings);
 
 /// Prints the findings by file, line and column, and returns the exit status.
 Status print(std::list<Finding> findings, const Printing& how);
