@@ -724,6 +724,67 @@ def resolves_nothing_without_a_host_and_a_port(tool):
     expect(sorted(os.listdir(tool.folder)), ["contract.json"])
 
 
+def terminal_output(program, *arguments, **variables):
+    """Runs the tool with a terminal as its standard error, and returns what the terminal shows."""
+    import pty
+
+    ours, theirs = pty.openpty()
+    subprocess.run(
+        [*program.command, *arguments],
+        cwd=program.folder,
+        env={**os.environ, "LC_ALL": "C", **variables},
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        stderr=theirs,
+        timeout=120,
+        check=True,
+    )
+    # A read returns what has arrived, which may be a part; a terminal that shows nothing would block it.
+    os.write(theirs, b"end")
+    printed = b""
+    while not printed.endswith(b"end"):
+        printed += os.read(ours, 10000)
+    os.close(theirs)
+    os.close(ours)
+    return printed.decode().removesuffix("end")
+
+
+def draws_a_bar_at_each_step(library, program):
+    (program.folder / "in.txt").write_bytes(b"x" * (5 << 16))
+    (program.folder / "long.txt").write_bytes(b"x" * (30 << 16))
+    (program.folder / "empty.txt").write_bytes(b"")
+
+    def bars(pieces, *done):
+        drawn = [(40 * each // pieces, 100 * each // pieces) for each in done]
+        return "".join(f"\r[{'#' * n}{'.' * (40 - n)}] {percent:3} %" for n, percent in drawn) + "\r\033[K"
+
+    # The clock advances once when the work begins, after each piece, and at the end.
+    for step, file, expected in (
+        (600, "in.txt", bars(5, 2, 3, 4, 5, 5)),
+        (250, "in.txt", bars(5, 4, 5, 5)),
+        (100, "in.txt", ""),
+        (40, "long.txt", bars(30, 25, 28, 30)),  # at most one bar in 100 ms
+        (600, "empty.txt", ""),
+    ):
+        fault = {"LD_PRELOAD": library, "KELINFRA_FAULT": f"clock_gettime {step}"}
+        printed = terminal_output(program, "convert", "--from", "UTF-8", "-o", "out.txt", file, **fault)
+        expect((step, file, printed), (step, file, expected))
+
+
+def shows_a_bar_on_a_terminal_if_the_work_takes_longer_than_a_second(tool):
+    with_faults(draws_a_bar_at_each_step, tool)
+
+
+def shows_no_bar_without_a_terminal(tool):
+    def converts(library, program):
+        (program.folder / "in.txt").write_bytes(b"x" * (5 << 16))
+        fault = {"LD_PRELOAD": library, "KELINFRA_FAULT": "clock_gettime 600"}
+        done = program.run("convert", "--from", "UTF-8", "-o", "out.txt", "in.txt", **fault)
+        expect(done, (CLEAN, "", ""))
+
+    with_faults(converts, tool)
+
+
 def commands_of(program, path=()):
     """Each command with the options and subcommands that its help names."""
     _, text, _ = program.run(*path, "--help")
@@ -1241,12 +1302,17 @@ def fails_at_each_step(library, tool):
         file.unlink()
 
 
-def leaves_the_file_if_it_cannot_write_the_new_one(tool):
-    if tool.faults == "-":
+def with_faults(test, program):
+    """Runs a test with the library that makes calls fail."""
+    if program.faults == "-":
         sys.exit(77)
     # The loader splits LD_PRELOAD at blanks, which the path of the build may contain.
     with tempfile.TemporaryDirectory(prefix="kelinfra-faults-") as folder:
-        fails_at_each_step(shutil.copy(tool.faults, folder), tool)
+        test(shutil.copy(program.faults, folder), program)
+
+
+def leaves_the_file_if_it_cannot_write_the_new_one(tool):
+    with_faults(fails_at_each_step, tool)
 
 
 def reports_a_file_above_the_limit_of_the_user(tool):

@@ -1,7 +1,9 @@
 // A library that is loaded before the C library (LD_PRELOAD), so that calls of the system fail in the tool.
 // KELINFRA_FAULT names the call and the error number: "write 28". "fsync 0" lets the call succeed, and
 // appends a line to the file that KELINFRA_FAULT_FILE names, as another program could do at that time.
+// "clock_gettime 600" lets the monotonic clock begin at 0 and advance by 600 ms with each call.
 #include <dlfcn.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -53,6 +55,16 @@ ssize_t write(int descriptor, const void* bytes, std::size_t count) {
   const int error = faultOf("write");
   if (error >= 0) return failed(error);
   return reinterpret_cast<decltype(&write)>(dlsym(RTLD_NEXT, "write"))(descriptor, bytes, count);
+}
+
+int clock_gettime(clockid_t clock, struct timespec* now) noexcept {
+  static long long milliseconds = 0;
+  const int step = clock == CLOCK_MONOTONIC ? faultOf("clock_gettime") : -1;
+  if (step < 0) return next("clock_gettime", clock, now);
+  now->tv_sec = static_cast<time_t>(milliseconds / 1000);
+  now->tv_nsec = static_cast<long>(milliseconds % 1000 * 1000000);
+  milliseconds += step;
+  return 0;
 }
 
 int fsync(int descriptor) {
