@@ -29,7 +29,7 @@ It prints:
 """
 # (text of the page, its replacement, what is reported)
 OFFENDERS = [
-    ("Save this as `one.cpp`:\n\n", "", "howto/page.md:1: the line before the program does not name its file"),
+    ("Save this as `one.cpp`:\n\n", "", "page.md:1: the line before the program does not name its file"),
     ("```sh\ntest -f one.cpp\necho 1\n```\n", "", "page.md:3: no commands after the program compile"),
     ("test -f one.cpp", "test -f two.cpp", "page.md:3: no commands after the program compile one.cpp"),
     ("```output", "```text", "docs/howto has 0 programs with output; tests/snippets/counts.txt says 1"),
