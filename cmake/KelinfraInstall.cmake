@@ -80,7 +80,12 @@ else()
   endif()
   list(TRANSFORM KELINFRA_DEFINITIONS PREPEND " -D" OUTPUT_VARIABLE KELINFRA_PC_CFLAGS)
   list(JOIN KELINFRA_PC_CFLAGS "" KELINFRA_PC_CFLAGS)
-  configure_file(cmake/KELINFRA.pc.in KELINFRA.pc @ONLY)
+  # The prefix is the one of the installation, which may differ from the configured one.
+  set(KELINFRA_PC_PREFIX @KELINFRA_PREFIX@)
+  configure_file(cmake/KELINFRA.pc.in KELINFRA.pc.in @ONLY)
+  install(CODE "get_filename_component(KELINFRA_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+    configure_file(\"${PROJECT_BINARY_DIR}/KELINFRA.pc.in\" \"${PROJECT_BINARY_DIR}/KELINFRA.pc\" @ONLY)"
+          COMPONENT kelinfra_development)
   install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kelinfra_development)
 endif()

@@ -53,12 +53,16 @@ if(MODE STREQUAL "pkg-config")
   if(NOT PACKAGE STREQUAL "system")
     file(GLOB_RECURSE pc ${prefix}/*.pc)
     get_filename_component(pc_dir ${pc} DIRECTORY)
-    # The installation may have been moved to the prefix after it was configured. pkg-config would define a
-    # prefix for ICU's packages too, thus it reads a copy that names the prefix.
-    file(READ ${pc} text)
-    string(REGEX REPLACE "^prefix=[^\n]*" "prefix=${prefix}" text "${text}")
-    file(WRITE ${WORK_DIR}/pkgconfig/KELINFRA.pc "${text}")
-    set(ENV{PKG_CONFIG_PATH} ${WORK_DIR}/pkgconfig)
+    if(PACKAGE)
+      # The package may have been moved after its installation. pkg-config would define a prefix for ICU's
+      # packages too, thus it reads a copy that names the prefix.
+      file(READ ${pc} text)
+      string(REGEX REPLACE "^prefix=[^\n]*" "prefix=${prefix}" text "${text}")
+      file(WRITE ${WORK_DIR}/pkgconfig/KELINFRA.pc "${text}")
+      set(ENV{PKG_CONFIG_PATH} ${WORK_DIR}/pkgconfig)
+    else()
+      set(ENV{PKG_CONFIG_PATH} ${pc_dir})
+    endif()
     get_filename_component(lib_dir ${pc_dir} DIRECTORY)
     set(run_path -Wl,-rpath,${lib_dir})
   endif()
