@@ -1,5 +1,6 @@
 #include "files.hpp"
 
+#include "fileSystem.hpp"
 #include "texts.hpp"
 
 #include <cerrno>
@@ -22,8 +23,7 @@ std::string shownName(const std::string& name) {
   return name == "-" ? "<stdin>" : name;
 }
 
-InputFile::InputFile(const std::string& name)
-    : name_(name), file_(name == "-" ? stdin : std::fopen(name.c_str(), "rb")) {
+InputFile::InputFile(const std::string& name) : name_(name), file_(name == "-" ? stdin : openToRead(name)) {
   if (file_ == nullptr) failToRead(name_, errno);
 }
 
@@ -39,7 +39,7 @@ std::size_t InputFile::read(char* bytes, std::size_t count) const {
 
 std::uint64_t InputFile::size() const {
   std::error_code error;
-  const std::uintmax_t size = std::filesystem::file_size(name_, error);
+  const std::uintmax_t size = std::filesystem::file_size(std::filesystem::u8path(name_), error);
   return error ? 0 : size;
 }
 

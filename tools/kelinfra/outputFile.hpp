@@ -1,8 +1,11 @@
 #pragma once
 
+#include "fileSystem.hpp"
+
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// Files that a command writes.
@@ -14,14 +17,11 @@ class OutputFile {
  public:
   /// If the name is a symbolic link, the file to which it points is replaced.
   explicit OutputFile(const std::string& name);
-  OutputFile(const OutputFile& other) = delete;
-  OutputFile& operator=(const OutputFile& other) = delete;
-  /// The new file is removed unless it was finished.
-  ~OutputFile() = default;
 
   void write(const char* bytes, std::size_t count);
 
   /// Flushes the new file and gives it the name. It has the owner and the mode of the file that had the name.
+  /// Without this call the new file is removed.
   void finish();
 
  private:
@@ -30,19 +30,9 @@ class OutputFile {
   struct Close {
     void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
-  struct NewFile {
-    NewFile() = default;
-    NewFile(const NewFile& other) = delete;
-    NewFile& operator=(const NewFile& other) = delete;
-    ~NewFile() {
-      if (!name.empty()) static_cast<void>(std::remove(name.c_str()));
-    }
-    std::string name;
-  };
 
-  std::string target_;  ///< empty for the standard output
-  NewFile new_;
-  std::unique_ptr<std::FILE, Close> file_;
+  std::optional<NewFile> new_;
+  std::unique_ptr<std::FILE, Close> standard_;  ///< the bytes for the standard output
 };
 
 }  // namespace kelinfra
