@@ -1,5 +1,6 @@
 #include "oss/kelStrictStream.hpp"
 
+#include "platform/kelStandardLibrary.hpp"
 #include "text/kelConverterCache.hpp"
 #include "text/kelTranscoding.hpp"
 #include "text/kelUTF8Text.hpp"
@@ -156,8 +157,8 @@ StrictStream::StrictStream(const char* from, const char* to, std::uint64_t offse
   if (!from_.canBeCopied() || !to_.canBeCopied() || !to_.hasOneResult()) stepsUntil_ = UINT64_MAX;
   if (isUtf16(from_.converter.get())) unitSize_ = sizeof(char16_t);
   waitingSize_ = mostBytes(pivotSize, to_.converter.get());
-  waiting_ = std::make_unique_for_overwrite<char[]>(waitingSize_);
-  pivot_ = std::make_unique_for_overwrite<char16_t[]>(pivotSize);
+  waiting_ = platform::makeUniqueForOverwrite<char[]>(waitingSize_);
+  pivot_ = platform::makeUniqueForOverwrite<char16_t[]>(pivotSize);
 }
 
 // --- the stream
