@@ -1,5 +1,7 @@
 #include "infra/oss/kelAddressRecord.hpp"
 #include "infra/oss/kelDeadline.hpp"
+#include "infra/oss/kelFrameReader.hpp"
+#include "infra/oss/kelFrameWriter.hpp"
 #include "infra/oss/kelNLSException.hpp"
 #include "infra/oss/kelPoller.hpp"
 #include "infra/oss/kelSocket.hpp"
@@ -583,6 +585,50 @@ TEST(MemoryTorture, AddressRecordSurvivesEachRefusedAllocation) {
     const auto print = [&] { text = oss::AddressRecord::toString(record); };
     if (!run.completes(print)) print();
     EXPECT_EQ(utf8(text), "host 127.0.0.1 port 4711; address 127.0.0.1 port 4711");
+  });
+}
+
+TEST(MemoryTorture, FrameWriterSurvivesEachRefusedAllocation) {
+  sweepMemory("FrameWriter", [](FaultRun& run) {
+    oss::FrameWriter writer(10'000);
+    std::string wanted;
+    for (const std::size_t size : {5U, 100U, 5000U}) {
+      const std::string payload(size, 'x');
+      bool added = false;
+      if (run.completes([&] { added = writer.add(payload.data(), 0, payload.size()); })) {
+        EXPECT_TRUE(added);
+        wanted += std::string{'\0', '\0', static_cast<char>(size >> 8U), static_cast<char>(size)} + payload;
+      }
+      EXPECT_EQ(std::string(writer.bytes(), static_cast<std::size_t>(writer.length())), wanted);
+    }
+    EXPECT_TRUE(run.completes([&] { writer.remove(wanted.size()); }));
+    EXPECT_EQ(writer.length(), 0U);
+  });
+}
+
+TEST(MemoryTorture, FrameReaderSurvivesEachRefusedAllocation) {
+  sweepMemory("FrameReader", [](FaultRun& run) {
+    oss::FrameReader reader(10'000);
+    const std::string payload(1000, 'x');
+    const std::string frame = std::string("\0\0\x03\xE8", 4) + payload;
+    const std::string rest(2000, 'y');
+    for (const std::string& bytes : {frame, rest}) {
+      const auto append = [&] { reader.append(bytes.data(), 0, bytes.size()); };
+      if (!run.completes(append)) append();
+    }
+    oss::FrameReader::State state = oss::FrameReader::NEED_MORE;
+    EXPECT_TRUE(run.completes([&] { state = reader.next(); }));
+    EXPECT_EQ(state, oss::FrameReader::FRAME);
+    std::string taken;
+    const auto take = [&] { taken = reader.takeRest(); };
+    if (!run.completes(take)) {
+      EXPECT_TRUE(std::string(reader.payload(), static_cast<std::size_t>(reader.length())) == payload)
+          << "the frame has changed";
+      take();
+    }
+    EXPECT_EQ(taken, rest);
+    EXPECT_TRUE(run.completes([&] { state = reader.next(); }));
+    EXPECT_EQ(state, oss::FrameReader::NEED_MORE);
   });
 }
 

@@ -22,7 +22,8 @@ namespace tarvo::oss {
 /// length word of a frame reserves no memory: if a peer announces 4 GiB and sends 4 bytes, the object holds 4
 /// bytes. If a payload is above the limit, `append` drops its bytes. The object uses less memory than four
 /// times the bytes that it holds. When the object holds no more bytes, it releases the memory that a long
-/// frame needed. If there is no memory, `append` raises std::bad_alloc and does not change the object.
+/// frame needed. If there is no memory, `append` and `takeRest` raise std::bad_alloc and do not change the
+/// object.
 ///
 /// Threads: only one thread at a time may use an object. The class raises no other error.
 class KELINFRA_API FrameReader {

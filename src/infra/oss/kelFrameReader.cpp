@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <utility>
 
 namespace tarvo::oss {
@@ -42,9 +41,13 @@ FrameReader::State FrameReader::next() {
   const auto held = static_cast<std::size_t>(bytes_.size() - used_);
   if (!closed_ && held < lengthWordSize) return found(NEED_MORE, 0, 0);
   if (held == 0) return found(CLOSED_BETWEEN, 0, 0);
-  std::array<char, lengthWordSize> word{};
-  std::memcpy(word.data(), bytes_.data() + used_, std::min(held, word.size()));
-  const unsigned long long length = machine::bigEndianAt<std::uint32_t>(word.data());
+  const char* word = bytes_.data() + used_;
+  std::array<char, lengthWordSize> padded{};
+  if (held < lengthWordSize) {
+    std::copy_n(word, held, padded.begin());
+    word = padded.data();
+  }
+  const unsigned long long length = machine::bigEndianAt<std::uint32_t>(word);
   const unsigned long long arrived = held - std::min<unsigned long long>(held, lengthWordSize);
   if (length > limit_) return dropTooLarge(length, arrived);
   if (held >= lengthWordSize && arrived >= length) {
@@ -77,10 +80,10 @@ unsigned long long FrameReader::received() const {
 }
 
 std::string FrameReader::takeRest() {
-  used_ += std::exchange(frame_, 0);
-  std::string rest = bytes_.substr(static_cast<std::size_t>(used_));
+  std::string rest = bytes_.substr(static_cast<std::size_t>(used_ + frame_));
   std::string().swap(bytes_);
   used_ = 0;
+  frame_ = 0;
   found(NEED_MORE, 0, 0);
   return rest;
 }
