@@ -41,6 +41,14 @@ inline bool isLess(std::u16string_view left, std::u16string_view right) noexcept
   return at < both ? left[at] < right[at] : left.size() < right.size();
 }
 
+/// The order of `isLess`, for maps.
+struct Less {
+  using is_transparent = void;
+  bool operator()(std::u16string_view left, std::u16string_view right) const noexcept {
+    return isLess(left, right);
+  }
+};
+
 /// Returns the number of units as ICU's 32-bit type; throws std::bad_alloc if there are more.
 inline std::int32_t lengthOf(std::u16string_view units) {
   if (units.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {

@@ -101,7 +101,7 @@ class PropertiesEditor::Lines {
     std::size_t last = none;
     std::size_t count = 0;
   };
-  using Keys = std::map<std::u16string, Key, std::less<>>;
+  using Keys = std::map<std::u16string, Key, text::Less>;
 
   /// A change of one line: the bytes from `from` to `to` are replaced.
   struct Change {
@@ -113,8 +113,9 @@ class PropertiesEditor::Lines {
   using JoinedLines = std::vector<std::pair<std::size_t, std::unique_ptr<std::string>>>;
 
   Keys::iterator keyOf(std::u16string_view key) {
-    const auto found = keys_.find(key);
-    return found != keys_.end() ? found : keys_.try_emplace(std::u16string(key)).first;
+    const auto place = keys_.lower_bound(key);
+    if (place != keys_.end() && place->first == key) return place;
+    return keys_.try_emplace(place, std::u16string(key));
   }
   void addToKey(Keys::iterator key, std::size_t line) noexcept {
     lines_[line].overridden = std::exchange(key->second.last, line);

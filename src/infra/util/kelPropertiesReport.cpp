@@ -71,8 +71,8 @@ class Reader {
   LineStarts places_;
   std::vector<PropertyFinding> findings_;
   std::vector<PropertiesReport::Property> properties_;
-  std::vector<std::pair<std::size_t, std::size_t>> lines_;  ///< start and end of each property's line
-  std::map<std::u16string_view, std::size_t> lastOf_;       ///< the property that counts
+  std::vector<std::pair<std::size_t, std::size_t>> lines_;         ///< start and end of each property's line
+  std::map<std::u16string_view, std::size_t, text::Less> lastOf_;  ///< the property that counts
 };
 
 void Reader::add(const char* rule, Message::Level level, std::size_t offset,
@@ -146,8 +146,9 @@ void Reader::checkReferences() {
 
   std::vector<Percent> percents;
   std::unordered_map<const PropertyReferences::Property*, std::size_t> indexOf;
+  auto last = lastOf_.begin();  // the properties of `resolved`, in the same order
   for (const auto& entry : resolved) {
-    const std::size_t index = lastOf_.at(text::unitsOf(entry.first));
+    const std::size_t index = (last++)->second;
     indexOf.emplace(&entry, index);
     PropertiesReport::Property& property = properties_[index];
     const std::u16string_view value = text::unitsOf(property.value);
