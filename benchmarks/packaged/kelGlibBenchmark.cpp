@@ -87,6 +87,15 @@ void competeInUtf8(const utf8::Text& text) {
         return utf8::Answer{g_utf8_strlen(utf8::hidden(*bytes), static_cast<gssize>(length))};
       },
       [=] { return characters; });
+  utf8::compete(
+      "StrictConverter/findMalformed, " + text.what, "g_utf8_validate",
+      [=, bytes = text.bytes] {
+        const gchar* end = nullptr;
+        const gchar* const start = utf8::hidden(*bytes);
+        g_utf8_validate(start, static_cast<gssize>(length), &end);
+        return utf8::Answer{end - start};
+      },
+      [=] { return static_cast<utf8::Answer>(length); });
 }
 
 // --- Converter

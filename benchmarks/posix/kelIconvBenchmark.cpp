@@ -1,11 +1,12 @@
 #include "kelConverterTasks.hpp"
+#include "kelStrictConverterTasks.hpp"
 
 #include <iconv.h>
 
 #include <string>
 #include <vector>
 
-/// The system's iconv compared with Converter.
+/// The system's iconv compared with Converter and StrictConverter.
 namespace {
 
 using namespace tarvo::benchmarks::converter;
@@ -38,6 +39,12 @@ const bool registered = [] {
         [data = task.data, from = task.from, to = task.to](auto& room) {
           return convertByIconv(to, from.c_str(), data, room);
         },
+        task.own);
+  }
+  for (const tarvo::benchmarks::strict::Case& task : tarvo::benchmarks::strict::cases()) {
+    compete(
+        task.task, "iconv opened each time",
+        [&task](auto& room) { return convertByIconv(task.to, task.from.c_str(), task.data, room); },
         task.own);
   }
   return true;

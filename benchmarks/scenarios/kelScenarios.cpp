@@ -3,18 +3,28 @@
 #include "infra/oss/kelByteBuffer.hpp"
 #include "infra/oss/kelConverter.hpp"
 #include "infra/oss/kelDataBuffer.hpp"
+#include "infra/oss/kelDeadline.hpp"
 #include "infra/oss/kelFormatter.hpp"
+#include "infra/oss/kelFrameReader.hpp"
+#include "infra/oss/kelFrameWriter.hpp"
 #include "infra/oss/kelMessage.hpp"
 #include "infra/oss/kelMessageList.hpp"
+#include "infra/oss/kelPoller.hpp"
 #include "infra/oss/kelSizeableBuffer.hpp"
 #include "infra/oss/kelSocket.hpp"
 #include "infra/oss/kelSocketException.hpp"
 #include "infra/oss/kelSocketServer.hpp"
+#include "infra/oss/kelStrictConverter.hpp"
 #include "infra/oss/kelStringTokenizer.hpp"
 #include "infra/oss/kelUTF8Iterator.hpp"
 #include "infra/oss/kelUTF8String.hpp"
+#include "infra/oss/kelWakeup.hpp"
+#include "infra/trace/kelTraceRecorder.hpp"
 #include "infra/util/kelBase64.hpp"
 #include "infra/util/kelExtendedProperties.hpp"
+#include "infra/util/kelMessageCatalogue.hpp"
+#include "infra/util/kelPropertiesEditor.hpp"
+#include "infra/util/kelPropertiesReport.hpp"
 
 #include "kelPropertiesFile.hpp"
 #include "kelRequestsForMemory.hpp"
@@ -23,7 +33,9 @@
 
 #include <valgrind/callgrind.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -34,8 +46,12 @@
 namespace {
 
 using namespace tarvo::oss;
+using tarvo::trace::TraceRecorder;
 using tarvo::util::Base64;
 using tarvo::util::ExtendedProperties;
+using tarvo::util::MessageCatalogue;
+using tarvo::util::PropertiesEditor;
+using tarvo::util::PropertiesReport;
 
 /// Keeps the compiler from removing the computation of a value.
 template <class Value>
@@ -139,6 +155,17 @@ void conversions() {
   use(Converter::convertToBytes(text, "UTF-8", bytes));
 }
 
+void strictConversions() {
+  std::array<char, 8192> room;
+  for (const char* const page : {"windows-1252", "UTF-16LE"}) {
+    StrictConverter stream("UTF-8", page);
+    const char* source = mixedText().data();
+    char* target = room.data();
+    use(stream.convert(source, source + mixedText().size(), target, target + room.size(), true));
+  }
+  use(StrictConverter::findMalformed(mixedText().data(), mixedText().size()));
+}
+
 void formats() {
   icu::UnicodeString text;
   for (int i = 0; i < 100; ++i) {
@@ -183,6 +210,63 @@ void propertiesAsked() {
   properties.save(out);
 }
 
+void propertiesEdited() {
+  PropertiesEditor editor(settings().data(), settings().size());
+  editor.set("component42.setting42", "another value");
+  editor.remove("component43.setting43");
+  use(editor.bytes());
+}
+
+void propertiesReported() {
+  const PropertiesReport report(settings().data(), settings().size());
+  use(report.findings());
+}
+
+void catalogues() {
+  static const MessageCatalogue& catalogue = []() -> const MessageCatalogue& {
+    static MessageCatalogue loaded;
+    const std::string text = "ERR_SOCKET_REFUSED = The host {0} refused port {1}.\n";
+    loaded.load("", text.data(), text.size());
+    return loaded;
+  }();
+  static const Message message = sample();
+  icu::UnicodeString text;
+  for (int i = 0; i < 10; ++i) use(catalogue.render(message, "de", text));
+}
+
+void frames() {
+  FrameWriter writer(1'000'000);
+  for (int i = 0; i < 100; ++i) writer.add(mixedText().data(), 0, 100);
+  FrameReader reader(1000);
+  while (writer.length() > 0) {
+    const auto count = std::min(writer.length(), 1000ULL);
+    reader.append(writer.bytes(), 0, count);
+    writer.remove(count);
+    while (reader.next() == FrameReader::FRAME) use(reader.payload());
+  }
+}
+
+void waits() {
+  Wakeup wakeup;
+  Poller poller;
+  poller.watch(wakeup.handle(), Poller::READ);
+  for (int i = 0; i < 10; ++i) {
+    wakeup.trigger();
+    use(poller.wait(Deadline::never()));
+    wakeup.clear();
+  }
+}
+
+void recordedEvents() {
+  TraceRecorder::start(TraceRecorder::Settings());
+  for (std::uint32_t i = 0; i < 500; ++i) {
+    TraceRecorder::entered(i);
+    TraceRecorder::left(i, 0);
+  }
+  TraceRecorder::stop();
+  use(TraceRecorder::lost());
+}
+
 /// Both ends are in one thread, because the system buffers the bytes until they are read.
 void sockets() {
   SocketServer server;
@@ -217,10 +301,17 @@ constexpr Scenario scenarios[] = {
     {"UTF8Iterator", &utf8Iterators},
     {"StringTokenizer", &tokenizers},
     {"Converter", &conversions},
+    {"StrictConverter", &strictConversions},
     {"Formatter", &formats},
     {"Base64", &base64},
     {"ExtendedProperties, load", &propertiesLoaded},
     {"ExtendedProperties, ask and save", &propertiesAsked},
+    {"PropertiesEditor", &propertiesEdited},
+    {"PropertiesReport", &propertiesReported},
+    {"MessageCatalogue", &catalogues},
+    {"FrameReader and FrameWriter", &frames},
+    {"Poller and Wakeup", &waits},
+    {"TraceRecorder", &recordedEvents},
     {"Socket", &sockets},
 };
 
