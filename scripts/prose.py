@@ -87,7 +87,7 @@ def lines_of(name):
     return list(comment_lines(lines, marker)) if marker else []
 
 
-ITEM = re.compile(r"([-*]|\d+\.) ")
+ITEM = re.compile(r"^([-*]|\d+\.) ")
 
 
 def paragraphs(name):
@@ -110,7 +110,7 @@ def paragraphs(name):
 
 def end_of_sentence(text, start):
     """The position after the sentence that begins at `start`; a sentence in parentheses does not end one."""
-    for found in re.finditer(r"[.!?][`*\")]* +(?=[A-Z`*\"(\[])|$", text[start:]):
+    for found in re.finditer(r"[.!?][`*\")]* +(?=[A-Z`*\"(\[]|docs/)|$", text[start:]):
         sentence = re.sub(r"`[^`]*`|\"[^\"]*\"", "", text[start:start + found.end()])
         if sentence.count("(") <= sentence.count(")"):
             return start + found.end()

@@ -2,16 +2,17 @@
 
 #include <cstddef>
 
-// Without this check, a program in an older standard gets error messages that do not name the cause.
-// Microsoft's compiler defines the number of the standard in _MSVC_LANG.
+// The headers need C++17. Without the check below, the errors of the compiler in an older standard do not
+// name this cause. Microsoft's compiler defines the number of the standard in _MSVC_LANG.
 #if __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
 #error "KELINFRA needs C++17 or C++20: compile with -std=c++17"
 #endif
 
-/// Public classes contain containers of the C++ standard library. Two settings of libstdc++ (the old ABI and
-/// checked containers) change the size of these containers. A program and a library that are compiled with
-/// different settings would disagree on the offsets of members. The checks below report such a difference as
-/// a compile error. KELINFRA_CHECKED_CONTAINERS is defined if the library was built with checked containers.
+/// Public classes contain containers of the C++ standard library. Two settings of libstdc++, the old ABI and
+/// checked containers, change the size of the containers of the standard library. If a program and the
+/// library were compiled with different settings, they would disagree on the offsets of members. The checks
+/// below report different settings as a compile error. KELINFRA_CHECKED_CONTAINERS is defined if the library
+/// was built with checked containers.
 #if defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI
 #error "KELINFRA is built for the C++11 ABI of libstdc++: compile without -D_GLIBCXX_USE_CXX11_ABI=0"
 #endif
@@ -24,9 +25,9 @@
 
 /// KELINFRA_API marks the classes, functions and objects that the shared library exports. Unmarked names are
 /// not exported.
-/// KELINFRA_LOCAL removes a private member of an exported class from the exports. On Windows the macro is
-/// empty, because Windows exports whole classes.
-/// KELINFRA_STATIC is defined for programs that link the static library, or the library's object files.
+/// KELINFRA_LOCAL removes a private member of an exported class from the exports. On Windows KELINFRA_LOCAL
+/// is empty, because Windows exports whole classes. KELINFRA_STATIC is defined for programs that link the
+/// static library, or the library's object files.
 #if defined(_WIN32)
 #if defined(KELINFRA_STATIC)
 #define KELINFRA_API
@@ -41,8 +42,8 @@
 #define KELINFRA_LOCAL __attribute__((visibility("hidden")))
 #endif
 
-/// KELINFRA_NOINLINE prevents the compiler from inlining a function. The macro marks functions that are
-/// called rarely: inlining such a function would make the common path of its caller slower.
+/// KELINFRA_NOINLINE prevents the compiler from inlining a function. KELINFRA_NOINLINE marks functions that
+/// are called rarely. If the compiler inlined such a function, the common path of its caller would be slower.
 #if defined(_MSC_VER)
 #define KELINFRA_NOINLINE __declspec(noinline)
 #else
@@ -51,7 +52,7 @@
 
 /// KELINFRA_LIFETIMEBOUND after a parameter means that the result refers to the argument; after a member
 /// function it means that the result refers to the object. Clang then warns if the program keeps a result
-/// that refers to a temporary argument or object. For other compilers the macro is empty.
+/// that refers to a temporary argument or object. For other compilers KELINFRA_LIFETIMEBOUND is empty.
 #if defined(__has_cpp_attribute)
 #if __has_cpp_attribute(clang::lifetimebound)
 #define KELINFRA_LIFETIMEBOUND [[clang::lifetimebound]]

@@ -2,9 +2,9 @@
 
 #include "infra/kelExport.hpp"
 
-/// The version of the headers with which a program is compiled: the text "5.2.1", and the number 50201, in
-/// which the minor number and the patch number have two digits each. A preprocessor condition can compare the
-/// number, for example `KELINFRA_VERSION >= 50300`.
+/// The version of the headers with which a program is compiled. KELINFRA_VERSION_STRING is the text "5.2.1".
+/// KELINFRA_VERSION is the number 50201: the minor number and the patch number have two digits each. A
+/// preprocessor condition can compare this number, for example `KELINFRA_VERSION >= 50300`.
 ///
 /// The major number increases if existing programs cannot run with the new version of the library. The soname
 /// of the shared library contains the major number.
@@ -22,13 +22,14 @@
 
 namespace tarvo::oss {
 
-/// Returns the KELINFRA_VERSION of the library that the program runs with. Any thread may call this function
-/// at any time. `BuildVersion` returns this version as text, with the protocol version and the build number.
+/// Returns the KELINFRA_VERSION of the library with which the program runs. Any thread may call
+/// `libraryVersion` at any time. `BuildVersion` returns the version of the library as text, with the protocol
+/// version and the build number.
 KELINFRA_API int libraryVersion() noexcept;
 
 /// Returns true if a program that is compiled with headers of version `headers` can run with a library of
-/// version `library`. This is so if both versions have the same major number and the library is not older
-/// than the headers.
+/// version `library`: both versions must have the same major number, and the library must not be older than
+/// the headers.
 constexpr bool versionsMatch(int headers, int library) noexcept {
   return headers / 10000 == library / 10000 && headers <= library;
 }

@@ -7,8 +7,9 @@
 
 namespace tarvo::oss {
 
-/// Checks and prints an address record (`Socket::_AddrInfoExternal`), for example a record that another
-/// process has sent. The bytes may be untrusted: the functions read no byte outside the given range.
+/// Checks and prints an address record (`Socket::_AddrInfoExternal`): the addresses to which a host name
+/// resolves, in a form that one process can send to another. The bytes of the record may be untrusted: the
+/// functions read no byte outside the given range.
 ///
 ///     Socket::_AddrInfoExternal record;
 ///     Socket::resolveAddrInfo("127.0.0.1", 4711, record);
@@ -16,8 +17,8 @@ namespace tarvo::oss {
 ///     AddressRecord::toString(record);  // -> "host 127.0.0.1 port 4711; address 127.0.0.1 port 4711"
 ///     AddressRecord::check(&record, 100).fault == AddressRecord::WRONG_LENGTH;    // -> true
 ///
-/// Threads: any thread may call the functions at any time. The only error is std::bad_alloc if memory is
-/// exhausted.
+/// Threads: any thread may call the functions at any time. The only error of the functions is std::bad_alloc,
+/// if memory is exhausted.
 class KELINFRA_API AddressRecord {
  public:
   enum Fault {
@@ -44,8 +45,8 @@ class KELINFRA_API AddressRecord {
   /// Checks a range of bytes. `Socket::connect` refuses a record with one of the faults from USED_TOO_LARGE
   /// to EMPTY_LIST. `Socket::connect` accepts a record with UNKNOWN_FAMILY or DIFFERENT_FAMILY, but an
   /// attempt to connect to an address of an unknown family fails at once. If a record has several faults,
-  /// `check` reports the first fault that `connect` refuses. If `connect` refuses none of the faults, `check`
-  /// reports the first fault.
+  /// `check` reports the first of the faults that `connect` refuses. If `connect` accepts a record with all
+  /// these faults, `check` reports the first fault.
   ///   bytes   may be null if the length is 0
   static Result check(const void* bytes, unsigned long long length);
   /// Returns the name of the enumerator, such as "NONE".
@@ -53,8 +54,8 @@ class KELINFRA_API AddressRecord {
 
   /// Returns the record in one line: the host and port that were resolved, then each address with its port.
   /// In the host, a backslash and every byte that is not a visible ASCII character are written as \xHH. If
-  /// the record has a fault, the line contains the fields that could be read, and then "; fault NAME at byte
-  /// N".
+  /// the record has a fault, the line contains the fields that could be read, followed by "; fault NAME at
+  /// byte N".
   static icu::UnicodeString toString(const Socket::_AddrInfoExternal& record);
 };
 

@@ -18,9 +18,9 @@ namespace tarvo::oss {
 ///     }
 ///
 /// The subclasses `NLSException`, `IOException`, `SocketException` (tarvo::oss), `PropertiesException` and
-/// `Base64Exception` (tarvo::util) differ only in type and name. Copies are deep and independent of one
-/// another, so a program may pass a copy to another thread. Only one thread at a time may use an exception
-/// object.
+/// `Base64Exception` (tarvo::util) differ only in type and name. A copy of an exception shares no data with
+/// the original, so a program may pass a copy to another thread. Only one thread at a time may use an
+/// exception object.
 class KELINFRA_API BaseException : public std::exception {
  public:
   /// Creates an exception with one message, which has level `LEVEL_ERROR` and no arguments.
@@ -33,9 +33,8 @@ class KELINFRA_API BaseException : public std::exception {
 
   /// Returns `name()` of the most derived class, a static string.
   const char* what() const noexcept override;
-  /// Returns "oss::BaseException"; each subclass overrides it. Some classes return a name with a namespace,
-  /// and others a name without one. The names of the exception classes are frozen because programs print
-  /// them.
+  /// Returns "oss::BaseException"; each subclass overrides it. Some exception classes return a name with a
+  /// namespace, others a name without a namespace. The names are frozen because programs print them.
   virtual const char* name() const;
 
   /// Appends a copy of `m`.

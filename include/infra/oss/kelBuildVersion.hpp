@@ -15,11 +15,11 @@ namespace tarvo::oss {
 ///     version.getProtocolVersion();      // -> "1.1"
 ///     version.getBuildNumberString();    // -> "275"
 ///
-/// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens count as one, so
-/// "5--275" has the product version 5 and the protocol version 275. A missing part is empty. Only
-/// `getBuildVersion` returns the text after the third part. The class raises only std::bad_alloc. Returned
-/// references are valid as long as the object exists; after an assignment to the object, the references refer
-/// to the new texts.
+/// The parts are the tokens that `StringTokenizer` finds between hyphens. Adjacent hyphens count as one
+/// hyphen, so "5--275" has the product version 5 and the protocol version 275. A missing part is an empty
+/// text. If a version text has more than three parts, only `getBuildVersion` returns the rest. The class
+/// raises only std::bad_alloc. Returned references are valid as long as the object exists. After an
+/// assignment to the object, the references refer to the new texts.
 class KELINFRA_API BuildVersion {
  public:
   /// Creates an object that holds the version of this library.

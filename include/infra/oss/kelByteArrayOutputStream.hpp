@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// An `OutputStream` that writes into a buffer that the caller provides, from the start of the buffer.
+/// An `OutputStream` that writes its bytes into a buffer of the caller, from the start of the buffer on.
 ///
 ///     tarvo::util::ExtendedProperties properties;
 ///     properties.putProperty("host", "db1");
@@ -18,7 +18,8 @@ namespace tarvo::oss {
 ///
 /// The buffer must exist until the last write. The stream writes no terminator. The position of the stream
 /// cannot be reset, and no member returns the number of bytes written. To find the end of the text, count the
-/// bytes in the program or fill the buffer with zeros first. Only one thread at a time may use an object.
+/// bytes in the program, or fill the buffer with zeros before the first write. Only one thread at a time may
+/// use an object.
 class KELINFRA_API ByteArrayOutputStream : public OutputStream {
  public:
   /// `capacity` is the size of the buffer in bytes. If `capacity` is 0, the buffer may be null.
@@ -26,8 +27,8 @@ class KELINFRA_API ByteArrayOutputStream : public OutputStream {
   ~ByteArrayOutputStream() override;
 
   using OutputStream::write;
-  /// Stores one byte after the bytes that were written before. The other overloads of `write` call this
-  /// overload for each byte: they store all bytes that fit, and then raise the same error.
+  /// Stores one byte after the bytes that were written before. The other overloads of `write` call
+  /// `write(char)` for each byte: they store all bytes that fit, and then raise the same error.
   ///   raises   IOException ERR_BUFFER_SIZE_TOO_SMALL (capacity as the signed decimal of its low 32 bits),
   ///            file "kelByteArrayOutputStream.cpp": the buffer is full. The byte is not stored, and the
   ///            stream does not change

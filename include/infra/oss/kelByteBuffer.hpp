@@ -15,27 +15,27 @@ namespace tarvo::oss {
 ///     payload.append("value", 6);
 ///     payload.length();              // -> 10
 ///
-/// Capacities are powers of two, from 4 to 2^30, and include the terminator. `clear` keeps the capacity.
-/// Lengths are numbers of bytes. Only one thread at a time may use an object. The bytes that a program
-/// appends or sets may be a part of the buffer itself.
+/// Capacities are powers of two, from 4 to 2^30 bytes, and include the terminator. `clear` keeps the
+/// capacity. A length is a number of bytes without the terminator. Only one thread at a time may use an
+/// object. The argument of `append` or `set` may be a part of the buffer itself.
 ///
 /// The class raises only std::bad_alloc: if there is no memory, if a sum of lengths overflows, or if a buffer
 /// would need more than 2^30 bytes. After a failed `append` the buffer is unchanged. After a failed `set` or
-/// `operator=` the buffer has no storage: `get()` returns null and the length is 0. A buffer without storage
-/// can be used again.
+/// `operator=` the buffer has no storage: `get()` returns null and the length is 0. A program can use a
+/// buffer without storage again: the next change allocates storage.
 class KELINFRA_API ByteBuffer {
  public:
   /// Creates an empty buffer with room for `size` bytes.
   explicit ByteBuffer(unsigned long long size);
-  /// Creates a buffer of `length` bytes, copied from `data`, and a terminator. If `data` is null, the
-  /// `length` bytes are uninitialised. No member can change single bytes: replace the uninitialised bytes by
-  /// `set` or `operator=` before anything reads them.
+  /// Creates a buffer with a copy of the `length` bytes at `data`, and a terminator. If `data` is null, the
+  /// `length` bytes are uninitialised. No member changes single bytes: call `set` or `operator=` to replace
+  /// uninitialised bytes before the program reads the buffer.
   ByteBuffer(const char* const data, unsigned long long length);
   /// Creates a buffer that holds `text` in the code page `codepage`, an ICU converter name; null means ICU's
-  /// default converter. If the code page is unknown, the buffer is empty. In this constructor the name "" is
-  /// not the default converter: with "", only the characters that ICU calls invariant are converted, which
-  /// are ASCII except LF, !, #, $, @, [, \, ], ^, `, {, |, } and ~. Each other UTF-16 code unit becomes a
-  /// zero byte.
+  /// default converter. If the code page is unknown, the buffer is empty. The code page "" does not mean the
+  /// default converter here. With "", the constructor converts only the characters that ICU calls invariant:
+  /// ASCII without LF, !, #, $, @, [, \, ], ^, `, {, |, } and ~. Every other UTF-16 code unit becomes a zero
+  /// byte.
   ByteBuffer(const icu::UnicodeString& text, const char* codepage);
   ByteBuffer(const ByteBuffer& other);
   virtual ~ByteBuffer();
@@ -54,16 +54,16 @@ class KELINFRA_API ByteBuffer {
   /// Returns true if the buffer holds exactly the `length` bytes at `data`; false if `data` is null.
   bool compare(const char* const data, unsigned long long length) const;
   /// Returns true if `other` has storage and both buffers hold the same bytes. If `other` has no storage, the
-  /// result is false, even if `other` is this buffer. A buffer without storage equals an empty `other` that
-  /// has storage.
+  /// result is false, even if `other` is this buffer. If only this buffer has no storage, it counts as empty:
+  /// the result is true if `other` is empty.
   bool operator==(const ByteBuffer& other) const;
 
   // --- change -----------------------------------------------------------------------------------------
 
-  /// Appends a copy of `length` bytes. If `data` is null or `length` is 0, nothing changes.
+  /// Appends a copy of the `length` bytes at `data`. If `data` is null or `length` is 0, nothing changes.
   void append(const char* const data, unsigned long long length);
-  /// Replaces the contents by a copy of `length` bytes; a length of 0 empties the buffer. If `data` is null,
-  /// nothing changes.
+  /// Replaces the contents by a copy of the `length` bytes at `data`; a length of 0 empties the buffer. If
+  /// `data` is null, nothing changes.
   void set(const char* const data, unsigned long long length);
   /// Sets the length to 0 and keeps the capacity.
   void clear();

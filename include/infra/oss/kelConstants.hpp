@@ -4,8 +4,9 @@
 
 namespace tarvo::oss {
 
-/// The configuration keys of a document constructor. The keys are NUL-terminated ASCII texts, and are valid
-/// from the start of the process to its end.
+/// The names of three properties that programs share: they configure a program's constructor of documents,
+/// which is not a part of this library. The names are NUL-terminated ASCII texts, and are valid from the
+/// start of the process to its end.
 class KELINFRA_API Constants {
  public:
   Constants() = delete;

@@ -22,7 +22,7 @@ char* growBuffer(void* buffer, std::size_t size) {
 
 }  // namespace detail
 
-/// Converts text between code pages, with ICU's converters.
+/// Converts text from one code page to another, with ICU's converters.
 ///
 ///     char latin[64];
 ///     const char* utf8 = "Gr\xC3\xBC\xC3\x9F""e";
@@ -33,16 +33,17 @@ char* growBuffer(void* buffer, std::size_t size) {
 /// Code pages are ICU converter names, NUL-terminated; null and "" are ICU's default converter. Lengths,
 /// capacities and sizes are bytes. Bytes that are invalid in their code page become U+FFFD, or the
 /// replacement character that ICU's converter defines. A character that the target code page does not contain
-/// becomes that code page's substitution byte. Each thread keeps recently used converters open. All members
-/// are static, and any thread may call them at any time.
+/// becomes the substitution byte of the target code page. To save time, each thread keeps the ICU converters
+/// open that it used recently. All members are static, and any thread may call them at any time.
 class KELINFRA_API Converter {
  public:
   Converter() = delete;
 
-  /// Converts NUL-terminated text, `length` bytes, or Unicode text into the caller's `destination`. If the
-  /// destination is null, the members only return the size of the result. For the code pages
-  /// ISCII and LMBCS, ICU sometimes reports one or two bytes less than the result has. A conversion into a
-  /// destination of the reported size then raises ERR_BUFFER_SIZE_TOO_SMALL; provide a larger destination.
+  /// The overloads of `convert` write their result into the caller's `destination`. The source is
+  /// NUL-terminated text, a text of `length` bytes, or Unicode text. If the destination is null, `convert`
+  /// only returns the size of the result. For the code pages ISCII and LMBCS, ICU sometimes reports a size
+  /// that is one or two bytes too small. A destination of the reported size is then too small
+  /// (ERR_BUFFER_SIZE_TOO_SMALL): provide a larger one.
   ///
   ///   destination        receives at most `destinationLength` bytes; after a failed conversion it may hold
   ///                      the beginning of the result
@@ -70,14 +71,14 @@ class KELINFRA_API Converter {
                      const icu::UnicodeString& data);
 
   /// Turns debug output on or off for the whole process. Debug output is off when the program starts. If
-  /// debug output is on, `convert` prints its parameters, including the data, and its steps to standard
-  /// output.
+  /// debug output is on, `convert` prints its parameters, its data and its steps to standard output.
   static void setDebug(bool on);
 
-  /// Converts `text` into `bytes` and returns the byte count. If the capacity of the buffer is too small, the
-  /// buffer grows to a power of two. The function writes a terminator only if there is room for it after the
-  /// bytes; the byte count does not include the terminator. A character that the code page does not contain
-  /// becomes that code page's substitution byte. If the code page is unknown, the result is 0 bytes.
+  /// Converts `text` into `bytes` and returns the number of bytes. If the capacity of the buffer is too
+  /// small, the buffer grows to a power of two. `convertToBytes` writes a terminator only if the buffer has
+  /// room for one after the bytes; the returned number does not include the terminator. A character that the
+  /// code page does not contain becomes the substitution byte of the code page. If ICU does not know the code
+  /// page, the result is 0 bytes.
   ///   raises   NLSException QN_ERR_OUT_OF_MEMORY ("Converter::convertToBytes()"): no memory, more than 2^30
   ///            bytes, or more than the buffer's maximum
   template <std::size_t N>

@@ -9,14 +9,15 @@
 
 namespace tarvo::oss {
 
-/// The storage of a DataBuffer. This struct is an implementation detail: programs must not use it.
+/// The storage of a DataBuffer. The struct is a detail of `DataBuffer`, and programs must not use it.
 ///
 ///  bytes                                                                 size, if on the heap
 ///  |  no byte is 0  |  the rest of the text  |  old bytes  |  all 0        |  undefined  |
 ///  0             zeroFree                 length        written        capacity + 1
 ///
-/// `zeroFree` is at most `written`, and `length` and `written` are at most `capacity`. `written` is below
-/// `length` if the text ends in zeros. If a text is shortened, the old bytes after its new end remain.
+/// `zeroFree` is at most `written`, and `length` and `written` are at most `capacity`. If the text ends in
+/// zero bytes, `written` is below `length`. If a text becomes shorter, the old bytes after its new end
+/// remain.
 struct TextBlock {
   static constexpr int inlineCapacity = 4096;
 
@@ -40,16 +41,16 @@ struct TextBlock {
 ///
 /// A DataBuffer is for text, not for arbitrary bytes: a zero byte in the contents terminates the text for
 /// every operation that computes a length. An insert moves only the bytes from the insert position up to the
-/// next zero byte; the moved bytes overwrite the bytes that follow. If an append or insert moves the text to
-/// a larger block, three parts are each cut at their first zero byte: the text before the position, the added
-/// text, and the text after the position.
+/// next zero byte; the moved bytes overwrite the bytes that follow. If an append or insert needs a larger
+/// block of memory, it copies three texts into the block, each only up to its first zero byte: the text
+/// before the insert position, the added text, and the text after the insert position.
 ///
 /// Heap storage may be up to four times larger than the text; `capacity` does not report the excess. For
-/// blocks of 4 MiB or more the class asks the system for large pages.
+/// blocks of 4 MiB or more the class asks the system for large memory pages.
 ///
-/// Positions, counts, lengths and capacities are bytes. The argument of an append or insert may be the
-/// buffer's own text or a part of that text: the result is the same as with a copy of the argument. Only one
-/// thread at a time may use an object.
+/// Positions, counts, lengths and capacities are bytes. The argument of an append or insert may be the text
+/// of the same buffer, or a part of this text: the result is the same as with a copy of the argument. Only
+/// one thread at a time may use an object.
 ///
 /// Memory: if there is no memory for a text, or if the buffer would need a capacity above the largest int, an
 /// append or insert changes nothing and reports no error, but a constructor raises std::bad_alloc. ICU
@@ -57,12 +58,12 @@ struct TextBlock {
 /// member that converts the text raises std::bad_alloc.
 ///
 /// Code pages are ICU converter names, NUL-terminated; null or "" is ICU's default converter. A character
-/// that a code page does not contain becomes that code page's substitution byte. If ICU does not know the
-/// code page, a member adds nothing. Members that convert a text raise the following errors from
-/// "kelDataBuffer.cpp"; after such an error the buffer is unchanged:
+/// that a code page does not contain becomes the substitution byte of the code page. If ICU does not know the
+/// code page, a member adds nothing. Members that convert a text raise the following errors, with the file
+/// name "kelDataBuffer.cpp"; after such an error the buffer is unchanged:
 ///   NLSException ERR_CONV_CONVERSION_ERROR (encoding, encoding): the encoding is exactly "UTF-16" or
-///     "UTF-32", or it is null and the default converter has one of these names. The zero bytes of such a
-///     text would terminate it
+///     "UTF-32", or it is null and the default converter has one of these names. The zero bytes of a text in
+///     UTF-16 or UTF-32 would terminate the text
 ///   NLSException ERR_CONV_CONVERSION_ERROR ("UTF-16", encoding): the converted size is above the largest int
 /// If the caller passes null or "" as the encoding, the argument `encoding` of the error is the name of the
 /// default converter.
@@ -77,9 +78,9 @@ class KELINFRA_API DataBuffer {
   explicit DataBuffer(const icu::UnicodeString& text);
   /// Creates a buffer that holds the text in the code page `encoding`.
   DataBuffer(const icu::UnicodeString& text, const char* encoding);
-  /// Copies the text and the length of `other`. The capacity is the capacity of `other`, but at least 4096.
-  /// If the copy is on the heap, the constructor copies only the bytes up to the first zero byte, and sets
-  /// the other bytes up to the length to zero.
+  /// Copies the text and the length of `other`. The capacity of the copy is the capacity of `other`, but at
+  /// least 4096. If the copy is on the heap, the constructor copies only the bytes up to the first zero byte,
+  /// and sets the rest of the text to zero.
   DataBuffer(const DataBuffer& other);
   virtual ~DataBuffer();
 
@@ -92,9 +93,10 @@ class KELINFRA_API DataBuffer {
   /// kept.
   const char* getString() const KELINFRA_LIFETIMEBOUND;
   int length() const;
-  /// While the text is inside the object, the capacity is 4096. If the constructor was given a size above
-  /// 4096, the capacity is that size. After an append or insert that did not fit, the capacity is length +
-  /// count + 4096.
+  /// Returns the capacity in bytes. While the text is inside the object, the capacity is 4096. If the program
+  /// passed a size above 4096 to the constructor, the capacity is this size. After an append or insert that
+  /// needed a larger block, the capacity is length + count + 4096, where `length` is the length of the old
+  /// text and `count` the length of the added text.
   int capacity() const;
 
   /// Decodes the hexadecimal literal in the buffer, such as X'0aff', into bytes at `target`. The digits may
@@ -110,16 +112,16 @@ class KELINFRA_API DataBuffer {
 
   /// Appends the text up to its terminator. If `text` is null, nothing changes.
   void appendString(const char* text);
-  /// Appends `count` bytes, including zero bytes; `count` is not compared with the length of the text. If
-  /// `text` is null or `count` is below 1, nothing changes.
+  /// Appends the `count` bytes at `text`, including zero bytes. If `text` is null or `count` is below 1,
+  /// nothing changes.
   void appendString(const char* text, int count);
   /// Appends the text in the code page `encoding`.
   void appendString(const icu::UnicodeString& text, const char* encoding);
   /// Appends `other.length()` bytes of `other`.
   void appendString(const DataBuffer& other);
 
-  /// Each overload appends the number in decimal. Character types are numbers too: the `unsigned char` 200 is
-  /// appended as "200".
+  /// Each overload appends the number in decimal. The character types count as numbers too: the `unsigned
+  /// char` 200 is appended as "200".
   void appendNumber(unsigned char value);
   void appendNumber(unsigned short value);
   void appendNumber(unsigned int value);
@@ -141,7 +143,7 @@ class KELINFRA_API DataBuffer {
   // --- insert: a position below 0 means 0, and a position above length() means length()
 
   /// Each overload inserts, at `position`, the text that `appendString` would append for the same arguments.
-  /// The old text after the position moves and is not overwritten.
+  /// The text from `position` on moves to the end of the inserted text.
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text, const char* encoding);

@@ -6,8 +6,7 @@
 
 namespace tarvo::oss {
 
-/// A point in time on the monotonic clock, at which a caller stops waiting. A `Deadline` is a value, and
-/// copies of it are cheap.
+/// The point in time at which a caller stops waiting. A `Deadline` is a value, and copies of it are cheap.
 ///
 ///     const std::string request = "list";
 ///     char reply[4096];
@@ -17,13 +16,14 @@ namespace tarvo::oss {
 ///     socket.writeMessageWithin(request.data(), 0, request.size(), deadline);
 ///     socket.readMessageWithin(reply, nullptr, 0, sizeof reply, true, deadline);
 ///
-/// A program passes the same deadline to each call of a request, so the deadline limits the time of the whole
-/// request. A timeout for each call does not limit the time of the request: a peer that sends a byte shortly
-/// before each timeout can make the request last for any time. A deadline changes no setting of the
-/// connection.
+/// A program passes the same deadline to each call that belongs to a request, so the deadline limits the time
+/// of the whole request. A timeout for each call does not limit the time of the request: if the peer sends a
+/// byte shortly before each timeout passes, the request can last for any time. A deadline changes no setting
+/// of the connection.
 ///
-/// A change of the system's date does not affect the monotonic clock. The resolution of this clock is a
-/// millisecond or better. `docs/sockets.md` lists what each call does when a timeout ends.
+/// Deadlines use the system's monotonic clock. A change of the system's date does not affect this clock. The
+/// resolution of the clock is a millisecond or better. `docs/sockets.md` lists the behaviour of each call
+/// when its time has passed.
 ///
 /// Threads: any thread may read an object at any time. The members raise no errors and allocate nothing.
 class KELINFRA_API Deadline {
@@ -31,21 +31,21 @@ class KELINFRA_API Deadline {
   /// Creates a deadline that never expires, as `never` does.
   Deadline() noexcept;
   static Deadline never() noexcept;
-  /// Returns the deadline `milliseconds` from now; with 0, the deadline has already passed. If the time is
-  /// too far away for the clock, the result is the last time that the clock can represent, some centuries
-  /// from now.
+  /// Returns the deadline that passes after `milliseconds`; a deadline of 0 milliseconds has already passed.
+  /// If the clock cannot represent a time that far away, the result is the last time that the clock can
+  /// represent, some centuries from now.
   static Deadline in(unsigned long long milliseconds) noexcept;
 
-  /// Returns true if this deadline is a point in time, and false if it never expires.
+  /// Returns false if this deadline never expires, and true otherwise.
   bool expires() const noexcept;
   bool hasPassed() const noexcept;
-  /// Returns the number of milliseconds from now to the deadline, rounded up, so that a caller who waits for
-  /// this time does not wake before the deadline. The result is 0 only if the deadline has passed, and ~0ULL
-  /// if the deadline never expires.
+  /// Returns the number of milliseconds from now to the deadline. The number is rounded up, so that a caller
+  /// who waits for this time does not wake before the deadline. The result is 0 only if the deadline has
+  /// passed. If the deadline never expires, the result is ~0ULL.
   unsigned long long remaining() const noexcept;
 
-  /// Compares the points in time. `never` is later than every other deadline. So the earlier of two
-  /// deadlines, for example one for a request and one for a step of the request, is their `std::min`.
+  /// Compares the points in time. `never` is later than every other deadline. `std::min` returns the earlier
+  /// of two deadlines, for example of a deadline for a request and a deadline for a step of the request.
   friend bool operator==(const Deadline& left, const Deadline& right) noexcept {
     return left.nanoseconds_ == right.nanoseconds_;
   }

@@ -8,19 +8,20 @@
 
 namespace tarvo::oss {
 
-/// Raw storage whose sizes are powers of two, and which grows but never shrinks. `ByteBuffer` and
-/// `SizeableBuffer` use this class for their storage.
+/// Raw storage that grows by powers of two and never shrinks. `ByteBuffer` and `SizeableBuffer` use this
+/// class for their storage.
 ///
-/// `resize(need)` follows the first rule of this list that applies. Sizes are numbers of elements, including
-/// a terminator.
+/// `resize(need)` makes room for `need` elements. `resize` follows the first rule of this list that applies.
+/// Sizes are numbers of elements, including a terminator.
 ///   1  need <= capacity: only the used size changes, storage and contents stay.
 ///   2  a maximum size is set and the need is above it: the storage is released; data null, both sizes 0.
 ///   3  need <= alternate size: the alternate block becomes the storage.
 ///   4  otherwise a new block of the smallest power of two, at least 4, that holds the need.
-/// With the rules 3 and 4 of `resize` the contents are lost. If `need` is above 2^30, `resize` raises
+/// If rule 3 or rule 4 applies, the contents are lost. If `need` is above 2^30, `resize` raises
 /// std::bad_alloc without calling the allocator: larger buffers are not supported. After a failed allocation
-/// `data()` is null, and the capacity and the used size are 0; the object can be used again. `ByteBuffer` and
-/// `SizeableBuffer` set neither an alternate block nor a maximum.
+/// `data()` is null, and the capacity and the used size are 0; the object can be used again. The alternate
+/// block is memory that the program provides by `setAlternateBlock`. `ByteBuffer` and `SizeableBuffer` set
+/// neither an alternate block nor a maximum.
 ///
 /// Only one thread at a time may use an object. The pointer that `data` returns is valid until the next
 /// `resize` that moves the storage.
@@ -75,7 +76,7 @@ class DefaultAlternateBuffer {
   void setMaximumSize(unsigned long long size) { maximumSize_ = size; }
 
  private:
-  // The function is not inlined, so a resize within the capacity costs the caller one comparison and one
+  // `replaceStorage` is not inlined, so a resize within the capacity costs the caller one comparison and one
   // store.
   KELINFRA_NOINLINE void replaceStorage(unsigned long long need) {
     release();

@@ -6,7 +6,7 @@
 
 namespace tarvo::oss {
 
-/// A queue, with a limit, of frames that wait to be sent, in the format of `Socket::writeMessage`
+/// Queues frames that wait to be sent, up to a limit. The frames have the format of `Socket::writeMessage`
 /// (docs/formats.md). A `FrameWriter` uses no socket and never waits, so one thread can send to many clients
 /// even if some clients read slowly:
 ///
@@ -17,15 +17,15 @@ namespace tarvo::oss {
 ///     writer.remove(sent);
 ///     const std::string rest(writer.bytes(), writer.length());  // rest -> "hello"
 ///
-/// A program with a connection sends the bytes by `socket.writeOnce(writer.bytes(), 0, writer.length())`,
-/// which returns `sent`.
+/// To send queued bytes on a connection, call `socket.writeOnce(writer.bytes(), 0, writer.length())`: it
+/// returns the number of bytes that were sent.
 ///
 /// Threads: only one thread at a time may use an object. If there is no memory, `add` raises std::bad_alloc
-/// and queues nothing. The class raises no other error.
+/// and queues nothing. The class raises no error except std::bad_alloc.
 class KELINFRA_API FrameWriter {
  public:
-  /// `limit` is the largest number of bytes that may wait, including the length words of 4 bytes. The queue
-  /// uses less memory than four times the limit.
+  /// `limit` is the largest number of bytes in the queue, including the 4 bytes of each frame's length word.
+  /// The queue uses less memory than four times the limit.
   explicit FrameWriter(unsigned long long limit);
   FrameWriter(const FrameWriter& other) = delete;
   FrameWriter& operator=(const FrameWriter& other) = delete;
@@ -36,8 +36,8 @@ class KELINFRA_API FrameWriter {
   bool add(const char* buffer, unsigned long long offset, unsigned long long length);
 
   /// `bytes` returns the bytes to send next, and `length` returns their number, which is 0 if no bytes wait.
-  /// The pointer is valid until the next call of `add` or `remove`. A program that polls should wait for a
-  /// writable connection only if `length` is not 0.
+  /// The pointer is valid until the next call of `add` or `remove`. Let a `Poller` watch the connection for
+  /// WRITE only while `length` is above 0.
   const char* bytes() const KELINFRA_LIFETIMEBOUND;
   unsigned long long length() const;
 

@@ -5,8 +5,8 @@
 
 namespace tarvo::oss {
 
-/// Raised by `ByteArrayOutputStream`.
-/// The class differs from `BaseException` only in its type and `name()`.
+/// The exception for errors of `ByteArrayOutputStream`. The class differs from `BaseException` only in its
+/// type and in `name()`.
 class KELINFRA_API IOException : public oss::BaseException {
  public:
   IOException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

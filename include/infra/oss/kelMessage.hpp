@@ -8,8 +8,9 @@
 
 namespace tarvo::oss {
 
-/// One diagnostic record: an identifier in the calling program's message catalogue, ordered text arguments
-/// for the catalogue's text, a level, and the source file and line that created the message.
+/// A report of one event, usually an error. A message contains an identifier, by which the calling program
+/// finds a text for its users; ordered arguments, which the program inserts into this text; a level; and the
+/// source file and line that created the message.
 ///
 ///     Message message("ERR_DISK_FULL", Message::LEVEL_ERROR, "store.cpp", 120);
 ///     message.addArgument(u"C:");
@@ -17,8 +18,9 @@ namespace tarvo::oss {
 ///     icu::UnicodeString line;
 ///     message.toString(line);            // -> "ERR_DISK_FULL: [] - [C:] [512]"
 ///
-/// Message is a value class. Only one thread at a time may use an object. Returned references are valid until
-/// the message's next change. The class raises only std::bad_alloc.
+/// A message is a value: a copy shares nothing with the original. Only one thread at a time may use an
+/// object. Returned references are valid until the message's next change. The class raises only
+/// std::bad_alloc.
 class KELINFRA_API Message {
  public:
   /// The severity of a message. Each level is one bit.
@@ -50,10 +52,10 @@ class KELINFRA_API Message {
   int getMessageArgsCount() const;
   const std::list<icu::UnicodeString>& getMessageArgs() const KELINFRA_LIFETIMEBOUND;
 
-  /// Replaces the contents of `out` by one line that describes the message, and returns `out`. The line is
-  /// "ID: [text]", or with arguments "ID: [text] - [first] [second]". The line contains neither file, line
-  /// number nor level. If the caller has called `out.getBuffer(minCapacity)` and not yet `releaseBuffer`,
-  /// `out` does not change.
+  /// Replaces the contents of `out` by one line that describes the message, and returns `out`. Without
+  /// arguments the line is "ID: [text]"; with arguments it is "ID: [text] - [first] [second]". The line
+  /// contains neither file, line number nor level. If the caller has called `out.getBuffer(minCapacity)` and
+  /// not yet `releaseBuffer`, `out` does not change.
   const icu::UnicodeString& toString(icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 
   // --- change one field -------------------------------------------------------------------------------
@@ -72,8 +74,8 @@ class KELINFRA_API Message {
   /// `value` adds nothing; an unknown code page adds one empty argument.
   void addArgument(const char* value, const char* codepage);
   /// Each overload interprets the value's low 32 bits as a signed number and appends its decimal text:
-  /// 4294967295u adds "-1" and 5000000000 adds "705032704". This reduction is frozen because message
-  /// catalogues depend on it. Pass larger numbers as text.
+  /// 4294967295u adds "-1" and 5000000000 adds "705032704". The overloads cannot change, because message
+  /// catalogues depend on these texts. Pass larger numbers as text.
   void addArgument(unsigned char value);
   void addArgument(unsigned short value);
   void addArgument(unsigned int value);
@@ -92,9 +94,9 @@ class KELINFRA_API Message {
   /// empty text.
   void clear();
 
-  /// Each overload resets the message as `clear` does and then sets the fields for which it has parameters;
-  /// the other fields stay reset. The arguments may be fields of this message. If the argument is this
-  /// message itself, nothing changes.
+  /// Each overload resets the message as `clear` does, and then sets the fields for which the overload has
+  /// parameters. The arguments may be fields of this message. If the argument is this message itself, nothing
+  /// changes.
   void setMessage(const Message& other);
   void setMessage(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
   void setMessage(const icu::UnicodeString& id, Level level, const char* fileName, unsigned int lineNumber);

@@ -14,17 +14,17 @@ namespace tarvo::oss {
 ///       ossOut << m->getLineNumber() << '\n';  // prints 120 33
 ///     }
 ///
-/// Only one thread at a time may use an object, even to iterate over the messages, because the list contains
-/// the cursor. Returned references and pointers are valid until `clear` or the list's destruction; adding
-/// messages does not invalidate them. If there is no memory for a message, the member raises std::bad_alloc
-/// and does not add the message; messages that were added before stay.
+/// Only one thread at a time may use an object. This rule includes iterating over the messages, because the
+/// list contains the cursor. Returned references and pointers are valid until `clear` is called or the list
+/// is destroyed; a program may add messages in the meantime. If there is no memory for a message, the member
+/// raises std::bad_alloc and does not add the message; messages that were added before stay.
 class KELINFRA_API MessageList {
  public:
   /// Creates an empty list.
   MessageList();
   /// Creates a list that contains a copy of `m`.
   MessageList(const Message& m);  // NOLINT(google-explicit-constructor): callers pass a message for a list
-  /// Copies every message, but not the cursor: the cursor of the copy is null.
+  /// Copies every message of `other`. The cursor of the new list is null.
   MessageList(const MessageList& other);
   ~MessageList();
 
@@ -35,8 +35,8 @@ class KELINFRA_API MessageList {
   int count() const;
   bool isEmpty() const;
 
-  /// Returns the first message. The caller may change the first message through the reference that the
-  /// non-const overload returns.
+  /// Returns the first message. If the list is not const, the caller may change the message through the
+  /// returned reference.
   ///   raises   NLSException ERR_MSGLIST_EMPTY (no arguments): the list is empty
   Message& getFirstMessage() KELINFRA_LIFETIMEBOUND;
   const Message& getFirstMessage() const KELINFRA_LIFETIMEBOUND;
@@ -59,8 +59,8 @@ class KELINFRA_API MessageList {
   void addMessage(const Message& m);
   /// Inserts a copy of `m` before the first message.
   void insertMessage(const Message& m);
-  /// Appends copies of the messages of `other`. If `other` is this list, the list contains each message twice
-  /// after the call.
+  /// Appends copies of the messages of `other`. If `other` is this list, the list then contains each message
+  /// twice.
   void join(const MessageList& other);
   /// Removes every message and sets the cursor to null.
   void clear();

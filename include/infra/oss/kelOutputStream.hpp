@@ -6,8 +6,8 @@
 
 namespace tarvo::oss {
 
-/// A destination for bytes. A subclass implements `write(char)`; the other overloads of `write` call it for
-/// each byte.
+/// A destination for bytes. A subclass implements `write(char)`; the other overloads of `write` call
+/// `write(char)` for each byte.
 ///
 ///     class CountingStream : public OutputStream {
 ///      public:
@@ -18,9 +18,8 @@ namespace tarvo::oss {
 ///     CountingStream stream;
 ///     stream.write("four");                    // stream.count -> 4
 ///
-/// Errors: this class raises no errors. If `write(char)` of a subclass throws, the exception leaves the other
-/// overloads too, and the characters that were written before stay written. Only one thread at a time may use
-/// a stream.
+/// Errors: this class raises no errors. The other overloads do not catch an exception that `write(char)` of a
+/// subclass throws; the characters before it stay written. Only one thread at a time may use a stream.
 class KELINFRA_API OutputStream {
  public:
   virtual ~OutputStream();
@@ -36,10 +35,10 @@ class KELINFRA_API OutputStream {
   virtual void write(const char* s);
   /// Calls `write(char)` for `length` characters. *Only the first call of this overload in the process, on
   /// any stream, uses its `buffer` and `offset`*. Every later call, on any stream, ignores its own `buffer`
-  /// and `offset` and starts at the address `buffer + offset` of the first call. This behaviour is frozen
-  /// because programs depend on it. Therefore always pass the same range to this overload, and keep the range
-  /// readable as long as any code may call this overload. To write different ranges, call `write(char)` for
-  /// each character.
+  /// and `offset` and starts at the address `buffer + offset` of the first call. The overload cannot change,
+  /// because programs depend on this behaviour. Therefore always pass the same range to this overload, and
+  /// keep the range readable as long as any code may call this overload. To write different ranges, call
+  /// `write(char)` for each character.
   virtual void write(const char* buffer, std::size_t offset, std::size_t length);
 };
 

@@ -8,9 +8,8 @@
 
 namespace tarvo::oss {
 
-/// Waits for any number of connections, listeners and wakeups at once. `Socket::select` watches at most 64
-/// handles in each list and erases further handles from the list. A Poller keeps its handles from one wait to
-/// the next.
+/// Waits for any number of connections, listeners and wakeups at once. `Socket::select`, in contrast, watches
+/// at most 64 handles in each list. A Poller keeps its handles from one wait to the next.
 ///
 ///     SocketServer server;
 ///     server.listen("127.0.0.1", 0, 5, false);
@@ -25,21 +24,21 @@ namespace tarvo::oss {
 ///     poller.ready(1).canRead;   // -> false
 ///
 /// A Poller watches the handles of `Socket`, `SocketServer` and `Wakeup` objects, and does not own them. A
-/// view of a `Socket` and the owner of the connection have the same handle, and the Poller watches this
-/// handle once. Call `forget` before the handle is closed. Otherwise `wait` raises the error of code 10038,
-/// until the system gives the number of the handle to another connection; from then on the Poller watches
-/// that connection. `wait` also raises the error of code 10038 for the handle of an object without a
-/// connection.
+/// copy of a `Socket` has the same handle as the `Socket` that owns the connection, and the Poller watches
+/// this handle once. Call `forget` before a watched handle is closed. Otherwise `wait` raises the error of
+/// code 10038, until the system gives the number of the closed handle to another connection. From then on,
+/// the Poller watches the other connection. If the program passes the handle of an object without a
+/// connection to `watch`, `wait` raises the error of code 10038, too.
 ///
 /// Threads: only one thread at a time may use a Poller. To end a wait from another thread or from a signal
 /// handler, watch a `Wakeup`. A signal does not end a wait. If another thread closes a watched
-/// `SocketServer`, that does not end a wait either. If another thread calls `Socket::shutdownBoth`, the
-/// connection becomes ready on Linux. On Windows the wait may then continue, or raise the error of code
-/// 10058.
+/// `SocketServer`, the wait continues. If another thread calls `Socket::shutdownBoth` for a watched
+/// connection, the connection becomes ready on Linux. On Windows the wait may then continue, or raise the
+/// error of code 10058.
 ///
-/// Errors: SocketException whose first message carries file "kelPoller.cpp". The identifier of each error is
-/// QN_ERR_SOCKET_ERROR (code), where the code is the Winsock code. If memory is exhausted, `watch` raises
-/// std::bad_alloc and changes nothing. `wait` may raise std::bad_alloc, too.
+/// Errors: each failure is a SocketException with the file name "kelPoller.cpp" and the identifier
+/// QN_ERR_SOCKET_ERROR (code). The argument is the Winsock code of the failed call. If memory is exhausted,
+/// `watch` raises std::bad_alloc and changes nothing. `wait` may raise std::bad_alloc, too.
 class KELINFRA_API Poller {
  public:
   enum Wanted : unsigned int {
@@ -78,9 +77,9 @@ class KELINFRA_API Poller {
   unsigned long long wait(const Deadline& deadline);
 
   /// Returns one of the handles that the last `wait` found ready. The reference is valid until the next
-  /// `wait`; `watch` and `forget` do not change it. The ready handles are in the order in which the Poller
-  /// first watched them. After `forget`, however, the last handle in this order takes the place of the
-  /// forgotten handle. A lost connection is ready for everything in `wanted`; the next call on this
+  /// `wait`; `watch` and `forget` do not change it. The ready handles are in the order in which the program
+  /// first passed them to `watch`. After `forget`, however, the last handle in this order takes the place of
+  /// the forgotten handle. A lost connection is ready for everything in `wanted`; the next call on this
   /// connection raises the error.
   ///   index   must be below the number that `wait` returned
   const Ready& ready(unsigned long long index) const KELINFRA_LIFETIMEBOUND;

@@ -9,14 +9,14 @@ namespace tarvo::oss {
 ///     const int limit = 5;
 ///     ossOut << "retry " << 2 << " of " << limit << '\n';  // prints retry 2 of 5
 ///
-/// Each insertion prints the same text as an insertion into `std::cerr`, with the formatting flags that
-/// `std::cerr` has at that moment (decimal unless the program changed them), and returns the stream. The
-/// three character types are printed as characters, and `bool` as 0 or 1. A `const char*` argument must be
-/// NUL-terminated. A null `const char*` sets the error bit of `std::cerr`; then `std::cerr` prints nothing
-/// until the program clears this bit. This class reports no errors.
+/// Each `<<` prints the same text as a `<<` to `std::cerr`, and returns the stream. The formatting flags of
+/// `std::cerr` apply: numbers are decimal unless the program changed these flags. The three character types
+/// are printed as characters, and `bool` as 0 or 1. A `const char*` argument must be NUL-terminated. A null
+/// `const char*` sets the error bit of `std::cerr`; then `std::cerr` prints nothing until the program clears
+/// this bit. This class reports no errors.
 ///
-/// Threads: the class takes no lock. Concurrent insertions interleave in the same way as concurrent
-/// insertions into `std::cerr`.
+/// Threads: the class takes no lock. If several threads print at the same time, their texts can mix, as with
+/// `std::cerr`.
 class KELINFRA_API PrintStream {
  public:
   virtual ~PrintStream();
@@ -37,7 +37,7 @@ class KELINFRA_API PrintStream {
   PrintStream& operator<<(const char* value) KELINFRA_LIFETIMEBOUND;
 };
 
-/// The stream of the process. A program may use the stream from the moment at which the library is loaded
+/// The print stream of the process. A program may use `ossOut` from the moment at which the library is loaded
 /// until the process ends, also in static constructors and exit handlers.
 extern KELINFRA_API PrintStream& ossOut;
 

@@ -37,13 +37,13 @@ class SizeableBuffer {
   const T* data() const KELINFRA_LIFETIMEBOUND { return data_; }
   /// Returns the size that was last requested, or N if no size was requested yet.
   unsigned long long size() const { return size_; }
-  /// Returns N while the elements are inside the object; otherwise the capacity of the heap storage, which is
-  /// a power of two.
+  /// While the elements are inside the object, returns N. While the elements are on the heap, returns the
+  /// capacity of the heap storage, which is a power of two.
   unsigned long long capacity() const { return capacity_; }
 
-  /// Makes room for `n` elements. Elements inside the object stay inside the object if `n` is at most N.
-  /// Elements that are on the heap stay on the heap, and their storage grows by the rules of
-  /// `DefaultAlternateBuffer`.
+  /// Makes room for `n` elements. If the elements are inside the object and `n` is at most N, they stay
+  /// inside the object. If the elements are on the heap, they stay on the heap, and the heap storage grows by
+  /// the rules of `DefaultAlternateBuffer`.
   ///   raises   std::bad_alloc: n above 2^30, or no memory; `data()` is then null, and the size and the
   ///            capacity are 0
   void resize(unsigned long long n) {

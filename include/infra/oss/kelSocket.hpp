@@ -25,34 +25,34 @@ namespace tarvo::oss {
 ///     unsigned long long frameLength = 0;
 ///     const unsigned long long got = socket.readMessage(reply, &frameLength, 0, sizeof reply, true);
 ///
-/// An object owns its handle, and closes it, only if `connect` or `SocketServer::accept` put the handle into
-/// that object. A copy of a `Socket` is a view: the view has the same handle but does not own the handle.
-/// Destroying or closing a view leaves the connection open, so a program may pass lists of views to `select`.
-/// A program must not use a view after the owner has closed the connection.
+/// An object owns its handle, and closes this handle, only if `connect` or `SocketServer::accept` put the
+/// handle into that object. A copy of a `Socket` is a view: the view has the same handle but does not own the
+/// handle. If a program destroys or closes a view, the connection stays open, so a program may pass lists of
+/// views to `select`. A program must not use a view after the owner has closed the connection.
 ///
-/// Times are milliseconds. A range (buffer, offset, length) means the bytes offset .. offset + length - 1 of
-/// the caller's buffer; the class does not know the size of the buffer. If the buffer is null, or if offset +
-/// length overflows, a member raises the error of code 10014 and sends and receives nothing. A range of
-/// length 0 is always valid.
+/// Times are milliseconds. A range is given as (buffer, offset, length): the bytes offset .. offset + length
+/// - 1 of the caller's buffer. The class does not know the size of the buffer. If the buffer is null, or if
+/// offset + length overflows, a member raises the error of code 10014 and sends and receives nothing. A range
+/// of length 0 is always valid.
 ///
 /// Threads: only one thread at a time may use an object, with two exceptions. First, one thread may read from
 /// a connection while another thread writes to it. Second, any thread may call `shutdownBoth`,
 /// `shutdownReceive` or `shutdownSend` on an object while other threads use the same connection in `select`,
 /// `readOnce`, `read`, `readMessage`, `write` or `writeMessage`, or in one of the members with a deadline.
-/// `shutdownBoth` ends a read or a write that waits: the read or write raises the error of code 10058. On
-/// Linux `shutdownBoth` also ends a waiting `select`, which finds the socket ready to read; `shutdownReceive`
-/// ends a waiting read, and `shutdownSend` ends a waiting write. On Windows, after a shutdown, a waiting
-/// `select` or a waiting call with a deadline either raises the error of code 10058 or waits until its
-/// timeout or deadline. On Linux, closing the connection does not end a waiting call, and the number of the
-/// closed handle can soon belong to another connection. Therefore, while a thread closes or destroys an
-/// object, calls `connect`, or passes the object to `SocketServer::accept`, no other thread may be in a call
-/// on this object.
+/// `shutdownBoth` ends a waiting read or write: the read or write raises the error of code 10058. On Linux
+/// `shutdownBoth` also ends a waiting `select`, which finds the socket ready to read. On Linux
+/// `shutdownReceive` ends a waiting read, and `shutdownSend` ends a waiting write. On Windows, after a
+/// shutdown, a waiting `select` or a waiting call with a deadline either raises the error of code 10058 or
+/// waits until its timeout or deadline. On Linux, closing the connection does not end a waiting call, and the
+/// number of the closed handle can soon belong to another connection. Therefore, while a thread closes or
+/// destroys an object, calls `connect`, or passes the object to `SocketServer::accept`, no other thread may
+/// be in a call on this object.
 ///
 /// Forked children: see docs/platforms.md.
 ///
 /// Errors: every failure is a SocketException whose first message carries the file "kelSocket.cpp". If a
-/// system call fails, its Winsock code, which is the same on every platform, determines the identifier. The
-/// comments below call the error of this table *the error of the code*:
+/// system call fails, its Winsock code determines the identifier. The codes are the same on every platform.
+/// In the comments below, *the error of the code* means the error in this table:
 ///   10048 QN_ERR_SOCKET_ADDRESS_IN_USE      (host, port)
 ///   10054 QN_ERR_SOCKET_CONNECTION_RESET    (host, port)
 ///   10057 QN_ERR_SOCKET_NOT_CONNECTED       (host, port)
@@ -60,13 +60,14 @@ namespace tarvo::oss {
 ///   10060 QN_ERR_SOCKET_TIMEOUT             (host, port)
 ///   10061 QN_ERR_SOCKET_CONNECTION_REFUSED  (host, port)
 ///   other QN_ERR_SOCKET_ERROR               (code, host, port)
-/// The arguments host and port are those of the object unless a member says otherwise. The library never
-/// closes the connection because of an error.
+/// Unless a member says otherwise, the arguments host and port are the host and port of the object. An error
+/// never closes the connection.
 class KELINFRA_API Socket {
  public:
-  /// A record of resolved addresses. One process can resolve a name and pass the record to another process,
-  /// which connects to the addresses of the record. The record has 3000 bytes, is packed and little-endian,
-  /// and uses Winsock's numbers on every platform (the IPv6 family is 23).
+  /// A record of the addresses to which a host name resolves. One process can resolve a name and pass the
+  /// record to another process, which connects to the addresses of the record. The record has 3000 bytes,
+  /// without padding between its fields. Numbers are little-endian. The numbers of families, types and
+  /// protocols are Winsock's on every platform (the IPv6 family is 23).
   ///
   ///   used        2   bytes in use after this field; 0: no list, `connect` resolves the host name
   ///   host        n   the name that was resolved, NUL-terminated, at most 1024 bytes before the NUL
@@ -98,8 +99,8 @@ class KELINFRA_API Socket {
   /// A record without addresses: `connect` then resolves the name itself.
   static const _AddrInfoExternal NullAddrInfoExternal;
 
-  /// Creates an unconnected socket. Every constructor starts the use of Winsock; on Linux this step does
-  /// nothing.
+  /// Creates an unconnected socket. Each constructor starts the use of Winsock, the socket library of
+  /// Windows; on Linux this step does nothing.
   ///   raises   ERR_WSASTARTUP_FAILED (host, port): Winsock does not start
   ///            ERR_INVALID_SOCKET_VERSION (host, port): Winsock does not have version 2.2
   Socket();
@@ -110,8 +111,8 @@ class KELINFRA_API Socket {
   /// Closes an owned handle, then ends the use of Winsock that the constructor started.
   virtual ~Socket();
 
-  /// Not assignable: it would be unclear whether an assignment closes the old handle. To change the elements
-  /// of a list, use push_back or insert instead of an assignment.
+  /// Not assignable: it would be unclear whether an assignment closes the old handle. To change a list of
+  /// sockets, add and erase elements, and do not assign to an element.
   Socket& operator=(const Socket& other) = delete;  // keep sockets in a std::list, not in a std::vector
 
   // --- connect and close ------------------------------------------------------------------------------
@@ -123,11 +124,11 @@ class KELINFRA_API Socket {
   ///   timeout    the longest wait for one address; null waits until the system gives up. The resolution of
   ///              the name has no limit
   /// `connect` tries the addresses in order. If an attempt to connect to an address fails at once, `connect`
-  /// tries the next address. If an attempt stays in progress, `connect` waits for its result; if this attempt
-  /// fails, `connect` fails and tries no further address. (An attempt to connect to a closed port of this
-  /// machine stays in progress at first. So if a name resolves to ::1 and 127.0.0.1, `connect` tries only
-  /// ::1.) After a failure the object is unconnected and has no handle, but host and port keep the new
-  /// values. A host name that contains a NUL counts as unknown.
+  /// tries the next address. If an attempt stays in progress, `connect` waits for its result. If an attempt
+  /// fails after such a wait, `connect` fails and tries no further address. For example, an attempt to
+  /// connect to a closed port of this machine stays in progress at first. So if a name resolves to ::1 and
+  /// 127.0.0.1, `connect` tries only ::1. After a failure the object is unconnected and has no handle, but
+  /// host and port keep the new values. A host name that contains a NUL counts as unknown.
   ///   raises   ERR_SOCKET_CONNECTED (host, port), the current ones: the object has a handle already
   ///            ERR_SOCKET_GETADDRINFO_ERROR (host, port, code, the system's text for the code): the name did
   ///            not resolve; 11001 is an unknown name
@@ -143,18 +144,19 @@ class KELINFRA_API Socket {
                const unsigned long long* timeout);  // milliseconds by pointer: &timeout
 
   /// Connects with one deadline for the whole call, including the resolution of the name. The call cannot
-  /// interrupt the resolution: if the resolution ends after the deadline, the call raises the error only
-  /// then. After the deadline the call tries no address.
+  /// interrupt the resolution of the name: if the resolution ends after the deadline, the call raises the
+  /// error only at the end of the resolution. After the deadline the call tries no address.
   ///   raises   ERR_SOCKET_TIMEOUT (host, port): the deadline passed first; the object stays unconnected
   ///            as the overload with a timeout
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const Deadline& deadline);
 
-  /// Connects to the address that answers first, so an address that does not answer costs little time. The
-  /// families of the addresses alternate, beginning with that of the first. The next attempt starts when the
-  /// one before it has failed, or after `stagger`. At most 6 attempts are in progress at the same time: if
-  /// none of these fails, further addresses are not tried. The first connection is kept, the other attempts
-  /// are closed. The call starts no thread. TCP_NODELAY is set, as by `connect`.
+  /// Connects to the address that answers first, so an address that does not answer costs little time. IPv4
+  /// and IPv6 addresses are tried in turn, beginning with the family of the first address. An attempt to
+  /// connect to the next address starts when the attempt before it has failed, or after `stagger`
+  /// milliseconds. At most 6 attempts are in progress at the same time: while none of these fails, no further
+  /// address is tried. The call keeps the first connection and closes the other attempts. The call starts no
+  /// thread, and sets TCP_NODELAY on the connection.
   ///   deadline   limits the whole call, including the resolution of the name. The resolution cannot be
   ///              interrupted; docs/sockets.md shows how a child process resolves. An address literal asks no
   ///              resolver
@@ -178,13 +180,13 @@ class KELINFRA_API Socket {
   void connectFirst(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                     const Deadline& deadline, unsigned long long stagger = 250);
 
-  /// Closes an owned handle, without a shutdown before it, and resets host and port. Does nothing on a view,
-  /// or if there is no handle. Raises nothing.
+  /// Closes the handle if the object owns it, and resets host and port. `close` does not call a shutdown
+  /// first. On a view, or without a handle, `close` does nothing. `close` raises nothing.
   void close();
 
   /// `shutdownReceive` and `shutdownSend` shut down one direction of the connection, and `shutdownBoth` shuts
-  /// down both. The three functions do not close the handle, and do nothing if there is no handle. The class
-  /// comment says which calls of other threads end after a shutdown.
+  /// down both directions. None of the three functions closes the handle. Without a handle, they do nothing.
+  /// The comment of the class lists the waiting calls of other threads that a shutdown ends.
   ///   raises   the error of the code
   void shutdownBoth();
   void shutdownReceive();
@@ -208,8 +210,8 @@ class KELINFRA_API Socket {
 
   // --- data; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle ----------------
 
-  /// Receives up to `length` bytes in one system call. A call with the length 0 makes this system call too,
-  /// and may wait.
+  /// Receives up to `length` bytes in one system call. With the length 0, `readOnce` makes the system call
+  /// too, and may wait.
   ///   returns  bytes received; 0 when the peer has closed the connection
   ///   raises   the error of the code
   ///   waits    until at least one byte arrives, without limit unless `setTimeout` was called
@@ -247,16 +249,16 @@ class KELINFRA_API Socket {
   ///   raises   the error of the code
   void writeMessage(const char* buffer, unsigned long long offset, unsigned long long length);
 
-  /// Sends as many bytes as the system accepts without waiting, whatever the connection's mode and timeouts
-  /// are.
+  /// Sends as many bytes as the system accepts without waiting. The non-blocking mode and the timeouts of the
+  /// connection have no effect on this call.
   ///   returns  bytes sent, perhaps fewer than `length`; 0 when nothing can be sent now
   ///   raises   the error of the code
   unsigned long long writeOnce(const char* buffer, unsigned long long offset, unsigned long long length);
 
   // --- data with a deadline; all of these raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle. The
-  // members with a deadline ignore the connection's mode and timeouts, and do not change them. If the
-  // deadline has already passed, a call transfers in one step the bytes that it can transfer without waiting.
-  // docs/sockets.md names the system calls.
+  // members with a deadline ignore the non-blocking mode and the timeouts of the connection, and do not
+  // change them. If the deadline has already passed, a member transfers in one step the bytes that it can
+  // transfer without waiting. docs/sockets.md names the system calls.
 
   /// Receives until `length` bytes are in the buffer, the peer closes the connection, or the deadline passes.
   ///   length   0 returns at once
@@ -264,21 +266,22 @@ class KELINFRA_API Socket {
   ///            those that were placed
   ///   raises   the error of the code; the bytes received before it stay in the buffer, but the call does not
   ///            report their number
-  /// If this process has shut down receiving, the call raises the error of code 10058 on Linux. On Windows
-  /// the system does not report this state, so the call returns EXPIRED at the deadline.
+  /// If this process has shut down the receiving direction of the connection, the call raises the error of
+  /// code 10058 on Linux. On Windows the system does not report the shutdown, so the call returns EXPIRED at
+  /// the deadline.
   Transfer readWithin(char* buffer, unsigned long long offset, unsigned long long length,
                       const Deadline& deadline);
 
   /// Sends until all `length` bytes are sent or the deadline passes. A byte counts as sent when the system
-  /// has accepted it; whether the peer has received the byte is not known.
+  /// has accepted it. The call does not find out whether the peer has received the byte.
   ///   returns  COMPLETE; or EXPIRED, usable: a further call can send the rest
   ///   raises   the error of the code; how much was sent is not known
   Transfer writeWithin(const char* buffer, unsigned long long offset, unsigned long long length,
                        const Deadline& deadline);
 
-  /// Reads one frame as `readMessage` does. If the deadline passes inside a frame, this member cannot
-  /// continue the frame later. `FrameReader` can: a program passes the bytes of a frame to `FrameReader` in
-  /// any number of calls.
+  /// Reads one frame as `readMessage` does. If the deadline passes inside a frame, `readMessageWithin` cannot
+  /// continue the frame later. To continue frames later, use `FrameReader`: a program passes the bytes of a
+  /// frame to `FrameReader` in any number of calls.
   ///   returns  COMPLETE or CLOSED with the payload bytes placed; CLOSED is not usable. EXPIRED with the
   ///            payload bytes placed; it is usable only if no byte of the frame has been received, not even
   ///            of the length word: nothing is lost then, and the next frame can be read
@@ -300,21 +303,22 @@ class KELINFRA_API Socket {
 
   // --- options; all raise ERR_SOCKET_NOT_CONNECTED (host, port) without a handle, and the error of the code
 
-  /// If `on` is true, an operation that would wait raises the error of code 10035 instead. On a new
-  /// connection operations wait.
+  /// If `on` is true, an operation that would wait raises the error of code 10035 instead. For a new
+  /// connection this mode is off: operations wait.
   void setNonBlocking(bool on);
   /// Sets the option TCP_NODELAY. The option is on after `connect`, and off on accepted connections.
   void setNoDelay(bool on);
-  /// Sets the longest time for which one receive or one send waits. When this time has passed, the call
-  /// raises the error of code 10060. 0 means no limit; a new connection has no limit.
+  /// Sets the longest time for which one receive or one send of the system waits. When this time has passed,
+  /// the call raises the error of code 10060. The time 0 means no limit; a new connection has no limit.
   void setTimeout(unsigned int milliseconds);
 
   // --- static -----------------------------------------------------------------------------------------
 
   /// Waits until at least one socket is ready: a socket of `readList` can be read, a socket of `writeList`
   /// can be written, or a socket of `errorList` has an exceptional condition (a failed connect, out-of-band
-  /// data). Then erases the sockets that are not ready from each list. The elements of the lists are views,
-  /// so erasing them closes nothing. A program may pass the same list more than once.
+  /// data). After the wait, `select` erases the sockets that are not ready from each list. The elements of
+  /// the lists are views, so `select` closes no connection when it erases them. A program may pass the same
+  /// list more than once.
   ///   timeout   null waits without limit, 0 does not wait; a timeout above 2^31 - 1 seconds is reduced to
   ///             that
   ///   returns   the number of sockets that are left in the three lists together; after the timeout it is 0

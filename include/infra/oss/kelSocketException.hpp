@@ -5,8 +5,8 @@
 
 namespace tarvo::oss {
 
-/// Raised by `Socket` and `SocketServer`.
-/// The class differs from `BaseException` only in its type and `name()`.
+/// The exception for errors of `Socket`, `SocketServer`, `Poller` and `Wakeup`. The class differs from
+/// `BaseException` only in its type and in `name()`.
 class KELINFRA_API SocketException : public oss::BaseException {
  public:
   SocketException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

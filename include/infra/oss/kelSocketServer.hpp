@@ -12,7 +12,7 @@
 
 namespace tarvo::oss {
 
-/// The listening end of TCP: binds a port on the machine's wildcard address and accepts connections.
+/// The server end of TCP connections: listens on a port of this machine and accepts connections from clients.
 ///
 ///     SocketServer server;
 ///     server.listen(0, 16, true);    // port 0: the system chooses one
@@ -26,17 +26,17 @@ namespace tarvo::oss {
 ///
 /// Only one thread at a time may use an object, with one exception: any thread may call `close` while another
 /// thread waits in `accept`. `accept` then ends at once, and `close` returns after `accept` has ended. A
-/// trace function (see kelTraceFacility.hpp) must not close the server if `accept` called the trace function:
-/// `close` would wait forever for `accept` to end.
+/// trace function (see kelTraceFacility.hpp) that `accept` calls must not close the same server: `close`
+/// would wait forever for `accept` to end.
 ///
 /// In a forked child, `close` and the destructor close only the child's descriptor: the parent continues to
 /// listen, and its threads continue to wait. If a thread of the child waits in `accept`, `close` also ends
 /// the listening of the parent (docs/platforms.md).
 ///
 /// Errors: every failure except the constructor's is a SocketException. Its first message carries the host
-/// text "localhost", the port that `getPort` returns (unless a member says otherwise) and the file
-/// "kelSocketServer.cpp" ("kelSocket.cpp" if the wait itself failed). If a system call fails, a member raises
-/// *the error of the code*, which the comment of `Socket` defines.
+/// text "localhost", the port that `getPort` returns, and the file "kelSocketServer.cpp". A member may name
+/// another port. If the wait itself failed, the file is "kelSocket.cpp". If a system call fails, a member
+/// raises *the error of the code*, which the comment of `Socket` defines.
 class KELINFRA_API SocketServer {
  public:
   /// Creates a server that does not listen.
@@ -47,7 +47,8 @@ class KELINFRA_API SocketServer {
   /// The destructor stops listening, as `close` does.
   virtual ~SocketServer();
 
-  /// Binds the first wildcard address that the system offers and that can be bound, and listens on it.
+  /// Binds the first wildcard address of this machine that can be bound, and listens on this address. A
+  /// wildcard address stands for all network interfaces of the machine.
   ///   port           0 lets the system choose a port; `getPort` then returns it. A port above 65535 cannot
   ///                  be resolved.
   ///   backlog        number of connections that may wait to be accepted; the system limits it
@@ -82,8 +83,8 @@ class KELINFRA_API SocketServer {
               bool reuseAddress);
 
   /// Waits for a connection and stores its handle in `client`, which then owns the handle. If `client`
-  /// already had a handle, the new handle overwrites the old handle, and nothing closes the old handle. The
-  /// host and port of `client` do not change.
+  /// already has a handle, the new handle overwrites the old handle, which is not closed. The host and port
+  /// of `client` do not change.
   ///   timeout   null waits without limit, 0 does not wait
   ///   raises    ERR_SOCKET_NOT_LISTENING (host text, port)
   ///             ERR_SOCKET_TIMEOUT (host text, port)
@@ -100,8 +101,8 @@ class KELINFRA_API SocketServer {
   /// Returns the port on which the server listens, or 0 if it does not listen.
   unsigned int getPort() const;
 
-  /// Returns the listening handle, for a `Poller`: it is ready to read when a connection can be accepted. If
-  /// the server does not listen, all bits of the result are set.
+  /// Returns the listening handle. A `Poller` can watch this handle: it is ready to read when a connection
+  /// can be accepted. If the server does not listen, all bits of the result are set.
   unsigned long long handle() const;
 
   /// Asks the system to which port the handle is bound, and returns this port, or 0 if the handle's address
@@ -109,8 +110,8 @@ class KELINFRA_API SocketServer {
   ///   raises   the error of the code; 10038 without a handle
   unsigned int queryPort() const;
 
-  /// These members set the sizes, in bytes, of the system's send and receive buffers of connections that
-  /// `accept` returns later.
+  /// `setSendBufferSize` and `setReceiveBufferSize` set the sizes, in bytes, of the system's buffers for each
+  /// connection that `accept` returns later.
   ///   raises   ERR_SOCKET_NOT_LISTENING (host text, port): no handle; the error of the code
   void setReceiveBufferSize(int bytes);
   void setSendBufferSize(int bytes);

@@ -11,8 +11,8 @@ namespace tarvo::oss {
 
 class StrictStream;
 
-/// Converts one stream of bytes between code pages, and stops at every byte or character that would be lost.
-/// `Converter` does not stop there, but writes a substitute.
+/// Converts one stream of bytes from one code page to another, and stops at every byte or character that
+/// cannot be converted. `Converter`, in contrast, writes a substitute for such a byte or character.
 ///
 ///     StrictConverter stream("UTF-8", "ISO-8859-1");
 ///     const char* source = "Gr\xC3\xBC\xC3\x9F\n5 \xE2\x82\xAC";
@@ -26,17 +26,17 @@ class StrictStream;
 ///     const std::string before(latin, target);   // before.size() -> 7
 ///
 /// A code page is given by the name of an ICU converter, NUL-terminated; null and "" mean ICU's default
-/// converter. Every code page of ICU can be used, also a code page with states (ISO-2022-JP, UTF-7, SCSU) or
-/// with byte order marks (UTF-16). If both names are equal, the bytes are checked and converted, too. If the
-/// source code page does not consume a byte order mark, the mark is converted as the character U+FEFF, for
-/// example from UTF-8.
+/// converter. Every code page of ICU can be used, also a code page whose bytes depend on the bytes before
+/// them (ISO-2022-JP, UTF-7, SCSU) or that uses byte order marks (UTF-16). If both names are equal, the bytes
+/// are checked and converted, too. If ICU does not remove byte order marks for a source code page, such as
+/// UTF-8, a byte order mark is converted as the character U+FEFF.
 ///
 /// The caller gives the source and the target in pieces, called windows. A window may have any size, down to
 /// one byte. The sizes of the windows change neither the converted bytes nor the faults and their places. A
 /// source window and a target window must not overlap.
 ///
 /// Threads: only one thread at a time may use an object. Memory: the constructor allocates about 50 KiB. A
-/// call of `convert` from bytes to bytes needs no further memory: if an allocation fails, the call only
+/// conversion from bytes to bytes needs no further memory: if an allocation fails, the conversion only
 /// becomes slower.
 class KELINFRA_API StrictConverter {
  public:
@@ -72,9 +72,9 @@ class KELINFRA_API StrictConverter {
   StrictConverter& operator=(const StrictConverter& other) = delete;
   ~StrictConverter();
 
-  /// Converts as much as possible. `convert` moves `source` to the first byte that it has not read, and
-  /// `target` to the end of the converted bytes. The bytes between `target` and `targetEnd` may have been
-  /// overwritten.
+  /// Converts as much of the source window as possible. `convert` moves `source` to the first byte that it
+  /// has not read, and `target` to the end of the converted bytes. The bytes between `target` and `targetEnd`
+  /// may have been overwritten.
   ///
   ///   last      true if no bytes follow this source window. Pass true again in each call until the result is
   ///             INPUT_EMPTY. Then the stream is complete, and further calls do nothing
@@ -98,9 +98,9 @@ class KELINFRA_API StrictConverter {
   /// call of `convert`.
   const Fault& fault() const KELINFRA_LIFETIMEBOUND;
 
-  /// May be called after `convert` has returned FAULT. The next call of `convert` then writes `character` in
-  /// place of the fault. If the target code page does not contain `character`, the next call returns FAULT
-  /// for `character`, with the offset, line and column of the replaced fault.
+  /// Call `replaceFault` after `convert` has returned FAULT. The next call of `convert` then writes
+  /// `character` in place of the fault. If the target code page does not contain `character`, the next call
+  /// of `convert` returns FAULT again, with the offset, line and column of the replaced fault.
   void replaceFault(std::int32_t character);
 
   /// Returns the name of the code page of icu::UnicodeString: UTF-16 in the byte order of this machine,

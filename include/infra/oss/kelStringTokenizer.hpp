@@ -17,11 +17,11 @@ namespace tarvo::oss {
 ///     StringTokenizer words("x, y,z", "UTF-8", ", ");
 ///     while (words.hasMoreTokens()) puts(words.getNextToken());       // prints x y z
 ///
-/// Adjacent delimiters count as one. If the text begins with delimiters, the first token is empty; delimiters
-/// at the end of the text add no token. So " a b" has the tokens "", "a" and "b", and "a b " has the tokens
-/// "a" and "b". A text that consists only of delimiters has one empty token; an empty text has no token. Each
-/// delimiter is one UTF-16 code unit; a supplementary character in the delimiters counts as two delimiters,
-/// one for each surrogate.
+/// Adjacent delimiters count as one delimiter. If the text begins with delimiters, the first token is empty.
+/// Delimiters at the end of the text add no token. For example, " a b" has the tokens "", "a" and "b", and "a
+/// b " has the tokens "a" and "b". A text that consists only of delimiters has one empty token; an empty text
+/// has no token. Each delimiter is one UTF-16 code unit; a supplementary character in the delimiters counts
+/// as two delimiters, one for each surrogate.
 ///
 /// The tokenizer has one cursor, which starts at the first token. The members that return `const char*` and
 /// the members that return `UnicodeString` move the same cursor, and a program may mix calls of both kinds.
@@ -36,9 +36,9 @@ class KELINFRA_API StringTokenizer {
   ///                empty. Only the first 64 bytes of the name are used to convert the tokens
   ///   delimiters   NUL-terminated; null or "" is " \r\n\t"
   StringTokenizer(const char* text, const char* codePage, const char* delimiters);
-  /// Takes ASCII delimiters, NUL-terminated; null or "" means the delimiters " \r\n\t". A byte above 7F means
-  /// the delimiter with the same number, U+0080 to U+00FF; the constructor does not decode the delimiters as
-  /// UTF-8. The members that return bytes return the tokens in ICU's default code page.
+  /// Takes ASCII delimiters, NUL-terminated; null or "" means the delimiters " \r\n\t". A byte above 7F
+  /// stands for the character with the same number, U+0080 to U+00FF: the constructor does not decode the
+  /// delimiters as UTF-8. The members that return bytes return the tokens in ICU's default code page.
   StringTokenizer(const icu::UnicodeString& text, const char* delimiters);
   StringTokenizer(const StringTokenizer&) = delete;
   StringTokenizer& operator=(const StringTokenizer&) = delete;
@@ -53,10 +53,11 @@ class KELINFRA_API StringTokenizer {
   // --- iterate
 
   /// `getFirstToken` returns the first token, and `getNextToken` the token at the cursor, as NUL-terminated
-  /// bytes in the tokenizer's code page. Both members move the cursor to the token after the returned token.
-  /// If there is no token to return, the members return an empty text. The returned pointer is never null,
-  /// and is valid until the next call of `getFirstToken` or `getNextToken`. If a token contains U+0000, code
-  /// that reads up to the terminator sees only the part of the token before U+0000.
+  /// bytes in the tokenizer's code page. `getFirstToken` and `getNextToken` move the cursor to the token
+  /// after the returned token. If there is no token to return, the members return an empty text. The returned
+  /// pointer is never null, and is valid until the next call of `getFirstToken` or `getNextToken`. If a token
+  /// contains U+0000, a function that reads up to the terminator reads only the part of the token before
+  /// U+0000.
   ///   raises   as `DataBuffer::appendString(text, encoding)`, and std::bad_alloc if there is no memory for
   ///            the token. After an error of `getFirstToken` the cursor is at the first token; after an error
   ///            of `getNextToken` it has not moved

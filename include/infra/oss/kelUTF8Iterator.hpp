@@ -16,10 +16,10 @@ namespace tarvo::oss {
 ///     UTF8Iterator characters("Gr\xC3\xBC\xC3\x9F");
 ///     while (characters.hasMoreChars()) puts(characters.getNextChar());       // prints G r ü ß
 ///
-/// An iterator takes one text in its lifetime, and copies this text. It stores a text of at most 4096 bytes
-/// inside the object. The constructor checks the whole text: it must consist of well-formed byte sequences of
-/// the Unicode Standard, without overlong forms, surrogates, characters above U+10FFFF or incomplete
-/// characters. The size of the object is about 6 KiB. Only one thread at a time may use an object.
+/// An iterator takes one text in its lifetime, and copies this text. If the text has at most 4096 bytes, the
+/// copy is inside the object. The constructor checks the whole text. The text must be well-formed UTF-8 by
+/// the Unicode Standard: it must not contain overlong forms, surrogates, characters above U+10FFFF or
+/// incomplete characters. The size of the object is about 6 KiB. Only one thread at a time may use an object.
 ///
 /// If there is no memory for the copy, or if the text is longer than the largest int, the iterator holds no
 /// text: no error is raised, and `isEmpty` returns true. An iterator over an empty string is different: it
@@ -42,8 +42,8 @@ class KELINFRA_API UTF8Iterator {
 
   // --- ask
 
-  /// Returns true if the iterator holds no text. For an iterator over an empty text the result is false. To
-  /// find out whether there are more characters, call `hasMoreChars`.
+  /// Returns true if the iterator holds no text, and false if it holds an empty text. To find out whether
+  /// there are more characters, call `hasMoreChars`.
   bool isEmpty() const;
   bool hasMoreChars() const;
   /// Returns the iterator's copy of the text, or null if the iterator holds no text. The pointer is valid as
@@ -57,9 +57,9 @@ class KELINFRA_API UTF8Iterator {
   // --- iterate
 
   /// `getFirstChar` returns the first character, and `getNextChar` the character at the cursor, as 1 to 4
-  /// bytes and a NUL. Both members move the cursor to the character after the returned character. If there is
-  /// no character to return, they return null. The pointer is valid until the next call of `getFirstChar` or
-  /// `getNextChar`.
+  /// bytes and a NUL. `getFirstChar` and `getNextChar` move the cursor to the character after the returned
+  /// character. If there is no character to return, the result is null. The returned pointer is valid until
+  /// the next call of `getFirstChar` or `getNextChar`.
   const char* getFirstChar() KELINFRA_LIFETIMEBOUND;
   const char* getNextChar() KELINFRA_LIFETIMEBOUND;
 

@@ -56,14 +56,14 @@ class KELINFRA_API UTF8String : public DataBuffer {
   int getString(char* target, int capacity, const char* codepage) const;
 
   /// Compares the argument with this string, by unsigned bytes up to the terminator. In UTF-8, the order of
-  /// unsigned bytes is also the order of code points. The sign of the result is the reverse of strcmp(this,
-  /// argument): -1 if the argument comes before this string, 0 if they are equal, 1 if the argument comes
-  /// after this string. For a null argument the result is -1.
+  /// unsigned bytes is also the order of code points. The result is -1 if the argument comes before this
+  /// string, 0 if both are equal, and 1 if the argument comes after this string. The sign of the result is
+  /// the reverse of the sign of strcmp(this, argument). For a null argument the result is -1.
   signed char compare(const char* text) const;
   signed char compare(const UTF8String& other) const;
 
-  /// Returns the number of characters in all `length()` bytes. Only lead bytes are inspected; the bytes that
-  /// should follow a lead byte are skipped without a check. Therefore an overlong form, a surrogate and an
+  /// Returns the number of characters in all `length()` bytes. `numChars` inspects only the first byte of
+  /// each character and skips the bytes that should follow. Therefore an overlong form, a surrogate and an
   /// incomplete character at the end each count as one character.
   ///   raises   NLSException ERR_MALFORMED_UTF8_STRING (no arguments): a character starts with 80 to BF or F8
   ///            to FF
@@ -87,8 +87,8 @@ class KELINFRA_API UTF8String : public DataBuffer {
   void appendString(const icu::UnicodeString& text);
   void appendString(const UTF8String& other);
 
-  /// These overloads insert, at a byte position, the text that `appendString` would append for the same
-  /// arguments. A position below 0 means 0, and a position above length() means length().
+  /// The overloads of `insertString` insert, at a byte position, the text that `appendString` would append
+  /// for the same arguments. A position below 0 means 0, and a position above length() means length().
   void insertString(int position, const char* text);
   void insertString(int position, const char* text, int count);
   void insertString(int position, const icu::UnicodeString& text);

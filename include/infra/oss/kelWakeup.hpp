@@ -14,9 +14,9 @@ namespace tarvo::oss {
 ///     poller.wait(Deadline::never());  // -> 1
 ///     wakeup.clear();
 ///
-/// After one or more calls of `trigger`, the handle is ready to read until `clear` is called. Call `clear`
-/// first, and look for work only after `clear`. In this order no trigger is lost, because a call of `trigger`
-/// after `clear` makes the handle ready again.
+/// After one or more calls of `trigger`, the handle is ready to read until `clear` is called. After a wait,
+/// call `clear` first, and look for work only after `clear`. In this order no trigger is lost, because a call
+/// of `trigger` after `clear` makes the handle ready again.
 ///
 /// On Linux the handle is an event descriptor. On Windows the handle is one end of a connection on the
 /// loopback address, and the object also owns the other end. The constructor sends a random number through
@@ -40,7 +40,7 @@ class KELINFRA_API Wakeup {
   Wakeup();
   Wakeup(const Wakeup& other) = delete;
   Wakeup& operator=(const Wakeup& other) = delete;
-  /// Closes the handle. Afterwards no thread and no signal handler may call `trigger`.
+  /// Closes the handle. After the destructor, no thread and no signal handler may call `trigger`.
   ~Wakeup();
 
   /// Makes the handle ready to read. If the handle is ready already, the handle stays ready.

@@ -6,22 +6,21 @@
 #include <cstdint>
 #include <string_view>
 
-/// The names of the library's probes. A probe is the number that a function of the trace facility receives;
-/// the number stands for a function of the library.
+/// The names of the library's probes. A probe is a number that stands for a function of the library: the
+/// library passes the number to the trace facility when it reports a call of the function.
 ///
 ///     std::string(tarvo::trace::findProbe(0x1CD8063A)->name);  // -> "MessageList::join"
 ///     tarvo::trace::findProbe("MessageList::join")->probe;     // -> 483919418
 ///
 /// All constructors of a class share one number, and all overloads of a function share one number. A number
-/// never changes its meaning, and no later version gives it to another function. Later versions may have more
-/// probes. The installed file share/kelinfra/probes.json contains the same table.
+/// never changes its meaning, and no later version gives the number to another function. Later versions may
+/// have more probes. The installed file share/kelinfra/probes.json contains the same table.
 ///
 /// The functions raise nothing, and any thread may call them at any time. The results are constant, and are
 /// valid as long as the library is loaded.
 namespace tarvo::trace {
 
-/// States whether the calls of a function report their entry and exit, or only their exit. A call that throws
-/// never reports an exit.
+/// The events that a call of a function reports. A call that throws never reports an exit.
 enum class ProbeReports {
   ENTRY_AND_EXIT,
   EXIT_ONLY,  ///< constructors, destructors, and members that move a cursor

@@ -8,9 +8,9 @@
 /// facility's functions at the entry and exit of operations.
 ///
 /// The operations of the buffer, conversion, tokenizer, formatter, message-list and networking classes and of
-/// `ByteArrayOutputStream` report their entry and exit to the installed facility. Each of these operations
-/// has a 32-bit number, its probe number, which the library passes to the facility. Members that only return
-/// a value of the object, and all other classes, report nothing (see docs/tracing.md). If no facility is
+/// `ByteArrayOutputStream` report their entry and exit to the installed facility. Each traced operation has a
+/// 32-bit number, its probe number, which the library passes to the facility. Members that only return a
+/// value of the object, and all other classes, report nothing (see docs/tracing.md). If no facility is
 /// installed, the library uses a built-in facility with all flags clear, and calls no function.
 ///
 ///     static std::uint32_t flags[256] = {};        // lives as long as the facility is installed
@@ -24,9 +24,9 @@ namespace tarvo::trace {
 /// The index of the library's element in `Facility::componentTraceFlags`.
 constexpr unsigned int componentIndex = 155;
 
-/// The functions and flags that a host installs. The library may call every function from any thread that
-/// uses the library. Every function must return normally. A null function is never called. A null flag array
-/// means that all flags are clear.
+/// The functions and flags that a host program installs. The library may call every function from any thread
+/// that uses the library. Every function must return to its caller, and must not throw. A null function is
+/// never called. A null flag array means that all flags are clear.
 ///
 /// Bits of the library's flag word:
 ///   0x40000   diagDispatchEntry at entry, diagDispatchExit at exit
@@ -39,9 +39,9 @@ constexpr unsigned int componentIndex = 155;
 /// of an exception, reports entry and exit of `MessageList::clear`.
 struct Facility {
   /// An array of flag words, one for each component of the host; the library reads element 155. The library
-  /// reads the element again before every test, without a lock. The host may change the element at any time
-  /// and from any thread, also inside a function of the facility. The host must keep the array alive until
-  /// `uninstall` or another `install`.
+  /// reads this element each time that it tests a flag, without a lock. The host may change the element at
+  /// any time and from any thread, also inside a function of the facility. The host must keep the array alive
+  /// until `uninstall` or another `install`.
   const volatile std::uint32_t* componentTraceFlags = nullptr;
   void (*diagDispatchEntry)(std::uint32_t probe) = nullptr;
   void (*diagDispatchExit)(std::uint32_t probe) = nullptr;

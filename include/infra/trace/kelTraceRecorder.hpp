@@ -9,9 +9,9 @@
 
 namespace tarvo::trace {
 
-/// Records the calls that the library reports, with their times, in a ring of events for each thread. The
-/// program `kelinfra trace` shows a recording as a call tree, as totals, for Chrome's trace viewer or as a
-/// flame graph.
+/// Records the calls that the library reports, with their times. Each thread has a ring: a buffer of events
+/// in which a new event replaces the oldest event when the ring is full. The program `kelinfra trace` shows a
+/// recording as a call tree, as totals, for Chrome's trace viewer or as a flame graph.
 ///
 ///     using tarvo::trace::TraceRecorder;
 ///     static std::uint32_t flags[256] = {};                     // the program's flag words
@@ -25,7 +25,7 @@ namespace tarvo::trace {
 ///     tarvo::trace::uninstall();
 ///
 /// The class has only static members. The class does not install a facility: the program provides the flags
-/// and calls `install`. If the program already has trace hooks, its hooks can call `entered` and `left`.
+/// and calls `install`. If the program already has functions for tracing, they can call `entered` and `left`.
 ///
 /// Set the flag 0x20000, which reports entries and exits together. If the program also sets the flag 0x40000,
 /// the facility that `facility` returns still records each call once, because this facility has no functions
@@ -36,8 +36,8 @@ namespace tarvo::trace {
 /// they take the lock and may allocate the thread's ring. The lock can make them wait for a thread that ends
 /// or that runs `start`, `stop`, `snapshot` or `lost`. A signal handler must not call `entered` or `left`.
 ///
-/// Memory: 16 bytes for each event of a ring. When a thread ends, a ring that is not full shrinks to its
-/// events.
+/// Memory: a ring takes 16 bytes for each event. When a thread ends, the recorder releases the unused part of
+/// its ring.
 class KELINFRA_API TraceRecorder {
  public:
   TraceRecorder() = delete;
@@ -72,7 +72,7 @@ class KELINFRA_API TraceRecorder {
   /// `kelinfra trace` shows such a number in hexadecimal. Does nothing if no recording is running. Raises
   /// nothing. If there is no memory for the event, the recorder counts the event as lost.
   static void entered(std::uint32_t probe) noexcept;
-  /// Records the exit from a function, like `entered`. The return code is not recorded.
+  /// Records the exit from a function; otherwise like `entered`. The return code is not recorded.
   static void left(std::uint32_t probe, int returnCode) noexcept;
 
   /// Returns the bytes of a trace file (docs/formats.md) with all events that are kept, also the events of

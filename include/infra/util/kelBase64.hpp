@@ -19,10 +19,11 @@ namespace tarvo::util {
 ///     const auto* units = reinterpret_cast<const unsigned short*>(document.getTerminatedBuffer());
 ///     room.resize(Base64::decode(room.data(), room.size(), units, document.length())); // room -> "KELINFRA"
 ///
-/// Text consists of UTF-16 code units, and bytes are `char`. Sizes of text are numbers of units, and sizes of
-/// data are numbers of bytes. The caller provides every buffer. A member writes exactly as many units or
-/// bytes as it returns, without a terminator or line breaks. Source and destination must not overlap. If the
-/// source is empty, a member returns 0 and reads and writes nothing; in this case the pointers may be null.
+/// A text consists of UTF-16 code units; the data that it encodes consists of bytes. Sizes of text are
+/// numbers of units, and sizes of data are numbers of bytes. The caller provides every buffer. A member
+/// writes exactly as many units or bytes as it returns, without a terminator or line breaks. Source and
+/// destination must not overlap. If the source is empty, a member returns 0, and reads and writes nothing;
+/// the pointers may then be null.
 ///
 /// Threads: the class has no state; any number of threads may use it at once.
 ///
@@ -35,8 +36,8 @@ class KELINFRA_API Base64 {
   // --- sizes
 
   /// Returns the number of units that `byteCount` bytes are encoded to, including padding: four for each
-  /// group of up to three bytes. If the number is too large for size_t, the result is the largest size_t; no
-  /// valid size equals this result, because it is not a multiple of four. Raises nothing.
+  /// group of up to three bytes. If the number is too large for size_t, the result is the largest size_t.
+  /// The largest size_t cannot be a valid size, because it is not a multiple of four. Raises nothing.
   static std::size_t encodeSize(std::size_t byteCount);
   /// Returns the largest number of bytes to which `unitCount` units can be decoded: three for each group of
   /// up to four units. Padding is not subtracted. The result never overflows. Raises nothing.
@@ -44,8 +45,8 @@ class KELINFRA_API Base64 {
 
   // --- encode
 
-  /// Both members encode `srcBytes` bytes as padded text and return the number of units written, which is
-  /// encodeSize(srcBytes). `encodeSafe` uses the safe alphabet.
+  /// `encode` and `encodeSafe` encode `srcBytes` bytes as padded text. They return the number of units
+  /// written, which is encodeSize(srcBytes). `encodeSafe` uses the safe alphabet.
   ///   destUnits   the number of units that fit into `dest`
   ///   raises      ERR_BUFFER_SIZE_TOO_SMALL (destUnits): the text does not fit; nothing is written. The
   ///               argument is the signed decimal of its low 32 bits.
@@ -56,9 +57,9 @@ class KELINFRA_API Base64 {
 
   // --- decode
 
-  /// Both members decode `srcUnits` units of padded text and return the number of bytes written. `decodeSafe`
-  /// uses the safe alphabet. Decoding is strict: white space and the two special characters of the other
-  /// alphabet are errors, padding is required, and the unused bits before the padding must be zero.
+  /// `decode` and `decodeSafe` decode `srcUnits` units of padded text and return the number of bytes written.
+  /// `decodeSafe` uses the safe alphabet. Decoding is strict: white space and the last two characters of the
+  /// other alphabet are errors, padding is required, and the unused bits before the padding must be zero.
   ///   destBytes   the number of bytes that fit into `dest`; nothing after them is changed
   ///   src         a NUL unit must follow the text or be a part of it: for misaligned data the error's
   ///               argument is read up to the first NUL, regardless of `srcUnits`

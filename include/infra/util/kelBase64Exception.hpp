@@ -5,8 +5,8 @@
 
 namespace tarvo::util {
 
-/// Raised by `Base64`.
-/// The class differs from `BaseException` only in its type and `name()`.
+/// The exception for errors of `Base64`. The class differs from `BaseException` only in its type and in
+/// `name()`.
 class KELINFRA_API Base64Exception : public oss::BaseException {
  public:
   Base64Exception(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

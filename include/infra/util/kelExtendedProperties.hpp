@@ -29,31 +29,32 @@ namespace tarvo::util {
 ///     for (const auto& [key, value] : settings) keys += key + u" ";         // keys -> "host port url "
 ///     settings.list(std::cout);    // prints -- listing properties -- host=db1 port=4711 url=tcp:db1
 ///
-/// Keys and values are stored exactly as passed: nothing is trimmed, converted to one case or normalised.
-/// Keys are ordered by their UTF-16 code units; upper and lower case are different. A key comes before longer
-/// keys that begin with the same units. A bogus key counts as the empty key.
+/// Keys and values are stored exactly as the program passes them: nothing is trimmed, converted to one case
+/// or normalised. Keys are ordered by their UTF-16 code units, so upper and lower case differ, and a key
+/// comes before longer keys that begin with the same units. A bogus text (`isBogus()`) as a key counts as the
+/// empty key.
 ///
 /// References and iterators to a stored property stay valid until that property is removed; changes of other
 /// properties do not invalidate them. If the value of a property changes, references to the value refer to
-/// the new value. `copy` from another object, assignment and destruction invalidate all references and
-/// iterators, also `end()`.
+/// the new value. All references and iterators, also `end()`, become invalid if another object is copied or
+/// assigned to this object, or if this object is destroyed.
 ///
 /// Threads: either one thread at a time may use an object, or any number of threads that only read.
 ///
 /// Errors: PropertiesException from "src/infra/oss/../util/kelExtendedProperties.cpp", unless the member says
 /// otherwise. If an argument of an error is an empty text, the message contains an empty argument. If
-/// `resolveReferences` fails, also inside `load`, some properties may have changed; after any other
-/// PropertiesException nothing has changed. Members raise std::bad_alloc if there is no memory, or if a text
-/// would be longer than 2^31 - 1 units. A `load` that raises std::bad_alloc may have stored some of its
-/// lines.
+/// `resolveReferences` fails, or a `load` that calls `resolveReferences`, some properties may have changed.
+/// After any other PropertiesException nothing has changed. Members raise std::bad_alloc if there is no
+/// memory, or if a text would be longer than 2^31 - 1 units. If `load` raises std::bad_alloc, it may have
+/// stored some of the lines.
 ///
 /// Cost: a look-up allocates nothing and compares only a few keys, however many properties there are.
 /// Look-ups are slower if the properties do not fit into the processor's caches: 15 ns among 1,000 properties
 /// and 143 ns among 100,000 were measured. If an attacker chooses keys that collide in the hash index, a
-/// look-up costs a bounded search of the index and a search of the ordered map. The object allocates memory
-/// in blocks, each for many properties. It uses the memory of a removed property again for later properties,
-/// and releases this memory only when the object is destroyed or copied to. ICU stores at most 27 units
-/// inside a string object; a longer key or value needs a separate allocation.
+/// look-up searches a limited part of the index and then the ordered map. The object allocates memory in
+/// blocks, each for many properties. The memory of a removed property is used again for later properties. The
+/// object releases this memory only when the object is destroyed, or when another object is copied to it. ICU
+/// stores at most 27 units inside a string object; a longer key or value needs a separate allocation.
 class KELINFRA_API ExtendedProperties {
   struct KeyOrder {
     using is_transparent = void;
@@ -85,8 +86,8 @@ class KELINFRA_API ExtendedProperties {
       return std::is_same_v<Left, Right>;
     }
   }
-  /// True for the type of a pointer to a default, and for the type of `nullptr`. A literal 0
-  /// is a number, neither a pointer nor `nullptr`.
+  /// True for the type of a pointer to a default, and for the type of `nullptr`; false for a literal 0, which
+  /// is a number.
   template <class Pointer, class Value>
   static constexpr bool pointsTo() {
     return std::is_null_pointer_v<Pointer> ||
@@ -126,7 +127,7 @@ class KELINFRA_API ExtendedProperties {
 
   /// Returns a reference to the stored value, untrimmed, or to `defaultValue` if there is no such property.
   /// If `defaultValue` is a temporary, for instance one that was converted from a literal, the reference is
-  /// valid only until the end of the full expression: copy the result.
+  /// valid only until the end of the full expression: in this case copy the result.
   const icu::UnicodeString& getProperty(const icu::UnicodeString& key,
                                         const icu::UnicodeString& defaultValue
                                             KELINFRA_LIFETIMEBOUND) const KELINFRA_LIFETIMEBOUND;
@@ -138,11 +139,11 @@ class KELINFRA_API ExtendedProperties {
   //
   // Each call reads the stored text without its leading and trailing white space (as
   // `icu::UnicodeString::trim` removes it). The texts "true", "yes", "on" and "1" mean true, and "false",
-  // "no", "off" and "0" mean false; no other text is a boolean. A number is any text that the function of
-  // `Formatter` for the type accepts. Numbers out of range are not errors. If an integer out of range has no
-  // more digits than the largest number of its type, it is reduced modulo 2^32 or 2^64: "4294967296" is 0 as
-  // int32 and as uint32, and "3000000000" is -1294967296 as int32. A double out of range is an infinity, or 0
-  // or a number near 0.
+  // "no", "off" and "0" mean false; no other text is a boolean. A text is a number if the function of
+  // `Formatter` for the type accepts the text. Numbers out of range are not errors. If an integer is out of
+  // range but has no more digits than the largest number of its type, it is reduced modulo 2^32 or 2^64:
+  // "4294967296" is 0 as int32 and as uint32, and "3000000000" is -1294967296 as int32. A double that is too
+  // large becomes an infinity; a double that is too small becomes 0 or a number near 0.
   //   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is not a value of the type.
   //            The type word is "boolean", "integer", "int64" or "double". For uint32 it is "uint32" if the
   //            text is a valid int32 (for example a negative number), otherwise "integer". For uint64 it is
@@ -165,8 +166,8 @@ class KELINFRA_API ExtendedProperties {
   std::uint64_t requirePropertyAsUint64(const icu::UnicodeString& key) const;
   double requirePropertyAsDouble(const icu::UnicodeString& key) const;
 
-  /// The checked getters accept the same texts as the getters above, but they raise an error for a number out
-  /// of the type's range. Return the value, or `defaultValue` if there is no such property.
+  /// The checked getters accept the same texts as the getters above, but raise an error for a number out of
+  /// the type's range. The result is the value, or `defaultValue` if there is no such property.
   ///   raises   ERR_PROPERTY_WRONG_TYPE (key, trimmed text, type word): the text is no such value, or the
   ///            number is out of range. The type word is the same as above.
   std::int32_t getPropertyAsCheckedInt32(const icu::UnicodeString& key, std::int32_t defaultValue) const;
@@ -182,7 +183,7 @@ class KELINFRA_API ExtendedProperties {
   std::int64_t requirePropertyAsCheckedInt64(const icu::UnicodeString& key) const;
   std::uint64_t requirePropertyAsCheckedUint64(const icu::UnicodeString& key) const;
 
-  /// These overloads do not check the range. They take the default by pointer (`const X*`) and return the
+  /// The overloads with a pointer to the default (`const X*`) do not check the range. The result is the
   /// value, or `*defaultValue` if there is no such property. If `defaultValue` is null, the property is
   /// required. A literal 0 as the default is the number 0, not a null pointer.
   ///   raises   ERR_PROPERTY_MISSING (key): there is no such property, and the pointer is null
@@ -217,8 +218,8 @@ class KELINFRA_API ExtendedProperties {
                                    : getPropertyAsDouble(key, valueAt<double>(defaultValue));
   }
 
-  /// A call with a pointer to another type does not compile. Without this rule, `getPropertyAsBoolean("key",
-  /// "false")` would convert the pointer to true.
+  /// A call with a pointer to another type does not compile. Otherwise `getPropertyAsBoolean("key", "false")`
+  /// would compile, and convert the pointer to true.
   template <class Pointer, OtherPointer<Pointer, bool> = 0>
   bool getPropertyAsBoolean(const icu::UnicodeString& key, Pointer defaultValue) const = delete;
   template <class Pointer, OtherPointer<Pointer, std::int32_t> = 0>
@@ -237,8 +238,8 @@ class KELINFRA_API ExtendedProperties {
   /// Stores the value under the key. If the property exists, the new value replaces the old value, and
   /// references to the property stay valid. Key and value may be references to texts that this object stores.
   void putProperty(const icu::UnicodeString& key, const icu::UnicodeString& value);
-  /// These members store the decimal text of the number: digits without grouping, after "-" if the number is
-  /// negative.
+  /// The overloads for numbers store the decimal text of the number: the digits without grouping, with "-"
+  /// before them if the number is negative.
   void putPropertyAsInt32(const icu::UnicodeString& key, std::int32_t value);
   void putPropertyAsUint32(const icu::UnicodeString& key, unsigned int value);
   void putPropertyAsInt64(const icu::UnicodeString& key, std::int64_t value);
@@ -265,22 +266,23 @@ class KELINFRA_API ExtendedProperties {
   // at the end of the data.
   //   - A line that consists of white space is empty. If the first byte that is not white space is "#" or
   //     "!", the line is a comment.
-  //   - The key ends at ":", "=", white space or the line's end. After the key `load` skips white space, then
-  //     at most one ":" or "=", then white space. The rest of the line is the value, including white space at
-  //     its end and further "=".
+  //   - The key ends at ":", "=", white space or the line's end. After the key, `load` skips white space,
+  //     then at most one ":" or "=", then white space. The rest of the line is the value, including white
+  //     space at the end of the line and any further "=".
   //   - A backslash before a line end continues the line: the backslash, the line end and the white space at
-  //     the start of the next line are skipped. A backslash before the key, with only white space before it,
-  //     does the same; the next line can then be a comment or an empty line. A backslash at the end of a
-  //     comment does not continue the comment.
+  //     the start of the next line are skipped. A backslash at the end of a line that contains nothing else
+  //     except white space continues the line, too; the next line can then be a comment or an empty line. A
+  //     backslash at the end of a comment does not continue the comment.
   //   - In keys and values \n, \r and \t mean LF, CR and TAB. \uXXXX, with hexadecimal digits of either case,
   //     means the character with that number. A backslash before any other byte means that byte. A backslash
   //     as the last byte of the data is ignored.
-  //   - \uXXXX is read as a character only if at least one more byte follows it and the number is neither a
-  //     surrogate nor FDD0 to FDEF, FFFE or FFFF. Otherwise \u means the letter "u", and `load` reads the
-  //     digits as ordinary bytes. Therefore end the data with a line end.
-  // `load` accepts every sequence of bytes: only resolving references can raise errors. If several lines have
-  // the same key, the last of these lines determines the value. A property that exists before the call stays,
-  // unless a line has the same key. If `data` is null, the data is empty, whatever the length.
+  //   - `load` reads \uXXXX as a character only if the number is neither a surrogate nor FDD0 to FDEF, FFFE
+  //     or FFFF, and only if at least one more byte follows. Therefore end the data with a line end. In all
+  //     other cases \u means the letter "u", and `load` reads the digits as ordinary bytes.
+  // `load` accepts every sequence of bytes: it raises an error only if references cannot be resolved. If
+  // several lines have the same key, the last of these lines determines the value. A property that exists
+  // before the call keeps its value, unless a line has the same key. If `data` is null, the data is empty,
+  // whatever the length.
 
   /// Reads all lines and then, if `resolveReferences` is true, resolves references.
   void load(const char* data, std::size_t length, bool resolveReferences);
@@ -297,33 +299,33 @@ class KELINFRA_API ExtendedProperties {
   bool parseLine(std::size_t& position, const char* data, std::size_t length);
 
   /// Replaces each reference "%name%" in every value by the value of the property with that name, and stores
-  /// the result. `resolveReferences` processes the properties in key order. Before it inserts a value, it
-  /// replaces the references in that value. The first "%" of a value and the next "%" enclose a name. After
-  /// each replacement the search starts again at the beginning of the value, so an inserted "%" and the next
-  /// "%" can enclose a name. A "%" without a second "%" stays. "%%" refers to the property with the empty
-  /// key.
+  /// the result. `resolveReferences` processes the properties in key order. Before `resolveReferences`
+  /// inserts the value of a property, it replaces the references in this value. The first "%" of a value and
+  /// the next "%" enclose a name. After each replacement the search starts again at the beginning of the
+  /// value, so an inserted "%" and the next "%" can enclose a name. A "%" without a second "%" stays. "%%"
+  /// refers to the property with the empty key.
   ///
   /// References may be nested to any depth. The time of `resolveReferences` is proportional to the text that
   /// it reads and writes, including text that it replaces again later. If each line of a file refers twice to
-  /// the line before it, the size of this text, and the time, are exponential in the size of the file. The
-  /// time can be longer than proportional in one case: many names begin with the end of a value, after the
-  /// value's only "%". For n units of such names and values the time can be proportional to n^(4/3); ten
-  /// million units that were constructed for this case took 1 s. If a value would have more than 2^31 - 1
-  /// units, `resolveReferences` raises std::bad_alloc. Load untrusted files without resolving references.
-  /// Before you resolve the references of an untrusted file, limit the number and nesting of references, or
-  /// reject values that contain "%".
+  /// the line before it, the size of this text, and the time, are exponential in the size of the file. There
+  /// is one case in which the time can be longer than proportional: a value contains a single "%", and many
+  /// names begin with the text after this "%". For n units of such names and values the time can be
+  /// proportional to n^(4/3); ten million units that were constructed for this case took 1 s. If a value
+  /// would have more than 2^31 - 1 units, `resolveReferences` raises std::bad_alloc. Load untrusted files
+  /// without resolving references. Before you resolve the references of an untrusted file, limit the number
+  /// and nesting of references, or reject values that contain "%".
   ///   raises   ERR_PROPERTIES_CYCLIC_REFERENCE (key): the value of the property `key` refers to that
   ///            property, directly or through other properties
   ///            ERR_PROPERTIES_BAD_REFERENCE (key, name): the value of `key` refers to a property that does
   ///            not exist
-  ///            After both errors the replacements made before the error stay, also in values that still
-  ///            contain references.
+  ///            After either error, replacements that were made before the error stay, also in values that
+  ///            still contain references.
   void resolveReferences();
 
   // --- the text format: save
 
   /// Writes lines that end with CR LF. The first line is "#saved by ExtendedProperties on ", without a date.
-  /// After the first line follow a line "#include name" for each include, and a line "key=value" for each
+  /// The next lines are a line "#include name" for each include, and then a line "key=value" for each
   /// property in key order. At the end `save` flushes the stream.
   ///
   /// In keys and values CR, LF, TAB, "!", "#", ":", "=" and backslash are escaped; in keys SPACE is escaped
@@ -338,27 +340,27 @@ class KELINFRA_API ExtendedProperties {
   ///     references.
   ///   - `load` reads bogus keys and values back as empty texts. Includes are lost, because `load` reads them
   ///     as comments.
-  /// `load` can read two different keys back as the same key; the property that is later in key order then
-  /// replaces the other property. So a key from an untrusted source can overwrite another property: reject
-  /// keys that contain a character of this list. `roundTrips` finds properties that `load` does not restore;
-  /// `escapeText` makes it possible to store any text.
+  /// In these cases `load` can read two different keys back as the same key; the property that is later in
+  /// key order then replaces the other property. So a key from an untrusted source can overwrite another
+  /// property: reject keys that contain one of the characters above. `roundTrips` finds properties that
+  /// `load` does not restore; `escapeText` makes it possible to store any text.
   ///   raises   any error of the stream; the bytes before the error stay written
   void save(oss::OutputStream& out) const;
 
   /// Returns true if `load` restores exactly the property that `save` wrote. If the result is true for each
   /// property of an object, `load` restores exactly the properties of the object. If `resolveReferences` is
-  /// true, the result is for a `load` that resolves references: a value with two or more "%" then does not
-  /// round-trip.
+  /// true, the result holds for a `load` that resolves references: a value with two or more "%" is then not
+  /// restored.
   static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value,
                          bool resolveReferences);
-  /// Returns the same as `roundTrips(key, value, true)`, that is, the result for a `load` that resolves
-  /// references.
+  /// Returns the same as `roundTrips(key, value, true)`: the result for a `load` that resolves references.
   static bool roundTrips(const icu::UnicodeString& key, const icu::UnicodeString& value);
 
-  /// Returns a text that round-trips as a key and as a value, and from which `unescapeText` restores `text`,
-  /// whatever its code units are. A SPACE that begins the text, each "%" and "~", each surrogate, paired or
-  /// not, U+FDD0 to U+FDEF, U+FFFE and U+FFFF become "~" and the four hexadecimal digits of the code unit.
-  /// All other units stay as they are. A bogus text is an empty text.
+  /// Returns an escaped form of `text`, which `save` and `load` restore as a key and as a value.
+  /// `unescapeText` returns `text` from its escaped form, whatever code units `text` contains. A code unit is
+  /// escaped as "~" and its four hexadecimal digits if it is a SPACE at the start of the text, "%", "~", a
+  /// surrogate (paired or not), U+FDD0 to U+FDEF, U+FFFE or U+FFFF. All other units stay as they are. A bogus
+  /// text is an empty text.
   ///
   ///     const icu::UnicodeString stored = ExtendedProperties::escapeText(u"90 % of ~x");
   ///     stored;                                                        // -> "90 ~0025 of ~007Ex"

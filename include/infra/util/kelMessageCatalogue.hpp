@@ -25,18 +25,19 @@ namespace tarvo::util {
 ///     catalogue.render(message, "de_AT", text);      // -> "512 pages do not fit on C:."
 ///
 /// The name of a language is a locale name of ICU or a tag of BCP 47: "de", "de_AT", "de-AT". In a POSIX
-/// locale name ("de_DE.UTF-8@euro") the catalogue ignores the encoding and the variant. "de_AT" falls back to
-/// "de", and "de" falls back to the empty name: load the texts of the default language under the empty name.
+/// locale name ("de_DE.UTF-8@euro") the catalogue ignores the encoding and the variant. If "de_AT" has no
+/// text for an identifier, the catalogue uses the text of "de", and then the text of the empty name: load the
+/// texts of the default language under the empty name.
 ///
 /// The rendered text contains an argument as the message records it: port 4711 is "4711". There is one
-/// exception. If the pattern gives the argument a type that takes a number (`number`, `plural`,
-/// `selectordinal`, `choice`, `spellout`, `ordinal`, `duration`), and the argument is a decimal number, it is
-/// formatted as a number by the rules of the text's language. With the types `date` and `time` the text
-/// contains the argument as the message records it.
+/// exception: a decimal number is formatted by the rules of the language if the pattern gives the argument a
+/// type that takes a number (`number`, `plural`, `selectordinal`, `choice`, `spellout`, `ordinal`,
+/// `duration`). The types `date` and `time` do not format an argument.
 ///
-/// The library's own errors have arguments of several kinds, see `share/kelinfra/catalogue.json`. Of these,
-/// only sizes can be numbers. A type that takes a number shows another argument as the message records it.
-/// `plural` and `selectordinal` then use the form `other`, and `#` in it is the recorded text.
+/// `share/kelinfra/catalogue.json` lists the kinds of the arguments of the library's errors. Of these
+/// arguments, only sizes can be numbers. If an argument is not a number but its type takes a number, the text
+/// contains the argument as the message records it. `plural` and `selectordinal` then use the form `other`,
+/// in which `#` is the recorded text.
 ///
 /// Threads: any number of threads may call `render` and `hasText` at the same time. During `load` no other
 /// thread may use the object.
@@ -54,13 +55,13 @@ class KELINFRA_API MessageCatalogue {
   /// UTF-8, with or without a byte order mark at the start, the encoding is UTF-8; otherwise it is
   /// ISO-8859-1. `load` accepts any bytes. The catalogue does not need the data after the call.
   ///
-  /// `load` also stores texts that `render` cannot use: a text that is not a pattern that ICU accepts, a
-  /// pattern with a named instead of a numbered argument, a pattern with more than 1000 "{", and a pattern
+  /// `load` also stores texts that `render` cannot use: a text that ICU does not accept as a pattern, a
+  /// pattern whose arguments have names instead of numbers, a pattern with more than 1000 "{", and a pattern
   /// with plurals, selections and choices that are nested more than 16 deep. For such a text `hasText`
   /// returns true, and `render` does not use the text.
   ///
-  /// A null language is the empty name. If `language` is another text that does not name a language ("@x",
-  /// ".UTF-8"), `load` adds nothing.
+  /// A null language means the empty name. If `language` is a text such as "@x" or ".UTF-8", which does not
+  /// name a language, `load` adds nothing.
   ///   raises   std::bad_alloc: there is no memory. Some of the texts may have been added.
   void load(const char* language, const char* data, std::size_t length);
 
@@ -73,8 +74,8 @@ class KELINFRA_API MessageCatalogue {
   /// raises only std::bad_alloc. If the caller has called `out.getBuffer(minCapacity)` and not yet
   /// `releaseBuffer`, `out` does not change.
   ///
-  /// If there is no memory, ICU's formats of numbers and plurals can end the program. Therefore texts for
-  /// errors that report a lack of memory should not have typed arguments.
+  /// If memory is exhausted, ICU can end the program when it formats a number or a plural. Therefore the
+  /// arguments in texts for errors about a lack of memory should not have types.
   const icu::UnicodeString& render(const oss::Message& message, const char* language,
                                    icu::UnicodeString& out KELINFRA_LIFETIMEBOUND) const;
 

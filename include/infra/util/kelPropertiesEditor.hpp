@@ -21,11 +21,11 @@ namespace tarvo::util {
 ///     editor.bytes() == "# ports\nport : 4711\nhost=db1\nuser=me\n";     // -> true
 ///
 /// The editor accepts every text that `ExtendedProperties::load` accepts, that is, any sequence of bytes.
-/// Keys and values are the same as those that `load` reads without resolving references. A line in this class
-/// is a line of the text format: it includes its continuations and its line end.
+/// Keys and values are the same as those that `load` reads without resolving references. In the comments of
+/// this class, a line includes the lines that continue it, and its line end.
 ///
-/// After a change, `load` reads the new value, and all other properties as before. The change keeps all bytes
-/// outside the spans that `edits` returns.
+/// After a change, `load` reads the new value, and all other properties as before. The only bytes that change
+/// are those in the spans that `edits` returns.
 ///
 /// Threads: either one thread at a time may use an object, or any number of threads that only read.
 ///
@@ -38,8 +38,8 @@ namespace tarvo::util {
 class KELINFRA_API PropertiesEditor {
  public:
   /// The place of a property in the text. Positions and lengths are in bytes. Positions count from 0; lines
-  /// and columns count from 1. For line numbers, LF, CR and CR LF each end one line; a continued line counts
-  /// once for each line end.
+  /// and columns count from 1. For line numbers, LF, CR and CR LF each end one line, also where a backslash
+  /// continues the line.
   struct Place {
     std::size_t offset;       ///< of the line that counts, the last one with the key
     std::size_t length;       ///< of this line, with its continuations and its line end
@@ -83,10 +83,9 @@ class KELINFRA_API PropertiesEditor {
   /// text has no line end, `set` adds a line end to it.
   ///
   /// `set` escapes characters as `ExtendedProperties::save` does, and escapes a SPACE at the start of the
-  /// value too. If `load` would misread the line after a change of only the value, `set` writes the whole
-  /// line again or adds a line end to the line. For example, `load` would misread a backslash or an escape
-  /// \uXXXX at the end of the text. `load` would also misread a continuation line with CR if an empty value
-  /// joined this CR with the LF after it.
+  /// value too. Sometimes `load` would misread the line if only the value changed, for example if the text
+  /// ended with a backslash or with an escape \uXXXX, or if an empty value joined a CR with the LF after it.
+  /// In such a case `set` writes the whole line again, or adds a line end to the line.
   ///
   /// Returns false and changes nothing if the format cannot represent the key or the value: if one of them
   /// contains a character above U+FFFF, an unpaired surrogate, U+FDD0 to U+FDEF, U+FFFE or U+FFFF, or is

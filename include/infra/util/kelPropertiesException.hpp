@@ -5,8 +5,8 @@
 
 namespace tarvo::util {
 
-/// Raised by `ExtendedProperties`, for errors of the map and of its text format. The class differs from
-/// `BaseException` only in its type and `name()`.
+/// The exception for errors of `ExtendedProperties`. The class differs from `BaseException` only in its type
+/// and in `name()`.
 class KELINFRA_API PropertiesException : public oss::BaseException {
  public:
   PropertiesException(const icu::UnicodeString& messageID, const char* fileName, unsigned int lineNumber);

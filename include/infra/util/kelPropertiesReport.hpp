@@ -12,8 +12,8 @@ namespace tarvo::util {
 
 class ExtendedProperties;
 
-/// Reads a properties text as `ExtendedProperties::load` does, and reports the places that `load` accepts
-/// silently although they are probably mistakes.
+/// Reads a properties text as `ExtendedProperties::load` does, and reports probable mistakes, which `load`
+/// accepts without an error.
 ///
 ///     const std::string text = "port=80\nport=4711\nurl=%hots%/x\n";
 ///     const PropertiesReport report(text.data(), text.size());
@@ -39,13 +39,14 @@ class ExtendedProperties;
 /// | references-too-long  | error   | the key of the value at which the report stopped: key                |
 /// | value-not-saved      | warning | a value that `save` does not write back: key                         |
 ///
-/// The report resolves a reference to a property of the same text only. `resolveReferences` raises an error
-/// for the same text exactly if there is a finding of the rule `reference-missing` or `reference-cyclic`.
-/// References can multiply a text without limit. So the report stops to resolve references after 16,777,216
-/// units that references copied into values or into missing names, with a finding of the rule
-/// `references-too-long`. In lines that a later line overrides, the report checks only the escapes.
+/// The report resolves a reference to a property of the same text only.
+/// `ExtendedProperties::resolveReferences` raises an error for the same text if, and only if, there is a
+/// finding of the rule `reference-missing` or `reference-cyclic`. References can multiply a text without
+/// limit. Therefore the report stops resolving references when they have copied 16,777,216 units into values
+/// or into missing names; it then contains a finding of the rule `references-too-long`. If a later line has
+/// the same key as a line, the report checks only the escapes of the earlier line.
 ///
-/// Threads: any number may read the report at the same time.
+/// Threads: any number of threads may read the report at the same time.
 ///
 /// Errors: the members raise std::bad_alloc if there is no memory.
 class KELINFRA_API PropertiesReport {
@@ -72,8 +73,8 @@ class KELINFRA_API PropertiesReport {
 
   /// Returns the findings in the order of lines and columns.
   const std::vector<PropertyFinding>& findings() const KELINFRA_LIFETIMEBOUND;
-  /// Returns one element for each line that defines a property, in the order of the text. The last line with
-  /// a key determines the value.
+  /// Returns one element for each line that defines a property, in the order of the text. If several lines
+  /// have the same key, the last of these lines determines the value.
   const std::vector<Property>& properties() const KELINFRA_LIFETIMEBOUND;
 
  private:

@@ -39,8 +39,9 @@ namespace tarvo::util {
 ///   - deprecated: the name of the property to use instead, or nothing.
 ///
 /// A name can contain one "*", which matches any sequence of characters, also an empty one: "log.*",
-/// "*.port". If several names match a key, the name without "*" applies, if there is one; otherwise the name
-/// with the longest text before its "*"; among equals, the name with the longest text after its "*".
+/// "*.port". If several names match a key, a name without "*" has priority. If all these names contain "*",
+/// the name with the longest text before its "*" applies. If several names have equally long texts before
+/// "*", the name with the longest text after its "*" applies.
 ///
 /// The value of the line "@unknown" is the level of the findings for keys that no name matches: error,
 /// warning (the default) or ignore.
@@ -79,26 +80,29 @@ class KELINFRA_API PropertiesSchema {
   /// schema.
   const std::vector<PropertyFinding>& faults() const KELINFRA_LIFETIMEBOUND;
 
-  /// Checks each line of the settings that no later line overrides, with references replaced. `check` does
-  /// not check a value whose references cannot be resolved; the report `settings` contains a finding for that
-  /// value. The findings are in the order of lines and columns. The time is proportional to the number of
-  /// keys multiplied by the number of names that contain "*".
+  /// Checks the properties in `settings`, after references are replaced. If several lines have the same key,
+  /// `check` checks only the last line. `check` does not check a value whose references cannot be resolved;
+  /// the report `settings` contains a finding for such a value. The findings are in the order of lines and
+  /// columns. The time is proportional to the number of keys multiplied by the number of names that contain
+  /// "*".
   std::vector<PropertyFinding> check(const PropertiesReport& settings) const;
 
-  /// Returns the name that a misspelt key probably means, or an empty text. The steps are, in this order:
-  ///   1. The name is equal to the key if case is ignored.
-  ///   2. Its Damerau-Levenshtein distance from the key (units inserted, removed, replaced, and neighbours
-  ///      exchanged) is the smallest, and at most a third of the longer length, rounded down.
-  ///   3. It consists of the same words in another order. Words are separated by ".", "-", "_" and SPACE, and
-  ///      case is ignored.
-  /// If a step finds two names that are equally near, there is no suggestion. Names with "*" and deprecated
-  /// names are not suggested. Step 2 is left out for keys above 256 units. One call of `check` or `suggest`
-  /// makes at most 2^26 comparisons of a unit of a key with a unit of a name in step 2. When a key would need
-  /// more comparisons than are left, the call leaves step 2 out for this key and for all later keys.
+  /// Returns the name that a misspelt key probably means, or an empty text. `suggest` looks for a name in
+  /// these steps, and stops at the first step that finds one:
+  ///   1. A name that is equal to the key if case is ignored.
+  ///   2. The name with the smallest Damerau-Levenshtein distance from the key (units inserted, removed,
+  ///      replaced, and neighbours exchanged). The distance must be at most a third of the longer length,
+  ///      rounded down.
+  ///   3. A name that consists of the same words as the key, in another order. Words are separated by ".",
+  ///      "-", "_" and SPACE, and case is ignored.
+  /// If a step finds two names that are equally near, the result is an empty text. Names with "*" and
+  /// deprecated names are not suggested. Step 2 is skipped for keys above 256 units. In step 2, one call of
+  /// `check` or `suggest` makes at most 2^26 comparisons of a unit of a key with a unit of a name. When a key
+  /// would need more comparisons than remain, the call skips step 2 for this key and for all later keys.
   icu::UnicodeString suggest(const icu::UnicodeString& key) const;
 
-  /// Returns a properties text that documents the names in the order of the schema. For each name the text
-  /// contains the meaning, type, range, values and deprecation as comments, and then the line
+  /// Returns a properties text that documents the names in the order of the schema. For each name, the text
+  /// contains comments with the meaning, type, range, values and deprecation, and then the line
   /// "#name=default". The text is ASCII, and its line ends are LF.
   std::string sample() const;
   /// Returns a Markdown table of the names, in the order of the schema.
