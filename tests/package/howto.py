@@ -25,6 +25,7 @@ for program in */; do
     status=1
   }
 done
+[ $status = 1 ] || echo "each program prints what its page shows"
 exit $status
 """
 
