@@ -13,8 +13,8 @@ inline std::uint64_t steadyNanoseconds() noexcept {
   return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count());
 }
 
-/// Returns the processor's counter. `hasTicks` is false for processors whose counter is not known here; then
-/// the result is `steadyNanoseconds`.
+/// Returns the processor's counter. If this file does not know the counter of a processor, `hasTicks` is
+/// false, and the result is `steadyNanoseconds`.
 #if defined(__x86_64__) || defined(__i386__)
 inline constexpr bool hasTicks = true;
 inline std::uint64_t ticks() noexcept {

@@ -35,8 +35,8 @@ bool encodeAddrInfo(const std::string& host, unsigned short port, const AddressL
 /// Returns whether the record contains an address list.
 bool holdsAddresses(const Socket::_AddrInfoExternal& record);
 
-/// The content of a record, up to the first fault that ends the list. The offset is that of the field with
-/// the fault.
+/// The content of a record, up to the first fault that ends the list. `offset` is the position of the field
+/// with the fault.
 struct ScannedRecord {
   AddressRecord::Fault fault = AddressRecord::NONE;
   std::size_t offset = 0;
@@ -51,7 +51,7 @@ ScannedRecord scanAddrInfo(const Socket::_AddrInfoExternal& record);
 
 /// Reads the list of a record. The record may be untrusted: the function reads no byte outside the record. If
 /// the record is not valid, raises the error of code 10022 without host and port. The error records the file
-/// and line of `place`, by default those of the caller.
+/// and line of `place`, which is the place of the call unless the caller passes another place.
 AddressList decodeAddrInfo(const Socket::_AddrInfoExternal& record,
                            SourcePlace place = SourcePlace::here(__builtin_FILE(), __builtin_LINE()));
 

@@ -11,8 +11,9 @@
 
 namespace tarvo::oss {
 
-/// Connects to several addresses at once, without threads. The families alternate, beginning with that of the
-/// first address. An attempt starts when the one before it has failed or is `stagger` milliseconds old.
+/// Connects to several addresses at once, without threads. IPv4 and IPv6 addresses are tried in turn,
+/// beginning with the family of the first address. The next attempt starts when the attempt before it has
+/// failed, or `stagger` milliseconds after that attempt started.
 class ConnectRace {
  public:
   struct Attempt {

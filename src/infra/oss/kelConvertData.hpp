@@ -16,7 +16,7 @@ struct ByteConversion {
   bool terminating;  ///< sizes include a terminating NUL
 };
 
-/// This function is the common part of the two overloads of Converter::convert for bytes. Both overloads set
+/// `convertData` is the common part of the two overloads of Converter::convert for bytes. These overloads set
 /// `terminating` to true. If `terminating` is false and the data is copied unchanged, the destination needs
 /// room only for the bytes, but the function stores a NUL after them nevertheless. If the destination has
 /// exactly the size of the bytes, this NUL is written one byte after the end of the destination.

@@ -30,7 +30,7 @@ struct FormatFactories {
   icu::DateFormat* (*dateAndTime)(const icu::Locale&);
 };
 
-/// The functions that the library calls: those of ICU, unless a test has replaced them.
+/// The functions that the library calls to create formats: ICU's functions, unless a test has replaced them.
 extern constinit FormatFactories formatFactories;
 
 }  // namespace tarvo::oss

@@ -101,8 +101,8 @@ template <class Integer>
 constexpr std::size_t mostDigits = std::numeric_limits<Integer>::digits10 + 1;
 
 /// If the trimmed text is an integer, stores it in `value` and returns true. Only the number of digits is
-/// limited; a number out of range is reduced modulo 2 to the power of the type's width. This behaviour is
-/// frozen because programs depend on it.
+/// limited; a number out of range is reduced modulo 2 to the power of the type's width. The function does not
+/// refuse such numbers, because programs depend on the reduction.
 template <class Integer>
 bool readInteger(Units text, Integer& value) {
   bool negative = false;
@@ -190,8 +190,9 @@ constexpr std::array<double, 15> powersOfTen = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,
 /// or without a "-" before the digits and a point among the digits, stores the value of the number and
 /// returns true. The value is the quotient of the number without the point and a power of ten. The number
 /// without the point is below 10^15 < 2^53. The power of ten is at most 10^14 = 5^14 * 2^14 with 5^14 < 2^33.
-/// So a double represents both exactly. The division rounds only once, so the quotient equals the result of
-/// strtod. Without this fast path the conversion of such a number takes 1.3 times as long.
+/// Therefore a double represents the number without the point and the power of ten exactly. The division
+/// rounds only once, so the quotient equals the result of strtod. Without this fast path the conversion of
+/// such a number takes 1.3 times as long.
 template <class Text>
 bool readFewDigits(Text text, double& value) {
   static_assert(FLT_EVAL_METHOD == 0);

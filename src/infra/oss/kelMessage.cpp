@@ -131,8 +131,8 @@ void Message::addArgument(const char* value, const char* codepage) {
   arguments_.push_back(std::move(text));
 }
 
-// A number of any type is reduced to a signed number of 32 bits. This is intended, because the message
-// catalogues of programs depend on it.
+// A number of any type is reduced to a signed number of 32 bits. The reduction is intended, because the
+// message catalogues of programs depend on the resulting texts.
 template <class Integer>
 void Message::addLow32Bits(Integer value) {
   arguments_.push_back(text::invariantText(text::DecimalText(static_cast<std::int32_t>(value)).view()));

@@ -12,10 +12,10 @@
 ///
 ///     raise<SocketException>(errors::ERR_SOCKET_CONNECTED, errors::Host{host_}, errors::Port{port_});
 ///
-/// This statement throws an exception of the class in angle brackets by value. The exception has one message
-/// with the identifier, the arguments in their order, and the file and line of this statement.
-/// errors/identifiers.json lists the identifiers with their classes and arguments. A statement with another
-/// class or other arguments does not compile.
+/// The statement `raise<Class>(identifier, arguments)` throws an exception of the class in angle brackets by
+/// value. The exception has one message with the identifier, the arguments in their order, and the file and
+/// line of this statement. errors/identifiers.json lists the identifiers with their classes and arguments. A
+/// statement with another class or other arguments does not compile.
 namespace tarvo::oss {
 
 /// A place in the library's sources: file and line. `here` as a default argument is the place of the caller.

@@ -151,7 +151,7 @@ void SocketServer::bindFirst(unsigned int port, bool reuseAddress) {
   listeningSocket_.adopt(boundHandle(list, asked, reuseAddress));
 }
 
-/// `host` and `port` are those of the errors.
+/// Errors contain `host` and `port` as arguments.
 void SocketServer::startListening(const icu::UnicodeString& host, unsigned int port, unsigned int backlog) {
   if (winsock().listen(listeningSocket_.handle(), backlog) != 0) raiseLastError({&host, port});
   listening_ = true;

@@ -23,8 +23,8 @@ namespace {
 
 using Direction = text::CachedConverter::Direction;
 
-/// These callbacks stop ICU at every fault. ICU's own callbacks drop characters that are invisible by
-/// default.
+/// ICU calls the callbacks for each fault, and they make ICU stop. ICU's own callbacks drop characters that
+/// are invisible by default.
 void U_EXPORT2 stopDecoding(const void* /*context*/, UConverterToUnicodeArgs* /*arguments*/,
                             const char* /*bytes*/, std::int32_t /*length*/,
                             UConverterCallbackReason /*reason*/, UErrorCode* /*status*/) {}
@@ -143,9 +143,9 @@ bool StrictStream::Page::canBeCopied() const {
   return ucnv_getType(converter.get()) != UCNV_COMPOUND_TEXT;
 }
 
-/// Returns whether the encoded bytes of a text depend only on the text. The encoders of SCSU and LMBCS choose
-/// the bytes of a unit by the units that follow in the same call of the encoder, so their bytes depend on how
-/// the text is divided into calls.
+/// Returns whether the encoded bytes of a text depend only on the text. When the encoders of SCSU and LMBCS
+/// choose the bytes of a unit, they read the units that follow in the same call. Therefore the bytes depend
+/// on the division of the text into calls.
 bool StrictStream::Page::hasOneResult() const {
   const UConverterType type = ucnv_getType(converter.get());
   return type != UCNV_SCSU && (type < UCNV_LMBCS_1 || type > UCNV_LMBCS_LAST);

@@ -14,7 +14,8 @@
 
 namespace tarvo::oss {
 
-/// The mechanism of `StrictConverter`. It converts in two ways.
+/// The mechanism of `StrictConverter`. The stream converts in two ways: in blocks, which is fast, and in
+/// steps, which find the place of a fault.
 ///
 /// A block is a piece of the source of up to `blockSize` bytes. The stream converts a block at once, with the
 /// codec of the code page if the code page has a codec, and otherwise with a converter of ICU. If the block

@@ -112,9 +112,10 @@ char* growAround(TextBlock& block, int position, int count, std::size_t added) {
 }
 
 /// Inserts into a block with enough capacity. The insert moves the tail: the bytes from the position up to
-/// the first zero byte, not up to the length. So the insert does not move bytes after a zero byte inside the
-/// text, but moves old bytes that `clear(true)` kept. Other bytes after the new text do not change. If a tail
-/// that contains old bytes does not fit, the insert cuts the tail.
+/// the first zero byte, not up to the length. If the text contains a zero byte, the insert does not move the
+/// bytes after the zero byte. If `clear(true)` kept old bytes after the end of the text, the insert moves
+/// these bytes. Other bytes after the new text do not change. If a tail that contains old bytes does not fit,
+/// the insert cuts the tail.
 void insertFitting(TextBlock& block, int position, const char* text, int count) {
   char* const gap = block.bytes + position;
   const int tail = std::min(static_cast<int>(tailLength(block, position)), block.capacity - position - count);

@@ -44,9 +44,9 @@ void appendTo(icu::UnicodeString& text, icu::UnicodeString more) {
   text = text::made(std::move(grown.append(text).append(more)));
 }
 
-/// Decodes the bytes directly into the free space of the string. One unit for each byte always suffices. If
-/// the string has less free space, or if the bytes are not well-formed UTF-8, returns false and appends
-/// nothing.
+/// Decodes the bytes directly into the free space of the string. A text of N bytes never becomes more than N
+/// units. If the string has less free space, or if the bytes are not well-formed UTF-8, returns false and
+/// appends nothing.
 bool appendInPlace(icu::UnicodeString& text, const char* bytes, std::size_t count) {
   const std::int32_t length = text.length();
   const auto room = static_cast<std::size_t>(text.getCapacity() - length);
@@ -71,8 +71,8 @@ UTF8String::UTF8String(const char* text) : DataBuffer(text) {}
 
 UTF8String::UTF8String(const icu::UnicodeString& text) : DataBuffer(0) {
   appendString(text);
-  // An append does not report a lack of memory. An empty result of a text that is not empty means that there
-  // was no memory, with one exception: the result of a long text that begins with a NUL is empty, too.
+  // An append does not report a lack of memory. If the result of a text that is not empty is empty, there was
+  // no memory. There is one exception: the result of a long text that begins with a NUL is empty, too.
   if (length() == 0 && !text.isEmpty() && text.charAt(0) != u'\0') throw std::bad_alloc();
 }
 

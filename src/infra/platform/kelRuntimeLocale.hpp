@@ -7,9 +7,9 @@ namespace tarvo::platform {
 /// rules of the locale "English_USA.1252": a decimal point and no grouping. The destructor restores the
 /// former locale. A thread must not create a second object while one exists.
 ///
-/// If the system has locales per thread, the switch affects only the calling thread and overrides the
-/// process's locale; it takes no lock and allocates nothing. If the locale belongs to the process, one lock
-/// serialises the switches of all threads.
+/// If the system has a locale for each thread, the switch affects only the calling thread and overrides the
+/// locale of the process. On such a system the switch takes no lock and allocates nothing. If the locale
+/// belongs to the process, one lock serialises the switches of all threads.
 class EnglishRuntimeLocale {
  public:
   /// Raises std::bad_alloc if there is no memory for the switch; the locale does not change then.

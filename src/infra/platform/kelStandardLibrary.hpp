@@ -15,8 +15,9 @@
 #if !defined(_LIBCPP_VERSION)
 U_NAMESPACE_BEGIN
 
-// This is the declaration from ICU's header for streams. This file does not include ICU's header, because
-// that header includes <iostream>, which would construct the standard streams when the library is loaded.
+// The following declaration is a copy of the declaration in ICU's header for streams. ICU's header is not
+// included, because it includes <iostream>, which would construct the standard streams when the library is
+// loaded.
 U_IO_API std::ostream& U_EXPORT2 operator<<(std::ostream& stream, const UnicodeString& text);
 
 U_NAMESPACE_END

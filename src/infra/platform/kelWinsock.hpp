@@ -6,8 +6,8 @@
 #include <vector>
 
 /// The interface between the networking classes and the system. On every platform this interface has the
-/// functions, numbers and results of Winsock. Each platform has one source that implements `systemWinsock`;
-/// tests replace it by another implementation, which fails on request.
+/// functions, numbers and results of Winsock. Each platform has one source that implements `systemWinsock`.
+/// Tests replace the implementation by one whose calls fail on request.
 ///
 /// Unless the comment of a function says otherwise, the function returns 0 or a count if it succeeds, and
 /// `socketError` (-1) if it fails. After a failure `WSAGetLastError` returns the code of the failure to the
@@ -150,8 +150,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
 
   /// Returns a new socket, which programs that the process starts do not inherit. The code of a failure is
   /// `familyNotSupported` for a family other than IPv4 and IPv6, `socketTypeNotSupported` for a type other
-  /// than Winsock's five, and `noBuffers` if the platform keeps a record of its sockets and has no memory for
-  /// it.
+  /// than Winsock's five, and `noBuffers` if the platform layer keeps a record of its sockets and has no
+  /// memory for the record.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
   /// Connects to a Winsock address. The code of a failure is `wouldBlock` if the socket is non-blocking and
   /// the attempt is in progress, and `noBuffers` if the system lacks the resources for the attempt. The code
@@ -166,8 +166,9 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
   /// Ends every present and later `accept` on `listening`, and makes the socket readable for every `select`,
-  /// without closing it. So the caller can let all waiting threads leave `accept` and `select` before it
-  /// closes the socket. Otherwise a thread could wait on a handle that already belongs to another socket.
+  /// without closing it. Call `wakeAccept` before `closesocket`, so that all waiting threads leave `accept`
+  /// and `select` before the socket is closed. Otherwise a thread could wait on a handle that already belongs
+  /// to another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
   /// Closes the socket, even if the call returns an error, unless the handle is not an open socket.
   virtual int closesocket(SocketHandle handle) = 0;
@@ -176,22 +177,22 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// number of sockets in the three sets. If `timeout` is null, the wait has no limit. A connection that was
   /// reset or closed is readable. A failed connect is in the error set and not in the write set, and its
   /// pending error is kept. If a handle is not an open socket, a call that waits reports the error before it
-  /// waits. A call that does not wait may not detect such a handle, and neither may a call in which another
-  /// socket is ready at once.
+  /// waits. If a call does not wait, or if another socket is ready at once, the call may not detect such a
+  /// handle.
   virtual int select(SocketSet& read, SocketSet& write, SocketSet& error, const TimeValue* timeout) = 0;
 
   /// The code of a failure is `wouldBlock` if a non-blocking socket would wait, and `timedOut` if a blocking
-  /// socket has waited until its timeout. After this process has shut down a direction, a call in this
-  /// direction fails with `shutDown`. If both directions are shut down while a call waits in another thread,
-  /// that call fails with `shutDown`, too. After one call has reported a reset, every call fails with
+  /// socket has waited until its timeout. After this process has shut down sending or receiving, a call in
+  /// that direction fails with `shutDown`. If both directions are shut down while a call waits in another
+  /// thread, that call fails with `shutDown`, too. After one call has reported a reset, every call fails with
   /// `connectionReset`.
   virtual int send(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recv(SocketHandle handle, char* bytes, int length) = 0;
   virtual int shutdown(SocketHandle handle, int how) = 0;
 
-  /// These functions do the same as `send` and `recv`, but never wait, whatever the mode and the timeouts of
-  /// the socket are. They do not change the mode or the timeouts. The code is `wouldBlock` if no byte can be
-  /// transferred at once. Only one thread at a time may send, and only one thread at a time may receive.
+  /// `sendNow` and `recvNow` do the same as `send` and `recv`, but never wait. They ignore the mode and the
+  /// timeouts of the socket, and do not change them. If no byte can be transferred at once, the code is
+  /// `wouldBlock`. Only one thread at a time may send, and only one thread at a time may receive.
   virtual int sendNow(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recvNow(SocketHandle handle, char* bytes, int length) = 0;
 

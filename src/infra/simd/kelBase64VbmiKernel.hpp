@@ -27,8 +27,9 @@ consteval ByteTable tableOf(const Base64Characters& characters) {
 
 constexpr ByteTable encodeTables[] = {tableOf(standardCharacters), tableOf(safeCharacters)};
 
-/// A table for a shuffle. Each lane of eight bytes gets two groups: lane k gets group k in its lowest bytes
-/// and group k + 8 above it. The bytes of each group are in reverse order.
+/// A table for a shuffle of bytes. Each lane of eight bytes gets two groups of three bytes: lane k gets group
+/// k in its lowest bytes, and group k + 8 in the next three bytes. The bytes of each group are in reverse
+/// order.
 consteval ByteTable groupsInLanes() {
   ByteTable table;
   for (unsigned lane = 0; lane < 8; ++lane) {

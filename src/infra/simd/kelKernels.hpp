@@ -7,12 +7,12 @@
 /// each kernel.
 ///
 /// Kernels with wider vectors need a later instruction set, and each file of such kernels is compiled for its
-/// instruction set as a whole. (The instruction set is not set for single functions, because GCC 12 then does
-/// not clear the upper halves of the vector registers on return, and all SSE code of the process runs several
-/// times slower afterwards.) Such a file must not define a function that the linker could merge with a copy
-/// from another file, because the merged copy might run on a processor without these instructions. Therefore
-/// the table of kernels is the only definition with external linkage in such a file, and such a file uses no
-/// inline functions of the standard library. tests/inspect checks both rules.
+/// instruction set as a whole. (If the instruction set were set for single functions, GCC 12 would not clear
+/// the upper halves of the vector registers on return, and all SSE code of the process would run several
+/// times slower afterwards.) The linker can merge copies of a function from several files, and the merged
+/// copy might run on a processor without these instructions. Therefore such a file must not define a function
+/// that the linker could merge. The table of kernels is the only definition with external linkage in such a
+/// file, and such a file uses no inline functions of the standard library. tests/inspect checks both rules.
 ///
 /// docs/platforms.md lists the kernels of each processor.
 namespace tarvo::simd {

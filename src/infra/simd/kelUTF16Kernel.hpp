@@ -44,8 +44,8 @@ std::ptrdiff_t countWellFormed(const char* text, std::size_t length);
 
 constexpr std::size_t stretch = 64;  // bytes; the ends of their characters are found at once
 
-/// Returns the table for windows of eight bytes. A bit of the pattern says whether a byte is the last byte of
-/// a character: bit 0 stands for the byte before the window, and the other bits stand for the bytes of the
+/// Returns the table for windows of eight bytes. A bit of the pattern is set if a byte is the last byte of a
+/// character. Bit 0 stands for the byte before the window, and the other bits stand for the bytes of the
 /// window. For each character of one or two bytes, the shuffle fills one unit: the low byte is the last byte
 /// of the character, and the high byte is the first byte of a character of two bytes. Positions count from
 /// the byte before the window. The shuffle ends before the first larger character.
@@ -354,8 +354,8 @@ HWY_INLINE bool halvesArePaired(const Unit* units, std::size_t count) {
   return true;
 }
 
-/// A step of the loop may write bytes after its result. These writes are safe, because after each step so
-/// many units remain that the results of later steps overwrite these bytes.
+/// A step of the loop may write bytes after its result. Enough units remain after each such step, so that the
+/// results of later steps overwrite these bytes.
 Converted utf8FromUtf16(char* dest, const Unit* units, std::size_t count) {
   char* to = dest;
   std::size_t at = 0;

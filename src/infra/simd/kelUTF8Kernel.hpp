@@ -7,8 +7,8 @@
 HWY_BEFORE_NAMESPACE();
 
 /// Checks UTF-8 with vectors of any width. Every byte is checked together with the three bytes before it; for
-/// that the text is loaded again from one, two and three bytes further left. So the check of a part of a text
-/// does not depend on the checks of other parts, and checking a part twice does no harm.
+/// that the text is loaded again from one, two and three bytes further left. Therefore the check of a part of
+/// a text does not depend on the checks of other parts, and a part may be checked twice.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set

@@ -8,7 +8,8 @@
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
-// This file excludes the following targets, because the kernels need the size of a vector at compile time.
+// The following targets of Highway are disabled, because the kernels need the size of a vector at compile
+// time.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 #include <hwy/highway.h>
 

@@ -12,8 +12,8 @@ constexpr int icuHasTo = -1;
 
 /// A converter for a code page that the library converts without ICU: the table of a single-byte code page
 /// (kelSingleByteTable.hpp), UTF-8 (kelUTF8Conversion.hpp), and UTF-16 in either byte order without byte
-/// order marks (kelUTF16.hpp). For each text that a codec converts, the result is the same as that of ICU;
-/// the codec leaves all other texts to ICU. Codecs exist as long as the process; any thread may use them.
+/// order marks (kelUTF16.hpp). If a codec converts a text, the result is the same as the result of ICU. The
+/// codec leaves all other texts to ICU. Codecs exist as long as the process; any thread may use them.
 class Codec {
  public:
   enum class Kind : std::uint8_t { singleBytes, utf8, utf16, swappedUtf16 };

@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
-/// A cache of open ICU converters. Each thread keeps up to eight converters open, identified by the exact
-/// name that was requested, and closes them when the thread ends. The cache does not contain names that ICU
-/// does not know.
+/// A cache of open ICU converters. Each thread keeps up to eight converters open, and closes them when the
+/// thread ends. A converter is found by the exact name for which it was opened. The cache does not contain
+/// names that ICU does not know.
 namespace tarvo::text {
 
 struct KeptConverter;
@@ -21,8 +21,8 @@ struct KeptConverter;
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name
 ///
 /// The converter is in the state of a newly opened converter, with one exception: callbacks that a function
-/// set on the converter earlier are still set. Therefore do not set callbacks, or restore the former
-/// callbacks.
+/// set on the converter earlier are still set. Therefore a caller must not set callbacks, or must restore the
+/// former callbacks.
 class CachedConverter {
  public:
   /// The cache stores for each direction the converter that was found last, because consecutive texts often

@@ -26,8 +26,8 @@ constexpr std::uint32_t eightDigitsEnd = 100'000'000;
 /// Returns the values of 2, 4 or 8 digits as a word; each byte contains the value of one digit. The number is
 /// split into quotient and remainder, which are stored side by side: first in lanes of 32 bits, then of 16
 /// bits, then of 8 bits. With q the quotient of v by d, the difference `(v << lane) - q * ((d << lane) - 1)`
-/// is `((v - q * d) << lane) + q`. So the lower lane contains the quotient, and the next lane contains the
-/// remainder.
+/// is `((v - q * d) << lane) + q`. In this sum the lower lane contains the quotient, and the next lane
+/// contains the remainder.
 ///
 /// A multiplication and a shift compute the quotient. With m the smallest integer that is at least 2^s / d,
 /// and e the excess m * d - 2^s, `v * m >> s` equals `v / d` for every v below 2^s / e:

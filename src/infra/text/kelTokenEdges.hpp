@@ -84,7 +84,7 @@ class FewDelimiters {
 };
 
 /// Returns the bits of the last units of the text, which are fewer than 64. The bits after the end of the
-/// text are those of delimiters.
+/// text are set, as if delimiters followed the text.
 template <class Delimiters>
 UnitBits findInLast(const char16_t* units, std::size_t count, const Delimiters& delimiters) {
   std::array<char16_t, bitsUnits> padded{};

@@ -24,8 +24,8 @@ using Direction = CachedConverter::Direction;
 
 constexpr std::int32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
-/// Returns whether ICU converts a text without a converter. ICU does so for the name "" (the invariant
-/// characters), and for null if ICU's default converter is UTF-8.
+/// Returns whether ICU converts a text without a converter. ICU converts without a converter for the name ""
+/// (the invariant characters), and for null if ICU's default converter is UTF-8.
 bool needsNoConverter(const char* name) {
   return name == nullptr ? std::strcmp(ucnv_getDefaultName(), "UTF-8") == 0 : *name == '\0';
 }

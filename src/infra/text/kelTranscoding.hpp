@@ -47,13 +47,13 @@ std::int32_t fromUnicode(const icu::UnicodeString& text, char* target, std::int3
   return size;
 }
 
-/// Returns the same string as icu::UnicodeString(bytes, length, codePage); it is bogus if the code page is
-/// unknown. The length -1 means that the bytes are NUL-terminated.
+/// Returns the same string as icu::UnicodeString(bytes, length, codePage). If ICU does not know the code
+/// page, the string is bogus. The length -1 means that the bytes are NUL-terminated.
 icu::UnicodeString toUnicode(const char* bytes, std::int32_t length, const char* codePage);
 
-/// Converts bytes from one code page to another. The result is the same as that of `toUnicode` followed by
-/// `fromUnicode`. There must be at least one byte. The target may overlap the bytes. If the size is known
-/// without a conversion and above the largest int, the result is 0.
+/// Converts bytes from one code page to another. The result is the same as with `toUnicode` followed by
+/// `fromUnicode`. The source must have at least one byte. The target may overlap the bytes. If the size is
+/// known without a conversion and above the largest int, the result is 0.
 std::int32_t transcode(std::string_view bytes, const char* fromCodePage, char* target, std::int32_t capacity,
                        const char* toCodePage);
 

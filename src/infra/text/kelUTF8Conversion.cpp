@@ -81,9 +81,9 @@ std::int64_t sizeOf(const char16_t* units, std::size_t count) {
   return pairs < 0 ? -1 : static_cast<std::int64_t>(sizeWithoutPairs(units, count)) - 2 * pairs;
 }
 
-/// Writes the beginning of a valid text that is larger than the room. First the function converts as many
-/// units as fit even if each unit takes the largest number of bytes; then it converts one character at a
-/// time.
+/// Writes the beginning of a valid text that is larger than the room. The function first converts the units
+/// that surely fit, that is, even if each unit takes the largest number of bytes. It converts the remaining
+/// units one character at a time.
 void writeCut(const char16_t* units, char* bytes, std::size_t room) {
   std::size_t at = room / largestUnit;
   if (at > 0 && isPair(units[at - 1], units[at])) --at;

@@ -22,7 +22,7 @@ std::int64_t utf8FromUtf16(const char16_t* units, std::size_t count, char* bytes
 const Codec& utf8Codec();
 
 /// Returns a codec that leaves a text to ICU if it does not fit into the target. The library uses this codec
-/// if ICU's default converter is that of UTF-8: ICU then writes no incomplete character.
+/// if ICU's default converter is UTF-8: in this case ICU writes no incomplete character.
 const Codec& uncutUtf8Codec();
 
 }  // namespace tarvo::text

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-/// Words and vectors of bytes and code units, and loops over them. The vectors are those of the compilers'
+/// Words and vectors of bytes and code units, and loops over them. The vectors are types of the compilers'
 /// vector extension, which works for every processor. The compilers would not vectorise loops over single
 /// bytes, because a byte that is written may alias any object.
 namespace tarvo::text {
@@ -155,8 +155,8 @@ inline std::size_t narrowPlain(const char16_t* units, std::size_t count, char* b
 // --- moves of a few bytes, which take less time than a call of the C library
 
 /// Copies a range whose length is at least one `Piece` and at most two. The function copies the first piece
-/// and the last piece of the range, which may overlap. It reads both pieces before it writes a piece, so
-/// source and destination may overlap, too.
+/// and the last piece of the range, which may overlap. The function reads both pieces before it writes a
+/// piece, so source and destination may overlap.
 template <class Piece>
 inline void moveBothEnds(char* target, const char* source, std::size_t length) {
   Piece first;

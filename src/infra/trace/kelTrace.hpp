@@ -39,8 +39,8 @@ inline bool flagged(std::uint32_t bits) noexcept {
          0;
 }
 
-/// These functions call the hooks whose flags are set. The functions test the flags again for each hook,
-/// because the previous hook may have changed the flags.
+/// The following functions call the hooks whose flags are set. The functions test the flags again for each
+/// hook, because the previous hook may have changed the flags.
 [[gnu::cold, gnu::noinline]] void callEntryHooks(Probe probe);
 [[gnu::cold, gnu::noinline]] void callExitHooks(Probe probe);
 
@@ -68,8 +68,8 @@ inline void tracedExit(Body&& body) requires std::is_void_v<std::invoke_result_t
     detail::callExitHooks(P);
 }
 
-/// The overload for a body with a result. This overload is separate, because GCC 12 constructs a result in
-/// its final place only if the scope of the result is the whole function.
+/// The overload for a body with a result. This overload is a separate function, because GCC 12 constructs a
+/// result in its final place only if the scope of the result is the whole function.
 template <Probe P, class Body>
 inline decltype(auto) tracedExit(Body&& body) {
   decltype(auto) result = std::forward<Body>(body)();

@@ -13,11 +13,11 @@
 #include <new>
 #include <type_traits>
 
-// Only the thread that owns a ring writes events into it, without a lock. It stores the event, then the
-// number of events, both with release order. A reader loads the number, the events, and the number again,
-// with acquire order. If the reader has seen a part of a newer event in a slot, the second number is so high
-// that the event that was in the slot before does not count as kept. So no event is shown that is half
-// overwritten.
+// Only the thread that owns a ring writes events into it, without a lock. The owner stores the event, and
+// then the number of events, both with release order. A reader loads the number, the events, and the number
+// again, with acquire order. If the reader has read a part of a newer event in a slot, the second number
+// shows that the old event of this slot was overwritten, and the reader drops it. Therefore the reader
+// returns no event that is half overwritten.
 //
 // The mutex guards everything else: the lists of rings, the settings and the memory of the rings.
 

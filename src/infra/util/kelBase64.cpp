@@ -58,8 +58,8 @@ constexpr std::size_t groupsOf(std::size_t count, std::size_t size) {
 
 // --- encode
 
-/// Encodes complete groups, each of three bytes to four units. The kernel encodes many groups at once; this
-/// function encodes the groups that the kernel leaves one by one.
+/// Encodes complete groups, each of three bytes to four units. The kernel encodes many groups at once. The
+/// groups that the kernel leaves are encoded here, one by one.
 template <const Alphabet& alphabet>
 void encodeGroups(unsigned short* dest, const char* bytes, std::size_t groups) {
   const std::size_t taken = simd::kernels().encodeGroups[alphabet.name](dest, bytes, groups);
@@ -122,15 +122,15 @@ struct Target {
 };
 
 [[noreturn]] void raiseMisaligned(const Source& source) {
-  // The argument of the error is the text up to its first NUL, regardless of the count. This argument is
-  // frozen because programs depend on it.
+  // The argument of the error is the text up to its first NUL, regardless of the count. Programs depend on
+  // this text, so it cannot change.
   raise<Base64Exception>(errors::ERR_BASE64_MISALIGNED_DATA,
                          errors::Text{text::made(icu::UnicodeString(source.units))});
 }
 
 /// Decodes complete groups as long as the units of a group are in the alphabet and its three bytes fit.
-/// Returns the number of decoded groups. The kernel decodes many groups at once; this function decodes
-/// further groups one by one. The function raises nothing: `decodeUnits` decodes the rest.
+/// Returns the number of decoded groups. The kernel decodes many groups at once. The groups that the kernel
+/// leaves are decoded here, one by one. The function raises nothing: `decodeUnits` decodes the rest.
 template <const Alphabet& alphabet>
 std::size_t decodeGroups(char* dest, const unsigned short* src, std::size_t groups) {
   std::size_t group = simd::kernels().decodeGroups[alphabet.name](dest, src, groups);

@@ -190,7 +190,7 @@ void PropertiesReader::readPlain() {
   }
 }
 
-/// Appends the unit of an escape. There is always room, because an escape has more bytes than units.
+/// Appends the unit of an escape. The units always fit, because an escape has more bytes than units.
 void PropertiesReader::append(char16_t unit) {
   texts_[used_++] = unit;
 }
@@ -284,8 +284,8 @@ constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofKey("!#:=\\ ", 
 constexpr PropertiesWriter::Escapes PropertiesWriter::Escapes::ofValue("!#:=\\", true);
 
 void PropertiesWriter::writeHeader() {
-  // The SPACE at the end of the first line is intended. This line is frozen because programs depend on the
-  // format.
+  // The SPACE at the end of the first line is intended. The line cannot change, because programs depend on
+  // the format.
   write(text::invariantText("#saved by ExtendedProperties on "), Escapes::ofComment);
   endLine();
 }
@@ -322,7 +322,8 @@ void PropertiesWriter::write(const icu::UnicodeString& text, const Escapes& esca
     const char16_t unit = units[i];
     if (unit > 127) {
       // For each surrogate of a pair char32At returns the whole character, so the function writes the
-      // character twice. This behaviour is intended: the format is frozen because programs depend on it.
+      // character twice. Writing it twice is intended: the format cannot change, because programs depend on
+      // it.
       writeUnicodeEscape(static_cast<char32_t>(text.char32At(i)));
       continue;
     }

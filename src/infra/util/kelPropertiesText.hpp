@@ -73,7 +73,7 @@ class PropertiesReader {
   /// Returns whether the line that was read last has a property. If `keepTexts` was not called, key and value
   /// are valid until the next line is read.
   bool hasProperty() const { return hasProperty_; }
-  /// Returns the positions of the line's property; they are valid only if the line has a property.
+  /// Returns the positions of the line's property. If the line has no property, the positions are not valid.
   const PropertyBytes& bytes() const { return bytes_; }
   std::u16string_view key() const { return {texts_.get() + keyAt_, valueAt_ - keyAt_}; }
   std::u16string_view value() const { return {texts_.get() + valueAt_, used_ - valueAt_}; }

@@ -56,8 +56,8 @@ constexpr bool identifiesUnits(std::uint64_t word) {
 }
 
 /// Sorts lines by key. The sort compares eight units at a time, which are packed into a number, and then
-/// sorts keys with equal numbers by the next eight units. Keys of settings often have long common beginnings;
-/// this sort reads a common beginning only once instead of in every comparison.
+/// sorts keys with equal numbers by the next eight units. Keys of settings often have long common beginnings.
+/// The sort reads a common beginning only once instead of in every comparison.
 class LineSorter {
  public:
   explicit LineSorter(const std::vector<PropertyLine>& lines) : lines_(lines), entries_(lines.size()) {
@@ -81,9 +81,8 @@ class LineSorter {
 
   /// If fewer keys than this number are to be sorted, the sort compares the keys directly.
   static constexpr std::ptrdiff_t few = 12;
-  /// After this number of recursive calls, the sort compares the remaining keys directly, however many there
-  /// are. Without this limit, crafted keys, each of which is longer than the key before it, would exhaust the
-  /// stack.
+  /// After this number of recursive calls, the sort compares all remaining keys directly. Without this limit,
+  /// crafted keys, each of which is longer than the key before it, would exhaust the stack.
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }
@@ -143,7 +142,7 @@ void keepLastOfEachKey(std::vector<PropertyLine>& lines) {
   const auto ofOneKey = [](const PropertyLine& one, const PropertyLine& other) {
     return one.hash == other.hash && one.key == other.key;
   };
-  // In most texts each key occurs only once; then the function moves no line.
+  // In most texts each key occurs only once, and the function moves no line.
   const auto again = std::adjacent_find(lines.begin(), lines.end(), ofOneKey);
   if (again == lines.end()) return;
   auto last = again;

@@ -130,7 +130,7 @@ class ExtendedProperties::PropertyMap {
   using PoolTree = std::map<Map::key_type, Map::mapped_type, Map::key_compare, NodeAllocator<Property>>;
   /// Callers iterate over the properties with the iterators of `Map`. If the iterator type does not depend on
   /// the allocator, the tree allocates its nodes from the pool. In the checked containers of libstdc++ the
-  /// iterator type depends on the allocator; then the tree is a `Map`.
+  /// iterator type depends on the allocator. If the library uses these containers, the tree is a `Map`.
   using Tree =
       std::conditional_t<std::is_same_v<PoolTree::const_iterator, Map::const_iterator>, PoolTree, Map>;
 

@@ -73,7 +73,8 @@ void ExtendedProperties::Resolver::step() {
 }
 
 void ExtendedProperties::Resolver::begin(Property& property) {
-  // This test detects every cycle, because a value without references is never in progress.
+  // A second insertion of the same property detects every cycle, because a value without references is never
+  // in progress.
   if (keysUnderWay_.insert(&property).second) {
     underWay_.emplace_back(property);
   } else {
@@ -87,7 +88,7 @@ void ExtendedProperties::Resolver::passFault(Work& work, std::size_t length) {
   watcher_->faults.push_back(
       {{work.property, work.position - 1}, fault.name ? *fault.name : *fault.key, !fault.name});
   watcher_->affected.insert(work.property);
-  // The name that is noted repeats the tail. One long tail can be in any number of names.
+  // The recorded name contains a copy of the tail. One long tail can be in any number of names.
   if (fault.name && work.opener != nullptr) charge(work, work.opener->first.size());
   work.position += length + 1;
   work.open = false;

@@ -6,9 +6,9 @@
 namespace tarvo::util {
 
 /// A list of numbers with two operations: changing one number, and computing the total of the numbers before
-/// an index. Both operations take time proportional to the logarithm of the list's length. (Each entry of the
-/// tree is the total of a range of numbers. The range ends at the entry's position. Its length is the largest
-/// power of two that divides the position.)
+/// an index. Each of the two operations takes time proportional to the logarithm of the list's length. (Each
+/// entry of the tree is the total of a range of numbers. The range ends at the entry's position. Its length
+/// is the largest power of two that divides the position.)
 class RunningTotals {
  public:
   /// Returns the total of the numbers before `index`.

@@ -63,8 +63,9 @@ class SocketFacts {
     std::atomic<bool> sending;
   };
 
-  // Segment 0 is part of the object. Segment n > 0 is allocated when a socket needs it; it starts at
-  // descriptor firstSize << (n - 1) and has as many entries as all segments before it.
+  // Segment 0 is part of the object. Segment n > 0 is allocated when a socket needs an entry in this segment.
+  // The segment starts at descriptor firstSize << (n - 1) and has as many entries as all segments before it
+  // together.
   static constexpr unsigned firstBits = 10;
   static constexpr unsigned firstSize = 1U << firstBits;
   static constexpr unsigned furtherSegments = 31 - firstBits;

@@ -4,10 +4,11 @@
 
 #include <cstdlib>
 
-// A thread's block is the value of a thread-specific key. A thread_local object with a destructor is not
-// used, because the C library ends the process if it cannot allocate the record of such a destructor; setting
-// the value of a key reports the failure. The shared library is linked with "-z nodelete", so it stays loaded
-// and the destructor of the key still exists if a thread ends after dlclose.
+// A thread's block is the value of a thread-specific key. The block is the value of a key, and not a
+// thread_local object with a destructor. If there is no memory for the record of such a destructor, the C
+// library ends the process. If there is no memory for the value of a key, pthread_setspecific reports the
+// failure. The shared library is linked with "-z nodelete", so it stays loaded and the destructor of the key
+// still exists if a thread ends after dlclose.
 
 namespace tarvo::platform {
 namespace {

@@ -133,7 +133,8 @@ class Pairing {
     return true;
   }
 
-  /// Receives what has arrived. Closes the connection if it cannot be that of this process.
+  /// Receives the bytes that have arrived. Closes the connection if it has ended, or if the bytes show that
+  /// another process made it.
   void hear(Candidate& candidate) noexcept {
     char* const next = candidate.arrived.data() + candidate.count;
     const int got = ::recv(candidate.handle.get(), next, static_cast<int>(nonceSize - candidate.count), 0);
@@ -143,7 +144,7 @@ class Pairing {
     if (got <= 0 || !same) candidate.handle.reset(INVALID_SOCKET);
   }
 
-  /// Accepts a connection; it takes the place of the candidate that has waited longest.
+  /// Accepts a connection as a candidate. The new candidate replaces the candidate that has waited longest.
   void acceptOne() noexcept {
     const SOCKET accepted = ::accept(listener_.get(), nullptr, nullptr);
     if (accepted == INVALID_SOCKET) return;

@@ -7,11 +7,11 @@ namespace tarvo::platform::windows {
 /// Called with the port of the listener before this process connects to it. Tests connect a stranger here.
 using BeforeConnect = void (*)(unsigned short port);
 
-/// Opens two connected, non-blocking sockets on the loopback address. No other program has an end of them:
-/// the listener is exclusive, and the accepted connection is the one on which a random number arrives that
-/// this process has sent. Any program of the machine can connect to the listener meanwhile. Such connections
-/// are closed. Returns 0 or a Winsock code; `timedOut` if strangers keep the listener busy for `patience`
-/// milliseconds.
+/// Opens two connected, non-blocking sockets on the loopback address. No other program has one of the two
+/// ends: the listener is exclusive, and this process sends a random number and uses only the connection on
+/// which this number arrives. Any program of the machine can connect to the listener meanwhile. Such
+/// connections are closed. Returns 0 or a Winsock code; `timedOut` if strangers keep the listener busy for
+/// `patience` milliseconds.
 int openLoopbackPair(WakeupHandles& handles, unsigned int patience, BeforeConnect beforeConnect) noexcept;
 
 }  // namespace tarvo::platform::windows

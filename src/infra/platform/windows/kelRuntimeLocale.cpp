@@ -12,9 +12,9 @@ namespace tarvo::platform {
 namespace {
 
 /// The lock for the locale, which belongs to the process. A thread holds the lock while the locale that it
-/// set is in effect, or while the locale must not change. The same thread may take the lock again. This lock
-/// is not a std::recursive_mutex, because this compiler constructs a std::recursive_mutex when the library is
-/// loaded.
+/// set is in effect, or while the locale must not change. A thread that holds the lock may take it again. The
+/// lock is not a std::recursive_mutex, because the compiler for Windows constructs a std::recursive_mutex
+/// when the library is loaded.
 class SwitchLock {
  public:
   void take() noexcept {

@@ -120,8 +120,9 @@ ResolvedAddress toResolved(const ADDRINFOW& entry) {
   return resolved;
 }
 
-// Winsock counts how often it was started. On some systems this count is too low if two threads start Winsock
-// at the same moment; then a later WSACleanup ends all sockets of the process. This lock prevents that.
+// Winsock counts how often it was started. On some systems the count of starts is too low if two threads
+// start Winsock at the same moment. In such a case a later WSACleanup ends all sockets of the process. This
+// lock prevents that.
 SRWLOCK startLock = SRWLOCK_INIT;
 
 int start(WORD version, WSADATA& data) noexcept {
