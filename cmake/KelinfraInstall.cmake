@@ -80,14 +80,17 @@ else()
   endif()
   list(TRANSFORM KELINFRA_DEFINITIONS PREPEND " -D" OUTPUT_VARIABLE KELINFRA_PC_CFLAGS)
   list(JOIN KELINFRA_PC_CFLAGS "" KELINFRA_PC_CFLAGS)
-  # The prefix is the one of the installation, which may differ from the configured one.
+  # The prefix is the one of the installation, which may differ from the configured one. Installations with
+  # different prefixes may run at the same time, so they do not share a file.
   set(KELINFRA_PC_PREFIX @KELINFRA_PREFIX@)
   configure_file(cmake/KELINFRA.pc.in KELINFRA.pc.in @ONLY)
   install(CODE "get_filename_component(KELINFRA_PREFIX \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
-    configure_file(\"${PROJECT_BINARY_DIR}/KELINFRA.pc.in\" \"${PROJECT_BINARY_DIR}/KELINFRA.pc\" @ONLY)"
+    string(MD5 name \"\${KELINFRA_PREFIX}\")
+    set(file \"${PROJECT_BINARY_DIR}/pkgconfig/\${name}/KELINFRA.pc\")
+    configure_file(\"${PROJECT_BINARY_DIR}/KELINFRA.pc.in\" \"\${file}\" @ONLY)
+    file(INSTALL DESTINATION \"\${KELINFRA_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig\"
+         TYPE FILE FILES \"\${file}\")"
           COMPONENT kelinfra_development)
-  install(FILES ${PROJECT_BINARY_DIR}/KELINFRA.pc
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kelinfra_development)
 endif()
 
 if(TARGET kelinfra_archive)
