@@ -7,8 +7,8 @@
 /// Loads and stores words in a given byte order, on processors of either byte order. A word is loaded and
 /// stored unchanged if the given order equals the processor's order.
 ///
-/// The functions are always inlined, so that files that are compiled for different processors do not share a
-/// copy; simd/kelKernels.hpp explains why.
+/// The functions are always inlined. Otherwise files for different processors could share one copy of a
+/// function; simd/kelKernels.hpp explains why this must not happen.
 namespace tarvo::machine {
 
 constexpr bool isLittleEndian = std::endian::native == std::endian::little;

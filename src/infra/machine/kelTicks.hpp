@@ -4,7 +4,8 @@
 #include <cstdint>
 
 /// A clock for short times: the counter of the processor, which advances at a constant rate on current
-/// processors. Its unit depends on the processor, and two readings of different sockets can differ.
+/// processors. The unit of the counter depends on the processor. In a machine with several processor chips,
+/// the counters of the chips can differ.
 namespace tarvo::machine {
 
 /// Nanoseconds of the system's steady clock.

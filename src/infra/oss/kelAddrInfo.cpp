@@ -109,7 +109,7 @@ bool lengthSuits(int family, std::uint64_t length) {
   return true;
 }
 
-/// Keeps the first of the faults of families: these do not end the list.
+/// Keeps the first fault of a family. Such a fault does not end the list.
 void noteFamilyFault(ScannedRecord& scanned, Fault fault, std::size_t offset) {
   if (scanned.fault != AddressRecord::NONE) return;
   scanned.fault = fault;
@@ -165,7 +165,7 @@ Fault readFields(RecordReader& reader, ScannedRecord& scanned) {
   return scanned.list.empty() ? AddressRecord::EMPTY_LIST : AddressRecord::NONE;
 }
 
-/// Whether `connect` can use a record with this fault.
+/// Returns whether `connect` can use a record with this fault.
 bool isReadable(Fault fault) {
   return fault == AddressRecord::NONE || fault == AddressRecord::UNKNOWN_FAMILY ||
          fault == AddressRecord::DIFFERENT_FAMILY;
@@ -183,7 +183,7 @@ namespace {
 
 int resolveWith(int flags, const std::string& host, unsigned int port, AddressList& list) {
   const platform::AddressHints hints = {flags, platform::familyUnspecified, platform::typeStream, 0};
-  // The resolver would end the name at a NUL and look up another host.
+  // The system's resolver would cut the name at a NUL, and look up another host.
   if (host.find('\0') != std::string::npos) return platform::wsa::hostNotFound;
   const int code = platform::winsock().getaddrinfo(host.c_str(), serviceText(port).c_str(), hints, list);
   return code == 0 && list.empty() ? platform::wsa::hostNotFound : code;

@@ -11,9 +11,9 @@ BaseException::BaseException(const icu::UnicodeString& messageID, const char* fi
   addMessage(message);
 }
 
-// The messages are copied with the default constructor and `join` of MessageList, not with its copy
-// constructor, because these two calls appear in the trace of a host program. The calls are frozen because
-// programs that read traces depend on them.
+// The messages are copied with the default constructor and `join` of MessageList, and not with its copy
+// constructor. These two calls appear in the trace of a host program, and programs that read traces depend on
+// them.
 BaseException::BaseException(const BaseException& other) : std::exception(other) {
   messages_.join(other.messages_);
 }

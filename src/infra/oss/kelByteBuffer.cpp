@@ -105,8 +105,8 @@ bool ByteBuffer::operator==(const ByteBuffer& other) const {
 }
 
 // Fast path: if the bytes are few and fit, and entries are not traced, the append makes no call and saves no
-// registers. The size is set before the bytes are written. If the size were set after the bytes, the compiler
-// would load the capacity again, because a char that is written may alias the capacity.
+// registers. The size is set before the bytes are written. In the other order the compiler would load the
+// capacity again, because a write to a char may change any object.
 void ByteBuffer::append(const char* const data, unsigned long long length) {
   if (data == nullptr || length == 0) return;
   Storage& storage = *storage_;

@@ -64,7 +64,7 @@ std::size_t ConnectRace::inFlight() const {
       attempts_.begin(), attempts_.end(), [](const Attempt& attempt) { return attempt.handle.valid(); }));
 }
 
-/// Starts the next attempt. Returns its handle if it is connected at once.
+/// Starts the next attempt. Returns the handle of the attempt if it is connected at once.
 SocketHandle ConnectRace::start() {
   const ResolvedAddress& address = order_[next_++];
   Attempt& attempt = attempts_.emplace_back(address);

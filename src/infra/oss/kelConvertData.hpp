@@ -17,9 +17,9 @@ struct ByteConversion {
 };
 
 /// `convertData` is the common part of the two overloads of Converter::convert for bytes. These overloads set
-/// `terminating` to true. If `terminating` is false and the data is copied unchanged, the destination needs
-/// room only for the bytes, but the function stores a NUL after them nevertheless. If the destination has
-/// exactly the size of the bytes, this NUL is written one byte after the end of the destination.
+/// `terminating` to true. If `terminating` is false and the data is copied unchanged, the function requires
+/// room only for the bytes, but stores a NUL after them. If the destination has exactly the size of the
+/// bytes, the NUL is written to the byte after the destination.
 int convertData(const ByteConversion& conversion);
 
 }  // namespace tarvo::oss

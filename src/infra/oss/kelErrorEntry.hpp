@@ -47,7 +47,7 @@ struct Operation {
   const char* value;
 };
 
-/// One of the kinds of arguments that this file defines.
+/// True for the kinds of arguments that this file defines.
 template <class Type>
 concept Kind = requires(const Type& argument) {
   argument.value;

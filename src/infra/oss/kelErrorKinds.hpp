@@ -13,7 +13,7 @@ struct NumberArguments {
   unsigned int places;  ///< bit n is set if argument n can be shown as a number
 };
 
-/// All identifiers in their order, the obsolete ones too.
+/// All identifiers in their order, including obsolete identifiers.
 inline constexpr std::array<NumberArguments, 31> numberArguments = {{
     {u"ERR_BASE64_INVALID_DATA", 0},
     {u"ERR_BASE64_MISALIGNED_DATA", 0},

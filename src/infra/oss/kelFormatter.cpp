@@ -53,7 +53,7 @@ constexpr bool endsVisible(const Text& text) {
   return !text.empty() && isVisible(text.front()) && isVisible(text.back());
 }
 
-/// Trims a text with the same result as icu::UnicodeString::trim. It suffices to test single code units,
+/// Trims a text with the same result as icu::UnicodeString::trim. The function tests single code units,
 /// because all white space is below U+10000.
 Units trimmed(Units text) {
   if (endsVisible(text)) return text;
@@ -136,9 +136,9 @@ Integer toInteger(const icu::UnicodeString& text) {
 
 // --- text of numbers
 
-/// Returns the buffer inside the string object, which has room for any number. Writing into this buffer takes
-/// less time than replacing the text, and allocates nothing. Returns null if the caller holds the buffer
-/// open.
+/// Returns the buffer inside the string object, which has room for any number. A write into this buffer takes
+/// less time than a replacement of the text, and allocates nothing. Returns null if the caller has called
+/// `getBuffer(minCapacity)` and not yet `releaseBuffer`.
 char16_t* openUnits(icu::UnicodeString& out, std::size_t length) {
   out.remove();  // makes a bogus text valid
   return out.getBuffer(static_cast<std::int32_t>(length));

@@ -33,8 +33,8 @@ struct SourcePlace {
   std::string recordedName() const;
 };
 
-/// The identifier of an error that has the exception class and arguments of the template, together with the
-/// place in the sources at which the identifier is written.
+/// The identifier of an error, together with the place in the sources at which the identifier is written. The
+/// parameters of the template are the exception class and the arguments of the error.
 template <class Exception, class... Arguments>
 struct Identifier {
   template <class... Exceptions, class Required, class Omissible,

@@ -34,8 +34,8 @@ namespace wsa = platform::wsa;
 
 namespace {
 
-/// Returns 0 or the Winsock code. The function reads the code inside the traced body, because the exit hooks
-/// of the host program could overwrite the code.
+/// Returns 0 or the Winsock code. The function reads the error code inside the traced body, because the exit
+/// hooks of the host program could overwrite the code.
 int switchNonBlocking(SocketHandle handle, bool on) {
   return traced<probe("Socket::setNonBlocking")>([&] {
     return winsock().ioctlsocketNonBlocking(handle, on ? 1 : 0) == 0 ? 0 : winsock().WSAGetLastError();
@@ -297,7 +297,8 @@ AddressList resolveForRace(const icu::UnicodeString& host, unsigned int port) {
   return list;
 }
 
-/// The error of a race without a connection: a message for the whole and one for each attempt.
+/// Returns the error of a race without a connection. The error has one message for the whole race, and one
+/// message for each attempt.
 SocketException raceError(const ConnectRace& race, const Peer& peer) {
   const errors::Host host{*peer.host};
   const errors::Port port{peer.port};

@@ -43,8 +43,8 @@ class SocketServer::Waiter {
   SocketHandle handle() const { return handle_; }
 
   /// Resets the counter, the mutex and the condition variable in a forked child. The other threads of the
-  /// parent do not exist in the child: there, no such thread leaves `accept` or releases the mutex. Therefore
-  /// `close` could wait forever in the child without the reset.
+  /// parent do not exist in the child, so in the child they never leave `accept` and never release the mutex.
+  /// Therefore `close` could wait forever in the child without the reset.
   static void forgetParent(SocketServer& server) {
     const unsigned int process = platform::currentProcess();
     if (server.process_ == process) return;

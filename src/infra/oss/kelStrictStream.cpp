@@ -222,8 +222,8 @@ void StrictStream::replaceFault(std::int32_t character) {
 
 // --- blocks
 
-/// Returns whether both the decoder and the encoder are between two characters. Returns false if one of them
-/// has read only the first part of a character.
+/// Returns whether both the decoder and the encoder are between two characters. Returns false if the decoder
+/// or the encoder has read only the first part of a character.
 bool StrictStream::isBetweenCharacters() const {
   return unitFilled_ == 0 && pendingBytes(from_.converter.get()) == 0 &&
          pendingUnits(to_.converter.get()) == 0;

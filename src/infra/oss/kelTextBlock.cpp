@@ -16,8 +16,8 @@ namespace {
 // The additional capacity that a text gets when it outgrows its storage.
 constexpr int spareCapacity = 4096;
 // If more than this number of bytes after a text must be zero, the block is allocated with calloc. Memory
-// from calloc is zero before it is written, so a block whose requested size is far above the length of the
-// text is mostly not written.
+// from calloc is already zero. Therefore most of a block is never written if the requested size is far above
+// the length of the text.
 constexpr std::size_t largeSpare = 65536;
 constexpr int largestCapacity = std::numeric_limits<int>::max();
 // A text that outgrows a block of this size probably grows further. Therefore the next block is four times as
@@ -89,8 +89,8 @@ bool moveToZeroed(TextBlock& block, std::size_t needed) {
 
 /// Grows the block, makes a gap of `added` bytes in the text and returns the gap; returns null if there is no
 /// memory. `count` is the requested number of bytes; `added` is the number of bytes before their first zero
-/// byte. The new capacity is length + count + 4096. The block at least doubles, so a text that is built of
-/// many pieces is copied only a few times.
+/// byte. The new capacity is length + count + 4096. The size of the block at least doubles, so a text that is
+/// built of many pieces is copied only a few times.
 char* growAround(TextBlock& block, int position, int count, std::size_t added) {
   const int capacity = block.length + count + spareCapacity;
   const std::size_t needed = static_cast<std::size_t>(capacity) + 1;

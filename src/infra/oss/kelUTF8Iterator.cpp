@@ -134,8 +134,8 @@ const char* UTF8Iterator::getNextChar() {
   return trace::exitIsTraced() ? leaveTraced(character) : character;
 }
 
-/// Continues `getNextChar` after the last prepared character. The code is in a separate function so that
-/// `getNextChar` saves no registers for the other characters, which are nearly all.
+/// Continues `getNextChar` after the last prepared character. This rare case is in a separate function, so
+/// that `getNextChar` saves no registers for all other characters.
 [[gnu::noinline]] const char* UTF8Iterator::goOn() {
   return spreadMore() ? getNextChar() : nullptr;
 }

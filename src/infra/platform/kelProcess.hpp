@@ -2,7 +2,8 @@
 
 namespace tarvo::platform {
 
-/// Returns the number of the calling process. A forked child has another number than its parent.
+/// Returns the number of the calling process. The number of a forked child differs from the number of its
+/// parent.
 unsigned int currentProcess() noexcept;
 
 }  // namespace tarvo::platform

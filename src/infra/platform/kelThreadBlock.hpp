@@ -38,8 +38,9 @@ struct ThreadBlock {
 
 /// Returns the user's part of the calling thread's block, which is aligned for any type and contains zeros at
 /// first. When the thread ends, `atEnd` is called once with the part; pass the same function in every call.
-/// After the first of these calls at the thread's end, or if there is no memory for the block, the result is
-/// null. The block of the thread that ends the process may never be released.
+/// If there is no memory for the block, the result is null. At the end of the thread, after the first call of
+/// an `atEnd` function, the result is null, too. The block of the thread that ends the process may never be
+/// released.
 void* threadBlock(ThreadPart part, void (*atEnd)(void* part) noexcept) noexcept;
 
 }  // namespace tarvo::platform

@@ -137,7 +137,7 @@ struct ResolvedAddress {
   std::string canonicalName;           ///< empty if the resolver gives no name
 };
 
-// An implementation is never owned or destroyed through this base class, so the destructor is not virtual and
+// The destructor is not virtual, because no implementation is destroyed through this base class. Therefore
 // the platform's object can be constant-initialised.
 class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see above
  public:
@@ -161,14 +161,14 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int bind(SocketHandle handle, const unsigned char* address, std::size_t length) = 0;
   /// The code is `noBuffers` if the platform keeps a record of its listeners and has no memory for it.
   virtual int listen(SocketHandle handle, unsigned int backlog) = 0;
-  /// Waits until a connection is pending and accepts it. The accepted socket is blocking, and child processes
-  /// do not inherit it. The code of a failure is `invalidArgument` after a call of `wakeAccept`, and
+  /// Waits for a connection and accepts it. The accepted socket is blocking, and child processes do not
+  /// inherit the socket. The code of a failure is `invalidArgument` after a call of `wakeAccept`, and
   /// `noBuffers` as for `socket`.
   virtual SocketHandle accept(SocketHandle listening) = 0;
-  /// Ends every present and later `accept` on `listening`, and makes the socket readable for every `select`,
-  /// without closing it. Call `wakeAccept` before `closesocket`, so that all waiting threads leave `accept`
-  /// and `select` before the socket is closed. Otherwise a thread could wait on a handle that already belongs
-  /// to another socket.
+  /// Ends every present and later `accept` on `listening`, and makes the socket readable for every `select`.
+  /// The socket stays open. Call `wakeAccept` before `closesocket`, so that all waiting threads leave
+  /// `accept` and `select` before the socket is closed. Otherwise a thread could wait on a handle that
+  /// already belongs to another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
   /// Closes the socket, even if the call returns an error, unless the handle is not an open socket.
   virtual int closesocket(SocketHandle handle) = 0;
@@ -196,11 +196,12 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int sendNow(SocketHandle handle, const char* bytes, int length) = 0;
   virtual int recvNow(SocketHandle handle, char* bytes, int length) = 0;
 
-  /// Waits until one of the entries is ready, however many there are, and sets `ready` in each; returns the
-  /// number of ready entries. Waits at most `milliseconds`; if `milliseconds` is negative, the wait has no
-  /// limit. A socket whose connection is lost or closed, or whose attempt to connect has failed, is ready for
-  /// every requested event, so that the next call on the socket reports the reason. The code of a failure is
-  /// `notASocket` if a handle is not open, and `noBuffers` if there is no memory for the system's list.
+  /// Waits until at least one of the entries is ready, sets `ready` in each entry, and returns the number of
+  /// ready entries. The number of entries has no limit. Waits at most `milliseconds`; if `milliseconds` is
+  /// negative, the wait has no limit. A socket whose connection is lost or closed, or whose attempt to
+  /// connect has failed, is ready for every requested event, so that the next call on the socket reports the
+  /// reason. The code of a failure is `notASocket` if a handle is not open, and `noBuffers` if there is no
+  /// memory for the system's list.
   virtual int poll(PollEntry* entries, std::size_t count, long long milliseconds) = 0;
 
   /// Sets FIONBIO: with `mode` 1 the socket is non-blocking.
@@ -211,8 +212,8 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// Writes at most `length` bytes of the socket's local Winsock address, and sets `length` to the number of
   /// bytes written.
   virtual int getsockname(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
-  /// Does the same for the address of the peer. The code of a failure is `notConnected` if the socket has no
-  /// peer.
+  /// Does the same as `getsockname`, for the address of the peer. The code of a failure is `notConnected` if
+  /// the socket has no peer.
   virtual int getpeername(SocketHandle handle, unsigned char* address, std::size_t& length) = 0;
 
   /// Returns 0 and stores the addresses in `list` in the resolver's order, or returns an error code:

@@ -24,8 +24,8 @@ inline int familyOf(const unsigned char* address) noexcept {
 }
 
 /// Returns 0 if a Winsock address is valid, otherwise the code of the error. Only IPv4 and IPv6 are accepted.
-/// An untrusted record can contain other families, which have a meaning for some systems. For example, some
-/// systems end the connection of a socket if a program connects it to the family "no family".
+/// An untrusted record can contain other families, and some systems give these families a meaning. For
+/// example, some systems end the connection of a socket if a program connects it to the family "no family".
 inline int addressRefusal(const unsigned char* address, std::size_t length) noexcept {
   if (address == nullptr || length < sizeof(std::uint16_t)) return wsa::badAddress;
   const int family = familyOf(address);

@@ -6,7 +6,7 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Base64 for vectors of 16 and of 32 bytes. A table look-up of such a vector chooses among 16 bytes: each
+/// Base64 for vectors of 16 and of 32 bytes. A table look-up for such a vector chooses among 16 bytes. Each
 /// block of 16 bytes in the vector has a separate table.
 namespace tarvo::simd {
 
@@ -55,8 +55,8 @@ constexpr GroupOrder fromStart(0, 6, 0, 6);
 constexpr GroupOrder upToEnd(4, 10, 4, 10);
 constexpr GroupOrder acrossBlocks(0, 8, 2, 10);
 
-/// Returns the bytes of four groups out of 16 bytes at `src`. `order` says whether the first group begins at
-/// the first byte, or the last group ends at the last byte.
+/// Returns the bytes of four groups out of 16 bytes at `src`. `order` states which of the 16 bytes are used:
+/// either the first group begins at the first byte, or the last group ends at the last byte.
 HWY_INLINE hn::Vec128<Byte> groupsAt(Narrow d, const Byte* src, const GroupOrder& order) {
   return hn::TableLookupBytes(hn::LoadU(d, src), hn::Load(d, order.places));
 }

@@ -121,9 +121,9 @@ struct DecodeTable {
 
 constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
 
-/// The positions of the bytes of 16 groups of four bytes; each group begins with its third byte. The order is
-/// unusual because packing interleaves half blocks of the first 32 units with half blocks of the second 32
-/// units.
+/// The positions of the bytes of 16 groups of four bytes; each group begins with its third byte. The groups
+/// are not in the order of the text, because the packing instruction alternates half blocks of the first 32
+/// units with half blocks of the second 32 units.
 consteval ByteTable bytesOfGroups() {
   ByteTable table;
   for (unsigned group = 0; group < 16; ++group) {

@@ -6,7 +6,8 @@ namespace tarvo::simd {
 
 namespace {
 
-/// The kernels in use; null until the first call, because no code runs when the library is loaded.
+/// The kernels in use. The pointer is null until the first call, because the library runs no code when it is
+/// loaded.
 constinit std::atomic<const Kernels*> inUse = nullptr;
 
 const Kernels& choose() {

@@ -6,9 +6,10 @@
 
 HWY_BEFORE_NAMESPACE();
 
-/// Checks UTF-8 with vectors of any width. Every byte is checked together with the three bytes before it; for
-/// that the text is loaded again from one, two and three bytes further left. Therefore the check of a part of
-/// a text does not depend on the checks of other parts, and a part may be checked twice.
+/// Checks UTF-8 with vectors of any width. Every byte is checked together with the three bytes before it. For
+/// this purpose the kernel loads the text three more times, from one, two and three bytes earlier. Therefore
+/// the check of a part of a text does not depend on the checks of other parts, and a part may be checked
+/// twice.
 namespace tarvo::simd {
 
 // NOLINTBEGIN(misc-definitions-in-headers): each including source needs a copy in its own instruction set
@@ -40,7 +41,7 @@ constexpr Fault faults[8] = {
 };
 
 /// Returns a table that contains, for each nibble, the faults to which the nibble can belong. Two bytes have
-/// a fault if all three nibbles can belong to the fault.
+/// a fault if each of the three nibbles can belong to this fault.
 consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {

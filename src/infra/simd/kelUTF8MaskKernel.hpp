@@ -77,8 +77,9 @@ struct Progress {
   }
 };
 
-/// Checks at most 64 bytes as if zeros followed them; a zero is not a continuation byte. Either the bytes are
-/// the first bytes of the text, or at least three bytes precede them.
+/// Checks at most 64 bytes as if zeros followed them. A zero is not a continuation byte, so an incomplete
+/// character at the end is malformed. Either the bytes are the first bytes of the text, or at least three
+/// bytes precede them.
 template <bool copies>
 __attribute__((always_inline)) inline void takeSome(Progress& progress, char* dest, const char* text,
                                                     std::size_t at, std::size_t count) {

@@ -29,7 +29,7 @@ struct Starts {
 
 constexpr Starts startsOfEight;
 
-/// Returns the indices of eight bytes; each index is repeated eight times.
+/// Returns a shuffle that repeats each of eight bytes eight times.
 consteval auto eachEightTimes() {
   struct {
     alignas(64) Byte at[64];
@@ -46,7 +46,8 @@ constexpr Blocks leastLead({0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                             0, 0xC0, 0xE0, 0xF0, 0xFF, 0xFF, 0xFF, 0xFF});
 
 /// Writes eight words for the characters that start within eight bytes, and returns the number of these
-/// characters. Of the eight words, those after the words of these characters are not valid. Reads 16 bytes.
+/// characters. If there are fewer than eight characters, the words after the last character are not valid.
+/// Reads 16 bytes.
 HWY_INLINE std::size_t spreadEight(const Byte* text, std::uint64_t starts, std::uint64_t* dest) {
   const Widest d;
   const hn::Repartition<std::uint64_t, Widest> d64;

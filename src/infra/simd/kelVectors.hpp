@@ -3,8 +3,8 @@
 #include "machine/kelByteOrder.hpp"
 
 // The vector operations of the target for which the including file is compiled. Highway picks the widest
-// target that the compiler's flags allow. Because of the macros below Highway does not require instructions
-// that no kernel needs.
+// target that the compiler's flags allow. Without the macros below, Highway would require instructions that
+// no kernel uses.
 #define HWY_DISABLE_PCLMUL_AES
 #define HWY_DISABLE_BMI2_FMA
 #define HWY_DISABLE_F16C
@@ -38,8 +38,8 @@ HWY_INLINE Byte* bytesOf(char* text) {
 
 // --- constants
 
-/// A constant that repeats the same 16 bytes for each block of the widest vector. The constant has this width
-/// because GCC 12 widens a narrower constant inside the loop.
+/// A constant that repeats the same 16 bytes for each block of the widest vector. The constant has the width
+/// of the widest vector, because GCC 12 would widen a narrower constant inside the loop.
 struct alignas(64) Blocks {
   Byte at[64] = {};
 

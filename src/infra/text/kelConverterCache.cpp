@@ -150,8 +150,8 @@ CachedConverter::CachedConverter(const char* name, Direction direction) {
   }
 }
 
-/// Opens a converter. The thread keeps the converter, unless it already keeps a converter of the same name
-/// that a calling function is using.
+/// Opens a converter. The thread keeps the converter, with one exception: it already keeps a converter of the
+/// same name, which a calling function is using.
 void CachedConverter::openNew(const char* name) {
   const bool inUse = kept_ != nullptr;
   kept_ = nullptr;

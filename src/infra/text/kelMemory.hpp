@@ -23,7 +23,8 @@ inline icu::UnicodeString copied(const icu::UnicodeString& text) {
 }
 
 /// Returns whether the text's buffer is open: the caller has called `getBuffer(minCapacity)` and not yet
-/// `releaseBuffer`. Most changes of such a text have no effect, but an assignment would release the buffer.
+/// `releaseBuffer`. Most changes of a text whose buffer is open have no effect, but an assignment would
+/// release the buffer.
 inline bool isHeldOpen(const icu::UnicodeString& text) {
   return text.getBuffer() == nullptr && !text.isBogus();
 }

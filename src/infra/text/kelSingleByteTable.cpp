@@ -55,7 +55,7 @@ int askForUnit(UConverter* converter, char byte) {
 
 // --- made once
 
-// The name is copied, because ICU frees its text of the name if the program calls ICU's cleanup.
+// The table keeps a copy of the name, because ICU frees the name if the program calls u_cleanup.
 SingleByteTable::SingleByteTable(const char* name) : Codec(Kind::singleBytes) {
   std::memcpy(name_.data(), name, std::strlen(name));
 }

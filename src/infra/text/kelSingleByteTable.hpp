@@ -22,10 +22,10 @@ namespace tarvo::text {
 /// The process has one table for each code page. The table is stored under ICU's own name for the code page,
 /// so aliases of the name and all threads share it. The library creates a table when a thread opens the code
 /// page for the first time, which takes about 20 us. The table takes 66 KiB of memory until the process ends.
-/// The part of the table for the direction to Unicode is filled at once. The part for the direction from
-/// Unicode consists of blocks of 64 units. The library fills a block when a text contains a unit of the block
-/// for the first time, which takes 3 us. Filling the whole part would take milliseconds, and texts use few
-/// blocks. Any thread may use a table at any time; all threads read and store the same entries.
+/// The part of the table that converts to Unicode is filled when the table is created. The part that converts
+/// from Unicode consists of blocks of 64 units. The library fills a block when a text contains a unit of the
+/// block for the first time, which takes 3 us. Filling the whole part would take milliseconds, and texts use
+/// few blocks. Any thread may use a table at any time; all threads read and store the same entries.
 /// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never deleted through the base
 class SingleByteTable final : public Codec {
  public:

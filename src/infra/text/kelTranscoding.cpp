@@ -117,8 +117,8 @@ std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
 }
 
 std::int32_t encode(const CodePage& to, std::u16string_view units, char* target, std::int32_t room) {
-  // If the target has no room, the function passes null to ICU. With another pointer ICU would compute with
-  // the target's address, and the result would not be a size.
+  // If the target has no room, the function passes null to ICU. If the target were not null, ICU would
+  // compute with its address, and the result would not be a size.
   if (room == 0) target = nullptr;
   UConverter* const converter = to.converter.get();
   if (const Codec* const codec = to.codec) {

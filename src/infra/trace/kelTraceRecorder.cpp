@@ -127,21 +127,23 @@ bool isCurrent(const Ring& ring) noexcept {
   return ring.recording == state.recording;
 }
 
-/// Returns the index of the oldest event that is kept. If the ring is full, the next event is written into
-/// the slot of the oldest one, so that one counts as overwritten while the thread lives.
+/// Returns the index of the oldest event that is kept. If the ring is full, the thread writes its next event
+/// into the slot of the oldest event. Therefore the oldest event counts as overwritten while the thread
+/// lives.
 std::uint64_t oldestKept(const Ring& ring) noexcept {
   const std::uint64_t ahead = load(ring.written) + (ring.ended ? 0 : 1);
   return ahead - std::min(ahead, slotsOf(ring));
 }
 
-/// The bytes of a ring with that many slots. `start` limits the slots so that the result fits.
+/// Returns the number of bytes of a ring. `start` limits the number of slots, so the result does not
+/// overflow.
 std::size_t bytesFor(std::uint64_t slots) noexcept {
   return sizeof(Ring) + static_cast<std::size_t>(slots) * sizeof(Event);
 }
 
 // --- the end of a thread
 
-/// Shrinks a ring that is not full to its events. If there is no memory, the ring stays as it is.
+/// Releases the unused part of a ring that is not full. If there is no memory, the ring stays as it is.
 Ring* shrunk(Ring* ring) noexcept {
   const std::uint64_t written = ring->written;
   if (written >= slotsOf(*ring)) return ring;
@@ -246,7 +248,7 @@ constexpr std::size_t fileHeaderSize = 72;
 constexpr std::size_t threadHeaderSize = 32;
 constexpr std::size_t eventSize = 16;
 
-/// Appends the events of a ring that are not overwritten meanwhile.
+/// Appends the events of a ring, except the events that are overwritten during the reading.
 void appendThread(std::string& file, Ring& ring) {
   const std::size_t header = file.size();
   const std::uint64_t last = load(ring.written);

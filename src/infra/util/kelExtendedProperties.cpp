@@ -253,8 +253,8 @@ const icu::UnicodeString& ExtendedProperties::get(const iterator& it) const {
 // --- load
 
 /// Stores the lines in key order, so that each new property usually comes after the last property in the
-/// tree. The lines are processed in batches of limited size: a line can be as short as two bytes, and a line
-/// in a batch takes twenty times as much memory.
+/// tree. The lines are processed in batches of limited size. A line can be as short as two bytes, but takes
+/// twenty times as much memory in a batch.
 void ExtendedProperties::storeLines(const char* data, std::size_t length) {
   constexpr std::size_t mostAtOnce = std::size_t{1} << 18U;
   PropertiesReader reader(data, data == nullptr ? 0 : length, 0);

@@ -55,7 +55,7 @@ void throwWithoutMemory(UErrorCode status) {
 
 using Parts = icu::MessagePattern;
 
-/// The largest number of braces that are accepted; no sentence needs as many. ICU's parser calls itself for
+/// The largest number of braces that are accepted. Sentences need far fewer. ICU's parser calls itself for
 /// each level of nested braces, so the number is limited.
 constexpr std::ptrdiff_t mostBraces = 1000;
 
@@ -138,7 +138,7 @@ class ValuePattern {
  private:
   static constexpr std::int32_t none = -1;
 
-  /// Writes the part, and those that belong to it. Returns the last of them.
+  /// Writes a part of the pattern, with all parts inside it. Returns the last of them.
   std::int32_t writePart(std::int32_t i) {
     const Parts::Part& part = parts_.getPart(i);
     const auto type = part.getType();
@@ -176,7 +176,7 @@ class ValuePattern {
     done_ = end;
   }
 
-  /// Writes `text` for all from the first part to the last. Returns the last.
+  /// Writes `text` in place of all parts from `first` to `last`. Returns the last.
   std::int32_t replace(const Parts::Part& first, std::int32_t last, const icu::UnicodeString& text) {
     copyTo(first.getIndex());
     words_.append(text);
@@ -192,7 +192,7 @@ class ValuePattern {
   std::vector<std::int32_t> refused_;  ///< for each open argument its number if it cannot be one, else `none`
 };
 
-/// Returns the text of a pattern. Its words are bogus if ICU does not accept the pattern.
+/// Returns the text of a pattern. If ICU does not accept the pattern, the words of the result are bogus.
 Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale, KnownArguments known) {
   const std::u16string_view units = text::unitsOf(pattern);
   const bool isSimple = std::count(units.begin(), units.end(), u'{') <= mostBraces;
@@ -218,8 +218,9 @@ Text textOf(const icu::UnicodeString& pattern, const icu::Locale& locale, KnownA
   return text;
 }
 
-/// Returns a decimal number whose digits a double cannot hold; a text if it has more digits than a number in
-/// a sentence. ICU's class for such numbers crashes if there is no memory, so it is used only for them.
+/// Returns a decimal number whose digits a double cannot hold. If the number has more digits than numbers in
+/// sentences have, returns it as a text. ICU's class for such numbers crashes if there is no memory, so no
+/// other number uses this class.
 icu::Formattable exactNumber(const icu::UnicodeString& argument, const std::string& digits) {
   constexpr std::size_t mostDigits = 100;
   if (digits.size() > mostDigits) return {argument};

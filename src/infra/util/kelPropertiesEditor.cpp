@@ -19,8 +19,8 @@ namespace {
 
 constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 
-/// A text that continues no line and begins no line end: if it is appended to a line, the reader shows
-/// whether the line ended before it.
+/// A text that neither continues a line nor begins a line end. The editor appends this text to a line and
+/// reads the result to find out whether the line had ended.
 constexpr char nextLine = 'x';
 
 bool canBeWritten(const icu::UnicodeString& text) {
@@ -69,7 +69,7 @@ Reading readingOf(std::string_view line) {
 }  // namespace
 
 /// The text, cut into its lines. The meaning of a line does not depend on the other lines, so a line can be
-/// read separately. Only the last line can be without a line end.
+/// read separately. Every line except the last has a line end.
 class PropertiesEditor::Lines {
  public:
   Lines(const char* data, std::size_t length) : source_(data == nullptr ? "" : std::string(data, length)) {
@@ -280,8 +280,7 @@ void PropertiesEditor::Lines::setExisting(std::size_t index, const icu::UnicodeS
   edits_.swap(edits);
 }
 
-/// Adds a line at the end of the text. The function does everything that can fail before it makes the first
-/// change.
+/// Adds a line at the end of the text. The steps that can fail come before the first change.
 void PropertiesEditor::Lines::add(const icu::UnicodeString& key, const icu::UnicodeString& value) {
   const Change end = endOfLast();
   const std::size_t all = sizes_.before(lines_.size());
@@ -334,8 +333,8 @@ std::size_t PropertiesEditor::Lines::remove(std::u16string_view key) {
   return removed.size();
 }
 
-/// If, after the removal, an empty line that consists of an LF follows a line that ends in CR, CR and LF
-/// would become one line end. Returns the lines that end in such a CR, with new bytes that prevent this.
+/// Suppose that a line ends in CR, and that after the removal the next line is an empty line that consists of
+/// an LF. Then CR and LF would become one line end. Returns such lines, with new bytes that prevent this.
 PropertiesEditor::Lines::JoinedLines PropertiesEditor::Lines::lineEndsJoinedWithout(
     const std::vector<std::size_t>& removed) const {
   JoinedLines joined;

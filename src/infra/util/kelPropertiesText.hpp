@@ -104,8 +104,8 @@ class PropertiesReader {
   bool hasProperty_ = false;
   bool keepsTexts_ = false;
   bool isUtf8_;
-  /// The key and value of the line; if texts are kept, they follow the keys and values of earlier lines. A
-  /// std::u16string is not used, because it would fill its storage with zeros first.
+  /// The units of the key and value of the line. If `keepTexts` was called, the units of earlier lines
+  /// precede them. A std::u16string is not used, because it would fill its storage with zeros first.
   std::unique_ptr<char16_t[]> texts_;
   std::size_t used_ = 0;
   std::size_t capacity_ = 0;

@@ -82,7 +82,7 @@ class LineSorter {
   /// If fewer keys than this number are to be sorted, the sort compares the keys directly.
   static constexpr std::ptrdiff_t few = 12;
   /// After this number of recursive calls, the sort compares all remaining keys directly. Without this limit,
-  /// crafted keys, each of which is longer than the key before it, would exhaust the stack.
+  /// many keys, each longer than the key before it, could exhaust the stack.
   static constexpr int mostTurns = 64;
 
   std::u16string_view keyOf(const Entry& entry) const { return lines_[entry.line].key; }

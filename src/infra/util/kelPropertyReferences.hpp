@@ -37,8 +37,8 @@ class PropertyReferences {
   };
 
   /// Resolves the references of the properties, and removes faulty references from the values. Stops after
-  /// inserting more than `mostUnits` units. A unit that a missing name takes from another value counts, too.
-  /// The results point to the properties, so the results are valid until the properties change.
+  /// inserting more than `mostUnits` units. If a missing name contains units of another value, these units
+  /// count, too. The results point to the properties, so the results are valid until the properties change.
   void resolve(ExtendedProperties& properties, std::size_t mostUnits);
 
   std::vector<Fault> faults;
@@ -82,10 +82,9 @@ class ExtendedProperties::Resolver {
   static constexpr std::size_t none = std::u16string_view::npos;
 
   /// The tail of a value that has a single "%": the text after the "%". If a value with a single "%" replaces
-  /// a reference, this "%" opens the next reference, and the name of the next reference begins with the tail.
-  /// For each tail a map contains the properties whose names begin with the tail; the key of the map is the
-  /// rest of the name. The tail of a value may be long and the rest of a name short, so the resolver
-  /// assembles each name only once.
+  /// a reference, this "%" begins the next reference, whose name begins with the tail. For each tail a map
+  /// contains the properties whose names begin with the tail; the key of the map is the rest of the name. The
+  /// tail of a value may be long and the rest of a name short, so the resolver assembles each name only once.
   using Tail = std::pair<const std::u16string_view, std::map<std::u16string, Property*, std::less<>>>;
 
   struct Work {

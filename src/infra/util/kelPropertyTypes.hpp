@@ -89,7 +89,7 @@ bool isShownBy(std::u16string_view text, Number value) {
          std::equal(digits.begin(), digits.end(), text.begin(), text.end());
 }
 
-/// A type for checked integers: it refuses a number out of range, which `Type` would reduce.
+/// A type for checked integers. `Type` would reduce a number out of range; the checked type refuses it.
 template <class Type>
 struct Checked : Type {
   static auto read(const icu::UnicodeString& text) {

@@ -38,8 +38,8 @@ std::u16string sortedWords(const std::u16string& folded) {
 }  // namespace
 
 /// Computes the distances between all prefixes of the two texts, row by row. Units can be inserted or removed
-/// between two exchanged neighbours, so the computation of a cell also uses the last row and the last column
-/// in which the exchanged units occurred.
+/// between two exchanged neighbours. Therefore the value of a cell also depends on the last row and the last
+/// column in which the exchanged units occurred.
 std::size_t damerauLevenshtein(std::u16string_view left, std::u16string_view right) {
   const std::size_t width = right.size() + 2;
   const std::size_t infinity = left.size() + right.size();

@@ -27,7 +27,8 @@ class Suggestions {
   icu::UnicodeString find(const icu::UnicodeString& key, std::size_t& pairsLeft) const;
 
  private:
-  /// Maps a form of a name to the index of the name, or to nothing if several names have the same form.
+  /// Maps a form of a name, for example the name with its case folded, to the index of the name. If several
+  /// names have the same form, the form maps to nothing.
   using ByForm = std::map<std::u16string, std::optional<std::size_t>>;
 
   static void addForm(ByForm& forms, std::u16string form, std::size_t index);

@@ -93,8 +93,8 @@ Selection::Outcome Selection::poll(const Deadline& deadline) noexcept {
     if (!isSocketAt(i)) return answer(-1), Outcome::failed;
     entry.revents = readyEvents(entry);
     any = any || entry.revents != 0;
-    // Remove this descriptor from the entries: the next poll would report the descriptor again at once,
-    // although its socket cannot become ready any more.
+    // This descriptor is removed from the entries. Otherwise the next poll would report the descriptor again
+    // at once, although its socket cannot become ready any more.
     if (entry.revents == 0) entry.fd = -1;
   }
   return any ? Outcome::ready : Outcome::notReady;

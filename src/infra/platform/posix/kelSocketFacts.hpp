@@ -53,8 +53,8 @@ class SocketFacts {
     if (Entry* const entry = find(descriptor)) entry->sending.store(on, std::memory_order_release);
   }
 
-  /// Frees the allocated segments. Only tests call this function. The library never frees its table, because
-  /// sockets may be closed until the process ends.
+  /// Frees the allocated segments. Only tests call this function. The library never frees the table that it
+  /// uses, because sockets may be closed until the process ends.
   void clear() noexcept;
 
  private:

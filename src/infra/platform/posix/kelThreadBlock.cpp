@@ -13,8 +13,8 @@
 namespace tarvo::platform {
 namespace {
 
-// The library reads the following variables often, so they have the TLS model initial-exec: the library reads
-// a variable of this model without a function call. If a program loads the library with dlopen, the C library
+// The library reads the following variables often. They have the TLS model initial-exec, because a variable
+// of this model is read without a function call. If a program loads the library with dlopen, the C library
 // has only little memory for variables of this model, so the block itself is on the heap.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ThreadBlock* usable = nullptr;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool ended = false;

@@ -63,7 +63,8 @@ struct Candidate {
   std::size_t count = 0;
 };
 
-/// The sockets while the pair is being made. No call waits but `select`, so strangers cannot hold it up.
+/// The sockets while the pair is being made. Only `select` waits, so other programs that connect cannot delay
+/// the pair.
 class Pairing {
  public:
   /// Binds a free port that no other socket can share, and listens on it.

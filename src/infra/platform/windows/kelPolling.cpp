@@ -53,8 +53,8 @@ timeval timeOf(long long milliseconds) noexcept {
           static_cast<long>(milliseconds % 1000 * 1000)};
 }
 
-/// Whether the peer has sent urgent data that nobody has read. The system reports it as an exception of the
-/// socket, as it reports a failed attempt to connect.
+/// Whether the peer has sent urgent data that nobody has read. The system reports urgent data in the same set
+/// as a failed attempt to connect.
 bool hasUrgentData(SOCKET handle) noexcept {
   u_long allWasRead = 1;
   return ::ioctlsocket(handle, static_cast<long>(SIOCATMARK), &allWasRead) == 0 && allWasRead == 0;

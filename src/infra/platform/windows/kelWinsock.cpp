@@ -342,8 +342,9 @@ class SystemWinsock final : public Winsock {
 
   int shutdown(SocketHandle handle, int how) override {
     if (::shutdown(handle, how) != 0) return socketError;
-    // The system's shutdown does not end calls that wait, so this function cancels them. The system cannot
-    // cancel only the calls in one direction. NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
+    // The system's shutdown does not end calls that wait, so this function cancels the waiting calls. The
+    // system can only cancel the calls in both directions. NOLINTNEXTLINE(performance-no-int-to-ptr): a
+    // socket is a handle
     if (how == shutdownBoth) ::CancelIoEx(reinterpret_cast<HANDLE>(handle), nullptr);
     return 0;
   }
@@ -406,7 +407,7 @@ class SystemWinsock final : public Winsock {
 
  private:
   /// Makes an accepted socket blocking and not inheritable. Without this change the accepted socket would be
-  /// non-blocking like its listener, and child processes would inherit it.
+  /// non-blocking like its listener, and child processes would inherit the socket.
   static SocketHandle asNew(SOCKET accepted) noexcept {
     if (setBlocking(accepted, true) != 0) return discard(accepted);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a socket is a handle
