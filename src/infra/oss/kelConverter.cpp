@@ -31,8 +31,8 @@ namespace {
 
 constexpr std::int64_t largestSize = std::numeric_limits<int>::max();
 
-/// The largest number of units in an ICU string. A text must not have more bytes than this, because each byte
-/// may become a unit.
+/// The largest number of units in an ICU string. The number of bytes in a text has the same limit, because
+/// each byte may become a unit.
 constexpr std::int64_t longestData = largestSize - 10;
 
 const char* nameOf(const char* codePage) {

@@ -23,8 +23,8 @@ namespace {
 
 using Direction = text::CachedConverter::Direction;
 
-/// ICU calls the callbacks for each fault, and they make ICU stop. ICU's own callbacks drop characters that
-/// are invisible by default.
+/// ICU calls these callbacks for each fault. The callbacks change nothing, so ICU stops at the fault. ICU's
+/// own callbacks drop characters that are invisible by default.
 void U_EXPORT2 stopDecoding(const void* /*context*/, UConverterToUnicodeArgs* /*arguments*/,
                             const char* /*bytes*/, std::int32_t /*length*/,
                             UConverterCallbackReason /*reason*/, UErrorCode* /*status*/) {}

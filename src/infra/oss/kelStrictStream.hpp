@@ -29,8 +29,9 @@ class StrictStream {
   using Status = StrictConverter::Status;
   using Fault = StrictConverter::Fault;
 
-  /// `offset` is the number of bytes that precede the stream. The offsets of faults include these bytes. If
-  /// ICU does not know one of the names, `isOpen` returns false, and the caller must not use the stream.
+  /// `offset` is the number of bytes that precede the stream. The offset of a fault includes the bytes that
+  /// precede the stream. If ICU does not know one of the names, `isOpen` returns false, and the caller must
+  /// not use the stream.
   StrictStream(const char* from, const char* to, std::uint64_t offset = 0);
 
   bool isOpen() const { return from_.converter != nullptr && to_.converter != nullptr; }

@@ -19,7 +19,7 @@
 // shows that the old event of this slot was overwritten, and the reader drops it. Therefore the reader
 // returns no event that is half overwritten.
 //
-// The mutex guards everything else: the lists of rings, the settings and the memory of the rings.
+// The mutex guards the other data: the lists of rings, the settings and the memory of the rings.
 
 namespace tarvo::trace {
 namespace {

@@ -22,8 +22,8 @@ namespace {
 
 constexpr unsigned short pad = u'=';
 
-/// The entry of the table for every unit that is not in the alphabet. Bit 6 is set in this entry, and clear
-/// in the value of every unit of the alphabet.
+/// The value that the decoding table contains for every unit that is not in the alphabet. Bit 6 is set in
+/// this entry, and clear in the value of every unit of the alphabet.
 constexpr unsigned char notInAlphabet = 127;
 
 /// An alphabet in both directions: value to unit, and unit to value.

@@ -25,8 +25,8 @@ namespace tarvo::util {
 ///
 /// A property is in the slot that its hash determines, or in one of the next `reach - 1` slots. If none of
 /// these slots is free, the property is not added. If a look-up finds other properties in all of these slots,
-/// its result is uncertain, and the caller has to search the map. Therefore a look-up in the index takes a
-/// bounded number of steps for all keys.
+/// the property may exist although it is not in the index. The caller then has to search the map. Therefore a
+/// look-up in the index takes a bounded number of steps for all keys.
 class PropertyIndex {
  public:
   using Property = std::pair<const icu::UnicodeString, icu::UnicodeString>;
