@@ -148,10 +148,10 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   virtual int WSAGetLastError() = 0;
   virtual void WSASetLastError(int code) = 0;
 
-  /// Returns a new socket, which programs that the process starts do not inherit. The code of a failure is
-  /// `familyNotSupported` for a family other than IPv4 and IPv6, `socketTypeNotSupported` for a type other
-  /// than Winsock's five, and `noBuffers` if the platform layer keeps a record of its sockets and has no
-  /// memory for the record.
+  /// Returns a new socket, which programs that the process starts do not inherit. For a family other than
+  /// IPv4 and IPv6 the code of the failure is `familyNotSupported`. For a type other than Winsock's five
+  /// types the code is `socketTypeNotSupported`. If the platform layer keeps a record of its sockets and has
+  /// no memory for the record, the code is `noBuffers`.
   virtual SocketHandle socket(int family, int type, int protocol) = 0;
   /// Connects to a Winsock address. The code of a failure is `wouldBlock` if the socket is non-blocking and
   /// the attempt is in progress, and `noBuffers` if the system lacks the resources for the attempt. The code
@@ -170,7 +170,7 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
   /// `accept` and `select` before the socket is closed. Otherwise a thread could wait on a handle that
   /// already belongs to another socket.
   virtual void wakeAccept(SocketHandle listening) = 0;
-  /// Closes the socket, even if the call returns an error, unless the handle is not an open socket.
+  /// Closes the socket. After an error the socket is closed, too, if the handle was an open socket.
   virtual int closesocket(SocketHandle handle) = 0;
 
   /// Waits until a socket is ready, keeps only the ready sockets in each set, in their order, and returns the
@@ -198,10 +198,10 @@ class Winsock {  // NOLINT(cppcoreguidelines-virtual-class-destructor): see abov
 
   /// Waits until at least one of the entries is ready, sets `ready` in each entry, and returns the number of
   /// ready entries. The number of entries has no limit. Waits at most `milliseconds`; if `milliseconds` is
-  /// negative, the wait has no limit. A socket whose connection is lost or closed, or whose attempt to
-  /// connect has failed, is ready for every requested event, so that the next call on the socket reports the
-  /// reason. The code of a failure is `notASocket` if a handle is not open, and `noBuffers` if there is no
-  /// memory for the system's list.
+  /// negative, the wait has no limit. If the connection of a socket is lost or closed, or if its attempt to
+  /// connect has failed, the socket is ready for every requested event. The next call on the socket then
+  /// reports the reason. The code of a failure is `notASocket` if a handle is not open, and `noBuffers` if
+  /// there is no memory for the system's list.
   virtual int poll(PollEntry* entries, std::size_t count, long long milliseconds) = 0;
 
   /// Sets FIONBIO: with `mode` 1 the socket is non-blocking.

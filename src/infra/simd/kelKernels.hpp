@@ -7,12 +7,13 @@
 /// each kernel.
 ///
 /// Kernels with wider vectors need a later instruction set, and each file of such kernels is compiled for its
-/// instruction set as a whole. (If the instruction set were set for single functions, GCC 12 would not clear
-/// the upper halves of the vector registers on return, and all SSE code of the process would run several
-/// times slower afterwards.) The linker can merge copies of a function from several files, and the merged
-/// copy might run on a processor without these instructions. Therefore such a file must not define a function
-/// that the linker could merge. The table of kernels is the only definition with external linkage in such a
-/// file, and such a file uses no inline functions of the standard library. tests/inspect checks both rules.
+/// instruction set as a whole. (Single functions must not have a separate instruction set: on return from
+/// such functions GCC 12 does not clear the upper halves of the vector registers. Afterwards all SSE code of
+/// the process runs several times slower.) The linker can merge copies of a function from several files, and
+/// the merged copy might run on a processor without these instructions. Therefore such a file must not define
+/// a function that the linker could merge. The table of kernels is the only definition with external linkage
+/// in such a file, and such a file uses no inline functions of the standard library. tests/inspect checks
+/// both rules.
 ///
 /// docs/platforms.md lists the kernels of each processor.
 namespace tarvo::simd {

@@ -53,9 +53,9 @@ inline bool entryIsTraced() noexcept {
   return detail::flagged(detail::anyEntryBits);
 }
 
-/// Returns whether a function that is left now has to report its exit. A function calls `exitIsTraced`
-/// directly if it would otherwise have to keep its result in a register while the hooks run. If the function
-/// need not report its exit, it returns at once and saves no registers.
+/// Returns whether the calling function, which is about to return, has to report its exit. A function calls
+/// `exitIsTraced` directly if it would otherwise have to keep its result in a register while the hooks run.
+/// If the function need not report its exit, it returns at once and saves no registers.
 inline bool exitIsTraced() noexcept {
   return detail::flagged(detail::anyExitBits);
 }
