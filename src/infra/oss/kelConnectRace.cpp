@@ -34,7 +34,8 @@ AddressList alternating(const AddressList& list) {
   return order;
 }
 
-/// Returns 0 or the Winsock code of a call that returned `result`.
+/// `result` is what a function of Winsock returned. Returns 0 if the function succeeded, otherwise its error
+/// code.
 int codeOf(int result) {
   return result == socketError ? winsock().WSAGetLastError() : 0;
 }

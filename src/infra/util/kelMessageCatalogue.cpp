@@ -41,8 +41,8 @@ struct Place {
 /// The text of an identifier, prepared for rendering.
 struct Text {
   /// If the pattern has no typed arguments, `words` is the text of the pattern without the placeholders and
-  /// quotes. If the pattern has typed arguments, `words` is a pattern for the values of `valuesOf`. If the
-  /// text cannot be formatted, `words` is bogus.
+  /// quotes. If the pattern has typed arguments, ICU formats the pattern `words` with the values that
+  /// `valuesOf` returns. If the text cannot be formatted, `words` is bogus.
   icu::UnicodeString words;
   std::vector<Place> places;  ///< without typed arguments, in their order
   bool isPattern = false;

@@ -36,8 +36,8 @@ struct Percent {
   const PropertyReferences::Fault* fault = nullptr;
 };
 
-/// Returns the position of the first byte of the text that stands for a unit of a line's value. Units count
-/// from the first unit of the key.
+/// Returns the position of the first byte of the text that stands for a unit of a line's value. `unit` is the
+/// number of units before that unit in the key and the value together.
 std::size_t byteOf(std::size_t unit, std::size_t keyUnits, std::size_t value,
                    const std::vector<PropertyEscape>& escapes) {
   const auto after = std::partition_point(escapes.begin(), escapes.end(),
