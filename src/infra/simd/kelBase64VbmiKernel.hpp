@@ -121,10 +121,10 @@ struct DecodeTable {
 
 constexpr DecodeTable decodeTables[] = {DecodeTable(standardCharacters), DecodeTable(safeCharacters)};
 
-/// Returns the index for a permutation of 64 bytes, which are 16 groups of four bytes. The permutation reverses
-/// the first three bytes of each group and drops the fourth. The groups are not in the order of the text,
-/// because the packing instruction alternates half blocks of the first 32 units with half blocks of the second
-/// 32 units.
+/// Returns the index for a permutation of 64 bytes, which are 16 groups of four bytes. The permutation
+/// reverses the first three bytes of each group and drops the fourth. The groups are not in the order of the
+/// text, because the packing instruction alternates half blocks of the first 32 units with half blocks of the
+/// second 32 units.
 consteval ByteTable bytesOfGroups() {
   ByteTable table;
   for (unsigned group = 0; group < 16; ++group) {
