@@ -21,10 +21,11 @@ $(printf '%s\n' LICENSE README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md)
 $(paths docs "$root/docs")
 $(printf 'bin/%s\n' KELINFRA.dll icu{uc,in,io,dt}"$icu_version.dll")
 $(printf 'bin/%s\n' libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-$(printf 'bin/%s.exe\n' documentServer documentClient failures)
+$(printf 'bin/%s.exe\n' documentServer documentClient failures kelinfra)
 $(printf 'lib/lib%s.dll.a\n' KELINFRA icu{uc,in,io,dt})
 $(printf 'lib/cmake/KELINFRA/KELINFRA%s.cmake\n' Config ConfigVersion Targets Targets-relwithdebinfo)
-$(printf 'licences/%s.txt\n' KELINFRA ICU GCC-runtime mingw-w64-winpthread Highway Apache-2.0 GPL-3)
+$(printf 'licences/%s.txt\n' KELINFRA ICU GCC-runtime mingw-w64-winpthread Highway CLI11 \
+  nlohmann-json Apache-2.0 GPL-3)
 share/kelinfra/KELINFRA.natvis
 share/kelinfra/catalogue.json
 share/kelinfra/catalogues/de.properties
@@ -58,6 +59,8 @@ check_contents() {
     grep -L 'GCC Runtime Library Exception' GCC-runtime.txt
     grep -L 'mingw-w64-libraries/winpthreads' mingw-w64-winpthread.txt
     grep -L 'highway' Highway.txt
+    grep -L 'CLI11' CLI11.txt
+    grep -L 'Niels Lohmann' nlohmann-json.txt
     grep -L 'Apache License' Apache-2.0.txt
     grep -L 'GNU GENERAL PUBLIC LICENSE' GPL-3.txt
   })"

@@ -5,9 +5,11 @@
 #include "suggestion.hpp"
 #include "texts.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kelinfra {
@@ -106,9 +108,10 @@ void addStrict(CLI::App& command, bool& strict) {
   command.add_flag("--strict", strict, "Warnings set the exit status, too");
 }
 
-int run(int count, const char* const* arguments) {
+int run(std::vector<std::string> arguments) {
   CommandLine line;
   CLI::App app("Works with the files of programs that use KELINFRA.", "kelinfra");
+  app.allow_windows_style_options(false);  // "/file" is a file on every system
   app.set_help_all_flag("--help-all", "Print the help of all commands");
   app.add_option("--language", line.language,
                  "The language of messages, such as de; else LC_ALL, "
@@ -126,7 +129,8 @@ int run(int count, const char* const* arguments) {
   addVersion(app, line);
   addGenerate(app, line);
   try {
-    app.parse(count, arguments);
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last argument first
+    app.parse(std::move(arguments));
   } catch (const CLI::Success& success) {
     return app.exit(success);
   } catch (const CLI::ExtrasError&) {

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-/// The calls of the system for files. The folders posix and windows implement them. Names are in UTF-8.
+/// The calls of the system for files. Names are in UTF-8.
 namespace kelinfra {
 
 /// Opens a file for reading. Returns null, and sets errno, if that fails.

@@ -2,6 +2,7 @@
 
 #include "commandLine.hpp"
 #include "findings.hpp"
+#include "terminal.hpp"
 #include "texts.hpp"
 
 #include <cerrno>
@@ -18,8 +19,9 @@ int failWith(const std::string& text, int exitStatus = kelinfra::failed) {
 }  // namespace
 
 int main(int count, char** arguments) {
+  const kelinfra::StandardStreams streams;
   try {
-    const int status = kelinfra::run(count, arguments);
+    const int status = kelinfra::run(kelinfra::argumentsOf(count, arguments));
     const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     if (!isWritten && errno == EPIPE) return status;  // the reader wants no more
     if (!isWritten) return failWith(kelinfra::rendered(kelinfra::message("KELINFRA_NO_OUTPUT")));
