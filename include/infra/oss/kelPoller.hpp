@@ -77,10 +77,10 @@ class KELINFRA_API Poller {
   unsigned long long wait(const Deadline& deadline);
 
   /// Returns one of the handles that the last `wait` found ready. The reference is valid until the next
-  /// `wait`; `watch` and `forget` do not change it. The ready handles are in the order in which the program
-  /// first passed them to `watch`. After `forget`, however, the last handle in this order takes the place of
-  /// the forgotten handle. A lost connection is ready for everything in `wanted`; the next call on this
-  /// connection raises the error.
+  /// `wait`; `watch` and `forget` do not invalidate it. The ready handles are in the order in which the
+  /// program first passed them to `watch`. After `forget`, however, the last handle in this order takes the
+  /// place of the forgotten handle. A lost connection is ready for everything in `wanted`; the next call on
+  /// this connection raises the error.
   ///   index   must be below the number that `wait` returned
   const Ready& ready(unsigned long long index) const KELINFRA_LIFETIMEBOUND;
 

@@ -7,7 +7,7 @@
 
 namespace tarvo::oss {
 
-/// A scratch array, intended for objects on the stack. The object stores up to N elements inside itself, and
+/// A scratch array, intended as a local variable. The object stores up to N elements inside itself, and
 /// more elements on the heap. Only one thread at a time may use an object.
 ///
 ///     const icu::UnicodeString text = u"Grüße";

@@ -36,8 +36,8 @@ class StrictStream;
 /// source window and a target window must not overlap.
 ///
 /// Threads: only one thread at a time may use an object. Memory: the constructor allocates about 50 KiB. A
-/// conversion from bytes to bytes needs no further memory: if an allocation fails, the conversion only
-/// becomes slower.
+/// conversion from bytes to bytes may allocate further memory to be faster; if this allocation fails, the
+/// conversion is slower, but does not fail.
 class KELINFRA_API StrictConverter {
  public:
   enum Status {

@@ -307,10 +307,10 @@ class KELINFRA_API ExtendedProperties {
   ///
   /// References may be nested to any depth. The time of `resolveReferences` is proportional to the text that
   /// it reads and writes, including text that it replaces again later. If each line of a file refers twice to
-  /// the line before it, the size of this text, and the time, are exponential in the size of the file. There
-  /// is one case in which the time can be longer than proportional: a value contains a single "%", and many
-  /// names begin with the text after this "%". For n units of such names and values the time can be
-  /// proportional to n^(4/3); ten million units that were constructed for this case took 1 s. If a value
+  /// the line before it, the size of this text, and the time, are exponential in the size of the file. The
+  /// time can be more than proportional to the text in one case: a value contains a single "%", and the names
+  /// of many properties begin with the text after this "%". For n units of such names and values the time can
+  /// be proportional to n^(4/3); ten million units that were constructed for this case took 1 s. If a value
   /// would have more than 2^31 - 1 units, `resolveReferences` raises std::bad_alloc. Load untrusted files
   /// without resolving references. Before you resolve the references of an untrusted file, limit the number
   /// and nesting of references, or reject values that contain "%".

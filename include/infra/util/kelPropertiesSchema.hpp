@@ -59,10 +59,16 @@ namespace tarvo::util {
 /// | out-of-range   | error    | key, value, range                                                       |
 /// | unlisted-value | error    | key, value, allowed values                                              |
 ///
-/// The rules of `faults`, all errors: schema-facet-unknown (key), schema-name-malformed (name with two "*"),
-/// schema-type-unknown (name, type), schema-range-malformed (name, range), schema-default-refused (name,
-/// default), schema-successor-unknown (name, name to use instead), schema-level-unknown (level); and
-/// duplicate-key and the escape rules of `PropertiesReport`.
+/// `faults` reports findings of these rules, all with the level error; the arguments are in parentheses:
+/// - schema-facet-unknown (key)
+/// - schema-name-malformed (name): the name contains two "*"
+/// - schema-type-unknown (name, type)
+/// - schema-range-malformed (name, range)
+/// - schema-default-refused (name, default)
+/// - schema-successor-unknown (name, name to use instead)
+/// - schema-level-unknown (level)
+///
+/// `faults` also reports duplicate-key and the escape rules of `PropertiesReport`.
 ///
 /// Threads: any number of threads may use an object at the same time.
 ///

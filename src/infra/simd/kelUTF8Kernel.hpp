@@ -40,8 +40,9 @@ constexpr Fault faults[8] = {
     {continuations, anyLow, continuations},  // no fault if a lead byte further left needs both: bit 7
 };
 
-/// Returns a table that contains, for each nibble, the faults to which the nibble can belong. Two bytes have
-/// a fault if each of the three nibbles can belong to this fault.
+/// Returns a table that contains, for each value of a nibble, the faults that are possible with this nibble.
+/// There are three tables: for the two nibbles of a byte and for the high nibble of the next byte. The two
+/// bytes have a fault if all three tables contain the fault.
 consteval Blocks faultsOf(unsigned Fault::*halves) {
   Byte with[16] = {};
   for (unsigned half = 0; half < 16; ++half) {

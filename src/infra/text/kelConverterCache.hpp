@@ -14,8 +14,8 @@ namespace tarvo::text {
 struct KeptConverter;
 
 /// An open converter for the duration of a scope. Usually the object uses a converter that the thread keeps.
-/// The object opens a separate converter in three cases: a calling function is using the kept converter, the
-/// name is longer than any of ICU's names, or the thread is ending.
+/// The object opens a separate converter in three cases: a function further up the call stack of this thread
+/// is using the kept converter, the name is longer than any of ICU's names, or the thread is ending.
 ///
 ///     const CachedConverter converter("ISO-8859-1");
 ///     if (converter.get() == nullptr) ...                 // ICU knows no such name

@@ -15,9 +15,9 @@ namespace tarvo::text {
 ///     if (table == nullptr || table->toBytes(units, count, bytes, room, converter) < 0) ...   // ICU has to
 ///
 /// An entry of the table is ICU's result for a single unit or byte, including substitutes and fallbacks. A
-/// unit is in the table if its result is always one byte, whatever follows the unit. The table does not
-/// contain surrogates, units that ICU omits, and first units of sequences that the code page encodes
-/// together. ICU converts every text that contains a unit that is not in the table.
+/// unit is in the table if its result is always one byte, whatever follows the unit. So the table contains no
+/// surrogate, no unit for which ICU writes no byte, and no unit that can begin a sequence with an encoding of
+/// its own. ICU converts every text that contains a unit that is not in the table.
 ///
 /// The process has one table for each code page. The table is stored under ICU's own name for the code page,
 /// so aliases of the name and all threads share it. The library creates a table when a thread opens the code

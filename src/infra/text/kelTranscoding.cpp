@@ -117,8 +117,8 @@ std::int32_t terminated(std::int64_t size, char* target, std::int32_t room) {
 }
 
 std::int32_t encode(const CodePage& to, std::u16string_view units, char* target, std::int32_t room) {
-  // If the target has no room, the function passes null to ICU. If the target were not null, ICU would
-  // compute with its address, and the result would not be a size.
+  // If the target has room for 0 bytes, the function passes a null pointer as the target to ICU. ICU would
+  // compute with the address of any other target, and the result would not be a size.
   if (room == 0) target = nullptr;
   UConverter* const converter = to.converter.get();
   if (const Codec* const codec = to.codec) {

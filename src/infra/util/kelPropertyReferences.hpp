@@ -71,8 +71,8 @@ class ExtendedProperties::Resolver {
   explicit Resolver(PropertyMap& properties, PropertyReferences* watcher = nullptr)
       : properties_(properties), watcher_(watcher) {}
 
-  /// Replaces all references, or the references before the first fault. After a fault or an exception the
-  /// replacements that were made before stay.
+  /// Replaces all references, or the references before the first fault. If a fault or an exception ends the
+  /// function, the values keep the replacements that were already made.
   /// If there is a watcher, the resolver removes a faulty reference from the value, and the watcher records
   /// the reference.
   Fault resolveAll();

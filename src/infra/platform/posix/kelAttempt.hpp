@@ -1,6 +1,7 @@
 #pragma once
 
-/// The results of attempts to connect that were in progress when `connect` returned.
+/// Non-blocking attempts to connect: an attempt may still be in progress when `connect` returns. These
+/// functions find out its result.
 namespace tarvo::platform::posix {
 
 /// Returns whether an attempt to connect this socket has failed. `reported` contains the events that a poll

@@ -17,8 +17,8 @@ inline int fail(int code) noexcept {
   return socketError;
 }
 
-/// Returns the result of a system call. If the call failed, the Winsock code for errno becomes the last
-/// error.
+/// `result` is what a system call returned. If the call succeeded, returns `result`. If the call failed, sets
+/// the last error to the Winsock code for errno and returns `socketError`.
 inline int answer(long result) noexcept {
   return result < 0 ? fail(winsockCode(errno)) : static_cast<int>(result);
 }
