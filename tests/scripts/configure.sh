@@ -35,10 +35,12 @@ refuses() {
 # oldest KIND: the oldest version that CMake accepts.
 oldest() { sed -n "s/^set(KELINFRA_OLDEST_$1 \(.*\))$/\1/p" "$root/cmake/KelinfraRequirements.cmake"; }
 
-# named PATTERN PAGE...: a line of each page must contain it.
+# named PATTERN PAGE...: each page must contain it. A blank of the pattern may be a line end in the page.
 named() {
   local page
-  for page in "${@:2}"; do grep -qE "$1" "$root/$page" || fail "$page does not contain: $1"; done
+  for page in "${@:2}"; do
+    grep -qzE "${1// /[[:space:]]}" "$root/$page" || fail "$page does not contain: $1"
+  done
 }
 
 # Pretend to CMake that the compiler, ICU and Highway are too old.
@@ -75,8 +77,8 @@ case $1 in
     refuses ICU "$(oldest ICU)" -D ICU_INCLUDE_DIR="$work"
     refuses Highway "$(oldest Highway)" -D KELINFRA_HIGHWAY_HEADERS="$work"
     named "GCC $(oldest GNU) or later, Clang $(oldest Clang) or later" docs/install.md README.md
-    named "ICU (\|.* )?$(oldest ICU) or later" docs/install.md README.md
-    named "Highway .* $(oldest Highway) or later" docs/install.md
+    named "ICU (\|[^|]*\| )?$(oldest ICU) or later" docs/install.md README.md
+    named "Highway \|[^|]*\| $(oldest Highway) or later" docs/install.md
     cmake=$(sed -n 's/^cmake_minimum_required(VERSION \(.*\))$/\1/p' "$root/CMakeLists.txt")
     named "CMake $cmake or later" docs/install.md README.md
     ;;
