@@ -39,8 +39,7 @@ std::size_t InputFile::read(char* bytes, std::size_t count) const {
 
 std::uint64_t InputFile::size() const {
   std::error_code error;
-  const std::u8string name(name_.begin(), name_.end());
-  const std::uintmax_t size = std::filesystem::file_size(name, error);
+  const std::uintmax_t size = std::filesystem::file_size(std::filesystem::u8path(name_), error);
   return error ? 0 : size;
 }
 

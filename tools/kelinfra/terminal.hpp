@@ -18,7 +18,7 @@ class StandardStreams {
   ~StandardStreams();
 
  private:
-  unsigned codePage_ = 0;  ///< of the console before
+  [[maybe_unused]] unsigned codePage_ = 0;  ///< of the console before; only Windows has it
 };
 
 constexpr int standardInput = 0;
